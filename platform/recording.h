@@ -1,0 +1,173 @@
+// The recording library: what a recording file is like, its row, the counts of recordings, and word
+// to the other services that recordings came or went.
+
+#pragma once
+
+#include "platform/camera.h"
+
+#include <cstdint>
+#include <list>
+#include <string>
+#include <utility>
+
+namespace Reidx {
+
+// The properties of one media file, as far as they are known; a number that isn't known is 0.
+struct RecInfo {
+    uint64_t size = 0;     // bytes, from the file's status
+    int64_t startTm = 0;   // seconds since the epoch
+    int64_t endTm = 0;     // seconds since the epoch; not before startTm
+    int32_t duration = 0;  // seconds, rounded
+    int32_t vdoType = 0;   // video codec: 0 unknown, 1 MJPEG, 2 MPEG-4, 3 H.264, 4 H.265
+    int32_t audType = 0;   // audio codec: 0 none or unknown, else as GetAudioType names it
+    int32_t imgWidth = 0;  // pixels
+    int32_t imgHeight = 0; // pixels
+    bool alert = false;    // the file is an alert recording
+    std::string path;      // half-day folder, "/", file name (a snapshot's: the file name)
+};
+
+// Reads the properties of the recording at `fullPath` (absolute) into `info`, which the caller
+// hands over empty. `alert` tells that it is an alert recording and is kept in `info`.
+//
+// The path, the size and the start time (the last ten digits of the name) are filled first, from
+// the file's name and status; then the container is opened, by the demuxer that the extension
+// names, for duration, codecs and picture size. Nothing is decoded and no other file is opened.
+//
+// Returns 0 when everything was read. Otherwise the log names the file and the reason, the fields
+// read so far stay, and the end time equals the start time.
+[[nodiscard]] int GetEvtRecInfo(RecInfo& info, const std::string& fullPath, bool alert);
+
+} // namespace Reidx
+
+// The text that an audio codec number stands for in a row: 1 "AAC", 2 "PCM", 3 "G711U", 4 "G711A",
+// 5 "G726", 6 "MP3"; empty for every other number.
+[[nodiscard]] std::string GetAudioType(int audType);
+
+// One row of the recording table. Empty after construction: numbers 0, texts empty. Copies are
+// independent.
+class Event {
+public:
+    Event() = default;
+    virtual ~Event() = default;
+    Event(const Event&) = default;
+    Event& operator=(const Event&) = default;
+    Event(Event&&) = default;
+    Event& operator=(Event&&) = default;
+
+    void SetId(int id) { m_id = id; }         // 0 = the database gave none
+    void SetDsId(int dsId) { m_dsId = dsId; } // data source, 0 = this recorder
+    void SetCamId(int camId) { m_camId = camId; }
+    void SetPath(const std::string& path) { m_path = path; } // half-day folder, "/", file name
+    void SetStartTm(long startTm) { m_startTm = startTm; }   // seconds since the epoch
+    void SetEndTm(long endTm) { m_endTm = endTm; }           // seconds since the epoch
+    void SetSize(unsigned long long size) { m_size = size; } // bytes
+    void SetVdoType(int vdoType) { m_vdoType = vdoType; }    // as in Reidx::RecInfo
+    void SetAudFmt(const std::string& audFmt) { m_audFmt = audFmt; } // as GetAudioType gives it
+    void SetImgW(int imgW) { m_imgW = imgW; }                        // pixels
+    void SetImgH(int imgH) { m_imgH = imgH; }                        // pixels
+    // The stamp of the update of the recording counts that this row is part of.
+    void SetRecCntTimestamp(unsigned long long stamp) { m_recCntTimestamp = stamp; }
+
+    [[nodiscard]] int GetId() const { return m_id; }
+    [[nodiscard]] int GetCamId() const { return m_camId; }
+    [[nodiscard]] const std::string& GetPath() const { return m_path; }
+    [[nodiscard]] unsigned long long GetRecCntTimestamp() const { return m_recCntTimestamp; }
+
+    // One SQL statement, ended by ";", that stores the row in DB_RECORDING and yields one row with
+    // its "id". A row of the same camera and path is brought up to date instead, and keeps its id:
+    // to run the statement again changes nothing. Statements of several rows can be concatenated.
+    [[nodiscard]] virtual std::string strSqlInsert() const;
+
+protected:
+    int m_id = 0;
+    int m_dsId = 0;
+    int m_camId = 0;
+    std::string m_path;
+    long m_startTm = 0;
+    long m_endTm = 0;
+    unsigned long long m_size = 0;
+    int m_vdoType = 0;
+    std::string m_audFmt;
+    int m_imgW = 0;
+    int m_imgH = 0;
+    unsigned long long m_recCntTimestamp = 0;
+};
+
+// One row of the alert recording table.
+class AlertEvent : public Event {
+public:
+    void SetAlertEventType(int type) { m_alertEventType = type; } // 0 = unknown, found on disk
+    void SetDeviceType(int type) { m_deviceType = type; }         // 1 = camera
+
+    // As Event::strSqlInsert, for the alert recording table.
+    [[nodiscard]] std::string strSqlInsert() const override;
+
+private:
+    int m_alertEventType = 0;
+    int m_deviceType = 0;
+};
+
+namespace Reidx {
+
+// Fills `event` with what is known of a recording: data source `dsId` (0 = this recorder), camera
+// `camId`, path, start and end time, size, video type, audio format and picture size. The row's id
+// and count stamp stay as they are. `recType` (0 = an ordinary recording) and `closed` (1 = the
+// file is complete) leave no trace in the row: the table holds nothing else.
+void FillEvtInfo(Event& event, const RecInfo& info, int dsId, int camId, int recType, char closed);
+
+} // namespace Reidx
+
+namespace RecordingCount {
+
+// Adds one recording for each pair (camera id, start time in seconds since the epoch) to the counts
+// by camera and day (UTC), all or none.
+//
+// Returns 0 on success and sets `stamp` to the stamp of this update, which is larger than that of
+// every earlier one. Otherwise `stamp` and the counts are as they were, and the log has the reason.
+[[nodiscard]] int AddRecCounts(const std::list<std::pair<int, long>>& recordings,
+                               unsigned long long& stamp);
+
+// Brings the counts in line with the recording table, whatever they were. Counts that are right
+// already are not written. Returns 0 on success; otherwise nothing has changed and the log has the
+// reason.
+int Recount();
+
+} // namespace RecordingCount
+
+// What the package's selections of rows have in common.
+struct SqlFilterParam {
+    int limit = 1000; // at most so many rows, a page of a list; 0: no limit
+};
+
+// A selection of event rows.
+struct EventFilterParam : SqlFilterParam {
+    std::string idList; // ids in decimal, separated by ",", nothing else; empty selects no row
+};
+
+// Deletes the event rows that the filter selects, all or none, because their files are gone.
+//
+// The evidence is checked again at this moment: the rows' cameras must load (Camera::Load), and
+// every folder that the rows name must either be readable to its end or be truly absent. On any
+// doubt nothing is deleted. Whether the files themselves are there isn't checked. A filter with a
+// limit is refused: which of the rows it would leave isn't defined.
+//
+// Returns 0 when no selected row is left; otherwise nothing was deleted and the log has the reason.
+[[nodiscard]] int DelUnrefRecsFromDB(EventFilterParam filter);
+
+// As DelUnrefRecsFromDB, for the alert recording rows of camera `camId` with these ids. Ids of
+// other cameras' rows are passed over.
+[[nodiscard]] int AlertDelUnrefRecsFromDB(const std::list<int>& ids, int camId);
+
+enum EVENT_UPDATE_ACTION : int {
+    EVENT_UPDATE_ADD = 0, // rows were added or brought up to date
+};
+
+// Tells the recording services that `events` of `camera` changed as `action` says. The events carry
+// the ids that the database gave them. The word is kept until it can be delivered; a failure to
+// keep it is logged here. The trailing arguments address a certain receiver; 0, 0, 0 means all of
+// them.
+void NotifyEventListUpdate(std::list<Event>& events, Camera* camera, EVENT_UPDATE_ACTION action,
+                           int receiver, int session, int sequence);
+
+// Tells the alert services to read the alert recording rows afresh. Otherwise as above.
+void NotifyAlertEventRefresh(int receiver, int session, int sequence);
