@@ -69,8 +69,16 @@ public:
     void SetRecCntTimestamp(unsigned long long stamp) { m_recCntTimestamp = stamp; }
 
     [[nodiscard]] int GetId() const { return m_id; }
+    [[nodiscard]] int GetDsId() const { return m_dsId; }
     [[nodiscard]] int GetCamId() const { return m_camId; }
     [[nodiscard]] const std::string& GetPath() const { return m_path; }
+    [[nodiscard]] long GetStartTm() const { return m_startTm; }
+    [[nodiscard]] long GetEndTm() const { return m_endTm; }
+    [[nodiscard]] unsigned long long GetSize() const { return m_size; }
+    [[nodiscard]] int GetVdoType() const { return m_vdoType; }
+    [[nodiscard]] const std::string& GetAudFmt() const { return m_audFmt; }
+    [[nodiscard]] int GetImgW() const { return m_imgW; }
+    [[nodiscard]] int GetImgH() const { return m_imgH; }
     [[nodiscard]] unsigned long long GetRecCntTimestamp() const { return m_recCntTimestamp; }
 
     // One SQL statement, ended by ";", that stores the row in DB_RECORDING and yields one row with
@@ -122,8 +130,9 @@ namespace RecordingCount {
 // Adds one recording for each pair (camera id, start time in seconds since the epoch) to the counts
 // by camera and day (UTC), all or none.
 //
-// Returns 0 on success and sets `stamp` to the stamp of this update, which is larger than that of
-// every earlier one. Otherwise `stamp` and the counts are as they were, and the log has the reason.
+// Returns 0 on success and sets `stamp` to the time of this update, in microseconds since the
+// epoch; the counts that it changed carry it. Otherwise `stamp` and the counts are as they were,
+// and the log has the reason.
 [[nodiscard]] int AddRecCounts(const std::list<std::pair<int, long>>& recordings,
                                unsigned long long& stamp);
 

@@ -1,0 +1,57 @@
+#include "platform/camera.h"
+
+#include "recorder/camera/cameratable.h"
+#include "recorder/support/edge.h"
+#include "recorder/support/error.h"
+
+#include <string>
+
+namespace recorder {
+
+namespace {
+
+// The storage folder of a camera. Throws Error when the camera can't be used.
+std::string UsableStoragePath(int id, int dataSource, int revision) {
+    const std::string name = "camera " + std::to_string(id);
+    if (dataSource != 0 || revision != 0) {
+        throw Error("can't load " + name + " of data source " + std::to_string(dataSource) +
+                    ", revision " + std::to_string(revision) + ": there is only 0");
+    }
+    const std::optional<CameraRow> row = FindCamera(id);
+    if (!row) {
+        throw Error("can't load " + name + ": there is none");
+    }
+    std::string path = row->storagePath;
+    while (path.size() > 1 && path.ends_with('/')) {
+        path.pop_back();
+    }
+    if (!path.starts_with('/')) {
+        throw Error("can't load " + name + ": its storage folder is \"" + path +
+                    "\"; expected an absolute path");
+    }
+    return path;
+}
+
+} // namespace
+
+} // namespace recorder
+
+int Camera::Load(int id, int dataSource, int revision) {
+    return recorder::AtEdge(-1, [&] {
+        m_storagePath = recorder::UsableStoragePath(id, dataSource, revision);
+        m_id = id;
+        return 0;
+    });
+}
+
+std::list<int> CamGetIdList(bool localOnly, int dataSource) {
+    return recorder::AtEdge(std::list<int>(), [&] {
+        std::list<int> ids;
+        for (const recorder::CameraRow& camera : recorder::ListCameras()) {
+            if (camera.dsId == (localOnly ? 0 : dataSource)) {
+                ids.push_back(camera.id);
+            }
+        }
+        return ids;
+    });
+}

@@ -1,0 +1,28 @@
+// The camera table.
+
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace recorder {
+
+struct CameraRow {
+    int id = 0;
+    std::string name;
+    int dsId = 0;            // data source that records it; 0 = this recorder
+    std::string storagePath; // absolute
+};
+
+// All throw Error when the table can't be read or written.
+
+[[nodiscard]] std::optional<CameraRow> FindCamera(int id);
+
+// In ascending order of their ids.
+[[nodiscard]] std::vector<CameraRow> ListCameras();
+
+// Throws Error also when the id is taken.
+void AddCamera(const CameraRow& camera);
+
+} // namespace recorder

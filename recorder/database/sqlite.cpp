@@ -1,0 +1,162 @@
+#include "recorder/database/sqlite.h"
+
+#include "recorder/support/error.h"
+
+#include <cstring>
+#include <exception>
+#include <string_view>
+
+#include <sqlite3.h>
+
+namespace recorder {
+
+namespace {
+
+constexpr std::size_t kQuotedSqlLength = 120;
+
+// The beginning of a statement, for a message.
+std::string Excerpt(const char* sql) {
+    const std::size_t length = strnlen(sql, kQuotedSqlLength + 1);
+    return length <= kQuotedSqlLength ? sql : std::string(sql, kQuotedSqlLength) + "...";
+}
+
+std::vector<std::string> ColumnNames(sqlite3_stmt* statement) {
+    std::vector<std::string> names;
+    for (int column = 0; column < sqlite3_column_count(statement); ++column) {
+        names.emplace_back(sqlite3_column_name(statement, column));
+    }
+    return names;
+}
+
+void AppendRow(sqlite3_stmt* statement, DBResult_tag& rows) {
+    for (int column = 0; column < sqlite3_column_count(statement); ++column) {
+        if (sqlite3_column_type(statement, column) == SQLITE_NULL) {
+            rows.AppendNull();
+            continue;
+        }
+        const auto* const text =
+            reinterpret_cast<const char*>(sqlite3_column_text(statement, column));
+        if (text == nullptr) {
+            throw Error("out of memory while reading a row");
+        }
+        rows.AppendField({text, static_cast<std::size_t>(sqlite3_column_bytes(statement, column))});
+    }
+}
+
+void TakeColumns(sqlite3_stmt* statement, DBResult_tag& rows) {
+    if (sqlite3_column_count(statement) == 0) {
+        return;
+    }
+    std::vector<std::string> names = ColumnNames(statement);
+    if (rows.columns.empty()) {
+        rows.columns = std::move(names);
+    } else if (rows.columns != names) {
+        throw Error("the statements of one text yield different columns");
+    }
+}
+
+} // namespace
+
+SqliteDatabase SqliteDatabase::Open(const std::string& path, int lockTimeoutMs) {
+    return {path, SQLITE_OPEN_READWRITE, lockTimeoutMs};
+}
+
+SqliteDatabase SqliteDatabase::Create(const std::string& path, int lockTimeoutMs) {
+    return {path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, lockTimeoutMs};
+}
+
+SqliteDatabase::SqliteDatabase(const std::string& path, int flags, int lockTimeoutMs)
+    : m_path(path), m_lockTimeoutMs(lockTimeoutMs) {
+    sqlite3* handle = nullptr;
+    const int error = sqlite3_open_v2(path.c_str(), &handle,
+                                      flags | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE, nullptr);
+    m_handle.reset(handle);
+    if (error != SQLITE_OK) {
+        Fail("open it");
+    }
+    Configure();
+}
+
+void SqliteDatabase::Configure() {
+    sqlite3_busy_timeout(m_handle.get(), m_lockTimeoutMs);
+    RunPlain("PRAGMA journal_mode = WAL");
+    RunPlain("PRAGMA synchronous = NORMAL");
+    RunPlain("PRAGMA foreign_keys = ON");
+}
+
+DBResult_tag SqliteDatabase::Execute(const std::string& sql, const ExecuteOptions& options) {
+    sqlite3_busy_timeout(m_handle.get(), options.waitForLock ? m_lockTimeoutMs : 0);
+    DBResult_tag rows;
+    const char* rest = sql.c_str();
+    Statement statement = PrepareNext(rest);
+    if (options.transaction) {
+        // A text that reads takes no writer's lock, so a long read never holds up the recording.
+        const bool reads = statement && sqlite3_stmt_readonly(statement.get()) != 0;
+        RunPlain(reads ? "BEGIN" : "BEGIN IMMEDIATE");
+    }
+    try {
+        for (; statement; statement = PrepareNext(rest)) {
+            Run(statement, options.readOnly, rows);
+        }
+        if (options.transaction) {
+            RunPlain("COMMIT");
+        }
+    } catch (const std::exception&) {
+        statement.reset();
+        if (options.transaction) {
+            sqlite3_exec(m_handle.get(), "ROLLBACK", nullptr, nullptr, nullptr);
+        }
+        throw;
+    }
+    return rows;
+}
+
+// Takes the first statement off `sql`; null at its end.
+SqliteDatabase::Statement SqliteDatabase::PrepareNext(const char*& sql) {
+    sqlite3_stmt* statement = nullptr;
+    while (statement == nullptr && *sql != '\0') {
+        const char* const text = sql;
+        // No length is given: with one, SQLite would copy the rest of the text for every statement.
+        if (sqlite3_prepare_v2(m_handle.get(), text, -1, &statement, &sql) != SQLITE_OK) {
+            Fail("prepare " + Excerpt(text));
+        }
+    }
+    return Statement(statement);
+}
+
+void SqliteDatabase::Run(const Statement& statement, bool readOnly, DBResult_tag& rows) {
+    if (readOnly && sqlite3_stmt_readonly(statement.get()) == 0) {
+        throw Error("database " + m_path +
+                    ": refused, as it would write: " + Excerpt(sqlite3_sql(statement.get())));
+    }
+    TakeColumns(statement.get(), rows);
+    int outcome = SQLITE_OK;
+    while ((outcome = sqlite3_step(statement.get())) == SQLITE_ROW) {
+        AppendRow(statement.get(), rows);
+    }
+    if (outcome != SQLITE_DONE) {
+        Fail("run " + Excerpt(sqlite3_sql(statement.get())));
+    }
+}
+
+void SqliteDatabase::RunPlain(const char* statement) {
+    if (sqlite3_exec(m_handle.get(), statement, nullptr, nullptr, nullptr) != SQLITE_OK) {
+        Fail(std::string("run ") + statement);
+    }
+}
+
+void SqliteDatabase::Fail(const std::string& attempted) {
+    const int code = sqlite3_extended_errcode(m_handle.get());
+    throw Error("database " + m_path + ": can't " + attempted + ": " +
+                sqlite3_errmsg(m_handle.get()) + " (code " + std::to_string(code) + ")");
+}
+
+void SqliteDatabase::Finalize::operator()(sqlite3_stmt* statement) const {
+    sqlite3_finalize(statement);
+}
+
+void SqliteDatabase::Close::operator()(sqlite3* handle) const {
+    sqlite3_close(handle);
+}
+
+} // namespace recorder

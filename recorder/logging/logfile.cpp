@@ -1,0 +1,50 @@
+#include "recorder/logging/logfile.h"
+
+#include "recorder/settings/settings.h"
+#include "recorder/support/paths.h"
+
+#include <exception>
+#include <memory>
+
+#include <spdlog/logger.h>
+#include <spdlog/sinks/rotating_file_sink.h>
+
+namespace recorder {
+
+namespace {
+
+constexpr std::size_t kBytesPerMib = 1024UL * 1024UL;
+
+std::unique_ptr<spdlog::logger> OpenLog() {
+    const LogSettings& settings = SettingsOrDefaults().log;
+    auto file = std::make_shared<spdlog::sinks::rotating_file_sink_st>(
+        kLogFile, settings.maxSizeMib * kBytesPerMib, settings.oldFiles);
+    auto log = std::make_unique<spdlog::logger>("kestora", std::move(file));
+    log->set_pattern("%Y-%m-%dT%H:%M:%S.%e%z [%P] %v");
+    log->set_level(spdlog::level::trace);
+    log->flush_on(spdlog::level::trace);
+    log->set_error_handler([](const std::string&) {}); // by default it would write to the terminal
+    return log;
+}
+
+// Null when the log can't be opened.
+spdlog::logger* Log() {
+    static const std::unique_ptr<spdlog::logger> log = []() -> std::unique_ptr<spdlog::logger> {
+        try {
+            return OpenLog();
+        } catch (const std::exception&) {
+            return nullptr;
+        }
+    }();
+    return log.get();
+}
+
+} // namespace
+
+void AppendToLogFile(const std::string& line) {
+    if (spdlog::logger* const log = Log()) {
+        log->log(spdlog::level::info, spdlog::string_view_t(line.data(), line.size()));
+    }
+}
+
+} // namespace recorder

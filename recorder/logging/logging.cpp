@@ -1,0 +1,68 @@
+#include "platform/logging.h"
+
+#include "recorder/logging/logfile.h"
+#include "recorder/settings/settings.h"
+#include "recorder/utility/format.h"
+
+#include <cstdarg>
+#include <exception>
+#include <string>
+
+namespace recorder {
+
+namespace {
+
+const DbgLogCfg* ConfiguredDbgLog() {
+    const auto& debugLog = SettingsOrDefaults().debugLog;
+    return debugLog ? &*debugLog : nullptr;
+}
+
+bool IsControl(char c) {
+    return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
+}
+
+// A file may be named so that its name looks like a line of the log. It stays within its own line.
+std::string EscapeControls(const std::string& text) {
+    std::string escaped;
+    escaped.reserve(text.size());
+    for (const char c : text) {
+        if (IsControl(c)) {
+            escaped += Format("\\x%02x", static_cast<unsigned int>(static_cast<unsigned char>(c)));
+        } else {
+            escaped += c;
+        }
+    }
+    return escaped;
+}
+
+std::string OneLine(std::string message) {
+    if (message.ends_with('\n')) {
+        message.pop_back();
+    }
+    return EscapeControls(message);
+}
+
+std::string InBrackets(const char* text) {
+    return text == nullptr ? std::string() : "[" + std::string(text) + "] ";
+}
+
+} // namespace
+
+} // namespace recorder
+
+const DbgLogCfg* g_pDbgLogCfg = recorder::ConfiguredDbgLog(); // NOLINT(cert-err58-cpp): no throw
+pid_t g_DbgLogPid = 0;
+
+void KRPrintf(LOG_TYPE /*type*/, const char* categ, const char* level, const char* file, int line,
+              const char* func, const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    try {
+        recorder::AppendToLogFile(recorder::InBrackets(categ) + recorder::InBrackets(level) + file +
+                                  ":" + std::to_string(line) + " " + func + ": " +
+                                  recorder::OneLine(recorder::FormatArgs(format, args)));
+    } catch (const std::exception&) {
+        // Out of memory, or a format that can't be filled: the log is no reason to fail.
+    }
+    va_end(args);
+}

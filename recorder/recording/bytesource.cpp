@@ -1,0 +1,50 @@
+#include "recorder/recording/bytesource.h"
+
+#include "recorder/support/error.h"
+
+#include <algorithm>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace recorder {
+
+FileSource::FileSource(const std::string& path)
+    : m_path(path), m_file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK)) {
+    if (!m_file.IsOpen()) {
+        throw SystemError("open " + path);
+    }
+    struct stat64 st = {};
+    if (fstat64(m_file.Get(), &st) != 0) {
+        throw SystemError("stat " + path);
+    }
+    if (!S_ISREG(st.st_mode)) {
+        throw Error("can't read " + path + ": expected a regular file");
+    }
+    m_size = st.st_size;
+}
+
+std::size_t FileSource::ReadAt(int64_t offset, std::span<uint8_t> buffer) {
+    for (;;) {
+        const ssize_t length = pread64(m_file.Get(), buffer.data(), buffer.size(), offset);
+        if (length >= 0) {
+            return static_cast<std::size_t>(length);
+        }
+        if (errno != EINTR) {
+            throw SystemError("read " + m_path);
+        }
+    }
+}
+
+std::size_t MemorySource::ReadAt(int64_t offset, std::span<uint8_t> buffer) {
+    if (offset < 0 || offset >= Size()) {
+        return 0;
+    }
+    const std::span<const uint8_t> rest = m_bytes.subspan(static_cast<std::size_t>(offset));
+    const std::size_t length = std::min(rest.size(), buffer.size());
+    std::copy_n(rest.begin(), length, buffer.begin());
+    return length;
+}
+
+} // namespace recorder

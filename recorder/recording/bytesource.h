@@ -1,0 +1,59 @@
+// The bytes of a recording: a file, or memory.
+
+#pragma once
+
+#include "recorder/support/uniquefd.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+
+namespace recorder {
+
+class ByteSource {
+public:
+    virtual ~ByteSource() = default;
+    ByteSource(const ByteSource&) = delete;
+    ByteSource& operator=(const ByteSource&) = delete;
+    ByteSource(ByteSource&&) = delete;
+    ByteSource& operator=(ByteSource&&) = delete;
+
+    // In bytes, as it was when the source was opened.
+    [[nodiscard]] virtual int64_t Size() const = 0;
+
+    // Fills `buffer` from `offset` on; returns how much of it, 0 at the end. Throws Error.
+    [[nodiscard]] virtual std::size_t ReadAt(int64_t offset, std::span<uint8_t> buffer) = 0;
+
+protected:
+    ByteSource() = default;
+};
+
+class FileSource : public ByteSource {
+public:
+    // Opens a regular file, not through a link, and without waiting for whoever may stand in its
+    // place. Throws Error.
+    explicit FileSource(const std::string& path);
+
+    [[nodiscard]] int64_t Size() const override { return m_size; }
+    [[nodiscard]] std::size_t ReadAt(int64_t offset, std::span<uint8_t> buffer) override;
+
+private:
+    std::string m_path;
+    UniqueFd m_file;
+    int64_t m_size = 0;
+};
+
+// The bytes must outlive the source.
+class MemorySource : public ByteSource {
+public:
+    explicit MemorySource(std::span<const uint8_t> bytes) : m_bytes(bytes) {}
+
+    [[nodiscard]] int64_t Size() const override { return static_cast<int64_t>(m_bytes.size()); }
+    [[nodiscard]] std::size_t ReadAt(int64_t offset, std::span<uint8_t> buffer) override;
+
+private:
+    std::span<const uint8_t> m_bytes;
+};
+
+} // namespace recorder

@@ -1,0 +1,64 @@
+#include "recorder/recording/evidence.h"
+
+#include "platform/camera.h"
+#include "platform/utility.h"
+#include "recorder/database/databases.h"
+#include "recorder/support/error.h"
+#include "recorder/utility/folder.h"
+
+#include <cstdlib>
+#include <map>
+#include <set>
+
+namespace recorder {
+
+namespace {
+
+// Camera id to the folders, within its half-day folders' folder, that the rows name. A row without
+// a path names none.
+std::map<int, std::set<std::string>> NamedFolders(const std::string& table,
+                                                  const std::string& idList) {
+    const DBResult_tag rows =
+        Execute(KRDB::DB_RECORDING,
+                "SELECT camera_id, path FROM " + table + " WHERE id IN (" + idList + ");",
+                {.readOnly = true});
+    std::map<int, std::set<std::string>> folders;
+    for (int row = 0; row < rows.RowCount(); ++row) {
+        const int camId = static_cast<int>(std::strtol(rows.Field(row, 0), nullptr, 10));
+        const char* const path = rows.Field(row, 1);
+        folders[camId].insert(path == nullptr ? "" : GetDirPath(path));
+    }
+    return folders;
+}
+
+std::string RecordingFolder(int camId, const std::string& subFolder) {
+    Camera camera;
+    if (camera.Load(camId, 0, 0) != 0) {
+        throw Error("no row is removed: camera " + std::to_string(camId) + " can't be loaded");
+    }
+    const std::string storage = camera.GetStoragePath();
+    return subFolder.empty() ? storage : storage + "/" + subFolder;
+}
+
+void DemandReadableOrAbsent(const std::string& folder) {
+    try {
+        ListFolder(folder, [](const FolderEntry&) { return true; });
+    } catch (const Error& error) {
+        throw Error(std::string("no row is removed: ") + error.what());
+    }
+}
+
+} // namespace
+
+void DemandEvidence(const std::string& table, const std::string& idList,
+                    const std::string& subFolder) {
+    for (const auto& [camId, folders] : NamedFolders(table, idList)) {
+        const std::string root = RecordingFolder(camId, subFolder);
+        DemandReadableOrAbsent(root);
+        for (const std::string& folder : folders) {
+            DemandReadableOrAbsent(folder.empty() ? root : root + "/" + folder);
+        }
+    }
+}
+
+} // namespace recorder

@@ -1,0 +1,19 @@
+// The proof that is asked for before rows are removed because their files are gone.
+
+#pragma once
+
+#include <string>
+
+namespace recorder {
+
+// Checks the folders that rows of a recording table name. `idList` holds the rows' ids, separated
+// by
+// ","; `subFolder` is where in a camera's storage folder the half-day folders lie, empty for the
+// storage folder itself.
+//
+// Throws Error when a camera of theirs can't be loaded, or a folder is neither readable to its end
+// nor truly absent. Files that can't be seen are not gone.
+void DemandEvidence(const std::string& table, const std::string& idList,
+                    const std::string& subFolder);
+
+} // namespace recorder

@@ -1,0 +1,88 @@
+#include "platform/recording.h"
+#include "platform/utility.h"
+#include "recorder/recording/container.h"
+#include "recorder/support/edge.h"
+#include "recorder/support/error.h"
+
+#include <algorithm>
+#include <charconv>
+#include <string_view>
+
+#include <sys/stat.h>
+
+namespace recorder {
+
+namespace {
+
+constexpr std::size_t kStartDigits = 10;
+constexpr std::string_view kLockedSuffix = "-LOCK";
+
+// The half-day folder and the file name: a volume may be mounted elsewhere tomorrow.
+std::string RowPath(const std::string& fullPath) {
+    return GetBaseName(GetDirPath(fullPath)) + "/" + GetBaseName(fullPath);
+}
+
+// The ten digits before the extension, or before "-LOCK".
+int64_t StartTimeOf(const std::string& fileName) {
+    std::string_view stem(fileName);
+    stem = stem.substr(0, stem.rfind('.'));
+    if (stem.ends_with(kLockedSuffix)) {
+        stem.remove_suffix(kLockedSuffix.size());
+    }
+    const std::string_view digits = stem.substr(stem.size() - std::min(stem.size(), kStartDigits));
+    int64_t startTm = 0;
+    const auto [end, error] =
+        std::from_chars(digits.data(), digits.data() + digits.size(), startTm);
+    if (digits.size() != kStartDigits || error != std::errc() || startTm < 0 ||
+        end != digits.data() + digits.size()) {
+        throw Error("can't take the start time from the name " + fileName +
+                    ": expected ten digits before the extension");
+    }
+    return startTm;
+}
+
+uint64_t FileSize(const std::string& path) {
+    struct stat64 st = {};
+    if (stat64(path.c_str(), &st) != 0) {
+        throw SystemError("stat " + path);
+    }
+    return static_cast<uint64_t>(st.st_size);
+}
+
+ContainerInfo ContainerOf(const std::string& fullPath) {
+    const std::optional<ContainerKind> kind = ContainerKindOf(fullPath);
+    if (!kind) {
+        throw Error("expected the extension mp4, avi or mxg");
+    }
+    FileSource source(fullPath);
+    return ReadContainer(source, *kind);
+}
+
+void FillFromContainer(Reidx::RecInfo& info, const ContainerInfo& container) {
+    info.duration = container.durationSec;
+    info.endTm = info.startTm + container.durationSec;
+    info.vdoType = container.vdoType;
+    info.audType = container.audType;
+    info.imgWidth = container.width;
+    info.imgHeight = container.height;
+}
+
+} // namespace
+
+} // namespace recorder
+
+int Reidx::GetEvtRecInfo(RecInfo& info, const std::string& fullPath, bool alert) {
+    return recorder::AtEdge(-1, [&] {
+        info.alert = alert;
+        info.path = recorder::RowPath(fullPath);
+        try {
+            info.size = recorder::FileSize(fullPath);
+            info.startTm = recorder::StartTimeOf(GetBaseName(fullPath));
+            info.endTm = info.startTm;
+            recorder::FillFromContainer(info, recorder::ContainerOf(fullPath));
+        } catch (const std::exception& error) {
+            throw recorder::Error("recording " + fullPath + ": " + error.what());
+        }
+        return 0;
+    });
+}

@@ -1,0 +1,59 @@
+#include "platform/database.h"
+#include "platform/recording.h"
+#include "recorder/database/databases.h"
+#include "recorder/recording/evidence.h"
+#include "recorder/support/edge.h"
+#include "recorder/support/error.h"
+
+namespace recorder {
+
+namespace {
+
+constexpr const char* kAlertRecordingFolder = "laRec";
+
+void CheckFilter(const EventFilterParam& filter) {
+    if (filter.limit != 0) {
+        throw Error("can't remove rows by a filter with the limit " + std::to_string(filter.limit) +
+                    ": expected 0, no limit");
+    }
+    if (filter.idList.find_first_not_of("0123456789,") != std::string::npos) {
+        throw Error("can't remove rows by the ids \"" + filter.idList +
+                    "\": expected numbers separated by commas");
+    }
+}
+
+std::string JoinIds(const std::list<int>& ids) {
+    std::string text;
+    for (const int id : ids) {
+        text += (text.empty() ? "" : ",") + std::to_string(id);
+    }
+    return text;
+}
+
+void RemoveRows(const std::string& table, const std::string& idList, const std::string& condition) {
+    Execute(KRDB::DB_RECORDING,
+            "DELETE FROM " + table + " WHERE id IN (" + idList + ")" + condition + ";");
+}
+
+} // namespace
+
+} // namespace recorder
+
+int DelUnrefRecsFromDB(EventFilterParam filter) {
+    return recorder::AtEdge(-1, [&] {
+        recorder::CheckFilter(filter);
+        recorder::DemandEvidence(gszTableEvent, filter.idList, "");
+        recorder::RemoveRows(gszTableEvent, filter.idList, "");
+        return 0;
+    });
+}
+
+int AlertDelUnrefRecsFromDB(const std::list<int>& ids, int camId) {
+    return recorder::AtEdge(-1, [&] {
+        const std::string idList = recorder::JoinIds(ids);
+        recorder::DemandEvidence(gszTableAlertEvent, idList, recorder::kAlertRecordingFolder);
+        recorder::RemoveRows(gszTableAlertEvent, idList,
+                             " AND camera_id = " + std::to_string(camId));
+        return 0;
+    });
+}

@@ -1,0 +1,132 @@
+#include "recorder/settings/section.h"
+
+#include "recorder/support/error.h"
+
+#include <optional>
+
+namespace recorder {
+
+namespace {
+
+std::string Where(const std::string& fileName, const toml::source_region& source) {
+    return fileName + ":" + std::to_string(source.begin.line) + ": ";
+}
+
+} // namespace
+
+SettingsDocument::SettingsDocument(std::string_view text, std::string fileName)
+    : m_fileName(std::move(fileName)) {
+    try {
+        m_root = std::make_unique<toml::table>(toml::parse(text));
+    } catch (const toml::parse_error& error) {
+        throw Error(Where(m_fileName, error.source()) + std::string(error.description()));
+    }
+}
+
+SettingsDocument::~SettingsDocument() = default;
+
+Section SettingsDocument::Root() const {
+    return {m_root.get(), "", m_fileName};
+}
+
+Section::Section(const toml::table* table, std::string name, const std::string& fileName)
+    : m_table(table), m_name(std::move(name)), m_fileName(fileName) {}
+
+bool Section::Has(std::string_view key) const {
+    return m_table != nullptr && m_table->contains(key);
+}
+
+int64_t Section::Integer(std::string_view key, int64_t byDefault, int64_t min, int64_t max) {
+    return Has(key) ? RequiredInteger(key, min, max) : (m_known.emplace(key), byDefault);
+}
+
+int64_t Section::RequiredInteger(std::string_view key, int64_t min, int64_t max) {
+    const std::string expected =
+        "an integer from " + std::to_string(min) + " to " + std::to_string(max);
+    const toml::node* const node = Find(key);
+    if (node == nullptr) {
+        Refuse(*m_table, key, expected + ", but it is missing");
+    }
+    const std::optional<int64_t> value = node->value_exact<int64_t>();
+    if (!value || *value < min || *value > max) {
+        Refuse(*node, key, expected);
+    }
+    return *value;
+}
+
+std::size_t Section::Size(std::string_view key, std::size_t byDefault, int64_t min, int64_t max) {
+    return static_cast<std::size_t>(Integer(key, static_cast<int64_t>(byDefault), min, max));
+}
+
+std::string Section::AbsolutePath(std::string_view key, const std::string& byDefault) {
+    const toml::node* const node = Find(key);
+    if (node == nullptr) {
+        return byDefault;
+    }
+    std::optional<std::string> path = node->value_exact<std::string>();
+    if (!path || !path->starts_with('/') || path->find('\0') != std::string::npos) {
+        Refuse(*node, key, "an absolute path");
+    }
+    while (path->size() > 1 && path->ends_with('/')) {
+        path->pop_back();
+    }
+    return *path;
+}
+
+Section Section::Subsection(std::string_view key) {
+    const toml::node* const node = Find(key);
+    if (node != nullptr && !node->is_table()) {
+        Refuse(*node, key, "a section");
+    }
+    return {node == nullptr ? nullptr : node->as_table(), FullName(key), m_fileName};
+}
+
+std::vector<Section> Section::Sections(std::string_view key) {
+    const toml::node* const node = Find(key);
+    if (node == nullptr) {
+        return {};
+    }
+    std::vector<Section> sections;
+    if (!node->is_array()) {
+        Refuse(*node, key, "an array of sections");
+    }
+    for (const toml::node& element : *node->as_array()) {
+        if (!element.is_table()) {
+            Refuse(element, key, "an array of sections");
+        }
+        sections.emplace_back(element.as_table(), FullName(key), m_fileName);
+    }
+    return sections;
+}
+
+void Section::RefuseOtherKeys() const {
+    if (m_table == nullptr) {
+        return;
+    }
+    for (const auto& [key, value] : *m_table) {
+        if (!m_known.contains(key.str())) {
+            std::string known;
+            for (const std::string& name : m_known) {
+                known += (known.empty() ? "" : ", ") + name;
+            }
+            throw Error(Where(m_fileName, key.source()) + "unknown key " + FullName(key.str()) +
+                        "; expected one of " + known);
+        }
+    }
+}
+
+const toml::node* Section::Find(std::string_view key) {
+    m_known.emplace(key);
+    return m_table == nullptr ? nullptr : m_table->get(key);
+}
+
+std::string Section::FullName(std::string_view key) const {
+    return m_name.empty() ? std::string(key) : m_name + "." + std::string(key);
+}
+
+void Section::Refuse(const toml::node& node, std::string_view key,
+                     const std::string& expected) const {
+    throw Error(Where(m_fileName, node.source()) + FullName(key) + ": expected " + expected);
+}
+
+} // namespace recorder

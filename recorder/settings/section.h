@@ -1,0 +1,74 @@
+// A section of the settings file whose keys are asked for one by one. Each answer is of the
+// expected type and range, or an Error says where in the file it is not.
+
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <toml++/toml.h>
+
+namespace recorder {
+
+class Section;
+
+// The parsed text of a settings file. Its sections must not outlive it.
+class SettingsDocument {
+public:
+    // Throws Error when the text is not TOML.
+    SettingsDocument(std::string_view text, std::string fileName);
+    ~SettingsDocument();
+    SettingsDocument(const SettingsDocument&) = delete;
+    SettingsDocument& operator=(const SettingsDocument&) = delete;
+    SettingsDocument(SettingsDocument&&) = delete;
+    SettingsDocument& operator=(SettingsDocument&&) = delete;
+
+    [[nodiscard]] Section Root() const;
+
+private:
+    std::string m_fileName;
+    std::unique_ptr<toml::table> m_root;
+};
+
+class Section {
+public:
+    // `table` null: the section is not in the file and every key has its default.
+    Section(const toml::table* table, std::string name, const std::string& fileName);
+
+    [[nodiscard]] bool Has(std::string_view key) const;
+
+    [[nodiscard]] int64_t Integer(std::string_view key, int64_t byDefault, int64_t min,
+                                  int64_t max);
+    [[nodiscard]] int64_t RequiredInteger(std::string_view key, int64_t min, int64_t max);
+    [[nodiscard]] std::size_t Size(std::string_view key, std::size_t byDefault, int64_t min,
+                                   int64_t max);
+
+    // A path that begins with "/"; a trailing "/" is taken off.
+    [[nodiscard]] std::string AbsolutePath(std::string_view key, const std::string& byDefault);
+
+    [[nodiscard]] Section Subsection(std::string_view key);
+
+    // The sections of an array; none when the key isn't there.
+    [[nodiscard]] std::vector<Section> Sections(std::string_view key);
+
+    // Throws when the section has a key that was never asked for.
+    void RefuseOtherKeys() const;
+
+private:
+    [[nodiscard]] const toml::node* Find(std::string_view key);
+    [[nodiscard]] std::string FullName(std::string_view key) const;
+    [[noreturn]] void Refuse(const toml::node& node, std::string_view key,
+                             const std::string& expected) const;
+
+    const toml::table* m_table;
+    std::string m_name; // empty for the root
+    std::string m_fileName;
+    std::set<std::string, std::less<>> m_known;
+};
+
+} // namespace recorder

@@ -1,0 +1,48 @@
+// The recorder's settings, from etc/kestora.toml.
+
+#pragma once
+
+#include "platform/logging.h"
+#include "recorder/support/paths.h"
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace recorder {
+
+struct LogSettings {
+    std::size_t maxSizeMib = 10; // the log file is rotated when it has grown beyond
+    std::size_t oldFiles = 5;    // how many rotated files are kept
+};
+
+struct DatabaseSettings {
+    int lockTimeoutMs = 10000; // how long to wait for another writer
+};
+
+struct SnapshotSettings {
+    std::string folder = kDefaultSnapshotDir; // absolute, without a trailing "/"
+};
+
+struct Settings {
+    LogSettings log;
+    DatabaseSettings database;
+    SnapshotSettings snapshot;
+    std::optional<DbgLogCfg> debugLog;
+};
+
+// Reads settings from the text of a settings file; `fileName` is for messages. Throws Error that
+// names the file, the line, the key and what was expected. Unknown keys are refused: a misspelt
+// setting must not be a setting that silently doesn't work.
+[[nodiscard]] Settings ParseSettings(std::string_view text, const std::string& fileName);
+
+// The settings in force, read once for the process. A missing file means defaults. Throws Error, on
+// every call, when the file can't be read or is invalid.
+[[nodiscard]] const Settings& GetSettings();
+
+// The same for the log, which has to work before anything else does: defaults when the settings are
+// invalid.
+[[nodiscard]] const Settings& SettingsOrDefaults() noexcept;
+
+} // namespace recorder

@@ -1,0 +1,39 @@
+// A picture in memory.
+
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace recorder {
+
+struct Pixels {
+    Pixels(int w, int h)
+        : width(w), height(h),
+          rgb(static_cast<std::size_t>(w) * static_cast<std::size_t>(h) * kBytesPerPixel) {}
+
+    static constexpr std::size_t kBytesPerPixel = 3;
+
+    [[nodiscard]] uint8_t* At(int x, int y) {
+        return &rgb[(static_cast<std::size_t>(y) * static_cast<std::size_t>(width) +
+                     static_cast<std::size_t>(x)) *
+                    kBytesPerPixel];
+    }
+    [[nodiscard]] const uint8_t* At(int x, int y) const {
+        return const_cast<Pixels*>(this)->At(
+            x, y); // NOLINT(cppcoreguidelines-pro-type-const-cast): one formula for both
+    }
+
+    int width;
+    int height;
+    std::vector<uint8_t> rgb; // rows from the top, red, green, blue of each pixel
+};
+
+// The picture at `width` pixels across, not more than it has, each the mean of those it stands for.
+[[nodiscard]] Pixels ShrinkTo(const Pixels& picture, int width);
+
+// The picture turned upright, from how an Exif orientation of 1 to 8 says it is stored.
+[[nodiscard]] Pixels TurnUpright(const Pixels& picture, int orientation);
+
+} // namespace recorder

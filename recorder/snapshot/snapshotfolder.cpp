@@ -1,0 +1,12 @@
+#include "platform/snapshot.h"
+#include "recorder/settings/settings.h"
+#include "recorder/support/edge.h"
+#include "recorder/support/paths.h"
+
+std::string GetSnapshotFullPath() {
+    return recorder::AtEdge(std::string(), [] { return recorder::GetSettings().snapshot.folder; });
+}
+
+std::string GetRecThmbnailDirPath(const std::string& storagePath) {
+    return storagePath + "/" + recorder::kThumbnailDirName;
+}

@@ -1,0 +1,10 @@
+#include "platform/snapshot.h"
+#include "recorder/database/quote.h"
+
+std::string ReindexSnapshotSql(const std::string& /*fullPath*/, const std::string& fileName,
+                               int64_t startTm, int size) {
+    return "INSERT INTO snapshot (filename, start_tm, size) VALUES (" + recorder::Quote(fileName) +
+           ", " + std::to_string(startTm) + ", " + std::to_string(size) +
+           ") ON CONFLICT (filename) DO UPDATE SET start_tm = excluded.start_tm, "
+           "size = excluded.size;";
+}

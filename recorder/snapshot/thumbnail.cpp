@@ -1,0 +1,74 @@
+#include "platform/snapshot.h"
+#include "platform/utility.h"
+#include "recorder/recording/bytesource.h"
+#include "recorder/snapshot/jpeg.h"
+#include "recorder/support/edge.h"
+#include "recorder/support/error.h"
+#include "recorder/support/paths.h"
+#include "recorder/support/wholefile.h"
+
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+namespace recorder {
+
+namespace {
+
+constexpr int kMaxThumbnailWidth = 320;
+constexpr int64_t kMaxPictureBytes = 64L * 1024 * 1024;
+constexpr mode_t kFolderMode = 0750;
+
+std::vector<uint8_t> ReadPicture(const std::string& path) {
+    FileSource source(path);
+    if (source.Size() > kMaxPictureBytes) {
+        throw Error("it has " + std::to_string(source.Size()) + " bytes; expected at most " +
+                    std::to_string(kMaxPictureBytes));
+    }
+    std::vector<uint8_t> bytes(static_cast<std::size_t>(source.Size()));
+    std::size_t filled = 0;
+    while (filled < bytes.size()) {
+        const std::size_t length =
+            source.ReadAt(static_cast<int64_t>(filled), std::span(bytes).subspan(filled));
+        if (length == 0) {
+            break; // it was cut meanwhile
+        }
+        filled += length;
+    }
+    bytes.resize(filled);
+    return bytes;
+}
+
+// Opens the folder for thumbnails, which is made if it is missing; never through a link.
+UniqueFd OpenThumbnailFolder(const std::string& path) {
+    if (mkdir(path.c_str(), kFolderMode) != 0 && errno != EEXIST) {
+        throw SystemError("make folder " + path);
+    }
+    UniqueFd folder(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (!folder.IsOpen()) {
+        throw SystemError("open folder " + path);
+    }
+    return folder;
+}
+
+void MakeThumbnail(const std::string& fullPath) {
+    const std::vector<uint8_t> thumbnail = MakeSmallJpeg(ReadPicture(fullPath), kMaxThumbnailWidth);
+    const UniqueFd folder = OpenThumbnailFolder(GetDirPath(fullPath) + "/" + kThumbnailDirName);
+    WriteWholeFile(folder.Get(), GetBaseName(fullPath), thumbnail);
+}
+
+} // namespace
+
+} // namespace recorder
+
+int CreateThumbnail(const std::string& fullPath) {
+    return recorder::AtEdge(-1, [&] {
+        try {
+            recorder::MakeThumbnail(fullPath);
+        } catch (const std::exception& error) {
+            throw recorder::Error("thumbnail of " + fullPath + ": " + error.what());
+        }
+        return 0;
+    });
+}

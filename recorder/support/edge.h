@@ -1,0 +1,36 @@
+// The edge of the recorder: every operation of the platform ends here.
+
+#pragma once
+
+#include "recorder/logging/recorderlog.h"
+
+#include <exception>
+#include <source_location>
+
+namespace recorder {
+
+// Runs `operation` and returns its result. An exception becomes one log line and `failure`, the
+// failure value of the platform operation that calls this: no exception leaves the recorder.
+template <typename Result, typename Operation>
+Result AtEdge(Result failure, const Operation& operation,
+              const std::source_location& where = std::source_location::current()) noexcept {
+    try {
+        return operation();
+    } catch (const std::exception& error) {
+        LogError(error.what(), where);
+        return failure;
+    }
+}
+
+// The same for an operation without a result.
+template <typename Operation>
+void AtEdge(const Operation& operation,
+            const std::source_location& where = std::source_location::current()) noexcept {
+    try {
+        operation();
+    } catch (const std::exception& error) {
+        LogError(error.what(), where);
+    }
+}
+
+} // namespace recorder

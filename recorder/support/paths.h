@@ -1,0 +1,20 @@
+// Where things lie on a recorder. Fixed: a tool that may run as root is not told by its caller
+// where its settings and databases are.
+
+#pragma once
+
+#define KESTORA_ROOT "/var/packages/Kestora"
+
+namespace recorder {
+
+constexpr const char* kSettingsFile = KESTORA_ROOT "/etc/kestora.toml";
+constexpr const char* kDatabaseDir = KESTORA_ROOT "/var/db";
+constexpr const char* kRunLockFile = KESTORA_ROOT "/var/db/reindex.lock";
+constexpr const char* kLogFile = KESTORA_ROOT "/var/log/kestora.log";
+constexpr const char* kDefaultSnapshotDir = KESTORA_ROOT "/var/snapshot";
+constexpr const char* kEmapDir = KESTORA_ROOT "/target/@KREmap";
+constexpr const char* kThumbnailDirName = "@Thumbnail";
+
+} // namespace recorder
+
+#undef KESTORA_ROOT

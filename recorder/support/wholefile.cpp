@@ -1,0 +1,79 @@
+#include "recorder/support/wholefile.h"
+
+#include "recorder/support/error.h"
+#include "recorder/support/uniquefd.h"
+
+#include <cstdio>
+#include <functional>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace recorder {
+
+namespace {
+
+constexpr mode_t kFileMode = 0640;
+
+// Always the same for the same file, so that what a killed process left is taken over by the next
+// one that writes this file. Of fixed length, as `name` may be as long as a name can be.
+std::string TemporaryName(const std::string& name) {
+    return ".kestora-" + std::to_string(std::hash<std::string>()(name)) + ".tmp";
+}
+
+bool IsStillNamed(int folder, const std::string& name, int file) {
+    struct stat64 named = {};
+    struct stat64 open = {};
+    return fstatat64(folder, name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 &&
+           fstat64(file, &open) == 0 && named.st_dev == open.st_dev && named.st_ino == open.st_ino;
+}
+
+// Opens the temporary file for this process alone.
+UniqueFd OpenTemporary(int folder, const std::string& name) {
+    UniqueFd file(
+        openat(folder, name.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, kFileMode));
+    if (!file.IsOpen()) {
+        throw SystemError("create " + name);
+    }
+    // The other process may have renamed it between our opening and our locking.
+    if (flock(file.Get(), LOCK_EX | LOCK_NB) != 0 || !IsStillNamed(folder, name, file.Get())) {
+        throw Error("another process is writing it");
+    }
+    return file;
+}
+
+void WriteAndFlush(int file, std::span<const uint8_t> bytes) {
+    if (ftruncate(file, 0) != 0) {
+        throw SystemError("empty the temporary file");
+    }
+    while (!bytes.empty()) {
+        const ssize_t length = write(file, bytes.data(), bytes.size());
+        if (length < 0 && errno != EINTR) {
+            throw SystemError("write");
+        }
+        bytes = bytes.subspan(length < 0 ? 0 : static_cast<std::size_t>(length));
+    }
+    if (fsync(file) != 0) {
+        throw SystemError("flush");
+    }
+}
+
+} // namespace
+
+void WriteWholeFile(int folder, const std::string& name, std::span<const uint8_t> bytes) {
+    const std::string temporary = TemporaryName(name);
+    const UniqueFd file = OpenTemporary(folder, temporary);
+    try {
+        WriteAndFlush(file.Get(), bytes);
+        if (renameat(folder, temporary.c_str(), folder, name.c_str()) != 0) {
+            throw SystemError("rename to " + name);
+        }
+    } catch (const Error&) {
+        unlinkat(folder, temporary.c_str(), 0);
+        throw;
+    }
+}
+
+} // namespace recorder

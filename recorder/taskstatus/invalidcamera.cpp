@@ -1,0 +1,47 @@
+#include "platform/taskstatus.h"
+#include "recorder/camera/cameratable.h"
+#include "recorder/database/databases.h"
+#include "recorder/logging/recorderlog.h"
+#include "recorder/support/edge.h"
+
+#include <string>
+
+namespace recorder {
+
+namespace {
+
+// "0" when there is no row.
+std::string NewestEventId() {
+    return Execute(KRDB::DB_RECORDING, "SELECT coalesce(max(id), 0) FROM event;",
+                   {.readOnly = true})
+        .Field(0, 0);
+}
+
+std::string JoinIds(const std::vector<CameraRow>& cameras) {
+    std::string ids;
+    for (const CameraRow& camera : cameras) {
+        ids += (ids.empty() ? "" : ",") + std::to_string(camera.id);
+    }
+    return ids;
+}
+
+void RemoveEventsOfInvalidCameras() {
+    // Asked before the cameras are: a camera that is added meanwhile has newer events only.
+    const std::string newest = NewestEventId();
+    const std::vector<CameraRow> cameras = ListCameras();
+    if (cameras.empty()) {
+        LogWarning("the camera table is empty: the events of cameras that no longer exist are left "
+                   "alone");
+        return;
+    }
+    Execute(KRDB::DB_RECORDING, "DELETE FROM event WHERE camera_id NOT IN (" + JoinIds(cameras) +
+                                    ") AND id <= " + newest + ";");
+}
+
+} // namespace
+
+} // namespace recorder
+
+void KRIndex::RmEvtOfInvalidCamId() {
+    recorder::AtEdge(recorder::RemoveEventsOfInvalidCameras);
+}

@@ -1,0 +1,97 @@
+#include "platform/taskstatus.h"
+
+#include "recorder/database/databases.h"
+#include "recorder/logging/recorderlog.h"
+#include "recorder/settings/settings.h"
+#include "recorder/support/edge.h"
+#include "recorder/taskstatus/runlock.h"
+#include "recorder/utility/format.h"
+
+#include <cstdlib>
+#include <optional>
+#include <string>
+
+#include <sysexits.h>
+#include <unistd.h>
+
+namespace recorder {
+
+namespace {
+
+std::optional<RunLock>& HeldRunLock() {
+    static std::optional<RunLock> lock;
+    return lock;
+}
+
+// Writes columns of the task's row, which is made where there is none yet.
+void UpdateTask(const std::string& assignments) {
+    Execute(KRDB::DB_SYSTEM, "INSERT INTO task (name) VALUES ('reindex') ON CONFLICT DO NOTHING;"
+                             "UPDATE task SET " +
+                                 assignments + " WHERE name = 'reindex';");
+}
+
+int Refuse(int reason, const std::string& message) {
+    LogError(message);
+    return reason;
+}
+
+int Register() {
+    std::optional<RunLock> lock = RunLock::TryTake();
+    if (!lock) {
+        return Refuse(EX_TEMPFAIL, "another run is registered as the reindex task");
+    }
+    UpdateTask("registered = 1, progress = '0', pid = " + std::to_string(getpid()));
+    CloseDatabases(); // the caller may fork
+    HeldRunLock() = std::move(lock);
+    return 0;
+}
+
+} // namespace
+
+} // namespace recorder
+
+namespace KRIndex {
+
+int RegTaskStart() {
+    try {
+        (void)recorder::GetSettings();
+    } catch (const std::exception& error) {
+        return recorder::Refuse(EX_CONFIG, error.what());
+    }
+    return recorder::AtEdge(EX_IOERR, recorder::Register);
+}
+
+void RegTaskDone() {
+    recorder::AtEdge([] { recorder::UpdateTask("registered = 0"); });
+    if (recorder::HeldRunLock()) {
+        recorder::HeldRunLock()->Release();
+        recorder::HeldRunLock().reset();
+    }
+}
+
+void SetTaskPid(int pid) {
+    recorder::AtEdge([&] { recorder::UpdateTask("pid = " + std::to_string(pid)); });
+}
+
+void SetTaskProgress(double progress) {
+    recorder::AtEdge(
+        [&] { recorder::UpdateTask(recorder::Format("progress = '%.17g'", progress)); });
+}
+
+double GetTaskProgress() {
+    return recorder::AtEdge(0.0, [] {
+        const DBResult_tag rows =
+            recorder::Execute(KRDB::DB_SYSTEM, "SELECT progress FROM task WHERE name = 'reindex';",
+                              {.readOnly = true});
+        return rows.RowCount() == 0 ? 0.0 : std::strtod(rows.Field(0, 0), nullptr);
+    });
+}
+
+void RecordTaskStatusToConf(long startTime, int recordingCount, bool done) {
+    recorder::AtEdge([&] {
+        recorder::UpdateTask(recorder::Format("start_tm = %ld, recording_count = %d, done = %d",
+                                              startTime, recordingCount, done ? 1 : 0));
+    });
+}
+
+} // namespace KRIndex

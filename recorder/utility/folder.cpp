@@ -1,0 +1,130 @@
+#include "recorder/utility/folder.h"
+
+#include "platform/utility.h"
+#include "recorder/support/edge.h"
+#include "recorder/support/error.h"
+#include "recorder/utility/presence.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace recorder {
+
+namespace {
+
+struct CloseDir {
+    void operator()(DIR* dir) const { closedir(dir); }
+};
+
+bool IsFolder(DIR* dir, const struct dirent64& entry) {
+    if (entry.d_type != DT_UNKNOWN) {
+        return entry.d_type == DT_DIR;
+    }
+    struct stat64 st = {};
+    return fstatat64(dirfd(dir), entry.d_name, &st, AT_SYMLINK_NOFOLLOW) == 0 &&
+           S_ISDIR(st.st_mode);
+}
+
+bool IsDotEntry(const char* name) {
+    return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
+}
+
+// Reads the next entry but "." and ".."; nothing at the end of the folder.
+std::optional<FolderEntry> ReadEntry(DIR* dir, const std::string& path) {
+    for (;;) {
+        errno = 0;
+        const struct dirent64* const entry = readdir64(dir);
+        if (entry == nullptr && errno != 0) {
+            throw SystemError("read folder " + path);
+        }
+        if (entry == nullptr) {
+            return std::nullopt;
+        }
+        if (!IsDotEntry(entry->d_name)) {
+            return FolderEntry{entry->d_name, IsFolder(dir, *entry)};
+        }
+    }
+}
+
+// Collects the matching sub-folders of `dir`, as names relative to the folder where the search
+// began.
+void CollectFolders(const std::string& dir, const std::string& prefix, bool recursive,
+                    const std::optional<KRRegEx>& pattern, std::vector<std::string>& found) {
+    std::vector<std::string> subFolders;
+    const FolderListing listing = ListFolder(dir, [&](const FolderEntry& entry) {
+        if (entry.isFolder) {
+            subFolders.push_back(entry.name);
+        }
+        return true;
+    });
+    if (listing == FolderListing::Absent) {
+        throw Error("can't list folder " + dir + ": it went away");
+    }
+    std::sort(subFolders.begin(), subFolders.end());
+    for (const std::string& name : subFolders) {
+        if (!pattern || pattern->IsMatch(name)) {
+            found.push_back(prefix + name);
+        }
+        if (recursive) {
+            CollectFolders(dir + "/" + name, prefix + name + "/", recursive, pattern, found);
+        }
+    }
+}
+
+} // namespace
+
+FolderListing ListFolder(const std::string& dir,
+                         const std::function<bool(const FolderEntry&)>& visit) {
+    const std::unique_ptr<DIR, CloseDir> handle(opendir(dir.c_str()));
+    if (!handle) {
+        if (errno == ENOENT) {
+            return FolderListing::Absent;
+        }
+        throw SystemError("open folder " + dir);
+    }
+    while (const std::optional<FolderEntry> entry = ReadEntry(handle.get(), dir)) {
+        if (!visit(*entry)) {
+            return FolderListing::Stopped;
+        }
+    }
+    return FolderListing::Complete;
+}
+
+} // namespace recorder
+
+bool IsDirEmpty(const std::string& path) {
+    return recorder::AtEdge(false, [&] {
+        return recorder::ListFolder(path, [](const recorder::FolderEntry&) { return false; }) ==
+               recorder::FolderListing::Complete;
+    });
+}
+
+int GetDirsInDir(const std::string& dir, std::list<std::string>& out, bool fullPath, bool recursive,
+                 const std::string& pattern) {
+    if (recorder::FolderPresence(dir) == recorder::Presence::No) {
+        return -1;
+    }
+    return recorder::AtEdge(-1, [&] {
+        std::optional<KRRegEx> nameFilter;
+        if (!pattern.empty()) {
+            nameFilter.emplace(pattern);
+        }
+        std::vector<std::string> found;
+        recorder::CollectFolders(dir, fullPath ? dir + "/" : "", recursive, nameFilter, found);
+        out.insert(out.end(), found.begin(), found.end());
+        return 0;
+    });
+}
+
+int KRRm(const std::string& path) {
+    return rmdir(path.c_str());
+}

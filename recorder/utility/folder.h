@@ -1,0 +1,23 @@
+// Reading a folder to its end, or knowing that it could not be.
+
+#pragma once
+
+#include <functional>
+#include <string>
+
+namespace recorder {
+
+struct FolderEntry {
+    std::string name;
+    bool isFolder = false; // a link to a folder is none
+};
+
+enum class FolderListing { Complete, Stopped, Absent };
+
+// Calls `visit` for each entry but "." and "..", until it returns false (Stopped) or the folder is
+// at its end (Complete). Absent when there is nothing at `dir`. Throws Error on every other
+// failure, also in the middle: a listing that broke off is never taken for a complete one.
+FolderListing ListFolder(const std::string& dir,
+                         const std::function<bool(const FolderEntry&)>& visit);
+
+} // namespace recorder

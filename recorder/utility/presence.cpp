@@ -1,0 +1,39 @@
+#include "recorder/utility/presence.h"
+
+#include "platform/utility.h"
+
+#include <cerrno>
+
+#include <sys/stat.h>
+
+namespace recorder {
+
+namespace {
+
+Presence PresenceOf(const std::string& path, mode_t kind) {
+    struct stat64 st = {};
+    if (stat64(path.c_str(), &st) == 0) {
+        return (st.st_mode & S_IFMT) == kind ? Presence::Yes : Presence::No;
+    }
+    return errno == ENOENT || errno == ENOTDIR ? Presence::No : Presence::Unknown;
+}
+
+} // namespace
+
+Presence FolderPresence(const std::string& path) {
+    return PresenceOf(path, S_IFDIR);
+}
+
+Presence FilePresence(const std::string& path) {
+    return PresenceOf(path, S_IFREG);
+}
+
+} // namespace recorder
+
+bool IsExistDir(const std::string& path) {
+    return recorder::FolderPresence(path) != recorder::Presence::No;
+}
+
+bool IsFileExist(const std::string& path) {
+    return recorder::FilePresence(path) != recorder::Presence::No;
+}
