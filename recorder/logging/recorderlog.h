@@ -3,17 +3,16 @@
 
 #pragma once
 
-#include <source_location>
+#include "recorder/logging/sourceplace.h"
+
 #include <string>
 
 namespace recorder {
 
 // Something failed.
-void LogError(const std::string& message,
-              const std::source_location& where = std::source_location::current());
+void LogError(const std::string& message, const SourcePlace& where = SourcePlace::Here());
 
 // Something was refused or passed over, and the work went on.
-void LogWarning(const std::string& message,
-                const std::source_location& where = std::source_location::current());
+void LogWarning(const std::string& message, const SourcePlace& where = SourcePlace::Here());
 
 } // namespace recorder

@@ -28,6 +28,7 @@ constexpr std::size_t kMaxAllocationBytes = 256UL * 1024 * 1024;
 constexpr int kMxgFramesPerSecond = 25;
 constexpr int64_t kMxgCountedBytes = 8L * 1024 * 1024;
 constexpr int64_t kMaxPackets = 1'000'000;
+constexpr AVRational kMicrosecond{1, AV_TIME_BASE};
 
 // What libavformat said last while it read the container; it knows more than its error codes tell.
 std::string& LastComplaint() {
@@ -211,8 +212,8 @@ void FillStreams(const AVFormatContext& context, ContainerInfo& info) {
         if (codec.codec_type == AVMEDIA_TYPE_VIDEO && !hasVideo) {
             hasVideo = true;
             info.vdoType = VideoTypeOf(codec.codec_id);
-            info.width = codec.width;
-            info.height = codec.height;
+            info.width = std::max(codec.width, 0); // a header can claim anything
+            info.height = std::max(codec.height, 0);
         } else if (codec.codec_type == AVMEDIA_TYPE_AUDIO && !hasAudio) {
             hasAudio = true;
             info.audType = AudioTypeOf(codec.codec_id);
@@ -227,7 +228,7 @@ int64_t StreamDurationUs(const AVStream& stream) {
     if (stream.duration == AV_NOPTS_VALUE || stream.duration < 0) {
         return 0;
     }
-    return av_rescale_q(stream.duration, stream.time_base, AV_TIME_BASE_Q);
+    return av_rescale_q(stream.duration, stream.time_base, kMicrosecond);
 }
 
 // The end of what a stream's index tells of; 0 without an index.
@@ -239,7 +240,7 @@ int64_t IndexedDurationUs(AVStream& stream) {
     const int64_t last = avformat_index_get_entry(&stream, count - 1)->timestamp;
     const int64_t first = avformat_index_get_entry(&stream, 0)->timestamp;
     const int64_t perFrame = (last - first) / (count - 1);
-    return av_rescale_q(last + perFrame, stream.time_base, AV_TIME_BASE_Q);
+    return av_rescale_q(last + perFrame, stream.time_base, kMicrosecond);
 }
 
 // Goes through a container that is recorded in fragments and so doesn't tell its length in front.

@@ -5,7 +5,6 @@
 #include "recorder/logging/recorderlog.h"
 
 #include <exception>
-#include <source_location>
 
 namespace recorder {
 
@@ -13,7 +12,7 @@ namespace recorder {
 // failure value of the platform operation that calls this: no exception leaves the recorder.
 template <typename Result, typename Operation>
 Result AtEdge(Result failure, const Operation& operation,
-              const std::source_location& where = std::source_location::current()) noexcept {
+              const SourcePlace& where = SourcePlace::Here()) noexcept {
     try {
         return operation();
     } catch (const std::exception& error) {
@@ -24,8 +23,7 @@ Result AtEdge(Result failure, const Operation& operation,
 
 // The same for an operation without a result.
 template <typename Operation>
-void AtEdge(const Operation& operation,
-            const std::source_location& where = std::source_location::current()) noexcept {
+void AtEdge(const Operation& operation, const SourcePlace& where = SourcePlace::Here()) noexcept {
     try {
         operation();
     } catch (const std::exception& error) {
