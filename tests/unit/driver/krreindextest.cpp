@@ -1,0 +1,113 @@
+#include "driver/krreindex.h"
+
+#include "indexer/indexer.h"
+#include "tests/unit/support/platformtest.h"
+
+namespace unit {
+namespace {
+
+class EntryFunctionTest : public PlatformTest {
+protected:
+    EntryFunctionTest() {
+        RedirectEmapDir();
+        platform.snapshotFolder = MakeDir("snap");
+        AddCamera(5);
+        MakeDir("cam5/laRec");
+    }
+    std::string Statements() const { return platform.LinesOf("Execute"); }
+    std::string OwnMessages() const { return platform.MessagesOf("krreindex"); }
+};
+
+TEST(IndexerDbInfoTest, NamesNoDatabaseAndNoTableByDefault) {
+    const KRIndex::IndexerDbInfo info;
+    EXPECT_EQ(static_cast<int>(info.db), 15);
+    EXPECT_EQ(info.table, "");
+    EXPECT_EQ(info.idColumn, "id");
+    EXPECT_EQ(info.pathColumn, "filename");
+}
+
+TEST_F(EntryFunctionTest, EmapTableLiesInDatabaseZero) {
+    EXPECT_EQ(ReindexEmap(), 0);
+    EXPECT_EQ(Statements(), Lines({Query(0, "SELECT id as id, filename as path FROM emap;")}));
+}
+
+TEST_F(EntryFunctionTest, SnapshotTableLiesInDatabaseEight) {
+    EXPECT_EQ(ReindexSnapshot(), 0);
+    EXPECT_EQ(Statements(), Lines({Query(8, "SELECT id as id, filename as path FROM snapshot;")}));
+}
+
+TEST_F(EntryFunctionTest, EventTableLiesInDatabaseFourAndIsReadForTheCamera) {
+    EXPECT_EQ(ReindexEvent(5), 0);
+    EXPECT_EQ(Statements(),
+              Lines({Query(4, "SELECT id as id, path as path FROM event WHERE camera_id = 5;")}));
+    EXPECT_EQ(platform.LinesOf("Camera::Load"), "Camera::Load(5, 0, 0)\n");
+    EXPECT_EQ(platform.LinesOf("IsExistDir"), "IsExistDir(\"DIR/cam5\")\n");
+}
+
+TEST_F(EntryFunctionTest, AlertEventTableLiesInDatabaseFourAndIsReadForTheCamera) {
+    EXPECT_EQ(ReindexAlertEvent(5), 0);
+    EXPECT_EQ(
+        Statements(),
+        Lines({Query(4, "SELECT id as id, path as path FROM alert_event WHERE camera_id = 5;")}));
+    EXPECT_EQ(platform.LinesOf("Camera::Load"), "Camera::Load(5, 0, 0)\n");
+    EXPECT_EQ(platform.LinesOf("IsExistDir"), "IsExistDir(\"DIR/cam5/laRec\")\n");
+}
+
+TEST_F(EntryFunctionTest, ConsistentMediaLogNothingHere) {
+    EXPECT_EQ(ReindexEmap(), 0);
+    EXPECT_EQ(ReindexSnapshot(), 0);
+    EXPECT_EQ(ReindexEvent(5), 0);
+    EXPECT_EQ(ReindexAlertEvent(5), 0);
+    EXPECT_EQ(OwnMessages(), "");
+}
+
+TEST_F(EntryFunctionTest, ResultIsThatOfTheIndexer) {
+    const fakes::Rows rows = IdPathRows({{"1", "a"}, {"2", "b"}, {"3", "c"}});
+    platform.queries[kEmapSelect] = rows;
+    platform.queries[kSnapshotSelect] = rows;
+    platform.queries[EventSelect(5)] = rows;
+    platform.queries[AlertEventSelect(5)] = rows;
+    EXPECT_EQ(ReindexEmap(), 3);
+    EXPECT_EQ(ReindexSnapshot(), 3);
+    EXPECT_EQ(ReindexEvent(5), 3);
+    EXPECT_EQ(ReindexAlertEvent(5), 3);
+}
+
+TEST_F(EntryFunctionTest, FailedEmapIndexerIsLogged) {
+    platform.Fail("Execute");
+    EXPECT_EQ(ReindexEmap(), -1);
+    EXPECT_EQ(OwnMessages(),
+              Lines({Log("error", "krreindex", "ReindexEmap", "Failed to re-index emap.\n")}));
+}
+
+TEST_F(EntryFunctionTest, FailedSnapshotIndexerIsLogged) {
+    platform.Fail("Execute");
+    EXPECT_EQ(ReindexSnapshot(), -1);
+    EXPECT_EQ(OwnMessages(), Lines({Log("error", "krreindex", "ReindexSnapshot",
+                                        "Failed to re-index snapshot.\n")}));
+}
+
+TEST_F(EntryFunctionTest, CameraThatCannotBeLoadedIsLoggedForItsRecordings) {
+    EXPECT_EQ(ReindexEvent(9), -1);
+    EXPECT_EQ(OwnMessages(), Lines({Log("error", "krreindex", "ReindexEvent",
+                                        "Failed to reindex event of cam [9].\n")}));
+    EXPECT_EQ(Statements(), "");
+}
+
+TEST_F(EntryFunctionTest, CameraThatCannotBeLoadedIsLoggedForItsAlertRecordings) {
+    EXPECT_EQ(ReindexAlertEvent(9), -1);
+    EXPECT_EQ(OwnMessages(), Lines({Log("error", "krreindex", "ReindexAlertEvent",
+                                        "Failed to reindex alert event of cam [9].\n")}));
+    EXPECT_EQ(Statements(), "");
+}
+
+TEST_F(EntryFunctionTest, NothingSurvivesFromOneCallToTheNext) {
+    platform.queries[EventSelect(5)] = IdPathRows({{"1", "a"}});
+    EXPECT_EQ(ReindexEvent(5), 1);
+    platform.queries[EventSelect(5)] = IdPathRows({});
+    EXPECT_EQ(ReindexEvent(5), 0);
+    EXPECT_EQ(platform.CallCnt("DelUnrefRecsFromDB"), 1);
+}
+
+} // namespace
+} // namespace unit

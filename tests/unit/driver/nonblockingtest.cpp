@@ -1,0 +1,242 @@
+// The run in a child: what the two processes do, in which order, and that the parent's end waits
+// for the child's registration.
+
+#include "tests/unit/support/commandline.h"
+#include "tests/unit/support/platformtest.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace unit {
+namespace {
+
+// Where the process that a test forks reports, next to the process itself; -1 when nobody forks.
+int& JournalFd() {
+    static int fd = -1;
+    return fd;
+}
+
+// Reports when the exit handlers of a forked process run.
+void ReportExitHandler() {
+    constexpr std::string_view kReport = "an exit handler ran\n";
+    if (JournalFd() != -1 && write(JournalFd(), kReport.data(), kReport.size()) < 0) {
+        _exit(99);
+    }
+}
+
+class NonBlockingTest : public PlatformTest {
+protected:
+    NonBlockingTest() : m_journal(Path("journal")) {
+        RedirectEmapDir();
+        libc.now = 111;
+        libc.recordProcessCalls = true;
+        LogUpTo(LOG_LEVEL_NOTICE);
+        JournalFd() = open(m_journal.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+        platform.KeepJournal(JournalFd());
+    }
+    ~NonBlockingTest() override {
+        close(JournalFd());
+        JournalFd() = -1;
+    }
+    NonBlockingTest(const NonBlockingTest&) = delete;
+    NonBlockingTest& operator=(const NonBlockingTest&) = delete;
+    NonBlockingTest(NonBlockingTest&&) = delete;
+    NonBlockingTest& operator=(NonBlockingTest&&) = delete;
+
+    // Runs main in this process; a child that comes back from it reports that and ends.
+    int Run(const std::vector<std::string>& args) {
+        const pid_t self = getpid();
+        const int status = RunMain(args);
+        if (getpid() != self) {
+            platform.Note("main returned");
+            _exit(98);
+        }
+        return status;
+    }
+
+    // The lines of one process ("parent: ", "child: ") without that word, or all lines.
+    std::string Journal(const std::string& process = "") const {
+        std::ifstream file(m_journal);
+        std::string text;
+        for (std::string line; std::getline(file, line);) {
+            if (line.starts_with(process)) {
+                text += line.substr(process.size()) + "\n";
+            }
+        }
+        return text;
+    }
+
+    // Waits for the child's end; its exit status, or -1 when it ended otherwise.
+    int ChildStatus() const {
+        int status = 0;
+        EXPECT_EQ(waitpid(libc.child, &status, 0), libc.child);
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+
+    std::string m_journal;
+};
+
+TEST_F(NonBlockingTest, ChildRunsTheJobsAndEndsTheTask) {
+    EXPECT_EQ(Run({"-n", "-e"}), 0);
+    ASSERT_GT(libc.child, 0);
+    EXPECT_EQ(ChildStatus(), 0);
+
+    EXPECT_EQ(Journal("parent: "), Lines({
+                                       "RegTaskStart()",
+                                       "pipe()",
+                                       "fork()",
+                                       "close(writeEnd)",
+                                       "read(readEnd, 4)",
+                                       "close(readEnd)",
+                                   }));
+    EXPECT_EQ(Journal("child: "),
+              Lines({
+                  "close(readEnd)",
+                  "SetTaskPid(" + std::to_string(libc.child) + ")",
+                  "close(writeEnd)",
+                  "RecordTaskStatusToConf(111, 0, false)",
+                  Log("notice", "krindexer", "DoReindexEmap", "Start to re-index emap.\n"),
+                  Query(0, kEmapSelect),
+                  "KRDBFreeResult(result)",
+                  Log("notice", "krindexer", "DoReindexEmap",
+                      "Re-index emap complete with re-indexed record cnt [0].\n"),
+                  "SetTaskProgress(1)",
+                  "RecordTaskStatusToConf(111, 0, true)",
+                  "RegTaskDone()",
+                  "_exit(0)",
+              }));
+}
+
+TEST_F(NonBlockingTest, ParentReturnsOnlyAfterTheChildHasRegisteredItself) {
+    // The child registers itself no sooner than the parent waits, or has given up waiting.
+    int gate[2] = {-1, -1};
+    ASSERT_EQ(pipe2(gate, O_CLOEXEC), 0);
+    const pid_t self = getpid();
+    platform.beforeCall = [&gate, self](std::string_view operation) {
+        if (operation == "SetTaskPid" && getpid() != self) {
+            close(gate[1]);
+            char nothing = 0;
+            while (read(gate[0], &nothing, 1) < 0 && errno == EINTR) {
+            }
+        }
+    };
+    libc.beforeRead = [&gate] {
+        close(gate[1]);
+        gate[1] = -1;
+    };
+
+    EXPECT_EQ(Run({"-n", "-e"}), 0);
+    const std::string childAtReturn = Journal("child: ");
+    if (gate[1] != -1) {
+        close(gate[1]);
+    }
+    close(gate[0]);
+    ASSERT_GT(libc.child, 0);
+    EXPECT_EQ(ChildStatus(), 0);
+
+    EXPECT_NE(childAtReturn.find("SetTaskPid(" + std::to_string(libc.child) + ")"),
+              std::string::npos)
+        << childAtReturn;
+}
+
+TEST_F(NonBlockingTest, ParentIsReleasedBeforeTheJobs) {
+    // The child does not begin its jobs before the parent has returned.
+    int gate[2] = {-1, -1};
+    ASSERT_EQ(pipe2(gate, O_CLOEXEC), 0);
+    platform.beforeCall = [&gate](std::string_view operation) {
+        if (operation == "RecordTaskStatusToConf") {
+            close(gate[1]);
+            char nothing = 0;
+            while (read(gate[0], &nothing, 1) < 0 && errno == EINTR) {
+            }
+        }
+    };
+
+    EXPECT_EQ(Run({"-n", "-e"}), 0);
+    const std::string childAtReturn = Journal("child: ");
+    close(gate[1]);
+    close(gate[0]);
+    ASSERT_GT(libc.child, 0);
+    EXPECT_EQ(ChildStatus(), 0);
+
+    EXPECT_EQ(childAtReturn,
+              Lines({"close(readEnd)", "SetTaskPid(" + std::to_string(libc.child) + ")",
+                     "close(writeEnd)"}));
+}
+
+TEST_F(NonBlockingTest, ChildThatDiesReleasesTheParent) {
+    const pid_t self = getpid();
+    platform.beforeCall = [self](std::string_view operation) {
+        if (operation == "SetTaskPid" && getpid() != self) {
+            _exit(7);
+        }
+    };
+    EXPECT_EQ(Run({"-n", "-e"}), 0);
+    ASSERT_GT(libc.child, 0);
+    EXPECT_EQ(ChildStatus(), 7);
+    EXPECT_EQ(platform.CallCnt("RegTaskDone"), 0);
+}
+
+TEST_F(NonBlockingTest, ChildRunsNoExitHandlers) {
+    ASSERT_EQ(std::atexit(ReportExitHandler), 0);
+    EXPECT_EQ(Run({"-n", "-e"}), 0);
+    ASSERT_GT(libc.child, 0);
+    EXPECT_EQ(ChildStatus(), 0);
+    EXPECT_EQ(Journal("an exit handler ran"), "");
+    EXPECT_NE(Journal().find("_exit(0)\n"), std::string::npos);
+}
+
+TEST_F(NonBlockingTest, ChildEndsWithStatusZeroWhateverItsJobsResult) {
+    platform.FailAlways("Execute");
+    EXPECT_EQ(Run({"-n", "-e"}), 0);
+    ASSERT_GT(libc.child, 0);
+    EXPECT_EQ(ChildStatus(), 0);
+    EXPECT_NE(Journal("child: ").find("record cnt [-1]"), std::string::npos);
+}
+
+TEST_F(NonBlockingTest, FailedPipeEndsTheTaskWithStatusOne) {
+    libc.pipeError = EMFILE;
+    LogUpTo(0);
+    EXPECT_EQ(Run({"-n", "-e"}), 1);
+    EXPECT_EQ(Transcript(), Lines({
+                                "RegTaskStart()",
+                                "pipe()",
+                                LogAlways("krindexer", "Start", "Pipe failed with errno [24]\n"),
+                                "RegTaskDone()",
+                            }));
+    EXPECT_EQ(libc.child, -1);
+}
+
+TEST_F(NonBlockingTest, FailedForkEndsTheTaskWithStatusZero) {
+    libc.forkError = EAGAIN;
+    LogUpTo(0);
+    EXPECT_EQ(Run({"-n", "-e"}), 0);
+    EXPECT_EQ(Transcript(), Lines({
+                                "RegTaskStart()",
+                                "pipe()",
+                                "fork()",
+                                LogAlways("krindexer", "Start", "Fork failed with errno [11].\n"),
+                                "close(readEnd)",
+                                "close(writeEnd)",
+                                "RegTaskDone()",
+                            }));
+    EXPECT_EQ(libc.child, -1);
+}
+
+TEST_F(NonBlockingTest, BlockingAndUnregisteredRunsNeverFork) {
+    EXPECT_EQ(Run({"-e"}), 0);
+    EXPECT_EQ(Run({"-o", "-n", "-e"}), 0);
+    EXPECT_EQ(platform.CallCnt("fork()"), 0);
+    EXPECT_EQ(platform.CallCnt("pipe()"), 0);
+    EXPECT_EQ(platform.CallCnt("SetTaskPid"), 0);
+    EXPECT_EQ(platform.CallCnt("_exit(0)"), 0);
+}
+
+} // namespace
+} // namespace unit

@@ -1,0 +1,134 @@
+#include "indexer/emapindexer.h"
+
+#include "tests/unit/support/platformtest.h"
+
+namespace unit {
+namespace {
+
+class EmapIndexerTest : public PlatformTest {
+protected:
+    EmapIndexerTest() {
+        RedirectEmapDir();
+        LogUpTo(LOG_LEVEL_DETAIL);
+    }
+
+    static int Run() {
+        return KRIndex::EmapIndexer({KRDB::DB_SYSTEM, gszTableEmap, "id", "filename"}).Start();
+    }
+    void Yield(const std::vector<std::pair<fakes::Field, fakes::Field>>& rows) {
+        platform.queries[kEmapSelect] = IdPathRows(rows);
+    }
+    std::string Statements() const { return platform.LinesOf("Execute"); }
+    static std::string Deletion(const std::string& ids) {
+        return Statement(0, "DELETE FROM emap WHERE id IN (" + ids + ");");
+    }
+};
+
+TEST_F(EmapIndexerTest, RemovesARowWhoseImageIsGone) {
+    MakeFile("emap/here.png");
+    Yield({{"3", "here.png"}, {"4", "gone.png"}});
+
+    EXPECT_EQ(Run(), 1);
+
+    EXPECT_EQ(
+        Transcript(),
+        Lines({
+            Query(0, kEmapSelect),
+            "KRDBFreeResult(result)",
+            Log("detail", "indexer", "Init",
+                "Init complete [start_time: 4000000000] [size of record: 2].\n"),
+            Log("detail", "indexer", "RemoveUnrefRecs", "Found [1] records.\n"),
+            Deletion("4"),
+            Log("info", "emapindexer", "Log", "Reindex emap data complete.\n"),
+            Log("notice", "emapindexer", "Log", "Have removed [1] unreferenced emap records.\n"),
+        }));
+}
+
+TEST_F(EmapIndexerTest, ThumbnailNeverProtectsARow) {
+    MakeFile("emap/thumb_x.png");
+    Yield({{"3", "thumb_x.png"}});
+    EXPECT_EQ(Run(), 1);
+    EXPECT_EQ(Statements(), Lines({Query(0, kEmapSelect), Deletion("3")}));
+}
+
+TEST_F(EmapIndexerTest, OnlyAPrefixMakesAThumbnail) {
+    for (const char* name : {"a_thumb_1.png", "Thumb_1.png", "thumb1.png", "thumb"}) {
+        MakeFile(std::string("emap/") + name);
+    }
+    Yield({{"1", "a_thumb_1.png"}, {"2", "Thumb_1.png"}, {"3", "thumb1.png"}, {"4", "thumb"}});
+    EXPECT_EQ(Run(), 0);
+    EXPECT_EQ(Statements(), Lines({Query(0, kEmapSelect)}));
+}
+
+TEST_F(EmapIndexerTest, FileNamesAreComparedWholeAndByCase) {
+    MakeFile("emap/A.png");
+    MakeFile("emap/a.pn");
+    Yield({{"1", "a.png"}});
+    EXPECT_EQ(Run(), 1);
+}
+
+TEST_F(EmapIndexerTest, ImageWithoutARowGivesNoRowAndNoMessage) {
+    MakeFile("emap/new.png");
+    EXPECT_EQ(Run(), 0);
+    EXPECT_EQ(Statements(), Lines({Query(0, kEmapSelect)}));
+    EXPECT_EQ(platform.LinesOf("KRPrintf(0, reindex, notice"), "");
+    EXPECT_EQ(Messages().find("new.png"), std::string::npos);
+}
+
+TEST_F(EmapIndexerTest, EmptyFolderLeavesEveryRowUnreferenced) {
+    Yield({{"8", "a.png"}});
+    EXPECT_EQ(Run(), 1);
+    EXPECT_EQ(Statements(), Lines({Query(0, kEmapSelect), Deletion("8")}));
+}
+
+TEST_F(EmapIndexerTest, MissingFolderLeavesEveryRowUnreferenced) {
+    libc.redirection.second = Path("missing");
+    Yield({{"8", "a.png"}});
+
+    EXPECT_EQ(Run(), 1);
+
+    EXPECT_EQ(Statements(), Lines({Query(0, kEmapSelect), Deletion("8")}));
+    EXPECT_EQ(platform.LinesOf("KRPrintf(0, reindex, error"),
+              Lines({Log("error", "indexer", "ProcessDirAndFiles",
+                         "Failed to opendir [/var/packages/Kestora/target/@KREmap] with errno "
+                         "[2].\n")}));
+}
+
+TEST_F(EmapIndexerTest, FilesInSubfoldersAreNeverSeen) {
+    MakeFile("emap/sub/a.png");
+    Yield({{"8", "a.png"}, {"9", "sub"}});
+    EXPECT_EQ(Run(), 2);
+}
+
+TEST_F(EmapIndexerTest, ChangeAfterTheStartDoesNotMatter) {
+    libc.clock = timespec{1, 0};
+    MakeFile("emap/a.png");
+    Yield({{"8", "a.png"}});
+    EXPECT_EQ(Run(), 0);
+}
+
+TEST_F(EmapIndexerTest, RunThatRemovesNothingLogsOnlyItsCompletion) {
+    LogUpTo(LOG_LEVEL_INFO);
+    MakeFile("emap/a.png");
+    Yield({{"8", "a.png"}});
+    EXPECT_EQ(Run(), 0);
+    EXPECT_EQ(Messages(),
+              Lines({Log("info", "emapindexer", "Log", "Reindex emap data complete.\n")}));
+}
+
+TEST_F(EmapIndexerTest, FailedDeletionIsCountedAndReportedAsRemoved) {
+    LogUpTo(LOG_LEVEL_INFO);
+    Yield({{"8", "a.png"}});
+    platform.Fail("Execute", 2);
+    EXPECT_EQ(Run(), 1);
+    EXPECT_EQ(
+        Messages(),
+        Lines({
+            Log("error", "indexer", "RemoveUnrefRecs", "Failed to remove unreference records.\n"),
+            Log("info", "emapindexer", "Log", "Reindex emap data complete.\n"),
+            Log("notice", "emapindexer", "Log", "Have removed [1] unreferenced emap records.\n"),
+        }));
+}
+
+} // namespace
+} // namespace unit

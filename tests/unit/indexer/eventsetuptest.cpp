@@ -1,0 +1,180 @@
+#include "tests/unit/support/platformtest.h"
+#include "tests/unit/support/recordings.h"
+
+#include <filesystem>
+
+namespace unit {
+namespace {
+
+class EventSetupTest : public PlatformTest {
+protected:
+    EventSetupTest() { LogUpTo(LOG_LEVEL_DETAIL); }
+
+    // The recordings whose folder is walked are asked for their properties.
+    std::string Asked() const { return platform.LinesOf("GetEvtRecInfo"); }
+};
+
+std::string InitFailed() {
+    return Log("error", "indexer", "Start", "Failed to init indexer.\n");
+}
+
+TEST_F(EventSetupTest, CameraIdIsZeroAfterConstruction) {
+    const KRIndex::EventIndexer indexer({KRDB::DB_RECORDING, gszTableEvent, "id", "path"});
+    EXPECT_EQ(indexer.m_camId, 0);
+}
+
+TEST_F(EventSetupTest, CameraZeroIsInvalid) {
+    EXPECT_EQ(RunEventIndexer(0), -1);
+    EXPECT_EQ(Transcript(),
+              Lines({Log("error", "eventindexer", "Init", "Invalid cam id.\n"), InitFailed()}));
+}
+
+TEST_F(EventSetupTest, NegativeCameraIsPassedToTheLoad) {
+    EXPECT_EQ(RunEventIndexer(-4), -1);
+    EXPECT_EQ(Transcript(),
+              Lines({
+                  "Camera::Load(-4, 0, 0)",
+                  Log("error", "eventindexer", "Init", "Failed to load camera [-4]\n"),
+                  InitFailed(),
+              }));
+}
+
+TEST_F(EventSetupTest, CameraThatCannotBeLoadedEndsTheRun) {
+    AddCamera(7);
+    platform.Fail("Camera::Load", 1, 2);
+    EXPECT_EQ(RunEventIndexer(7), -1);
+    EXPECT_EQ(Transcript(), Lines({
+                                "Camera::Load(7, 0, 0)",
+                                Log("error", "eventindexer", "Init", "Failed to load camera [7]\n"),
+                                InitFailed(),
+                            }));
+}
+
+TEST_F(EventSetupTest, MissingStorageFolderLeavesEveryRowUnreferenced) {
+    platform.cameras[7] = Path("missing");
+    platform.queries[EventSelect(7)] = IdPathRows({{"3", "AM/a.mp4"}});
+
+    EXPECT_EQ(RunEventIndexer(7), 1);
+
+    EXPECT_EQ(Transcript(),
+              Lines({
+                  "Camera::Load(7, 0, 0)",
+                  "IsExistDir(\"DIR/missing\")",
+                  Log("info", "eventindexer", "InitTgtDirList",
+                      "Target source dir [DIR/missing] doesn't exist.\n"),
+                  Query(4, EventSelect(7)),
+                  "KRDBFreeResult(result)",
+                  Log("detail", "indexer", "Init",
+                      "Init complete [start_time: 4000000000] [size of record: 1].\n"),
+                  Log("detail", "eventindexer", "RemoveUnrefRecs",
+                      "Found [1] unreferenced event records.\n"),
+                  "DelUnrefRecsFromDB(\"3\", 0)",
+                  "GetRecThmbnailDirPath(\"DIR/missing\")",
+                  "GetDirsInDir(\"DIR/missing/@Thumbnail\", list, true, false, \"\")",
+                  Log("detail", "eventindexer", "Log", "Reindex event data of cam [7] complete.\n"),
+                  Log("notice", "eventindexer", "Log",
+                      "Have removed [1] unreferenced event records of cam [7].\n"),
+              }));
+}
+
+TEST_F(EventSetupTest, FoldersThatCannotBeListedEndTheRun) {
+    AddCamera(7);
+    platform.Fail("GetDirsInDir", 1, 4);
+    EXPECT_EQ(RunEventIndexer(7), -1);
+    EXPECT_EQ(Transcript(),
+              Lines({
+                  "Camera::Load(7, 0, 0)",
+                  "IsExistDir(\"DIR/cam7\")",
+                  "GetDirsInDir(\"DIR/cam7\", list, true, false, \"^[0-9]{8}[AP]M$\")",
+                  InitFailed(),
+              }));
+}
+
+TEST_F(EventSetupTest, HalfDayFoldersAreWalkedInTheOrderDelivered) {
+    AddCamera(7);
+    MakeFile(std::string("cam7/20140312PM/") + kRecording);
+    MakeFile(std::string("cam7/20140312AM/") + kRecording);
+    EXPECT_EQ(RunEventIndexer(7), 2);
+    EXPECT_EQ(Asked(),
+              Lines({
+                  "GetEvtRecInfo(info, \"DIR/cam7/20140312AM/20140312-101500-1394590500.mp4\", "
+                  "false)",
+                  "GetEvtRecInfo(info, \"DIR/cam7/20140312PM/20140312-101500-1394590500.mp4\", "
+                  "false)",
+              }));
+}
+
+class OtherFolderTest : public EventSetupTest, public testing::WithParamInterface<const char*> {};
+
+TEST_P(OtherFolderTest, IsNotWalked) {
+    AddCamera(7);
+    MakeFile(std::string("cam7/") + GetParam() + "/" + kRecording);
+    EXPECT_EQ(RunEventIndexer(7), 0);
+    EXPECT_EQ(Asked(), "");
+}
+
+INSTANTIATE_TEST_SUITE_P(Names, OtherFolderTest,
+                         testing::Values("20140312am", "2014031AM", "20140312AMX", "thumbnail",
+                                         "020140312AM", "20140312BM", "20140312A", "laRec",
+                                         "deep/20140312AM"));
+
+TEST_F(EventSetupTest, FileDirectlyInTheStorageFolderIsIgnored) {
+    AddCamera(7);
+    MakeFile(std::string("cam7/") + kRecording);
+    MakeFile("cam7/20140312AM");
+    EXPECT_EQ(RunEventIndexer(7), 0);
+    EXPECT_EQ(Asked(), "");
+}
+
+TEST_F(EventSetupTest, OnlyTheCamerasOwnRowsAreLoaded) {
+    AddCamera(7);
+    AddCamera(8);
+    platform.queries[EventSelect(7)] = IdPathRows({{"3", "AM/a.mp4"}});
+    platform.queries[EventSelect(8)] = IdPathRows({{"4", "AM/b.mp4"}});
+    EXPECT_EQ(RunEventIndexer(7), 1);
+    EXPECT_EQ(platform.LinesOf("Execute"), Lines({Query(4, EventSelect(7))}));
+    EXPECT_EQ(platform.LinesOf("DelUnrefRecsFromDB"), "DelUnrefRecsFromDB(\"3\", 0)\n");
+}
+
+TEST_F(EventSetupTest, QueryTakesNamesFromTheTableDescriptionButForTheCamera) {
+    AddCamera(7);
+    KRIndex::EventIndexer indexer({KRDB::DB_SNAPSHOT, "t", "i", "p"});
+    indexer.m_camId = 7;
+    EXPECT_EQ(indexer.Start(), 0);
+    EXPECT_EQ(platform.LinesOf("Execute"),
+              Lines({Query(8, "SELECT i as id, p as path FROM t WHERE camera_id = 7;")}));
+    EXPECT_EQ(platform.LinesOf("StringPrintf"),
+              Lines({"StringPrintf(\"SELECT %s as id, %s as path FROM %s WHERE camera_id = %d;\", "
+                     "\"SELECT i as id, p as path FROM t WHERE camera_id = 7;\")"}));
+}
+
+TEST_F(EventSetupTest, StorageFolderAndPropertiesComeThroughTheVirtualOperations) {
+    class ElsewhereIndexer : public KRIndex::EventIndexer {
+    public:
+        using EventIndexer::EventIndexer;
+        std::string folder;
+
+    protected:
+        std::string GetRecStoragePath() override { return folder; }
+        int GetRecInfo(Reidx::RecInfo& info, const std::string& fullPath) override {
+            info.path = "own/" + fullPath.substr(fullPath.rfind('/') + 1);
+            return 0;
+        }
+    };
+    AddCamera(7);
+    MakeFile(std::string("elsewhere/20140312AM/") + kRecording);
+    ElsewhereIndexer indexer({KRDB::DB_RECORDING, gszTableEvent, "id", "path"});
+    indexer.m_camId = 7;
+    indexer.folder = Path("elsewhere");
+
+    EXPECT_EQ(indexer.Start(), 1);
+
+    EXPECT_EQ(Asked(), "");
+    EXPECT_EQ(platform.LinesOf("FillEvtInfo"),
+              "FillEvtInfo(event, \"own/20140312-101500-1394590500.mp4\", false, 0, 7, 0, 1)\n");
+    EXPECT_EQ(platform.LinesOf("GetRecThmbnailDirPath"),
+              "GetRecThmbnailDirPath(\"DIR/elsewhere\")\n");
+}
+
+} // namespace
+} // namespace unit

@@ -1,0 +1,35 @@
+// A folder of a test's own, gone when the test is over.
+
+#pragma once
+
+#include <cstdlib>
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+
+namespace unit {
+
+class TempDir {
+public:
+    TempDir() : m_path(std::filesystem::temp_directory_path() / "reindex-unit-XXXXXX") {
+        if (mkdtemp(m_path.data()) == nullptr) {
+            throw std::runtime_error("can't make a temporary folder");
+        }
+    }
+    ~TempDir() {
+        std::error_code ignored;
+        std::filesystem::remove_all(m_path, ignored);
+    }
+    TempDir(const TempDir&) = delete;
+    TempDir& operator=(const TempDir&) = delete;
+    TempDir(TempDir&&) = delete;
+    TempDir& operator=(TempDir&&) = delete;
+
+    [[nodiscard]] const std::string& Path() const { return m_path; }
+
+private:
+    std::string m_path;
+};
+
+} // namespace unit
