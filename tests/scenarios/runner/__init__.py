@@ -1,0 +1,1 @@
+"""The parts of the scenario runner, one idea a module."""

@@ -1,0 +1,174 @@
+"""What a recorder looks like before the run: carries out the lines of a case's `given` file."""
+
+import os
+import shutil
+import stat
+import subprocess
+
+from runner import database
+from runner.text import (CaseError, blocks, cell_value, expand, split_cells, split_options, tokens,
+                         unquote)
+
+PACKAGE_ROOT = b"/var/packages/Kestora"
+FILE_TIME = 1700000000  # of every file that a case doesn't date: the runs happen much later
+FILE_MODE, FOLDER_MODE = 0o640, 0o750
+PID_MARK = b"@pid@"
+
+
+class Given:
+    """Builds the recorder of one case in the folder `root`."""
+
+    def __init__(self, root, media, sandboxed):
+        self.root, self.media, self.sandboxed = root, media, sandboxed
+        self.settings = None  # a template, where it names the process that is to read it
+        self.mounts = []
+        self.directives = {
+            "camera": self.camera, "dir": self.dir, "file": self.file, "link": self.link,
+            "fifo": self.fifo, "socket": self.socket, "mode": self.mode, "remove": self.remove,
+            "tmpfs": self.tmpfs, "fill": self.fill,
+        }
+
+    def build(self, text):
+        """An initialised recorder with its usual folders, then the case's own lines in order."""
+        self._krctl("init")
+        for folder in (b"target/@KREmap", b"var/snapshot", b"var/log", b"etc"):
+            self._folder(self.path(folder))
+        for number, line, lines in blocks(text):
+            try:
+                self.apply(line, lines)
+            except (CaseError, OSError, ValueError, KeyError, IndexError) as error:
+                raise CaseError(f"given:{number}: {line}: {error!r}") from error
+
+    def apply(self, line, lines):
+        """One directive, also as a step in the middle of a run."""
+        words = tokens(line)
+        name, rest = words[0], words[1:]
+        if name == "sql":
+            database.run_script(self.root, rest[0], "\n".join(lines))
+        elif name == "rows":
+            self.rows(rest, lines)
+        elif name == "settings":
+            self.write_settings(lines)
+        elif name in self.directives:
+            plain, options = split_options(rest)
+            self.directives[name](*plain, **options)
+        else:
+            raise CaseError(f"there is no directive {name}")
+
+    def path(self, relative):
+        return os.path.join(self.root, relative)
+
+    def camera(self, number, storage, name=b"camera"):
+        """Made known by the operator's own command, which wants the folder to be there."""
+        self._folder(self.path(storage))
+        self._krctl("camera", "add", "--id", number, "--name", name,
+                    "--storage", PACKAGE_ROOT + b"/" + storage)
+
+    def dir(self, path, mode=None):
+        self._folder(self.path(path))
+        if mode:
+            os.chmod(self.path(path), int(mode, 8))
+
+    def file(self, path, mode=b"0640", mtime=None, atime=None, **content):
+        for name in expand(path):
+            full = self.path(name)
+            self._folder(os.path.dirname(full))
+            if os.path.lexists(full):
+                os.unlink(full)
+            self._write(full, **content)
+            os.chmod(full, int(mode, 8))
+            modified = int(mtime or FILE_TIME)
+            os.utime(full, (int(atime or modified), modified))
+
+    def _write(self, full, text=b"", media=None, first=None, size=None):
+        if media:
+            with open(os.path.join(os.fsencode(self.media), media), "rb") as source:
+                text = source.read()
+        if first:
+            text = text[:int(first)]
+        with open(full, "wb") as file:
+            file.write(text)
+            if size:  # sparse behind what was written
+                file.truncate(int(size))
+
+    def link(self, path, to):
+        self._folder(os.path.dirname(self.path(path)))
+        os.symlink(to, self.path(path))
+
+    def fifo(self, path):
+        self._folder(os.path.dirname(self.path(path)))
+        os.mkfifo(self.path(path), FILE_MODE)
+
+    def socket(self, path):
+        self._folder(os.path.dirname(self.path(path)))
+        os.mknod(self.path(path), stat.S_IFSOCK | FILE_MODE)
+
+    def mode(self, path, mode):
+        os.chmod(self.path(path), int(mode, 8))
+
+    def remove(self, path):
+        full = self.path(path)
+        if os.path.isdir(full) and not os.path.islink(full):
+            shutil.rmtree(full)
+            return
+        os.unlink(full)
+        for companion in (full + b"-wal", full + b"-shm"):
+            if os.path.exists(companion):
+                os.unlink(companion)
+
+    def tmpfs(self, path, size):
+        """A small disk. Mounted in the runner's own namespace, so nobody else sees it."""
+        full = self.path(path)
+        self._folder(full)
+        subprocess.run(["mount", "-t", "tmpfs", "-o", b"mode=750,size=" + size, "scenario", full],
+                       check=True)
+        self.mounts.append(full)
+
+    def fill(self, path):
+        """A file that takes the rest of its disk."""
+        with open(self.path(path), "wb", buffering=0) as file:
+            try:
+                while file.write(b"x" * 4096):
+                    pass
+            except OSError:
+                pass
+        os.chmod(self.path(path), FILE_MODE)
+
+    def rows(self, words, lines):
+        columns = split_cells(lines[0])
+        values = [[cell_value(cell) for cell in split_cells(line)] for line in lines[1:]]
+        if any(len(row) != len(columns) for row in values):
+            raise CaseError("a row has more or fewer cells than there are columns")
+        database.insert(self.root, words[0], columns, values, "unchecked" in words)
+
+    def write_settings(self, lines):
+        text = "\n".join(lines).encode() + b"\n"
+        self.settings = text if PID_MARK in text else None
+        self._put_settings(text)
+
+    def settings_for_pid(self, pid):
+        """Settings that name a process can only be written once it is there."""
+        if self.settings:
+            self._put_settings(self.settings.replace(PID_MARK, str(pid).encode()))
+
+    def template_settings(self):
+        if self.settings:
+            self._put_settings(self.settings)
+
+    def _put_settings(self, text):
+        self.file(b"etc/kestora.toml", text=text)
+
+    def tear_down(self):
+        for mount in reversed(self.mounts):
+            subprocess.run(["umount", mount], check=True)
+
+    def _folder(self, path):
+        if not os.path.isdir(path):
+            self._folder(os.path.dirname(path))
+            os.mkdir(path)
+            os.chmod(path, FOLDER_MODE)
+
+    def _krctl(self, *arguments):
+        done = subprocess.run(self.sandboxed("krctl", *arguments), capture_output=True, check=False)
+        if done.returncode:
+            raise CaseError(f"krctl {arguments}: {done.stderr.decode(errors='replace')}")

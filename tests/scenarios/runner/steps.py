@@ -1,0 +1,214 @@
+"""The lines of a case's `run` file: what is started, and what else happens meanwhile."""
+
+import os
+import re
+import shlex
+import signal
+import subprocess
+import time
+
+from runner import database
+from runner.text import CaseError, blocks, show_cell, split_options
+
+# Only a broken tool makes a case wait as long: nothing is decided by how long something takes.
+DEADLINE_S = 60
+POLL_S = 0.005
+
+NANOSLEEPS = ("35", "230")  # x86-64: nanosleep, clock_nanosleep
+
+# Root reads every folder; without these capabilities a folder's mode counts for it too.
+RESTRICTED = ["setpriv", "--bounding-set=-dac_override,-dac_read_search"]
+
+NO_PRIVILEGES = "restricted "
+
+
+class StepFailed(Exception):
+    """Something that a step demands didn't come about."""
+
+
+class Process:
+    """A program that was started, with its output in files: a child of it may keep them open."""
+
+    def __init__(self, label, popen, out, err):
+        self.label, self.popen, self.out, self.err = label, popen, out, err
+        self.status = None
+
+    def wait(self):
+        try:
+            status = self.popen.wait(DEADLINE_S)
+        except subprocess.TimeoutExpired:
+            raise StepFailed(f"{self.label} didn't end within {DEADLINE_S} s") from None
+        self.status = status if status >= 0 else signal.Signals(-status).name
+
+    def output(self, stream):
+        with open(self.out if stream == "stdout" else self.err, "rb") as file:
+            return file.read().decode(errors="backslashreplace")
+
+
+class Steps:
+    """Carries out one `run` file and keeps what came of it."""
+
+    def __init__(self, given, sandboxed, scratch):
+        self.given, self.sandboxed, self.scratch = given, sandboxed, scratch
+        self.root = given.root
+        self.processes, self.locks, self.watches = {}, {}, {}
+        self.worker = None
+        self.commits = {}
+
+    def carry_out(self, text):
+        try:
+            for number, line, lines in blocks(text):
+                try:
+                    self.step(line, lines)
+                except (CaseError, KeyError, IndexError, OSError) as error:
+                    raise CaseError(f"run:{number}: {line}: {error!r}") from error
+                except StepFailed as error:
+                    raise StepFailed(f"run:{number}: {line}: {error}") from error
+            for process in self.processes.values():
+                if process.status is None:
+                    process.wait()
+        finally:
+            self.end()
+
+    def end(self):
+        """Lets go of everything, so that no process outlives its case."""
+        for name, watch in self.watches.items():
+            self.commits[name] = watch.count()
+            watch.close()
+        for lock in self.locks.values():
+            lock.release()
+        self.watches, self.locks = {}, {}
+        for process in self.processes.values():
+            if process.popen.poll() is None:
+                process.popen.kill()
+                process.popen.wait()
+        if self.worker and _is_alive(self.worker):
+            os.kill(self.worker, signal.SIGKILL)
+            _reap(self.worker)
+        self.given.template_settings()
+
+    def step(self, line, lines):
+        started = re.match(r"start (\w+): (.*)$", line)
+        if started:
+            self.start(started[1], started[2])
+        elif line.startswith(("krindexer", "krctl", NO_PRIVILEGES)):
+            label = str(len(self.processes) + 1)
+            self.start(label, line)
+            self.processes[label].wait()
+        elif line.startswith("make "):
+            self.given.apply(line[5:], lines)
+        else:
+            self.meanwhile(line.split())
+
+    def meanwhile(self, words):
+        """What another program does while the tool runs."""
+        match words:
+            case ["wait", name]:
+                self.processes[name].wait()
+            case ["hold", name]:
+                self.locks[name] = database.Lock(self.root, name, False)
+            case ["hold", name, "exclusively"]:
+                self.locks[name] = database.Lock(self.root, name, True)
+            case ["release", name]:
+                self.locks.pop(name).release()
+            case ["watch", name]:
+                self.watches[name] = database.CommitWatch(self.root, name)
+            case ["until", "worker", "waits"]:
+                self.until_waits(self.worker_pid())
+            case ["until", "worker", "ends"]:
+                self.until(lambda: not _is_alive(self.worker), "it still runs")
+            case ["until", name, "waits"]:
+                self.until_waits(self.processes[name].popen.pid)
+            case ["worker", "is", "another", "process"]:
+                self.demand_other_worker()
+            case ["kill", "worker"]:
+                os.kill(self.worker_pid(), signal.SIGKILL)
+            case ["kill", name]:
+                self.processes[name].popen.kill()
+            case ["until", "task", *columns]:
+                self.until(lambda: self.task_is(columns), "it never was")
+            case ["task", *columns]:
+                self.demand_task(columns)
+            case _:
+                raise CaseError("there is no such step")
+
+    def start(self, label, command):
+        restricted = command.startswith(NO_PRIVILEGES)
+        words = shlex.split(command.removeprefix(NO_PRIVILEGES))
+        before = RESTRICTED if restricted else []
+        out, err = (os.path.join(self.scratch, f"{label}.{s}") for s in ("out", "err"))
+        with open(out, "wb") as stdout, open(err, "wb") as stderr:
+            popen = subprocess.Popen(
+                self.sandboxed(*words, before=before), stdin=subprocess.DEVNULL, stdout=stdout,
+                stderr=stderr, preexec_fn=lambda: self.given.settings_for_pid(os.getpid()))
+        self.processes[label] = Process(label, popen, out, err)
+
+    def task(self, columns):
+        rows = database.select(self.root, "task", columns)
+        return [show_cell(value) for value in rows[0]] if rows else None
+
+    def worker_pid(self):
+        self.worker = int(self.task(["pid"])[0])
+        return self.worker
+
+    def demand_other_worker(self):
+        pid = self.worker_pid()
+        parents = [process.popen.pid for process in self.processes.values()]
+        if pid in parents or not _is_alive(pid):
+            raise StepFailed(f"the task names {pid}; the processes started were {parents}")
+
+    def until_waits(self, pid):
+        self.until(lambda: _sleeps(pid), "it never did")
+
+    def until(self, condition, otherwise):
+        deadline = time.monotonic() + DEADLINE_S
+        while not condition():
+            if time.monotonic() > deadline:
+                raise StepFailed(otherwise)
+            time.sleep(POLL_S)
+
+    def task_is(self, words):
+        options = split_options(words)[1]
+        found = self.task(list(options))
+        return found is not None and found == [value.decode() for value in options.values()]
+
+    def demand_task(self, words):
+        if not self.task_is(words):
+            columns = list(split_options(words)[1])
+            raise StepFailed(f"{columns} are {self.task(columns)}")
+
+
+def _status_field(pid, field):
+    try:
+        with open(f"/proc/{pid}/{field}", encoding="ascii") as file:
+            return file.read()
+    except (FileNotFoundError, ProcessLookupError):
+        return ""
+
+
+def _runs(pid):
+    state = _status_field(pid, "stat").rpartition(")")[2].split()
+    return bool(state) and state[0] not in "ZX"
+
+
+def _reap(pid, flags=0):
+    """The runner takes in the children that a tool leaves behind."""
+    try:
+        os.waitpid(pid, flags)
+    except ChildProcessError:
+        pass
+
+
+def _is_alive(pid):
+    _reap(pid, os.WNOHANG)
+    return _runs(pid)
+
+
+def _sleeps(pid):
+    """The tool sleeps only where the engine waits for somebody else's lock."""
+    if _status_field(pid, "comm").strip() != "krindexer":
+        return False
+    if not _runs(pid):
+        raise StepFailed("it ended instead")
+    call = _status_field(pid, "syscall").split()
+    return bool(call) and call[0] in NANOSLEEPS

@@ -1,0 +1,132 @@
+"""The notation that the files of a case share: names as bytes, cells, placeholders, blocks."""
+
+import re
+
+
+class CaseError(Exception):
+    """A case that can't be understood: the author's mistake, not the tool's."""
+
+
+ESCAPES = {b"n": b"\n", b"t": b"\t", b"r": b"\r", b'"': b'"', b"\\": b"\\"}
+TOKEN = re.compile(r'(?:[^\s"]|"(?:[^"\\]|\\.)*")+')
+QUOTED = re.compile(rb'"((?:[^"\\]|\\.)*)"')
+REPEAT = re.compile(rb"\{([^{}*]+)\*(\d+)\}")
+RANGE = re.compile(rb"\{(\d+)\.\.(\d+)\}")
+PLACEHOLDER = re.compile(r"<(any|number|some text|size:[^<>]+)>")
+
+
+def unescape(body):
+    """The bytes that the inside of a quoted text stands for; {a*200} repeats, as names get long."""
+    plain = re.sub(rb"\\x([0-9a-fA-F]{2})|\\(.)", _escaped, body, flags=re.DOTALL)
+    return REPEAT.sub(lambda m: m[1] * int(m[2]), plain)
+
+
+def _escaped(match):
+    if match[1]:
+        return bytes([int(match[1], 16)])
+    if match[2] not in ESCAPES:
+        raise CaseError(f"there is no escape \\{match[2].decode()}")
+    return ESCAPES[match[2]]
+
+
+def unquote(token):
+    """A token as bytes: its quoted parts unescaped, the rest as it stands."""
+    return QUOTED.sub(lambda m: unescape(m[1]), token.encode())
+
+
+def tokens(line):
+    """The words of a directive; quotes keep blanks together."""
+    return TOKEN.findall(line)
+
+
+def split_options(words):
+    """Separates key=value words, whose value is bytes, from plain ones."""
+    plain, options = [], {}
+    for word in words:
+        match = re.match(r"([a-z]+)=(.*)$", word, re.DOTALL)
+        if match:
+            options[match[1]] = unquote(match[2])
+        else:
+            plain.append(unquote(word))
+    return plain, options
+
+
+def expand(name):
+    """All names that a name with a range {1..1000} stands for."""
+    match = RANGE.search(name)
+    if not match:
+        return [name]
+    width = len(match[1])
+    return [name[:match.start()] + str(n).zfill(width).encode() + name[match.end():]
+            for n in range(int(match[1]), int(match[2]) + 1)]
+
+
+def shown(raw):
+    """Bytes as a person reads them and as a case writes them: quoted where it is needed."""
+    if re.fullmatch(rb'[!-~]+', raw) and not re.search(rb'["|{\\]|^NULL$', raw):
+        return raw.decode()
+    return '"' + "".join(_shown_byte(b) for b in raw) + '"'
+
+
+def _shown_byte(byte):
+    named = {10: "\\n", 9: "\\t", 13: "\\r", 34: '\\"', 92: "\\\\"}
+    if byte in named:
+        return named[byte]
+    return chr(byte) if 0x20 <= byte < 0x7F else f"\\x{byte:02x}"
+
+
+def show_cell(value):
+    """A column's value as a case writes it; quoted only where it could be taken for another."""
+    if value is None:
+        return "NULL"
+    if not isinstance(value, bytes):
+        return str(value)
+    if re.fullmatch(rb'[!-~]([ -~]*[!-~])?', value) and not re.search(rb'^"|[|\\]|^NULL$', value):
+        return value.decode()
+    return shown(value)
+
+
+def cell_value(text):
+    """A cell without placeholders as the value to store."""
+    if text == "NULL":
+        return None
+    if text.startswith('"'):
+        return unquote(text)
+    return int(text) if re.fullmatch(r"-?\d+", text) else text.encode()
+
+
+def split_cells(line):
+    """The cells of a table's line; a quoted cell may hold the separator."""
+    cells = re.split(r'\s*\|\s*(?=(?:[^"]*"(?:[^"\\]|\\.)*")*[^"]*$)', line.strip())
+    return cells
+
+
+def pattern_of(text, sizes):
+    """A compiled pattern for a line or cell that may hold placeholders such as <number>."""
+    parts, end = [], 0
+    for match in PLACEHOLDER.finditer(text):
+        parts.append(re.escape(text[end:match.start()]) + _placeholder(match[1], sizes))
+        end = match.end()
+    return re.compile("".join(parts) + re.escape(text[end:]), re.DOTALL)
+
+
+def _placeholder(name, sizes):
+    if name.startswith("size:"):
+        return str(sizes(name[5:]))
+    return {"any": ".*", "some text": ".+", "number": r"-?\d+"}[name]
+
+
+def blocks(text):
+    """Splits a case's file into (line number, directive, its indented lines)."""
+    found = []
+    for number, line in enumerate(text.split("\n"), 1):
+        if line.startswith("  ") and found:
+            found[-1][2].append(line[2:])
+        elif line == "" and found and found[-1][2]:
+            found[-1][2].append("")
+        elif line and not line.startswith("#"):
+            found.append((number, line, []))
+    for _, _, lines in found:
+        while lines and lines[-1] == "":
+            lines.pop()
+    return found

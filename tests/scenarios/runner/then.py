@@ -1,0 +1,267 @@
+"""What must be so after a run: reads a case's `then` file and finds what differs."""
+
+import difflib
+import os
+import re
+import subprocess
+
+from runner import database, tree
+from runner.text import (CaseError, blocks, expand, pattern_of, show_cell, shown, split_cells,
+                         split_options, tokens, unquote)
+
+LOG_LINE = re.compile(r"^\S+ \[\d+\] (.*)$")
+SOURCE_LINE = re.compile(r"^((?:\[\w+\] \[\w+\] )?\w+):\d+ ")
+
+
+class Moment:
+    """Rows and files of a recorder at one time."""
+
+    def __init__(self, root):
+        self.tables = {table: database.dump(root, table) for table in database.MEDIA_TABLES}
+        self.files = tree.listing(root)
+
+
+def read_log(root):
+    """The log's lines without what differs from run to run: time, process, source line."""
+    try:
+        with open(os.path.join(root, b"var/log/kestora.log"), "rb") as file:
+            text = file.read().decode(errors="backslashreplace")
+    except FileNotFoundError:
+        return []
+    return [_bare_log_line(line) for line in text.split("\n")[:-1]]
+
+
+def _bare_log_line(line):
+    match = LOG_LINE.match(line)
+    return SOURCE_LINE.sub(r"\1 ", match[1]) if match else f"(no log line) {line}"
+
+
+def show_rows(columns, rows):
+    return [" | ".join(columns)] + sorted(" | ".join(map(show_cell, row)) for row in rows)
+
+
+def show_files(files):
+    return [f"{shown(path)} " + " ".join(f"{key}={value}" for key, value in entry.items())
+            for path, entry in sorted(files.items())]
+
+
+def diff(title, expected, actual):
+    """A readable difference, or nothing where there is none."""
+    if expected == actual:
+        return []
+    lines = difflib.unified_diff(expected, actual, "expected", "found", lineterm="", n=2)
+    return [f"{title}:\n" + "\n".join("    " + line for line in lines)]
+
+
+class Then:
+    """The expectations of one `then` file."""
+
+    def __init__(self, text, media):
+        self.media = media
+        self.reason = None
+        self.exits, self.outputs = {}, {}
+        self.log = None
+        self.tables, self.counts, self.commits = {}, {}, {}
+        self.gone, self.new, self.checks = [], {}, {}
+        for number, line, lines in blocks(text):
+            try:
+                self._read(tokens(line), line, lines)
+            except (ValueError, IndexError, CaseError) as error:
+                raise CaseError(f"then:{number}: {line}: {error}") from error
+
+    def _read(self, words, line, lines):
+        match words:
+            case ["because", *_]:
+                self.reason = line.partition(" ")[2]
+            case ["exit", status]:
+                self.exits["1"] = status
+            case ["exit", label, status]:
+                self.exits[label] = status
+            case ["stdout" | "stderr" as stream, *label]:
+                self.outputs[(label[0] if label else "1", stream)] = lines
+            case ["log"]:
+                self.log = lines
+            case ["rows", table]:
+                self.tables[table] = lines
+            case ["count", table, number]:
+                self.counts[table] = int(number)
+            case ["commits", name, number]:
+                self.commits[name] = int(number)
+            case ["gone", path]:
+                self.gone += expand(unquote(path))
+            case ["new" | "check" as kind, path, *options]:
+                wanted = self.new if kind == "new" else self.checks
+                for name in expand(unquote(path)):
+                    wanted[name] = split_options(options)[1]
+            case _:
+                raise CaseError("there is no such expectation")
+
+    def problems(self, root, before, after, steps):
+        """Everything that isn't as it should be; empty when all is well."""
+        return (self._process_problems(steps.processes) + self._log_problems(root)
+                + self._table_problems(root, before, after) + self._commit_problems(steps.commits)
+                + self._file_problems(root, before, after))
+
+    def _size_of(self, name):
+        return os.path.getsize(os.path.join(self.media, name))
+
+    def _process_problems(self, processes):
+        found = []
+        for label, process in processes.items():
+            found += diff(f"exit status of run {label}", [self.exits.get(label, "0")],
+                          [str(process.status)])
+            for stream in ("stdout", "stderr"):
+                expected = self.outputs.get((label, stream), [])
+                found += self._line_problems(f"{stream} of run {label}", expected,
+                                             _lines_of(process.output(stream)))
+        unknown = set(self.exits) - set(processes)
+        return found + [f"there was no run {label}" for label in sorted(unknown)]
+
+    def _log_problems(self, root):
+        if self.log is None:
+            return ["the case doesn't say what is in the log"]
+        return self._line_problems("log", self.log, read_log(root))
+
+    def _line_problems(self, title, expected, actual):
+        if _lines_match(_items(expected, self._size_of), actual):
+            return []
+        return diff(title, self._with_found_values(expected, actual), actual) or [
+            f"{title}: the order differs"]
+
+    def _with_found_values(self, expected, actual):
+        """Placeholders that match a line there are filled with it, so that a diff is to the point."""
+        filled = []
+        for line in expected:
+            pattern = pattern_of(line, self._size_of)
+            filled.append(next((other for other in actual if pattern.fullmatch(other)), line))
+        return filled
+
+    def _table_problems(self, root, before, after):
+        found = []
+        for table in database.MEDIA_TABLES:
+            if table not in self.tables and table not in self.counts:
+                found += diff(f"table {table}, which should be as before",
+                              show_rows(*before.tables[table]), show_rows(*after.tables[table]))
+        for table, lines in self.tables.items():
+            found += self._rows_problems(root, table, lines)
+        for table, number in self.counts.items():
+            found += diff(f"number of rows of {table}", [str(number)],
+                          [str(len(database.select(root, table, ["1"])))])
+        return found
+
+    def _rows_problems(self, root, table, lines):
+        columns = split_cells(lines[0])
+        actual = [[show_cell(value) for value in row]
+                  for row in database.select(root, table, columns)]
+        expected, left, shown_rows = lines[1:], list(actual), []
+        for line in expected:
+            row = next((row for row in left if self._row_matches(line, row)), None)
+            if row is not None:
+                left.remove(row)
+            shown_rows.append(" | ".join(row) if row is not None else line + "    <- missing")
+        return diff(f"rows of {table} ({' | '.join(columns)})", sorted(shown_rows),
+                    sorted(" | ".join(row) for row in actual))
+
+    def _row_matches(self, line, row):
+        cells = split_cells(line)
+        if len(cells) != len(row):
+            raise CaseError(f"{line}: {len(cells)} cells for {len(row)} columns")
+        return all(self._cell_matches(cell, value) for cell, value in zip(cells, row))
+
+    def _cell_matches(self, cell, value):
+        if cell.startswith('"'):
+            return show_cell(unquote(cell)) == value
+        return pattern_of(cell, self._size_of).fullmatch(value) is not None
+
+    def _commit_problems(self, commits):
+        found = []
+        for name, number in self.commits.items():
+            found += diff(f"transactions that wrote to {name}", [str(number)],
+                          [str(commits.get(name, "not watched"))])
+        return found
+
+    def _file_problems(self, root, before, after):
+        expected = dict(before.files)
+        for path in self.gone:
+            if expected.pop(path, None) is None:
+                return [f"{shown(path)} was not there before, so it can't be gone"]
+        actual = {path: entry for path, entry in after.files.items() if path not in self.new}
+        found = diff("files", show_files(tree.without_folder_times(expected)),
+                     show_files(tree.without_folder_times(actual)))
+        for path, wanted in {**self.new, **self.checks}.items():
+            found += self._entry_problems(root, path, after.files.get(path), wanted)
+        return found
+
+    def _entry_problems(self, root, path, entry, wanted):
+        full = os.path.join(root, path)
+        if not os.path.lexists(full):
+            return [f"{shown(path)} is not there"]
+        facts = dict(entry) if entry else {"size": os.lstat(full).st_size}
+        if "jpeg" in wanted:
+            facts["jpeg"] = jpeg_facts(full)
+        found = []
+        for key, value in wanted.items():
+            if key == "max":
+                ok = facts["size"] <= int(value)
+                found += [] if ok else [f"{shown(path)} has {facts['size']} bytes"]
+            else:
+                found += diff(f"{shown(path)}: {key}", [value.decode()], [str(facts.get(key))])
+        return found
+
+
+def _lines_of(text):
+    lines = text.split("\n")
+    return lines[:-1] if lines[-1] == "" else lines + ["(no newline at the end)"]
+
+
+def jpeg_facts(full):
+    """Width and height of a picture that decodes without a complaint, else the complaint."""
+    decode = subprocess.run(["ffmpeg", "-nostdin", "-v", "warning", "-f", "jpeg_pipe", "-i", full,
+                             "-f", "null", "-"], capture_output=True, text=True, check=False)
+    complaints = [line for line in decode.stderr.split("\n")
+                  if line and "deprecated pixel format" not in line]
+    if decode.returncode or complaints:
+        return "broken: " + " ".join(complaints)
+    probe = subprocess.run(["ffprobe", "-v", "error", "-f", "jpeg_pipe", "-show_entries",
+                            "stream=width,height", "-of", "csv=p=0:s=x", full],
+                           capture_output=True, text=True, check=True)
+    return probe.stdout.strip()
+
+
+def _items(expected, size_of):
+    """Patterns in order; a list of patterns stands for lines in any order, None for any lines."""
+    items, group = [], None
+    for line in expected:
+        if line == "{" and group is None:
+            group = []
+        elif line == "}" and group is not None:
+            items.append(group)
+            group = None
+        elif line == "..." and group is None:
+            items.append(None)
+        else:
+            (items if group is None else group).append(pattern_of(line, size_of))
+    return items
+
+
+def _lines_match(items, actual):
+    if not items:
+        return not actual
+    first, rest = items[0], items[1:]
+    if first is None:
+        return any(_lines_match(rest, actual[at:]) for at in range(len(actual) + 1))
+    if isinstance(first, list):
+        return _group_matches(first, actual[:len(first)]) and _lines_match(rest,
+                                                                           actual[len(first):])
+    return bool(actual) and first.fullmatch(actual[0]) is not None and _lines_match(rest,
+                                                                                    actual[1:])
+
+
+def _group_matches(patterns, lines):
+    left = list(lines)
+    for pattern in patterns:
+        line = next((line for line in left if pattern.fullmatch(line)), None)
+        if line is None:
+            return False
+        left.remove(line)
+    return not left
