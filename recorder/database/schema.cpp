@@ -6,13 +6,14 @@
 #include "recorder/support/paths.h"
 
 #include <array>
+#include <cstdlib>
 #include <filesystem>
 
 namespace recorder {
 
 namespace {
 
-constexpr int kSchemaVersion = 1;
+constexpr long kSchemaVersion = 1;
 
 struct DatabaseFile {
     KRDB::DB_INSTANCE instance;
@@ -26,9 +27,8 @@ constexpr std::array kDatabaseFiles{
     DatabaseFile{KRDB::DB_SNAPSHOT, "snapshot.db", kSnapshotSchemaSql},
 };
 
-int SchemaVersion(SqliteDatabase& database) {
-    return std::atoi(database.Execute("PRAGMA user_version")
-                         .Field(0, 0)); // NOLINT(cert-err34-c): the engine's own integer
+long SchemaVersion(SqliteDatabase& database) {
+    return std::strtol(database.Execute("PRAGMA user_version").Field(0, 0), nullptr, 10);
 }
 
 } // namespace
@@ -43,7 +43,7 @@ std::string DatabasePath(KRDB::DB_INSTANCE instance) {
 }
 
 void CheckSchemaVersion(SqliteDatabase& database, const std::string& path) {
-    const int version = SchemaVersion(database);
+    const long version = SchemaVersion(database);
     if (version != kSchemaVersion) {
         throw Error("database " + path + " has schema version " + std::to_string(version) +
                     "; expected " + std::to_string(kSchemaVersion) +

@@ -1,5 +1,3 @@
-#include "recorder/logging/enumnames.h"
-
 #include "platform/logging.h"
 
 #include <algorithm>
@@ -28,17 +26,6 @@ template <typename Names, typename Enum> const char* NameOf(const Names& names, 
     return found == names.end() ? kUnknown : found->second;
 }
 
-template <typename Names>
-auto ValueOf(const Names& names, std::string_view name)
-    -> std::optional<typename Names::value_type::first_type> {
-    const auto* const found = std::find_if(
-        names.begin(), names.end(), [name](const auto& entry) { return entry.second == name; });
-    if (found == names.end()) {
-        return std::nullopt;
-    }
-    return found->first;
-}
-
 } // namespace
 
 template <> const char* Enum2String<LOG_CATEG>(LOG_CATEG value) {
@@ -48,15 +35,3 @@ template <> const char* Enum2String<LOG_CATEG>(LOG_CATEG value) {
 template <> const char* Enum2String<LOG_LEVEL>(LOG_LEVEL value) {
     return NameOf(kLevels, value);
 }
-
-namespace recorder {
-
-std::optional<LOG_CATEG> CategoryOfName(std::string_view name) {
-    return ValueOf(kCategories, name);
-}
-
-std::optional<LOG_LEVEL> LevelOfName(std::string_view name) {
-    return ValueOf(kLevels, name);
-}
-
-} // namespace recorder

@@ -37,7 +37,7 @@ bool Section::Has(std::string_view key) const {
 }
 
 int64_t Section::Integer(std::string_view key, int64_t byDefault, int64_t min, int64_t max) {
-    return Has(key) ? RequiredInteger(key, min, max) : (m_known.emplace(key), byDefault);
+    return Find(key) == nullptr ? byDefault : RequiredInteger(key, min, max);
 }
 
 int64_t Section::RequiredInteger(std::string_view key, int64_t min, int64_t max) {

@@ -1,6 +1,5 @@
 #include "recorder/settings/settings.h"
 
-#include "recorder/logging/enumnames.h"
 #include "recorder/settings/section.h"
 #include "recorder/support/error.h"
 #include "recorder/support/uniquefd.h"
@@ -45,18 +44,13 @@ SnapshotSettings ReadSnapshot(Section section) {
     return snapshot;
 }
 
-// [debug_log] has a key for each category, and the processes with a level of their own.
+// The level of the tool's own messages, and processes with a level of their own. The recorder's are
+// written in any case.
 DbgLogCfg ReadDebugLog(Section section) {
     constexpr int kMaxLevel = LOG_LEVEL_TRACE;
     DbgLogCfg debugLog;
-    for (int number = 0; number < DbgLogCfg::kCategories; ++number) {
-        const auto category = static_cast<LOG_CATEG>(number);
-        const std::string name = Enum2String(category);
-        if (CategoryOfName(name) == category) {
-            debugLog.categLevel.at(static_cast<std::size_t>(number)) =
-                static_cast<int>(section.Integer(name, 0, 0, kMaxLevel));
-        }
-    }
+    debugLog.categLevel.at(LOG_CATEG_REINDEX) =
+        static_cast<int>(section.Integer(Enum2String(LOG_CATEG_REINDEX), 0, 0, kMaxLevel));
     for (Section& process : section.Sections("processes")) {
         const auto pid = static_cast<pid_t>(process.RequiredInteger("pid", 1, INT_MAX));
         const auto level = static_cast<int>(process.RequiredInteger("level", 0, kMaxLevel));
