@@ -73,7 +73,7 @@ class Given:
         for name in expand(path):
             full = self.path(name)
             self._folder(os.path.dirname(full))
-            if os.path.lexists(full):
+            if os.path.islink(full):
                 os.unlink(full)
             self._write(full, **content)
             os.chmod(full, int(mode, 8))

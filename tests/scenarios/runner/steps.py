@@ -111,6 +111,8 @@ class Steps:
                 self.locks[name] = database.Lock(self.root, name, True)
             case ["release", name]:
                 self.locks.pop(name).release()
+            case ["pause", seconds]:  # a length, never a decision
+                time.sleep(float(seconds))
             case ["watch", name]:
                 self.watches[name] = database.CommitWatch(self.root, name)
             case ["until", "worker", "waits"]:

@@ -62,7 +62,7 @@ class Then:
         self.exits, self.outputs = {}, {}
         self.log = None
         self.tables, self.counts, self.commits = {}, {}, {}
-        self.gone, self.new, self.checks = [], {}, {}
+        self.gone, self.missing, self.new, self.checks = [], [], {}, {}
         for number, line, lines in blocks(text):
             try:
                 self._read(tokens(line), line, lines)
@@ -89,6 +89,8 @@ class Then:
                 self.commits[name] = int(number)
             case ["gone", path]:
                 self.gone += expand(unquote(path))
+            case ["missing", path]:
+                self.missing.append(unquote(path))
             case ["new" | "check" as kind, path, *options]:
                 wanted = self.new if kind == "new" else self.checks
                 for name in expand(unquote(path)):
@@ -188,6 +190,8 @@ class Then:
         actual = {path: entry for path, entry in after.files.items() if path not in self.new}
         found = diff("files", show_files(tree.without_folder_times(expected)),
                      show_files(tree.without_folder_times(actual)))
+        found += [f"{shown(path)} is there" for path in self.missing
+                  if os.path.lexists(os.path.join(root, path))]
         for path, wanted in {**self.new, **self.checks}.items():
             found += self._entry_problems(root, path, after.files.get(path), wanted)
         return found
@@ -196,7 +200,7 @@ class Then:
         full = os.path.join(root, path)
         if not os.path.lexists(full):
             return [f"{shown(path)} is not there"]
-        facts = dict(entry) if entry else {"size": os.lstat(full).st_size}
+        facts = dict(entry) if entry else {"size": os.lstat(full).st_size}  # a log has no entry
         if "jpeg" in wanted:
             facts["jpeg"] = jpeg_facts(full)
         found = []
