@@ -1,6 +1,7 @@
 #include "platform/camera.h"
 
 #include "recorder/camera/cameratable.h"
+#include "recorder/camera/volume.h"
 #include "recorder/support/edge.h"
 #include "recorder/support/error.h"
 
@@ -28,6 +29,9 @@ std::string UsableStoragePath(int id, int dataSource, int revision) {
     if (!path.starts_with('/')) {
         throw Error("can't load " + name + ": its storage folder is \"" + path +
                     "\"; expected an absolute path");
+    }
+    if (row->volumeId) {
+        DemandVolume(path, *row->volumeId);
     }
     return path;
 }

@@ -10,7 +10,7 @@ namespace recorder {
 
 namespace {
 
-constexpr const char* kSelect = "SELECT id, name, ds_id, storage_path FROM camera ";
+constexpr const char* kSelect = "SELECT id, name, ds_id, storage_path, volume_id FROM camera ";
 
 int ToInt(const char* text) {
     return static_cast<int>(std::strtol(text, nullptr, 10));
@@ -21,8 +21,12 @@ std::vector<CameraRow> Select(const std::string& condition) {
         Execute(KRDB::DB_SYSTEM, kSelect + condition + ";", {.readOnly = true});
     std::vector<CameraRow> cameras;
     for (int row = 0; row < rows.RowCount(); ++row) {
-        cameras.push_back({ToInt(rows.Field(row, 0)), rows.Field(row, 1), ToInt(rows.Field(row, 2)),
-                           rows.Field(row, 3)});
+        CameraRow camera{ToInt(rows.Field(row, 0)), rows.Field(row, 1), ToInt(rows.Field(row, 2)),
+                         rows.Field(row, 3), std::nullopt};
+        if (const char* const volumeId = rows.Field(row, 4)) {
+            camera.volumeId = volumeId;
+        }
+        cameras.push_back(std::move(camera));
     }
     return cameras;
 }

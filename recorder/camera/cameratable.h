@@ -11,8 +11,9 @@ namespace recorder {
 struct CameraRow {
     int id = 0;
     std::string name;
-    int dsId = 0;            // data source that records it; 0 = this recorder
-    std::string storagePath; // absolute
+    int dsId = 0;                        // data source that records it; 0 = this recorder
+    std::string storagePath;             // absolute
+    std::optional<std::string> volumeId; // UUID of the volume that it lies on; nothing = any
 };
 
 // All throw Error when the table can't be read or written.

@@ -2,15 +2,11 @@
 
 #include "recorder/settings/section.h"
 #include "recorder/support/error.h"
-#include "recorder/support/uniquefd.h"
+#include "recorder/support/textfile.h"
 
-#include <array>
 #include <climits>
 #include <exception>
 #include <variant>
-
-#include <fcntl.h>
-#include <unistd.h>
 
 namespace recorder {
 
@@ -19,7 +15,6 @@ namespace {
 constexpr int64_t kMaxLogMib = 1024;
 constexpr int64_t kMaxOldLogs = 100;
 constexpr int64_t kMaxLockTimeoutMs = 10L * 60 * 1000;
-constexpr std::size_t kReadChunk = 4096;
 
 LogSettings ReadLog(Section section) {
     LogSettings log;
@@ -61,32 +56,11 @@ DbgLogCfg ReadDebugLog(Section section) {
     return debugLog;
 }
 
-std::optional<std::string> ReadFileIfThere(const char* path) {
-    const UniqueFd file(open(path, O_RDONLY | O_CLOEXEC));
-    if (!file.IsOpen() && errno == ENOENT) {
-        return std::nullopt;
-    }
-    if (!file.IsOpen()) {
-        throw SystemError(std::string("open the settings file ") + path);
-    }
-    std::string text;
-    std::array<char, kReadChunk> chunk{};
-    ssize_t length = 0;
-    while ((length = read(file.Get(), chunk.data(), chunk.size())) != 0) {
-        if (length > 0) {
-            text.append(chunk.data(), static_cast<std::size_t>(length));
-        } else if (errno != EINTR) {
-            throw SystemError(std::string("read the settings file ") + path);
-        }
-    }
-    return text;
-}
-
 // The settings, or why there are none.
 const std::variant<Settings, Error>& LoadedSettings() {
     static const std::variant<Settings, Error> loaded = []() -> std::variant<Settings, Error> {
         try {
-            const std::optional<std::string> text = ReadFileIfThere(kSettingsFile);
+            const std::optional<std::string> text = ReadTextFileIfThere(kSettingsFile);
             return text ? ParseSettings(*text, kSettingsFile) : Settings();
         } catch (const std::exception& error) {
             return Error(error.what());
