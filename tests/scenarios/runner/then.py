@@ -62,7 +62,8 @@ class Then:
         self.exits, self.outputs = {}, {}
         self.log = None
         self.tables, self.counts, self.commits = {}, {}, {}
-        self.gone, self.missing, self.new, self.checks = [], [], {}, {}
+        self.gone, self.missing = [], []
+        self.entries = {"new": {}, "replaced": {}, "check": {}}
         for number, line, lines in blocks(text):
             try:
                 self._read(tokens(line), line, lines)
@@ -91,10 +92,9 @@ class Then:
                 self.gone += expand(unquote(path))
             case ["missing", path]:
                 self.missing.append(unquote(path))
-            case ["new" | "check" as kind, path, *options]:
-                wanted = self.new if kind == "new" else self.checks
+            case ["new" | "replaced" | "check" as kind, path, *options]:
                 for name in expand(unquote(path)):
-                    wanted[name] = split_options(options)[1]
+                    self.entries[kind][name] = split_options(options)[1]
             case _:
                 raise CaseError("there is no such expectation")
 
@@ -183,16 +183,16 @@ class Then:
         return found
 
     def _file_problems(self, root, before, after):
-        expected = dict(before.files)
-        for path in self.gone:
-            if expected.pop(path, None) is None:
-                return [f"{shown(path)} was not there before, so it can't be gone"]
-        actual = {path: entry for path, entry in after.files.items() if path not in self.new}
-        found = diff("files", show_files(tree.without_folder_times(expected)),
-                     show_files(tree.without_folder_times(actual)))
+        new, replaced = self.entries["new"], self.entries["replaced"]
+        found = [f"{shown(path)} was there before, so it isn't new" for path in new
+                 if path in before.files]
+        found += [f"{shown(path)} was not there before" for path in [*self.gone, *replaced]
+                  if path not in before.files]
         found += [f"{shown(path)} is there" for path in self.missing
                   if os.path.lexists(os.path.join(root, path))]
-        for path, wanted in {**self.new, **self.checks}.items():
+        told = {*self.gone, *replaced, *new}
+        found += diff("files", _untold_files(before, told), _untold_files(after, told - {*self.gone}))
+        for path, wanted in {**new, **replaced, **self.entries["check"]}.items():
             found += self._entry_problems(root, path, after.files.get(path), wanted)
         return found
 
@@ -211,6 +211,12 @@ class Then:
             else:
                 found += diff(f"{shown(path)}: {key}", [value.decode()], [str(facts.get(key))])
         return found
+
+
+def _untold_files(moment, told):
+    """What a case says nothing about, and which therefore must not change."""
+    return show_files(tree.without_folder_times(
+        {path: entry for path, entry in moment.files.items() if path not in told}))
 
 
 def _lines_of(text):

@@ -4,6 +4,8 @@ import hashlib
 import os
 import stat
 
+from runner.text import shown
+
 # Written by every run, and checked by what they hold rather than byte for byte.
 LIVING = (b"var/log", b"var/db/reindex.lock")
 
@@ -30,7 +32,7 @@ def _describe(full, path):
     st = os.lstat(full)
     entry = {"type": _type(st.st_mode), "mode": f"{stat.S_IMODE(st.st_mode):04o}"}
     if entry["type"] == "link":
-        entry["to"] = os.readlink(full)
+        entry["to"] = shown(os.readlink(full))
     if entry["type"] == "file" and not _is_sqlite(full):
         entry.update(size=st.st_size, mtime=st.st_mtime_ns, content=_content(full, st))
     elif entry["type"] == "folder" and not path.startswith(b"var/db") and path != b"var":

@@ -1,0 +1,116 @@
+#!/usr/bin/env python3
+"""Shows that the runner can fail: selftest.py BIN_DIR MEDIA_DIR.
+
+A case that passes is changed in one place at a time, and each change must turn it red.
+"""
+
+import os
+import subprocess
+import sys
+import tempfile
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+
+GIVEN = """\
+camera 1 volume/cam1
+file volume/cam1/20140312AM/cam1-20140312-101500-1394590500.mp4 media=h264.mp4
+file var/snapshot/cam1-20240101-1704067200.jpg media=picture.jpg
+dir volume/cam1/20140312PM
+rows emap
+  id | filename
+  1 | gone.png
+"""
+
+RUN = """\
+watch snapshot.db
+krindexer -e -s -r 1
+"""
+
+THEN = """\
+log
+  [reindex] [notice] krindexer DoReindexEmap: Start to re-index emap.
+  [reindex] [notice] emapindexer Log: Have removed [1] unreferenced emap records.
+  [reindex] [notice] krindexer DoReindexEmap: Re-index emap complete with re-indexed record cnt [1].
+  [reindex] [notice] krindexer DoReindexSnapshot: Start to re-index snapshot.
+  ...
+  [reindex] [notice] krindexer DoReindexEvent: Start to re-index event.
+  {
+  [reindex] [notice] krindexer DoReindexEvent: Re-index event complete with re-indexed record cnt [1].
+  [reindex] [notice] eventindexer Log: Have add [1] event DB records of cam [1].
+  }
+rows emap
+  id
+rows event
+  camera_id | path | size
+  1 | 20140312AM/cam1-20140312-101500-1394590500.mp4 | <size:h264.mp4>
+rows recording_count
+  camera_id | day | count
+  1 | 16141 | 1
+count snapshot 1
+commits snapshot.db 1
+gone volume/cam1/20140312PM
+new var/snapshot/@Thumbnail
+new var/snapshot/@Thumbnail/cam1-20240101-1704067200.jpg jpeg=320x240
+"""
+
+# What is wrong then: the file, the text, and what stands there instead.
+CHANGES = {
+    "a log line too few": ("then", "  [reindex] [notice] emapindexer Log: Have removed [1] "
+                                   "unreferenced emap records.\n", ""),
+    "a log line too many": ("then", "  ...\n", "  ...\n  nothing of this kind\n"),
+    "a wrong number in the log": (
+        "then", "event complete with re-indexed record cnt [1]",
+        "event complete with re-indexed record cnt [2]"),
+    "a row too many": ("then", "  id\nrows event", "  id\n  1\nrows event"),
+    "a wrong path": ("then", "1 | 20140312AM/", "1 | 20140312PM/"),
+    "a wrong size": ("then", "<size:h264.mp4>", "<size:mjpeg.avi>"),
+    "a table that nothing is said about": (
+        "then", "rows recording_count\n  camera_id | day | count\n  1 | 16141 | 1\n", ""),
+    "a wrong number of rows": ("then", "count snapshot 1", "count snapshot 2"),
+    "a wrong number of transactions": ("then", "commits snapshot.db 1", "commits snapshot.db 2"),
+    "a folder that is gone and not told": ("then", "gone volume/cam1/20140312PM\n", ""),
+    "a folder that stays and is told to be gone": ("then", "20140312PM", "20140312AM"),
+    "a file that is new and not told": (
+        "then", "new var/snapshot/@Thumbnail/cam1-20240101-1704067200.jpg jpeg=320x240\n", ""),
+    "a wrong picture size": ("then", "jpeg=320x240", "jpeg=320x241"),
+    "a wrong exit status": ("then", "log\n", "exit 1\nlog\n"),
+    "an output that didn't come": ("then", "log\n", "stdout\n  hello\nlog\n"),
+    "a status that the task hasn't": ("run", "-r 1\n", "-r 1\ntask done=0\n"),
+    "a change that each run makes anew": (
+        "run", "-r 1\n", "-r 1\nmake sql recording.db\n"
+                         "  UPDATE recording_count SET stamp = stamp + 1;\n"),
+    "a directive that there isn't": ("given", "dir ", "folder "),
+}
+
+
+def passes(bin_dir, media_dir, files):
+    with tempfile.TemporaryDirectory(prefix="selftest-") as folder:
+        case = os.path.join(folder, "selftest", "case")
+        os.makedirs(case)
+        for name, text in files.items():
+            with open(os.path.join(case, name), "w", encoding="utf-8") as file:
+                file.write(text)
+        done = subprocess.run([sys.executable, os.path.join(HERE, "run.py"), bin_dir, case,
+                               "--media", media_dir], capture_output=True, text=True, check=False)
+        return done.returncode == 0, done.stdout + done.stderr
+
+
+def main():
+    bin_dir, media_dir = sys.argv[1:3]
+    files = {"given": GIVEN, "run": RUN, "then": THEN}
+    passed, output = passes(bin_dir, media_dir, files)
+    if not passed:
+        print("the case as it stands doesn't pass:", output)
+        return 1
+    blind = []
+    for what, (name, text, other) in CHANGES.items():
+        assert text in files[name], what
+        changed = files[name].replace(text, other, 1)
+        if passes(bin_dir, media_dir, {**files, name: changed})[0]:
+            blind.append(what)
+    print("not noticed:" if blind else "every change was noticed", *blind, sep="\n  ")
+    return 1 if blind else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
