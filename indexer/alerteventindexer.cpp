@@ -33,6 +33,7 @@ AlertEvent MakeAlertEvent(const Reidx::RecInfo& info, int camId) {
 AlertEventIndexer::AlertEventIndexer(const IndexerDbInfo& info) : EventIndexer(info) {}
 
 int AlertEventIndexer::ProcessTgtDirs() {
+    // NOLINTNEXTLINE(bugprone-parent-virtual-call): the notification comes before the clean-up
     const int result = Indexer::ProcessTgtDirs();
     NotifyAlertEventRefresh(0, 0, 0);
     ChkToRmEmptylDir();

@@ -138,6 +138,8 @@ void Indexer::ProcessDirAndFiles(const std::string& dir) {
         return;
     }
 
+    std::string fullPath = dir + "/";
+    const std::size_t prefixLength = fullPath.size();
     struct dirent64 entry;
     struct stat64 st = {}; // kept from file to file: a file that vanished is handled all the same
     while (ReadEntry(handle.get(), entry)) {
@@ -145,7 +147,7 @@ void Indexer::ProcessDirAndFiles(const std::string& dir) {
             continue;
         }
         const std::string fileName = entry.d_name;
-        const std::string fullPath = dir + "/" + fileName;
+        fullPath.replace(prefixLength, std::string::npos, fileName);
         if (stat64(fullPath.c_str(), &st) != 0 && errno != ENOENT) {
             REINDEX_LOG(LOG_LEVEL_ERROR, "Failed to stat file [%s] with errno [%d].\n",
                         fullPath.c_str(), errno);

@@ -20,6 +20,7 @@ std::vector<CameraRow> Select(const std::string& condition) {
     const DBResult_tag rows =
         Execute(KRDB::DB_SYSTEM, kSelect + condition + ";", {.readOnly = true});
     std::vector<CameraRow> cameras;
+    cameras.reserve(static_cast<std::size_t>(rows.RowCount()));
     for (int row = 0; row < rows.RowCount(); ++row) {
         CameraRow camera{ToInt(rows.Field(row, 0)), rows.Field(row, 1), ToInt(rows.Field(row, 2)),
                          rows.Field(row, 3), std::nullopt};

@@ -5,6 +5,7 @@
 
 #include <exception>
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the contract passes it by value
 int KRDB::Execute(DB_INSTANCE db, std::string sql, DBResult_tag** result, bool readOnly,
                   bool transaction, bool waitForLock, bool logError) {
     try {

@@ -21,9 +21,10 @@ std::string Excerpt(const char* sql) {
 }
 
 std::vector<std::string> ColumnNames(sqlite3_stmt* statement) {
-    std::vector<std::string> names;
-    for (int column = 0; column < sqlite3_column_count(statement); ++column) {
-        names.emplace_back(sqlite3_column_name(statement, column));
+    std::vector<std::string> names(static_cast<std::size_t>(sqlite3_column_count(statement)));
+    int column = 0;
+    for (std::string& name : names) {
+        name = sqlite3_column_name(statement, column++);
     }
     return names;
 }

@@ -15,15 +15,13 @@ struct Pixels {
 
     static constexpr std::size_t kBytesPerPixel = 3;
 
-    [[nodiscard]] uint8_t* At(int x, int y) {
-        return &rgb[(static_cast<std::size_t>(y) * static_cast<std::size_t>(width) +
-                     static_cast<std::size_t>(x)) *
-                    kBytesPerPixel];
+    [[nodiscard]] std::size_t Offset(int x, int y) const {
+        return (static_cast<std::size_t>(y) * static_cast<std::size_t>(width) +
+                static_cast<std::size_t>(x)) *
+               kBytesPerPixel;
     }
-    [[nodiscard]] const uint8_t* At(int x, int y) const {
-        return const_cast<Pixels*>(this)->At(
-            x, y); // NOLINT(cppcoreguidelines-pro-type-const-cast): one formula for both
-    }
+    [[nodiscard]] uint8_t* At(int x, int y) { return &rgb[Offset(x, y)]; }
+    [[nodiscard]] const uint8_t* At(int x, int y) const { return &rgb[Offset(x, y)]; }
 
     int width;
     int height;
