@@ -48,8 +48,8 @@ class Process:
 class Steps:
     """Carries out one `run` file and keeps what came of it."""
 
-    def __init__(self, given, sandboxed, scratch):
-        self.given, self.sandboxed, self.scratch = given, sandboxed, scratch
+    def __init__(self, given, bin_dir, scratch):
+        self.given, self.bin_dir, self.scratch = given, bin_dir, scratch
         self.root = given.root
         self.processes, self.locks, self.watches = {}, {}, {}
         self.worker = None
@@ -82,9 +82,9 @@ class Steps:
             if process.popen.poll() is None:
                 process.popen.kill()
                 process.popen.wait()
-        if self.worker and _is_alive(self.worker):
-            os.kill(self.worker, signal.SIGKILL)
-            _reap(self.worker)
+        for orphan in _children():
+            os.kill(orphan, signal.SIGKILL)
+            _reap(orphan)
         self.given.template_settings()
 
     def step(self, line, lines):
@@ -137,12 +137,12 @@ class Steps:
     def start(self, label, command):
         restricted = command.startswith(NO_PRIVILEGES)
         words = shlex.split(command.removeprefix(NO_PRIVILEGES))
-        before = RESTRICTED if restricted else []
+        program = [*(RESTRICTED if restricted else []), os.path.join(self.bin_dir, words[0])]
         out, err = (os.path.join(self.scratch, f"{label}.{s}") for s in ("out", "err"))
         with open(out, "wb") as stdout, open(err, "wb") as stderr:
             popen = subprocess.Popen(
-                self.sandboxed(*words, before=before), stdin=subprocess.DEVNULL, stdout=stdout,
-                stderr=stderr, preexec_fn=lambda: self.given.settings_for_pid(os.getpid()))
+                [*program, *words[1:]], stdin=subprocess.DEVNULL, stdout=stdout, stderr=stderr,
+                preexec_fn=lambda: self.given.settings_for_pid(os.getpid()))
         self.processes[label] = Process(label, popen, out, err)
 
     def task(self, columns):
@@ -188,6 +188,10 @@ def _status_field(pid, field):
         return ""
 
 
+def _children():
+    return [int(pid) for pid in _status_field("self", f"task/{os.getpid()}/children").split()]
+
+
 def _runs(pid):
     state = _status_field(pid, "stat").rpartition(")")[2].split()
     return bool(state) and state[0] not in "ZX"
@@ -208,9 +212,9 @@ def _is_alive(pid):
 
 def _sleeps(pid):
     """The tool sleeps only where the engine waits for somebody else's lock."""
-    if _status_field(pid, "comm").strip() != "krindexer":
-        return False
     if not _runs(pid):
         raise StepFailed("it ended instead")
+    if _status_field(pid, "comm").strip() != "krindexer":
+        return False
     call = _status_field(pid, "syscall").split()
     return bool(call) and call[0] in NANOSLEEPS

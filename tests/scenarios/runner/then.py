@@ -12,6 +12,8 @@ from runner.text import (CaseError, blocks, expand, pattern_of, show_cell, shown
 LOG_LINE = re.compile(r"^\S+ \[\d+\] (.*)$")
 SOURCE_LINE = re.compile(r"^((?:\[\w+\] \[\w+\] )?\w+):\d+ ")
 
+MOST_DIFF_LINES = 60
+
 
 class Moment:
     """Rows and files of a recorder at one time."""
@@ -49,7 +51,9 @@ def diff(title, expected, actual):
     """A readable difference, or nothing where there is none."""
     if expected == actual:
         return []
-    lines = difflib.unified_diff(expected, actual, "expected", "found", lineterm="", n=2)
+    lines = list(difflib.unified_diff(expected, actual, "expected", "found", lineterm="", n=2))
+    if len(lines) > MOST_DIFF_LINES:
+        lines = lines[:MOST_DIFF_LINES] + [f"... and {len(lines) - MOST_DIFF_LINES} lines more"]
     return [f"{title}:\n" + "\n".join("    " + line for line in lines)]
 
 

@@ -1,0 +1,132 @@
+"""One case, within its sandbox: the recorder lies where the programs look for it."""
+
+import argparse
+import ctypes
+import os
+import subprocess
+import sys
+
+from runner.given import PACKAGE_ROOT, Given
+from runner.steps import StepFailed, Steps
+from runner.text import CaseError
+from runner.then import Moment, Then, diff, read_log, show_files, show_rows
+
+PR_SET_CHILD_SUBREAPER = 36
+
+
+def adopt_orphans():
+    """The tool's child outlives its parent; the runner must learn of the child's end."""
+    ctypes.CDLL(None, use_errno=True).prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0)
+
+
+def keep_in_memory(folder):
+    """A recorder without a disk's waits. The mount is the sandbox's own and ends with it."""
+    subprocess.run(["mount", "-t", "tmpfs", "-o", "mode=755", "scenario", folder], check=True)
+
+
+def read(case, name):
+    with open(os.path.join(case, name), encoding="utf-8") as file:
+        return file.read()
+
+
+def read_or(case, name, otherwise):
+    return read(case, name) if os.path.exists(os.path.join(case, name)) else otherwise
+
+
+class Scenario:
+    """A case, the recorder that it is about, and what it expects."""
+
+    def __init__(self, options):
+        self.case, self.media, self.scratch = options.case, options.media, options.scratch
+        self.bin_dir, self.show = options.bin_dir, options.show
+        self.root = PACKAGE_ROOT
+        self.given = Given(self.root, self.media, self.bin_dir)
+
+    def carry_out(self, run):
+        steps = Steps(self.given, self.bin_dir, self.scratch)
+        steps.carry_out(run)
+        return steps
+
+    def problems(self):
+        """Runs the case twice; what went wrong, empty when nothing did."""
+        try:
+            self.given.build(read_or(self.case, "given", ""))
+            before = Moment(self.root)
+            steps = self.carry_out(read(self.case, "run"))
+            first = Moment(self.root)
+            if self.show:
+                show_moment(self.root, first, steps)
+            then = Then(read(self.case, "then"), self.media)
+            return (titled("after the first run", then.problems(self.root, before, first, steps))
+                    or titled("after the second run", self.second_problems(first)))
+        except (CaseError, StepFailed) as error:
+            return [str(error)]
+
+    def second_problems(self, first):
+        """The same once more: it must find nothing to do, unless the case says why it does."""
+        again = read_or(self.case, "again-then", None)
+        clear_log(self.root)
+        steps = self.carry_out(read_or(self.case, "again-run", read(self.case, "run")))
+        second = Moment(self.root)
+        if again is None:
+            return unchanged_problems(first, second)
+        then = Then(again, self.media)
+        if not then.reason:
+            raise CaseError("again-then: doesn't say because of what the first run was not enough")
+        return then.problems(self.root, first, second, steps)
+
+
+def clear_log(root):
+    path = os.path.join(root, b"var/log/kestora.log")
+    if os.path.exists(path):
+        os.truncate(path, 0)
+
+
+def titled(title, problems):
+    return [f"{title}, {problem}" for problem in problems]
+
+
+def unchanged_problems(first, second):
+    found = diff("files", show_files(first.files), show_files(second.files))
+    for table, content in first.tables.items():
+        found += diff(f"table {table}", show_rows(*content), show_rows(*second.tables[table]))
+    return found
+
+
+def show_moment(root, moment, steps):
+    """What came of a run, in the words of a `then` file: for those who write a new case."""
+    for label, process in steps.processes.items():
+        print(f"exit {label} {process.status}")
+        for stream in ("stdout", "stderr"):
+            show_block(f"{stream} {label}", process.output(stream).split("\n")[:-1])
+    show_block("log", read_log(root))
+    for table, content in moment.tables.items():
+        show_block(f"rows {table}", show_rows(*content) if content[1] else [])
+    show_block("files", show_files(moment.files))
+    show_block("commits", [f"{name} {number}" for name, number in steps.commits.items()])
+
+
+def show_block(title, lines):
+    if lines:
+        print(title, *lines, sep="\n  ")
+
+
+def main():
+    parser = argparse.ArgumentParser(description="Runs one case; run.py starts this.")
+    parser.add_argument("bin_dir")
+    parser.add_argument("case")
+    parser.add_argument("media")
+    parser.add_argument("scratch")
+    parser.add_argument("--show", action="store_true")
+    options = parser.parse_args()
+    os.umask(0o022)
+    adopt_orphans()
+    keep_in_memory(PACKAGE_ROOT)
+    problems = Scenario(options).problems()
+    for problem in problems:
+        print(f"  {problem}")
+    return 1 if problems else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
