@@ -1,0 +1,81 @@
+#include "platform/database.h"
+#include "tests/contract/support/fixture.h"
+#include "tests/contract/support/process.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr const char* kInsert = "INSERT INTO emap (filename) VALUES ('a');";
+
+int Insert(bool transaction, bool waitForLock) {
+    return KRDB::Execute(KRDB::DB_SYSTEM, kInsert, nullptr, false, transaction, waitForLock, true);
+}
+
+const contract::Probe kImpatientInsert("insert into a locked database", [] {
+    return Insert(true, true) == 0 ? std::string("inserted") : std::string("refused");
+});
+
+class DatabaseLock : public contract::ContractTest {
+protected:
+    static std::vector<world::Row> Emaps() {
+        return world::Read(KRDB::DB_SYSTEM, "SELECT filename FROM emap;");
+    }
+
+    // Executes in another process while a third one is writing, which ends when the former waits.
+    static int StatusOfInsertMeetingAWriter(bool transaction) {
+        world::ForeignWriter writer(KRDB::DB_SYSTEM);
+        contract::Child child([&] { return Insert(transaction, true) == 0 ? 0 : 1; });
+        child.AwaitSleep();
+        writer.Finish();
+        return child.Wait();
+    }
+};
+
+TEST_F(DatabaseLock, FailsAtOnceWhereNotToldToWait) {
+    const world::ForeignWriter writer(KRDB::DB_SYSTEM);
+
+    EXPECT_NE(Insert(true, false), 0);
+    EXPECT_NE(Insert(false, false), 0);
+
+    EXPECT_EQ(world::Log().size(), 2U);
+    EXPECT_THAT(Emaps(), IsEmpty());
+}
+
+TEST_F(DatabaseLock, WaitsForAnotherWriterWhereTold) {
+    EXPECT_EQ(StatusOfInsertMeetingAWriter(true), 0);
+    EXPECT_THAT(Emaps(), ElementsAre(world::Row{"a"}));
+}
+
+TEST_F(DatabaseLock, WaitsForAnotherWriterWithoutATransactionToo) {
+    EXPECT_EQ(StatusOfInsertMeetingAWriter(false), 0);
+    EXPECT_THAT(Emaps(), ElementsAre(world::Row{"a"}));
+}
+
+TEST_F(DatabaseLock, WaitsNoLongerThanTheSettingsAllow) {
+    world::PutSettings("[database]\nlock_timeout_ms = 20\n");
+    const world::ForeignWriter writer(KRDB::DB_SYSTEM);
+
+    EXPECT_EQ(kImpatientInsert.Run(), "refused");
+}
+
+TEST_F(DatabaseLock, ReadsWhileAnotherProcessWrites) {
+    ASSERT_EQ(Insert(true, false), 0);
+    const world::ForeignWriter writer(KRDB::DB_SYSTEM);
+
+    EXPECT_EQ(
+        KRDB::Execute(KRDB::DB_SYSTEM, "SELECT id FROM emap;", nullptr, true, true, false, true),
+        0);
+}
+
+TEST_F(DatabaseLock, WorksWhenTheOtherWriterIsGone) {
+    {
+        const world::ForeignWriter writer(KRDB::DB_SYSTEM);
+        ASSERT_NE(Insert(true, false), 0);
+    }
+
+    EXPECT_EQ(Insert(true, false), 0);
+}
+
+} // namespace

@@ -1,0 +1,165 @@
+#include "recorder/database/databases.h"
+#include "recorder/database/quote.h"
+#include "recorder/database/resultset.h"
+#include "recorder/database/schema.h"
+#include "recorder/support/error.h"
+#include "recorder/support/paths.h"
+#include "tests/contract/support/files.h"
+#include "tests/contract/support/fixture.h"
+
+namespace {
+
+using recorder::Execute;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+class DatabaseSchema : public contract::ContractTest {
+protected:
+    static std::string FailureOf(KRDB::DB_INSTANCE db, const std::string& sql) {
+        try {
+            Execute(db, sql);
+        } catch (const recorder::Error& error) {
+            return error.what();
+        }
+        return "succeeded";
+    }
+};
+
+TEST(DatabaseQuote, DoublesQuotesAndNothingElse) {
+    EXPECT_EQ(recorder::Quote(""), "''");
+    EXPECT_EQ(recorder::Quote("plain"), "'plain'");
+    EXPECT_EQ(recorder::Quote("'"), "''''");
+    EXPECT_EQ(recorder::Quote("a'b''c"), "'a''b''''c'");
+    EXPECT_EQ(recorder::Quote("\\ \" \n\r\t %s ?"), "'\\ \" \n\r\t %s ?'");
+    EXPECT_EQ(recorder::Quote("\xff\x80"), "'\xff\x80'");
+}
+
+TEST(DatabaseRows, HaveNoneAtFirst) {
+    const DBResult_tag rows;
+
+    EXPECT_EQ(rows.RowCount(), 0);
+    EXPECT_FALSE(rows.ColumnIndex("id").has_value());
+}
+
+TEST(DatabaseRows, KeepFieldsInOrder) {
+    DBResult_tag rows;
+    rows.columns = {"id", "path"};
+    rows.AppendField("1");
+    rows.AppendField("");
+    rows.AppendField("2");
+    rows.AppendNull();
+
+    ASSERT_EQ(rows.RowCount(), 2);
+    EXPECT_EQ(rows.ColumnIndex("id"), 0U);
+    EXPECT_EQ(rows.ColumnIndex("path"), 1U);
+    EXPECT_EQ(rows.ColumnIndex("PATH"), std::nullopt);
+    EXPECT_STREQ(rows.Field(0, 0), "1");
+    EXPECT_STREQ(rows.Field(0, 1), "");
+    EXPECT_STREQ(rows.Field(1, 0), "2");
+    EXPECT_EQ(rows.Field(1, 1), nullptr);
+}
+
+TEST(DatabaseRows, CountARowWhenItIsComplete) {
+    DBResult_tag rows;
+    rows.columns = {"id", "path"};
+    rows.AppendField("1");
+
+    EXPECT_EQ(rows.RowCount(), 0);
+}
+
+TEST_F(DatabaseSchema, HasAFileForEachDatabase) {
+    EXPECT_EQ(recorder::DatabasePath(KRDB::DB_SYSTEM), "/var/packages/Kestora/var/db/system.db");
+    EXPECT_EQ(recorder::DatabasePath(KRDB::DB_RECORDING),
+              "/var/packages/Kestora/var/db/recording.db");
+    EXPECT_EQ(recorder::DatabasePath(KRDB::DB_SNAPSHOT),
+              "/var/packages/Kestora/var/db/snapshot.db");
+    EXPECT_THROW((void)recorder::DatabasePath(KRDB::DB_NONE), recorder::Error);
+    EXPECT_THROW((void)recorder::DatabasePath(static_cast<KRDB::DB_INSTANCE>(1)), recorder::Error);
+}
+
+TEST_F(DatabaseSchema, IsMadeWhereItIsMissing) {
+    std::filesystem::remove_all(recorder::kDatabaseDir);
+
+    recorder::InitDatabases();
+
+    Execute(KRDB::DB_SYSTEM, "SELECT id, name, ds_id, storage_path, volume_id FROM camera;");
+    Execute(KRDB::DB_SYSTEM, "SELECT id, filename FROM emap;");
+    Execute(KRDB::DB_SNAPSHOT, "SELECT id, filename, start_tm, size FROM snapshot;");
+    for (const char* const table : {"event", "alert_event"}) {
+        Execute(KRDB::DB_RECORDING, std::string("SELECT id, ds_id, camera_id, path, start_tm, "
+                                                "end_tm, size, vdo_type, aud_fmt, img_w, img_h "
+                                                "FROM ") +
+                                        table + ";");
+    }
+    Execute(KRDB::DB_RECORDING, "SELECT alert_event_type, device_type FROM alert_event;");
+    Execute(KRDB::DB_RECORDING, "SELECT camera_id, day, count FROM recording_count;");
+}
+
+TEST_F(DatabaseSchema, LeavesWhatIsThere) {
+    Execute(KRDB::DB_SYSTEM, "INSERT INTO emap (id, filename) VALUES (7, 'a');");
+
+    recorder::InitDatabases();
+
+    EXPECT_THAT(world::Read(KRDB::DB_SYSTEM, "SELECT id, filename FROM emap;"),
+                ElementsAre(world::Row{"7", "a"}));
+}
+
+TEST_F(DatabaseSchema, RefusesAnotherVersion) {
+    world::Write(KRDB::DB_SYSTEM, "PRAGMA user_version = 2;");
+
+    const std::string failure = FailureOf(KRDB::DB_SYSTEM, "SELECT 1;");
+
+    EXPECT_THAT(failure, HasSubstr("/var/packages/Kestora/var/db/system.db"));
+    EXPECT_THAT(failure, HasSubstr("schema version 2; expected 1"));
+    EXPECT_THROW(recorder::InitDatabases(), recorder::Error);
+}
+
+TEST_F(DatabaseSchema, RefusesADatabaseWithoutTables) {
+    recorder::CloseDatabases();
+    contract::PutFile(recorder::DatabasePath(KRDB::DB_SNAPSHOT), "");
+
+    EXPECT_THAT(FailureOf(KRDB::DB_SNAPSHOT, "SELECT 1;"), HasSubstr("schema version 0"));
+}
+
+TEST_F(DatabaseSchema, MakesNoDatabaseByOpeningIt) {
+    const std::string path = recorder::DatabasePath(KRDB::DB_SNAPSHOT);
+    recorder::CloseDatabases();
+    std::filesystem::remove(path);
+
+    EXPECT_THAT(FailureOf(KRDB::DB_SNAPSHOT, "SELECT 1;"), HasSubstr(path));
+
+    EXPECT_FALSE(std::filesystem::exists(path));
+}
+
+TEST_F(DatabaseSchema, TakesOnlyIdsOf31Bits) {
+    struct Table {
+        KRDB::DB_INSTANCE db;
+        const char* insert;
+    };
+    for (const Table& table :
+         {Table{KRDB::DB_SYSTEM, "camera (name, storage_path, id) VALUES ('', '', "},
+          Table{KRDB::DB_SYSTEM, "emap (id) VALUES ("},
+          Table{KRDB::DB_SNAPSHOT, "snapshot (id) VALUES ("},
+          Table{KRDB::DB_RECORDING, "event (camera_id, id) VALUES (1, "},
+          Table{KRDB::DB_RECORDING, "alert_event (camera_id, id) VALUES (1, "}}) {
+        const auto insert = [&](const char* id) {
+            return FailureOf(table.db, std::string("INSERT INTO ") + table.insert + id + ");");
+        };
+        EXPECT_NE(insert("0"), "succeeded") << table.insert;
+        EXPECT_NE(insert("-1"), "succeeded") << table.insert;
+        EXPECT_NE(insert("2147483648"), "succeeded") << table.insert;
+        EXPECT_EQ(insert("2147483647"), "succeeded") << table.insert;
+        EXPECT_EQ(insert("1"), "succeeded") << table.insert;
+    }
+}
+
+TEST_F(DatabaseSchema, NeverUsesAnIdTwice) {
+    Execute(KRDB::DB_RECORDING, "INSERT INTO event (camera_id, path) VALUES (1, 'a');"
+                                "DELETE FROM event;"
+                                "INSERT INTO event (camera_id, path) VALUES (1, 'b');");
+
+    EXPECT_THAT(world::Read(KRDB::DB_RECORDING, "SELECT id FROM event;"),
+                ElementsAre(world::Row{"2"}));
+}
+
+} // namespace

@@ -1,0 +1,110 @@
+#include "recorder/utility/folder.h"
+
+#include "recorder/support/error.h"
+#include "recorder/utility/presence.h"
+#include "tests/contract/support/files.h"
+#include "tests/contract/support/fixture.h"
+#include "tests/contract/support/permissions.h"
+
+namespace {
+
+using recorder::FolderEntry;
+using recorder::FolderListing;
+using testing::IsEmpty;
+using testing::UnorderedElementsAre;
+
+class FolderList : public contract::ContractTest {
+protected:
+    FolderListing List(const std::string& path) {
+        return recorder::ListFolder(path, [&](const FolderEntry& entry) {
+            seen.push_back(entry.name + (entry.isFolder ? "/" : ""));
+            return seen.size() < limit;
+        });
+    }
+
+    std::vector<std::string> seen;
+    std::size_t limit = 1000;
+};
+
+class FolderPresence : public contract::ContractTest {};
+
+TEST_F(FolderList, VisitsEveryEntryButTheDots) {
+    contract::PutFile(Scratch("top/file"));
+    contract::PutFile(Scratch("top/.hidden"));
+    MakeFolder("top/folder");
+    std::filesystem::create_directory_symlink(Scratch("top/folder"), Scratch("top/link"));
+
+    EXPECT_EQ(List(Scratch("top")), FolderListing::Complete);
+
+    EXPECT_THAT(seen, UnorderedElementsAre("file", ".hidden", "folder/", "link"));
+}
+
+TEST_F(FolderList, IsCompleteWithoutEntries) {
+    EXPECT_EQ(List(MakeFolder("top")), FolderListing::Complete);
+
+    EXPECT_THAT(seen, IsEmpty());
+}
+
+TEST_F(FolderList, StopsWhenTold) {
+    for (const char* const name : {"a", "b", "c"}) {
+        contract::PutFile(Scratch("top/") + name);
+    }
+    limit = 2;
+
+    EXPECT_EQ(List(Scratch("top")), FolderListing::Stopped);
+
+    EXPECT_EQ(seen.size(), 2U);
+}
+
+TEST_F(FolderList, TellsThatNothingIsThere) {
+    EXPECT_EQ(List(Scratch("nothing")), FolderListing::Absent);
+    EXPECT_EQ(List(Scratch("nothing/below")), FolderListing::Absent);
+}
+
+TEST_F(FolderList, ThrowsOnWhatIsNoFolder) {
+    contract::PutFile(Scratch("file"));
+
+    EXPECT_THROW(List(Scratch("file")), recorder::Error);
+    EXPECT_THROW(List(Scratch("file/below")), recorder::Error);
+}
+
+TEST_F(FolderList, ThrowsOnAFolderThatCantBeRead) {
+    const std::string top = MakeFolder("top");
+    const contract::ObeyPermissions asAnybody;
+    const contract::LockedFolder locked(top);
+
+    try {
+        List(top);
+        FAIL() << "listed";
+    } catch (const recorder::Error& error) {
+        EXPECT_STREQ(error.what(), ("can't open folder " + top + ": Permission denied").c_str());
+    }
+}
+
+TEST_F(FolderList, VisitsThousandsOfEntries) {
+    for (int i = 0; i < 3000; ++i) {
+        contract::PutFile(Scratch("top/") + std::string(40, 'x') + std::to_string(i), "");
+    }
+    limit = 10'000;
+
+    EXPECT_EQ(List(Scratch("top")), FolderListing::Complete);
+
+    EXPECT_EQ(seen.size(), 3000U);
+}
+
+TEST_F(FolderPresence, HasThreeAnswers) {
+    const std::string locked = MakeFolder("locked");
+    contract::PutFile(Scratch("file"));
+    const contract::ObeyPermissions asAnybody;
+    const contract::LockedFolder lock(locked);
+
+    EXPECT_EQ(recorder::FolderPresence(locked), recorder::Presence::Yes);
+    EXPECT_EQ(recorder::FolderPresence(Scratch("nothing")), recorder::Presence::No);
+    EXPECT_EQ(recorder::FolderPresence(Scratch("file")), recorder::Presence::No);
+    EXPECT_EQ(recorder::FolderPresence(locked + "/below"), recorder::Presence::Unknown);
+    EXPECT_EQ(recorder::FilePresence(Scratch("file")), recorder::Presence::Yes);
+    EXPECT_EQ(recorder::FilePresence(locked), recorder::Presence::No);
+    EXPECT_EQ(recorder::FilePresence(locked + "/below"), recorder::Presence::Unknown);
+}
+
+} // namespace

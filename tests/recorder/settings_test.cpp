@@ -1,0 +1,185 @@
+#include "recorder/settings/settings.h"
+
+#include "recorder/support/error.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace {
+
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Pair;
+using testing::StartsWith;
+
+recorder::Settings Parse(const std::string& toml) {
+    return recorder::ParseSettings(toml, "/etc/some.toml");
+}
+
+// Why a text is refused.
+std::string Refusal(const std::string& toml) {
+    try {
+        (void)Parse(toml);
+    } catch (const recorder::Error& error) {
+        return error.what();
+    }
+    return "accepted";
+}
+
+TEST(Settings, HaveDefaultsWhereTheTextIsEmpty) {
+    const recorder::Settings settings = Parse("");
+
+    EXPECT_EQ(settings.log.maxSizeMib, 10U);
+    EXPECT_EQ(settings.log.oldFiles, 5U);
+    EXPECT_EQ(settings.database.lockTimeoutMs, 10000);
+    EXPECT_EQ(settings.snapshot.folder, "/var/packages/Kestora/var/snapshot");
+    EXPECT_FALSE(settings.debugLog.has_value());
+}
+
+TEST(Settings, TakeEveryKey) {
+    const recorder::Settings settings = Parse("[log]\n"
+                                              "max_size_mib = 7\n"
+                                              "old_files = 0\n"
+                                              "[database]\n"
+                                              "lock_timeout_ms = 250\n"
+                                              "[snapshot]\n"
+                                              "folder = '/volume2/snap'\n"
+                                              "[debug_log]\n"
+                                              "reindex = 7\n"
+                                              "[[debug_log.processes]]\n"
+                                              "pid = 12\n"
+                                              "level = 0\n");
+
+    EXPECT_EQ(settings.log.maxSizeMib, 7U);
+    EXPECT_EQ(settings.log.oldFiles, 0U);
+    EXPECT_EQ(settings.database.lockTimeoutMs, 250);
+    EXPECT_EQ(settings.snapshot.folder, "/volume2/snap");
+    ASSERT_TRUE(settings.debugLog.has_value());
+    EXPECT_EQ(settings.debugLog->categLevel.at(LOG_CATEG_RECORDER), 0);
+    EXPECT_EQ(settings.debugLog->categLevel.at(LOG_CATEG_REINDEX), 7);
+    EXPECT_THAT(settings.debugLog->pidLevels, ElementsAre(Pair(12, 0)));
+}
+
+TEST(Settings, TakeTrailingSlashesOffAFolder) {
+    EXPECT_EQ(Parse("snapshot.folder = '/a/b//'").snapshot.folder, "/a/b");
+    EXPECT_EQ(Parse("snapshot.folder = '/'").snapshot.folder, "/");
+}
+
+TEST(Settings, TakeTheBoundsOfEveryNumber) {
+    EXPECT_EQ(Parse("log.max_size_mib = 1").log.maxSizeMib, 1U);
+    EXPECT_EQ(Parse("log.max_size_mib = 1024").log.maxSizeMib, 1024U);
+    EXPECT_EQ(Parse("log.old_files = 100").log.oldFiles, 100U);
+    EXPECT_EQ(Parse("database.lock_timeout_ms = 0").database.lockTimeoutMs, 0);
+    EXPECT_EQ(Parse("database.lock_timeout_ms = 600000").database.lockTimeoutMs, 600000);
+    EXPECT_EQ(Parse("debug_log.processes = [{pid = 2147483647, level = 7}]")
+                  .debugLog->pidLevels.front()
+                  .first,
+              2147483647);
+}
+
+struct Refused {
+    const char* toml;
+    int line;
+    const char* key;
+    const char* expectation;
+
+    friend void PrintTo(const Refused& refused, std::ostream* out) { *out << refused.toml; }
+};
+
+class SettingsRefusal : public testing::TestWithParam<Refused> {};
+
+TEST_P(SettingsRefusal, NamesFileLineKeyAndExpectation) {
+    EXPECT_THAT(Refusal(GetParam().toml),
+                AllOf(StartsWith("/etc/some.toml:" + std::to_string(GetParam().line) + ": "),
+                      HasSubstr(GetParam().key), HasSubstr(GetParam().expectation)));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    OfNumbers, SettingsRefusal,
+    testing::Values(
+        Refused{"[log]\nmax_size_mib = 0\n", 2, "log.max_size_mib", "an integer from 1 to 1024"},
+        Refused{"[log]\n\nmax_size_mib = 1025\n", 3, "log.max_size_mib", "from 1 to 1024"},
+        Refused{"[log]\nmax_size_mib = '7'\n", 2, "log.max_size_mib", "from 1 to 1024"},
+        Refused{"[log]\nmax_size_mib = 7.0\n", 2, "log.max_size_mib", "from 1 to 1024"},
+        Refused{"[log]\nold_files = -1\n", 2, "log.old_files", "an integer from 0 to 100"},
+        Refused{"[log]\nold_files = 101\n", 2, "log.old_files", "from 0 to 100"},
+        Refused{"[log]\nold_files = true\n", 2, "log.old_files", "from 0 to 100"},
+        Refused{"[database]\nlock_timeout_ms = -1\n", 2, "database.lock_timeout_ms",
+                "an integer from 0 to 600000"},
+        Refused{"[database]\nlock_timeout_ms = 600001\n", 2, "database.lock_timeout_ms",
+                "from 0 to 600000"},
+        Refused{"[debug_log]\nreindex = 8\n", 2, "debug_log.reindex", "an integer from 0 to 7"},
+        Refused{"[debug_log]\nreindex = 'debug'\n", 2, "debug_log.reindex", "from 0 to 7"}));
+
+INSTANTIATE_TEST_SUITE_P(
+    OfFolders, SettingsRefusal,
+    testing::Values(Refused{"[snapshot]\nfolder = 'a/b'\n", 2, "snapshot.folder",
+                            "an absolute path"},
+                    Refused{"[snapshot]\nfolder = ''\n", 2, "snapshot.folder", "an absolute path"},
+                    Refused{"[snapshot]\nfolder = 7\n", 2, "snapshot.folder", "an absolute path"},
+                    Refused{"[snapshot]\nfolder = \"/a\\u0000b\"\n", 2, "snapshot.folder",
+                            "an absolute path"}));
+
+INSTANTIATE_TEST_SUITE_P(
+    OfProcesses, SettingsRefusal,
+    testing::Values(
+        Refused{"[debug_log]\nprocesses = 7\n", 2, "debug_log.processes", "an array of sections"},
+        Refused{"[debug_log]\nprocesses = [7]\n", 2, "debug_log.processes", "an array of sections"},
+        Refused{"[[debug_log.processes]]\nlevel = 1\n", 1, "debug_log.processes.pid",
+                "an integer from 1 to 2147483647, but it is missing"},
+        Refused{"[[debug_log.processes]]\npid = 1\n", 1, "debug_log.processes.level",
+                "an integer from 0 to 7, but it is missing"},
+        Refused{"[[debug_log.processes]]\npid = 0\nlevel = 1\n", 2, "debug_log.processes.pid",
+                "an integer from 1 to 2147483647"},
+        Refused{"[[debug_log.processes]]\npid = 1\nlevel = 1\nname = 'x'\n", 4,
+                "debug_log.processes.name", "expected one of level, pid"}));
+
+INSTANTIATE_TEST_SUITE_P(
+    OfTheForm, SettingsRefusal,
+    testing::Values(Refused{"\ncolour = 1\n", 2, "unknown key colour",
+                            "expected one of database, debug_log, log, snapshot"},
+                    Refused{"[log]\nmax_size = 1\n", 2, "unknown key log.max_size",
+                            "expected one of max_size_mib, old_files"},
+                    Refused{"[database]\ntimeout = 1\n", 2, "unknown key database.timeout",
+                            "expected one of lock_timeout_ms"},
+                    Refused{"[snapshot]\ndir = '/a'\n", 2, "unknown key snapshot.dir",
+                            "expected one of folder"},
+                    Refused{"[debug_log]\nunknown = 1\n", 2, "unknown key debug_log.unknown",
+                            "expected one of processes, reindex"},
+                    Refused{"log = 7\n", 1, "log", "a section"},
+                    Refused{"database = []\n", 1, "database", "a section"},
+                    Refused{"snapshot = 'x'\n", 1, "snapshot", "a section"},
+                    Refused{"debug_log = 1.5\n", 1, "debug_log", "a section"},
+                    // The category has no switch: the recorder's own lines are always written.
+                    Refused{"[debug_log]\nrecorder = 1\n", 2, "unknown key debug_log.recorder",
+                            "expected one of processes, reindex"}));
+
+struct NoToml {
+    const char* text;
+    int line;
+};
+
+class SettingsNoToml : public testing::TestWithParam<NoToml> {};
+
+TEST_P(SettingsNoToml, IsRefusedWithFileLineAndReason) {
+    const std::string where = "/etc/some.toml:" + std::to_string(GetParam().line) + ": ";
+
+    const std::string refusal = Refusal(GetParam().text);
+
+    EXPECT_THAT(refusal, StartsWith(where));
+    EXPECT_GT(refusal.size(), where.size());
+}
+
+INSTANTIATE_TEST_SUITE_P(Texts, SettingsNoToml,
+                         testing::Values(NoToml{"[log]\n[log]\n", 2}, NoToml{"a = \n", 1},
+                                         NoToml{"\n\n[log\n", 3},
+                                         NoToml{"[log]\nold_files = 1\nold_files = 2\n", 3}));
+
+// The library has read further than it has parsed when it meets such bytes.
+TEST(Settings, NameTheFileWhenTheTextIsNoUtf8) {
+    EXPECT_THAT(Refusal("[log]\n\xff\xfe\n"),
+                AllOf(StartsWith("/etc/some.toml:"), HasSubstr("utf-8")));
+}
+
+} // namespace

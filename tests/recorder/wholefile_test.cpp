@@ -1,0 +1,136 @@
+#include "recorder/support/wholefile.h"
+
+#include "recorder/support/error.h"
+#include "recorder/support/uniquefd.h"
+#include "tests/contract/support/files.h"
+#include "tests/contract/support/fixture.h"
+#include "tests/contract/support/process.h"
+
+#include <csignal>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/resource.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+using testing::ElementsAre;
+
+class WholeFile : public contract::ContractTest {
+protected:
+    WholeFile()
+        : path(MakeFolder("top")), folder(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {}
+
+    void Write(const std::string& name, const std::string& bytes) const {
+        recorder::WriteWholeFile(folder.Get(), name,
+                                 {reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()});
+    }
+
+    // Lets a process be killed in the middle of writing; returns its status.
+    int DieWhileWriting(const std::string& name) const {
+        contract::Child child([&] {
+            const rlimit tenBytes{10, 10}; // to write beyond is deadly
+            setrlimit(RLIMIT_FSIZE, &tenBytes);
+            Write(name, std::string(100, 'x'));
+            return 0;
+        });
+        return child.Wait();
+    }
+
+    const std::string path;
+    const recorder::UniqueFd folder;
+};
+
+TEST_F(WholeFile, IsWritten) {
+    Write("a", "the bytes");
+
+    EXPECT_EQ(contract::ReadFile(path + "/a"), "the bytes");
+    EXPECT_THAT(contract::NamesIn(path), ElementsAre("a"));
+}
+
+TEST_F(WholeFile, MayBeEmptyOrLarge) {
+    Write("empty", "");
+    Write("large", std::string(5'000'000, 'x'));
+
+    EXPECT_EQ(contract::ReadFile(path + "/empty"), "");
+    EXPECT_EQ(contract::ReadFile(path + "/large").size(), 5'000'000U);
+}
+
+TEST_F(WholeFile, ReplacesALongerOne) {
+    contract::PutFile(path + "/a", "something longer");
+
+    Write("a", "short");
+
+    EXPECT_EQ(contract::ReadFile(path + "/a"), "short");
+}
+
+TEST_F(WholeFile, ReplacesALinkAndNotItsTarget) {
+    contract::PutFile(Scratch("precious"), "precious");
+    fs::create_symlink(Scratch("precious"), path + "/a");
+
+    Write("a", "new");
+
+    EXPECT_EQ(contract::ReadFile(Scratch("precious")), "precious");
+    EXPECT_FALSE(fs::is_symlink(path + "/a"));
+}
+
+TEST_F(WholeFile, TakesTheLongestName) {
+    Write(std::string(255, 'n'), "x");
+
+    EXPECT_THAT(contract::NamesIn(path), ElementsAre(std::string(255, 'n')));
+}
+
+TEST_F(WholeFile, LeavesTheFolderAsItWasWhenItCantTakeItsPlace) {
+    contract::PutFile(path + "/a/in the way");
+
+    EXPECT_THROW(Write("a", "x"), recorder::Error);
+
+    EXPECT_THAT(contract::NamesIn(path), ElementsAre("a"));
+}
+
+TEST_F(WholeFile, LeavesTheFolderAsItWasWhenTheDiskIsFull) {
+    contract::PutFile(path + "/a", "old");
+    contract::Child child([&] {
+        signal(SIGXFSZ, SIG_IGN);
+        const rlimit tenBytes{10, 10};
+        setrlimit(RLIMIT_FSIZE, &tenBytes);
+        try {
+            Write("a", std::string(100, 'x'));
+        } catch (const recorder::Error&) {
+            return 0;
+        }
+        return 1;
+    });
+
+    EXPECT_EQ(child.Wait(), 0);
+
+    EXPECT_EQ(contract::ReadFile(path + "/a"), "old");
+    EXPECT_THAT(contract::NamesIn(path), ElementsAre("a"));
+}
+
+TEST_F(WholeFile, TakesOverWhatAKilledProcessLeft) {
+    contract::PutFile(path + "/a", "old");
+    ASSERT_EQ(DieWhileWriting("a"), -1);
+    ASSERT_EQ(contract::NamesIn(path).size(), 2U);
+    EXPECT_EQ(contract::ReadFile(path + "/a"), "old");
+
+    Write("a", "new");
+
+    EXPECT_EQ(contract::ReadFile(path + "/a"), "new");
+    EXPECT_THAT(contract::NamesIn(path), ElementsAre("a"));
+}
+
+TEST_F(WholeFile, IsNotWrittenByTwoProcessesAtOnce) {
+    ASSERT_EQ(DieWhileWriting("a"), -1);
+    const std::string temporary = path + "/" + contract::NamesIn(path).front();
+    const recorder::UniqueFd other(open(temporary.c_str(), O_RDONLY | O_CLOEXEC));
+    ASSERT_EQ(flock(other.Get(), LOCK_EX), 0);
+
+    EXPECT_THROW(Write("a", "new"), recorder::Error);
+
+    EXPECT_EQ(contract::ReadFile(temporary), std::string(10, 'x'));
+}
+
+} // namespace
