@@ -43,7 +43,8 @@ int GetDirsInDir(const std::string& dir, std::list<std::string>& out, bool fullP
 // meantime keeps it. Returns 0 when it was removed, another value when it is still there.
 int KRRm(const std::string& path);
 
-// A regular expression in POSIX extended syntax. It is compiled once for each pattern and process,
+// A regular expression in the syntax of RE2; what brackets, repetitions, alternatives and anchors
+// mean is as in POSIX extended expressions. It is compiled once for each pattern and process,
 // however many objects are made of it. Matching works on bytes and takes time linear in the text.
 class KRRegEx {
 public:

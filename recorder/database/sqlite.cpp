@@ -38,7 +38,7 @@ void AppendRow(sqlite3_stmt* statement, DBResult_tag& rows) {
         const auto* const text =
             reinterpret_cast<const char*>(sqlite3_column_text(statement, column));
         if (text == nullptr) {
-            throw Error("out of memory while reading a row");
+            throw Error("out of memory");
         }
         rows.AppendField({text, static_cast<std::size_t>(sqlite3_column_bytes(statement, column))});
     }
@@ -52,7 +52,7 @@ void TakeColumns(sqlite3_stmt* statement, DBResult_tag& rows) {
     if (rows.columns.empty()) {
         rows.columns = std::move(names);
     } else if (rows.columns != names) {
-        throw Error("the statements of one text yield different columns");
+        throw Error("the statements before it yield other columns");
     }
 }
 
@@ -130,10 +130,15 @@ void SqliteDatabase::Run(const Statement& statement, bool readOnly, DBResult_tag
         throw Error("database " + m_path +
                     ": refused, as it would write: " + Excerpt(sqlite3_sql(statement.get())));
     }
-    TakeColumns(statement.get(), rows);
     int outcome = SQLITE_OK;
-    while ((outcome = sqlite3_step(statement.get())) == SQLITE_ROW) {
-        AppendRow(statement.get(), rows);
+    try {
+        TakeColumns(statement.get(), rows);
+        while ((outcome = sqlite3_step(statement.get())) == SQLITE_ROW) {
+            AppendRow(statement.get(), rows);
+        }
+    } catch (const Error& error) {
+        throw Error("database " + m_path + ": can't take the rows of " +
+                    Excerpt(sqlite3_sql(statement.get())) + ": " + error.what());
     }
     if (outcome != SQLITE_DONE) {
         Fail("run " + Excerpt(sqlite3_sql(statement.get())));

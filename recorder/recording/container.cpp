@@ -123,6 +123,14 @@ struct FreePacket {
     void operator()(AVPacket* packet) const { av_packet_free(&packet); }
 };
 
+struct CloseParser {
+    void operator()(AVCodecParserContext* parser) const { av_parser_close(parser); }
+};
+
+struct FreeCodec {
+    void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
+};
+
 const char* DemuxerName(ContainerKind kind) {
     switch (kind) {
     case ContainerKind::Mp4:
@@ -204,6 +212,25 @@ int AudioTypeOf(AVCodecID codec) {
     }
 }
 
+// A stream's picture size from its codec's own header, where the container's demuxer leaves it to
+// the codec (MPEG-4 video in mp4). The header is parsed; nothing is decoded.
+void FillSizeFromCodecHeader(const AVCodecParameters& codec, ContainerInfo& info) {
+    const std::unique_ptr<AVCodecParserContext, CloseParser> parser(
+        av_parser_init(static_cast<int>(codec.codec_id)));
+    const std::unique_ptr<AVCodecContext, FreeCodec> context(avcodec_alloc_context3(nullptr));
+    if (!parser || !context || codec.extradata_size <= 0 ||
+        avcodec_parameters_to_context(context.get(), &codec) < 0) {
+        return;
+    }
+    parser->flags |= PARSER_FLAG_COMPLETE_FRAMES;
+    uint8_t* frame = nullptr;
+    int frameSize = 0;
+    av_parser_parse2(parser.get(), context.get(), &frame, &frameSize, codec.extradata,
+                     codec.extradata_size, AV_NOPTS_VALUE, AV_NOPTS_VALUE, 0);
+    info.width = std::max(context->width, 0);
+    info.height = std::max(context->height, 0);
+}
+
 void FillStreams(const AVFormatContext& context, ContainerInfo& info) {
     bool hasVideo = false;
     bool hasAudio = false;
@@ -214,6 +241,9 @@ void FillStreams(const AVFormatContext& context, ContainerInfo& info) {
             info.vdoType = VideoTypeOf(codec.codec_id);
             info.width = std::max(codec.width, 0); // a header can claim anything
             info.height = std::max(codec.height, 0);
+            if (info.width == 0 || info.height == 0) {
+                FillSizeFromCodecHeader(codec, info);
+            }
         } else if (codec.codec_type == AVMEDIA_TYPE_AUDIO && !hasAudio) {
             hasAudio = true;
             info.audType = AudioTypeOf(codec.codec_id);

@@ -14,17 +14,25 @@ namespace recorder {
 
 namespace {
 
+// A number beyond 32 bits is no camera, and must not become another one's.
+int CameraIdOf(const char* text) {
+    const int camId = static_cast<int>(std::strtol(text, nullptr, 10));
+    if (std::to_string(camId) != text) {
+        throw Error(std::string("no row is removed: there is no camera ") + text);
+    }
+    return camId;
+}
+
 // Camera id to the folders, within its half-day folders' folder, that the rows name. A row without
 // a path names none.
 std::map<int, std::set<std::string>> NamedFolders(const std::string& table,
-                                                  const std::string& idList) {
-    const DBResult_tag rows =
-        Execute(KRDB::DB_RECORDING,
-                "SELECT camera_id, path FROM " + table + " WHERE id IN (" + idList + ");",
-                {.readOnly = true});
+                                                  const std::string& condition) {
+    const DBResult_tag rows = Execute(
+        KRDB::DB_RECORDING, "SELECT camera_id, path FROM " + table + " WHERE " + condition + ";",
+        {.readOnly = true});
     std::map<int, std::set<std::string>> folders;
     for (int row = 0; row < rows.RowCount(); ++row) {
-        const int camId = static_cast<int>(std::strtol(rows.Field(row, 0), nullptr, 10));
+        const int camId = CameraIdOf(rows.Field(row, 0));
         const char* const path = rows.Field(row, 1);
         folders[camId].insert(path == nullptr ? "" : GetDirPath(path));
     }
@@ -50,9 +58,9 @@ void DemandReadableOrAbsent(const std::string& folder) {
 
 } // namespace
 
-void DemandEvidence(const std::string& table, const std::string& idList,
+void DemandEvidence(const std::string& table, const std::string& condition,
                     const std::string& subFolder) {
-    for (const auto& [camId, folders] : NamedFolders(table, idList)) {
+    for (const auto& [camId, folders] : NamedFolders(table, condition)) {
         const std::string root = RecordingFolder(camId, subFolder);
         DemandReadableOrAbsent(root);
         for (const std::string& folder : folders) {

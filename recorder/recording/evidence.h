@@ -6,14 +6,13 @@
 
 namespace recorder {
 
-// Checks the folders that rows of a recording table name. `idList` holds the rows' ids, separated
-// by
-// ","; `subFolder` is where in a camera's storage folder the half-day folders lie, empty for the
-// storage folder itself.
+// Checks the folders that are named by the rows of a recording table that fulfil an SQL condition.
+// `subFolder` is where in a camera's storage folder the half-day folders lie, empty for the storage
+// folder itself.
 //
 // Throws Error when a camera of theirs can't be loaded, or a folder is neither readable to its end
 // nor truly absent. Files that can't be seen are not gone.
-void DemandEvidence(const std::string& table, const std::string& idList,
+void DemandEvidence(const std::string& table, const std::string& condition,
                     const std::string& subFolder);
 
 } // namespace recorder

@@ -30,9 +30,17 @@ std::string JoinIds(const std::list<int>& ids) {
     return text;
 }
 
-void RemoveRows(const std::string& table, const std::string& idList, const std::string& condition) {
-    Execute(KRDB::DB_RECORDING,
-            "DELETE FROM " + table + " WHERE id IN (" + idList + ")" + condition + ";");
+// Removes the rows with these ids, as far as the SQL restriction allows, once it is proven that
+// they may go.
+int RemoveRows(const std::string& table, const std::string& idList, const std::string& restriction,
+               const std::string& subFolder) {
+    if (idList.empty()) {
+        return 0;
+    }
+    const std::string condition = "id IN (" + idList + ")" + restriction;
+    DemandEvidence(table, condition, subFolder);
+    Execute(KRDB::DB_RECORDING, "DELETE FROM " + table + " WHERE " + condition + ";");
+    return 0;
 }
 
 } // namespace
@@ -42,18 +50,14 @@ void RemoveRows(const std::string& table, const std::string& idList, const std::
 int DelUnrefRecsFromDB(EventFilterParam filter) {
     return recorder::AtEdge(-1, [&] {
         recorder::CheckFilter(filter);
-        recorder::DemandEvidence(gszTableEvent, filter.idList, "");
-        recorder::RemoveRows(gszTableEvent, filter.idList, "");
-        return 0;
+        return recorder::RemoveRows(gszTableEvent, filter.idList, "", "");
     });
 }
 
 int AlertDelUnrefRecsFromDB(const std::list<int>& ids, int camId) {
     return recorder::AtEdge(-1, [&] {
-        const std::string idList = recorder::JoinIds(ids);
-        recorder::DemandEvidence(gszTableAlertEvent, idList, recorder::kAlertRecordingFolder);
-        recorder::RemoveRows(gszTableAlertEvent, idList,
-                             " AND camera_id = " + std::to_string(camId));
-        return 0;
+        return recorder::RemoveRows(gszTableAlertEvent, recorder::JoinIds(ids),
+                                    " AND camera_id = " + std::to_string(camId),
+                                    recorder::kAlertRecordingFolder);
     });
 }

@@ -55,10 +55,14 @@ std::optional<FolderEntry> ReadEntry(DIR* dir, const std::string& path) {
     }
 }
 
-// Collects the matching sub-folders of `dir`, as names relative to the folder where the search
-// began.
-void CollectFolders(const std::string& dir, const std::string& prefix, bool recursive,
-                    const std::optional<KRRegEx>& pattern, std::vector<std::string>& found) {
+struct FolderSearch {
+    bool fullPath;
+    bool recursive;
+    std::optional<KRRegEx> pattern; // nothing: every name
+};
+
+void CollectFolders(const std::string& dir, const FolderSearch& search,
+                    std::vector<std::string>& found) {
     std::vector<std::string> subFolders;
     const FolderListing listing = ListFolder(dir, [&](const FolderEntry& entry) {
         if (entry.isFolder) {
@@ -71,11 +75,12 @@ void CollectFolders(const std::string& dir, const std::string& prefix, bool recu
     }
     std::sort(subFolders.begin(), subFolders.end());
     for (const std::string& name : subFolders) {
-        if (!pattern || pattern->IsMatch(name)) {
-            found.push_back(prefix + name);
+        const std::string path = dir + "/" + name;
+        if (!search.pattern || search.pattern->IsMatch(name)) {
+            found.push_back(search.fullPath ? path : name);
         }
-        if (recursive) {
-            CollectFolders(dir + "/" + name, prefix + name + "/", recursive, pattern, found);
+        if (search.recursive) {
+            CollectFolders(path, search, found);
         }
     }
 }
@@ -114,12 +119,12 @@ int GetDirsInDir(const std::string& dir, std::list<std::string>& out, bool fullP
         return -1;
     }
     return recorder::AtEdge(-1, [&] {
-        std::optional<KRRegEx> nameFilter;
+        recorder::FolderSearch search{fullPath, recursive, std::nullopt};
         if (!pattern.empty()) {
-            nameFilter.emplace(pattern);
+            search.pattern.emplace(pattern);
         }
         std::vector<std::string> found;
-        recorder::CollectFolders(dir, fullPath ? dir + "/" : "", recursive, nameFilter, found);
+        recorder::CollectFolders(dir, search, found);
         out.insert(out.end(), found.begin(), found.end());
         return 0;
     });
