@@ -6,8 +6,7 @@ import stat
 import subprocess
 
 from runner import database
-from runner.text import (CaseError, blocks, cell_value, expand, split_cells, split_options, tokens,
-                         unquote)
+from runner.text import (CaseError, blocks, cell_value, expand, split_cells, split_options, tokens)
 
 PACKAGE_ROOT = b"/var/packages/Kestora"
 FILE_TIME = 1700000000  # of every file that a case doesn't date: the runs happen much later

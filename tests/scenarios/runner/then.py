@@ -135,7 +135,7 @@ class Then:
             f"{title}: the order differs"]
 
     def _with_found_values(self, expected, actual):
-        """Placeholders that match a line there are filled with it, so that a diff is to the point."""
+        """Fills placeholders that match a line there with it: the diff is then to the point."""
         filled = []
         for line in expected:
             pattern = pattern_of(line, self._size_of)
@@ -195,7 +195,8 @@ class Then:
         found += [f"{shown(path)} is there" for path in self.missing
                   if os.path.lexists(os.path.join(root, path))]
         told = {*self.gone, *replaced, *new}
-        found += diff("files", _untold_files(before, told), _untold_files(after, told - {*self.gone}))
+        found += diff("files", _untold_files(before, told),
+                      _untold_files(after, told - {*self.gone}))
         for path, wanted in {**new, **replaced, **self.entries["check"]}.items():
             found += self._entry_problems(root, path, after.files.get(path), wanted)
         return found
