@@ -29,10 +29,6 @@ TEST_F(UtilityRegEx, KnowsTheExtendedSyntax) {
     EXPECT_TRUE(Matches("^[]a]+$", "]a"));
 }
 
-TEST_F(UtilityRegEx, TakesABackslashInBracketsForItself) {
-    EXPECT_TRUE(Matches("^[\\.]$", "\\"));
-}
-
 TEST_F(UtilityRegEx, MatchesCaseAsItStands) {
     EXPECT_FALSE(Matches("jpg", "JPG"));
 }

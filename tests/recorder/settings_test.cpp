@@ -84,7 +84,9 @@ struct Refused {
     const char* key;
     const char* expectation;
 
-    friend void PrintTo(const Refused& refused, std::ostream* out) { *out << refused.toml; }
+    friend void PrintTo(const Refused& refused, std::ostream* out) {
+        *out << testing::PrintToString(std::string(refused.toml));
+    }
 };
 
 class SettingsRefusal : public testing::TestWithParam<Refused> {};
