@@ -127,8 +127,9 @@ void FillEvtInfo(Event& event, const RecInfo& info, int dsId, int camId, int rec
 
 namespace RecordingCount {
 
-// Adds one recording for each pair (camera id, start time in seconds since the epoch) to the counts
-// by camera and day (UTC), all or none.
+// Adds recordings, pairs of camera id and start time (seconds since the epoch), to the counts by
+// camera and day (UTC), all or none. Their rows are in the recording table by now: a recording that
+// was counted already isn't counted twice.
 //
 // Returns 0 on success and sets `stamp` to the time of this update, in microseconds since the
 // epoch; the counts that it changed carry it. Otherwise `stamp` and the counts are as they were,

@@ -4,7 +4,7 @@
 #include "recorder/utility/format.h"
 
 #include <ctime>
-#include <map>
+#include <set>
 
 namespace recorder {
 
@@ -25,14 +25,19 @@ long DayOf(long startTm) {
            kSecondsPerDay;
 }
 
-std::string AddSql(const std::map<std::pair<int, long>, int>& counts, unsigned long long stamp) {
+// The days that recordings are added to are counted anew rather than raised: a row that was there
+// already isn't counted twice.
+std::string CountSql(const std::set<std::pair<int, long>>& cameraDays, unsigned long long stamp) {
     std::string sql;
-    for (const auto& [cameraAndDay, count] : counts) {
+    for (const auto& [camId, day] : cameraDays) {
         sql += Format("INSERT INTO recording_count (camera_id, day, count, stamp) "
-                      "VALUES (%d, %ld, %d, %llu) "
+                      "SELECT camera_id, %ld, count(*), %llu FROM event "
+                      "WHERE camera_id = %d AND start_tm >= %ld AND start_tm < %ld "
+                      "GROUP BY camera_id "
                       "ON CONFLICT (camera_id, day) DO UPDATE "
-                      "SET count = recording_count.count + excluded.count, stamp = excluded.stamp;",
-                      cameraAndDay.first, cameraAndDay.second, count, stamp);
+                      "SET count = excluded.count, stamp = excluded.stamp "
+                      "WHERE recording_count.count <> excluded.count;",
+                      day, stamp, camId, day * kSecondsPerDay, (day + 1) * kSecondsPerDay);
     }
     return sql;
 }
@@ -58,12 +63,12 @@ constexpr const char* kRecountSql =
 int RecordingCount::AddRecCounts(const std::list<std::pair<int, long>>& recordings,
                                  unsigned long long& stamp) {
     return recorder::AtEdge(-1, [&] {
-        std::map<std::pair<int, long>, int> counts;
+        std::set<std::pair<int, long>> cameraDays;
         for (const auto& [camId, startTm] : recordings) {
-            ++counts[{camId, recorder::DayOf(startTm)}];
+            cameraDays.emplace(camId, recorder::DayOf(startTm));
         }
         const unsigned long long now = recorder::NowUs();
-        recorder::Execute(KRDB::DB_RECORDING, recorder::AddSql(counts, now));
+        recorder::Execute(KRDB::DB_RECORDING, recorder::CountSql(cameraDays, now));
         stamp = now;
         return 0;
     });

@@ -30,6 +30,14 @@ protected:
                                              std::to_string(startTm) + ");");
     }
 
+    // Adds recordings whose rows are stored just before, as those of every caller are.
+    int AddStored(const std::list<std::pair<int, long>>& recordings) {
+        for (const auto& [camId, startTm] : recordings) {
+            PutEvent(camId, startTm);
+        }
+        return RecordingCount::AddRecCounts(recordings, stamp);
+    }
+
     static void PutCount(int camId, long day, int count) {
         world::Write(KRDB::DB_RECORDING,
                      "INSERT INTO recording_count (camera_id, day, count, stamp) VALUES (" +
@@ -48,22 +56,31 @@ protected:
 };
 
 TEST_F(RecordingCounts, AreMadeByCameraAndDay) {
-    EXPECT_EQ(RecordingCount::AddRecCounts({{1, 0}, {1, kDay - 1}, {1, kDay}, {2, 0}}, stamp), 0);
+    EXPECT_EQ(AddStored({{1, 0}, {1, kDay - 1}, {1, kDay}, {2, 0}}), 0);
 
     EXPECT_THAT(Counts(), ElementsAre(world::Row{"1", "0", "2"}, world::Row{"1", "1", "1"},
                                       world::Row{"2", "0", "1"}));
 }
 
 TEST_F(RecordingCounts, AreAddedToWhatIsThere) {
-    PutCount(1, 0, 10);
+    ASSERT_EQ(AddStored({{1, 4}}), 0);
 
-    EXPECT_EQ(RecordingCount::AddRecCounts({{1, 5}, {1, 5}}, stamp), 0);
+    EXPECT_EQ(AddStored({{1, 5}, {1, 5}}), 0);
 
-    EXPECT_THAT(Counts(), ElementsAre(world::Row{"1", "0", "12"}));
+    EXPECT_THAT(Counts(), ElementsAre(world::Row{"1", "0", "3"}));
+}
+
+TEST_F(RecordingCounts, AreNotRaisedForARecordingThatWasCountedAlready) {
+    ASSERT_EQ(AddStored({{1, 4}}), 0);
+    const auto added = Counts("day, count, stamp");
+
+    EXPECT_EQ(RecordingCount::AddRecCounts({{1, 4}}, stamp), 0);
+
+    EXPECT_EQ(Counts("day, count, stamp"), added);
 }
 
 TEST_F(RecordingCounts, RoundDaysDownBeforeTheEpoch) {
-    EXPECT_EQ(RecordingCount::AddRecCounts({{1, -1}, {1, -kDay}, {1, -kDay - 1}}, stamp), 0);
+    EXPECT_EQ(AddStored({{1, -1}, {1, -kDay}, {1, -kDay - 1}}), 0);
 
     EXPECT_THAT(Counts(), ElementsAre(world::Row{"1", "-2", "1"}, world::Row{"1", "-1", "2"}));
 }
@@ -72,7 +89,7 @@ TEST_F(RecordingCounts, CarryTheTimeOfTheUpdateInMicroseconds) {
     PutCount(1, 5, 1);
     const unsigned long long before = NowUs();
 
-    ASSERT_EQ(RecordingCount::AddRecCounts({{1, 0}}, stamp), 0);
+    ASSERT_EQ(AddStored({{1, 0}}), 0);
 
     EXPECT_THAT(stamp, AllOf(Ge(before), Le(NowUs())));
     EXPECT_THAT(Counts("day, stamp"), ElementsAre(world::Row{"0", std::to_string(stamp)},
@@ -82,7 +99,7 @@ TEST_F(RecordingCounts, CarryTheTimeOfTheUpdateInMicroseconds) {
 TEST_F(RecordingCounts, AreAllAddedOrNone) {
     world::RefuseRows(KRDB::DB_RECORDING, "recording_count", 2);
 
-    EXPECT_NE(RecordingCount::AddRecCounts({{1, 0}, {2, 0}, {3, 0}}, stamp), 0);
+    EXPECT_NE(AddStored({{1, 0}, {2, 0}, {3, 0}}), 0);
 
     EXPECT_THAT(Counts(), IsEmpty());
     EXPECT_EQ(stamp, kOldStamp);
