@@ -76,29 +76,6 @@ void WaitForChild(int readEnd, int writeEnd) {
     close(readEnd);
 }
 
-int StartNonBlocking(ReindexOptions& opt) {
-    std::array<int, 2> ends{};
-    if (pipe(ends.data()) != 0) {
-        REINDEX_LOG_ALWAYS("Pipe failed with errno [%d]\n", errno);
-        KRIndex::RegTaskDone();
-        return kExitPipeFailed;
-    }
-    const auto [readEnd, writeEnd] = ends;
-    const pid_t child = fork();
-    if (child == -1) {
-        REINDEX_LOG_ALWAYS("Fork failed with errno [%d].\n", errno);
-        close(readEnd);
-        close(writeEnd);
-        KRIndex::RegTaskDone();
-        return 0; // unlike a failed pipe
-    }
-    if (child == 0) {
-        RunChild(opt, readEnd, writeEnd);
-    }
-    WaitForChild(readEnd, writeEnd);
-    return 0;
-}
-
 std::list<int> SelectedCameras(const ReindexOptions& opt) {
     if (opt.camId <= 0) {
         return CamGetIdList(true, 0);
@@ -159,14 +136,34 @@ int Start(ReindexOptions& opt) {
             REINDEX_LOG_ALWAYS("Failed to register reindex task.\n");
             return refused;
         }
-        if (opt.nonBlocking) {
-            return StartNonBlocking(opt);
+    }
+    if (opt.noTaskReg || !opt.nonBlocking) {
+        RunJobs(opt);
+        if (!opt.noTaskReg) {
+            KRIndex::RegTaskDone();
         }
+        return 0;
     }
-    RunJobs(opt);
-    if (!opt.noTaskReg) {
+
+    std::array<int, 2> ends{};
+    if (pipe(ends.data()) != 0) {
+        REINDEX_LOG_ALWAYS("Pipe failed with errno [%d]\n", errno);
         KRIndex::RegTaskDone();
+        return kExitPipeFailed;
     }
+    const auto [readEnd, writeEnd] = ends;
+    const pid_t child = fork();
+    if (child == -1) {
+        REINDEX_LOG_ALWAYS("Fork failed with errno [%d].\n", errno);
+        close(readEnd);
+        close(writeEnd);
+        KRIndex::RegTaskDone();
+        return 0; // unlike a failed pipe
+    }
+    if (child == 0) {
+        RunChild(opt, readEnd, writeEnd);
+    }
+    WaitForChild(readEnd, writeEnd);
     return 0;
 }
 

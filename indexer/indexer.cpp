@@ -44,9 +44,8 @@ bool IsRegularFile(const struct dirent64& entry) {
 
 } // namespace
 
-Indexer::Indexer(const IndexerDbInfo& info) : m_dbInfo(info), m_fileRecIdMap(kMapBucketHint) {
-    m_fileRecIdMap.max_load_factor(1.0F);
-}
+// The map's maximum load factor is 1.0, as it is by default.
+Indexer::Indexer(const IndexerDbInfo& info) : m_dbInfo(info), m_fileRecIdMap(kMapBucketHint) {}
 
 int Indexer::Start() {
     if (Init() != 0) {

@@ -32,8 +32,8 @@ Section SettingsDocument::Root() const {
 Section::Section(const toml::table* table, std::string name, const std::string& fileName)
     : m_table(table), m_name(std::move(name)), m_fileName(fileName) {}
 
-bool Section::Has(std::string_view key) const {
-    return m_table != nullptr && m_table->contains(key);
+bool Section::Has(std::string_view key) {
+    return Find(key) != nullptr;
 }
 
 int64_t Section::Integer(std::string_view key, int64_t byDefault, int64_t min, int64_t max) {

@@ -40,7 +40,7 @@ public:
     // `table` null: the section is not in the file and every key has its default.
     Section(const toml::table* table, std::string name, const std::string& fileName);
 
-    [[nodiscard]] bool Has(std::string_view key) const;
+    [[nodiscard]] bool Has(std::string_view key);
 
     [[nodiscard]] int64_t Integer(std::string_view key, int64_t byDefault, int64_t min,
                                   int64_t max);

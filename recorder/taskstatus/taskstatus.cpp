@@ -62,11 +62,12 @@ int RegTaskStart() {
 }
 
 void RegTaskDone() {
-    recorder::AtEdge([] { recorder::UpdateTask("registered = 0"); });
-    if (recorder::HeldRunLock()) {
-        recorder::HeldRunLock()->Release();
-        recorder::HeldRunLock().reset();
+    if (!recorder::HeldRunLock()) {
+        return; // the row is another run's
     }
+    recorder::AtEdge([] { recorder::UpdateTask("registered = 0"); });
+    recorder::HeldRunLock()->Release();
+    recorder::HeldRunLock().reset();
 }
 
 void SetTaskPid(int pid) {
