@@ -74,6 +74,10 @@ INSTANTIATE_TEST_SUITE_P(Avi, ContainerMedia,
                          testing::Values("mjpeg-pcm.avi", "mjpeg-alaw.avi", "mpeg4-mulaw.avi",
                                          "h264-mp3.avi"));
 
+TEST(ContainerFragments, AreCountedToTheLastWithoutAListOfThem) {
+    EXPECT_EQ(ReadMedia("without-end.mp4").durationSec, 5);
+}
+
 TEST(ContainerFrames, AreCountedAt25EachSecond) {
     const std::string frames = Probe("frames.mxg", "-f mjpeg -count_packets -show_entries "
                                                    "stream=nb_read_packets");

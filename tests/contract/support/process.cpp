@@ -21,8 +21,8 @@ constexpr int kBodyThrew = 111;
 constexpr int kResultFd = 9;
 constexpr useconds_t kPollUs = 1000;
 
-std::map<std::string, std::function<std::string()>>& Probes() {
-    static std::map<std::string, std::function<std::string()>> probes;
+std::map<std::string, std::string (*)()>& Probes() {
+    static std::map<std::string, std::string (*)()> probes;
     return probes;
 }
 
@@ -114,8 +114,8 @@ void Child::AwaitSleep() const {
     }
 }
 
-Probe::Probe(std::string name, std::function<std::string()> body) : m_name(std::move(name)) {
-    Probes().emplace(m_name, std::move(body));
+Probe::Probe(const char* name, std::string (*body)()) noexcept : m_name(name) {
+    Probes().emplace(m_name, body);
 }
 
 std::string Probe::Run() const {
@@ -130,7 +130,7 @@ std::string Probe::Run() const {
                                  : dup2(ends[1], kResultFd) < 0) {
             _exit(kBodyThrew);
         }
-        execl("/proc/self/exe", "probe", "--probe", m_name.c_str(), nullptr);
+        execl("/proc/self/exe", "probe", "--probe", m_name, nullptr);
         _exit(kBodyThrew);
     }
     close(ends[1]);

@@ -59,13 +59,13 @@ private:
 class Probe {
 public:
     // `body` returns the text that Run yields.
-    Probe(std::string name, std::function<std::string()> body);
+    Probe(const char* name, std::string (*body)()) noexcept;
 
     // Runs the body in a new process and returns its text; "died" when it came to no end.
     [[nodiscard]] std::string Run() const;
 
 private:
-    std::string m_name;
+    const char* m_name;
 };
 
 // What a process that was started to run a probe does in place of the tests; its exit status.
