@@ -20,15 +20,19 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// What a recorder says of a failure.
+void LogFailure(const char* func, const std::string& text) {
+    KRPrintf(LOG_TYPE_DEFAULT, Enum2String(LOG_CATEG_RECORDER), Enum2String(LOG_LEVEL_ERROR),
+             "utility", __LINE__, func, "%s\n", text.c_str());
+}
+
 // A compiled pattern; matches nothing when it could not be compiled.
 class Pattern {
 public:
     explicit Pattern(const std::string& text)
         : m_valid(regcomp(&m_regex, text.c_str(), REG_EXTENDED | REG_NOSUB) == 0) {
         if (!m_valid) {
-            KRPrintf(LOG_TYPE_DEFAULT, Enum2String(LOG_CATEG_RECORDER),
-                     Enum2String(LOG_LEVEL_ERROR), "utility", __LINE__, "KRRegEx",
-                     "Invalid pattern [%s].\n", text.c_str());
+            LogFailure("KRRegEx", "Invalid pattern [" + text + "].");
         }
     }
     ~Pattern() {
@@ -78,6 +82,10 @@ bool ListDirs(const fs::path& dir, const fs::path& shown, bool recursive, const 
         }
     }
     if (error) {
+        if (error != std::errc::no_such_file_or_directory) {
+            LogFailure("GetDirsInDir",
+                       "Failed to list [" + dir.string() + "]: " + error.message() + ".");
+        }
         return false;
     }
     std::sort(names.begin(), names.end());
