@@ -1,10 +1,12 @@
 #include "platform/recording.h"
 #include "recorder/database/databases.h"
+#include "recorder/database/idlist.h"
 #include "recorder/database/quote.h"
 #include "recorder/support/edge.h"
 #include "recorder/utility/format.h"
 
 #include <ctime>
+#include <functional>
 
 namespace recorder {
 
@@ -29,13 +31,9 @@ const char* NameOf(EVENT_UPDATE_ACTION action) {
 std::string EventListPayload(const std::list<Event>& events, int camId,
                              EVENT_UPDATE_ACTION action) {
     const unsigned long long stamp = events.empty() ? 0 : events.front().GetRecCntTimestamp();
-    std::string ids;
-    for (const Event& event : events) {
-        ids += (ids.empty() ? "" : ",") + std::to_string(event.GetId());
-    }
     return Format(R"({"camera":%d,"action":"%s","stamp":%llu,"ids":[)", camId, NameOf(action),
                   stamp) +
-           ids + "]}";
+           JoinIds(events, std::mem_fn(&Event::GetId)) + "]}";
 }
 
 } // namespace

@@ -1,9 +1,12 @@
 #include "platform/database.h"
 #include "platform/recording.h"
 #include "recorder/database/databases.h"
+#include "recorder/database/idlist.h"
 #include "recorder/recording/evidence.h"
 #include "recorder/support/edge.h"
 #include "recorder/support/error.h"
+
+#include <functional>
 
 namespace recorder {
 
@@ -20,14 +23,6 @@ void CheckFilter(const EventFilterParam& filter) {
         throw Error("can't remove rows by the ids \"" + filter.idList +
                     "\": expected numbers separated by commas");
     }
-}
-
-std::string JoinIds(const std::list<int>& ids) {
-    std::string text;
-    for (const int id : ids) {
-        text += (text.empty() ? "" : ",") + std::to_string(id);
-    }
-    return text;
 }
 
 // Removes the rows with these ids, as far as the SQL restriction allows, once it is proven that
@@ -56,7 +51,7 @@ int DelUnrefRecsFromDB(EventFilterParam filter) {
 
 int AlertDelUnrefRecsFromDB(const std::list<int>& ids, int camId) {
     return recorder::AtEdge(-1, [&] {
-        return recorder::RemoveRows(gszTableAlertEvent, recorder::JoinIds(ids),
+        return recorder::RemoveRows(gszTableAlertEvent, recorder::JoinIds(ids, std::identity()),
                                     " AND camera_id = " + std::to_string(camId),
                                     recorder::kAlertRecordingFolder);
     });

@@ -1,9 +1,11 @@
 #include "platform/taskstatus.h"
 #include "recorder/camera/cameratable.h"
 #include "recorder/database/databases.h"
+#include "recorder/database/idlist.h"
 #include "recorder/logging/recorderlog.h"
 #include "recorder/support/edge.h"
 
+#include <functional>
 #include <string>
 
 namespace recorder {
@@ -17,14 +19,6 @@ std::string NewestEventId() {
         .Field(0, 0);
 }
 
-std::string JoinIds(const std::vector<CameraRow>& cameras) {
-    std::string ids;
-    for (const CameraRow& camera : cameras) {
-        ids += (ids.empty() ? "" : ",") + std::to_string(camera.id);
-    }
-    return ids;
-}
-
 void RemoveEventsOfInvalidCameras() {
     // Asked before the cameras are: a camera that is added meanwhile has newer events only.
     const std::string newest = NewestEventId();
@@ -34,7 +28,8 @@ void RemoveEventsOfInvalidCameras() {
                    "alone");
         return;
     }
-    Execute(KRDB::DB_RECORDING, "DELETE FROM event WHERE camera_id NOT IN (" + JoinIds(cameras) +
+    Execute(KRDB::DB_RECORDING, "DELETE FROM event WHERE camera_id NOT IN (" +
+                                    JoinIds(cameras, std::mem_fn(&CameraRow::id)) +
                                     ") AND id <= " + newest + ";");
 }
 
