@@ -13,9 +13,11 @@ int Insert(bool transaction, bool waitForLock) {
     return KRDB::Execute(KRDB::DB_SYSTEM, kInsert, nullptr, false, transaction, waitForLock, true);
 }
 
-const contract::Probe kImpatientInsert("insert into a locked database", [] {
-    return Insert(true, true) == 0 ? std::string("inserted") : std::string("refused");
-});
+std::string InsertPatiently() {
+    return Insert(true, true) == 0 ? "inserted" : "refused";
+}
+
+const contract::Probe kPatientInsert("insert into a locked database", InsertPatiently);
 
 class DatabaseLock : public contract::ContractTest {
 protected:
@@ -57,7 +59,7 @@ TEST_F(DatabaseLock, WaitsNoLongerThanTheSettingsAllow) {
     world::PutSettings("[database]\nlock_timeout_ms = 20\n");
     const world::ForeignWriter writer(KRDB::DB_SYSTEM);
 
-    EXPECT_EQ(kImpatientInsert.Run(), "refused");
+    EXPECT_EQ(kPatientInsert.Run(), "refused");
 }
 
 TEST_F(DatabaseLock, ReadsWhileAnotherProcessWrites) {

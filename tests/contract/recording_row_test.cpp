@@ -125,7 +125,7 @@ TEST_F(RecordingRow, IsBroughtUpToDateAndKeepsItsId) {
 
     EXPECT_THAT(Store(changed.strSqlInsert()), ElementsAre("1"));
 
-    EXPECT_EQ(Events().size(), 2U);
+    ASSERT_EQ(Events().size(), 2U);
     EXPECT_EQ(Events().front(),
               (world::Row{"1", "9", "4", "a", "1", "2", "3", "1", "PCM", "5", "6"}));
 }

@@ -47,7 +47,7 @@ TEST_F(SnapshotRow, IsStoredWithOthersInOneText) {
 
     ASSERT_EQ(Store(sql), 0);
 
-    EXPECT_THAT(Rows(), SizeIs(2000));
+    ASSERT_THAT(Rows(), SizeIs(2000));
     EXPECT_EQ(Rows().back(), (world::Row{"2000", "2000", "2000", "2000"}));
 }
 

@@ -10,7 +10,11 @@ constexpr int kAnotherRun = 75;
 constexpr int kStoreFails = 74;
 constexpr int kBadSettings = 78;
 
-const contract::Probe kRegister("register", [] { return std::to_string(KRIndex::RegTaskStart()); });
+std::string Register() {
+    return std::to_string(KRIndex::RegTaskStart());
+}
+
+const contract::Probe kRegister("register", Register);
 
 class TaskStatusRegistration : public contract::ContractTest {
 protected:

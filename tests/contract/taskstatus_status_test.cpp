@@ -46,8 +46,11 @@ uint64_t BitsOf(double value) {
     return bits;
 }
 
-const contract::Probe kProgress("progress",
-                                [] { return std::to_string(BitsOf(KRIndex::GetTaskProgress())); });
+std::string ProgressBits() {
+    return std::to_string(BitsOf(KRIndex::GetTaskProgress()));
+}
+
+const contract::Probe kProgress("progress", ProgressBits);
 
 TEST_F(TaskStatusProgress, IsZeroWhenNoneWasEverStored) {
     EXPECT_EQ(BitsOf(KRIndex::GetTaskProgress()), BitsOf(0.0));

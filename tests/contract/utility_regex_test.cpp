@@ -62,7 +62,7 @@ TEST_F(UtilityRegEx, TellsOfABrokenPatternOnce) {
     const KRRegEx first("(told of once");
     const KRRegEx second("(told of once");
 
-    EXPECT_THAT(world::Log(), SizeIs(1));
+    ASSERT_THAT(world::Log(), SizeIs(1));
     EXPECT_THAT(world::Log().front(), HasSubstr("(told of once"));
 }
 
