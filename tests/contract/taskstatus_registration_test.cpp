@@ -18,7 +18,7 @@ const contract::Probe kRegister("register", Register);
 
 class TaskStatusRegistration : public contract::ContractTest {
 protected:
-    ~TaskStatusRegistration() override { KRIndex::RegTaskDone(); }
+    void TearDown() override { KRIndex::RegTaskDone(); }
 };
 
 TEST_F(TaskStatusRegistration, SucceedsAndSetsTheProgressToZero) {

@@ -18,11 +18,11 @@ using testing::SizeIs;
 
 class TaskStatusProgress : public contract::ContractTest {
 protected:
-    ~TaskStatusProgress() override { KRIndex::RegTaskDone(); }
+    void TearDown() override { KRIndex::RegTaskDone(); }
 };
 class TaskStatusRecord : public contract::ContractTest {
 protected:
-    ~TaskStatusRecord() override { KRIndex::RegTaskDone(); }
+    void TearDown() override { KRIndex::RegTaskDone(); }
 
     static std::vector<world::Row> Record() {
         return world::Read(KRDB::DB_SYSTEM, "SELECT start_tm, recording_count, done FROM task;");

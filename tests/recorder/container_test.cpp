@@ -101,7 +101,8 @@ TEST(ContainerFrames, BeyondEightMebibytesAreTakenToBeLikeTheFirst) {
 
     const ContainerInfo info = recorder::ReadContainer(source, ContainerKind::Mxg);
 
-    const double seconds = 40.0 / 25 * static_cast<double>(whole.size() / part.size());
+    const std::size_t copies = whole.size() / part.size();
+    const double seconds = 40.0 / 25 * static_cast<double>(copies);
     EXPECT_NEAR(info.durationSec, seconds, 2);
 }
 

@@ -10,14 +10,14 @@ using recorder::Pixels;
 
 // A picture of letters, one for each pixel, rows separated by "/".
 Pixels FromLetters(const std::string& letters) {
-    const auto width = static_cast<int>(letters.find('/'));
-    const auto height = static_cast<int>((letters.size() + 1) / (letters.find('/') + 1));
-    Pixels picture(width, height);
-    for (int y = 0; y < height; ++y) {
-        for (int x = 0; x < width; ++x) {
-            const auto letter = letters[static_cast<std::size_t>(y * (width + 1) + x)];
-            picture.At(x, y)[0] = static_cast<uint8_t>(letter);
-            picture.At(x, y)[2] = static_cast<uint8_t>(letter + 1);
+    const std::size_t stride = letters.find('/') + 1;
+    Pixels picture(static_cast<int>(stride) - 1, static_cast<int>((letters.size() + 1) / stride));
+    for (std::size_t i = 0; i < letters.size(); ++i) {
+        if (letters[i] != '/') {
+            uint8_t* const pixel =
+                picture.At(static_cast<int>(i % stride), static_cast<int>(i / stride));
+            pixel[0] = static_cast<uint8_t>(letters[i]);
+            pixel[2] = static_cast<uint8_t>(letters[i] + 1);
         }
     }
     return picture;

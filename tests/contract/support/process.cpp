@@ -150,7 +150,7 @@ std::string OutputOf(const std::string& commandLine) {
     if (pipe == nullptr) {
         throw std::runtime_error("can't run " + commandLine);
     }
-    const std::string output = ReadToEnd(fileno(pipe));
+    std::string output = ReadToEnd(fileno(pipe));
     if (pclose(pipe) != 0) {
         throw std::runtime_error("failed: " + commandLine);
     }
