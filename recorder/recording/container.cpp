@@ -27,7 +27,6 @@ constexpr int kIoBufferBytes = 32 * 1024;
 constexpr std::size_t kMaxAllocationBytes = 256UL * 1024 * 1024;
 constexpr int kMxgFramesPerSecond = 25;
 constexpr int64_t kMxgCountedBytes = 8L * 1024 * 1024;
-constexpr int64_t kMaxPackets = 1'000'000;
 constexpr AVRational kMicrosecond{1, AV_TIME_BASE};
 
 // What libavformat said last while it read the container; it knows more than its error codes tell.
@@ -261,42 +260,13 @@ int64_t StreamDurationUs(const AVStream& stream) {
     return av_rescale_q(stream.duration, stream.time_base, kMicrosecond);
 }
 
-// The end of what a stream's index tells of; 0 without an index.
-int64_t IndexedDurationUs(AVStream& stream) {
-    const int count = avformat_index_get_entries_count(&stream);
-    if (count < 2) {
-        return 0;
-    }
-    const int64_t last = avformat_index_get_entry(&stream, count - 1)->timestamp;
-    const int64_t first = avformat_index_get_entry(&stream, 0)->timestamp;
-    const int64_t perFrame = (last - first) / (count - 1);
-    return av_rescale_q(last + perFrame, stream.time_base, kMicrosecond);
-}
-
-// Goes through a container that is recorded in fragments and so doesn't tell its length in front.
-// The streams are discarded: their packets are passed over, not read.
-int64_t FragmentsDurationUs(AVFormatContext& context) {
-    const std::span streams(context.streams, context.nb_streams);
-    for (AVStream* const stream : streams) {
-        stream->discard = AVDISCARD_ALL;
-    }
-    const std::unique_ptr<AVPacket, FreePacket> packet(av_packet_alloc());
-    for (int64_t n = 0; n < kMaxPackets && av_read_frame(&context, packet.get()) >= 0; ++n) {
-        av_packet_unref(packet.get());
-    }
-    int64_t duration = 0;
-    for (AVStream* const stream : streams) {
-        duration = std::max(duration, IndexedDurationUs(*stream));
-    }
-    return duration;
-}
-
-int64_t DurationUs(AVFormatContext& context) {
+// The length that the container tells; 0 when it tells none.
+int64_t DurationUs(const AVFormatContext& context) {
     int64_t duration = context.duration == AV_NOPTS_VALUE ? 0 : context.duration;
     for (const AVStream* const stream : std::span(context.streams, context.nb_streams)) {
         duration = std::max(duration, StreamDurationUs(*stream));
     }
-    return duration > 0 ? duration : FragmentsDurationUs(context);
+    return duration;
 }
 
 int32_t ToSeconds(int64_t durationUs) {
@@ -333,7 +303,7 @@ ContainerInfo ReadFrames(AVFormatContext& context, double shareCounted) {
     return info;
 }
 
-ContainerInfo ReadHeaders(AVFormatContext& context) {
+ContainerInfo ReadHeaders(const AVFormatContext& context) {
     ContainerInfo info;
     FillStreams(context, info);
     info.durationSec = ToSeconds(DurationUs(context));

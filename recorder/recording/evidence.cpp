@@ -10,6 +10,8 @@
 #include <map>
 #include <set>
 
+#include <sys/stat.h>
+
 namespace recorder {
 
 namespace {
@@ -48,9 +50,18 @@ std::string RecordingFolder(int camId, const std::string& subFolder) {
     return subFolder.empty() ? storage : storage + "/" + subFolder;
 }
 
+// A link whose target is gone: an unmounted disk, not a folder that was removed.
+bool IsLink(const std::string& path) {
+    struct stat64 st = {};
+    return lstat64(path.c_str(), &st) == 0 && S_ISLNK(st.st_mode);
+}
+
 void DemandReadableOrAbsent(const std::string& folder) {
     try {
-        ListFolder(folder, [](const FolderEntry&) { return true; });
+        const FolderListing listing = ListFolder(folder, [](const FolderEntry&) { return true; });
+        if (listing == FolderListing::Absent && IsLink(folder)) {
+            throw Error("the link " + folder + " leads nowhere");
+        }
     } catch (const Error& error) {
         throw Error(std::string("no row is removed: ") + error.what());
     }
