@@ -133,6 +133,7 @@ int RecordingCount::Recount() {
     return fakes::RecordCall("Recount");
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the contract passes a copy
 int DelUnrefRecsFromDB(EventFilterParam filter) {
     const int failed = fakes::RecordCall("DelUnrefRecsFromDB", filter.idList, filter.limit);
     return failed == 0 && filter.limit != 0 ? -1 : failed;

@@ -3,6 +3,7 @@
 #include "platform/logging.h"
 
 #include <algorithm>
+#include <utility>
 
 #include <unistd.h>
 
@@ -155,7 +156,7 @@ Rows ScriptedPlatform::RowsOf(const std::string& sql) {
         return IdPathRows({});
     }
     if (!insertResults.empty()) {
-        const Rows rows = insertResults.front();
+        Rows rows = std::move(insertResults.front());
         insertResults.pop_front();
         return rows;
     }

@@ -34,6 +34,14 @@ std::string OfEvents(const std::string& level, const std::string& func, const st
     return Log(level, "eventindexer", func, text);
 }
 
+std::string Announced(const std::string& event) {
+    return "NotifyEventListUpdate([" + event + "], camera 1, 0, 0, 0, 0)";
+}
+
+std::string Asked(const std::string& path, bool alert) {
+    return "GetEvtRecInfo(info, \"" + path + "\", " + (alert ? "true" : "false") + ")";
+}
+
 TEST_F(WholeRunTest, RecordingsOfTwoCameras) {
     // Given: camera 1 with a recording that has a row, one that has none, a row whose file is
     // gone, and empty folders; camera 2 whose storage folder is missing, with one row.
@@ -64,7 +72,7 @@ TEST_F(WholeRunTest, RecordingsOfTwoCameras) {
             Query(4, EventSelect(1)),
             "KRDBFreeResult(result)",
             InitComplete(2),
-            "GetEvtRecInfo(info, \"DIR/cam1/20140312PM/20140312-101500-0000000012.mp4\", false)",
+            Asked("DIR/cam1/20140312PM/20140312-101500-0000000012.mp4", false),
             OfEvents("detail", "ProcessFile",
                      "Add recording [DIR/cam1/20140312PM/20140312-101500-0000000012.mp4] info: "
                      "Size: [500], Start [12], End [12], Duration: [0], VdoType: [0], AdoType: "
@@ -75,8 +83,7 @@ TEST_F(WholeRunTest, RecordingsOfTwoCameras) {
                      "'20140312PM/20140312-101500-0000000012.mp4', 12, 12, 500, 0, '', 0, 0) "
                      "RETURNING id;"),
             "AddRecCounts([1 at 12], 0)",
-            "NotifyEventListUpdate([1001 20140312PM/20140312-101500-0000000012.mp4 stamp 1], "
-            "camera 1, 0, 0, 0, 0)",
+            Announced("1001 20140312PM/20140312-101500-0000000012.mp4 stamp 1"),
             "KRDBFreeResult(result)",
             OfEvents("detail", "RemoveUnrefRecs", "Found [1] unreferenced event records.\n"),
             "DelUnrefRecsFromDB(\"22\", 0)",
@@ -170,15 +177,14 @@ TEST_F(WholeRunTest, AllFourJobs) {
             "GetDirsInDir(\"DIR/cam1\", list, true, false, \"^[0-9]{8}[AP]M$\")",
             Query(4, EventSelect(1)),
             "KRDBFreeResult(result)",
-            "GetEvtRecInfo(info, \"DIR/cam1/20140312AM/20140312-101500-0000000011.mp4\", false)",
+            Asked("DIR/cam1/20140312AM/20140312-101500-0000000011.mp4", false),
             "FillEvtInfo(event, \"20140312AM/20140312-101500-0000000011.mp4\", false, 0, 1, 0, 1)",
             "Camera::Load(1, 0, 0)",
             Query(4, "INSERT INTO event VALUES (0, 1, "
                      "'20140312AM/20140312-101500-0000000011.mp4', 11, 11, 0, 0, '', 0, 0) "
                      "RETURNING id;"),
             "AddRecCounts([1 at 11], 0)",
-            "NotifyEventListUpdate([1001 20140312AM/20140312-101500-0000000011.mp4 stamp 1], "
-            "camera 1, 0, 0, 0, 0)",
+            Announced("1001 20140312AM/20140312-101500-0000000011.mp4 stamp 1"),
             "KRDBFreeResult(result)",
             "DelUnrefRecsFromDB(\"21\", 0)",
             "GetRecThmbnailDirPath(\"DIR/cam1\")",
@@ -198,8 +204,7 @@ TEST_F(WholeRunTest, AllFourJobs) {
             "GetDirsInDir(\"DIR/cam1/laRec\", list, true, false, \"^[0-9]{8}[AP]M$\")",
             Query(4, AlertEventSelect(1)),
             "KRDBFreeResult(result)",
-            "GetEvtRecInfo(info, \"DIR/cam1/laRec/20140312AM/20140312-101500-0000000012.mp4\", "
-            "true)",
+            Asked("DIR/cam1/laRec/20140312AM/20140312-101500-0000000012.mp4", true),
             Statement(4, "INSERT INTO alert_event VALUES (0, 1, "
                          "'20140312AM/20140312-101500-0000000012.mp4', 12, 12, 0, 0, 1, 0, '', 0, "
                          "0) RETURNING id;"),

@@ -1,6 +1,8 @@
 #include "tests/unit/support/platformtest.h"
 #include "tests/unit/support/probeindexer.h"
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <filesystem>
 
@@ -124,6 +126,24 @@ TEST_F(DirectoryWalkTest, VanishedFileIsProcessedWithTheStatusOfTheFileBefore) {
     ASSERT_EQ(m_indexer.stats.size(), 2U);
     EXPECT_EQ(m_indexer.stats[1].st_size, 4321);
     EXPECT_EQ(m_indexer.stats[1].st_ino, m_indexer.stats[0].st_ino);
+}
+
+// Leaves no zeros where the next call's variables will lie.
+__attribute__((noinline)) void SoilTheStack() {
+    std::array<unsigned char, 65536> soil;
+    std::fill(soil.begin(), soil.end(), 0xa5);
+    asm volatile("" : : "r"(soil.data()) : "memory"); // keeps the writes
+}
+
+TEST_F(DirectoryWalkTest, VanishedFirstFileIsProcessedWithAnEmptyStatus) {
+    MakeDir("d");
+    libc.listings[Path("d")] = {{"vanished"}};
+    SoilTheStack();
+    m_indexer.ProcessDirAndFiles(Path("d"));
+    ASSERT_EQ(m_indexer.stats.size(), 1U);
+    EXPECT_EQ(m_indexer.stats[0].st_ino, 0U);
+    EXPECT_EQ(m_indexer.stats[0].st_size, 0);
+    EXPECT_EQ(m_indexer.stats[0].st_ctim.tv_sec, 0);
 }
 
 TEST_F(DirectoryWalkTest, FileWithoutStatusIsLoggedAndSkipped) {

@@ -68,8 +68,7 @@ TEST_F(EventAddTest, NothingToAddCallsNothing) {
     EXPECT_EQ(Transcript(), Lines({
                                 "Camera::Load(1, 0, 0)",
                                 "IsExistDir(\"DIR/cam1\")",
-                                "GetDirsInDir(\"DIR/cam1\", list, true, false, "
-                                "\"^[0-9]{8}[AP]M$\")",
+                                R"(GetDirsInDir("DIR/cam1", list, true, false, "^[0-9]{8}[AP]M$"))",
                                 Query(4, EventSelect(1)),
                                 "KRDBFreeResult(result)",
                                 "GetRecThmbnailDirPath(\"DIR/cam1\")",

@@ -54,6 +54,10 @@ std::string Mismatch(const std::string& name) {
                "Snapshot [" + name + "] doesn't match naming pattern.\n");
 }
 
+std::string SqlOf(const std::string& name, const std::string& timeAndSize) {
+    return "ReindexSnapshotSql(\"DIR/snap/" + name + "\", \"" + name + "\", " + timeAndSize + ")";
+}
+
 TEST_F(SnapshotIndexerTest, AddsASnapshotThatHasNoRow) {
     MakeSnapshot(kSnapshot, 1704067300, 1704067200, 77);
 
@@ -72,8 +76,7 @@ TEST_F(SnapshotIndexerTest, AddsASnapshotThatHasNoRow) {
                   "IsFileExist(\"DIR/snap/@Thumbnail/cam1-20240101-1704067200.jpg\")",
                   "CreateThumbnail(\"DIR/snap/cam1-20240101-1704067200.jpg\")",
                   "GetSnapshotFullPath()",
-                  "ReindexSnapshotSql(\"DIR/snap/cam1-20240101-1704067200.jpg\", "
-                  "\"cam1-20240101-1704067200.jpg\", 1704067200, 77)",
+                  SqlOf("cam1-20240101-1704067200.jpg", "1704067200, 77"),
                   Statement(8, "INSERT INTO snapshot VALUES "
                                "('cam1-20240101-1704067200.jpg', 1704067200, 77);"),
                   Log("detail", "indexer", "RemoveUnrefRecs", "Found [0] records.\n"),
@@ -180,10 +183,8 @@ TEST_F(SnapshotIndexerTest, SizeIsNarrowedTo32Bits) {
     libc.listings[Path("snap")] = {{kSnapshot}, {"b-20240101-1704067200.jpg"}};
     EXPECT_EQ(Run(), 2);
     EXPECT_EQ(Lookups(), Lines({
-                             "ReindexSnapshotSql(\"DIR/snap/cam1-20240101-1704067200.jpg\", "
-                             "\"cam1-20240101-1704067200.jpg\", 100, 7)",
-                             "ReindexSnapshotSql(\"DIR/snap/b-20240101-1704067200.jpg\", "
-                             "\"b-20240101-1704067200.jpg\", 100, -1)",
+                             SqlOf("cam1-20240101-1704067200.jpg", "100, 7"),
+                             SqlOf("b-20240101-1704067200.jpg", "100, -1"),
                          }));
 }
 

@@ -13,6 +13,7 @@ int RunMain(const std::vector<std::string>& args) {
     std::vector<std::string> texts = {"krindexer"};
     texts.insert(texts.end(), args.begin(), args.end());
     std::vector<char*> argv;
+    argv.reserve(texts.size() + 1);
     for (std::string& text : texts) {
         argv.push_back(text.data());
     }

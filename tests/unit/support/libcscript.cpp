@@ -200,8 +200,11 @@ int __wrap_readdir64_r(DIR* dir, dirent64* buffer, dirent64** entry) {
     const auto limit = script.readErrorAfter.find(open.path);
     if (limit != script.readErrorAfter.end() &&
         open.delivered >= static_cast<std::size_t>(limit->second)) {
-        *entry = buffer; // an error must be believed even if an entry seems to be there
-        return EIO;
+        // An error must be believed even if an entry seems to be there. Whoever reads on finds the
+        // end of the folder.
+        const bool first = open.delivered++ == static_cast<std::size_t>(limit->second);
+        *entry = first ? buffer : nullptr;
+        return first ? EIO : 0;
     }
     const auto listing = script.listings.find(open.path);
     if (listing != script.listings.end()) {

@@ -39,7 +39,7 @@ std::string PlatformTest::MakeDir(const std::string& name) {
 }
 
 std::string PlatformTest::MakeFile(const std::string& name, uint64_t sizeBytes) {
-    const std::string path = Path(name);
+    std::string path = Path(name);
     std::filesystem::create_directories(std::filesystem::path(path).parent_path());
     if (!std::ofstream(path)) {
         throw std::runtime_error("can't make " + path);

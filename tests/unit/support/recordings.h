@@ -42,6 +42,7 @@ inline std::vector<int> IdsInMapOrder(const std::vector<std::pair<std::string, i
         map.insert(row); // one by one: filling the map at once would order it otherwise
     }
     std::vector<int> ids;
+    ids.reserve(map.size());
     for (const auto& [name, id] : map) {
         ids.push_back(id);
     }
