@@ -12,7 +12,7 @@ namespace recorder {
 
 namespace {
 
-const DbgLogCfg* ConfiguredDbgLog() {
+const DbgLogCfg* ConfiguredDbgLog() noexcept {
     const auto& debugLog = SettingsOrDefaults().debugLog;
     return debugLog ? &*debugLog : nullptr;
 }
@@ -50,7 +50,7 @@ std::string InBrackets(const char* text) {
 
 } // namespace recorder
 
-const DbgLogCfg* g_pDbgLogCfg = recorder::ConfiguredDbgLog(); // NOLINT(cert-err58-cpp): no throw
+const DbgLogCfg* g_pDbgLogCfg = recorder::ConfiguredDbgLog();
 pid_t g_DbgLogPid = 0;
 
 void KRPrintf(LOG_TYPE /*type*/, const char* categ, const char* level, const char* file, int line,

@@ -1,7 +1,6 @@
 #include "recorder/snapshot/orientation.h"
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <optional>
 #include <string_view>
