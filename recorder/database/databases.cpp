@@ -1,39 +1,83 @@
 #include "recorder/database/databases.h"
 
 #include "recorder/database/schema.h"
-#include "recorder/settings/settings.h"
-#include "recorder/support/error.h"
+#include "recorder/ledger/run.h"
+#include "recorder/utility/format.h"
 
+#include <cstdlib>
 #include <map>
+#include <memory>
 
 namespace recorder {
 
 namespace {
 
-using OpenDatabases = std::map<KRDB::DB_INSTANCE, SqliteDatabase>;
+struct OpenDatabase {
+    std::unique_ptr<Database> database;
+    long run = 0; // that what it does is attributed to; 0 = none
+};
+
+// By the first of the instances that a database holds.
+using OpenDatabases = std::map<KRDB::DB_INSTANCE, OpenDatabase>;
+
+// The ledger is in the order of time, so the search ends at the first row that stays.
+constexpr const char* kForgetSql =
+    "DELETE FROM removed WHERE id < coalesce("
+    "(SELECT id FROM removed WHERE removed_tm >= %ld ORDER BY id LIMIT 1), 9223372036854775807);";
 
 OpenDatabases& Databases() {
     static OpenDatabases databases;
     return databases;
 }
 
-SqliteDatabase& Database(KRDB::DB_INSTANCE instance) {
+OpenDatabase& DatabaseOf(KRDB::DB_INSTANCE instance) {
+    const KRDB::DB_INSTANCE first = InstancesBeside(instance).front();
     OpenDatabases& databases = Databases();
-    const auto found = databases.find(instance);
+    const auto found = databases.find(first);
     if (found != databases.end()) {
         return found->second;
     }
-    const std::string path = DatabasePath(instance);
-    SqliteDatabase database = SqliteDatabase::Open(path, GetSettings().database.lockTimeoutMs);
-    CheckSchemaVersion(database, path);
-    return databases.emplace(instance, std::move(database)).first->second;
+    std::unique_ptr<Database> database = OpenDatabaseOf(instance);
+    CheckSchemaVersion(*database);
+    return databases.emplace(first, OpenDatabase{std::move(database)}).first->second;
+}
+
+void Attribute(OpenDatabase& open, KRDB::DB_INSTANCE instance, long run) {
+    if (open.run == run) {
+        return;
+    }
+    open.database->AttributeTo(run, MediaTablesBeside(instance));
+    open.run = run;
 }
 
 } // namespace
 
 DBResult_tag Execute(KRDB::DB_INSTANCE instance, const std::string& sql,
                      const ExecuteOptions& options) {
-    return Database(instance).Execute(sql, options);
+    return DatabaseOf(instance).database->Execute(sql, options);
+}
+
+DBResult_tag ExecuteInRun(KRDB::DB_INSTANCE instance, const std::string& sql,
+                          const ExecuteOptions& options) {
+    OpenDatabase& open = DatabaseOf(instance);
+    if (!options.readOnly) {
+        Attribute(open, instance, CurrentRun());
+    }
+    return open.database->Execute(sql, options);
+}
+
+void ForgetRemovedBefore(long oldestTm) {
+    for (const auto& [first, open] : Databases()) {
+        if (open.run == 0) {
+            continue;
+        }
+        // Asked first, as a deletion waits for other writers even if it finds nothing.
+        const DBResult_tag oldest =
+            open.database->Execute("SELECT removed_tm FROM removed ORDER BY id LIMIT 1;");
+        if (oldest.RowCount() > 0 && std::strtol(oldest.Field(0, 0), nullptr, 10) < oldestTm) {
+            open.database->Execute(Format(kForgetSql, oldestTm));
+        }
+    }
 }
 
 void CloseDatabases() {

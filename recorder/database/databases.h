@@ -3,16 +3,26 @@
 #pragma once
 
 #include "platform/database.h"
-#include "recorder/database/sqlite.h"
+#include "recorder/database/database.h"
 
 #include <string>
 
 namespace recorder {
 
 // Runs `sql` on a database of the recorder. Throws Error: the database is none, is missing, is of
-// another version, or SqliteDatabase::Execute failed.
+// another version, or Database::Execute failed.
 DBResult_tag Execute(KRDB::DB_INSTANCE instance, const std::string& sql,
                      const ExecuteOptions& options = {});
+
+// The same, on behalf of the run: what it removes can be put back. Throws Error also when the run
+// can't be recorded; nothing has then changed.
+DBResult_tag ExecuteInRun(KRDB::DB_INSTANCE instance, const std::string& sql,
+                          const ExecuteOptions& options = {});
+
+// Forgets the rows that were removed before `oldestTm` (seconds since the epoch), in each database
+// on which something was executed on behalf of the run. They can't be put back any more. Throws
+// Error.
+void ForgetRemovedBefore(long oldestTm);
 
 // Closes all of them. A connection must not be carried into a forked child: the two processes would
 // take each other's locks for their own.

@@ -9,7 +9,7 @@
 int KRDB::Execute(DB_INSTANCE db, std::string sql, DBResult_tag** result, bool readOnly,
                   bool transaction, bool waitForLock, bool logError) {
     try {
-        DBResult_tag rows = recorder::Execute(db, sql, {readOnly, transaction, waitForLock});
+        DBResult_tag rows = recorder::ExecuteInRun(db, sql, {readOnly, transaction, waitForLock});
         if (result != nullptr) {
             *result = new DBResult_tag(std::move(rows)); // KRDBFreeResult is its end
         }

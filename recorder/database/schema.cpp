@@ -1,67 +1,144 @@
 #include "recorder/database/schema.h"
 
+#include "recorder/database/postgres.h"
 #include "recorder/database/schemasql.h"
+#include "recorder/database/sqlite.h"
 #include "recorder/settings/settings.h"
 #include "recorder/support/error.h"
 #include "recorder/support/paths.h"
 
+#include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <filesystem>
+#include <optional>
 
 namespace recorder {
 
 namespace {
 
-constexpr long kSchemaVersion = 1;
+constexpr long kSchemaVersion = 2;
 
 struct DatabaseFile {
     KRDB::DB_INSTANCE instance;
-    const char* fileName;
-    const char* schemaSql;
+    const char* name;
 };
 
 constexpr std::array kDatabaseFiles{
-    DatabaseFile{KRDB::DB_SYSTEM, "system.db", kSystemSchemaSql},
-    DatabaseFile{KRDB::DB_RECORDING, "recording.db", kRecordingSchemaSql},
-    DatabaseFile{KRDB::DB_SNAPSHOT, "snapshot.db", kSnapshotSchemaSql},
+    DatabaseFile{KRDB::DB_SYSTEM, "system.db"},
+    DatabaseFile{KRDB::DB_RECORDING, "recording.db"},
+    DatabaseFile{KRDB::DB_SNAPSHOT, "snapshot.db"},
 };
 
-long SchemaVersion(SqliteDatabase& database) {
-    return std::strtol(database.Execute("PRAGMA user_version").Field(0, 0), nullptr, 10);
-}
+// What leads from the version before to `version`.
+struct SchemaStep {
+    long version;
+    std::optional<KRDB::DB_INSTANCE> instance; // nothing: every database
+    const char* sql;
+    bool postgresOnly = false;
+};
 
-} // namespace
+constexpr std::array kSchemaSteps{
+    SchemaStep{1, KRDB::DB_SYSTEM, kSchema1System},
+    SchemaStep{1, KRDB::DB_RECORDING, kSchema1Recording},
+    SchemaStep{1, KRDB::DB_SNAPSHOT, kSchema1Snapshot},
+    SchemaStep{2, KRDB::DB_SYSTEM, kSchema2System},
+    SchemaStep{2, KRDB::DB_RECORDING, kSchema2Recording},
+    SchemaStep{2, std::nullopt, kSchema2Ledger},
+    SchemaStep{2, std::nullopt, kSchema2Postgresql, true},
+};
 
-std::string DatabasePath(KRDB::DB_INSTANCE instance) {
+const DatabaseFile& FileOf(KRDB::DB_INSTANCE instance) {
     for (const DatabaseFile& file : kDatabaseFiles) {
         if (file.instance == instance) {
-            return std::string(kDatabaseDir) + "/" + file.fileName;
+            return file;
         }
     }
     throw Error("there is no database with the number " + std::to_string(instance));
 }
 
-void CheckSchemaVersion(SqliteDatabase& database, const std::string& path) {
-    const long version = SchemaVersion(database);
+bool OnPostgres() {
+    return GetSettings().database.postgres.has_value();
+}
+
+std::string SchemaSql(const std::vector<KRDB::DB_INSTANCE>& instances, long version) {
+    std::string sql;
+    for (const SchemaStep& step : kSchemaSteps) {
+        const bool here = !step.instance || std::find(instances.begin(), instances.end(),
+                                                      *step.instance) != instances.end();
+        if (step.version == version && here && (OnPostgres() || !step.postgresOnly)) {
+            sql += step.sql;
+        }
+    }
+    return sql;
+}
+
+void BringUpToDate(Database& database, const std::vector<KRDB::DB_INSTANCE>& instances) {
+    for (long version = database.SchemaVersion() + 1; version <= kSchemaVersion; ++version) {
+        database.ApplySchema(SchemaSql(instances, version), version);
+    }
+    CheckSchemaVersion(database);
+}
+
+} // namespace
+
+std::vector<KRDB::DB_INSTANCE> InstancesBeside(KRDB::DB_INSTANCE instance) {
+    if (!OnPostgres()) {
+        return {FileOf(instance).instance};
+    }
+    (void)FileOf(instance); // there is none without a file
+    std::vector<KRDB::DB_INSTANCE> instances;
+    for (const DatabaseFile& file : kDatabaseFiles) {
+        instances.push_back(file.instance);
+    }
+    return instances;
+}
+
+std::vector<MediaTable> MediaTablesBeside(KRDB::DB_INSTANCE instance) {
+    const std::vector<KRDB::DB_INSTANCE> instances = InstancesBeside(instance);
+    std::vector<MediaTable> tables;
+    for (const MediaTable& table : MediaTables()) {
+        if (std::find(instances.begin(), instances.end(), table.instance) != instances.end()) {
+            tables.push_back(table);
+        }
+    }
+    return tables;
+}
+
+std::string DatabasePath(KRDB::DB_INSTANCE instance) {
+    return std::string(kDatabaseDir) + "/" + FileOf(instance).name;
+}
+
+std::unique_ptr<Database> OpenDatabaseOf(KRDB::DB_INSTANCE instance) {
+    const DatabaseSettings& settings = GetSettings().database;
+    if (settings.postgres) {
+        return std::make_unique<PostgresDatabase>(*settings.postgres, settings.lockTimeoutMs);
+    }
+    return std::make_unique<SqliteDatabase>(
+        SqliteDatabase::Open(DatabasePath(instance), settings.lockTimeoutMs));
+}
+
+void CheckSchemaVersion(Database& database) {
+    const long version = database.SchemaVersion();
     if (version != kSchemaVersion) {
-        throw Error("database " + path + " has schema version " + std::to_string(version) +
+        throw Error(database.Name() + " has schema version " + std::to_string(version) +
                     "; expected " + std::to_string(kSchemaVersion) +
                     ", as \"krctl init\" makes it");
     }
 }
 
 void InitDatabases() {
+    const DatabaseSettings& settings = GetSettings().database;
     std::filesystem::create_directories(kDatabaseDir);
+    if (settings.postgres) {
+        PostgresDatabase database(*settings.postgres, settings.lockTimeoutMs);
+        database.CreateSchema();
+        BringUpToDate(database, InstancesBeside(KRDB::DB_SYSTEM));
+        return;
+    }
     for (const DatabaseFile& file : kDatabaseFiles) {
-        const std::string path = DatabasePath(file.instance);
         SqliteDatabase database =
-            SqliteDatabase::Create(path, GetSettings().database.lockTimeoutMs);
-        if (SchemaVersion(database) == 0) {
-            database.Execute(std::string(file.schemaSql) +
-                             "PRAGMA user_version = " + std::to_string(kSchemaVersion) + ";");
-        }
-        CheckSchemaVersion(database, path);
+            SqliteDatabase::Create(DatabasePath(file.instance), settings.lockTimeoutMs);
+        BringUpToDate(database, {file.instance});
     }
 }
 

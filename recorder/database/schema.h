@@ -1,22 +1,32 @@
-// The tables of the recorder's databases, and their version.
+// The recorder's databases, the tables in them, and their version.
 
 #pragma once
 
 #include "platform/database.h"
-#include "recorder/database/sqlite.h"
+#include "recorder/database/database.h"
 
+#include <memory>
 #include <string>
+#include <vector>
 
 namespace recorder {
 
-// The file of a database. Throws Error for an instance that has none.
+// The instances that lie in one database with this one, itself among them, in ascending order: on
+// PostgreSQL all of them do. Throws Error for an instance that has no database.
+[[nodiscard]] std::vector<KRDB::DB_INSTANCE> InstancesBeside(KRDB::DB_INSTANCE instance);
+[[nodiscard]] std::vector<MediaTable> MediaTablesBeside(KRDB::DB_INSTANCE instance);
+
+// SQLite's file of an instance. Throws Error for an instance that has none.
 [[nodiscard]] std::string DatabasePath(KRDB::DB_INSTANCE instance);
 
-// Throws Error when the database is of another version than this program works on.
-void CheckSchemaVersion(SqliteDatabase& database, const std::string& path);
+// Opens a database that is there, on the engine that the settings choose. Throws Error.
+[[nodiscard]] std::unique_ptr<Database> OpenDatabaseOf(KRDB::DB_INSTANCE instance);
 
-// Makes what is missing: the databases' folder, the databases, their tables. What is there stays as
-// it is. Throws Error.
+// Throws Error when the database is of another version than this program works on.
+void CheckSchemaVersion(Database& database);
+
+// Makes what is missing: the databases and their tables. Tables of an older version are brought to
+// this program's. Throws Error.
 void InitDatabases();
 
 } // namespace recorder

@@ -1,8 +1,10 @@
 #include "recorder/database/sqlite.h"
 
+#include "recorder/database/statements.h"
 #include "recorder/support/error.h"
+#include "recorder/utility/format.h"
 
-#include <cstring>
+#include <cstdlib>
 #include <exception>
 #include <string_view>
 
@@ -11,14 +13,6 @@
 namespace recorder {
 
 namespace {
-
-constexpr std::size_t kQuotedSqlLength = 120;
-
-// The beginning of a statement, for a message.
-std::string Excerpt(const char* sql) {
-    const std::size_t length = strnlen(sql, kQuotedSqlLength + 1);
-    return length <= kQuotedSqlLength ? sql : std::string(sql, kQuotedSqlLength) + "...";
-}
 
 std::vector<std::string> ColumnNames(sqlite3_stmt* statement) {
     std::vector<std::string> names(static_cast<std::size_t>(sqlite3_column_count(statement)));
@@ -56,7 +50,47 @@ void TakeColumns(sqlite3_stmt* statement, DBResult_tag& rows) {
     }
 }
 
+std::string LedgerTriggerSql(long run, const MediaTable& table) {
+    return "CREATE TEMP TRIGGER IF NOT EXISTS keep_removed_" + table.name +
+           " AFTER DELETE ON main." + table.name +
+           " BEGIN"
+           " INSERT INTO removed (run, removed_tm, kind, row_id, " +
+           ColumnList(table.columns) + ") VALUES (" + std::to_string(run) + ", unixepoch(), '" +
+           table.name + "', OLD.id, " + ColumnList(table.columns, "OLD.") + "); END;";
+}
+
 } // namespace
+
+// Rows added and removed since the last transaction ended.
+struct SqliteDatabase::Attribution {
+    struct Count {
+        std::string table;
+        long added = 0;
+        long removed = 0;
+    };
+
+    void Add(int operation, std::string_view table) {
+        for (Count& count : counts) {
+            if (count.table == table) {
+                count.added += operation == SQLITE_INSERT ? 1 : 0;
+                count.removed += operation == SQLITE_DELETE ? 1 : 0;
+            }
+        }
+    }
+
+    void Clear() {
+        for (Count& count : counts) {
+            count.added = count.removed = 0;
+        }
+    }
+
+    long run = 0;
+    std::vector<Count> counts;
+};
+
+SqliteDatabase::~SqliteDatabase() = default;
+SqliteDatabase::SqliteDatabase(SqliteDatabase&& other) noexcept = default;
+SqliteDatabase& SqliteDatabase::operator=(SqliteDatabase&& other) noexcept = default;
 
 SqliteDatabase SqliteDatabase::Open(const std::string& path, int lockTimeoutMs) {
     return {path, SQLITE_OPEN_READWRITE, lockTimeoutMs};
@@ -67,7 +101,7 @@ SqliteDatabase SqliteDatabase::Create(const std::string& path, int lockTimeoutMs
 }
 
 SqliteDatabase::SqliteDatabase(const std::string& path, int flags, int lockTimeoutMs)
-    : m_path(path), m_lockTimeoutMs(lockTimeoutMs) {
+    : m_name("database " + path), m_lockTimeoutMs(lockTimeoutMs) {
     sqlite3* handle = nullptr;
     const int error = sqlite3_open_v2(path.c_str(), &handle,
                                       flags | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE, nullptr);
@@ -99,17 +133,62 @@ DBResult_tag SqliteDatabase::Execute(const std::string& sql, const ExecuteOption
         for (; statement; statement = PrepareNext(rest)) {
             Run(statement, options.readOnly, rows);
         }
+        WriteCounts();
         if (options.transaction) {
             RunPlain("COMMIT");
         }
     } catch (const std::exception&) {
         statement.reset();
+        if (m_attribution) {
+            m_attribution->Clear();
+        }
         if (options.transaction) {
             sqlite3_exec(m_handle.get(), "ROLLBACK", nullptr, nullptr, nullptr);
         }
         throw;
     }
     return rows;
+}
+
+long SqliteDatabase::SchemaVersion() {
+    return std::strtol(Execute("PRAGMA user_version").Field(0, 0), nullptr, 10);
+}
+
+void SqliteDatabase::ApplySchema(const std::string& sql, long version) {
+    Execute(sql + "PRAGMA user_version = " + std::to_string(version) + ";");
+}
+
+void SqliteDatabase::AttributeTo(long run, const std::vector<MediaTable>& tables) {
+    m_attribution = std::make_unique<Attribution>();
+    m_attribution->run = run;
+    for (const MediaTable& table : tables) {
+        m_attribution->counts.push_back({table.name});
+        // A temporary trigger is this connection's alone: what others remove is none of the run's.
+        RunPlain(LedgerTriggerSql(run, table).c_str());
+    }
+    sqlite3_update_hook(
+        m_handle.get(),
+        [](void* attribution, int operation, const char* /*database*/, const char* table,
+           sqlite3_int64 /*row*/) {
+            static_cast<Attribution*>(attribution)->Add(operation, table);
+        },
+        m_attribution.get());
+}
+
+void SqliteDatabase::WriteCounts() {
+    if (!m_attribution) {
+        return;
+    }
+    for (const Attribution::Count& count : m_attribution->counts) {
+        if (count.added + count.removed > 0) {
+            RunPlain((Format("INSERT INTO run_count (run, kind, added, removed) "
+                             "VALUES (%ld, '%s', %ld, %ld) ",
+                             m_attribution->run, count.table.c_str(), count.added, count.removed) +
+                      kAddRunCountsSql)
+                         .c_str());
+        }
+    }
+    m_attribution->Clear();
 }
 
 // Takes the first statement off `sql`; null at its end.
@@ -127,7 +206,7 @@ SqliteDatabase::Statement SqliteDatabase::PrepareNext(const char*& sql) {
 
 void SqliteDatabase::Run(const Statement& statement, bool readOnly, DBResult_tag& rows) {
     if (readOnly && sqlite3_stmt_readonly(statement.get()) == 0) {
-        throw Error("database " + m_path +
+        throw Error(m_name +
                     ": refused, as it would write: " + Excerpt(sqlite3_sql(statement.get())));
     }
     int outcome = SQLITE_OK;
@@ -137,8 +216,8 @@ void SqliteDatabase::Run(const Statement& statement, bool readOnly, DBResult_tag
             AppendRow(statement.get(), rows);
         }
     } catch (const Error& error) {
-        throw Error("database " + m_path + ": can't take the rows of " +
-                    Excerpt(sqlite3_sql(statement.get())) + ": " + error.what());
+        throw Error(m_name + ": can't take the rows of " + Excerpt(sqlite3_sql(statement.get())) +
+                    ": " + error.what());
     }
     if (outcome != SQLITE_DONE) {
         Fail("run " + Excerpt(sqlite3_sql(statement.get())));
@@ -153,8 +232,8 @@ void SqliteDatabase::RunPlain(const char* statement) {
 
 void SqliteDatabase::Fail(const std::string& attempted) {
     const int code = sqlite3_extended_errcode(m_handle.get());
-    throw Error("database " + m_path + ": can't " + attempted + ": " +
-                sqlite3_errmsg(m_handle.get()) + " (code " + std::to_string(code) + ")");
+    throw Error(m_name + ": can't " + attempted + ": " + sqlite3_errmsg(m_handle.get()) +
+                " (code " + std::to_string(code) + ")");
 }
 
 void SqliteDatabase::Finalize::operator()(sqlite3_stmt* statement) const {

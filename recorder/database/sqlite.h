@@ -2,31 +2,33 @@
 
 #pragma once
 
-#include "recorder/database/resultset.h"
+#include "recorder/database/database.h"
 
 #include <memory>
 #include <string>
+#include <vector>
 
 struct sqlite3;
 struct sqlite3_stmt;
 
 namespace recorder {
 
-struct ExecuteOptions {
-    bool readOnly = false;   // refuse statements that would write
-    bool transaction = true; // all statements or none
-    bool waitForLock = true; // wait for other writers
-};
-
-class SqliteDatabase {
+class SqliteDatabase final : public Database {
 public:
     // Opens an existing database file; Create makes it when it is missing. Throws Error.
     [[nodiscard]] static SqliteDatabase Open(const std::string& path, int lockTimeoutMs);
     [[nodiscard]] static SqliteDatabase Create(const std::string& path, int lockTimeoutMs);
 
-    // Runs all statements of `sql` and returns the rows that they yielded. Throws Error; with
-    // `transaction` nothing has then changed.
-    DBResult_tag Execute(const std::string& sql, const ExecuteOptions& options = {});
+    ~SqliteDatabase() override;
+    SqliteDatabase(SqliteDatabase&& other) noexcept;
+    SqliteDatabase& operator=(SqliteDatabase&& other) noexcept;
+
+    [[nodiscard]] const std::string& Name() const override { return m_name; }
+    using Database::Execute;
+    DBResult_tag Execute(const std::string& sql, const ExecuteOptions& options) override;
+    [[nodiscard]] long SchemaVersion() override;
+    void ApplySchema(const std::string& sql, long version) override;
+    void AttributeTo(long run, const std::vector<MediaTable>& tables) override;
 
 private:
     struct Close {
@@ -40,14 +42,18 @@ private:
     };
     using Statement = std::unique_ptr<sqlite3_stmt, Finalize>;
 
+    struct Attribution;
+
     void Configure();
     [[nodiscard]] Statement PrepareNext(const char*& sql);
     void Run(const Statement& statement, bool readOnly, DBResult_tag& rows);
     void RunPlain(const char* statement);
+    void WriteCounts();
     [[noreturn]] void Fail(const std::string& attempted);
 
-    std::string m_path;
+    std::string m_name;
     int m_lockTimeoutMs;
+    std::unique_ptr<Attribution> m_attribution; // SQLite holds a pointer to it
     std::unique_ptr<sqlite3, Close> m_handle;
 };
 

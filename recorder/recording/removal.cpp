@@ -34,7 +34,7 @@ int RemoveRows(const std::string& table, const std::string& idList, const std::s
     }
     const std::string condition = "id IN (" + idList + ")" + restriction;
     DemandEvidence(table, condition, subFolder);
-    Execute(KRDB::DB_RECORDING, "DELETE FROM " + table + " WHERE " + condition + ";");
+    ExecuteInRun(KRDB::DB_RECORDING, "DELETE FROM " + table + " WHERE " + condition + ";");
     return 0;
 }
 

@@ -2,8 +2,6 @@
 
 #include "recorder/support/error.h"
 
-#include <optional>
-
 namespace recorder {
 
 namespace {
@@ -58,19 +56,38 @@ std::size_t Section::Size(std::string_view key, std::size_t byDefault, int64_t m
     return static_cast<std::size_t>(Integer(key, static_cast<int64_t>(byDefault), min, max));
 }
 
-std::string Section::AbsolutePath(std::string_view key, const std::string& byDefault) {
+bool Section::Flag(std::string_view key, bool byDefault) {
     const toml::node* const node = Find(key);
     if (node == nullptr) {
         return byDefault;
     }
-    std::optional<std::string> path = node->value_exact<std::string>();
-    if (!path || !path->starts_with('/') || path->find('\0') != std::string::npos) {
-        Refuse(*node, key, "an absolute path");
+    const std::optional<bool> value = node->value_exact<bool>();
+    if (!value) {
+        Refuse(*node, key, "true or false");
     }
-    while (path->size() > 1 && path->ends_with('/')) {
+    return *value;
+}
+
+std::optional<std::string> Section::Text(std::string_view key, const std::string& expected,
+                                         bool (*fits)(const std::string&)) {
+    const toml::node* const node = Find(key);
+    if (node == nullptr) {
+        return std::nullopt;
+    }
+    std::optional<std::string> text = node->value_exact<std::string>();
+    if (!text || text->empty() || text->find('\0') != std::string::npos || !fits(*text)) {
+        Refuse(*node, key, expected);
+    }
+    return text;
+}
+
+std::optional<std::string> Section::AbsolutePath(std::string_view key) {
+    std::optional<std::string> path =
+        Text(key, "an absolute path", [](const std::string& text) { return text[0] == '/'; });
+    while (path && path->size() > 1 && path->ends_with('/')) {
         path->pop_back();
     }
-    return *path;
+    return path;
 }
 
 Section Section::Subsection(std::string_view key) {

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -48,8 +49,15 @@ public:
     [[nodiscard]] std::size_t Size(std::string_view key, std::size_t byDefault, int64_t min,
                                    int64_t max);
 
+    [[nodiscard]] bool Flag(std::string_view key, bool byDefault);
+
+    // A text that is not empty, holds no NUL and that `fits`; otherwise it was not what was
+    // `expected`. Nothing when the key isn't there.
+    [[nodiscard]] std::optional<std::string> Text(std::string_view key, const std::string& expected,
+                                                  bool (*fits)(const std::string&));
+
     // A path that begins with "/"; a trailing "/" is taken off.
-    [[nodiscard]] std::string AbsolutePath(std::string_view key, const std::string& byDefault);
+    [[nodiscard]] std::optional<std::string> AbsolutePath(std::string_view key);
 
     [[nodiscard]] Section Subsection(std::string_view key);
 

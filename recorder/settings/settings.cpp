@@ -4,6 +4,7 @@
 #include "recorder/support/error.h"
 #include "recorder/support/textfile.h"
 
+#include <cctype>
 #include <climits>
 #include <exception>
 #include <variant>
@@ -15,6 +16,11 @@ namespace {
 constexpr int64_t kMaxLogMib = 1024;
 constexpr int64_t kMaxOldLogs = 100;
 constexpr int64_t kMaxLockTimeoutMs = 10L * 60 * 1000;
+constexpr int64_t kMinConnectTimeoutS = 2; // libpq takes less for 2
+constexpr int64_t kMaxConnectTimeoutS = 60;
+constexpr int64_t kMaxStatementTimeoutMs = 60L * 60 * 1000;
+constexpr std::size_t kMaxSchemaName = 63; // bytes; PostgreSQL cuts off what is longer
+constexpr int64_t kMaxKeepDays = 36500;
 
 LogSettings ReadLog(Section section) {
     LogSettings log;
@@ -24,17 +30,57 @@ LogSettings ReadLog(Section section) {
     return log;
 }
 
+bool IsPostgresUri(const std::string& dsn) {
+    return dsn.starts_with("postgresql://") || dsn.starts_with("postgres://");
+}
+
+bool IsSchemaName(const std::string& name) {
+    return name.size() <= kMaxSchemaName && std::islower(name[0]) != 0 &&
+           name.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789_") == std::string::npos &&
+           !name.starts_with("pg_");
+}
+
+// Keys that mean something on PostgreSQL only are unknown on SQLite.
+std::optional<PostgresSettings> ReadPostgres(Section& section) {
+    const std::optional<std::string> dsn =
+        section.Text("dsn", "a text that begins with postgresql://", IsPostgresUri);
+    if (!dsn) {
+        return std::nullopt;
+    }
+    PostgresSettings postgres;
+    postgres.dsn = *dsn;
+    postgres.schema =
+        section
+            .Text("schema", "a lower-case letter, then such letters, digits and \"_\"; not pg_",
+                  IsSchemaName)
+            .value_or(postgres.schema);
+    postgres.passwordFile = section.AbsolutePath("password_file");
+    postgres.connectTimeoutS = static_cast<int>(section.Integer(
+        "connect_timeout_s", postgres.connectTimeoutS, kMinConnectTimeoutS, kMaxConnectTimeoutS));
+    postgres.statementTimeoutMs = static_cast<int>(section.Integer(
+        "statement_timeout_ms", postgres.statementTimeoutMs, 1, kMaxStatementTimeoutMs));
+    return postgres;
+}
+
 DatabaseSettings ReadDatabase(Section section) {
     DatabaseSettings database;
     database.lockTimeoutMs = static_cast<int>(
         section.Integer("lock_timeout_ms", database.lockTimeoutMs, 0, kMaxLockTimeoutMs));
+    database.postgres = ReadPostgres(section);
     section.RefuseOtherKeys();
     return database;
 }
 
+LedgerSettings ReadLedger(Section section) {
+    LedgerSettings ledger;
+    ledger.keepDays = section.Integer("keep_days", ledger.keepDays, 1, kMaxKeepDays);
+    section.RefuseOtherKeys();
+    return ledger;
+}
+
 SnapshotSettings ReadSnapshot(Section section) {
     SnapshotSettings snapshot;
-    snapshot.folder = section.AbsolutePath("folder", snapshot.folder);
+    snapshot.folder = section.AbsolutePath("folder").value_or(snapshot.folder);
     section.RefuseOtherKeys();
     return snapshot;
 }
@@ -77,6 +123,7 @@ Settings ParseSettings(std::string_view text, const std::string& fileName) {
     Settings settings;
     settings.log = ReadLog(root.Subsection("log"));
     settings.database = ReadDatabase(root.Subsection("database"));
+    settings.ledger = ReadLedger(root.Subsection("ledger"));
     settings.snapshot = ReadSnapshot(root.Subsection("snapshot"));
     if (root.Has("debug_log")) {
         settings.debugLog = ReadDebugLog(root.Subsection("debug_log"));

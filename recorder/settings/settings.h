@@ -17,8 +17,22 @@ struct LogSettings {
     std::size_t oldFiles = 5;    // how many rotated files are kept
 };
 
+// Where the databases are when they are on PostgreSQL.
+struct PostgresSettings {
+    std::string dsn;                // postgresql://..., without a password
+    std::string schema = "kestora"; // this recorder's own
+    std::optional<std::string> passwordFile;
+    int connectTimeoutS = 5;        // for each host of the dsn
+    int statementTimeoutMs = 60000; // for a text of statements
+};
+
 struct DatabaseSettings {
-    int lockTimeoutMs = 10000; // how long to wait for another writer
+    int lockTimeoutMs = 10000;                // how long to wait for another writer
+    std::optional<PostgresSettings> postgres; // nothing: SQLite
+};
+
+struct LedgerSettings {
+    long keepDays = 90; // how long a removed row can be put back
 };
 
 struct SnapshotSettings {
@@ -28,6 +42,7 @@ struct SnapshotSettings {
 struct Settings {
     LogSettings log;
     DatabaseSettings database;
+    LedgerSettings ledger;
     SnapshotSettings snapshot;
     std::optional<DbgLogCfg> debugLog;
 };

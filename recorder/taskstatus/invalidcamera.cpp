@@ -28,7 +28,7 @@ void RemoveEventsOfInvalidCameras() {
                    "alone");
         return;
     }
-    Execute(KRDB::DB_RECORDING, "DELETE FROM event WHERE camera_id NOT IN (" +
+    ExecuteInRun(KRDB::DB_RECORDING, "DELETE FROM event WHERE camera_id NOT IN (" +
                                     JoinIds(cameras, std::mem_fn(&CameraRow::id)) +
                                     ") AND id <= " + newest + ";");
 }

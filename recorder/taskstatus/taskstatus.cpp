@@ -1,6 +1,7 @@
 #include "platform/taskstatus.h"
 
 #include "recorder/database/databases.h"
+#include "recorder/ledger/run.h"
 #include "recorder/logging/recorderlog.h"
 #include "recorder/settings/settings.h"
 #include "recorder/support/edge.h"
@@ -92,6 +93,11 @@ void RecordTaskStatusToConf(long startTime, int recordingCount, bool done) {
     recorder::AtEdge([&] {
         recorder::UpdateTask(recorder::Format("start_tm = %ld, recording_count = %d, done = %d",
                                               startTime, recordingCount, done ? 1 : 0));
+        if (done) {
+            recorder::EndRun();
+        } else {
+            recorder::BeginRun(startTime);
+        }
     });
 }
 

@@ -3,6 +3,7 @@
 #include "recorder/database/databases.h"
 #include "recorder/database/quote.h"
 #include "recorder/database/schema.h"
+#include "recorder/database/sqlite.h"
 #include "recorder/support/paths.h"
 #include "tests/contract/support/files.h"
 #include "tests/contract/support/process.h"

@@ -104,13 +104,28 @@ TEST_F(DatabaseSchema, LeavesWhatIsThere) {
                 ElementsAre(world::Row{"7", "a"}));
 }
 
+TEST_F(DatabaseSchema, IsBroughtFromTheFirstVersionToThisOne) {
+    world::Write(KRDB::DB_RECORDING,
+                 "INSERT INTO outbox (created_tm, topic, payload) VALUES (1, 'a', '{}');"
+                 "DROP TABLE removed; DROP TABLE run_count; ALTER TABLE outbox DROP COLUMN due;"
+                 "PRAGMA user_version = 1;");
+    EXPECT_THAT(FailureOf(KRDB::DB_RECORDING, "SELECT 1;"),
+                HasSubstr("schema version 1; expected 2"));
+
+    recorder::InitDatabases();
+
+    Execute(KRDB::DB_RECORDING, "SELECT run, kind, row_id FROM removed;");
+    EXPECT_THAT(world::Read(KRDB::DB_RECORDING, "SELECT topic, due FROM outbox;"),
+                ElementsAre(world::Row{"a", "0"}));
+}
+
 TEST_F(DatabaseSchema, RefusesAnotherVersion) {
-    world::Write(KRDB::DB_SYSTEM, "PRAGMA user_version = 2;");
+    world::Write(KRDB::DB_SYSTEM, "PRAGMA user_version = 3;");
 
     const std::string failure = FailureOf(KRDB::DB_SYSTEM, "SELECT 1;");
 
     EXPECT_THAT(failure, HasSubstr("/var/packages/Kestora/var/db/system.db"));
-    EXPECT_THAT(failure, HasSubstr("schema version 2; expected 1"));
+    EXPECT_THAT(failure, HasSubstr("schema version 3; expected 2"));
     EXPECT_THROW(recorder::InitDatabases(), recorder::Error);
 }
 

@@ -33,6 +33,8 @@ TEST(Settings, HaveDefaultsWhereTheTextIsEmpty) {
     EXPECT_EQ(settings.log.maxSizeMib, 10U);
     EXPECT_EQ(settings.log.oldFiles, 5U);
     EXPECT_EQ(settings.database.lockTimeoutMs, 10000);
+    EXPECT_FALSE(settings.database.postgres.has_value());
+    EXPECT_EQ(settings.ledger.keepDays, 90);
     EXPECT_EQ(settings.snapshot.folder, "/var/packages/Kestora/var/snapshot");
     EXPECT_FALSE(settings.debugLog.has_value());
 }
@@ -43,6 +45,13 @@ TEST(Settings, TakeEveryKey) {
                                               "old_files = 0\n"
                                               "[database]\n"
                                               "lock_timeout_ms = 250\n"
+                                              "dsn = 'postgresql://a,b/kestora'\n"
+                                              "schema = 'recorder_7'\n"
+                                              "password_file = '/etc/secret'\n"
+                                              "connect_timeout_s = 9\n"
+                                              "statement_timeout_ms = 800\n"
+                                              "[ledger]\n"
+                                              "keep_days = 30\n"
                                               "[snapshot]\n"
                                               "folder = '/volume2/snap'\n"
                                               "[debug_log]\n"
@@ -54,6 +63,13 @@ TEST(Settings, TakeEveryKey) {
     EXPECT_EQ(settings.log.maxSizeMib, 7U);
     EXPECT_EQ(settings.log.oldFiles, 0U);
     EXPECT_EQ(settings.database.lockTimeoutMs, 250);
+    ASSERT_TRUE(settings.database.postgres.has_value());
+    EXPECT_EQ(settings.database.postgres->dsn, "postgresql://a,b/kestora");
+    EXPECT_EQ(settings.database.postgres->schema, "recorder_7");
+    EXPECT_EQ(settings.database.postgres->passwordFile, "/etc/secret");
+    EXPECT_EQ(settings.database.postgres->connectTimeoutS, 9);
+    EXPECT_EQ(settings.database.postgres->statementTimeoutMs, 800);
+    EXPECT_EQ(settings.ledger.keepDays, 30);
     EXPECT_EQ(settings.snapshot.folder, "/volume2/snap");
     ASSERT_TRUE(settings.debugLog.has_value());
     EXPECT_EQ(settings.debugLog->categLevel.at(LOG_CATEG_RECORDER), 0);
@@ -124,6 +140,27 @@ INSTANTIATE_TEST_SUITE_P(
                             "an absolute path"}));
 
 INSTANTIATE_TEST_SUITE_P(
+    OfPostgres, SettingsRefusal,
+    testing::Values(Refused{"[database]\ndsn = 'mysql://a'\n", 2, "database.dsn", "postgresql://"},
+                    Refused{"[database]\ndsn = 7\n", 2, "database.dsn", "postgresql://"},
+                    Refused{"[database]\nschema = 'a'\n", 2, "unknown key database.schema",
+                            "expected one of dsn, lock_timeout_ms"},
+                    Refused{"[database]\ndsn = 'postgresql://'\nschema = 'A'\n", 3,
+                            "database.schema", "a lower-case letter"},
+                    Refused{"[database]\ndsn = 'postgresql://'\nschema = 'a;b'\n", 3,
+                            "database.schema", "a lower-case letter"},
+                    Refused{"[database]\ndsn = 'postgresql://'\nschema = 'pg_a'\n", 3,
+                            "database.schema", "not pg_"},
+                    Refused{"[database]\ndsn = 'postgresql://'\npassword_file = 'a'\n", 3,
+                            "database.password_file", "an absolute path"},
+                    Refused{"[database]\ndsn = 'postgresql://'\nconnect_timeout_s = 1\n", 3,
+                            "database.connect_timeout_s", "an integer from 2 to 60"},
+                    Refused{"[database]\ndsn = 'postgresql://'\nstatement_timeout_ms = 0\n", 3,
+                            "database.statement_timeout_ms", "an integer from 1 to 3600000"},
+                    Refused{"[ledger]\nkeep_days = 0\n", 2, "ledger.keep_days",
+                            "an integer from 1 to 36500"}));
+
+INSTANTIATE_TEST_SUITE_P(
     OfProcesses, SettingsRefusal,
     testing::Values(
         Refused{"[debug_log]\nprocesses = 7\n", 2, "debug_log.processes", "an array of sections"},
@@ -140,11 +177,11 @@ INSTANTIATE_TEST_SUITE_P(
 INSTANTIATE_TEST_SUITE_P(
     OfTheForm, SettingsRefusal,
     testing::Values(Refused{"\ncolour = 1\n", 2, "unknown key colour",
-                            "expected one of database, debug_log, log, snapshot"},
+                            "expected one of database, debug_log, ledger, log, snapshot"},
                     Refused{"[log]\nmax_size = 1\n", 2, "unknown key log.max_size",
                             "expected one of max_size_mib, old_files"},
                     Refused{"[database]\ntimeout = 1\n", 2, "unknown key database.timeout",
-                            "expected one of lock_timeout_ms"},
+                            "expected one of dsn, lock_timeout_ms"},
                     Refused{"[snapshot]\ndir = '/a'\n", 2, "unknown key snapshot.dir",
                             "expected one of folder"},
                     Refused{"[debug_log]\nunknown = 1\n", 2, "unknown key debug_log.unknown",

@@ -1,0 +1,51 @@
+// An open database of either engine.
+
+#pragma once
+
+#include "recorder/database/mediatable.h"
+#include "recorder/database/resultset.h"
+
+#include <string>
+#include <vector>
+
+namespace recorder {
+
+struct ExecuteOptions {
+    bool readOnly = false;   // refuse statements that would write
+    bool transaction = true; // all statements or none
+    bool waitForLock = true; // wait for other writers
+};
+
+class Database {
+public:
+    Database() = default;
+    virtual ~Database() = default;
+    Database(const Database&) = delete;
+    Database& operator=(const Database&) = delete;
+
+    // For messages: "database /var/...".
+    [[nodiscard]] virtual const std::string& Name() const = 0;
+
+    // Runs all statements of `sql` and returns the rows that they yielded. Throws Error; with
+    // `transaction` nothing has then changed.
+    virtual DBResult_tag Execute(const std::string& sql, const ExecuteOptions& options) = 0;
+    DBResult_tag Execute(const std::string& sql) { return Execute(sql, {}); }
+
+    // The version of its tables; 0 when there are none.
+    [[nodiscard]] virtual long SchemaVersion() = 0;
+
+    // Runs a step of the schema, which is written in SQLite's words for types, and notes the
+    // version that it leads to, in one transaction. Throws Error.
+    virtual void ApplySchema(const std::string& sql, long version) = 0;
+
+    // From now on each row that is removed from one of these tables by this connection goes to the
+    // ledger as removed by `run`, and rows added and removed are counted, all of it within the
+    // transaction that adds or removes. Throws Error.
+    virtual void AttributeTo(long run, const std::vector<MediaTable>& tables) = 0;
+
+protected:
+    Database(Database&&) = default;
+    Database& operator=(Database&&) = default;
+};
+
+} // namespace recorder

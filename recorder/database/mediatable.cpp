@@ -1,0 +1,36 @@
+#include "recorder/database/mediatable.h"
+
+namespace recorder {
+
+namespace {
+
+const std::vector<std::string> kEventColumns{"ds_id", "camera_id", "path",    "start_tm", "end_tm",
+                                             "size",  "vdo_type",  "aud_fmt", "img_w",    "img_h"};
+
+std::vector<std::string> AlertEventColumns() {
+    std::vector<std::string> columns = kEventColumns;
+    columns.insert(columns.end(), {"alert_event_type", "device_type"});
+    return columns;
+}
+
+} // namespace
+
+const std::vector<MediaTable>& MediaTables() {
+    static const std::vector<MediaTable> tables{
+        {KRDB::DB_RECORDING, gszTableEvent, kEventColumns, {"camera_id", "path"}},
+        {KRDB::DB_RECORDING, gszTableAlertEvent, AlertEventColumns(), {"camera_id", "path"}},
+        {KRDB::DB_SNAPSHOT, gszTableSnapshot, {"filename", "start_tm", "size"}, {"filename"}},
+        {KRDB::DB_SYSTEM, gszTableEmap, {"filename"}, {"filename"}},
+    };
+    return tables;
+}
+
+std::string ColumnList(const std::vector<std::string>& columns, const std::string& prefix) {
+    std::string list;
+    for (const std::string& column : columns) {
+        list += (list.empty() ? "" : ", ") + prefix + column;
+    }
+    return list;
+}
+
+} // namespace recorder

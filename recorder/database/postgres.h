@@ -1,0 +1,73 @@
+// PostgreSQL, wrapped: one connection, one schema. All of the recorder's tables lie in it.
+
+#pragma once
+
+#include "recorder/database/database.h"
+#include "recorder/settings/settings.h"
+
+#include <chrono>
+#include <memory>
+#include <string>
+#include <vector>
+
+struct pg_conn;
+struct pg_result;
+
+namespace recorder {
+
+class PostgresDatabase final : public Database {
+public:
+    // Connects. Throws Error: no host of the dsn takes the connection and writes, or the database's
+    // encoding isn't SQL_ASCII.
+    PostgresDatabase(PostgresSettings settings, int lockTimeoutMs);
+
+    // Makes the recorder's schema where there is none yet. Throws Error.
+    void CreateSchema();
+
+    [[nodiscard]] const std::string& Name() const override { return m_name; }
+    using Database::Execute;
+
+    // A connection that was lost since the last call is made again, once. One that is lost within
+    // the call is a failure: whether the transaction took effect isn't known then.
+    DBResult_tag Execute(const std::string& sql, const ExecuteOptions& options) override;
+    [[nodiscard]] long SchemaVersion() override;
+    void ApplySchema(const std::string& sql, long version) override;
+    void AttributeTo(long run, const std::vector<MediaTable>& tables) override;
+
+private:
+    using Clock = std::chrono::steady_clock;
+    struct Close {
+        void operator()(pg_conn* connection) const;
+    };
+    using Connection = std::unique_ptr<pg_conn, Close>;
+    struct Clear {
+        void operator()(pg_result* result) const;
+    };
+    using Result = std::unique_ptr<pg_result, Clear>;
+
+    void DemandConnection();
+    void Connect();
+    void CheckEncoding();
+    [[nodiscard]] bool IsConnected();
+    [[nodiscard]] std::string SessionSql() const;
+    [[nodiscard]] std::string RunCountsSql() const;
+
+    void RunTransaction(const std::string& sql, const ExecuteOptions& options, DBResult_tag& rows);
+    void RunPlain(const std::string& sql);
+    void Rollback();
+    void Send(const std::string& sql);
+    void Collect(const std::string& sql, DBResult_tag& rows);
+    [[nodiscard]] Result NextResult();
+    void AwaitServer(short events);
+    [[noreturn]] void Lose(const std::string& attempted);
+
+    std::string m_name;
+    PostgresSettings m_settings;
+    int m_lockTimeoutMs;
+    long m_run = 0; // that what is done is attributed to; 0 = none
+    std::vector<std::string> m_tables;
+    Clock::time_point m_nextAttempt;
+    Connection m_connection;
+};
+
+} // namespace recorder

@@ -1,0 +1,54 @@
+-- PostgreSQL: what SQLite does by triggers and hooks of its connection. The setting "kestora.run" is
+-- there in the sessions of a run only; what others remove is none of the run's.
+
+-- Rows that were counted in this transaction, such as 'added_event'.
+CREATE FUNCTION run_counted(what TEXT) RETURNS BIGINT LANGUAGE sql AS $$
+    SELECT coalesce(nullif(current_setting('kestora.' || what, true), ''), '0')::BIGINT;
+$$;
+
+CREATE FUNCTION count_for_run(what TEXT, rows BIGINT) RETURNS TEXT LANGUAGE sql AS $$
+    SELECT set_config('kestora.' || what, (run_counted(what) + rows)::TEXT, true);
+$$;
+
+CREATE FUNCTION count_added() RETURNS trigger LANGUAGE plpgsql AS $$
+BEGIN
+    PERFORM count_for_run('added_' || TG_TABLE_NAME, 1);
+    RETURN NULL;
+END
+$$;
+
+-- Every column that the table has: one that the ledger lacks makes the removal fail.
+CREATE FUNCTION keep_removed() RETURNS trigger LANGUAGE plpgsql AS $$
+DECLARE
+    columns TEXT := (SELECT string_agg(quote_ident(attname), ', ') FROM pg_attribute
+                     WHERE attrelid = TG_RELID AND attnum > 0 AND NOT attisdropped
+                       AND attname <> 'id');
+    kept    BIGINT;
+BEGIN
+    EXECUTE format('INSERT INTO removed (run, removed_tm, kind, row_id, %1$s) '
+                   'SELECT current_setting(''kestora.run'')::BIGINT, '
+                   'extract(epoch FROM now())::BIGINT, %2$L, id, %1$s FROM gone ORDER BY id',
+                   columns, TG_TABLE_NAME);
+    GET DIAGNOSTICS kept = ROW_COUNT;
+    PERFORM count_for_run('removed_' || TG_TABLE_NAME, kept);
+    RETURN NULL;
+END
+$$;
+
+CREATE TRIGGER count_added AFTER INSERT ON event FOR EACH ROW
+    WHEN (current_setting('kestora.run', true) <> '') EXECUTE FUNCTION count_added();
+CREATE TRIGGER count_added AFTER INSERT ON alert_event FOR EACH ROW
+    WHEN (current_setting('kestora.run', true) <> '') EXECUTE FUNCTION count_added();
+CREATE TRIGGER count_added AFTER INSERT ON snapshot FOR EACH ROW
+    WHEN (current_setting('kestora.run', true) <> '') EXECUTE FUNCTION count_added();
+CREATE TRIGGER count_added AFTER INSERT ON emap FOR EACH ROW
+    WHEN (current_setting('kestora.run', true) <> '') EXECUTE FUNCTION count_added();
+
+CREATE TRIGGER keep_removed AFTER DELETE ON event REFERENCING OLD TABLE AS gone
+    WHEN (current_setting('kestora.run', true) <> '') EXECUTE FUNCTION keep_removed();
+CREATE TRIGGER keep_removed AFTER DELETE ON alert_event REFERENCING OLD TABLE AS gone
+    WHEN (current_setting('kestora.run', true) <> '') EXECUTE FUNCTION keep_removed();
+CREATE TRIGGER keep_removed AFTER DELETE ON snapshot REFERENCING OLD TABLE AS gone
+    WHEN (current_setting('kestora.run', true) <> '') EXECUTE FUNCTION keep_removed();
+CREATE TRIGGER keep_removed AFTER DELETE ON emap REFERENCING OLD TABLE AS gone
+    WHEN (current_setting('kestora.run', true) <> '') EXECUTE FUNCTION keep_removed();

@@ -1,0 +1,41 @@
+#include "recorder/database/statements.h"
+
+#include <cstring>
+
+namespace recorder {
+
+namespace {
+
+constexpr std::size_t kExcerptLength = 120;
+
+} // namespace
+
+std::vector<std::string> SplitStatements(const std::string& sql) {
+    std::vector<std::string> statements;
+    std::string statement;
+    char quote = '\0';
+    for (const char c : sql) {
+        if (quote == '\0' && c == ';') {
+            statements.push_back(std::move(statement));
+            statement.clear();
+            continue;
+        }
+        if (quote == '\0' && (c == '\'' || c == '"')) {
+            quote = c;
+        } else if (c == quote) {
+            quote = '\0'; // a doubled quote closes and opens again
+        }
+        statement += c;
+    }
+    if (!statement.empty()) {
+        statements.push_back(std::move(statement));
+    }
+    return statements;
+}
+
+std::string Excerpt(const char* sql) {
+    const std::size_t length = strnlen(sql, kExcerptLength + 1);
+    return length <= kExcerptLength ? sql : std::string(sql, kExcerptLength) + "...";
+}
+
+} // namespace recorder

@@ -1,0 +1,22 @@
+// SQL texts that the engines share.
+
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace recorder {
+
+// The statements of a text, without what stands between them. Literals in quotes may hold ";";
+// comments aren't known.
+[[nodiscard]] std::vector<std::string> SplitStatements(const std::string& sql);
+
+// The end of an INSERT into run_count: adds to what is there already.
+constexpr const char* kAddRunCountsSql =
+    "ON CONFLICT (run, kind) DO UPDATE SET added = run_count.added + excluded.added, "
+    "removed = run_count.removed + excluded.removed;";
+
+// The beginning of a text, for a message.
+[[nodiscard]] std::string Excerpt(const char* sql);
+
+} // namespace recorder

@@ -1,0 +1,47 @@
+#include "recorder/ledger/run.h"
+
+#include "recorder/database/databases.h"
+#include "recorder/settings/settings.h"
+#include "recorder/utility/format.h"
+
+#include <cstdlib>
+#include <ctime>
+
+#include <unistd.h>
+
+namespace recorder {
+
+namespace {
+
+constexpr long kSecondsPerDay = 86400;
+
+// 0 = it hasn't begun.
+long& RunOfThisProcess() {
+    static long run = 0;
+    return run;
+}
+
+} // namespace
+
+void BeginRun(long startTm) {
+    const DBResult_tag rows = Execute(
+        KRDB::DB_SYSTEM, Format("INSERT INTO run (pid, start_tm) VALUES (%d, %ld) RETURNING id;",
+                                getpid(), startTm));
+    RunOfThisProcess() = std::strtol(rows.Field(0, 0), nullptr, 10);
+}
+
+long CurrentRun() {
+    if (RunOfThisProcess() == 0) {
+        BeginRun(std::time(nullptr));
+    }
+    return RunOfThisProcess();
+}
+
+void EndRun() {
+    const long now = std::time(nullptr);
+    Execute(KRDB::DB_SYSTEM,
+            Format("UPDATE run SET end_tm = %ld WHERE id = %ld;", now, CurrentRun()));
+    ForgetRemovedBefore(now - GetSettings().ledger.keepDays * kSecondsPerDay);
+}
+
+} // namespace recorder

@@ -1,0 +1,17 @@
+// The run of the re-index tool that this process does, and what is kept of it.
+
+#pragma once
+
+namespace recorder {
+
+// Records that a run begins in this process. `startTm` in seconds since the epoch. Throws Error.
+void BeginRun(long startTm);
+
+// The id of this process's run, which begins now if it hasn't yet. Throws Error.
+[[nodiscard]] long CurrentRun();
+
+// Records that the run has ended, and forgets removals that were kept for as long as the settings
+// say. Throws Error.
+void EndRun();
+
+} // namespace recorder
