@@ -4,6 +4,7 @@
 #include "recorder/database/schema.h"
 #include "recorder/support/error.h"
 #include "recorder/utility/presence.h"
+#include "tools/ledgercommands.h"
 
 #include <climits>
 #include <cstdio>
@@ -69,6 +70,7 @@ int main(int argc, char** argv) {
     recorder::CameraRow camera;
     AddInitCommand(app);
     AddCameraCommands(app, camera);
+    AddLedgerCommands(app);
     try {
         app.parse(argc, argv);
         return 0;

@@ -51,10 +51,10 @@ void TakeColumns(sqlite3_stmt* statement, DBResult_tag& rows) {
 }
 
 std::string LedgerTriggerSql(long run, const MediaTable& table) {
-    return "CREATE TEMP TRIGGER IF NOT EXISTS keep_removed_" + table.name +
-           " AFTER DELETE ON main." + table.name +
-           " BEGIN"
-           " INSERT INTO removed (run, removed_tm, kind, row_id, " +
+    const std::string name = "keep_removed_" + table.name;
+    return "DROP TRIGGER IF EXISTS temp." + name + ";" // an earlier run's
+           + "CREATE TEMP TRIGGER " + name + " AFTER DELETE ON main." + table.name +
+           " BEGIN INSERT INTO removed (run, removed_tm, kind, row_id, " +
            ColumnList(table.columns) + ") VALUES (" + std::to_string(run) + ", unixepoch(), '" +
            table.name + "', OLD.id, " + ColumnList(table.columns, "OLD.") + "); END;";
 }

@@ -42,6 +42,7 @@ void EndRun() {
     Execute(KRDB::DB_SYSTEM,
             Format("UPDATE run SET end_tm = %ld WHERE id = %ld;", now, CurrentRun()));
     ForgetRemovedBefore(now - GetSettings().ledger.keepDays * kSecondsPerDay);
+    RunOfThisProcess() = 0;
 }
 
 } // namespace recorder
