@@ -32,6 +32,9 @@ public:
     //   database that is in use is a failure at once.
     // `logError`: a failure writes one log line that names the database and the reason.
     //
+    // A row that is removed from a media table (below) is kept by the recorder in the same
+    // transaction, so that an operator can put it back. Where it can't be kept, the removal fails.
+    //
     // File names within `sql` are bytes, not characters; a quoted literal is stored and read back
     // unchanged, whatever bytes but NUL it holds. There is no limit on the length of `sql` that the
     // tool could reach.

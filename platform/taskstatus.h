@@ -41,8 +41,9 @@ void SetTaskProgress(double progress);
 
 // Writes the task's status record: when the run began (`startTime`, seconds since the epoch), the
 // number of recording rows added plus removed so far (`recordingCount`), and whether the run is
-// over
-// (`done`). It replaces the record of the run before. A failure is logged by the store.
+// over (`done`). It replaces the record of the run before. The rows that are removed between a call
+// with `done` false and one with `done` true are kept by the recorder as removed by one run. A
+// failure is logged by the store.
 void RecordTaskStatusToConf(long startTime, int recordingCount, bool done);
 
 // Removes the event rows whose camera is no longer in the camera table, be it local or not. Rows
