@@ -1,6 +1,7 @@
 #include "recorder/recording/bytesource.h"
 
 #include "recorder/support/error.h"
+#include "recorder/support/uninterrupted.h"
 
 #include <algorithm>
 
@@ -11,12 +12,14 @@
 namespace recorder {
 
 FileSource::FileSource(const std::string& path)
-    : m_path(path), m_file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK)) {
+    : m_path(path), m_file(Uninterrupted([&] {
+          return open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
+      })) {
     if (!m_file.IsOpen()) {
         throw SystemError("open " + path);
     }
     struct stat64 st = {};
-    if (fstat64(m_file.Get(), &st) != 0) {
+    if (Uninterrupted([&] { return fstat64(m_file.Get(), &st); }) != 0) {
         throw SystemError("stat " + path);
     }
     if (!S_ISREG(st.st_mode)) {
@@ -26,15 +29,12 @@ FileSource::FileSource(const std::string& path)
 }
 
 std::size_t FileSource::ReadAt(int64_t offset, std::span<uint8_t> buffer) {
-    for (;;) {
-        const ssize_t length = pread64(m_file.Get(), buffer.data(), buffer.size(), offset);
-        if (length >= 0) {
-            return static_cast<std::size_t>(length);
-        }
-        if (errno != EINTR) {
-            throw SystemError("read " + m_path);
-        }
+    const ssize_t length =
+        Uninterrupted([&] { return pread64(m_file.Get(), buffer.data(), buffer.size(), offset); });
+    if (length < 0) {
+        throw SystemError("read " + m_path);
     }
+    return static_cast<std::size_t>(length);
 }
 
 std::size_t MemorySource::ReadAt(int64_t offset, std::span<uint8_t> buffer) {

@@ -5,6 +5,7 @@
 #include "recorder/support/edge.h"
 #include "recorder/support/error.h"
 #include "recorder/support/paths.h"
+#include "recorder/support/uninterrupted.h"
 #include "recorder/support/wholefile.h"
 
 #include <vector>
@@ -42,10 +43,11 @@ std::vector<uint8_t> ReadPicture(const std::string& path) {
 
 // Opens the folder for thumbnails, which is made if it is missing; never through a link.
 UniqueFd OpenThumbnailFolder(const std::string& path) {
-    if (mkdir(path.c_str(), kFolderMode) != 0 && errno != EEXIST) {
+    if (Uninterrupted([&] { return mkdir(path.c_str(), kFolderMode); }) != 0 && errno != EEXIST) {
         throw SystemError("make folder " + path);
     }
-    UniqueFd folder(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    UniqueFd folder(Uninterrupted(
+        [&] { return open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC); }));
     if (!folder.IsOpen()) {
         throw SystemError("open folder " + path);
     }

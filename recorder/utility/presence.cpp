@@ -1,6 +1,7 @@
 #include "recorder/utility/presence.h"
 
 #include "platform/utility.h"
+#include "recorder/support/uninterrupted.h"
 
 #include <cerrno>
 
@@ -12,7 +13,7 @@ namespace {
 
 Presence PresenceOf(const std::string& path, mode_t kind) {
     struct stat64 st = {};
-    if (stat64(path.c_str(), &st) == 0) {
+    if (Uninterrupted([&] { return stat64(path.c_str(), &st); }) == 0) {
         return (st.st_mode & S_IFMT) == kind ? Presence::Yes : Presence::No;
     }
     return errno == ENOENT || errno == ENOTDIR ? Presence::No : Presence::Unknown;
