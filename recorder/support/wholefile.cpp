@@ -1,10 +1,12 @@
 #include "recorder/support/wholefile.h"
 
 #include "recorder/support/error.h"
+#include "recorder/support/uninterrupted.h"
 #include "recorder/support/uniquefd.h"
 
 #include <cstdio>
 #include <functional>
+#include <optional>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -23,39 +25,61 @@ std::string TemporaryName(const std::string& name) {
     return ".kestora-" + std::to_string(std::hash<std::string>()(name)) + ".tmp";
 }
 
-bool IsStillNamed(int folder, const std::string& name, int file) {
+// Nothing when it could not be told.
+std::optional<bool> IsStillNamed(int folder, const std::string& name, int file) {
     struct stat64 named = {};
     struct stat64 open = {};
-    return fstatat64(folder, name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 &&
-           fstat64(file, &open) == 0 && named.st_dev == open.st_dev && named.st_ino == open.st_ino;
+    if (Uninterrupted(
+            [&] { return fstatat64(folder, name.c_str(), &named, AT_SYMLINK_NOFOLLOW); }) != 0) {
+        return errno == ENOENT ? std::optional(false) : std::nullopt;
+    }
+    if (Uninterrupted([&] { return fstat64(file, &open); }) != 0) {
+        return std::nullopt;
+    }
+    return named.st_dev == open.st_dev && named.st_ino == open.st_ino;
 }
 
-// Opens the temporary file for this process alone.
+// Demands that the temporary file is this process's alone.
+void LockTemporary(int folder, const std::string& name, int file) {
+    if (flock(file, LOCK_EX | LOCK_NB) != 0) {
+        throw Error("another process is writing it");
+    }
+    // The other process may have renamed it between our opening and our locking.
+    const std::optional<bool> stillNamed = IsStillNamed(folder, name, file);
+    if (!stillNamed) {
+        const Error error = SystemError("stat " + name);
+        unlinkat(folder, name.c_str(), 0); // at worst another process's, whose renaming then fails
+        throw error;
+    }
+    if (!*stillNamed) {
+        throw Error("another process is writing it");
+    }
+}
+
 UniqueFd OpenTemporary(int folder, const std::string& name) {
-    UniqueFd file(
-        openat(folder, name.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, kFileMode));
+    UniqueFd file(Uninterrupted([&] {
+        return openat(folder, name.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, kFileMode);
+    }));
     if (!file.IsOpen()) {
         throw SystemError("create " + name);
     }
-    // The other process may have renamed it between our opening and our locking.
-    if (flock(file.Get(), LOCK_EX | LOCK_NB) != 0 || !IsStillNamed(folder, name, file.Get())) {
-        throw Error("another process is writing it");
-    }
+    LockTemporary(folder, name, file.Get());
     return file;
 }
 
 void WriteAndFlush(int file, std::span<const uint8_t> bytes) {
-    if (ftruncate(file, 0) != 0) {
+    if (Uninterrupted([&] { return ftruncate(file, 0); }) != 0) {
         throw SystemError("empty the temporary file");
     }
     while (!bytes.empty()) {
-        const ssize_t length = write(file, bytes.data(), bytes.size());
-        if (length < 0 && errno != EINTR) {
+        const ssize_t length =
+            Uninterrupted([&] { return write(file, bytes.data(), bytes.size()); });
+        if (length < 0) {
             throw SystemError("write");
         }
-        bytes = bytes.subspan(length < 0 ? 0 : static_cast<std::size_t>(length));
+        bytes = bytes.subspan(static_cast<std::size_t>(length));
     }
-    if (fsync(file) != 0) {
+    if (Uninterrupted([&] { return fsync(file); }) != 0) {
         throw SystemError("flush");
     }
 }
@@ -67,7 +91,8 @@ void WriteWholeFile(int folder, const std::string& name, std::span<const uint8_t
     const UniqueFd file = OpenTemporary(folder, temporary);
     try {
         WriteAndFlush(file.Get(), bytes);
-        if (renameat(folder, temporary.c_str(), folder, name.c_str()) != 0) {
+        if (Uninterrupted(
+                [&] { return renameat(folder, temporary.c_str(), folder, name.c_str()); }) != 0) {
             throw SystemError("rename to " + name);
         }
     } catch (const Error&) {
