@@ -29,9 +29,10 @@ struct RecInfo {
 // Reads the properties of the recording at `fullPath` (absolute) into `info`, which the caller
 // hands over empty. `alert` tells that it is an alert recording and is kept in `info`.
 //
-// The path, the size and the start time (the last ten digits of the name) are filled first, from
-// the file's name and status; then the container is opened, by the demuxer that the extension
-// names, for duration, codecs and picture size. Nothing is decoded and no other file is opened.
+// The path and the start time (the last ten digits of the name) are filled first, from the file's
+// name, then the size, from its status; then the container is opened, by the demuxer that the
+// extension names, for duration, codecs and picture size. Nothing is decoded and no other file is
+// opened.
 //
 // Returns 0 when everything was read. Otherwise the log names the file and the reason, the fields
 // read so far stay, and the end time equals the start time.

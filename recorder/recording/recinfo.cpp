@@ -3,9 +3,11 @@
 #include "recorder/recording/container.h"
 #include "recorder/support/edge.h"
 #include "recorder/support/error.h"
+#include "recorder/support/uninterrupted.h"
 
 #include <algorithm>
 #include <charconv>
+#include <optional>
 #include <string_view>
 
 #include <sys/stat.h>
@@ -22,8 +24,8 @@ std::string RowPath(const std::string& fullPath) {
     return GetBaseName(GetDirPath(fullPath)) + "/" + GetBaseName(fullPath);
 }
 
-// The ten digits before the extension, or before "-LOCK".
-int64_t StartTimeOf(const std::string& fileName) {
+// The ten digits before the extension, or before "-LOCK"; nothing where there are none.
+std::optional<int64_t> StartTimeOf(const std::string& fileName) {
     std::string_view stem(fileName);
     stem = stem.substr(0, stem.rfind('.'));
     if (stem.ends_with(kLockedSuffix)) {
@@ -35,15 +37,14 @@ int64_t StartTimeOf(const std::string& fileName) {
         std::from_chars(digits.data(), digits.data() + digits.size(), startTm);
     if (digits.size() != kStartDigits || error != std::errc() || startTm < 0 ||
         end != digits.data() + digits.size()) {
-        throw Error("can't take the start time from the name " + fileName +
-                    ": expected ten digits before the extension");
+        return std::nullopt;
     }
     return startTm;
 }
 
 uint64_t FileSize(const std::string& path) {
     struct stat64 st = {};
-    if (stat64(path.c_str(), &st) != 0) {
+    if (Uninterrupted([&] { return stat64(path.c_str(), &st); }) != 0) {
         throw SystemError("stat " + path);
     }
     return static_cast<uint64_t>(st.st_size);
@@ -76,9 +77,14 @@ int Reidx::GetEvtRecInfo(RecInfo& info, const std::string& fullPath, bool alert)
         info.alert = alert;
         info.path = recorder::RowPath(fullPath);
         try {
-            info.size = recorder::FileSize(fullPath);
-            info.startTm = recorder::StartTimeOf(GetBaseName(fullPath));
+            // First what needs no disk: a failing one must not cost the recording its day.
+            const std::optional<int64_t> startTm = recorder::StartTimeOf(GetBaseName(fullPath));
+            info.startTm = startTm.value_or(0);
             info.endTm = info.startTm;
+            info.size = recorder::FileSize(fullPath);
+            if (!startTm) {
+                throw recorder::Error("expected ten digits, the start time, before the extension");
+            }
             recorder::FillFromContainer(info, recorder::ContainerOf(fullPath));
         } catch (const std::exception& error) {
             throw recorder::Error("recording " + fullPath + ": " + error.what());

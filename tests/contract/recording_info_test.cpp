@@ -159,12 +159,13 @@ TEST_F(RecordingInfo, FailsWithoutAPicture) {
     EXPECT_EQ(info.endTm, kStartTm);
 }
 
-TEST_F(RecordingInfo, FailsOnAMissingFileAndStillTellsItsPath) {
+TEST_F(RecordingInfo, FailsOnAMissingFileAndStillTellsItsPathAndStart) {
     path = Scratch("cam/20140312AM/cam-20140312-020000-1394589600.mp4");
 
     EXPECT_NE(Reidx::GetEvtRecInfo(info, path, true), 0);
 
     EXPECT_EQ(info.path, "20140312AM/cam-20140312-020000-1394589600.mp4");
+    EXPECT_EQ(info.startTm, 1394589600);
     EXPECT_TRUE(info.alert);
     EXPECT_EQ(info.endTm, info.startTm);
     EXPECT_EQ(world::Log().size(), 1U);
