@@ -158,9 +158,10 @@ struct EventFilterParam : SqlFilterParam {
 // Deletes the event rows that the filter selects, all or none, because their files are gone.
 //
 // The evidence is checked again at this moment: the rows' cameras must load (Camera::Load), and
-// every folder that the rows name must either be readable to its end or be truly absent. On any
-// doubt nothing is deleted. Whether the files themselves are there isn't checked. A filter with a
-// limit is refused: which of the rows it would leave isn't defined.
+// every folder that the rows name must either be readable to its end or be truly absent, and none
+// of the files that they name may be there: no regular file in a half-day folder, neither of them a
+// link. On any doubt nothing is deleted. A filter with a limit is refused: which of the rows it
+// would leave isn't defined.
 //
 // Returns 0 when no selected row is left; otherwise nothing was deleted and the log has the reason.
 [[nodiscard]] int DelUnrefRecsFromDB(EventFilterParam filter);

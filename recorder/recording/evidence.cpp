@@ -25,20 +25,22 @@ int CameraIdOf(const char* text) {
     return camId;
 }
 
-// Camera id to the folders, within its half-day folders' folder, that the rows name. A row without
-// a path names none.
-std::map<int, std::set<std::string>> NamedFolders(const std::string& table,
-                                                  const std::string& condition) {
+using NamesByFolder = std::map<std::string, std::set<std::string>>;
+
+// Camera id to the folders, within its half-day folders' folder, and the files in them that the
+// rows name. A row without a path names none.
+std::map<int, NamesByFolder> NamedFiles(const std::string& table, const std::string& condition) {
     const DBResult_tag rows = Execute(
         KRDB::DB_RECORDING, "SELECT camera_id, path FROM " + table + " WHERE " + condition + ";",
         {.readOnly = true});
-    std::map<int, std::set<std::string>> folders;
+    std::map<int, NamesByFolder> files;
     for (int row = 0; row < rows.RowCount(); ++row) {
         const int camId = CameraIdOf(rows.Field(row, 0));
-        const char* const path = rows.Field(row, 1);
-        folders[camId].insert(path == nullptr ? "" : GetDirPath(path));
+        const char* const field = rows.Field(row, 1);
+        const std::string path = field == nullptr ? "" : field;
+        files[camId][GetDirPath(path)].insert(GetBaseName(path));
     }
-    return folders;
+    return files;
 }
 
 std::string RecordingFolder(int camId, const std::string& subFolder) {
@@ -56,9 +58,23 @@ bool IsLink(const std::string& path) {
     return lstat64(path.c_str(), &st) == 0 && S_ISLNK(st.st_mode);
 }
 
-void DemandReadableOrAbsent(const std::string& folder) {
+// Whether recordings are looked for in this folder: in half-day folders only, and not through
+// links.
+bool IsWalked(const std::string& root, const std::string& folder) {
+    static const KRRegEx halfDay("^[0-9]{8}[AP]M$");
+    return halfDay.IsMatch(folder) && !IsLink(root + "/" + folder);
+}
+
+// Demands that the folder is readable to its end, or truly absent, and that no file in it has one
+// of these names: a recording that wasn't seen because of a passing failure is not gone.
+void DemandGone(const std::string& folder, const std::set<std::string>& names) {
     try {
-        const FolderListing listing = ListFolder(folder, [](const FolderEntry&) { return true; });
+        const FolderListing listing = ListFolder(folder, [&](const FolderEntry& entry) {
+            if (entry.isRegularFile && names.contains(entry.name)) {
+                throw Error("the file " + folder + "/" + entry.name + " is there");
+            }
+            return true;
+        });
         if (listing == FolderListing::Absent && IsLink(folder)) {
             throw Error("the link " + folder + " leads nowhere");
         }
@@ -71,11 +87,12 @@ void DemandReadableOrAbsent(const std::string& folder) {
 
 void DemandEvidence(const std::string& table, const std::string& condition,
                     const std::string& subFolder) {
-    for (const auto& [camId, folders] : NamedFolders(table, condition)) {
+    for (const auto& [camId, files] : NamedFiles(table, condition)) {
         const std::string root = RecordingFolder(camId, subFolder);
-        DemandReadableOrAbsent(root);
-        for (const std::string& folder : folders) {
-            DemandReadableOrAbsent(folder.empty() ? root : root + "/" + folder);
+        DemandGone(root, {});
+        for (const auto& [folder, names] : files) {
+            DemandGone(folder.empty() ? root : root + "/" + folder,
+                       IsWalked(root, folder) ? names : std::set<std::string>());
         }
     }
 }

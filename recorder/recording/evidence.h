@@ -10,8 +10,9 @@ namespace recorder {
 // `subFolder` is where in a camera's storage folder the half-day folders lie, empty for the storage
 // folder itself.
 //
-// Throws Error when a camera of theirs can't be loaded, or a folder is neither readable to its end
-// nor truly absent. Files that can't be seen are not gone.
+// Throws Error when a camera of theirs can't be loaded, when a folder is neither readable to its
+// end nor truly absent, or when the file of a row is there where recordings are looked for. Files
+// that can't be seen are not gone.
 void DemandEvidence(const std::string& table, const std::string& condition,
                     const std::string& subFolder);
 

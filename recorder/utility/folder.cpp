@@ -25,13 +25,14 @@ struct CloseDir {
     void operator()(DIR* dir) const { closedir(dir); }
 };
 
-bool IsFolder(DIR* dir, const struct dirent64& entry) {
-    if (entry.d_type != DT_UNKNOWN) {
-        return entry.d_type == DT_DIR;
-    }
+// As in a folder's entry. Not every file system tells it there.
+unsigned char TypeOf(DIR* dir, const struct dirent64& entry) {
     struct stat64 st = {};
-    return fstatat64(dirfd(dir), entry.d_name, &st, AT_SYMLINK_NOFOLLOW) == 0 &&
-           S_ISDIR(st.st_mode);
+    if (entry.d_type != DT_UNKNOWN ||
+        fstatat64(dirfd(dir), entry.d_name, &st, AT_SYMLINK_NOFOLLOW) != 0) {
+        return entry.d_type;
+    }
+    return IFTODT(st.st_mode);
 }
 
 bool IsDotEntry(const char* name) {
@@ -50,7 +51,8 @@ std::optional<FolderEntry> ReadEntry(DIR* dir, const std::string& path) {
             return std::nullopt;
         }
         if (!IsDotEntry(entry->d_name)) {
-            return FolderEntry{entry->d_name, IsFolder(dir, *entry)};
+            const unsigned char type = TypeOf(dir, *entry);
+            return FolderEntry{entry->d_name, type == DT_DIR, type == DT_REG || type == DT_UNKNOWN};
         }
     }
 }

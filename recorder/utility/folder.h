@@ -9,7 +9,8 @@ namespace recorder {
 
 struct FolderEntry {
     std::string name;
-    bool isFolder = false; // a link to a folder is none
+    bool isFolder = false;      // a link to a folder is none
+    bool isRegularFile = false; // or could be; a link to a file is none
 };
 
 enum class FolderListing { Complete, Stopped, Absent };

@@ -99,13 +99,46 @@ TEST_F(RecordingRemoval, RefusesAListOfAnythingButIds) {
     ExpectNothingDeleted();
 }
 
-TEST_F(RecordingRemoval, DoesntAskWhetherTheFilesAreThere) {
+TEST_F(RecordingRemoval, DeletesNothingWhenAFileIsThere) {
     contract::PutFile(Scratch("one/20140312AM/a"));
 
-    EXPECT_EQ(Delete("1"), 0);
+    EXPECT_NE(Delete("1,3"), 0);
 
-    EXPECT_THAT(Ids("event"), ElementsAre("2", "3", "4"));
+    ExpectNothingDeleted();
+    EXPECT_THAT(LogLinesWith(Scratch("one/20140312AM/a")), SizeIs(1));
     EXPECT_TRUE(std::filesystem::exists(Scratch("one/20140312AM/a")));
+}
+
+TEST_F(RecordingRemoval, TakesNoFileOfAnotherNameFolderOrKindForTheRows) {
+    contract::PutFile(Scratch("one/20140312AM/A"));
+    contract::PutFile(Scratch("two/20140312AM/a"));
+    contract::PutFile(Scratch("one/20140312PM/a"));
+    contract::PutFile(Scratch("one/laRec/20140312AM/a"));
+    MakeFolder("one/20140312AM/b");
+
+    EXPECT_EQ(Delete("1,2"), 0);
+
+    EXPECT_THAT(Ids("event"), ElementsAre("3", "4"));
+}
+
+TEST_F(RecordingRemoval, TakesNoFileForARecordingOutsideOfHalfDayFolders) {
+    PutEvent("9, 1, 'copies/e'");
+    contract::PutFile(Scratch("one/copies/e"));
+
+    EXPECT_EQ(Delete("9"), 0);
+
+    EXPECT_THAT(Ids("event"), SizeIs(4));
+}
+
+TEST_F(RecordingRemoval, TakesNoFileForARecordingBehindALink) {
+    contract::PutFile(Scratch("elsewhere/c"));
+    contract::PutFile(Scratch("elsewhere/target"));
+    std::filesystem::create_directory_symlink(Scratch("elsewhere"), Scratch("one/20140312PM"));
+    std::filesystem::create_symlink(Scratch("elsewhere/target"), Scratch("one/20140312AM/a"));
+
+    EXPECT_EQ(Delete("1,3"), 0);
+
+    EXPECT_THAT(Ids("event"), ElementsAre("2", "4"));
 }
 
 TEST_F(RecordingRemoval, TakesATrulyAbsentFolderForEvidence) {
@@ -246,6 +279,14 @@ TEST_F(RecordingAlertRemoval, DeletesNothingWhenAHalfDayFolderCantBeRead) {
 
     EXPECT_THAT(Ids("alert_event"), SizeIs(4));
     EXPECT_THAT(world::Log(), SizeIs(1));
+}
+
+TEST_F(RecordingAlertRemoval, DeletesNothingWhenAFileIsThere) {
+    contract::PutFile(Scratch("one/laRec/20140312AM/a"));
+
+    EXPECT_NE(AlertDelUnrefRecsFromDB({1, 3}, 1), 0);
+
+    EXPECT_THAT(Ids("alert_event"), SizeIs(4));
 }
 
 TEST_F(RecordingAlertRemoval, DeletesNothingWhenTheCameraDoesntLoad) {
