@@ -1,0 +1,1 @@
+"""The parts of the fault tests, one idea a module."""

@@ -1,0 +1,80 @@
+"""System calls: which there are, where a run makes them, and how one of them is made to fail."""
+
+import os
+import re
+import signal
+import subprocess
+
+# What a C library may turn each of the calls into, on x86-64.
+CALLS = {
+    "openat": ("openat", "open", "creat"),
+    "getdents64": ("getdents64",),
+    "stat": ("newfstatat", "stat", "lstat", "fstat", "statx"),
+    "pwrite64": ("pwrite64", "pwritev"),
+    "write": ("write", "writev"),
+    "fsync": ("fsync",),
+    "fdatasync": ("fdatasync",),
+    "rename": ("rename", "renameat", "renameat2"),
+    "unlink": ("unlink", "unlinkat"),
+    "rmdir": ("rmdir",),
+    "mkdir": ("mkdir", "mkdirat"),
+    "sendto": ("sendto",),
+}
+
+KILL = "SIGKILL"
+ERRORS = ("EIO", "ENOSPC", "EINTR", "EMFILE")
+FAULTS = (KILL, *ERRORS)
+
+# Only a tool that hangs makes a point wait as long: nothing is decided by how long something takes.
+DEADLINE_S = 60
+
+TRACED = re.compile(r"^(?:\d+ +)?(\w+)\(")
+
+
+class Hung(Exception):
+    """A program that didn't end by itself."""
+
+
+def run_program(command, cwd="/"):
+    """Its status, as a shell's `$?` would have it, but -N where signal N ended it."""
+    with subprocess.Popen(command, cwd=cwd, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                          stderr=subprocess.DEVNULL, start_new_session=True) as process:
+        try:
+            return process.wait(DEADLINE_S)
+        except subprocess.TimeoutExpired:
+            raise Hung(f"it didn't end within {DEADLINE_S} s") from None
+        finally:
+            if process.poll() is None:
+                os.killpg(process.pid, signal.SIGKILL)
+
+
+def trace(command, names, trace_file):
+    """Runs a command undisturbed; the lines of its calls, in their order."""
+    status = run_program(["strace", "-f", "-qq", "-y", "-e", "signal=none", "-o", trace_file,
+                          "-e", "trace=" + ",".join(names), *command])
+    if status != 0:
+        raise RuntimeError(f"the undisturbed run ended with status {status}")
+    return _lines(trace_file)
+
+
+def inject(command, point, trace_file):
+    """Runs a command with one fault; its status and the line of the call that it hit."""
+    name, at, fault = point["name"], point["nth"], point["fault"]
+    how = f"signal={fault}" if fault == KILL else f"error={fault}"
+    # The kernel's filter makes it fast, but a signal isn't delivered with it.
+    fast = [] if fault == KILL else ["--seccomp-bpf"]
+    status = run_program(["strace", "-f", "-qq", "-y", *fast, "-e", "signal=none", "-o", trace_file,
+                          "-e", f"trace={name}", "-e", f"inject={name}:{how}:when={at}", *command])
+    lines = _lines(trace_file)
+    if fault == KILL:
+        return status, lines[-1] if status == -signal.SIGKILL and len(lines) == at else None
+    return status, next((line for line in lines if line.endswith("(INJECTED)")), None)
+
+
+def _lines(trace_file):
+    with open(trace_file, encoding="utf-8", errors="backslashreplace") as file:
+        return [line for line in file.read().split("\n") if TRACED.match(line)]
+
+
+def name_of(line):
+    return TRACED.match(line)[1]

@@ -1,0 +1,116 @@
+"""One point: a run with a fault, what it left, a clean run, and what came of it."""
+
+import json
+import signal
+
+from injection import calls, rules
+
+# sysexits.h: the task store can't be used; the settings can't be read.
+KNOWN_STATUSES = (0, 74, 78)
+LOADER_FAILED = 127
+
+COMPARED = ("camera", "emap", "event", "alert_event", "recording_count", "snapshot")
+
+
+class Undisturbed:
+    """The recorder before and after a run in which nothing fails."""
+
+    def __init__(self, recorder):
+        recorder.restore()
+        before = recorder.rows()
+        status = calls.run_program(recorder.krindexer)
+        if status != 0:
+            raise RuntimeError(f"the undisturbed run ended with status {status}")
+        self.rows, self.files = recorder.rows(), recorder.files()
+        # Rows whose file is there: no fault may cost them, and they keep their ids.
+        self.kept = {table: set(before[table]) & set(self.rows[table]) for table in COMPARED}
+
+
+def try_point(recorder, undisturbed, point, trace_file):
+    """What went wrong at a point (nothing, if all is well), the rules that it took, the words."""
+    recorder.restore()
+    result = {"problems": [], "rules": [], "words": "complete"}
+    try:
+        status, call = calls.inject(recorder.krindexer, point, trace_file)
+    except calls.Hung as hung:
+        return {**result, "problems": [f"the faulty run: {hung}"]}
+    if call is None:
+        return {**result, "problems": [f"the call was not reached (status {status})"]}
+    result["problems"] += _status_problems(point, status)
+    excuses = "" if point["fault"] == calls.KILL else call
+    log = recorder.log() if excuses else ""
+    vanished = _vanished(undisturbed, recorder.rows())
+    result["problems"] += [f"the faulty run lost a row of {table} whose file is there: {text}"
+                           for table, texts in vanished.items() for text in sorted(texts)
+                           if not rules.may_vanish(excuses, table)]
+    try:
+        status = calls.run_program(recorder.krindexer)
+    except calls.Hung as hung:
+        return {**result, "problems": [*result["problems"], f"the clean run: {hung}"]}
+    if status != 0:
+        result["problems"].append(f"the clean run ended with status {status}")
+    rows = recorder.rows()
+    for difference in _differences(undisturbed, rows, recorder.files()):
+        rule = rules.excuse(difference, excuses, log, vanished)
+        (result["rules"] if rule else result["problems"]).append(rule or " ".join(difference))
+    result["problems"] += _ending_problems(undisturbed, rows, vanished)
+    result["words"] = _words(undisturbed, rows)
+    return result
+
+
+def _status_problems(point, status):
+    if point["fault"] == calls.KILL:
+        known = (-signal.SIGKILL,)
+    elif point["startup"]:  # before the tool's own first call the loader may give up
+        known = (*KNOWN_STATUSES, LOADER_FAILED)
+    else:
+        known = KNOWN_STATUSES
+    return [] if status in known else [f"the faulty run ended with status {status}"]
+
+
+def _vanished(undisturbed, rows):
+    return {table: {text for _, text in kept - set(rows[table])}
+            for table, kept in undisturbed.kept.items()}
+
+
+def _differences(undisturbed, rows, files):
+    """(sign, table or "file", text), where - is missing and + is too much, doubles included."""
+    found = []
+    for table in COMPARED:
+        found += _unlike(table, [text for _, text in undisturbed.rows[table]],
+                         [text for _, text in rows[table]])
+    return found + _unlike("file", *([f"{path} {json.dumps(entry)}" for path, entry in some.items()]
+                                     for some in (undisturbed.files, files)))
+
+
+def _unlike(where, expected, actual):
+    missing, extra = list(expected), []
+    for text in actual:
+        if text in missing:
+            missing.remove(text)
+        else:
+            extra.append(text)
+    return [("-", where, text) for text in missing] + [("+", where, text) for text in extra]
+
+
+def _ending_problems(undisturbed, rows, vanished):
+    """Rows that never vanished have kept their ids, and the task is over."""
+    problems = [f"a row of {table} changed its id: {text}"
+                for table, texts in _vanished(undisturbed, rows).items()
+                for text in sorted(texts - vanished[table])]
+    task = rows["task"][0][1].split(" | ") if rows["task"] else []
+    if len(task) != 7 or task[1] != "0" or task[6] != "1":
+        problems.append(f"the task is not over: {task}")
+    return problems
+
+
+def _words(undisturbed, rows):
+    """Whether the outbox has word of each recording row that was added: of all, not of some, or of
+    some twice. A run that is killed between rows and word leaves no word; the rows are what counts.
+    """
+    kept = {number for number, _ in undisturbed.kept["event"]}
+    told = [number for _, text in rows["outbox"] if text.split(" | ")[1] == "event/list"
+            for number in json.loads(text.split(" | ", 2)[2].strip())["ids"]]
+    if {number for number, _ in rows["event"]} - kept - set(told):
+        return "missing"
+    return "twice" if len(told) != len(set(told)) else "complete"

@@ -1,0 +1,88 @@
+"""The recorder that the faults are tried on: made once, brought back for each point."""
+
+import os
+import shutil
+
+from runner import database, tree
+from runner.given import PACKAGE_ROOT, Given
+from runner.then import show_rows
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+
+# Legitimately different from run to run.
+UNCOMPARED_COLUMNS = {"recording_count": {"stamp"}}
+
+SETTINGS_FILE = os.fsdecode(PACKAGE_ROOT) + "/etc/kestora.toml"
+
+
+class SqliteRecorder:
+    """On SQLite, all of it within the package's root.
+
+    Another engine or a broker is another class with these members: what a point needs of a
+    recorder is to make it, to bring it back as it was made, and to look at it.
+    """
+
+    given = os.path.join(HERE, "../sqlite/given")
+    options = ["-e", "-s", "-r", "-1", "-a", "-1"]
+    unreached = {"sendto"}  # neither a database server nor a broker to talk to
+
+    def __init__(self, bin_dir, media, scratch):
+        self.bin_dir, self.media = bin_dir, media
+        self.krindexer = [os.path.join(bin_dir, "krindexer"), *self.options]
+        self.made = os.path.join(os.fsencode(scratch), b"made")
+        self.copy = os.path.join(os.fsencode(scratch), b"copy")
+
+    def make(self):
+        with open(self.given, encoding="utf-8") as file:
+            Given(PACKAGE_ROOT, self.media, self.bin_dir).build(file.read())
+        shutil.copytree(PACKAGE_ROOT, self.made, symlinks=True)
+
+    def restore(self):
+        """As it was made, file times included; the status times are now, before any run's start."""
+        for entry in os.scandir(PACKAGE_ROOT):
+            shutil.rmtree(entry.path)
+        shutil.copytree(self.made, PACKAGE_ROOT, symlinks=True, dirs_exist_ok=True)
+
+    def rows(self):
+        """Table to its rows as (id, the rest), read from a copy: to open a database may mend it."""
+        folder = os.path.join(self.copy, b"var/db")
+        os.makedirs(folder)
+        try:
+            for entry in os.scandir(os.path.join(PACKAGE_ROOT, b"var/db")):
+                if entry.name.endswith((b".db", b".db-wal")):
+                    shutil.copyfile(entry.path, os.path.join(folder, entry.name))
+            return {table: _rows(self.copy, table)
+                    for table in (*database.MEDIA_TABLES, "task", "outbox")}
+        finally:
+            shutil.rmtree(self.copy)
+
+    def files(self):
+        """Path to a description. The times of what a run makes are its own."""
+        entries = tree.without_folder_times(tree.listing(PACKAGE_ROOT))
+        return {os.fsdecode(path): {key: value for key, value in entry.items()
+                                    if key != "mtime" or not _is_made_by_a_run(path)}
+                for path, entry in entries.items()}
+
+    def log(self):
+        """All that is left of it, rotated or not."""
+        folder, text = os.path.join(PACKAGE_ROOT, b"var/log"), ""
+        for name in sorted(os.listdir(folder)):
+            with open(os.path.join(folder, name), encoding="utf-8", errors="replace") as file:
+                text += file.read()
+        return text
+
+
+def _is_made_by_a_run(path):
+    return b"/@Thumbnail/" in path
+
+
+def _rows(root, table):
+    columns, rows = database.dump(root, table)
+    if columns == ["unreadable"]:
+        raise RuntimeError(f"table {table}: {rows[0][0].decode()}")
+    left_out = UNCOMPARED_COLUMNS.get(table, set())
+    at = [number for number, column in enumerate(columns)
+          if column != "id" and column not in left_out]
+    ids = columns.index("id") if "id" in columns else None
+    return [(None if ids is None else row[ids],
+             show_rows([], [[row[number] for number in at]])[1]) for row in rows]

@@ -1,0 +1,53 @@
+"""Within a sandbox: makes the recorder, then carries out what is asked on standard input.
+
+A line asks, a line answers, both JSON: "plan", or a point as the plan names it. run.py starts this.
+"""
+
+import json
+import os
+import sys
+
+from injection import calls
+from injection.point import Undisturbed, try_point
+from injection.recorder import SETTINGS_FILE, SqliteRecorder
+from runner.given import PACKAGE_ROOT
+from runner.scenario import keep_in_memory
+
+
+def plan(recorder, trace_file):
+    """Where an undisturbed run makes the calls: each one's name, which of that name it is, and
+    whether it is one of the start-up, before the tool reads its settings."""
+    recorder.restore()
+    names = [name for family in calls.CALLS.values() for name in family]
+    family_of = {name: call for call, family in calls.CALLS.items() for name in family}
+    points, counts, startup = {call: [] for call in calls.CALLS}, {}, True
+    for line in calls.trace(recorder.krindexer, names, trace_file):
+        name = calls.name_of(line)
+        counts[name] = counts.get(name, 0) + 1
+        startup = startup and SETTINGS_FILE not in line
+        if startup and os.fsdecode(PACKAGE_ROOT) in line:
+            raise RuntimeError(f"the recorder is touched before the settings are read: {line}")
+        points[family_of[name]].append({"name": name, "nth": counts[name], "startup": startup})
+    return {"points": points, "unreached": sorted(recorder.unreached)}
+
+
+def main():
+    bin_dir, media, scratch = sys.argv[1:]
+    os.umask(0o022)
+    keep_in_memory(PACKAGE_ROOT)
+    trace_file = os.path.join(scratch, "trace")
+    recorder = SqliteRecorder(bin_dir, media, scratch)
+    recorder.make()
+    undisturbed = None
+    for line in sys.stdin:
+        asked = json.loads(line)
+        if asked == "plan":
+            answer = plan(recorder, trace_file)
+        else:
+            undisturbed = undisturbed or Undisturbed(recorder)
+            answer = try_point(recorder, undisturbed, asked, trace_file)
+        print(json.dumps(answer), flush=True)
+
+
+if __name__ == "__main__":
+    main()

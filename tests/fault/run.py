@@ -1,0 +1,185 @@
+#!/usr/bin/env python3
+"""Kills the shipped tool, and fails its system calls, one at a time; then a clean run must mend it.
+
+run.py BIN_DIR                                  every call, every point, every fault
+run.py --most 8 --fault SIGKILL --fault EIO BIN_DIR
+run.py --call openat --fault EIO --at 170 BIN_DIR    one point
+
+README.md tells what is compared, and which of the tool's rules show.
+"""
+
+import argparse
+import contextlib
+import json
+import os
+import queue
+import signal
+import subprocess
+import sys
+import tempfile
+import threading
+import time
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+SCENARIOS = os.path.join(HERE, "../scenarios")
+SANDBOX = os.path.join(HERE, "../../script/sandbox")
+sys.path[:0] = [HERE, SCENARIOS]
+
+from injection import calls  # noqa: E402  pylint: disable=wrong-import-position
+from runner import media  # noqa: E402  pylint: disable=wrong-import-position
+
+
+class Worker:
+    """A recorder in a sandbox of its own, on which one point after the other is tried."""
+
+    def __init__(self, folder, options):
+        root, scratch = os.path.join(folder, "recorder"), os.path.join(folder, "scratch")
+        os.makedirs(root)
+        os.makedirs(scratch)
+        self.process = subprocess.Popen(
+            [SANDBOX, root, sys.executable, "-m", "injection.worker",
+             os.path.abspath(options.bin_dir), options.media, scratch],
+            env={**os.environ, "PYTHONPATH": f"{HERE}:{SCENARIOS}"}, text=True,
+            stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+
+    def ask(self, what):
+        self.process.stdin.write(json.dumps(what) + "\n")
+        self.process.stdin.flush()
+        answer = self.process.stdout.readline()
+        if not answer:
+            raise RuntimeError(f"the worker ended at {what}")
+        return json.loads(answer)
+
+    def end(self):
+        """It ends when there is nothing more to read, once the point at hand is done."""
+        with contextlib.suppress(BrokenPipeError):
+            self.process.stdin.close()
+        self.process.wait()
+        self.process.stdout.close()
+
+
+def selected_points(options, plan):
+    """Call to the points that are to be tried."""
+    selected = {}
+    for call in options.call or calls.CALLS:
+        points = [{"call": call, "at": at, **point}
+                  for at, point in enumerate(plan["points"][call], 1)]
+        if options.at:
+            points = [point for point in points if point["at"] == options.at]
+        elif options.most:
+            points = _spread([point for point in points if not point["startup"]], options.most)
+        selected[call] = [{**point, "fault": fault} for point in points
+                          for fault in options.fault or calls.FAULTS]
+    return selected
+
+
+def _spread(points, most):
+    """At most so many of them, evenly spread, the first and the last included."""
+    if len(points) <= most:
+        return points
+    return [points[number * (len(points) - 1) // max(most - 1, 1)] for number in range(most)]
+
+
+def try_all(points, workers):
+    """Each point with its result, by as many threads as there are workers."""
+    waiting, done = queue.SimpleQueue(), queue.SimpleQueue()
+    for point in points:
+        waiting.put(point)
+
+    def work(worker):
+        try:
+            while True:
+                point = waiting.get_nowait()
+                done.put((point, worker.ask(point)))
+        except queue.Empty:
+            pass
+        except (RuntimeError, OSError, ValueError) as error:
+            done.put((None, error))
+
+    for worker in workers:
+        threading.Thread(target=work, args=(worker,), daemon=True).start()
+    for _ in points:
+        point, result = done.get()
+        if point is None:
+            raise result
+        yield point, result
+
+
+def report(call, results, bin_dir):
+    """Prints what came of a call's points; how many failed."""
+    failed = [(point, result) for point, result in results if result["problems"]]
+    for point, result in sorted(failed, key=lambda entry: (entry[0]["at"], entry[0]["fault"])):
+        print(f"FAILED call={call} fault={point['fault']} at={point['at']}"
+              f" ({point['name']} number {point['nth']})")
+        for problem in result["problems"]:
+            print(f"    {problem}")
+        print(f"    repeat: tests/fault/run.py --call {call} --fault {point['fault']}"
+              f" --at {point['at']} {bin_dir}")
+    ruled = sum(1 for _, result in results if result["rules"] and not result["problems"])
+    converged = len(results) - len(failed) - ruled
+    print(f"fault: call={call} points={len(results)} converged={converged}"
+          + (f" by_rule={ruled}" if ruled else ""))
+    for rule in sorted({rule for _, result in results for rule in result["rules"]}):
+        met = sum(1 for _, result in results if rule in result["rules"])
+        print(f"  rule: {rule}, at {met} points")
+    for words in ("missing", "twice"):
+        met = sum(1 for _, result in results if result["words"] == words)
+        if met:
+            print(f"  words of added recordings in the outbox: {words} at {met} points")
+    sys.stdout.flush()
+    return len(failed)
+
+
+def run(options, folder):
+    start = time.monotonic()
+    if not options.media:
+        options.media = os.path.join(folder, "media")
+    options.media = os.path.abspath(options.media)
+    if not os.path.isdir(options.media):
+        media.make_all(options.media)
+    workers = []
+    try:
+        for number in range(options.j):
+            workers.append(Worker(os.path.join(folder, str(number)), options))
+        plan = workers[0].ask("plan")
+        failures = 0
+        for call, points in selected_points(options, plan).items():
+            if not plan["points"][call] and call not in plan["unreached"]:
+                print(f"FAILED call={call}: the run doesn't reach it")
+                failures += 1
+            failures += report(call, list(try_all(points, workers)), options.bin_dir)
+        print(f"fault: {'FAILED at ' + str(failures) + ' points' if failures else 'OK'}"
+              f" ({time.monotonic() - start:.0f} s)")
+        return 1 if failures else 0
+    finally:
+        for worker in workers:
+            worker.end()
+
+
+def parse_arguments():
+    parser = argparse.ArgumentParser(description=__doc__.split("\n", maxsplit=1)[0])
+    parser.add_argument("bin_dir", help="the folder of krindexer and krctl")
+    parser.add_argument("--call", action="append", choices=calls.CALLS, help="default: all")
+    parser.add_argument("--fault", action="append", choices=calls.FAULTS, help="default: all")
+    which = parser.add_mutually_exclusive_group()
+    which.add_argument("--at", type=int, help="only the Nth of the call")
+    which.add_argument("--most", type=int,
+                       help="at most so many points of a call, spread over the tool's own")
+    parser.add_argument("--media", help="the folder of the media; made where it isn't there")
+    parser.add_argument("-j", type=int, default=len(os.sched_getaffinity(0)),
+                        help="points at a time; default: as many as there are processors")
+    return parser.parse_args()
+
+
+def main():
+    options = parse_arguments()
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(128 + signal.SIGTERM))
+    with tempfile.TemporaryDirectory(prefix="fault-") as folder:
+        try:
+            return run(options, folder)
+        except KeyboardInterrupt:
+            return 128 + signal.SIGINT
+
+
+if __name__ == "__main__":
+    sys.exit(main())

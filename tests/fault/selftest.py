@@ -1,0 +1,137 @@
+#!/usr/bin/env python3
+"""Demands that the fault tests can fail: tools that do harm when a call fails must be found out.
+
+The tools are shell scripts that make a folder; what each does where that fails is the harm.
+"""
+
+import os
+import sys
+import tempfile
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+sys.path[:0] = [HERE, os.path.join(HERE, "../scenarios")]
+
+from injection import calls, point, rules  # noqa: E402  pylint: disable=wrong-import-position
+
+TOOL = 'cd "$0"; echo picture >thumbnail; {late} mkdir made || {{ {harm}; }}; [ ! -e made ] || rmdir made'
+
+# Harm that shows in the clean run only: what is done where the faulty run left such a file.
+LATE = {"twice": "echo '2 kept' >>event", "new-id": "echo '2 kept' >event",
+        "blurred": "echo blur >thumbnail", "broken": "exit 1"}
+
+DEADLINE_OF_A_TOOL_THAT_HANGS_S = 3
+
+HARMLESS = {"fault": "EIO", "name": "mkdir", "nth": 1, "startup": False}
+
+# What a tool does, at which point, and what must be said of it.
+CASES = [
+    ("exit 74", {}, None),
+    ("touch harmless; rm harmless", {}, None),
+    (">event", {}, "lost a row of event whose file is there"),
+    ("echo '2 kept' >>event", {}, "+ event kept"),
+    ("touch twice", {}, "+ event kept"),
+    ("touch new-id", {}, "a row of event changed its id"),
+    ("touch left-over", {}, "+ file left-over"),
+    ("touch blurred", {}, "+ file thumbnail"),
+    ("touch broken", {}, "the clean run ended with status 1"),
+    ("exit 3", {}, "the faulty run ended with status 3"),
+    ("exit 127", {}, "the faulty run ended with status 127"),
+    ("exit 127", {"startup": True}, None),
+    ("sleep 60", {}, "it didn't end"),
+    ("exit 0", {"nth": 2}, "the call was not reached"),
+    ("exit 0", {"name": "symlink"}, "the call was not reached"),
+]
+
+EMAP_FOLDER = 'openat(3</>, "/r/target/@KREmap") = -1 EIO (Input/output error) (INJECTED)'
+THUMBNAIL = "var/snapshot/@Thumbnail/a.jpg {}"
+NO_THUMBNAIL = "Failed to create thumbnail for snapshot [/r/var/snapshot/a.jpg].\n"
+NO_INFO = "Failed to get rec info of event [/r/cam/20260101AM/a-1767255300.mp4]\n"
+SHORT_ROW = "0 | 1 | 20260101AM/a-1767255300.mp4 | 1767255300 | 1767255300"
+DAYLESS_ROW = "0 | 1 | 20260101AM/a-1767255300.mp4 | 0 | 0"
+INTERRUPTED = 'fsync(3</r>) = -1 EINTR (Interrupted system call) (INJECTED)'
+FAILED = 'fsync(3</r>) = -1 EIO (Input/output error) (INJECTED)'
+
+# A difference, the call that failed, the log, rows that vanished; whether a rule excuses it.
+EXCUSES = [
+    (("-", "emap", "a.png"), EMAP_FOLDER, "", {"emap": {"a.png"}}, True),
+    (("-", "emap", "a.png"), EMAP_FOLDER, "", {}, False),
+    (("-", "emap", "a.png"), FAILED, "", {"emap": {"a.png"}}, False),
+    (("-", "emap", "a.png"), "", "", {"emap": {"a.png"}}, False),
+    (("-", "snapshot", "a.jpg | 1 | 2"), EMAP_FOLDER, "", {"snapshot": {"a.jpg | 1 | 2"}}, False),
+    (("-", "event", SHORT_ROW), EMAP_FOLDER, "", {"event": {SHORT_ROW}}, False),
+    (("-", "file", THUMBNAIL), FAILED, NO_THUMBNAIL, {}, True),
+    (("-", "file", THUMBNAIL), INTERRUPTED, NO_THUMBNAIL, {}, False),
+    (("-", "file", THUMBNAIL), FAILED, "", {}, False),
+    (("+", "file", THUMBNAIL), FAILED, "", {"snapshot": {"a.jpg | 1 | 2"}}, True),
+    (("+", "file", THUMBNAIL), FAILED, NO_THUMBNAIL, {}, False),
+    (("+", "event", SHORT_ROW), FAILED, NO_INFO, {}, True),
+    (("+", "event", SHORT_ROW), FAILED, "", {}, False),
+    (("+", "event", SHORT_ROW), INTERRUPTED, NO_INFO, {}, False),
+    (("+", "event", DAYLESS_ROW), FAILED, NO_INFO, {}, False),
+]
+
+
+class ScriptedRecorder:
+    """A folder with a table of rows in a file, and a tool that a case describes."""
+
+    def __init__(self, folder, harm):
+        self.folder = folder
+        late = "".join(f"if [ -e {mark} ]; then {then}; fi; " for mark, then in LATE.items())
+        self.krindexer = ["sh", "-c", TOOL.format(harm=harm, late=late), folder]
+
+    def restore(self):
+        for name in os.listdir(self.folder):
+            os.unlink(os.path.join(self.folder, name))
+        with open(os.path.join(self.folder, "event"), "w", encoding="ascii") as file:
+            file.write("1 kept\n")
+
+    def rows(self):
+        with open(os.path.join(self.folder, "event"), encoding="ascii") as file:
+            events = [(int(line.split()[0]), line.split()[1]) for line in file]
+        return {**{table: [] for table in point.COMPARED}, "event": events, "outbox": [],
+                "task": [(None, "reindex | 0 | 1 | 0 | 0 | 0 | 1")]}
+
+    def files(self):
+        found = {}
+        for name in os.listdir(self.folder):
+            if name != "event":
+                with open(os.path.join(self.folder, name), encoding="ascii") as file:
+                    found[name] = file.read()
+        return found
+
+    def log(self):
+        return ""
+
+
+def verdict(harm, changes):
+    with tempfile.TemporaryDirectory(prefix="fault-selftest-") as scratch:
+        folder = os.path.join(scratch, "recorder")
+        os.mkdir(folder)
+        recorder = ScriptedRecorder(folder, harm)
+        undisturbed = point.Undisturbed(recorder)
+        if harm.startswith("sleep"):
+            calls.DEADLINE_S = DEADLINE_OF_A_TOOL_THAT_HANGS_S
+        return point.try_point(recorder, undisturbed, {**HARMLESS, **changes},
+                               os.path.join(scratch, "trace"))["problems"]
+
+
+def main():
+    failures, deadline = 0, calls.DEADLINE_S
+    for harm, changes, expected in CASES:
+        calls.DEADLINE_S = deadline
+        problems = verdict(harm, changes)
+        right = not problems if expected is None else any(expected in text for text in problems)
+        if not right:
+            print(f"FAILED {harm} {changes}: expected {expected}, found {problems}")
+            failures += 1
+    for difference, call, log, vanished, expected in EXCUSES:
+        gone = {table: vanished.get(table, set()) for table in point.COMPARED}
+        if (rules.excuse(difference, call, log, gone) is not None) != expected:
+            print(f"FAILED {difference} after {call}: expected {expected}")
+            failures += 1
+    print(f"{len(CASES) + len(EXCUSES) - failures} of {len(CASES) + len(EXCUSES)} judged rightly")
+    return 1 if failures else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
