@@ -29,6 +29,10 @@ from injection import calls  # noqa: E402  pylint: disable=wrong-import-position
 from runner import media  # noqa: E402  pylint: disable=wrong-import-position
 
 
+class BrokenWorker(Exception):
+    """A worker that ended, having said why."""
+
+
 class Worker:
     """A recorder in a sandbox of its own, on which one point after the other is tried."""
 
@@ -47,7 +51,7 @@ class Worker:
         self.process.stdin.flush()
         answer = self.process.stdout.readline()
         if not answer:
-            raise RuntimeError(f"the worker ended at {what}")
+            raise BrokenWorker(f"the worker ended when it was asked for {what}")
         return json.loads(answer)
 
     def end(self):
@@ -93,7 +97,7 @@ def try_all(points, workers):
                 done.put((point, worker.ask(point)))
         except queue.Empty:
             pass
-        except (RuntimeError, OSError, ValueError) as error:
+        except (BrokenWorker, OSError, ValueError) as error:
             done.put((None, error))
 
     for worker in workers:
@@ -179,6 +183,9 @@ def main():
             return run(options, folder)
         except KeyboardInterrupt:
             return 128 + signal.SIGINT
+        except BrokenWorker as error:
+            print(f"fault: {error}")
+            return 1
 
 
 if __name__ == "__main__":

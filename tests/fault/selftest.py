@@ -28,6 +28,9 @@ CASES = [
     ("exit 74", {}, None),
     ("touch harmless; rm harmless", {}, None),
     (">event", {}, "lost a row of event whose file is there"),
+    (">event", {}, "row 1 of event is not in the ledger"),
+    (">event; touch ledger1 ledger2", {}, "row 1 of event is too often in the ledger"),
+    ("touch ledger1", {}, "row 1 of event is too often in the ledger"),
     ("echo '2 kept' >>event", {}, "+ event kept"),
     ("touch twice", {}, "+ event kept"),
     ("touch new-id", {}, "a row of event changed its id"),
@@ -88,8 +91,10 @@ class ScriptedRecorder:
     def rows(self):
         with open(os.path.join(self.folder, "event"), encoding="ascii") as file:
             events = [(int(line.split()[0]), line.split()[1]) for line in file]
-        return {**{table: [] for table in point.COMPARED}, "event": events, "outbox": [],
-                "task": [(None, "reindex | 0 | 1 | 0 | 0 | 0 | 1")]}
+        removed = [("event", 1)] * len([name for name in os.listdir(self.folder)
+                                        if name.startswith("ledger")])
+        return {**{table: [] for table in point.COMPARED}, "event": events,
+                "removed": removed, "told": [], "task": [(0, 1)]}
 
     def files(self):
         found = {}

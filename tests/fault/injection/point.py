@@ -10,6 +10,7 @@ KNOWN_STATUSES = (0, 74, 78)
 LOADER_FAILED = 127
 
 COMPARED = ("camera", "emap", "event", "alert_event", "recording_count", "snapshot")
+WITH_LEDGER = ("emap", "event", "alert_event", "snapshot")
 
 
 class Undisturbed:
@@ -24,6 +25,7 @@ class Undisturbed:
         self.rows, self.files = recorder.rows(), recorder.files()
         # Rows whose file is there: no fault may cost them, and they keep their ids.
         self.kept = {table: set(before[table]) & set(self.rows[table]) for table in COMPARED}
+        self.before = {table: {number for number, _ in before[table]} for table in WITH_LEDGER}
 
 
 def try_point(recorder, undisturbed, point, trace_file):
@@ -94,14 +96,23 @@ def _unlike(where, expected, actual):
 
 
 def _ending_problems(undisturbed, rows, vanished):
-    """Rows that never vanished have kept their ids, and the task is over."""
+    """Rows that never vanished have kept their ids, no row went without an entry in the ledger, or
+    with two, and the task is over."""
     problems = [f"a row of {table} changed its id: {text}"
                 for table, texts in _vanished(undisturbed, rows).items()
                 for text in sorted(texts - vanished[table])]
-    task = rows["task"][0][1].split(" | ") if rows["task"] else []
-    if len(task) != 7 or task[1] != "0" or task[6] != "1":
-        problems.append(f"the task is not over: {task}")
+    for table, before in undisturbed.before.items():
+        gone = before - {number for number, _ in rows[table]}
+        problems += _unlike_ledger(table, gone, [number for kind, number in rows["removed"]
+                                                 if kind == table and number in before])
+    if rows["task"] != [(0, 1)]:
+        problems.append(f"the task is not over: registered and done are {rows['task']}")
     return problems
+
+
+def _unlike_ledger(table, gone, entered):
+    return [f"row {text} of {table} is {'not' if sign == '-' else 'too often'} in the ledger"
+            for sign, _, text in _unlike(table, sorted(gone), entered)]
 
 
 def _words(undisturbed, rows):
@@ -109,8 +120,6 @@ def _words(undisturbed, rows):
     some twice. A run that is killed between rows and word leaves no word; the rows are what counts.
     """
     kept = {number for number, _ in undisturbed.kept["event"]}
-    told = [number for _, text in rows["outbox"] if text.split(" | ")[1] == "event/list"
-            for number in json.loads(text.split(" | ", 2)[2].strip())["ids"]]
-    if {number for number, _ in rows["event"]} - kept - set(told):
+    if {number for number, _ in rows["event"]} - kept - set(rows["told"]):
         return "missing"
-    return "twice" if len(told) != len(set(told)) else "complete"
+    return "twice" if len(rows["told"]) != len(set(rows["told"])) else "complete"

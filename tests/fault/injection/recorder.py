@@ -1,5 +1,6 @@
 """The recorder that the faults are tried on: made once, brought back for each point."""
 
+import json
 import os
 import shutil
 
@@ -44,15 +45,17 @@ class SqliteRecorder:
         shutil.copytree(self.made, PACKAGE_ROOT, symlinks=True, dirs_exist_ok=True)
 
     def rows(self):
-        """Table to its rows as (id, the rest), read from a copy: to open a database may mend it."""
+        """Table to its rows as (id, the rest), and what other tables tell of the runs. Read from a
+        copy: to open a database may mend it."""
         folder = os.path.join(self.copy, b"var/db")
         os.makedirs(folder)
         try:
             for entry in os.scandir(os.path.join(PACKAGE_ROOT, b"var/db")):
                 if entry.name.endswith((b".db", b".db-wal")):
                     shutil.copyfile(entry.path, os.path.join(folder, entry.name))
-            return {table: _rows(self.copy, table)
-                    for table in (*database.MEDIA_TABLES, "task", "outbox")}
+            return {**{table: _rows(self.copy, table) for table in database.MEDIA_TABLES},
+                    "task": database.select(self.copy, "task", ["registered", "done"]),
+                    "told": _told(self.copy), "removed": _removed(self.copy)}
         finally:
             shutil.rmtree(self.copy)
 
@@ -74,6 +77,23 @@ class SqliteRecorder:
 
 def _is_made_by_a_run(path):
     return b"/@Thumbnail/" in path
+
+
+def _told(root):
+    """The ids of recordings that the outbox has word of."""
+    return [number for topic, payload in database.select(root, "outbox", ["topic", "payload"])
+            if topic == b"event/list" for number in json.loads(payload)["ids"]]
+
+
+def _removed(root):
+    """Table and id of the rows in the ledger."""
+    found = []
+    for name in sorted(set(database.TABLES.values())):
+        connection = database.connect(root, name)
+        found += [(kind.decode(), number) for kind, number in
+                  connection.execute("SELECT kind, row_id FROM removed")]
+        connection.close()
+    return found
 
 
 def _rows(root, table):
