@@ -44,7 +44,8 @@ class Worker:
             [SANDBOX, root, sys.executable, "-m", "injection.worker",
              os.path.abspath(options.bin_dir), options.media, scratch],
             env={**os.environ, "PYTHONPATH": f"{HERE}:{SCENARIOS}"}, text=True,
-            stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+            stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+            start_new_session=True)  # Ctrl-C is for this process, which tells its workers to end
 
     def ask(self, what):
         self.process.stdin.write(json.dumps(what) + "\n")

@@ -7,7 +7,9 @@ from injection import calls, rules
 
 # sysexits.h: the task store can't be used; the settings can't be read.
 KNOWN_STATUSES = (0, 74, 78)
-LOADER_FAILED = 127
+# The loader's when a library can't be loaded, and what a library's constructor does for want of
+# better: libgcrypt's aborts when it can't tell whether it has to keep to FIPS 140.
+STARTUP_STATUSES = (127, -signal.SIGABRT)
 
 COMPARED = ("camera", "emap", "event", "alert_event", "recording_count", "snapshot")
 WITH_LEDGER = ("emap", "event", "alert_event", "snapshot")
@@ -63,8 +65,8 @@ def try_point(recorder, undisturbed, point, trace_file):
 def _status_problems(point, status):
     if point["fault"] == calls.KILL:
         known = (-signal.SIGKILL,)
-    elif point["startup"]:  # before the tool's own first call the loader may give up
-        known = (*KNOWN_STATUSES, LOADER_FAILED)
+    elif point["startup"]:  # before the tool's own first call
+        known = (*KNOWN_STATUSES, *STARTUP_STATUSES)
     else:
         known = KNOWN_STATUSES
     return [] if status in known else [f"the faulty run ended with status {status}"]
