@@ -1,12 +1,14 @@
 """What a recorder looks like before the run: carries out the lines of a case's `given` file."""
 
+import errno
 import os
 import shutil
 import stat
 import subprocess
 
 from runner import database
-from runner.text import (CaseError, blocks, cell_value, expand, split_cells, split_options, tokens)
+from runner.text import (CaseError, NotPossibleHere, blocks, cell_value, expand, split_cells,
+                         split_options, tokens)
 
 PACKAGE_ROOT = b"/var/packages/Kestora"
 FILE_TIME = 1700000000  # of every file that a case doesn't date: the runs happen much later
@@ -22,8 +24,8 @@ class Given:
         self.settings = None  # a template, where it names the process that is to read it
         self.directives = {
             "camera": self.camera, "dir": self.dir, "file": self.file, "link": self.link,
-            "fifo": self.fifo, "socket": self.socket, "mode": self.mode, "remove": self.remove,
-            "tmpfs": self.tmpfs, "fill": self.fill,
+            "fifo": self.fifo, "socket": self.socket, "mode": self.mode, "owner": self.owner,
+            "remove": self.remove, "tmpfs": self.tmpfs, "fill": self.fill,
         }
 
     def build(self, text):
@@ -103,6 +105,22 @@ class Given:
 
     def mode(self, path, mode):
         os.chmod(self.path(path), int(mode, 8))
+
+    def owner(self, user, path=b""):
+        """Everything at a path, or the whole recorder, belongs to that user and their group."""
+        self._own(self.path(path).rstrip(b"/"), int(user))
+        for folder, folders, files in os.walk(self.path(path)):
+            for name in folders + files:
+                self._own(os.path.join(folder, name), int(user))
+
+    def _own(self, full, user):
+        try:
+            os.lchown(full, user, user)
+        except OSError as error:
+            if error.errno != errno.EINVAL:
+                raise
+            raise NotPossibleHere(f"there is no user {user} in this user namespace: "
+                                  "only root can run this case") from error
 
     def remove(self, path):
         full = self.path(path)

@@ -3,6 +3,7 @@
 import os
 import re
 import shlex
+import shutil
 import signal
 import subprocess
 import time
@@ -20,6 +21,10 @@ NANOSLEEPS = ("35", "230")  # x86-64: nanosleep, clock_nanosleep
 RESTRICTED = ["setpriv", "--bounding-set=-dac_override,-dac_read_search"]
 
 NO_PRIVILEGES = "restricted "
+AS_USER = re.compile(r"as (\d+) (.*)$")
+
+# Seen within the sandbox only. The build's own folder may be closed to other users.
+PROGRAMS_FOR_USERS = "/var/packages/bin"
 
 
 class StepFailed(Exception):
@@ -54,6 +59,7 @@ class Steps:
         self.processes, self.locks, self.watches = {}, {}, {}
         self.worker = None
         self.commits = {}
+        self.umask = 0o022
 
     def carry_out(self, text):
         try:
@@ -91,7 +97,7 @@ class Steps:
         started = re.match(r"start (\w+): (.*)$", line)
         if started:
             self.start(started[1], started[2])
-        elif line.startswith(("krindexer", "krctl", NO_PRIVILEGES)):
+        elif line.startswith(("krindexer", "krctl", NO_PRIVILEGES)) or AS_USER.match(line):
             label = str(len(self.processes) + 1)
             self.start(label, line)
             self.processes[label].wait()
@@ -103,6 +109,8 @@ class Steps:
     def meanwhile(self, words):
         """What another program does while the tool runs."""
         match words:
+            case ["umask", mask]:
+                self.umask = int(mask, 8)
             case ["wait", name]:
                 self.processes[name].wait()
             case ["hold", name]:
@@ -135,15 +143,26 @@ class Steps:
                 raise CaseError("there is no such step")
 
     def start(self, label, command):
-        restricted = command.startswith(NO_PRIVILEGES)
-        words = shlex.split(command.removeprefix(NO_PRIVILEGES))
-        program = [*(RESTRICTED if restricted else []), os.path.join(self.bin_dir, words[0])]
         out, err = (os.path.join(self.scratch, f"{label}.{s}") for s in ("out", "err"))
         with open(out, "wb") as stdout, open(err, "wb") as stderr:
             popen = subprocess.Popen(
-                [*program, *words[1:]], stdin=subprocess.DEVNULL, stdout=stdout, stderr=stderr,
+                self.command_line(command), stdin=subprocess.DEVNULL, stdout=stdout,
+                stderr=stderr, umask=self.umask,
                 preexec_fn=lambda: self.given.settings_for_pid(os.getpid()))
         self.processes[label] = Process(label, popen, out, err)
+
+    def command_line(self, command):
+        """What is started, with what takes privileges from it in front."""
+        as_user = AS_USER.match(command)
+        words = shlex.split(as_user[2] if as_user else command.removeprefix(NO_PRIVILEGES))
+        program = os.path.join(self.bin_dir, words[0])
+        if as_user:
+            os.makedirs(PROGRAMS_FOR_USERS, exist_ok=True)
+            program = shutil.copy(program, PROGRAMS_FOR_USERS)
+            change = ["setpriv", f"--reuid={as_user[1]}", f"--regid={as_user[1]}", "--clear-groups"]
+        else:
+            change = RESTRICTED if command.startswith(NO_PRIVILEGES) else []
+        return [*change, program, *words[1:]]
 
     def task(self, columns):
         rows = database.select(self.root, "task", columns)

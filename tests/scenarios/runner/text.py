@@ -7,12 +7,16 @@ class CaseError(Exception):
     """A case that can't be understood: the author's mistake, not the tool's."""
 
 
+class NotPossibleHere(Exception):
+    """A case that needs what this machine doesn't grant: it neither passed nor failed."""
+
+
 ESCAPES = {b"n": b"\n", b"t": b"\t", b"r": b"\r", b'"': b'"', b"\\": b"\\"}
 TOKEN = re.compile(r'(?:[^\s"]|"(?:[^"\\]|\\.)*")+')
 QUOTED = re.compile(rb'"((?:[^"\\]|\\.)*)"')
 REPEAT = re.compile(rb"\{([^{}*]+)\*(\d+)\}")
 RANGE = re.compile(rb"\{(\d+)\.\.(\d+)\}")
-PLACEHOLDER = re.compile(r"<(any|number|some text|size:[^<>]+)>")
+PLACEHOLDER = re.compile(r"<(any|number|some text|uuid|size:[^<>]+)>")
 
 
 def unescape(body):
@@ -113,7 +117,8 @@ def pattern_of(text, sizes):
 def _placeholder(name, sizes):
     if name.startswith("size:"):
         return str(sizes(name[5:]))
-    return {"any": ".*", "some text": ".+", "number": r"-?\d+"}[name]
+    return {"any": ".*", "some text": ".+", "number": r"-?\d+",
+            "uuid": "[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-[89ab][0-9a-f]{3}-[0-9a-f]{12}"}[name]
 
 
 def blocks(text):

@@ -205,7 +205,7 @@ class Then:
         full = os.path.join(root, path)
         if not os.path.lexists(full):
             return [f"{shown(path)} is not there"]
-        facts = dict(entry) if entry else {"size": os.lstat(full).st_size}  # a log has no entry
+        facts = dict(entry or tree.describe_living(full))
         if "jpeg" in wanted:
             facts["jpeg"] = jpeg_facts(full)
         found = []

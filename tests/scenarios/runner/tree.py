@@ -30,7 +30,8 @@ def _list(root, prefix, entries):
 
 def _describe(full, path):
     st = os.lstat(full)
-    entry = {"type": _type(st.st_mode), "mode": f"{stat.S_IMODE(st.st_mode):04o}"}
+    entry = {"type": _type(st.st_mode), "mode": f"{stat.S_IMODE(st.st_mode):04o}",
+             "uid": st.st_uid}
     if entry["type"] == "link":
         entry["to"] = shown(os.readlink(full))
     if entry["type"] == "file" and not _is_sqlite(full):
@@ -38,6 +39,13 @@ def _describe(full, path):
     elif entry["type"] == "folder" and not path.startswith(b"var/db") and path != b"var":
         entry["mtime"] = st.st_mtime_ns
     return entry
+
+
+def describe_living(full):
+    """Of an entry that the listing passes over."""
+    st = os.lstat(full)
+    return {"type": _type(st.st_mode), "mode": f"{stat.S_IMODE(st.st_mode):04o}",
+            "uid": st.st_uid, "size": st.st_size}
 
 
 def _type(mode):
