@@ -47,10 +47,19 @@ void AddCamera(const CameraRow& camera) {
     if (FindCamera(camera.id)) {
         throw Error("there is a camera with the id " + std::to_string(camera.id) + " already");
     }
-    Execute(KRDB::DB_SYSTEM, "INSERT INTO camera (id, name, ds_id, storage_path) VALUES (" +
-                                 std::to_string(camera.id) + ", " + Quote(camera.name) + ", " +
-                                 std::to_string(camera.dsId) + ", " + Quote(camera.storagePath) +
-                                 ");");
+    Execute(KRDB::DB_SYSTEM,
+            "INSERT INTO camera (id, name, ds_id, storage_path, volume_id) VALUES (" +
+                std::to_string(camera.id) + ", " + Quote(camera.name) + ", " +
+                std::to_string(camera.dsId) + ", " + Quote(camera.storagePath) + ", " +
+                (camera.volumeId ? Quote(*camera.volumeId) : "NULL") + ");");
+}
+
+void BindCamera(int id, const std::string& volumeId) {
+    if (!FindCamera(id)) {
+        throw Error("there is no camera with the id " + std::to_string(id));
+    }
+    Execute(KRDB::DB_SYSTEM, "UPDATE camera SET volume_id = " + Quote(volumeId) +
+                                 " WHERE id = " + std::to_string(id) + ";");
 }
 
 } // namespace recorder

@@ -26,4 +26,7 @@ struct CameraRow {
 // Throws Error also when the id is taken.
 void AddCamera(const CameraRow& camera);
 
+// Binds the camera to a volume. Throws Error also when there is no such camera.
+void BindCamera(int id, const std::string& volumeId);
+
 } // namespace recorder

@@ -3,40 +3,63 @@
 #include "platform/utility.h"
 #include "recorder/support/error.h"
 #include "recorder/support/textfile.h"
+#include "recorder/support/uuid.h"
 
-#include <optional>
+#include <filesystem>
+#include <system_error>
 
 namespace recorder {
 
 namespace {
 
-constexpr const char* kIdentityFileName = "/.kestora-volume";
+constexpr std::size_t kMaxIdentityBytes = 64; // a UUID and a newline, and to spare
 
-std::string WithoutNewline(std::string text) {
-    while (text.ends_with('\n')) {
-        text.pop_back();
+// The folder as the disks know it: behind a link the volume is that of its target. What can't be
+// resolved is left as it is; whoever walks it meets the same obstacle.
+std::string Resolved(const std::string& folder) {
+    if (!folder.starts_with('/')) {
+        throw Error("can't tell the volume of \"" + folder + "\": expected an absolute path");
     }
-    return text;
+    std::error_code error;
+    const std::filesystem::path resolved = std::filesystem::weakly_canonical(folder, error);
+    return error ? folder : resolved.string();
 }
 
-// Nothing when no folder on the way up to the root is a volume's.
-std::optional<std::string> NearestIdentity(std::string folder) {
-    while (!folder.empty() && folder != "/") {
-        if (std::optional<std::string> id = ReadTextFileIfThere(folder + kIdentityFileName)) {
-            return WithoutNewline(*id);
-        }
-        folder = GetDirPath(folder);
+// Nothing when there is no identity file. A link in its place could vouch for a disk from another.
+std::optional<std::string> ReadIdentity(const std::string& path) {
+    const UniqueFd file = OpenTextFileIfThere(path, Links::Refuse);
+    if (!file.IsOpen()) {
+        return std::nullopt;
     }
-    return std::nullopt;
+    std::string id = ReadText(file, path, kMaxIdentityBytes);
+    while (id.ends_with('\n')) {
+        id.pop_back();
+    }
+    if (!IsUuid(id)) {
+        throw Error("the file " + path + " holds no volume id");
+    }
+    return id;
 }
 
 } // namespace
 
+std::optional<Volume> VolumeOf(const std::string& folder) {
+    for (std::string root = Resolved(folder);; root = GetDirPath(root)) {
+        const std::string inRoot = root.ends_with('/') ? root : root + "/";
+        if (std::optional<std::string> id = ReadIdentity(inRoot + kIdentityFileName)) {
+            return Volume{std::move(*id), root};
+        }
+        if (root == "/") {
+            return std::nullopt;
+        }
+    }
+}
+
 void DemandVolume(const std::string& folder, const std::string& volumeId) {
-    const std::optional<std::string> found = NearestIdentity(folder);
-    if (found != volumeId) {
+    const std::optional<Volume> found = VolumeOf(folder);
+    if (!found || found->id != volumeId) {
         throw Error("the volume " + volumeId + " is not mounted at " + folder + ": there is " +
-                    (found ? "the volume " + *found : std::string("none with an identity")));
+                    (found ? "the volume " + found->id : std::string("none with an identity")));
     }
 }
 

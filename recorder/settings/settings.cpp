@@ -106,8 +106,9 @@ DbgLogCfg ReadDebugLog(Section section) {
 const std::variant<Settings, Error>& LoadedSettings() {
     static const std::variant<Settings, Error> loaded = []() -> std::variant<Settings, Error> {
         try {
-            const std::optional<std::string> text = ReadTextFileIfThere(kSettingsFile);
-            return text ? ParseSettings(*text, kSettingsFile) : Settings();
+            const UniqueFd file = OpenTextFileIfThere(kSettingsFile, Links::Follow);
+            return file.IsOpen() ? ParseSettings(ReadText(file, kSettingsFile), kSettingsFile)
+                                 : Settings();
         } catch (const std::exception& error) {
             return Error(error.what());
         }

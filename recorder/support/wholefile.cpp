@@ -84,20 +84,62 @@ void WriteAndFlush(int file, std::span<const uint8_t> bytes) {
     }
 }
 
-} // namespace
+// Renames, or fails with EEXIST when the name is taken.
+bool RenameToNewName(int folder, const std::string& from, const std::string& to) {
+    if (Uninterrupted([&] {
+            return renameat2(folder, from.c_str(), folder, to.c_str(), RENAME_NOREPLACE);
+        }) == 0) {
+        return true;
+    }
+    if (errno != EINVAL && errno != ENOSYS) {
+        return false;
+    }
+    // A file system that can't rename so; what can't link either is refused by it.
+    if (Uninterrupted([&] { return linkat(folder, from.c_str(), folder, to.c_str(), 0); }) != 0) {
+        return false;
+    }
+    unlinkat(folder, from.c_str(), 0);
+    return true;
+}
 
-void WriteWholeFile(int folder, const std::string& name, std::span<const uint8_t> bytes) {
+// Writes the temporary file and lets `publish` give it its name.
+void WriteThen(int folder, const std::string& name, std::span<const uint8_t> bytes,
+               const std::function<void(int file, const std::string& temporary)>& publish) {
     const std::string temporary = TemporaryName(name);
     const UniqueFd file = OpenTemporary(folder, temporary);
     try {
         WriteAndFlush(file.Get(), bytes);
+        publish(file.Get(), temporary);
+    } catch (const Error&) {
+        unlinkat(folder, temporary.c_str(), 0);
+        throw;
+    }
+}
+
+} // namespace
+
+void WriteWholeFile(int folder, const std::string& name, std::span<const uint8_t> bytes) {
+    WriteThen(folder, name, bytes, [&](int /*file*/, const std::string& temporary) {
         if (Uninterrupted(
                 [&] { return renameat(folder, temporary.c_str(), folder, name.c_str()); }) != 0) {
             throw SystemError("rename to " + name);
         }
-    } catch (const Error&) {
-        unlinkat(folder, temporary.c_str(), 0);
-        throw;
+    });
+}
+
+void WriteNewFile(int folder, const std::string& name, std::span<const uint8_t> bytes,
+                  mode_t mode) {
+    WriteThen(folder, name, bytes, [&](int file, const std::string& temporary) {
+        if (Uninterrupted([&] { return fchmod(file, mode); }) != 0 ||
+            Uninterrupted([&] { return fsync(file); }) != 0) {
+            throw SystemError("set the mode");
+        }
+        if (!RenameToNewName(folder, temporary, name)) {
+            throw SystemError("rename to " + name);
+        }
+    });
+    if (Uninterrupted([&] { return fsync(folder); }) != 0) {
+        throw SystemError("flush the folder");
     }
 }
 

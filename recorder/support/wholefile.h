@@ -6,6 +6,8 @@
 #include <span>
 #include <string>
 
+#include <sys/types.h>
+
 namespace recorder {
 
 // Writes `bytes` as the file `name` in the open folder: under a temporary name, flushed to the
@@ -13,5 +15,11 @@ namespace recorder {
 //
 // Throws Error; the folder is then as it was.
 void WriteWholeFile(int folder, const std::string& name, std::span<const uint8_t> bytes);
+
+// The same for a file that must not be there yet, with exactly this mode, whatever the umask. Its
+// name is on the disk too when this returns.
+//
+// Throws Error also when anything of that name is there, which then stays as it is.
+void WriteNewFile(int folder, const std::string& name, std::span<const uint8_t> bytes, mode_t mode);
 
 } // namespace recorder

@@ -161,6 +161,17 @@ TEST_F(CameraLoad, FailsOnAnotherVolumeThanTheRowNames) {
     EXPECT_EQ(world::Log().size(), 1U);
 }
 
+TEST_F(CameraLoad, FailsWhenTheIdentityOfTheVolumeIsNone) {
+    contract::PutFile(Scratch("volume/.kestora-volume"), "5e1f0e9c-6a2b\n");
+    world::AddCamera({.id = 1, .storagePath = Scratch("volume"), .volumeId = "5e1f0e9c-6a2b"});
+    Camera camera;
+
+    EXPECT_NE(camera.Load(1, 0, 0), 0);
+
+    EXPECT_EQ(camera.GetId(), 0);
+    EXPECT_EQ(world::Log().size(), 1U);
+}
+
 TEST_F(CameraLoad, FailsWhenTheVolumeThatTheRowNamesIsNotMounted) {
     MakeFolder("volume");
     world::AddCamera({.id = 1,

@@ -122,6 +122,26 @@ TEST_F(WholeFile, TakesOverWhatAKilledProcessLeft) {
     EXPECT_THAT(contract::NamesIn(path), ElementsAre("a"));
 }
 
+TEST_F(WholeFile, MayDemandToBeTheFirst) {
+    recorder::WriteNewFile(folder.Get(), "a", {}, 0604);
+
+    EXPECT_EQ(fs::status(path + "/a").permissions(), fs::perms{0604});
+    EXPECT_THAT(contract::NamesIn(path), ElementsAre("a"));
+}
+
+TEST_F(WholeFile, IsNotReplacedByOneThatDemandsToBeTheFirst) {
+    contract::PutFile(path + "/a", "old");
+    fs::create_symlink(Scratch("nowhere"), path + "/b");
+
+    for (const char* const name : {"a", "b"}) {
+        EXPECT_THROW(recorder::WriteNewFile(folder.Get(), name, {}, 0640), recorder::Error);
+    }
+
+    EXPECT_EQ(contract::ReadFile(path + "/a"), "old");
+    EXPECT_THAT(contract::NamesIn(path), ElementsAre("a", "b"));
+    EXPECT_FALSE(fs::exists(Scratch("nowhere")));
+}
+
 TEST_F(WholeFile, IsNotWrittenByTwoProcessesAtOnce) {
     ASSERT_EQ(DieWhileWriting("a"), -1);
     const std::string temporary = path + "/" + contract::NamesIn(path).front();
