@@ -2,6 +2,7 @@
 
 #include "recorder/logging/logfile.h"
 #include "recorder/settings/settings.h"
+#include "recorder/support/umask.h"
 #include "recorder/utility/format.h"
 
 #include <cstdarg>
@@ -11,6 +12,10 @@
 namespace recorder {
 
 namespace {
+
+// Here, as no program of the recorder is without a log: it is done before main, and before anything
+// is written.
+[[maybe_unused]] const mode_t kCallersUmask = TightenUmask();
 
 const DbgLogCfg* ConfiguredDbgLog() noexcept {
     const auto& debugLog = SettingsOrDefaults().debugLog;
