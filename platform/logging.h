@@ -58,7 +58,8 @@ extern pid_t g_DbgLogPid;
 //
 // The message is one line of the log whatever its arguments hold: control characters in it are
 // escaped. It is in the log file when the call returns, so a process that is killed loses no
-// message. Nothing is written to the terminal. A log that can't be written is no failure of the
-// caller's.
+// message. Nothing is written to the terminal, but for one line on stderr that says why the log is
+// not trusted, where somebody else could have put it there: such a log is not written. A log that
+// can't be written is no failure of the caller's.
 void KRPrintf(LOG_TYPE type, const char* categ, const char* level, const char* file, int line,
               const char* func, const char* format, ...) __attribute__((format(printf, 7, 8)));

@@ -20,7 +20,8 @@ namespace KRIndex {
 // its low 8 bits reach the caller's exit status, so it is 1 to 255:
 //   75 another run is registered,
 //   74 the store can't be read or written,
-//   78 the recorder's settings are invalid.
+//   78 the recorder's settings are invalid, or somebody else than root and the user of this process
+//      could have written them or the log.
 [[nodiscard]] int RegTaskStart();
 
 // Ends the registration that RegTaskStart made in this process or in its parent. The last progress

@@ -1,8 +1,12 @@
 #include "recorder/logging/logfile.h"
 
 #include "recorder/settings/settings.h"
+#include "recorder/support/error.h"
 #include "recorder/support/paths.h"
+#include "recorder/support/trust.h"
 
+#include <cerrno>
+#include <cstdio>
 #include <exception>
 #include <memory>
 
@@ -27,11 +31,29 @@ std::unique_ptr<spdlog::logger> OpenLog() {
     return log;
 }
 
-// Null when the log can't be opened.
+// Why the log is not trusted; empty when it is.
+const std::string& Distrust() {
+    static const std::string distrust = []() -> std::string {
+        try {
+            DemandTrustedFolderOf(kLogFile);
+            DemandTrustedUnlinked(kLogFile);
+            return {};
+        } catch (const Error& error) {
+            // The one thing that the recorder ever says on the terminal: the log can't take it, and
+            // a run that is refused without a word, or goes on without a log, is a riddle.
+            std::fprintf(stderr, "%s: nothing is logged: %s\n", program_invocation_short_name,
+                         error.what());
+            return error.what();
+        }
+    }();
+    return distrust;
+}
+
+// Null when the log can't be opened or is not trusted.
 spdlog::logger* Log() {
     static const std::unique_ptr<spdlog::logger> log = []() -> std::unique_ptr<spdlog::logger> {
         try {
-            return OpenLog();
+            return Distrust().empty() ? OpenLog() : nullptr;
         } catch (const std::exception&) {
             return nullptr;
         }
@@ -44,6 +66,12 @@ spdlog::logger* Log() {
 void AppendToLogFile(const std::string& line) {
     if (spdlog::logger* const log = Log()) {
         log->log(spdlog::level::info, spdlog::string_view_t(line.data(), line.size()));
+    }
+}
+
+void DemandTrustedLog() {
+    if (!Distrust().empty()) {
+        throw Error(Distrust());
     }
 }
 

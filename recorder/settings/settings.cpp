@@ -3,10 +3,12 @@
 #include "recorder/settings/section.h"
 #include "recorder/support/error.h"
 #include "recorder/support/textfile.h"
+#include "recorder/support/trust.h"
 
 #include <cctype>
 #include <climits>
 #include <exception>
+#include <filesystem>
 #include <variant>
 
 namespace recorder {
@@ -102,13 +104,24 @@ DbgLogCfg ReadDebugLog(Section section) {
     return debugLog;
 }
 
+// What others can write is not taken for the operator's will. The folder counts where there is no
+// file, too: to take the settings away is to change them.
+Settings LoadSettings() {
+    DemandTrustedFolderOf(kSettingsFile);
+    const UniqueFd file = OpenTextFileIfThere(kSettingsFile, Links::Follow);
+    if (!file.IsOpen()) {
+        return {};
+    }
+    DemandTrusted(file, kSettingsFile);
+    DemandTrustedFolderOf(std::filesystem::canonical(kSettingsFile)); // where a link leads to
+    return ParseSettings(ReadText(file, kSettingsFile), kSettingsFile);
+}
+
 // The settings, or why there are none.
 const std::variant<Settings, Error>& LoadedSettings() {
     static const std::variant<Settings, Error> loaded = []() -> std::variant<Settings, Error> {
         try {
-            const UniqueFd file = OpenTextFileIfThere(kSettingsFile, Links::Follow);
-            return file.IsOpen() ? ParseSettings(ReadText(file, kSettingsFile), kSettingsFile)
-                                 : Settings();
+            return LoadSettings();
         } catch (const std::exception& error) {
             return Error(error.what());
         }

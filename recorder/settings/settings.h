@@ -53,7 +53,8 @@ struct Settings {
 [[nodiscard]] Settings ParseSettings(std::string_view text, const std::string& fileName);
 
 // The settings in force, read once for the process. A missing file means defaults. Throws Error, on
-// every call, when the file can't be read or is invalid.
+// every call, when the file can't be read, is invalid, or could have been written by somebody else
+// than root and the user of this process.
 [[nodiscard]] const Settings& GetSettings();
 
 // The same for the log, which has to work before anything else does: defaults when the settings are

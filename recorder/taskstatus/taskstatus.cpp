@@ -2,6 +2,7 @@
 
 #include "recorder/database/databases.h"
 #include "recorder/ledger/run.h"
+#include "recorder/logging/logfile.h"
 #include "recorder/logging/recorderlog.h"
 #include "recorder/settings/settings.h"
 #include "recorder/support/edge.h"
@@ -56,6 +57,7 @@ namespace KRIndex {
 int RegTaskStart() {
     try {
         (void)recorder::GetSettings();
+        recorder::DemandTrustedLog();
     } catch (const std::exception& error) {
         return recorder::Refuse(EX_CONFIG, error.what());
     }

@@ -142,6 +142,15 @@ TEST_F(TaskStatusRegistration, FailsWhenTheStoreCantBeUsedAndLeavesNoRegistratio
     EXPECT_EQ(KRIndex::RegTaskStart(), 0);
 }
 
+TEST_F(TaskStatusRegistration, FailsWhenSomebodyElseCouldHaveWrittenTheSettings) {
+    world::PutSettings("");
+    world::LetOthersWriteSettings();
+
+    EXPECT_EQ(kRegister.Run(), std::to_string(kBadSettings));
+
+    EXPECT_THAT(LogLinesWith("may be written by"), testing::SizeIs(1));
+}
+
 TEST_F(TaskStatusRegistration, FailsWhenTheSettingsAreInvalid) {
     for (const char* const settings : {"unknown_key = 1\n", "[database\n", "snapshot = 7\n"}) {
         world::PutSettings(settings);

@@ -76,6 +76,9 @@ void SpoilLog();
 // The text of the settings file that processes read which start from now on.
 void PutSettings(const std::string& toml);
 
+// Takes from that file, until it is put anew, what shows that nobody else has written it.
+void LetOthersWriteSettings();
+
 // To be called before a fork: the child must not share the parent's connections.
 void BeforeFork();
 

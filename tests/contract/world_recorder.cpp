@@ -170,6 +170,10 @@ void PutSettings(const std::string& toml) {
     contract::PutFile(recorder::kSettingsFile, toml);
 }
 
+void LetOthersWriteSettings() {
+    fs::permissions(recorder::kSettingsFile, fs::perms::others_write, fs::perm_options::add);
+}
+
 void BeforeFork() {
     recorder::CloseDatabases();
 }

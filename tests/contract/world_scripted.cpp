@@ -89,6 +89,10 @@ void PutSettings(const std::string& /*toml*/) {
     NotScripted("settings");
 }
 
+void LetOthersWriteSettings() {
+    NotScripted("settings");
+}
+
 void BeforeFork() {}
 
 } // namespace world
