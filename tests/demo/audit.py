@@ -24,7 +24,7 @@ HALF_DAY = re.compile(r"[0-9]{8}[AP]M")
 RECORDING = re.compile(r".*[0-9]{8}-[0-9]{6}-([0-9]{10})(-LOCK)?\.(mp4|avi|mxg)")
 SNAPSHOT = re.compile(r".*-[0-9]{8}-[0-9]{10}(-Modified-[0-9]+)?\.jpg")
 DATABASES = ("system", "recording", "snapshot")
-CHANGING_TABLES = ("task", "outbox")  # the course of a run, not what it found
+CHANGING_TABLES = ("task", "outbox", "run")  # the course of a run, not what it found
 SECONDS_PER_DAY = 86400
 
 
