@@ -17,10 +17,10 @@ std::vector<std::string> AlertEventColumns() {
 
 const std::vector<MediaTable>& MediaTables() {
     static const std::vector<MediaTable> tables{
-        {KRDB::DB_RECORDING, gszTableEvent, kEventColumns, {"camera_id", "path"}},
-        {KRDB::DB_RECORDING, gszTableAlertEvent, AlertEventColumns(), {"camera_id", "path"}},
-        {KRDB::DB_SNAPSHOT, gszTableSnapshot, {"filename", "start_tm", "size"}, {"filename"}},
-        {KRDB::DB_SYSTEM, gszTableEmap, {"filename"}, {"filename"}},
+        {KRDB::DB_RECORDING, gszTableEvent, kEventColumns},
+        {KRDB::DB_RECORDING, gszTableAlertEvent, AlertEventColumns()},
+        {KRDB::DB_SNAPSHOT, gszTableSnapshot, {"filename", "start_tm", "size"}},
+        {KRDB::DB_SYSTEM, gszTableEmap, {"filename"}},
     };
     return tables;
 }

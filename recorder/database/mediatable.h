@@ -13,7 +13,6 @@ struct MediaTable {
     KRDB::DB_INSTANCE instance;
     std::string name;
     std::vector<std::string> columns; // all but "id"
-    std::vector<std::string> key;     // those that tell which file it is
 };
 
 [[nodiscard]] const std::vector<MediaTable>& MediaTables();

@@ -34,17 +34,6 @@ bool IsSelected(const MediaTable& table, const UndoSelection& selection) {
     return (!selection.kind || *selection.kind == table.name) && (!selection.camId || hasCamera);
 }
 
-// "newer.path = removed.path AND ..."
-std::string SameFile(const MediaTable& table) {
-    std::string condition;
-    for (const std::string& column : table.key) {
-        condition += condition.empty() ? "" : " AND ";
-        condition += "newer." + column;
-        condition += " = removed." + column;
-    }
-    return condition;
-}
-
 // Yields how many rows of the selection the ledger holds, before and after.
 std::string UndoSql(const MediaTable& table, const UndoSelection& selection) {
     std::string chosen =
@@ -54,12 +43,9 @@ std::string UndoSql(const MediaTable& table, const UndoSelection& selection) {
     }
     const std::string count = "SELECT count(*) AS kept FROM removed WHERE " + chosen + ";";
     const std::string columns = ColumnList(table.columns);
-    return count + "INSERT INTO " + table.name + " (id, " + columns +
-           ") "
-           "SELECT row_id, " +
-           columns + " FROM removed WHERE " + chosen + " AND NOT EXISTS (SELECT 1 FROM " +
-           table.name + " AS newer WHERE " + SameFile(table) +
-           ") ON CONFLICT DO NOTHING;"
+    return count + "INSERT INTO " + table.name + " (id, " + columns + ") SELECT row_id, " +
+           columns + " FROM removed WHERE " + chosen +
+           " ON CONFLICT DO NOTHING;"
            // Ids are never used twice: a row of this id is the one that was put back.
            "DELETE FROM removed WHERE " +
            chosen + " AND EXISTS (SELECT 1 FROM " + table.name +

@@ -19,7 +19,8 @@ struct UndoSelection {
 struct UndoneKind {
     std::string kind;  // the table
     long restored = 0; // rows that are back as they were, id included
-    long left = 0;     // rows that stay in the ledger: there is a newer row for their file
+    long left = 0; // rows that stay in the ledger: there is a newer row for their file. An image
+                   // may have several rows; those of e-maps never stay
 };
 
 // Puts rows back, never over a newer row, and brings the recording counts in line. One entry for

@@ -138,14 +138,14 @@ TEST_F(Ledger, PutsNothingOverANewerRow) {
     EXPECT_THAT(KeptIds(kEvent), ElementsAre(world::Row{"1"}));
 }
 
-TEST_F(Ledger, PutsNoImageBesideANewerRowOfItsName) {
+TEST_F(Ledger, PutsAnImagesRowBesideANewerOne) {
     Insert(kEmap, "(1, 'a'), (2, 'b')");
     ASSERT_EQ(Remove(kEmap, "1, 2"), 0);
     Insert(kEmap, "(3, 'a')");
 
     recorder::Undo({.run = recorder::CurrentRun()});
 
-    EXPECT_THAT(Ids(kEmap), ElementsAre(world::Row{"2"}, world::Row{"3"}));
+    EXPECT_THAT(Ids(kEmap), ElementsAre(world::Row{"1"}, world::Row{"2"}, world::Row{"3"}));
 }
 
 TEST_F(Ledger, GivesBackBothOfTwoRowsOfOneName) {

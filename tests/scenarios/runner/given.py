@@ -5,6 +5,7 @@ import os
 import shutil
 import stat
 import subprocess
+import tempfile
 
 from runner import database
 from runner.text import (CaseError, NotPossibleHere, blocks, cell_value, expand, split_cells,
@@ -25,7 +26,8 @@ class Given:
         self.directives = {
             "camera": self.camera, "dir": self.dir, "file": self.file, "link": self.link,
             "fifo": self.fifo, "socket": self.socket, "mode": self.mode, "owner": self.owner,
-            "remove": self.remove, "tmpfs": self.tmpfs, "fill": self.fill,
+            "remove": self.remove, "tmpfs": self.tmpfs, "limit": self.limit, "mount": self.mount,
+            "unmount": self.unmount, "fill": self.fill,
         }
 
     def build(self, text):
@@ -139,14 +141,32 @@ class Given:
         subprocess.run(["mount", "-t", "tmpfs", "-o", b"mode=750,size=" + size, "scenario", full],
                        check=True)
 
-    def fill(self, path):
-        """A file that takes the rest of its disk."""
+    def limit(self, path, size):
+        """What is in a folder moves to a small disk of its own."""
+        with tempfile.TemporaryDirectory() as aside:
+            content = shutil.copytree(self.path(path), os.path.join(os.fsencode(aside), b"content"))
+            self.tmpfs(path, size)
+            shutil.copytree(content, self.path(path), dirs_exist_ok=True)
+
+    def mount(self, folder, path):
+        """A disk whose content is that of a folder. It covers what lies at the path."""
+        full = self.path(path)
+        self._folder(full)
+        subprocess.run(["mount", "--bind", self.path(folder), full], check=True)
+
+    def unmount(self, path):
+        """Also while a program uses it, as when its cable is pulled."""
+        subprocess.run(["umount", "--lazy", self.path(path)], check=True)
+
+    def fill(self, path, spare=b"0"):
+        """A file that takes the rest of its disk, but for the spare bytes."""
         with open(self.path(path), "wb", buffering=0) as file:
             try:
                 while file.write(b"x" * 4096):
                     pass
             except OSError:
                 pass
+            file.truncate(max(file.tell() - int(spare), 0))
         os.chmod(self.path(path), FILE_MODE)
 
     def rows(self, words, lines):
