@@ -1,0 +1,16 @@
+// Locks that the kernel releases when the process is gone.
+
+#pragma once
+
+#include "recorder/support/uniquefd.h"
+
+#include <optional>
+
+namespace recorder {
+
+// The file at `path`, made if it isn't there, locked until it is closed here and in every process
+// that was forked meanwhile. Nothing when another process holds the lock. Throws Error when the
+// file can't be used.
+[[nodiscard]] std::optional<UniqueFd> TryLockFile(const char* path);
+
+} // namespace recorder
