@@ -5,6 +5,7 @@
 #include "recorder/support/textfile.h"
 #include "recorder/support/trust.h"
 
+#include <algorithm>
 #include <cctype>
 #include <climits>
 #include <exception>
@@ -23,6 +24,11 @@ constexpr int64_t kMaxConnectTimeoutS = 60;
 constexpr int64_t kMaxStatementTimeoutMs = 60L * 60 * 1000;
 constexpr std::size_t kMaxSchemaName = 63; // bytes; PostgreSQL cuts off what is longer
 constexpr int64_t kMaxKeepDays = 36500;
+constexpr int64_t kMaxPort = 65535;
+constexpr int64_t kMqttPort = 1883;
+constexpr int64_t kMqttTlsPort = 8883;
+constexpr int64_t kMaxBrokerTimeoutMs = 10L * 60 * 1000;
+constexpr std::size_t kMaxTopicPrefix = 1000; // bytes; a topic has room for 65535
 
 LogSettings ReadLog(Section section) {
     LogSettings log;
@@ -78,6 +84,60 @@ LedgerSettings ReadLedger(Section section) {
     ledger.keepDays = section.Integer("keep_days", ledger.keepDays, 1, kMaxKeepDays);
     section.RefuseOtherKeys();
     return ledger;
+}
+
+bool IsPlainText(const std::string& text) {
+    return std::none_of(text.begin(), text.end(),
+                        [](unsigned char c) { return std::iscntrl(c) != 0; });
+}
+
+bool IsHost(const std::string& host) {
+    return IsPlainText(host) && host.find_first_of(" /") == std::string::npos;
+}
+
+bool IsTopicPrefix(const std::string& prefix) {
+    return IsPlainText(prefix) && prefix.size() <= kMaxTopicPrefix &&
+           prefix.find_first_of("+#") == std::string::npos && !prefix.starts_with('$') &&
+           !prefix.starts_with('/') && !prefix.ends_with('/');
+}
+
+// Keys that mean something only beside another key are unknown without it.
+std::optional<BrokerSettings> ReadBroker(Section& section) {
+    const std::optional<std::string> host =
+        section.Text("host", "the name or address of a host, and nothing else", IsHost);
+    if (!host) {
+        return std::nullopt;
+    }
+    BrokerSettings broker;
+    broker.host = *host;
+    broker.tls = section.Flag("tls", broker.tls);
+    broker.port = static_cast<int>(
+        section.Integer("port", broker.tls ? kMqttTlsPort : kMqttPort, 1, kMaxPort));
+    if (broker.tls) {
+        broker.caFile = section.AbsolutePath("ca_file");
+    }
+    broker.user = section.Text("user", "a text of one line", IsPlainText);
+    if (broker.user) {
+        broker.passwordFile = section.AbsolutePath("password_file");
+    }
+    broker.clientId = section.Text("client_id", "a text of one line", IsPlainText);
+    broker.topicPrefix =
+        section
+            .Text("topic_prefix",
+                  "a topic without \"+\" and \"#\", without \"$\" at its beginning, "
+                  "and without \"/\" at its ends",
+                  IsTopicPrefix)
+            .value_or(broker.topicPrefix);
+    broker.timeoutMs =
+        static_cast<int>(section.Integer("timeout_ms", broker.timeoutMs, 1, kMaxBrokerTimeoutMs));
+    return broker;
+}
+
+NotificationSettings ReadNotifications(Section section) {
+    NotificationSettings notifications;
+    notifications.broker = ReadBroker(section);
+    section.RefuseOtherKeys();
+    return notifications;
 }
 
 SnapshotSettings ReadSnapshot(Section section) {
@@ -138,6 +198,7 @@ Settings ParseSettings(std::string_view text, const std::string& fileName) {
     settings.log = ReadLog(root.Subsection("log"));
     settings.database = ReadDatabase(root.Subsection("database"));
     settings.ledger = ReadLedger(root.Subsection("ledger"));
+    settings.notifications = ReadNotifications(root.Subsection("notifications"));
     settings.snapshot = ReadSnapshot(root.Subsection("snapshot"));
     if (root.Has("debug_log")) {
         settings.debugLog = ReadDebugLog(root.Subsection("debug_log"));

@@ -35,6 +35,23 @@ struct LedgerSettings {
     long keepDays = 90; // how long a removed row can be put back
 };
 
+// Where words to the rest of the package are published.
+struct BrokerSettings {
+    std::string host;
+    int port = 0;
+    bool tls = false;
+    std::optional<std::string> caFile; // authorities that are trusted; nothing: the system's
+    std::optional<std::string> user;
+    std::optional<std::string> passwordFile;
+    std::optional<std::string> clientId; // nothing: the broker chooses one
+    std::string topicPrefix = "kestora";
+    int timeoutMs = 5000; // for connecting, and for each acknowledgement
+};
+
+struct NotificationSettings {
+    std::optional<BrokerSettings> broker; // nothing: they aren't published
+};
+
 struct SnapshotSettings {
     std::string folder = kDefaultSnapshotDir; // absolute, without a trailing "/"
 };
@@ -43,6 +60,7 @@ struct Settings {
     LogSettings log;
     DatabaseSettings database;
     LedgerSettings ledger;
+    NotificationSettings notifications;
     SnapshotSettings snapshot;
     std::optional<DbgLogCfg> debugLog;
 };

@@ -35,6 +35,7 @@ TEST(Settings, HaveDefaultsWhereTheTextIsEmpty) {
     EXPECT_EQ(settings.database.lockTimeoutMs, 10000);
     EXPECT_FALSE(settings.database.postgres.has_value());
     EXPECT_EQ(settings.ledger.keepDays, 90);
+    EXPECT_FALSE(settings.notifications.broker.has_value());
     EXPECT_EQ(settings.snapshot.folder, "/var/packages/Kestora/var/snapshot");
     EXPECT_FALSE(settings.debugLog.has_value());
 }
@@ -75,6 +76,56 @@ TEST(Settings, TakeEveryKey) {
     EXPECT_EQ(settings.debugLog->categLevel.at(LOG_CATEG_RECORDER), 0);
     EXPECT_EQ(settings.debugLog->categLevel.at(LOG_CATEG_REINDEX), 7);
     EXPECT_THAT(settings.debugLog->pidLevels, ElementsAre(Pair(12, 0)));
+}
+
+TEST(Settings, TakeEveryKeyOfABroker) {
+    const recorder::Settings settings = Parse("[notifications]\n"
+                                              "host = 'broker.example'\n"
+                                              "port = 8884\n"
+                                              "tls = true\n"
+                                              "ca_file = '/etc/ca.crt'\n"
+                                              "user = 'recorder'\n"
+                                              "password_file = '/etc/secret'\n"
+                                              "client_id = 'nvr 7'\n"
+                                              "topic_prefix = 'house/nvr'\n"
+                                              "timeout_ms = 700\n");
+
+    ASSERT_TRUE(settings.notifications.broker.has_value());
+    const recorder::BrokerSettings& broker = *settings.notifications.broker;
+    EXPECT_EQ(broker.host, "broker.example");
+    EXPECT_EQ(broker.port, 8884);
+    EXPECT_TRUE(broker.tls);
+    EXPECT_EQ(broker.caFile, "/etc/ca.crt");
+    EXPECT_EQ(broker.user, "recorder");
+    EXPECT_EQ(broker.passwordFile, "/etc/secret");
+    EXPECT_EQ(broker.clientId, "nvr 7");
+    EXPECT_EQ(broker.topicPrefix, "house/nvr");
+    EXPECT_EQ(broker.timeoutMs, 700);
+}
+
+TEST(Settings, OfABrokerNeedNoMoreThanItsHost) {
+    const recorder::Settings settings = Parse("notifications.host = '::1'");
+
+    ASSERT_TRUE(settings.notifications.broker.has_value());
+    const recorder::BrokerSettings& broker = *settings.notifications.broker;
+    EXPECT_EQ(broker.host, "::1");
+    EXPECT_EQ(broker.port, 1883);
+    EXPECT_FALSE(broker.tls);
+    EXPECT_FALSE(broker.caFile.has_value());
+    EXPECT_FALSE(broker.user.has_value());
+    EXPECT_FALSE(broker.passwordFile.has_value());
+    EXPECT_FALSE(broker.clientId.has_value());
+    EXPECT_EQ(broker.topicPrefix, "kestora");
+    EXPECT_EQ(broker.timeoutMs, 5000);
+}
+
+TEST(Settings, OfABrokerWithTlsHaveThePortOfTls) {
+    EXPECT_EQ(Parse("notifications = { host = 'a', tls = true }").notifications.broker->port, 8883);
+}
+
+// MQTT knows users without a password.
+TEST(Settings, TakeAUserWithoutAPassword) {
+    EXPECT_EQ(Parse("notifications = { host = 'a', user = 'b' }").notifications.broker->user, "b");
 }
 
 TEST(Settings, TakeTrailingSlashesOffAFolder) {
@@ -161,6 +212,51 @@ INSTANTIATE_TEST_SUITE_P(
                             "an integer from 1 to 36500"}));
 
 INSTANTIATE_TEST_SUITE_P(
+    OfBrokers, SettingsRefusal,
+    testing::Values(
+        Refused{"[notifications]\nhost = 'mqtt://a'\n", 2, "notifications.host", "of a host"},
+        Refused{"[notifications]\nhost = 'a b'\n", 2, "notifications.host", "of a host"},
+        Refused{"[notifications]\nhost = ''\n", 2, "notifications.host", "of a host"},
+        Refused{"[notifications]\nport = 1883\n", 2, "unknown key notifications.port",
+                "expected one of host"},
+        Refused{"[notifications]\nhost = 'a'\nport = 0\n", 3, "notifications.port",
+                "an integer from 1 to 65535"},
+        Refused{"[notifications]\nhost = 'a'\nport = 65536\n", 3, "notifications.port",
+                "an integer from 1 to 65535"},
+        Refused{"[notifications]\nhost = 'a'\ntls = 1\n", 3, "notifications.tls", "true or false"},
+        Refused{"[notifications]\nhost = 'a'\nca_file = '/b'\n", 3,
+                "unknown key notifications.ca_file", "expected one of"},
+        Refused{"[notifications]\nhost = 'a'\ntls = true\nca_file = 'b'\n", 4,
+                "notifications.ca_file", "an absolute path"},
+        Refused{"[notifications]\nhost = 'a'\npassword_file = '/b'\n", 3,
+                "unknown key notifications.password_file", "expected one of"},
+        Refused{"[notifications]\nhost = 'a'\nuser = 'b'\npassword_file = 'c'\n", 4,
+                "notifications.password_file", "an absolute path"},
+        Refused{"[notifications]\nhost = 'a'\nuser = 'b'\npassword = 'c'\n", 4,
+                "unknown key notifications.password", "expected one of"},
+        Refused{"[notifications]\nhost = 'a'\nuser = \"b\\nc\"\n", 3, "notifications.user",
+                "one line"},
+        Refused{"[notifications]\nhost = 'a'\nclient_id = ''\n", 3, "notifications.client_id",
+                "one line"},
+        Refused{"[notifications]\nhost = 'a'\ntimeout_ms = 0\n", 3, "notifications.timeout_ms",
+                "an integer from 1 to 600000"},
+        Refused{"[notifications]\nhost = 'a'\ntimeout_ms = 600001\n", 3, "notifications.timeout_ms",
+                "an integer from 1 to 600000"}));
+
+class SettingsTopicPrefix : public testing::TestWithParam<const char*> {};
+
+TEST_P(SettingsTopicPrefix, ThatIsNoneIsRefused) {
+    const std::string refusal = Refusal("[notifications]\nhost = 'a'\ntopic_prefix = \"" +
+                                        std::string(GetParam()) + "\"\n");
+
+    EXPECT_THAT(refusal, AllOf(StartsWith("/etc/some.toml:3: notifications.topic_prefix: "),
+                               HasSubstr("a topic without")));
+}
+
+INSTANTIATE_TEST_SUITE_P(Texts, SettingsTopicPrefix,
+                         testing::Values("", "a/+", "#", "/a", "a/", "$SYS", "a\\nb"));
+
+INSTANTIATE_TEST_SUITE_P(
     OfProcesses, SettingsRefusal,
     testing::Values(
         Refused{"[debug_log]\nprocesses = 7\n", 2, "debug_log.processes", "an array of sections"},
@@ -176,23 +272,25 @@ INSTANTIATE_TEST_SUITE_P(
 
 INSTANTIATE_TEST_SUITE_P(
     OfTheForm, SettingsRefusal,
-    testing::Values(Refused{"\ncolour = 1\n", 2, "unknown key colour",
-                            "expected one of database, debug_log, ledger, log, snapshot"},
-                    Refused{"[log]\nmax_size = 1\n", 2, "unknown key log.max_size",
-                            "expected one of max_size_mib, old_files"},
-                    Refused{"[database]\ntimeout = 1\n", 2, "unknown key database.timeout",
-                            "expected one of dsn, lock_timeout_ms"},
-                    Refused{"[snapshot]\ndir = '/a'\n", 2, "unknown key snapshot.dir",
-                            "expected one of folder"},
-                    Refused{"[debug_log]\nunknown = 1\n", 2, "unknown key debug_log.unknown",
-                            "expected one of processes, reindex"},
-                    Refused{"log = 7\n", 1, "log", "a section"},
-                    Refused{"database = []\n", 1, "database", "a section"},
-                    Refused{"snapshot = 'x'\n", 1, "snapshot", "a section"},
-                    Refused{"debug_log = 1.5\n", 1, "debug_log", "a section"},
-                    // The category has no switch: the recorder's own lines are always written.
-                    Refused{"[debug_log]\nrecorder = 1\n", 2, "unknown key debug_log.recorder",
-                            "expected one of processes, reindex"}));
+    testing::Values(
+        Refused{"\ncolour = 1\n", 2, "unknown key colour",
+                "expected one of database, debug_log, ledger, log, notifications, snapshot"},
+        Refused{"[log]\nmax_size = 1\n", 2, "unknown key log.max_size",
+                "expected one of max_size_mib, old_files"},
+        Refused{"[database]\ntimeout = 1\n", 2, "unknown key database.timeout",
+                "expected one of dsn, lock_timeout_ms"},
+        Refused{"[snapshot]\ndir = '/a'\n", 2, "unknown key snapshot.dir",
+                "expected one of folder"},
+        Refused{"[debug_log]\nunknown = 1\n", 2, "unknown key debug_log.unknown",
+                "expected one of processes, reindex"},
+        Refused{"log = 7\n", 1, "log", "a section"},
+        Refused{"database = []\n", 1, "database", "a section"},
+        Refused{"notifications = true\n", 1, "notifications", "a section"},
+        Refused{"snapshot = 'x'\n", 1, "snapshot", "a section"},
+        Refused{"debug_log = 1.5\n", 1, "debug_log", "a section"},
+        // The category has no switch: the recorder's own lines are always written.
+        Refused{"[debug_log]\nrecorder = 1\n", 2, "unknown key debug_log.recorder",
+                "expected one of processes, reindex"}));
 
 struct NoToml {
     const char* text;
