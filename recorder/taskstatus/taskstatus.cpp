@@ -4,6 +4,7 @@
 #include "recorder/ledger/run.h"
 #include "recorder/logging/logfile.h"
 #include "recorder/logging/recorderlog.h"
+#include "recorder/notification/delivery.h"
 #include "recorder/settings/settings.h"
 #include "recorder/support/edge.h"
 #include "recorder/taskstatus/runlock.h"
@@ -101,6 +102,9 @@ void RecordTaskStatusToConf(long startTime, int recordingCount, bool done) {
             recorder::BeginRun(startTime);
         }
     });
+    if (done) {
+        recorder::TellTheRest();
+    }
 }
 
 } // namespace KRIndex

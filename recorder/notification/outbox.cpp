@@ -1,0 +1,49 @@
+#include "recorder/notification/outbox.h"
+
+#include "recorder/database/databases.h"
+#include "recorder/database/quote.h"
+#include "recorder/utility/format.h"
+
+#include <cstdlib>
+#include <ctime>
+
+namespace recorder {
+
+namespace {
+
+constexpr int kJournalEntries = 10000;
+
+} // namespace
+
+void PutWord(const std::string& topic, const std::string& body, bool due) {
+    Execute(KRDB::DB_RECORDING,
+            Format("INSERT INTO outbox (created_tm, topic, payload, due) VALUES (%ld, %s, %s, %d);"
+                   "DELETE FROM outbox "
+                   "WHERE due = 0 AND id <= (SELECT max(id) FROM outbox) - %d;",
+                   static_cast<long>(std::time(nullptr)), Quote(topic).c_str(), Quote(body).c_str(),
+                   due ? 1 : 0, kJournalEntries));
+}
+
+std::vector<Word> DueWords(int atMost) {
+    const DBResult_tag rows =
+        Execute(KRDB::DB_RECORDING,
+                Format("SELECT id, created_tm, topic, payload FROM outbox WHERE due = 1 "
+                       "ORDER BY id LIMIT %d;",
+                       atMost),
+                {.readOnly = true});
+    std::vector<Word> words;
+    words.reserve(static_cast<std::size_t>(rows.RowCount()));
+    for (int row = 0; row < rows.RowCount(); ++row) {
+        words.push_back({.id = std::strtol(rows.Field(row, 0), nullptr, 10),
+                         .createdTm = std::strtol(rows.Field(row, 1), nullptr, 10),
+                         .topic = rows.Field(row, 2),
+                         .body = rows.Field(row, 3)});
+    }
+    return words;
+}
+
+void ForgetWord(long id) {
+    Execute(KRDB::DB_RECORDING, Format("DELETE FROM outbox WHERE id = %ld;", id));
+}
+
+} // namespace recorder

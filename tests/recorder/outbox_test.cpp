@@ -1,0 +1,101 @@
+#include "recorder/notification/message.h"
+#include "recorder/notification/outbox.h"
+#include "tests/contract/support/fixture.h"
+
+#include <ctime>
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+class Outbox : public contract::ContractTest {
+protected:
+    static std::vector<std::string> DueTopics(int atMost) {
+        std::vector<std::string> topics;
+        for (const recorder::Word& word : recorder::DueWords(atMost)) {
+            topics.push_back(word.topic);
+        }
+        return topics;
+    }
+};
+
+TEST_F(Outbox, YieldsADueWordAsItWasPutIn) {
+    const long before = std::time(nullptr);
+
+    recorder::PutWord("event/list", R"({"name":"it's 100 %"})", true);
+
+    const std::vector<recorder::Word> words = recorder::DueWords(10);
+    ASSERT_THAT(words, SizeIs(1));
+    EXPECT_GT(words.front().id, 0);
+    EXPECT_GE(words.front().createdTm, before);
+    EXPECT_LE(words.front().createdTm, std::time(nullptr));
+    EXPECT_EQ(words.front().topic, "event/list");
+    EXPECT_EQ(words.front().body, R"({"name":"it's 100 %"})");
+}
+
+TEST_F(Outbox, YieldsTheOldestDueWordsFirst) {
+    for (const char* const topic : {"a", "c", "b"}) {
+        recorder::PutWord(topic, "{}", true);
+    }
+
+    EXPECT_THAT(DueTopics(2), ElementsAre("a", "c"));
+}
+
+TEST_F(Outbox, PassesTheJournalOver) {
+    recorder::PutWord("journal", "{}", false);
+    recorder::PutWord("due", "{}", true);
+
+    EXPECT_THAT(DueTopics(10), ElementsAre("due"));
+}
+
+TEST_F(Outbox, ForgetsTheWordThatWasDelivered) {
+    recorder::PutWord("first", "{}", true);
+    recorder::PutWord("second", "{}", true);
+
+    recorder::ForgetWord(recorder::DueWords(1).front().id);
+
+    EXPECT_THAT(world::Outbox(), ElementsAre("second {}"));
+}
+
+// By its id a receiver tells a new word from one that it has had before.
+TEST_F(Outbox, NeverUsesAnIdTwice) {
+    recorder::PutWord("first", "{}", true);
+    const long first = recorder::DueWords(1).front().id;
+    recorder::ForgetWord(first);
+
+    recorder::PutWord("second", "{}", true);
+
+    EXPECT_GT(recorder::DueWords(1).front().id, first);
+}
+
+TEST_F(Outbox, KeepsDueWordsBeyondTheJournalsBound) {
+    world::Write(KRDB::DB_RECORDING, "INSERT INTO outbox (id, created_tm, topic, payload, due) "
+                                     "VALUES (1, 1, 'due', '{}', 1), (2, 2, 'journal', '{}', 0), "
+                                     "(20000, 3, 'recent', '{}', 0);");
+
+    recorder::PutWord("due too", "{}", true);
+
+    EXPECT_THAT(world::Outbox(), ElementsAre("due {}", "recent {}", "due too {}"));
+}
+
+TEST_F(Outbox, IsEmptyAtFirst) {
+    EXPECT_THAT(recorder::DueWords(10), IsEmpty());
+}
+
+TEST(OutboxMessage, HoldsIdTimeAndTheBodyAsItIs) {
+    const recorder::Word word{
+        .id = 3000000000, .createdTm = 1700000000, .topic = "a", .body = R"({"ids":[1, 2]})"};
+
+    EXPECT_EQ(recorder::MessageOf(word),
+              R"({"id":3000000000,"time":1700000000,"body":{"ids":[1, 2]}})");
+}
+
+TEST(OutboxMessage, HasTheTopicUnderThePrefix) {
+    EXPECT_EQ(recorder::TopicOf({.id = 1, .createdTm = 1, .topic = "event/list", .body = "{}"},
+                                "house/nvr"),
+              "house/nvr/event/list");
+}
+
+} // namespace
