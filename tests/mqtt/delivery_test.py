@@ -1,0 +1,137 @@
+"""Words reach a subscriber, in order, once."""
+
+import time
+
+from support import process, scriptedbroker
+from support.case import MqttTest
+from support.recorder import wait
+from support.scriptedbroker import ScriptedBroker
+
+
+class Delivery(MqttTest):
+    def test_words_of_a_run_arrive_in_order_with_their_topics(self):
+        broker = self.broker()
+        self.recorder.notify(broker.port)
+
+        log = self.reindex("-r", "-1", "-a", "-1")
+
+        messages = broker.messages()
+        self.assertEqual([message[0] for message in messages],
+                         ["kestora/event/list"] * 3 + ["kestora/alert_event/refresh"] * 3)
+        self.assert_delivered(messages, 1, 2, 3, 4, 5, 6)
+        self.assert_due()
+        self.assert_no_complaint(log)
+
+    def test_a_message_holds_the_word_as_it_is_with_id_and_time(self):
+        broker = self.broker()
+        self.recorder.notify(broker.port)
+        before = int(time.time())
+
+        self.reindex("-r", "2")
+
+        (_, quality, retained, payload), = broker.messages()
+        self.assertEqual((quality, retained), (1, 0))
+        self.assertEqual(sorted(payload), ["body", "id", "time"])
+        self.assertEqual(payload["id"], 1)
+        self.assertTrue(before <= payload["time"] <= time.time())
+        stamp = payload["body"].pop("stamp")
+        self.assertEqual(payload["body"], {"camera": 2, "action": "add", "ids": [1]})
+        self.assertGreaterEqual(stamp, before * 1000000)
+
+    def test_the_prefix_of_the_topics_is_the_setting_s(self):
+        broker = self.broker()
+        self.recorder.notify(broker.port, topic_prefix="house/north wing/nvr")
+
+        self.reindex("-a", "1")
+
+        self.assertEqual([message[0] for message in broker.messages()],
+                         ["house/north wing/nvr/alert_event/refresh"])
+
+    def test_a_background_run_delivers_too(self):
+        broker = self.broker()
+        self.recorder.notify(broker.port)
+
+        log = self.reindex("-n", "-r", "-1")
+        process.until(lambda: self.recorder.task() == (0, 1), "the run doesn't end")
+
+        self.assert_delivered(broker.messages(), 1, 2, 3)
+        self.assert_no_complaint(log)
+
+    def test_more_than_are_published_at_once_arrive_in_order_once(self):
+        broker = self.broker()
+        self.recorder.notify(broker.port)
+        self.recorder.put_due(50)
+
+        self.reindex("-e")
+
+        messages = broker.messages()
+        self.assert_delivered(messages, *range(1, 51))
+        self.assertEqual([message[3]["body"]["n"] for message in messages], list(range(1, 51)))
+        self.assertEqual(messages[49][3]["time"], 1700000050)
+        self.assert_due()
+
+    def test_a_run_has_one_connection_and_takes_its_leave(self):
+        broker = self.broker()
+        self.recorder.notify(broker.port, client_id="recorder 7")
+
+        self.reindex("-r", "-1", "-a", "-1")
+
+        process.until(lambda: "Client recorder 7 disconnected." in broker.output(),
+                      "it went without a word")
+        self.assertEqual(broker.output().count(" as recorder 7 "), 1)
+
+    def test_without_a_broker_words_are_a_journal(self):
+        self.reindex("-r", "-1")
+
+        self.assertEqual([(word[0], word[1], word[3]) for word in self.recorder.outbox()],
+                         [(1, "event/list", 0), (2, "event/list", 0), (3, "event/list", 0)])
+
+    def test_the_journal_of_earlier_runs_is_not_published(self):
+        self.reindex("-r", "-1")
+        broker = self.broker()
+        self.recorder.notify(broker.port)
+
+        self.reindex("-a", "1")
+
+        self.assert_delivered(broker.messages(), 4)
+        self.assertEqual([word[0] for word in self.recorder.outbox()], [1, 2, 3])
+
+
+class Waiting(MqttTest):
+    def test_words_wait_while_no_broker_is_named_any_more(self):
+        self.recorder.put_due(2)
+
+        self.reindex("-a", "1")
+
+        self.assertEqual([(word[0], word[3]) for word in self.recorder.outbox()],
+                         [(1, 1), (2, 1), (3, 0)])
+
+    def test_a_connection_lost_between_two_words_is_made_again(self):
+        broker = self.until_end(ScriptedBroker(scriptedbroker.acknowledges(1),
+                                               scriptedbroker.acknowledges_all))
+        self.recorder.notify(broker.port)
+
+        log = self.reindex("-r", "-1")
+
+        self.assert_no_complaint(log)
+        self.assert_due()
+        self.assertEqual(broker.connections, 2)
+        self.assertEqual([message.payload["id"] for message in broker.received], [1, 2, 3])
+
+    def test_of_two_runs_at_once_one_publishes_the_words_of_both(self):
+        def acknowledges_after_the_other_run(connection):
+            connection.let_in()
+            for message in connection.messages():
+                if message.payload["id"] == 1:
+                    self.assertEqual(self.recorder.reindex("-o", "-a", "1")[0], 0)
+                connection.acknowledge(message)
+
+        broker = self.until_end(ScriptedBroker(acknowledges_after_the_other_run))
+        self.recorder.notify(broker.port, timeout_ms=process.DEADLINE_S * 1000)
+
+        run = self.recorder.start("-r", "1")
+
+        self.assertEqual(wait(run), 0)
+        self.assertEqual(broker.connections, 1)
+        self.assertEqual([message.payload["id"] for message in broker.received], [1, 2])
+        self.assert_due()

@@ -1,0 +1,138 @@
+"""A broker that is down or says nothing delays words and loses none."""
+
+from support import process, scriptedbroker
+from support.broker import ClosedPort
+from support.case import TIMEOUT_MS, MqttTest
+from support.scriptedbroker import ScriptedBroker
+
+
+class Outage(MqttTest):
+    def assert_next_run_delivers(self, *ids):
+        """In order, each once; and the one after that has nothing to deliver."""
+        broker = self.broker()
+        self.recorder.notify(broker.port)
+
+        log = self.reindex("-e")
+
+        self.assert_delivered(broker.messages(), *ids)
+        self.assert_due()
+        self.assert_no_complaint(log)
+        self.reindex("-e")
+        self.assert_delivered(broker.messages())
+
+    def run_with(self, *conversations, options=("-r", "-1", "-a", "-1")):
+        broker = self.until_end(ScriptedBroker(*conversations))
+        self.recorder.notify(broker.port, timeout_ms=TIMEOUT_MS)
+        return broker, self.reindex(*options)
+
+    def test_a_run_without_its_broker_does_its_work_and_warns_once(self):
+        port = self.until_end(ClosedPort()).port
+        self.recorder.notify(port)
+
+        log = self.reindex("-r", "-1", "-a", "-1")
+
+        self.assert_one_warning(log, f"broker 127.0.0.1:{port}: can't connect: Connection refused")
+        self.assert_due(1, 2, 3, 4, 5, 6)
+        self.assertIn("Re-index event complete with re-indexed record cnt [3].", "\n".join(log))
+
+    def test_the_next_run_delivers_old_words_before_its_own(self):
+        self.recorder.notify(self.until_end(ClosedPort()).port)
+        self.reindex("-r", "-1")
+        self.recorder.record(1, start_tm=1394590600)
+        broker = self.broker()
+        self.recorder.notify(broker.port)
+
+        self.reindex("-r", "-1")
+
+        messages = broker.messages()
+        self.assert_delivered(messages, 1, 2, 3, 4)
+        self.assertEqual([message[3]["body"]["camera"] for message in messages], [1, 2, 3, 1])
+        self.assert_due()
+
+    def test_a_run_with_nothing_to_tell_delivers_what_waits(self):
+        self.recorder.notify(self.until_end(ClosedPort()).port)
+        self.reindex("-r", "-1")
+
+        self.assert_next_run_delivers(1, 2, 3)
+
+    def test_a_broker_killed_between_connection_and_acknowledgement_is_given_up(self):
+        killed = self.broker()
+
+        broker, log = self.run_with(scriptedbroker.kills_at_the_first_message(killed))
+
+        self.assert_one_warning(log, "can't have a message acknowledged: ", "connection was lost")
+        self.assertEqual([message.payload["id"] for message in broker.received], [1])
+        self.assert_due(1, 2, 3, 4, 5, 6)
+        self.assert_next_run_delivers(1, 2, 3, 4, 5, 6)
+
+    def test_a_broker_that_closes_instead_of_acknowledging_is_given_up(self):
+        broker, log = self.run_with(scriptedbroker.closes_instead_of_acknowledging)
+
+        self.assert_one_warning(log, "can't have a message acknowledged: ", "connection was lost")
+        self.assertEqual([message.payload["id"] for message in broker.received], [1])
+        self.assert_due(1, 2, 3, 4, 5, 6)
+        self.assert_next_run_delivers(1, 2, 3, 4, 5, 6)
+
+    def test_a_broker_that_never_acknowledges_is_given_up_after_the_timeout(self):
+        broker, log = self.run_with(scriptedbroker.never_acknowledges)
+
+        self.assert_one_warning(
+            log, f"can't have a message acknowledged: no answer within {TIMEOUT_MS} ms")
+        self.assertEqual(broker.connections, 1)
+        self.assert_due(1, 2, 3, 4, 5, 6)
+        self.assert_next_run_delivers(1, 2, 3, 4, 5, 6)
+
+    def test_a_broker_that_never_lets_in_is_given_up_after_the_timeout(self):
+        broker, log = self.run_with(scriptedbroker.never_answers)
+
+        self.assert_one_warning(log, f"can't connect: no answer within {TIMEOUT_MS} ms")
+        self.assertEqual(broker.connections, 1)
+        self.assert_due(1, 2, 3, 4, 5, 6)
+        self.assert_next_run_delivers(1, 2, 3, 4, 5, 6)
+
+    def test_a_broker_lost_for_good_between_two_words_keeps_what_it_acknowledged(self):
+        _, log = self.run_with(scriptedbroker.acknowledges(1))
+
+        self.assert_one_warning(log, "can't connect: ")
+        self.assert_due(2, 3, 4, 5, 6)
+        self.assert_next_run_delivers(2, 3, 4, 5, 6)
+
+    def test_words_beyond_the_journal_s_bound_wait(self):
+        self.recorder.put_due(10005)
+        self.recorder.notify(self.until_end(ClosedPort()).port)
+
+        self.reindex("-a", "1")
+
+        self.assert_due(*range(1, 10007))
+
+
+class Kill(MqttTest):
+    def test_a_killed_run_loses_no_word(self):
+        self.recorder.put_due(40)
+        runs = []
+
+        def kills_the_run_at_the_20th(connection):
+            connection.let_in()
+            for message in connection.messages():
+                if message.payload["id"] == 20:
+                    process.until(lambda: runs, "there is no run")
+                    runs[0].kill()
+                    return
+                connection.acknowledge(message)
+
+        scripted = self.until_end(ScriptedBroker(kills_the_run_at_the_20th))
+        self.recorder.notify(scripted.port)
+        runs.append(self.recorder.start("-e"))
+        self.assert_ended(runs[0])
+        broker = self.broker()
+        self.recorder.notify(broker.port)
+
+        self.reindex("-e")
+
+        self.assertEqual(runs[0].returncode, -9)
+        again = [message[3]["id"] for message in broker.messages()]
+        self.assertEqual(again, list(range(again[0], 41)))
+        # Nothing is forgotten that wasn't acknowledged, and 16 are on their way at most.
+        self.assertLessEqual(again[0], 20)
+        self.assertGreater(again[0], 1)
+        self.assert_due()

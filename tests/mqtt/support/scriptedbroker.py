@@ -1,0 +1,171 @@
+"""A broker that says what a test tells it to: a conversation for each connection."""
+
+import json
+import socket
+import struct
+import threading
+
+from support import process
+
+CONNECT, PUBLISH, DISCONNECT = 1, 3, 14
+
+
+class Message:
+    def __init__(self, flags, body):
+        length = struct.unpack(">H", body[:2])[0]
+        self.quality, self.retained = flags >> 1 & 3, flags & 1
+        self.topic = body[2:2 + length].decode()
+        self.number = struct.unpack(">H", body[2 + length:4 + length])[0]
+        self.payload = json.loads(body[4 + length:])
+
+
+class Connection:
+    """What the broker's side of a connection can do."""
+
+    def __init__(self, stream, received):
+        self.stream, self.received = stream, received
+        self.raw = b""  # the packet that was read last
+
+    def let_in(self):
+        if self._next_packet()[0] != CONNECT:
+            raise AssertionError("the first packet is no CONNECT")
+        self.stream.sendall(b"\x20\x02\x00\x00")
+
+    def next_message(self):
+        """None when the other side has ended."""
+        while (packet := self._next_packet()) is not None:
+            kind, flags, body = packet
+            if kind == PUBLISH:
+                message = Message(flags, body)
+                self.received.append(message)
+                return message
+            if kind == DISCONNECT:
+                return None
+        return None
+
+    def messages(self):
+        while (message := self.next_message()) is not None:
+            yield message
+
+    def acknowledge(self, message):
+        self.stream.sendall(b"\x40\x02" + struct.pack(">H", message.number))
+
+    def until_end(self):
+        while self.stream.recv(4096):
+            pass
+
+    def relay_packet(self, other):
+        self._next_packet()
+        other.sendall(self.raw)
+
+    def _next_packet(self):
+        """Kind, flags, body."""
+        self.raw = b""
+        if not (first := self.stream.recv(1)):
+            return None
+        self.raw, length, shift = first, 0, 0
+        while True:
+            digit = self._exactly(1)[0]
+            length |= (digit & 0x7F) << shift
+            shift += 7
+            if digit < 0x80:
+                return first[0] >> 4, first[0] & 0x0F, self._exactly(length)
+
+    def _exactly(self, size):
+        data = b""
+        while len(data) < size:
+            more = self.stream.recv(size - len(data))
+            if not more:
+                raise ConnectionResetError
+            data += more
+        self.raw += data
+        return data
+
+
+class ScriptedBroker:
+    """The nth connection has the nth conversation; one more than there are finds a closed port."""
+
+    def __init__(self, *conversations, tls=None):
+        self.tls = tls
+        self.received = []     # messages of all connections
+        self.connections = 0
+        self.problems = []
+        self.listener = socket.create_server(("127.0.0.1", 0))
+        self.port = self.listener.getsockname()[1]
+        self.thread = threading.Thread(target=self._serve, args=conversations, daemon=True)
+        self.thread.start()
+
+    def end(self):
+        """Of its conversations too: nobody may still be talking."""
+        try:
+            self.listener.shutdown(socket.SHUT_RDWR)
+        except OSError:
+            pass  # it has been closed
+        self.thread.join(process.DEADLINE_S)
+        self.listener.close()
+        if self.thread.is_alive() or self.problems:
+            raise AssertionError(f"the broker's conversation went wrong: {self.problems}")
+
+    def _serve(self, *conversations):
+        for conversation in conversations:
+            try:
+                stream = self.listener.accept()[0]
+            except OSError:
+                return
+            self.connections += 1
+            with stream:
+                stream.settimeout(process.DEADLINE_S)
+                try:
+                    self._talk(conversation, stream)
+                except ConnectionResetError:
+                    pass  # the other side was killed
+                except Exception as error:  # a thread's own would go unseen
+                    self.problems.append(repr(error))
+        self.listener.close()
+
+    def _talk(self, conversation, stream):
+        if self.tls is None:
+            conversation(Connection(stream, self.received))
+            return
+        with self.tls.wrap_socket(stream, server_side=True) as secure:
+            conversation(Connection(secure, self.received))
+
+
+def acknowledges_all(connection):
+    connection.let_in()
+    for message in connection.messages():
+        connection.acknowledge(message)
+
+
+def never_answers(connection):
+    connection.until_end()
+
+
+def never_acknowledges(connection):
+    connection.let_in()
+    connection.until_end()
+
+
+def closes_instead_of_acknowledging(connection):
+    connection.let_in()
+    connection.next_message()
+
+
+def acknowledges(count):
+    """And closes the connection then."""
+    def conversation(connection):
+        connection.let_in()
+        for _ in range(count):
+            connection.acknowledge(connection.next_message())
+    return conversation
+
+
+def kills_at_the_first_message(broker):
+    """Stands between the recorder and a real broker, which lets it in and dies then."""
+    def conversation(connection):
+        with socket.create_connection(("127.0.0.1", broker.port)) as real:
+            connection.relay_packet(real)
+            connection.stream.sendall(real.recv(4096))
+            connection.next_message()
+            process.end(broker.process)
+    return conversation
