@@ -1,6 +1,7 @@
 #include "recorder/support/filelock.h"
 
 #include "recorder/support/error.h"
+#include "recorder/support/uninterrupted.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -14,7 +15,8 @@ constexpr mode_t kLockFileMode = 0640;
 } // namespace
 
 std::optional<UniqueFd> TryLockFile(const char* path) {
-    UniqueFd file(open(path, O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kLockFileMode));
+    UniqueFd file(Uninterrupted(
+        [&] { return open(path, O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kLockFileMode); }));
     if (!file.IsOpen()) {
         throw SystemError(std::string("open the lock file ") + path);
     }
