@@ -1,32 +1,24 @@
 """Programs that end with the test, however that ends."""
 
-import ctypes
-import signal
 import subprocess
 import time
 
-PR_SET_PDEATHSIG = 1
+# The kernel kills it with the test.
+WITH_TEST = ["setpriv", "--pdeathsig", "KILL"]
 
 # Only what is broken makes a test wait as long: nothing is decided by how long something takes.
 DEADLINE_S = 60
 POLL_S = 0.01
 
-_libc = ctypes.CDLL(None, use_errno=True)
-
-
-def _die_with_test():
-    _libc.prctl(PR_SET_PDEATHSIG, signal.SIGKILL, 0, 0, 0)
-
 
 def start(command, **options):
-    return subprocess.Popen(command, stdin=subprocess.DEVNULL, preexec_fn=_die_with_test, **options)
+    return subprocess.Popen([*WITH_TEST, *command], stdin=subprocess.DEVNULL, **options)
 
 
 def run(command):
     """Its output; an error where it fails."""
-    return subprocess.run(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                          stderr=subprocess.STDOUT, preexec_fn=_die_with_test, check=True,
-                          timeout=DEADLINE_S).stdout
+    return subprocess.run([*WITH_TEST, *command], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                          stderr=subprocess.STDOUT, check=True, timeout=DEADLINE_S).stdout
 
 
 def end(process):
