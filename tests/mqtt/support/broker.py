@@ -34,7 +34,7 @@ class Broker:
         process.end(self.process)
 
     def messages(self):
-        """All that came since the start or since the last call: topic, quality, retained, payload."""
+        """All that came since the start or since the last call: topic, quality, payload."""
         self._publish(LAST)
         return list(self._until(LAST))
 
@@ -67,7 +67,7 @@ class Broker:
     def _subscribe(self):
         self._publish(FIRST, "-r")  # retained: a subscriber that has it misses nothing any more
         self.subscriber = process.start(
-            ["mosquitto_sub", *self._address(), "-t", "#", "-F", "%t\\t%q\\t%r\\t%p"],
+            ["mosquitto_sub", *self._address(), "-t", "#", "-F", "%t\\t%q\\t%p"],
             stdout=subprocess.PIPE, text=True)
         list(self._until(FIRST))
 
@@ -79,10 +79,10 @@ class Broker:
 
     def _until(self, last):
         for line in self.subscriber.stdout:
-            topic, quality, retained, payload = line.rstrip("\n").split("\t")
+            topic, quality, payload = line.rstrip("\n").split("\t")
             if topic == last:
                 return
-            yield topic, int(quality), int(retained), json.loads(payload)
+            yield topic, int(quality), json.loads(payload)
         raise AssertionError("the subscriber ended early")
 
 

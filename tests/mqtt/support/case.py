@@ -51,7 +51,7 @@ class MqttTest(unittest.TestCase):
 
     def assert_delivered(self, messages, *ids):
         """These words, in this order, each once."""
-        self.assertEqual([message[3]["id"] for message in messages], list(ids))
+        self.assertEqual([message[2]["id"] for message in messages], list(ids))
 
     def assert_ended(self, run):
         process.until(lambda: run.poll() is not None, "the run doesn't end")

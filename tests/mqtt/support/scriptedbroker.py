@@ -13,7 +13,7 @@ CONNECT, PUBLISH, DISCONNECT = 1, 3, 14
 class Message:
     def __init__(self, flags, body):
         length = struct.unpack(">H", body[:2])[0]
-        self.quality, self.retained = flags >> 1 & 3, flags & 1
+        self.retained = flags & 1
         self.topic = body[2:2 + length].decode()
         self.number = struct.unpack(">H", body[2 + length:4 + length])[0]
         self.payload = json.loads(body[4 + length:])
