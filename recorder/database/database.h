@@ -39,8 +39,8 @@ public:
     virtual void ApplySchema(const std::string& sql, long version) = 0;
 
     // From now on each row that is removed from one of these tables by this connection goes to the
-    // ledger as removed by `run`, and rows added and removed are counted, all of it within the
-    // transaction that adds or removes. Throws Error.
+    // ledger as removed by `run`, rows added and removed are counted, and those that are told of
+    // are noted as untold, all of it within the transaction that adds or removes. Throws Error.
     virtual void AttributeTo(long run, const std::vector<MediaTable>& tables) = 0;
 
 protected:

@@ -17,7 +17,7 @@ std::vector<std::string> AlertEventColumns() {
 
 const std::vector<MediaTable>& MediaTables() {
     static const std::vector<MediaTable> tables{
-        {KRDB::DB_RECORDING, gszTableEvent, kEventColumns},
+        {KRDB::DB_RECORDING, gszTableEvent, kEventColumns, true},
         {KRDB::DB_RECORDING, gszTableAlertEvent, AlertEventColumns()},
         {KRDB::DB_SNAPSHOT, gszTableSnapshot, {"filename", "start_tm", "size"}},
         {KRDB::DB_SYSTEM, gszTableEmap, {"filename"}},

@@ -13,6 +13,7 @@ struct MediaTable {
     KRDB::DB_INSTANCE instance;
     std::string name;
     std::vector<std::string> columns; // all but "id"
+    bool isTold = false;              // the package gets word of each row that a run adds
 };
 
 [[nodiscard]] const std::vector<MediaTable>& MediaTables();

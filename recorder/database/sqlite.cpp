@@ -50,13 +50,26 @@ void TakeColumns(sqlite3_stmt* statement, DBResult_tag& rows) {
     }
 }
 
+// A temporary trigger is its connection's alone: what others do is none of the run's. One of an
+// earlier run goes.
+std::string TemporaryTriggerSql(const std::string& name, const std::string& event,
+                                const std::string& body) {
+    return "DROP TRIGGER IF EXISTS temp." + name + ";CREATE TEMP TRIGGER " + name + " AFTER " +
+           event + " BEGIN " + body + " END;";
+}
+
 std::string LedgerTriggerSql(long run, const MediaTable& table) {
-    const std::string name = "keep_removed_" + table.name;
-    return "DROP TRIGGER IF EXISTS temp." + name + ";" // an earlier run's
-           + "CREATE TEMP TRIGGER " + name + " AFTER DELETE ON main." + table.name +
-           " BEGIN INSERT INTO removed (run, removed_tm, kind, row_id, " +
-           ColumnList(table.columns) + ") VALUES (" + std::to_string(run) + ", unixepoch(), '" +
-           table.name + "', OLD.id, " + ColumnList(table.columns, "OLD.") + "); END;";
+    return TemporaryTriggerSql("keep_removed_" + table.name, "DELETE ON main." + table.name,
+                               "INSERT INTO removed (run, removed_tm, kind, row_id, " +
+                                   ColumnList(table.columns) + ") VALUES (" + std::to_string(run) +
+                                   ", unixepoch(), '" + table.name + "', OLD.id, " +
+                                   ColumnList(table.columns, "OLD.") + ");");
+}
+
+std::string UntoldTriggerSql(const MediaTable& table) {
+    return TemporaryTriggerSql(
+        "note_untold_" + table.name, "INSERT ON main." + table.name,
+        "INSERT INTO untold (id, camera_id) VALUES (NEW.id, NEW.camera_id);");
 }
 
 } // namespace
@@ -163,8 +176,10 @@ void SqliteDatabase::AttributeTo(long run, const std::vector<MediaTable>& tables
     m_attribution->run = run;
     for (const MediaTable& table : tables) {
         m_attribution->counts.push_back({table.name});
-        // A temporary trigger is this connection's alone: what others remove is none of the run's.
         RunPlain(LedgerTriggerSql(run, table).c_str());
+        if (table.isTold) {
+            RunPlain(UntoldTriggerSql(table).c_str());
+        }
     }
     sqlite3_update_hook(
         m_handle.get(),

@@ -105,8 +105,8 @@ void TryToDeliver(Delivery& delivery) noexcept {
 
 } // namespace
 
-void Tell(const std::string& topic, const std::string& body) {
-    PutWord(topic, body, BrokerInForce().has_value());
+void Tell(const std::string& topic, const std::string& body, const std::string& told) {
+    PutWord(topic, body, BrokerInForce().has_value(), told);
     TryToDeliver(DeliveryOfThisRun());
 }
 

@@ -11,8 +11,8 @@
 namespace recorder {
 
 // Keeps the word and publishes whatever is due. Without a broker it goes to the journal. Throws
-// Error when the word can't be kept.
-void Tell(const std::string& topic, const std::string& body);
+// Error when the word can't be kept. `told` as in PutWord.
+void Tell(const std::string& topic, const std::string& body, const std::string& told = {});
 
 // Publishes whatever is due and closes the connection: the run is at its end.
 void TellTheRest() noexcept;

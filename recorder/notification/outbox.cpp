@@ -15,13 +15,34 @@ constexpr int kJournalEntries = 10000;
 
 } // namespace
 
-void PutWord(const std::string& topic, const std::string& body, bool due) {
-    Execute(KRDB::DB_RECORDING,
-            Format("INSERT INTO outbox (created_tm, topic, payload, due) VALUES (%ld, %s, %s, %d);"
-                   "DELETE FROM outbox "
-                   "WHERE due = 0 AND id <= (SELECT max(id) FROM outbox) - %d;",
-                   static_cast<long>(std::time(nullptr)), Quote(topic).c_str(), Quote(body).c_str(),
-                   due ? 1 : 0, kJournalEntries));
+void PutWord(const std::string& topic, const std::string& body, bool due, const std::string& told) {
+    std::string sql =
+        Format("INSERT INTO outbox (created_tm, topic, payload, due) VALUES (%ld, %s, %s, %d);"
+               "DELETE FROM outbox WHERE due = 0 AND id <= (SELECT max(id) FROM outbox) - %d;",
+               static_cast<long>(std::time(nullptr)), Quote(topic).c_str(), Quote(body).c_str(),
+               due ? 1 : 0, kJournalEntries);
+    if (!told.empty()) {
+        sql += "DELETE FROM untold WHERE id IN (" + told + ");";
+    }
+    Execute(KRDB::DB_RECORDING, sql);
+}
+
+std::vector<UntoldRecording> UntoldRecordings(int atMost) {
+    const std::string select =
+        Format("SELECT camera_id, id FROM untold ORDER BY camera_id, id LIMIT %d;", atMost);
+    if (Execute(KRDB::DB_RECORDING, select, {.readOnly = true}).RowCount() == 0) {
+        return {}; // as nearly always; a deletion would wait for other writers
+    }
+    const DBResult_tag rows = Execute(
+        KRDB::DB_RECORDING, "DELETE FROM untold WHERE NOT EXISTS (SELECT 1 FROM event "
+                            "WHERE event.id = untold.id AND event.camera_id = untold.camera_id);" +
+                                select);
+    std::vector<UntoldRecording> recordings;
+    for (int row = 0; row < rows.RowCount(); ++row) {
+        recordings.push_back({static_cast<int>(std::strtol(rows.Field(row, 0), nullptr, 10)),
+                              static_cast<int>(std::strtol(rows.Field(row, 1), nullptr, 10))});
+    }
+    return recordings;
 }
 
 std::vector<Word> DueWords(int atMost) {

@@ -15,8 +15,20 @@ struct Word {
 };
 
 // Keeps a word. If it is `due` it stays until it is forgotten; otherwise it belongs to a journal of
-// which the newest entries stay. Throws Error.
-void PutWord(const std::string& topic, const std::string& body, bool due);
+// which the newest entries stay. It is word of the recordings with the ids `told` (separated by
+// ","), which are untold no more. Throws Error.
+void PutWord(const std::string& topic, const std::string& body, bool due,
+             const std::string& told = {});
+
+// A recording that a run added without having left word of it: the run was killed in between.
+struct UntoldRecording {
+    int camId = 0;
+    int id = 0;
+};
+
+// The first of them, `atMost`, by camera. Those whose rows are gone again are forgotten. Throws
+// Error.
+[[nodiscard]] std::vector<UntoldRecording> UntoldRecordings(int atMost);
 
 // The oldest words that are due, `atMost` of them, oldest first. Throws Error.
 [[nodiscard]] std::vector<Word> DueWords(int atMost);

@@ -1,35 +1,68 @@
+#include "recorder/recording/notification.h"
+
 #include "platform/recording.h"
+#include "recorder/database/databases.h"
 #include "recorder/database/idlist.h"
 #include "recorder/notification/delivery.h"
+#include "recorder/notification/outbox.h"
 #include "recorder/support/edge.h"
 #include "recorder/utility/format.h"
 
+#include <algorithm>
+#include <cstdlib>
 #include <functional>
 
 namespace recorder {
 
 namespace {
 
+constexpr int kRecordingsAtOnce = 1000;
+
 const char* NameOf(EVENT_UPDATE_ACTION action) {
     return action == EVENT_UPDATE_ADD ? "add" : "unknown";
 }
 
-std::string EventListPayload(const std::list<Event>& events, int camId,
-                             EVENT_UPDATE_ACTION action) {
-    const unsigned long long stamp = events.empty() ? 0 : events.front().GetRecCntTimestamp();
-    return Format(R"({"camera":%d,"action":"%s","stamp":%llu,"ids":[)", camId, NameOf(action),
-                  stamp) +
-           JoinIds(events, std::mem_fn(&Event::GetId)) + "]}";
+// `stamp` of the recording counts; `ids` of the recordings, separated by ",".
+void TellEventList(int camId, EVENT_UPDATE_ACTION action, unsigned long long stamp,
+                   const std::string& ids) {
+    Tell("event/list",
+         Format(R"({"camera":%d,"action":"%s","stamp":%llu,"ids":[%s]})", camId, NameOf(action),
+                stamp, ids.c_str()),
+         ids);
+}
+
+unsigned long long NewestCountStamp(int camId) {
+    const DBResult_tag rows = Execute(
+        KRDB::DB_RECORDING,
+        Format("SELECT coalesce(max(stamp), 0) FROM recording_count WHERE camera_id = %d;", camId),
+        {.readOnly = true});
+    return std::strtoull(rows.Field(0, 0), nullptr, 10);
 }
 
 } // namespace
+
+void TellOfUntoldRecordings() {
+    for (std::vector<UntoldRecording> untold = UntoldRecordings(kRecordingsAtOnce); !untold.empty();
+         untold = UntoldRecordings(kRecordingsAtOnce)) {
+        const int camId = untold.front().camId;
+        const auto others =
+            std::find_if(untold.begin(), untold.end(), [camId](const UntoldRecording& recording) {
+                return recording.camId != camId;
+            });
+        untold.erase(others, untold.end());
+        TellEventList(camId, EVENT_UPDATE_ADD, NewestCountStamp(camId),
+                      JoinIds(untold, std::mem_fn(&UntoldRecording::id)));
+    }
+}
 
 } // namespace recorder
 
 void NotifyEventListUpdate(std::list<Event>& events, Camera* camera, EVENT_UPDATE_ACTION action,
                            int /*receiver*/, int /*session*/, int /*sequence*/) {
     recorder::AtEdge([&] {
-        recorder::Tell("event/list", recorder::EventListPayload(events, camera->GetId(), action));
+        recorder::TellEventList(camera->GetId(), action,
+                                events.empty() ? 0 : events.front().GetRecCntTimestamp(),
+                                recorder::JoinIds(events, std::mem_fn(&Event::GetId)));
     });
 }
 

@@ -29,8 +29,8 @@ void RemoveEventsOfInvalidCameras() {
         return;
     }
     ExecuteInRun(KRDB::DB_RECORDING, "DELETE FROM event WHERE camera_id NOT IN (" +
-                                    JoinIds(cameras, std::mem_fn(&CameraRow::id)) +
-                                    ") AND id <= " + newest + ";");
+                                         JoinIds(cameras, std::mem_fn(&CameraRow::id)) +
+                                         ") AND id <= " + newest + ";");
 }
 
 } // namespace

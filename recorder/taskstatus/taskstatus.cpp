@@ -5,6 +5,7 @@
 #include "recorder/logging/logfile.h"
 #include "recorder/logging/recorderlog.h"
 #include "recorder/notification/delivery.h"
+#include "recorder/recording/notification.h"
 #include "recorder/settings/settings.h"
 #include "recorder/support/edge.h"
 #include "recorder/taskstatus/runlock.h"
@@ -103,6 +104,7 @@ void RecordTaskStatusToConf(long startTime, int recordingCount, bool done) {
         }
     });
     if (done) {
+        recorder::AtEdge(recorder::TellOfUntoldRecordings);
         recorder::TellTheRest();
     }
 }

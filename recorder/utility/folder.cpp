@@ -32,7 +32,7 @@ unsigned char TypeOf(DIR* dir, const struct dirent64& entry) {
         fstatat64(dirfd(dir), entry.d_name, &st, AT_SYMLINK_NOFOLLOW) != 0) {
         return entry.d_type;
     }
-    return IFTODT(st.st_mode);
+    return static_cast<unsigned char>(IFTODT(st.st_mode));
 }
 
 bool IsDotEntry(const char* name) {

@@ -1,11 +1,26 @@
 #include "platform/recording.h"
+#include "platform/taskstatus.h"
+#include "recorder/database/databases.h"
 #include "tests/contract/support/fixture.h"
 
 namespace {
 
 using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
 
-class Notification : public contract::ContractTest {};
+class Notification : public contract::ContractTest {
+protected:
+    // As a run does it, and its row is untold.
+    static void AddRecording(int camId, const std::string& path) {
+        Event event;
+        event.SetCamId(camId);
+        event.SetPath(path);
+        recorder::ExecuteInRun(KRDB::DB_RECORDING, event.strSqlInsert());
+    }
+
+    static void EndRun() { KRIndex::RecordTaskStatusToConf(0, 0, true); }
+};
 
 TEST_F(Notification, OfAddedRowsHoldsCameraActionStampAndIds) {
     world::AddCamera({.id = 6, .storagePath = "/a"});
@@ -27,6 +42,55 @@ TEST_F(Notification, OfAlertRowsHoldsNothing) {
     NotifyAlertEventRefresh(0, 0, 0);
 
     EXPECT_THAT(world::Outbox(), ElementsAre("alert_event/refresh {}"));
+}
+
+TEST_F(Notification, OfRecordingsThatAKilledRunAddedIsGivenByTheNextOne) {
+    AddRecording(2, "a");
+    AddRecording(1, "b");
+    AddRecording(2, "c");
+    world::Write(
+        KRDB::DB_RECORDING,
+        "INSERT INTO recording_count (camera_id, day, count, stamp) VALUES (2, 0, 2, 77);");
+
+    EndRun();
+
+    EXPECT_THAT(world::Outbox(),
+                ElementsAre(R"(event/list {"camera":1,"action":"add","stamp":0,"ids":[2]})",
+                            R"(event/list {"camera":2,"action":"add","stamp":77,"ids":[1,3]})"));
+}
+
+TEST_F(Notification, IsGivenOnce) {
+    world::AddCamera({.id = 6, .storagePath = "/a"});
+    Camera camera;
+    ASSERT_EQ(camera.Load(6, 0, 0), 0);
+    AddRecording(6, "a");
+    std::list<Event> events(1);
+    events.front().SetId(1);
+
+    NotifyEventListUpdate(events, &camera, EVENT_UPDATE_ADD, 0, 0, 0);
+    EndRun();
+    EndRun();
+
+    EXPECT_THAT(world::Outbox(), SizeIs(1));
+}
+
+TEST_F(Notification, IsNotGivenOfRowsThatAreGoneAgain) {
+    AddRecording(6, "a");
+    world::Write(KRDB::DB_RECORDING, "DELETE FROM event;");
+
+    EndRun();
+
+    EXPECT_THAT(world::Outbox(), IsEmpty());
+    EXPECT_THAT(world::Read(KRDB::DB_RECORDING, "SELECT id FROM untold;"), IsEmpty());
+}
+
+TEST_F(Notification, IsNotOwedForRowsThatWereThere) {
+    world::Write(KRDB::DB_RECORDING, "INSERT INTO event (camera_id, path) VALUES (6, 'a');");
+    AddRecording(6, "a");
+
+    EndRun();
+
+    EXPECT_THAT(world::Outbox(), IsEmpty());
 }
 
 TEST_F(Notification, KeepsTheNewestTenThousand) {

@@ -17,6 +17,13 @@ BEGIN
 END
 $$;
 
+CREATE FUNCTION note_untold() RETURNS trigger LANGUAGE plpgsql AS $$
+BEGIN
+    INSERT INTO untold (id, camera_id) VALUES (NEW.id, NEW.camera_id);
+    RETURN NULL;
+END
+$$;
+
 -- Every column that the table has: one that the ledger lacks makes the removal fail.
 CREATE FUNCTION keep_removed() RETURNS trigger LANGUAGE plpgsql AS $$
 DECLARE
@@ -43,6 +50,9 @@ CREATE TRIGGER count_added AFTER INSERT ON snapshot FOR EACH ROW
     WHEN (current_setting('kestora.run', true) <> '') EXECUTE FUNCTION count_added();
 CREATE TRIGGER count_added AFTER INSERT ON emap FOR EACH ROW
     WHEN (current_setting('kestora.run', true) <> '') EXECUTE FUNCTION count_added();
+
+CREATE TRIGGER note_untold AFTER INSERT ON event FOR EACH ROW
+    WHEN (current_setting('kestora.run', true) <> '') EXECUTE FUNCTION note_untold();
 
 CREATE TRIGGER keep_removed AFTER DELETE ON event REFERENCING OLD TABLE AS gone
     WHEN (current_setting('kestora.run', true) <> '') EXECUTE FUNCTION keep_removed();
