@@ -1,0 +1,295 @@
+#!/usr/bin/env python3
+"""A PostgreSQL server of a test's own: server.py [OPTION...] COMMAND...
+
+Runs the command with a new server in a temporary directory, whose address stands in the environment
+as KESTORA_TEST_DSN. When the command ends, or this program does in whatever way, the server ends and
+its directory is removed. It listens on a Unix socket in that directory only, lets everybody in who
+may enter the directory, and holds one empty database, "kestora".
+
+While the directory holds a file "down", the server is stopped; it starts again when the file is gone.
+"""
+
+import argparse
+import contextlib
+import ctypes
+import os
+import pwd
+import select
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+import traceback
+
+DEADLINE_S = 60
+POLL_S = 0.01
+
+PR_SET_PDEATHSIG = 1
+
+SETTINGS = """
+listen_addresses = ''
+unix_socket_directories = '{directory}'
+shared_buffers = 16MB
+max_connections = 40
+autovacuum = off            # what a test measures is not to depend on when it comes
+timezone = UTC
+log_timezone = UTC
+{durability}
+"""
+
+IN_MEMORY = "fsync = off\nfull_page_writes = off"
+
+
+class ServerError(Exception):
+    """The server can't be started, or a statement failed on it."""
+
+
+def bin_dir():
+    found = subprocess.run(["pg_config", "--bindir"], capture_output=True, text=True, check=True)
+    return found.stdout.strip()
+
+
+def without_pg_variables():
+    """The environment without what would lead libpq elsewhere."""
+    return {name: value for name, value in os.environ.items() if not name.startswith("PG")}
+
+
+def die_with_parent(with_signal):
+    ctypes.CDLL(None).prctl(PR_SET_PDEATHSIG, with_signal)
+
+
+def server_account():
+    """The account that the server runs under, where it isn't the caller's: it refuses root."""
+    if os.geteuid() != 0:
+        return None
+    for name in ("postgres", "nobody"):
+        with contextlib.suppress(KeyError):
+            return pwd.getpwnam(name)
+    raise ServerError("there is neither a user postgres nor a user nobody to run the server")
+
+
+class Server:
+    """A server that lives no longer than this process."""
+
+    def __init__(self, durable=False, settings=""):
+        self.durable, self.settings = durable, settings
+        self.directory, self._lifeline, self._keeper = None, None, None
+
+    def __enter__(self):
+        self.start()
+        return self
+
+    def __exit__(self, *_):
+        self.stop()
+
+    @property
+    def dsn(self):
+        return self.dsn_of("kestora")
+
+    def dsn_of(self, database):
+        return f"postgresql://kestora@/{database}?host={self.directory}"
+
+    @property
+    def data(self):
+        return os.path.join(self.directory, "data")
+
+    def start(self, copied_from=None):
+        """With a new cluster, or as a standby with a copy of another server's."""
+        try:
+            self._make_directory()
+            self._keep()
+            self._await_state(True)
+            if copied_from is None:
+                self.psql("CREATE DATABASE kestora", database="postgres")
+        except BaseException:
+            self.stop()
+            raise
+
+    def stop(self):
+        """At once, and with its directory."""
+        if self._lifeline is not None:
+            os.close(self._lifeline)
+            os.waitpid(self._keeper, 0)
+            self._lifeline = None
+        elif self.directory:
+            shutil.rmtree(self.directory, ignore_errors=True)
+
+    def down(self):
+        """Stops the server and keeps what it holds."""
+        with open(os.path.join(self.directory, "down"), "wb"):
+            self._await_state(False)
+
+    def up(self):
+        os.unlink(os.path.join(self.directory, "down"))
+        self._await_state(True)
+
+    def psql(self, *statements, database="kestora"):
+        """The output of statements, each a transaction of its own; columns apart by a bar."""
+        commands = [word for statement in statements for word in ("-c", statement)]
+        done = subprocess.run(["psql", "-XqAt", "-v", "ON_ERROR_STOP=1", "-d",
+                               self.dsn_of(database), *commands],
+                              env=without_pg_variables(), capture_output=True, check=False)
+        if done.returncode:
+            raise ServerError(done.stderr.decode(errors="replace"))
+        return done.stdout.decode(errors="surrogateescape")
+
+    def _make_directory(self):
+        """Who may enter it may do everything: the server's account and the caller's group."""
+        self.directory = tempfile.mkdtemp(prefix="kestora-pg-")
+        account = server_account()
+        if account:
+            os.chown(self.directory, account.pw_uid, os.getegid())
+        os.chmod(self.directory, 0o750)
+
+    def _keep(self):
+        """A process of the server's account looks after it, and notices when this one is gone."""
+        end, self._lifeline = os.pipe()
+        self._keeper = os.fork()
+        if self._keeper == 0:
+            try:
+                _leave_the_caller(end, self.directory)
+                Keeper(self.directory, self.durable, self.settings).run()
+            except BaseException:  # pylint: disable=broad-except
+                traceback.print_exc()
+            os._exit(0)
+        os.close(end)
+
+    def _await_state(self, ready):
+        deadline = time.monotonic() + DEADLINE_S
+        while _is_ready(self.data) != ready or (not ready and _postmaster(self.data)):
+            if time.monotonic() > deadline or os.path.exists(self.directory + "/failed"):
+                raise ServerError(_text(self.directory + "/log") or "the server can't be started")
+            time.sleep(POLL_S)
+
+
+def _leave_the_caller(lifeline, directory):
+    """Of the caller nothing is kept but the pipe that ends with it."""
+    os.setsid()
+    for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+        signal.signal(number, signal.SIG_DFL)
+    account = server_account()
+    if account:
+        os.setgroups([])
+        os.setgid(account.pw_gid)
+        os.setuid(account.pw_uid)
+    os.chdir(directory)
+    os.umask(0o077)
+    log = os.open("log", os.O_WRONLY | os.O_CREAT | os.O_APPEND, 0o640)
+    os.dup2(lifeline, 0)
+    os.dup2(log, 1)
+    os.dup2(log, 2)
+    os.closerange(3, os.sysconf("SC_OPEN_MAX"))
+
+
+class Keeper:
+    """Keeps the server running, or stopped, until the lifeline on standard input ends."""
+
+    def __init__(self, directory, durable, settings):
+        self.directory, self.data = directory, os.path.join(directory, "data")
+        self.durable, self.settings = durable, settings
+        self.programs = bin_dir()
+        self.postmaster = None
+
+    def run(self):
+        try:
+            self._make_cluster()
+            while not select.select([0], [], [], POLL_S)[0]:
+                self._keep_wanted_state()
+        except Exception:
+            with open(os.path.join(self.directory, "failed"), "wb"):
+                traceback.print_exc()
+            select.select([0], [], [])
+        finally:
+            self._stop(signal.SIGQUIT)
+            shutil.rmtree(self.directory, ignore_errors=True)
+
+    def _make_cluster(self):
+        if not os.path.exists(self.data):
+            self._run("initdb", "-D", self.data, "--encoding=SQL_ASCII", "--locale=C", "-A", "trust",
+                      "-U", "kestora", "--no-sync", "--no-instructions")
+        with open(os.path.join(self.data, "postgresql.conf"), "a", encoding="utf-8") as file:
+            file.write(SETTINGS.format(directory=self.directory,
+                                       durability="" if self.durable else IN_MEMORY))
+            file.write(self.settings + "\n")
+
+    def _keep_wanted_state(self):
+        wanted = not os.path.exists(os.path.join(self.directory, "down"))
+        running = self.postmaster is not None and self.postmaster.poll() is None
+        if wanted and not running:
+            if self.postmaster is not None and self.postmaster.returncode == 1:
+                raise ServerError("the server ended by itself")
+            self.postmaster = subprocess.Popen(
+                [os.path.join(self.programs, "postgres"), "-D", self.data],
+                env=without_pg_variables(), stdin=subprocess.DEVNULL,
+                preexec_fn=lambda: die_with_parent(signal.SIGQUIT))
+        elif running and not wanted:
+            self._stop(signal.SIGINT)
+            self.postmaster = None
+
+    def _stop(self, how):
+        if self.postmaster is None:
+            return
+        self.postmaster.send_signal(how)
+        try:
+            self.postmaster.wait(DEADLINE_S / 2)
+        except subprocess.TimeoutExpired:
+            self.postmaster.kill()
+            self.postmaster.wait()
+
+    def _run(self, program, *arguments):
+        subprocess.run([os.path.join(self.programs, program), *arguments], check=True,
+                       env=without_pg_variables(), stdin=subprocess.DEVNULL)
+
+
+def _text(path):
+    try:
+        with open(path, encoding="utf-8", errors="replace") as file:
+            return file.read()
+    except FileNotFoundError:
+        return ""
+
+
+def _postmaster(data):
+    return os.path.exists(os.path.join(data, "postmaster.pid"))
+
+
+def _is_ready(data):
+    """The last line of the file tells the state, with blanks behind it."""
+    lines = _text(os.path.join(data, "postmaster.pid")).split("\n")
+    return len(lines) > 7 and lines[7].strip() == "ready"
+
+
+def parse_arguments():
+    parser = argparse.ArgumentParser(description=__doc__.split("\n", maxsplit=1)[0])
+    parser.add_argument("--durable", action="store_true", help="the server flushes what it writes")
+    parser.add_argument("--variable", default="KESTORA_TEST_DSN", metavar="NAME",
+                        help="the environment variable that holds the address")
+    parser.add_argument("command", nargs=argparse.REMAINDER)
+    options = parser.parse_args()
+    if not options.command:
+        parser.error("no command is named")
+    return options
+
+
+def main():
+    options = parse_arguments()
+    for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+        signal.signal(number, lambda *_: sys.exit(1))
+    with Server(options.durable) as server:
+        child = subprocess.Popen(options.command, env={**os.environ, options.variable: server.dsn},
+                                 preexec_fn=lambda: die_with_parent(signal.SIGTERM))
+        try:
+            status = child.wait()
+        finally:
+            child.terminate()
+            child.wait()
+    return status if status >= 0 else 128 - status
+
+
+if __name__ == "__main__":
+    try:
+        sys.exit(main())
+    except ServerError as problem:
+        sys.exit(f"server.py: {problem}")
