@@ -29,7 +29,7 @@ protected:
     static int StatusOfInsertMeetingAWriter(bool transaction) {
         world::ForeignWriter writer(KRDB::DB_SYSTEM);
         contract::Child child([&] { return Insert(transaction, true) == 0 ? 0 : 1; });
-        child.AwaitSleep();
+        writer.AwaitWaiter(child);
         writer.Finish();
         return child.Wait();
     }

@@ -10,6 +10,10 @@
 #include <string>
 #include <vector>
 
+namespace contract {
+class Child;
+}
+
 namespace world {
 
 using Field = std::optional<std::string>; // nothing: NULL
@@ -40,11 +44,14 @@ struct CameraRow {
 };
 void AddCamera(const CameraRow& camera);
 
+// What the log calls a database.
+std::string NameInLog(KRDB::DB_INSTANCE db);
+
 // Makes a database unusable until Renew, as a disk that lost its blocks does.
 void Spoil(KRDB::DB_INSTANCE db);
 
-// Another process that is writing a database, from the construction on until the end of the object
-// or of its lock.
+// Somebody else who is writing a database, from the construction on until the end of the object or
+// of its lock.
 class ForeignWriter {
 public:
     explicit ForeignWriter(KRDB::DB_INSTANCE db);
@@ -54,11 +61,15 @@ public:
     ForeignWriter(ForeignWriter&&) = delete;
     ForeignWriter& operator=(ForeignWriter&&) = delete;
 
+    // Returns when this process, which is about to execute something on the database, waits for the
+    // writer's end.
+    void AwaitWaiter(const contract::Child& child) const;
+
     void Finish();
 
 private:
-    struct Process;
-    std::unique_ptr<Process> m_process;
+    struct Lock;
+    std::unique_ptr<Lock> m_lock;
 };
 
 // Makes a database refuse every row of this camera in one of its tables.

@@ -1,18 +1,15 @@
-// The world of the recorder on SQLite: the files below /var/packages/Kestora.
+// The world of the recorder, whatever its engine: the files below /var/packages/Kestora.
 
 #include "recorder/database/databases.h"
 #include "recorder/database/quote.h"
-#include "recorder/database/schema.h"
-#include "recorder/database/sqlite.h"
 #include "recorder/support/paths.h"
 #include "tests/contract/support/files.h"
-#include "tests/contract/support/process.h"
 #include "tests/contract/support/sandbox.h"
 #include "tests/contract/world.h"
+#include "tests/contract/world_engine.h"
 
 #include <filesystem>
 #include <sstream>
-#include <stdexcept>
 
 namespace world {
 
@@ -21,13 +18,8 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr const char* kRoot = "/var/packages/Kestora";
-constexpr const char* kFirstDay = "/var/packages/Kestora/first-day";
 constexpr const char* kLogAside = "/var/packages/Kestora/var/log-aside";
-constexpr int kPatienceMs = 10000;
-
-recorder::SqliteDatabase OwnConnection(KRDB::DB_INSTANCE db) {
-    return recorder::SqliteDatabase::Open(recorder::DatabasePath(db), kPatienceMs);
-}
+constexpr std::string_view kSection = "[database]\n";
 
 void RemoveContent(const fs::path& folder) {
     for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
@@ -35,16 +27,14 @@ void RemoveContent(const fs::path& folder) {
     }
 }
 
-// Empty databases are made once and copied: every file that SQLite makes costs a flush.
-void RenewDatabases() {
-    if (!fs::exists(kFirstDay)) {
-        fs::create_directories(recorder::kDatabaseDir);
-        RemoveContent(recorder::kDatabaseDir);
-        recorder::InitDatabases();
-        fs::copy(recorder::kDatabaseDir, kFirstDay);
+// The settings of a test, and those that name the engine, which every process needs.
+std::string WithEngine(const std::string& toml) {
+    const std::size_t section = toml.find(kSection);
+    if (section == std::string::npos) {
+        const std::string engine = EngineSettings();
+        return engine.empty() ? toml : toml + "\n" + std::string(kSection) + engine;
     }
-    RemoveContent(recorder::kDatabaseDir);
-    fs::copy(kFirstDay, recorder::kDatabaseDir);
+    return std::string(toml).insert(section + kSection.size(), EngineSettings());
 }
 
 // The log file is emptied or moved, never removed: this process may have opened it.
@@ -63,7 +53,12 @@ void Renew() {
     contract::DemandSandbox();
     recorder::CloseDatabases();
     fs::create_directories(fs::path(recorder::kSettingsFile).parent_path());
-    fs::remove(recorder::kSettingsFile);
+    fs::create_directories(recorder::kDatabaseDir);
+    if (EngineSettings().empty()) {
+        fs::remove(recorder::kSettingsFile); // all of them have defaults
+    } else {
+        PutSettings("");
+    }
     RenewDatabases();
     RenewLog();
     fs::create_directories(ScratchFolder());
@@ -72,23 +67,6 @@ void Renew() {
 
 std::string ScratchFolder() {
     return std::string(kRoot) + "/scratch";
-}
-
-std::vector<Row> Read(KRDB::DB_INSTANCE db, const std::string& select) {
-    const DBResult_tag result = OwnConnection(db).Execute(select, {.readOnly = true});
-    std::vector<Row> rows;
-    for (int row = 0; row < result.RowCount(); ++row) {
-        rows.emplace_back();
-        for (std::size_t column = 0; column < result.columns.size(); ++column) {
-            const char* const text = result.Field(row, column);
-            rows.back().push_back(text == nullptr ? Field() : Field(text));
-        }
-    }
-    return rows;
-}
-
-void Write(KRDB::DB_INSTANCE db, const std::string& sql) {
-    OwnConnection(db).Execute(sql);
 }
 
 void Answer(const std::string& /*select*/, const std::vector<std::string>& /*columns*/,
@@ -100,46 +78,6 @@ void AddCamera(const CameraRow& camera) {
               std::to_string(camera.id) + ", 'camera', " + std::to_string(camera.dsId) + ", " +
               recorder::Quote(camera.storagePath) + ", " +
               (camera.volumeId ? recorder::Quote(*camera.volumeId) : "NULL") + ");");
-}
-
-void Spoil(KRDB::DB_INSTANCE db) {
-    recorder::CloseDatabases();
-    contract::PutFile(recorder::DatabasePath(db), std::string(8192, '?'));
-}
-
-struct ForeignWriter::Process {
-    explicit Process(KRDB::DB_INSTANCE db)
-        : child([&] {
-              recorder::SqliteDatabase database = OwnConnection(db);
-              database.Execute("BEGIN IMMEDIATE;", {.transaction = false});
-              writing.Open();
-              return finish.Await() ? 0 : 1;
-          }) {
-        if (!writing.Await()) {
-            throw std::runtime_error("the other process didn't get the lock");
-        }
-    }
-
-    contract::Gate writing;
-    contract::Gate finish;
-    contract::Child child;
-};
-
-ForeignWriter::ForeignWriter(KRDB::DB_INSTANCE db) : m_process(std::make_unique<Process>(db)) {}
-
-ForeignWriter::~ForeignWriter() = default;
-
-void ForeignWriter::Finish() {
-    m_process->finish.Open();
-    m_process->child.Wait();
-}
-
-void RefuseRows(KRDB::DB_INSTANCE db, const std::string& table, int camId) {
-    for (const auto& [verb, row] : {std::pair{"INSERT", "NEW"}, std::pair{"DELETE", "OLD"}}) {
-        Write(db, std::string("CREATE TRIGGER refuse_") + verb + " BEFORE " + verb + " ON " +
-                      table + " WHEN " + row + ".camera_id = " + std::to_string(camId) +
-                      " BEGIN SELECT RAISE(ABORT, 'refused by the test'); END;");
-    }
 }
 
 std::vector<std::string> Outbox() {
@@ -167,7 +105,7 @@ void SpoilLog() {
 }
 
 void PutSettings(const std::string& toml) {
-    contract::PutFile(recorder::kSettingsFile, toml);
+    contract::PutFile(recorder::kSettingsFile, WithEngine(toml));
 }
 
 void LetOthersWriteSettings() {

@@ -49,17 +49,23 @@ void AddCamera(const CameraRow& /*camera*/) {
     NotScripted("camera table");
 }
 
+std::string NameInLog(KRDB::DB_INSTANCE /*db*/) {
+    NotScripted("databases");
+}
+
 void Spoil(KRDB::DB_INSTANCE /*db*/) {
     NotScripted("databases");
 }
 
-struct ForeignWriter::Process {};
+struct ForeignWriter::Lock {};
 
 ForeignWriter::ForeignWriter(KRDB::DB_INSTANCE /*db*/) {
     NotScripted("locks");
 }
 
 ForeignWriter::~ForeignWriter() = default;
+
+void ForeignWriter::AwaitWaiter(const contract::Child& /*child*/) const {}
 
 void ForeignWriter::Finish() {
     NotScripted("locks");

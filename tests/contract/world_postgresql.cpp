@@ -1,0 +1,150 @@
+// The databases of the recorder's world on PostgreSQL: tables of one schema, on the server that
+// tests/postgresql/server.py started.
+
+#include "recorder/database/databases.h"
+#include "recorder/database/schema.h"
+#include "tests/contract/support/postgresql.h"
+#include "tests/contract/support/process.h"
+#include "tests/contract/world.h"
+#include "tests/contract/world_engine.h"
+
+#include <map>
+#include <stdexcept>
+
+#include <unistd.h>
+
+namespace world {
+
+namespace {
+
+using contract::PostgresConnection;
+
+constexpr const char* kSchema = "kestora";
+constexpr useconds_t kPollUs = 1000;
+
+// Until a test changes more than rows, emptying the tables is enough, and much faster.
+bool tablesAreAsMade = false;
+
+const std::vector<std::string>& TablesOf(KRDB::DB_INSTANCE db) {
+    static const std::map<KRDB::DB_INSTANCE, std::vector<std::string>> tables{
+        {KRDB::DB_SYSTEM, {"camera", "emap", "task", "run"}},
+        {KRDB::DB_RECORDING, {"event", "alert_event", "recording_count", "outbox"}},
+        {KRDB::DB_SNAPSHOT, {"snapshot"}},
+    };
+    return tables.at(db);
+}
+
+PostgresConnection OwnConnection() {
+    PostgresConnection connection(contract::ServerDsn());
+    connection.Run(std::string("SET search_path TO ") + kSchema + ";");
+    return connection;
+}
+
+void MakeTablesAnew() {
+    OwnConnection().Run(std::string("SET client_min_messages TO warning; DROP SCHEMA IF EXISTS ") +
+                        kSchema + " CASCADE;");
+    recorder::InitDatabases();
+    tablesAreAsMade = true;
+}
+
+void EmptyTables() {
+    OwnConnection().Run("TRUNCATE camera, emap, task, run, event, alert_event, recording_count, "
+                        "outbox, snapshot, removed, run_count RESTART IDENTITY;");
+}
+
+bool ChangesRowsOnly(const std::string& sql) {
+    return sql.find("CREATE ") == std::string::npos && sql.find("ALTER ") == std::string::npos &&
+           sql.find("DROP ") == std::string::npos &&
+           sql.find("schema_version") == std::string::npos;
+}
+
+// A row that brings its own id is to be counted by the sequence, as SQLite does.
+void RaiseSequences(PostgresConnection& connection) {
+    for (const char* const table : {"emap", "event", "alert_event", "snapshot", "outbox", "run"}) {
+        const std::string name(table);
+        connection.Run("SELECT setval('" + name + "_id_seq', greatest(last_value, highest)) FROM " +
+                       name + "_id_seq, (SELECT max(id) AS highest FROM " + name +
+                       ") AS rows WHERE highest IS NOT NULL;");
+    }
+}
+
+} // namespace
+
+void RenewDatabases() {
+    if (tablesAreAsMade) {
+        EmptyTables();
+    } else {
+        MakeTablesAnew();
+    }
+}
+
+std::string EngineSettings() {
+    return "dsn = \"" + contract::ServerDsn() + "\"\n";
+}
+
+std::string NameInLog(KRDB::DB_INSTANCE /*db*/) {
+    return std::string("PostgreSQL schema ") + kSchema;
+}
+
+std::vector<Row> Read(KRDB::DB_INSTANCE /*db*/, const std::string& select) {
+    return OwnConnection().Run(select);
+}
+
+void Write(KRDB::DB_INSTANCE /*db*/, const std::string& sql) {
+    PostgresConnection connection = OwnConnection();
+    connection.Run(sql);
+    if (ChangesRowsOnly(sql)) {
+        RaiseSequences(connection);
+    } else {
+        tablesAreAsMade = false;
+    }
+}
+
+// Neither another instance nor the ledger, which is every instance's, comes to harm.
+void Spoil(KRDB::DB_INSTANCE db) {
+    recorder::CloseDatabases();
+    for (const std::string& table : TablesOf(db)) {
+        Write(db, "ALTER TABLE " + table + " RENAME TO spoilt_" + table + ";");
+    }
+}
+
+struct ForeignWriter::Lock {
+    explicit Lock(KRDB::DB_INSTANCE db) : connection(OwnConnection()) {
+        connection.Run("BEGIN;");
+        for (const std::string& table : TablesOf(db)) {
+            connection.Run("LOCK TABLE " + table + " IN EXCLUSIVE MODE;");
+        }
+    }
+
+    PostgresConnection connection;
+};
+
+ForeignWriter::ForeignWriter(KRDB::DB_INSTANCE db) : m_lock(std::make_unique<Lock>(db)) {}
+
+ForeignWriter::~ForeignWriter() = default;
+
+// The server knows who waits for whom.
+void ForeignWriter::AwaitWaiter(const contract::Child& /*child*/) const {
+    const std::string waiters = "SELECT 1 FROM pg_stat_activity WHERE " +
+                                std::to_string(m_lock->connection.ServerPid()) +
+                                " = ANY (pg_blocking_pids(pid));";
+    while (OwnConnection().Run(waiters).empty()) {
+        usleep(kPollUs);
+    }
+}
+
+void ForeignWriter::Finish() {
+    m_lock->connection.Run("COMMIT;");
+}
+
+void RefuseRows(KRDB::DB_INSTANCE db, const std::string& table, int camId) {
+    Write(db, "CREATE FUNCTION refuse() RETURNS trigger LANGUAGE plpgsql AS "
+              "'BEGIN RAISE EXCEPTION ''refused by the test''; END';");
+    for (const auto& [verb, row] : {std::pair{"INSERT", "NEW"}, std::pair{"DELETE", "OLD"}}) {
+        Write(db, std::string("CREATE TRIGGER refuse_") + verb + " BEFORE " + verb + " ON " +
+                      table + " FOR EACH ROW WHEN (" + row +
+                      ".camera_id = " + std::to_string(camId) + ") EXECUTE FUNCTION refuse();");
+    }
+}
+
+} // namespace world
