@@ -4,7 +4,8 @@
 Runs the command with a new server in a temporary directory, whose address stands in the environment
 as KESTORA_TEST_DSN. When the command ends, or this program does in whatever way, the server ends and
 its directory is removed. It listens on a Unix socket in that directory only, lets everybody in who
-may enter the directory, and holds one empty database, "kestora".
+may enter the directory, and holds one empty database, "kestora". Only a role by the name of "guarded"
+has to give its password.
 
 While the directory holds a file "down", the server is stopped; it starts again when the file is gone.
 """
@@ -33,6 +34,7 @@ listen_addresses = ''
 unix_socket_directories = '{directory}'
 shared_buffers = 16MB
 max_connections = 40
+wal_level = logical         # so that the transactions of a test can be told
 autovacuum = off            # what a test measures is not to depend on when it comes
 timezone = UTC
 log_timezone = UTC
@@ -100,7 +102,7 @@ class Server:
         try:
             self._make_directory()
             self._keep()
-            self._await_state(True)
+            await_state(self.directory, True)
             if copied_from is None:
                 self.psql("CREATE DATABASE kestora", database="postgres")
         except BaseException:
@@ -116,19 +118,10 @@ class Server:
         elif self.directory:
             shutil.rmtree(self.directory, ignore_errors=True)
 
-    def down(self):
-        """Stops the server and keeps what it holds."""
-        with open(os.path.join(self.directory, "down"), "wb"):
-            self._await_state(False)
-
-    def up(self):
-        os.unlink(os.path.join(self.directory, "down"))
-        self._await_state(True)
-
     def psql(self, *statements, database="kestora"):
         """The output of statements, each a transaction of its own; columns apart by a bar."""
         commands = [word for statement in statements for word in ("-c", statement)]
-        done = subprocess.run(["psql", "-XqAt", "-v", "ON_ERROR_STOP=1", "-d",
+        done = subprocess.run([os.path.join(bin_dir(), "psql"), "-XqAt", "-v", "ON_ERROR_STOP=1", "-d",
                                self.dsn_of(database), *commands],
                               env=without_pg_variables(), capture_output=True, check=False)
         if done.returncode:
@@ -155,13 +148,6 @@ class Server:
                 traceback.print_exc()
             os._exit(0)
         os.close(end)
-
-    def _await_state(self, ready):
-        deadline = time.monotonic() + DEADLINE_S
-        while _is_ready(self.data) != ready or (not ready and _postmaster(self.data)):
-            if time.monotonic() > deadline or os.path.exists(self.directory + "/failed"):
-                raise ServerError(_text(self.directory + "/log") or "the server can't be started")
-            time.sleep(POLL_S)
 
 
 def _leave_the_caller(lifeline, directory):
@@ -209,6 +195,10 @@ class Keeper:
         if not os.path.exists(self.data):
             self._run("initdb", "-D", self.data, "--encoding=SQL_ASCII", "--locale=C", "-A", "trust",
                       "-U", "kestora", "--no-sync", "--no-instructions")
+        hba = os.path.join(self.data, "pg_hba.conf")
+        lines = _text(hba)
+        with open(hba, "w", encoding="utf-8") as file:
+            file.write("local all guarded scram-sha-256\n" + lines)
         with open(os.path.join(self.data, "postgresql.conf"), "a", encoding="utf-8") as file:
             file.write(SETTINGS.format(directory=self.directory,
                                        durability="" if self.durable else IN_MEMORY))
@@ -243,6 +233,26 @@ class Keeper:
                        env=without_pg_variables(), stdin=subprocess.DEVNULL)
 
 
+def stop_server(directory):
+    """Stops a server, whoever started it, and keeps what it holds."""
+    with open(os.path.join(directory, "down"), "wb"):
+        await_state(directory, False)
+
+
+def start_server(directory):
+    os.unlink(os.path.join(directory, "down"))
+    await_state(directory, True)
+
+
+def await_state(directory, running):
+    data = os.path.join(directory, "data")
+    deadline = time.monotonic() + DEADLINE_S
+    while not (_is_ready(data) if running else _is_gone(data)):
+        if time.monotonic() > deadline or os.path.exists(os.path.join(directory, "failed")):
+            raise ServerError(_text(os.path.join(directory, "log")) or "the server says nothing")
+        time.sleep(POLL_S)
+
+
 def _text(path):
     try:
         with open(path, encoding="utf-8", errors="replace") as file:
@@ -251,8 +261,8 @@ def _text(path):
         return ""
 
 
-def _postmaster(data):
-    return os.path.exists(os.path.join(data, "postmaster.pid"))
+def _is_gone(data):
+    return not os.path.exists(os.path.join(data, "postmaster.pid"))
 
 
 def _is_ready(data):

@@ -7,14 +7,19 @@ recorder of a case lies in a temporary folder that appears as the package's root
 
 import argparse
 import os
+import re
 import subprocess
 import sys
 import tempfile
 import time
 
+from runner.text import CaseError, blocks
+from server import Server  # runner tells where it is
+
 HERE = os.path.dirname(os.path.abspath(__file__))
+ENGINES = ("sqlite", "postgresql")
 SANDBOX = os.path.join(HERE, "../../script/sandbox")
-EXIT_SKIPPED = 77  # of a case that this machine grants too little for
+EXIT_SKIPPED = 77  # of a case that this machine grants too little for, or no engine that is asked for
 
 
 def make_media(folder):
@@ -23,30 +28,72 @@ def make_media(folder):
     media.make_all(folder)
 
 
-def run_case(case, bin_dir, media_dir, show):
+class Run:
+    """The cases that are run on one engine."""
+
+    def __init__(self, bin_dir, media_dir, show, address):
+        self.bin_dir, self.media_dir = os.path.abspath(bin_dir), media_dir
+        self.options = [*(["--show"] if show else []),
+                        *(["--postgresql", address] if address else [])]
+        self.engine = "postgresql" if address else "sqlite"
+
+
+def reason_against(case, engine):
+    """Why a case says nothing of this engine; nothing where it does."""
+    given = os.path.join(case, "given")
+    if not os.path.exists(given):
+        return None
+    with open(given, encoding="utf-8") as file:
+        for _, line, _ in blocks(file.read()):
+            match = re.match(r"only (\w+) because (.+)$", line)
+            if match and match[1] not in ENGINES:
+                raise CaseError(f"{case}: there is no engine {match[1]}")
+            if match and match[1] != engine:
+                return match[2]
+    return None
+
+
+def run_case(case, run):
     """Starts the case in a sandbox of its own; its status, and what it has to say."""
     with tempfile.TemporaryDirectory(prefix="scenario-") as folder:
         recorder, scratch = os.path.join(folder, "recorder"), os.path.join(folder, "scratch")
         os.mkdir(recorder)
         os.mkdir(scratch)
         done = subprocess.run(
-            [SANDBOX, recorder, sys.executable, "-m", "runner.scenario", bin_dir,
-             os.path.abspath(case), media_dir, scratch, *(["--show"] if show else [])],
+            [SANDBOX, recorder, sys.executable, "-m", "runner.scenario", run.bin_dir,
+             os.path.abspath(case), run.media_dir, scratch, *run.options],
             cwd=HERE, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
         return done.returncode, done.stdout.decode(errors="backslashreplace")
 
 
-def run_cases(options, media_dir):
-    outcomes = set()
-    for case in options.cases:
-        start = time.monotonic()
-        status, output = run_case(case, os.path.abspath(options.bin_dir), media_dir, options.show)
+def run_cases(cases, run):
+    """The exit status, which tells also that not every case could be run."""
+    counts = {"passed": 0, "FAILED": 0, "skipped": 0, "not for this engine": 0}
+    for case in cases:
         name = ".".join(os.path.abspath(case).split(os.sep)[-2:])
+        reason = reason_against(case, run.engine)
+        if reason:
+            counts["not for this engine"] += 1
+            print(f"not for this engine: {name}: {reason}")
+            continue
+        start = time.monotonic()
+        status, output = run_case(case, run)
         outcome = {0: "passed", EXIT_SKIPPED: "skipped"}.get(status, "FAILED")
+        counts[outcome] += 1
         print(f"{outcome} {name} ({time.monotonic() - start:.1f} s)")
         print(output, end="", flush=True)
-        outcomes.add(outcome)
-    return 1 if "FAILED" in outcomes else EXIT_SKIPPED if "skipped" in outcomes else 0
+    print(f"on {run.engine}:", ", ".join(f"{number} {what}" for what, number in counts.items()))
+    if counts["FAILED"]:
+        return 1
+    return 0 if counts["passed"] and not counts["skipped"] else EXIT_SKIPPED
+
+
+def run_on_engine(options, media_dir):
+    if not options.postgresql:
+        return run_cases(options.cases, Run(options.bin_dir, media_dir, options.show, None))
+    with Server() as server:
+        return run_cases(options.cases,
+                         Run(options.bin_dir, media_dir, options.show, server.dsn))
 
 
 def parse_arguments():
@@ -55,6 +102,8 @@ def parse_arguments():
     parser.add_argument("cases", nargs="*", help="folders of cases")
     parser.add_argument("--media", help="the folder of the media; made where it isn't there")
     parser.add_argument("--make-media", action="store_true", help="make the media and end")
+    parser.add_argument("--postgresql", action="store_true",
+                        help="on a PostgreSQL server of its own instead of SQLite")
     parser.add_argument("--show", action="store_true", help="print what came of the first run")
     return parser.parse_intermixed_args()
 
@@ -65,10 +114,10 @@ def main():
         media_dir = os.path.abspath(options.media)
         if options.make_media or not os.path.isdir(media_dir):
             make_media(media_dir)
-        return run_cases(options, media_dir)
+        return 0 if options.make_media else run_on_engine(options, media_dir)
     with tempfile.TemporaryDirectory(prefix="scenario-media-") as folder:
         make_media(folder)
-        return run_cases(options, folder)
+        return run_on_engine(options, folder)
 
 
 if __name__ == "__main__":

@@ -4,8 +4,10 @@ import json
 import os
 import shutil
 
-from runner import database, tree
+from runner import tree
+from runner.database import MEDIA_TABLES, TABLES
 from runner.given import PACKAGE_ROOT, Given
+from runner.sqlite import Sqlite, connect
 from runner.then import show_rows
 
 HERE = os.path.dirname(os.path.abspath(__file__))
@@ -35,7 +37,7 @@ class SqliteRecorder:
 
     def make(self):
         with open(self.given, encoding="utf-8") as file:
-            Given(PACKAGE_ROOT, self.media, self.bin_dir).build(file.read())
+            Given(PACKAGE_ROOT, self.media, self.bin_dir, Sqlite(PACKAGE_ROOT)).build(file.read())
         shutil.copytree(PACKAGE_ROOT, self.made, symlinks=True)
 
     def restore(self):
@@ -53,9 +55,10 @@ class SqliteRecorder:
             for entry in os.scandir(os.path.join(PACKAGE_ROOT, b"var/db")):
                 if entry.name.endswith((b".db", b".db-wal")):
                     shutil.copyfile(entry.path, os.path.join(folder, entry.name))
-            return {**{table: _rows(self.copy, table) for table in database.MEDIA_TABLES},
-                    "task": database.select(self.copy, "task", ["registered", "done"]),
-                    "told": _told(self.copy), "removed": _removed(self.copy)}
+            copy = Sqlite(self.copy)
+            return {**{table: _rows(copy, table) for table in MEDIA_TABLES},
+                    "task": copy.select("task", ["registered", "done"]),
+                    "told": _told(copy), "removed": _removed(self.copy)}
         finally:
             shutil.rmtree(self.copy)
 
@@ -79,25 +82,25 @@ def _is_made_by_a_run(path):
     return b"/@Thumbnail/" in path
 
 
-def _told(root):
+def _told(databases):
     """The ids of recordings that the outbox has word of."""
-    return [number for topic, payload in database.select(root, "outbox", ["topic", "payload"])
+    return [number for topic, payload in databases.select("outbox", ["topic", "payload"])
             if topic == b"event/list" for number in json.loads(payload)["ids"]]
 
 
 def _removed(root):
     """Table and id of the rows in the ledger."""
     found = []
-    for name in sorted(set(database.TABLES.values())):
-        connection = database.connect(root, name)
+    for name in sorted(set(TABLES.values())):
+        connection = connect(root, name)
         found += [(kind.decode(), number) for kind, number in
                   connection.execute("SELECT kind, row_id FROM removed")]
         connection.close()
     return found
 
 
-def _rows(root, table):
-    columns, rows = database.dump(root, table)
+def _rows(databases, table):
+    columns, rows = databases.dump(table)
     if columns == ["unreadable"]:
         raise RuntimeError(f"table {table}: {rows[0][0].decode()}")
     left_out = UNCOMPARED_COLUMNS.get(table, set())

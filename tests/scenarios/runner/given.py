@@ -2,12 +2,12 @@
 
 import errno
 import os
+import re
 import shutil
 import stat
 import subprocess
 import tempfile
 
-from runner import database
 from runner.text import (CaseError, NotPossibleHere, blocks, cell_value, expand, split_cells,
                          split_options, tokens)
 
@@ -20,8 +20,8 @@ PID_MARK = b"@pid@"
 class Given:
     """Builds the recorder of one case in the folder `root`."""
 
-    def __init__(self, root, media, bin_dir):
-        self.root, self.media, self.bin_dir = root, media, bin_dir
+    def __init__(self, root, media, bin_dir, engine):
+        self.root, self.media, self.bin_dir, self.engine = root, media, bin_dir, engine
         self.settings = None  # a template, where it names the process that is to read it
         self.directives = {
             "camera": self.camera, "dir": self.dir, "file": self.file, "link": self.link,
@@ -32,9 +32,11 @@ class Given:
 
     def build(self, text):
         """An initialised recorder with its usual folders, then the case's own lines in order."""
-        self._krctl("init")
         for folder in (b"target/@KREmap", b"var/snapshot", b"var/log", b"etc"):
             self._folder(self.path(folder))
+        if self.engine.settings:
+            self._put_settings(b"")
+        self._krctl("init")
         for number, line, lines in blocks(text):
             try:
                 self.apply(line, lines)
@@ -46,7 +48,9 @@ class Given:
         words = tokens(line)
         name, rest = words[0], words[1:]
         if name == "sql":
-            database.run_script(self.root, rest[0], "\n".join(lines))
+            self.sql(rest, lines)
+        elif name == "only":
+            pass  # run.py has read it before
         elif name == "rows":
             self.rows(rest, lines)
         elif name == "settings":
@@ -174,7 +178,18 @@ class Given:
         values = [[cell_value(cell) for cell in split_cells(line)] for line in lines[1:]]
         if any(len(row) != len(columns) for row in values):
             raise CaseError("a row has more or fewer cells than there are columns")
-        database.insert(self.root, words[0], columns, values, "unchecked" in words)
+        self.engine.insert(words[0], columns, values, "unchecked" in words)
+
+    def sql(self, words, lines):
+        """Where the engines have words of their own, a line for each of them."""
+        match words:
+            case [name]:
+                self.engine.run_script(name, "\n".join(lines))
+            case [name, "on", engine]:
+                if engine == self.engine.name:
+                    self.engine.run_script(name, "\n".join(lines))
+            case _:
+                raise CaseError("sql DATABASE [on ENGINE]")
 
     def write_settings(self, lines):
         text = "\n".join(lines).encode() + b"\n"
@@ -191,7 +206,7 @@ class Given:
             self._put_settings(self.settings)
 
     def _put_settings(self, text):
-        self.file(b"etc/kestora.toml", text=text)
+        self.file(b"etc/kestora.toml", text=with_engine(text, self.engine.settings))
 
     def _folder(self, path):
         if not os.path.isdir(path):
@@ -204,3 +219,13 @@ class Given:
                               capture_output=True, check=False)
         if done.returncode:
             raise CaseError(f"krctl {arguments}: {done.stderr.decode(errors='replace')}")
+
+
+def with_engine(settings, keys):
+    """The case's settings and those that name the engine, behind its own, whose lines are told."""
+    if not keys:
+        return settings
+    section = re.search(rb"^\[database\]\n(?:(?!\[).*\n)*", settings, re.MULTILINE)
+    if section:
+        return settings[:section.end()] + keys + settings[section.end():]
+    return settings + b"[database]\n" + keys

@@ -3,16 +3,21 @@
 import argparse
 import ctypes
 import os
+import re
 import subprocess
 import sys
 
 from runner.given import PACKAGE_ROOT, Given
+from runner.postgresql import Postgresql
+from runner.sqlite import Sqlite
 from runner.steps import StepFailed, Steps
 from runner.text import CaseError, NotPossibleHere
 from runner.then import Moment, Then, diff, read_log, show_files, show_rows
 
 PR_SET_CHILD_SUBREAPER = 36
 EXIT_SKIPPED = 77
+
+MAX_SCHEMA_NAME = 63
 
 
 def adopt_orphans():
@@ -41,7 +46,9 @@ class Scenario:
         self.case, self.media, self.scratch = options.case, options.media, options.scratch
         self.bin_dir, self.show = options.bin_dir, options.show
         self.root = PACKAGE_ROOT
-        self.given = Given(self.root, self.media, self.bin_dir)
+        self.engine = (Postgresql(options.postgresql, schema_of(self.case)) if options.postgresql
+                       else Sqlite(self.root))
+        self.given = Given(self.root, self.media, self.bin_dir, self.engine)
 
     def carry_out(self, run):
         steps = Steps(self.given, self.bin_dir, self.scratch)
@@ -51,30 +58,43 @@ class Scenario:
     def problems(self):
         """Runs the case twice; what went wrong, empty when nothing did."""
         try:
+            self.engine.begin()
             self.given.build(read_or(self.case, "given", ""))
-            before = Moment(self.root)
+            before = Moment(self.root, self.engine)
             steps = self.carry_out(read(self.case, "run"))
-            first = Moment(self.root)
+            first = Moment(self.root, self.engine)
             if self.show:
                 show_moment(self.root, first, steps)
-            then = Then(read(self.case, "then"), self.media)
+            then = Then(self.expected("then"), self.media, self.engine)
             return (titled("after the first run", then.problems(self.root, before, first, steps))
                     or titled("after the second run", self.second_problems(first)))
         except (CaseError, StepFailed) as error:
             return [str(error)]
+        finally:
+            self.engine.end()
+
+    def expected(self, name):
+        """What a case expects, which may be another thing on this engine."""
+        return read_or(self.case, f"{name}-{self.engine.name}", read_or(self.case, name, None))
 
     def second_problems(self, first):
         """The same once more: it must find nothing to do, unless the case says why it does."""
-        again = read_or(self.case, "again-then", None)
+        again = self.expected("again-then")
         clear_log(self.root)
         steps = self.carry_out(read_or(self.case, "again-run", read(self.case, "run")))
-        second = Moment(self.root)
+        second = Moment(self.root, self.engine)
         if again is None:
             return unchanged_problems(first, second)
-        then = Then(again, self.media)
+        then = Then(again, self.media, self.engine)
         if not then.reason:
             raise CaseError("again-then: doesn't say because of what the first run was not enough")
         return then.problems(self.root, first, second, steps)
+
+
+def schema_of(case):
+    """A name for the case's schema, of what PostgreSQL takes without quotes."""
+    letters = re.sub("[^a-z0-9]+", "_", os.path.basename(case).lower())
+    return f"case_{letters}"[:MAX_SCHEMA_NAME]
 
 
 def clear_log(root):
@@ -119,6 +139,7 @@ def main():
     parser.add_argument("media")
     parser.add_argument("scratch")
     parser.add_argument("--show", action="store_true")
+    parser.add_argument("--postgresql", help="the address of a server")
     options = parser.parse_args()
     os.umask(0o022)
     os.chmod(os.path.dirname(PACKAGE_ROOT), 0o755)  # made under the umask of who runs the tests

@@ -8,14 +8,11 @@ import signal
 import subprocess
 import time
 
-from runner import database
 from runner.text import CaseError, blocks, show_cell, split_options
 
 # Only a broken tool makes a case wait as long: nothing is decided by how long something takes.
 DEADLINE_S = 60
 POLL_S = 0.005
-
-NANOSLEEPS = ("35", "230")  # x86-64: nanosleep, clock_nanosleep
 
 # Root reads every folder; without these capabilities a folder's mode counts for it too.
 RESTRICTED = ["setpriv", "--bounding-set=-dac_override,-dac_read_search"]
@@ -55,9 +52,10 @@ class Steps:
 
     def __init__(self, given, bin_dir, scratch):
         self.given, self.bin_dir, self.scratch = given, bin_dir, scratch
-        self.root = given.root
+        self.root, self.engine = given.root, given.engine
         self.processes, self.locks, self.watches = {}, {}, {}
         self.worker = None
+        self.waiting = set()  # the processes that are known to wait for a lock
         self.commits = {}
         self.umask = 0o022
 
@@ -114,15 +112,20 @@ class Steps:
             case ["wait", name]:
                 self.processes[name].wait()
             case ["hold", name]:
-                self.locks[name] = database.Lock(self.root, name, False)
+                self.locks[name] = self.engine.hold(name, False)
             case ["hold", name, "exclusively"]:
-                self.locks[name] = database.Lock(self.root, name, True)
+                self.locks[name] = self.engine.hold(name, True)
             case ["release", name]:
                 self.locks.pop(name).release()
+                self.waiting.clear()
+            case ["stop", "the", "server"]:
+                self.engine.stop_server()
+            case ["start", "the", "server"]:
+                self.engine.start_server()
             case ["pause", seconds]:  # a length, never a decision
                 time.sleep(float(seconds))
             case ["watch", name]:
-                self.watches[name] = database.CommitWatch(self.root, name)
+                self.watches[name] = self.engine.watch(name)
             case ["until", "worker", "waits"]:
                 self.until_waits(self.worker_pid())
             case ["until", "worker", "ends"]:
@@ -165,7 +168,7 @@ class Steps:
         return [*change, program, *words[1:]]
 
     def task(self, columns):
-        rows = database.select(self.root, "task", columns)
+        rows = self.engine.select("task", columns)
         return [show_cell(value) for value in rows[0]] if rows else None
 
     def worker_pid(self):
@@ -179,7 +182,16 @@ class Steps:
             raise StepFailed(f"the task names {pid}; the processes started were {parents}")
 
     def until_waits(self, pid):
-        self.until(lambda: _sleeps(pid), "it never did")
+        self.waiting.add(pid)
+        self.until(lambda: self._waits(pid), "it never did")
+
+    def _waits(self, pid):
+        if not _runs(pid):
+            raise StepFailed("it ended instead")
+        if _status_field(pid, "comm").strip() != "krindexer":
+            return False
+        call = _status_field(pid, "syscall").split()
+        return bool(call) and self.engine.has_waiters(len(self.waiting), call[0])
 
     def until(self, condition, otherwise):
         deadline = time.monotonic() + DEADLINE_S
@@ -227,13 +239,3 @@ def _reap(pid, flags=0):
 def _is_alive(pid):
     _reap(pid, os.WNOHANG)
     return _runs(pid)
-
-
-def _sleeps(pid):
-    """The tool sleeps only where the engine waits for somebody else's lock."""
-    if not _runs(pid):
-        raise StepFailed("it ended instead")
-    if _status_field(pid, "comm").strip() != "krindexer":
-        return False
-    call = _status_field(pid, "syscall").split()
-    return bool(call) and call[0] in NANOSLEEPS

@@ -16,7 +16,8 @@ TOKEN = re.compile(r'(?:[^\s"]|"(?:[^"\\]|\\.)*")+')
 QUOTED = re.compile(rb'"((?:[^"\\]|\\.)*)"')
 REPEAT = re.compile(rb"\{([^{}*]+)\*(\d+)\}")
 RANGE = re.compile(rb"\{(\d+)\.\.(\d+)\}")
-PLACEHOLDER = re.compile(r"<(any|number|some text|uuid|size:[^<>]+)>")
+PLACEHOLDER = re.compile(
+    r"<(any|number|some text|uuid|locked|(?:size|database):[^<>]+)>")
 
 
 def unescape(body):
@@ -105,20 +106,22 @@ def split_cells(line):
     return cells
 
 
-def pattern_of(text, sizes):
+def pattern_of(text, fact):
     """A compiled pattern for a line or cell that may hold placeholders such as <number>."""
     parts, end = [], 0
     for match in PLACEHOLDER.finditer(text):
-        parts.append(re.escape(text[end:match.start()]) + _placeholder(match[1], sizes))
+        parts.append(re.escape(text[end:match.start()]) + _placeholder(match[1], fact))
         end = match.end()
     return re.compile("".join(parts) + re.escape(text[end:]), re.DOTALL)
 
 
-def _placeholder(name, sizes):
-    if name.startswith("size:"):
-        return str(sizes(name[5:]))
-    return {"any": ".*", "some text": ".+", "number": r"-?\d+",
-            "uuid": "[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-[89ab][0-9a-f]{3}-[0-9a-f]{12}"}[name]
+def _placeholder(name, fact):
+    plain = {"any": ".*", "some text": ".+", "number": r"-?\d+",
+             "uuid": "[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-[89ab][0-9a-f]{3}-[0-9a-f]{12}"}
+    if name in plain:
+        return plain[name]
+    kind, _, rest = name.partition(":")
+    return re.escape(fact(kind, rest))
 
 
 def blocks(text):

@@ -5,7 +5,8 @@ import os
 import re
 import subprocess
 
-from runner import database, tree
+from runner import tree
+from runner.database import MEDIA_TABLES
 from runner.text import (CaseError, blocks, expand, pattern_of, show_cell, shown, split_cells,
                          split_options, tokens, unquote)
 
@@ -18,8 +19,8 @@ MOST_DIFF_LINES = 60
 class Moment:
     """Rows and files of a recorder at one time."""
 
-    def __init__(self, root):
-        self.tables = {table: database.dump(root, table) for table in database.MEDIA_TABLES}
+    def __init__(self, root, engine):
+        self.tables = {table: engine.dump(table) for table in MEDIA_TABLES}
         self.files = tree.listing(root)
 
 
@@ -60,8 +61,8 @@ def diff(title, expected, actual):
 class Then:
     """The expectations of one `then` file."""
 
-    def __init__(self, text, media):
-        self.media = media
+    def __init__(self, text, media, engine):
+        self.media, self.engine = media, engine
         self.reason = None
         self.exits, self.outputs = {}, {}
         self.log = None
@@ -105,11 +106,18 @@ class Then:
     def problems(self, root, before, after, steps):
         """Everything that isn't as it should be; empty when all is well."""
         return (self._process_problems(steps.processes) + self._log_problems(root)
-                + self._table_problems(root, before, after) + self._commit_problems(steps.commits)
+                + self._table_problems(before, after) + self._commit_problems(steps.commits)
                 + self._file_problems(root, before, after))
 
-    def _size_of(self, name):
-        return os.path.getsize(os.path.join(self.media, name))
+    def _fact(self, kind, name):
+        """What a placeholder with a name stands for, such as <size:MEDIUM>."""
+        match kind:
+            case "size":
+                return str(os.path.getsize(os.path.join(self.media, name)))
+            case "database":
+                return self.engine.name_in_log(name)
+            case "locked":
+                return self.engine.locked
 
     def _process_problems(self, processes):
         found = []
@@ -129,7 +137,7 @@ class Then:
         return self._line_problems("log", self.log, read_log(root))
 
     def _line_problems(self, title, expected, actual):
-        if _lines_match(_items(expected, self._size_of), actual):
+        if _lines_match(_items(expected, self._fact), actual):
             return []
         return diff(title, self._with_found_values(expected, actual), actual) or [
             f"{title}: the order differs"]
@@ -138,27 +146,27 @@ class Then:
         """Fills placeholders that match a line there with it: the diff is then to the point."""
         filled = []
         for line in expected:
-            pattern = pattern_of(line, self._size_of)
+            pattern = pattern_of(line, self._fact)
             filled.append(next((other for other in actual if pattern.fullmatch(other)), line))
         return filled
 
-    def _table_problems(self, root, before, after):
+    def _table_problems(self, before, after):
         found = []
-        for table in database.MEDIA_TABLES:
+        for table in MEDIA_TABLES:
             if table not in self.tables and table not in self.counts:
                 found += diff(f"table {table}, which should be as before",
                               show_rows(*before.tables[table]), show_rows(*after.tables[table]))
         for table, lines in self.tables.items():
-            found += self._rows_problems(root, table, lines)
+            found += self._rows_problems(table, lines)
         for table, number in self.counts.items():
             found += diff(f"number of rows of {table}", [str(number)],
-                          [str(len(database.select(root, table, ["1"])))])
+                          [str(len(self.engine.select(table, ["1"])))])
         return found
 
-    def _rows_problems(self, root, table, lines):
+    def _rows_problems(self, table, lines):
         columns = split_cells(lines[0])
         actual = [[show_cell(value) for value in row]
-                  for row in database.select(root, table, columns)]
+                  for row in self.engine.select(table, columns)]
         expected, left, shown_rows = lines[1:], list(actual), []
         for line in expected:
             row = next((row for row in left if self._row_matches(line, row)), None)
@@ -177,7 +185,7 @@ class Then:
     def _cell_matches(self, cell, value):
         if cell.startswith('"'):
             return show_cell(unquote(cell)) == value
-        return pattern_of(cell, self._size_of).fullmatch(value) is not None
+        return pattern_of(cell, self._fact).fullmatch(value) is not None
 
     def _commit_problems(self, commits):
         found = []
@@ -243,7 +251,7 @@ def jpeg_facts(full):
     return probe.stdout.strip()
 
 
-def _items(expected, size_of):
+def _items(expected, fact):
     """Patterns in order; a list of patterns stands for lines in any order, None for any lines."""
     items, group = [], None
     for line in expected:
@@ -255,7 +263,7 @@ def _items(expected, size_of):
         elif line == "..." and group is None:
             items.append(None)
         else:
-            (items if group is None else group).append(pattern_of(line, size_of))
+            (items if group is None else group).append(pattern_of(line, fact))
     return items
 
 

@@ -1,0 +1,146 @@
+"""The recorder's databases on SQLite as a second process sees them: rows, locks, commits."""
+
+import os
+import sqlite3
+import struct
+
+from runner.database import TABLES
+
+TIMEOUT_S = 30
+
+
+NANOSLEEPS = ("35", "230")  # x86-64: nanosleep, clock_nanosleep
+
+
+def path_of(root, name):
+    return os.path.join(os.fsdecode(root), "var/db", name)
+
+
+def connect(root, name):
+    """A connection that opens what is there and never makes a database."""
+    uri = f"file:{path_of(root, name)}?mode=rw"
+    connection = sqlite3.connect(uri, uri=True, timeout=TIMEOUT_S, isolation_level=None)
+    connection.text_factory = bytes
+    return connection
+
+
+class Sqlite:
+    """The databases of one recorder."""
+
+    name = "sqlite"
+    settings = b""  # it is what the programs take without any
+    locked = "database is locked"
+
+    def __init__(self, root):
+        self.root = root
+
+    def begin(self):
+        """There is nothing to prepare: krctl init makes the files."""
+
+    def end(self):
+        pass
+
+    def name_in_log(self, name):
+        return f"database {path_of(self.root, name)}"
+
+    def insert(self, table, columns, rows, unchecked):
+        """Adds rows. `unchecked` admits what the schema's CHECKs would refuse, as old data may be."""
+        connection = self._connection(table)
+        connection.execute(f"PRAGMA ignore_check_constraints = {int(unchecked)}")
+        for row in rows:
+            # Texts go in as TEXT even where they are no UTF-8.
+            marks = ["CAST(? AS TEXT)" if isinstance(value, bytes) else "?" for value in row]
+            connection.execute(
+                f"INSERT INTO {table} ({', '.join(columns)}) VALUES ({', '.join(marks)})", row)
+        connection.close()
+
+    def run_script(self, name, script):
+        connection = connect(self.root, name)
+        connection.executescript(script)
+        connection.close()
+
+    def select(self, table, columns):
+        """Rows of a table in the order of its row ids."""
+        connection = self._connection(table)
+        try:
+            return connection.execute(f"SELECT {', '.join(columns)} FROM {table}").fetchall()
+        finally:
+            connection.close()
+
+    def dump(self, table):
+        """All columns and rows of a table, or why they can't be read."""
+        try:
+            connection = self._connection(table)
+            try:
+                cursor = connection.execute(f"SELECT * FROM {table}")
+                return [column[0] for column in cursor.description], cursor.fetchall()
+            finally:
+                connection.close()
+        except sqlite3.Error as error:
+            return ["unreadable"], [(str(error).encode(),)]
+
+    def hold(self, name, exclusively):
+        return Lock(self.root, name, exclusively)
+
+    def watch(self, name):
+        return CommitWatch(self.root, name)
+
+    def has_waiters(self, _number, system_call):
+        """The tool sleeps only where the engine waits for somebody else's lock."""
+        return system_call in NANOSLEEPS
+
+    def _connection(self, table):
+        """A table that a case made itself lies in system.db."""
+        return connect(self.root, TABLES.get(table, "system.db"))
+
+
+class Lock:
+    """A lock on a database, held by this process as any other program may hold it."""
+
+    def __init__(self, root, name, exclusively):
+        self.connection = connect(root, name)
+        if exclusively:  # readers wait too
+            self.connection.execute("PRAGMA locking_mode = EXCLUSIVE")
+            self.connection.execute("BEGIN EXCLUSIVE")
+            self.connection.execute("PRAGMA user_version").fetchall()
+        else:
+            self.connection.execute("BEGIN IMMEDIATE")
+
+    def release(self):
+        if self.connection.in_transaction:
+            self.connection.execute("ROLLBACK")
+        self.connection.close()
+
+
+class CommitWatch:
+    """Counts the transactions that wrote to a database.
+
+    The write-ahead log keeps them apart: the last frame of each carries the database's new size.
+    A reader that stays in its transaction keeps the engine from resetting the log meanwhile.
+    """
+
+    def __init__(self, root, name):
+        self.wal = path_of(root, name) + "-wal"
+        self.connection = connect(root, name)
+        self.connection.execute("BEGIN")
+        self.connection.execute("SELECT count(*) FROM sqlite_master").fetchall()
+        self.before = self._commits()
+
+    def count(self):
+        return self._commits() - self.before
+
+    def close(self):
+        self.connection.close()
+
+    def _commits(self):
+        try:
+            with open(self.wal, "rb") as file:
+                log = file.read()
+        except FileNotFoundError:
+            return 0
+        if len(log) < 32:
+            return 0
+        page_size, salts = struct.unpack(">I", log[8:12])[0], log[16:24]
+        frames = range(32, len(log) - page_size - 23, page_size + 24)
+        return sum(1 for at in frames if log[at + 8:at + 16] == salts
+                   and struct.unpack(">I", log[at + 4:at + 8])[0] != 0)
