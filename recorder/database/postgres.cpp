@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <sstream>
 #include <string_view>
 
 #include <libpq-fe.h>
@@ -20,9 +21,6 @@
 namespace recorder {
 
 namespace {
-
-// Beyond the server's own time-outs: one that says nothing for so long has died.
-constexpr int kSilenceMs = 10000;
 
 // libpq would take hosts, options and password files from the caller's environment.
 void ForgetEnvironment() {
@@ -38,14 +36,14 @@ void ForgetEnvironment() {
     }
 }
 
-std::string OneLine(std::string text) {
-    while (text.ends_with('\n')) {
-        text.pop_back();
+// libpq's messages have several lines, some of them indented.
+std::string OneLine(const std::string& text) {
+    std::istringstream words(text);
+    std::string line;
+    for (std::string word; words >> word;) {
+        line += (line.empty() ? "" : " ") + word;
     }
-    for (char& c : text) {
-        c = c == '\n' ? ' ' : c;
-    }
-    return text;
+    return line;
 }
 
 void DemandNoPassword(const std::string& dsn) {
@@ -224,6 +222,7 @@ void PostgresDatabase::Connect() {
         Lose("connect");
     }
     PQsetNoticeReceiver(m_connection.get(), LogNotice, &m_name);
+    PQsetErrorVerbosity(m_connection.get(), PQERRORS_TERSE); // without the statement
     PQsetnonblocking(m_connection.get(), 1);
     CheckEncoding();
     RunPlain(SessionSql());
@@ -361,7 +360,7 @@ void PostgresDatabase::AwaitServer(short events) {
     struct pollfd server = {PQsocket(m_connection.get()), events, 0};
     int ready = 0;
     do {
-        ready = poll(&server, 1, m_settings.statementTimeoutMs + kSilenceMs);
+        ready = poll(&server, 1, m_settings.statementTimeoutMs + m_settings.silenceMs);
     } while (ready < 0 && errno == EINTR);
     if (ready == 0) {
         m_connection.reset();

@@ -24,6 +24,7 @@ struct PostgresSettings {
     std::optional<std::string> passwordFile;
     int connectTimeoutS = 5;        // for each host of the dsn
     int statementTimeoutMs = 60000; // for a text of statements
+    int silenceMs = 10000;          // beyond that, until the server is taken for dead; no setting
 };
 
 struct DatabaseSettings {

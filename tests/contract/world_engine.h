@@ -6,7 +6,8 @@
 
 namespace world {
 
-// Empty tables in every database, whatever was done to them.
+// Puts empty tables into every database, whatever was done to them before. The folder of databases
+// is empty.
 void RenewDatabases();
 
 // The keys of the settings' section "database" that lead the platform to this engine.

@@ -41,8 +41,7 @@ PostgresConnection OwnConnection() {
 }
 
 void MakeTablesAnew() {
-    OwnConnection().Run(std::string("SET client_min_messages TO warning; DROP SCHEMA IF EXISTS ") +
-                        kSchema + " CASCADE;");
+    OwnConnection().Run(std::string("DROP SCHEMA IF EXISTS ") + kSchema + " CASCADE;");
     recorder::InitDatabases();
     tablesAreAsMade = true;
 }

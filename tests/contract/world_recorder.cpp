@@ -54,6 +54,7 @@ void Renew() {
     recorder::CloseDatabases();
     fs::create_directories(fs::path(recorder::kSettingsFile).parent_path());
     fs::create_directories(recorder::kDatabaseDir);
+    RemoveContent(recorder::kDatabaseDir);
     if (EngineSettings().empty()) {
         fs::remove(recorder::kSettingsFile); // all of them have defaults
     } else {

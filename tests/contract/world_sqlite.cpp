@@ -25,23 +25,16 @@ recorder::SqliteDatabase OwnConnection(KRDB::DB_INSTANCE db) {
     return recorder::SqliteDatabase::Open(recorder::DatabasePath(db), kPatienceMs);
 }
 
-void RemoveDatabases() {
-    for (const fs::directory_entry& entry : fs::directory_iterator(recorder::kDatabaseDir)) {
-        fs::remove_all(entry.path());
-    }
-}
-
 } // namespace
 
 // Empty databases are made once and copied: every file that SQLite makes costs a flush.
 void RenewDatabases() {
-    if (!fs::exists(kFirstDay)) {
-        RemoveDatabases();
+    if (fs::exists(kFirstDay)) {
+        fs::copy(kFirstDay, recorder::kDatabaseDir);
+    } else {
         recorder::InitDatabases();
         fs::copy(recorder::kDatabaseDir, kFirstDay);
     }
-    RemoveDatabases();
-    fs::copy(kFirstDay, recorder::kDatabaseDir);
 }
 
 std::string EngineSettings() {

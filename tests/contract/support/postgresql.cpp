@@ -1,11 +1,21 @@
 #include "tests/contract/support/postgresql.h"
 
+#include "tests/contract/support/files.h"
+
 #include <cstdlib>
+#include <filesystem>
 #include <stdexcept>
 
 #include <libpq-fe.h>
+#include <unistd.h>
 
 namespace contract {
+
+namespace {
+
+constexpr useconds_t kPollUs = 10000;
+
+} // namespace
 
 std::string ServerDsn() {
     const char* const dsn = std::getenv("KESTORA_TEST_DSN");
@@ -15,11 +25,32 @@ std::string ServerDsn() {
     return dsn;
 }
 
+std::string ServerFolder() {
+    const std::string dsn = ServerDsn();
+    return dsn.substr(dsn.find("host=") + std::string_view("host=").size());
+}
+
+void StopServer() {
+    PutFile(ServerFolder() + "/down");
+    while (std::filesystem::exists(ServerFolder() + "/data/postmaster.pid")) {
+        usleep(kPollUs);
+    }
+}
+
+void StartServer() {
+    std::filesystem::remove(ServerFolder() + "/down");
+    while (PQping(ServerDsn().c_str()) != PQPING_OK) {
+        usleep(kPollUs);
+    }
+}
+
 PostgresConnection::PostgresConnection(const std::string& dsn)
     : m_connection(PQconnectdb(dsn.c_str())) {
     if (PQstatus(m_connection.get()) != CONNECTION_OK) {
         throw std::runtime_error(PQerrorMessage(m_connection.get()));
     }
+    PQsetNoticeProcessor(
+        m_connection.get(), [](void* /*of*/, const char* /*notice*/) {}, nullptr);
 }
 
 std::vector<std::vector<std::optional<std::string>>>

@@ -14,6 +14,11 @@ namespace contract {
 // The address of the server that tests/postgresql/server.py started, from the environment.
 std::string ServerDsn();
 
+// The directory of its socket, by which the server is told to stop and to start again.
+std::string ServerFolder();
+void StopServer();
+void StartServer();
+
 class PostgresConnection {
 public:
     explicit PostgresConnection(const std::string& dsn);

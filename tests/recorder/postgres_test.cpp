@@ -1,0 +1,367 @@
+#include "recorder/database/databases.h"
+#include "recorder/database/postgres.h"
+#include "recorder/database/schema.h"
+#include "recorder/support/error.h"
+#include "tests/contract/support/files.h"
+#include "tests/contract/support/fixture.h"
+#include "tests/contract/support/postgresql.h"
+#include "tests/contract/support/process.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <future>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+using contract::PostgresConnection;
+using contract::ServerDsn;
+using contract::ServerFolder;
+using recorder::PostgresDatabase;
+using recorder::PostgresSettings;
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+constexpr int kPatienceMs = 60000;
+constexpr useconds_t kPollUs = 1000;
+constexpr const char* kInsert = "INSERT INTO emap (filename) VALUES ('a');";
+
+PostgresSettings ServerSettings() {
+    PostgresSettings settings;
+    settings.dsn = ServerDsn();
+    return settings;
+}
+
+PostgresSettings SettingsWith(const std::string& dsn) {
+    PostgresSettings settings;
+    settings.dsn = dsn;
+    return settings;
+}
+
+std::vector<world::Row> Emaps() {
+    return world::Read(KRDB::DB_SYSTEM, "SELECT filename FROM emap ORDER BY id;");
+}
+
+template <typename Action> std::string FailureOf(const Action& action) {
+    try {
+        action();
+    } catch (const recorder::Error& error) {
+        return error.what();
+    }
+    return "succeeded";
+}
+
+std::string FailureToOpen(const PostgresSettings& settings) {
+    return FailureOf([&] { const PostgresDatabase database(settings, kPatienceMs); });
+}
+
+std::string FailureToRun(PostgresDatabase& database, const std::string& sql) {
+    return FailureOf([&] { database.Execute(sql); });
+}
+
+// The server's process for a connection.
+pid_t ServerPid(PostgresDatabase& database) {
+    return std::stoi(database.Execute("SELECT pg_backend_pid();").Field(0, 0));
+}
+
+void AwaitRows(const std::string& select) {
+    PostgresConnection observer(ServerDsn());
+    while (observer.Run(select).empty()) {
+        usleep(kPollUs);
+    }
+}
+
+void AwaitLockWaiter(pid_t pid) {
+    AwaitRows("SELECT 1 WHERE cardinality(pg_blocking_pids(" + std::to_string(pid) + ")) > 0;");
+}
+
+// Returns when the server's process is gone, and with it its end of the connection.
+void EndConnection(pid_t pid) {
+    PostgresConnection(ServerDsn())
+        .Run("SELECT pg_terminate_backend(" + std::to_string(pid) + ");");
+    while (kill(pid, 0) == 0 || errno != ESRCH) {
+        usleep(kPollUs);
+    }
+}
+
+class Postgres : public contract::ContractTest {};
+class PostgresConnecting : public contract::ContractTest {};
+class PostgresPassword : public contract::ContractTest {
+protected:
+    PostgresPassword() {
+        PostgresConnection server(ServerDsn());
+        server.Run("DO $$ BEGIN CREATE ROLE guarded LOGIN; EXCEPTION WHEN duplicate_object THEN "
+                   "NULL; END $$;"
+                   "ALTER ROLE guarded PASSWORD 'open sesame';"
+                   "GRANT USAGE ON SCHEMA kestora TO guarded;"
+                   "GRANT SELECT ON ALL TABLES IN SCHEMA kestora TO guarded;");
+    }
+
+    static PostgresSettings Guarded(const std::string& password, mode_t mode = 0600) {
+        PostgresSettings settings =
+            SettingsWith("postgresql://guarded@/kestora?host=" + ServerFolder());
+        settings.passwordFile = Scratch("password");
+        contract::PutFile(*settings.passwordFile, password + "\n");
+        chmod(settings.passwordFile->c_str(), mode);
+        return settings;
+    }
+};
+class PostgresSchema : public contract::ContractTest {};
+
+TEST_F(Postgres, MakesAConnectionAgainThatWasLostBetweenTwoCalls) {
+    PostgresDatabase database(ServerSettings(), kPatienceMs);
+    const pid_t before = ServerPid(database);
+    EndConnection(before);
+
+    database.Execute(kInsert);
+
+    EXPECT_THAT(Emaps(), ElementsAre(world::Row{"a"}));
+    EXPECT_NE(ServerPid(database), before);
+}
+
+TEST_F(Postgres, WorksOnWhenTheServerWasRestarted) {
+    PostgresDatabase database(ServerSettings(), kPatienceMs);
+    database.Execute(kInsert);
+    contract::StopServer();
+    contract::StartServer();
+
+    database.Execute(kInsert);
+
+    EXPECT_THAT(Emaps(), ElementsAre(world::Row{"a"}, world::Row{"a"}));
+}
+
+TEST_F(Postgres, FailsWhileTheServerIsDown) {
+    PostgresDatabase database(ServerSettings(), kPatienceMs);
+    contract::StopServer();
+
+    const std::string failure = FailureToRun(database, kInsert);
+    contract::StartServer();
+
+    EXPECT_THAT(failure, AllOf(HasSubstr("PostgreSQL schema kestora"), HasSubstr("can't connect")));
+}
+
+TEST_F(Postgres, FailsAndRepeatsNothingWhenTheConnectionIsLostWithinTheCall) {
+    PostgresDatabase database(ServerSettings(), kPatienceMs);
+    const pid_t pid = ServerPid(database);
+    world::ForeignWriter writer(KRDB::DB_SYSTEM);
+    std::future<std::string> failure =
+        std::async(std::launch::async, [&] { return FailureToRun(database, kInsert); });
+    AwaitLockWaiter(pid);
+
+    EndConnection(pid);
+    EXPECT_THAT(failure.get(), HasSubstr("terminating connection"));
+    writer.Finish();
+
+    EXPECT_THAT(Emaps(), IsEmpty());
+    database.Execute(kInsert);
+    EXPECT_THAT(Emaps(), ElementsAre(world::Row{"a"}));
+}
+
+TEST_F(Postgres, EndsACallThatTakesTooLong) {
+    PostgresSettings settings = ServerSettings();
+    settings.statementTimeoutMs = 50;
+    PostgresDatabase database(settings, kPatienceMs);
+
+    EXPECT_THAT(FailureToRun(database, std::string(kInsert) + "SELECT pg_sleep(3600);"),
+                HasSubstr("statement timeout"));
+
+    EXPECT_THAT(Emaps(), IsEmpty());
+    database.Execute(kInsert);
+}
+
+TEST_F(Postgres, EndsACallThatWaitsTooLongForALock) {
+    PostgresDatabase database(ServerSettings(), 50);
+    {
+        const world::ForeignWriter writer(KRDB::DB_SYSTEM);
+
+        EXPECT_THAT(FailureToRun(database, kInsert), HasSubstr("lock timeout"));
+    }
+
+    database.Execute(kInsert);
+    EXPECT_THAT(Emaps(), ElementsAre(world::Row{"a"}));
+}
+
+TEST_F(Postgres, GivesUpAServerThatSaysNothing) {
+    PostgresSettings settings = ServerSettings();
+    settings.statementTimeoutMs = 50;
+    settings.silenceMs = 200;
+    PostgresDatabase database(settings, kPatienceMs);
+    const pid_t pid = ServerPid(database);
+    ASSERT_EQ(kill(pid, SIGSTOP), 0);
+
+    const std::string failure = FailureToRun(database, kInsert);
+    const std::string next = FailureToRun(database, "SELECT 1;");
+    kill(pid, SIGCONT);
+
+    EXPECT_THAT(failure, HasSubstr("the server says nothing"));
+    EXPECT_EQ(next, "succeeded");
+}
+
+TEST_F(Postgres, ChangesNothingByATextWithAnErrorInItsMiddle) {
+    PostgresDatabase database(ServerSettings(), kPatienceMs);
+
+    EXPECT_THAT(FailureToRun(database, std::string(kInsert) + "SELEKT 1;" + kInsert),
+                HasSubstr("syntax error"));
+
+    EXPECT_THAT(Emaps(), IsEmpty());
+    database.Execute(kInsert);
+    EXPECT_THAT(Emaps(), ElementsAre(world::Row{"a"}));
+}
+
+TEST_F(Postgres, TellsAFailureInOneLineWithItsCode) {
+    PostgresDatabase database(ServerSettings(), kPatienceMs);
+
+    const std::string failure = FailureToRun(database, "SELECT x FROM nowhere;");
+
+    EXPECT_THAT(failure, HasSubstr("relation \"nowhere\" does not exist (code 42P01)"));
+    EXPECT_THAT(failure, Not(HasSubstr("\n")));
+}
+
+TEST_F(PostgresConnecting, DemandsADatabaseThatTakesEveryByte) {
+    PostgresConnection(ServerDsn())
+        .Run("CREATE DATABASE letters ENCODING 'UTF8' "
+             "TEMPLATE template0;");
+
+    EXPECT_THAT(FailureToOpen(SettingsWith("postgresql://kestora@/letters?host=" + ServerFolder())),
+                HasSubstr("encoding is UTF8; expected SQL_ASCII"));
+
+    PostgresConnection(ServerDsn()).Run("DROP DATABASE letters WITH (FORCE);");
+}
+
+TEST_F(PostgresConnecting, RefusesAPasswordInTheSettingAndDoesntRepeatIt) {
+    for (const std::string& dsn : {"postgresql://kestora:sesame@/kestora?host=" + ServerFolder(),
+                                   ServerDsn() + "&password=sesame"}) {
+        EXPECT_THAT(FailureToOpen(SettingsWith(dsn)),
+                    AllOf(HasSubstr("database.password_file"), Not(HasSubstr("sesame"))));
+    }
+}
+
+TEST_F(PostgresConnecting, RefusesASettingThatCantBeRead) {
+    EXPECT_THAT(FailureToOpen(SettingsWith("postgresql://[")), HasSubstr("database.dsn"));
+    EXPECT_THAT(FailureToOpen(SettingsWith(ServerDsn() + "&colour=red")), HasSubstr("colour"));
+}
+
+TEST_F(PostgresConnecting, PassesOverAHostThatIsDown) {
+    PostgresDatabase database(SettingsWith("postgresql://kestora@/kestora?host=" +
+                                           Scratch("nobody") + "," + ServerFolder()),
+                              kPatienceMs);
+
+    database.Execute(kInsert);
+
+    EXPECT_THAT(Emaps(), ElementsAre(world::Row{"a"}));
+}
+
+TEST_F(PostgresConnecting, PassesOverAHostThatOnlyReads) {
+    const std::string other = std::getenv("KESTORA_TEST_OTHER_DSN");
+    PostgresConnection(other).Run("ALTER DATABASE kestora SET default_transaction_read_only = on;");
+    const std::string otherFolder = other.substr(other.find("host=") + 5);
+
+    PostgresDatabase database(
+        SettingsWith("postgresql://kestora@/kestora?host=" + otherFolder + "," + ServerFolder()),
+        kPatienceMs);
+    database.Execute(kInsert);
+
+    EXPECT_THAT(Emaps(), ElementsAre(world::Row{"a"}));
+    EXPECT_THAT(FailureToOpen(SettingsWith(other)), HasSubstr("read-only"));
+}
+
+TEST_F(PostgresConnecting, IsNotLedElsewhereByTheCallersEnvironment) {
+    contract::Child child([] {
+        for (const auto& [name, value] : {std::pair{"PGHOST", "/nowhere"},
+                                          {"PGPORT", "1"},
+                                          {"PGUSER", "nobody"},
+                                          {"PGSERVICE", "nowhere"},
+                                          {"PGPASSWORD", "x"},
+                                          {"PGOPTIONS", "-c default_transaction_read_only=on"}}) {
+            setenv(name, value, 1);
+        }
+        PostgresDatabase database(ServerSettings(), kPatienceMs);
+        database.Execute(kInsert);
+        return std::getenv("PGHOST") == nullptr ? 0 : 1;
+    });
+
+    EXPECT_EQ(child.Wait(), 0);
+    EXPECT_THAT(Emaps(), ElementsAre(world::Row{"a"}));
+}
+
+TEST_F(PostgresPassword, ComesFromItsFile) {
+    PostgresDatabase database(Guarded("open sesame"), kPatienceMs);
+
+    EXPECT_STREQ(database.Execute("SELECT current_user;").Field(0, 0), "guarded");
+}
+
+TEST_F(PostgresPassword, IsDemandedByTheServer) {
+    PostgresSettings settings = Guarded("open sesame");
+    settings.passwordFile.reset();
+
+    EXPECT_THAT(FailureToOpen(settings), HasSubstr("no password supplied"));
+}
+
+TEST_F(PostgresPassword, IsNotToldWhenItIsWrong) {
+    EXPECT_THAT(FailureToOpen(Guarded("open barley")),
+                AllOf(HasSubstr("authentication failed"), Not(HasSubstr("barley"))));
+}
+
+TEST_F(PostgresPassword, IsNotTakenFromAFileThatIsOpenToOthers) {
+    EXPECT_THAT(FailureToOpen(Guarded("open sesame", 0644)), HasSubstr("open to others"));
+}
+
+TEST_F(PostgresSchema, IsMissingWithAWordOnHowToMakeIt) {
+    world::Write(KRDB::DB_SYSTEM, "DROP SCHEMA kestora CASCADE;");
+
+    EXPECT_THAT(FailureOf([] { recorder::Execute(KRDB::DB_SYSTEM, "SELECT 1;"); }),
+                HasSubstr("expected 2, as \"krctl init\" makes it"));
+}
+
+TEST_F(PostgresSchema, IsLeftAsItIsWhereItIsThere) {
+    world::Write(KRDB::DB_SYSTEM, kInsert);
+
+    recorder::InitDatabases();
+
+    EXPECT_THAT(Emaps(), ElementsAre(world::Row{"a"}));
+}
+
+TEST_F(PostgresSchema, OfAnotherVersionIsRefused) {
+    world::Write(KRDB::DB_SYSTEM, "UPDATE schema_version SET version = 3;");
+
+    EXPECT_THAT(FailureOf([] { recorder::Execute(KRDB::DB_SYSTEM, "SELECT 1;"); }),
+                HasSubstr("PostgreSQL schema kestora has schema version 3; expected 2"));
+    EXPECT_THROW(recorder::InitDatabases(), recorder::Error);
+}
+
+TEST_F(PostgresSchema, IsOneRecordersAlone) {
+    PostgresSettings settings = ServerSettings();
+    settings.schema = "another";
+    PostgresDatabase another(settings, kPatienceMs);
+    another.CreateSchema();
+    another.ApplySchema("CREATE TABLE emap (id INTEGER PRIMARY KEY, filename TEXT);", 1);
+
+    PostgresDatabase(ServerSettings(), kPatienceMs).Execute(kInsert);
+    another.Execute("INSERT INTO emap (id, filename) VALUES (1, 'another');");
+
+    EXPECT_THAT(Emaps(), ElementsAre(world::Row{"a"}));
+    EXPECT_STREQ(another.Execute("SELECT filename FROM emap;").Field(0, 0), "another");
+    another.Execute("DROP SCHEMA another CASCADE;");
+}
+
+TEST_F(PostgresSchema, KeepsWhatTheRunRemovesAndNothingElse) {
+    world::Write(KRDB::DB_SYSTEM, std::string(kInsert) + kInsert + kInsert);
+
+    recorder::ExecuteInRun(KRDB::DB_SYSTEM, "DELETE FROM emap WHERE id = 1;");
+    recorder::Execute(KRDB::DB_SYSTEM, "SELECT 1;");
+    world::Write(KRDB::DB_SYSTEM, "DELETE FROM emap WHERE id = 2;");
+
+    EXPECT_THAT(world::Read(KRDB::DB_SYSTEM, "SELECT kind, row_id, filename FROM removed;"),
+                ElementsAre(world::Row{"emap", "1", "a"}));
+    EXPECT_THAT(world::Read(KRDB::DB_SYSTEM, "SELECT kind, added, removed FROM run_count;"),
+                ElementsAre(world::Row{"emap", "0", "1"}));
+}
+
+} // namespace
