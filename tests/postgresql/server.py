@@ -8,6 +8,7 @@ may enter the directory, and holds one empty database, "kestora". Only a role by
 has to give its password.
 
 While the directory holds a file "down", the server is stopped; it starts again when the file is gone.
+A file "killed" does the same, but all of its processes are killed at once.
 """
 
 import argparse
@@ -33,7 +34,7 @@ SETTINGS = """
 listen_addresses = ''
 unix_socket_directories = '{directory}'
 shared_buffers = 16MB
-max_connections = 40
+max_connections = 40        # a standby needs as many as its primary
 wal_level = logical         # so that the transactions of a test can be told
 autovacuum = off            # what a test measures is not to depend on when it comes
 timezone = UTC
@@ -75,8 +76,9 @@ def server_account():
 class Server:
     """A server that lives no longer than this process."""
 
-    def __init__(self, durable=False, settings=""):
-        self.durable, self.settings = durable, settings
+    def __init__(self, durable=False, copied_from=None):
+        """With a new cluster, or as a standby with a copy of another server's."""
+        self.durable, self.copied_from = durable, copied_from
         self.directory, self._lifeline, self._keeper = None, None, None
 
     def __enter__(self):
@@ -93,17 +95,12 @@ class Server:
     def dsn_of(self, database):
         return f"postgresql://kestora@/{database}?host={self.directory}"
 
-    @property
-    def data(self):
-        return os.path.join(self.directory, "data")
-
-    def start(self, copied_from=None):
-        """With a new cluster, or as a standby with a copy of another server's."""
+    def start(self):
         try:
             self._make_directory()
             self._keep()
             await_state(self.directory, True)
-            if copied_from is None:
+            if self.copied_from is None:
                 self.psql("CREATE DATABASE kestora", database="postgres")
         except BaseException:
             self.stop()
@@ -143,7 +140,7 @@ class Server:
         if self._keeper == 0:
             try:
                 _leave_the_caller(end, self.directory)
-                Keeper(self.directory, self.durable, self.settings).run()
+                Keeper(self.directory, self.durable, self.copied_from).run()
             except BaseException:  # pylint: disable=broad-except
                 traceback.print_exc()
             os._exit(0)
@@ -172,9 +169,9 @@ def _leave_the_caller(lifeline, directory):
 class Keeper:
     """Keeps the server running, or stopped, until the lifeline on standard input ends."""
 
-    def __init__(self, directory, durable, settings):
+    def __init__(self, directory, durable, copied_from):
         self.directory, self.data = directory, os.path.join(directory, "data")
-        self.durable, self.settings = durable, settings
+        self.durable, self.copied_from = durable, copied_from
         self.programs = bin_dir()
         self.postmaster = None
 
@@ -192,20 +189,27 @@ class Keeper:
             shutil.rmtree(self.directory, ignore_errors=True)
 
     def _make_cluster(self):
-        if not os.path.exists(self.data):
+        if self.copied_from:
+            self._run("pg_basebackup", "-D", self.data, "-d", self.copied_from.dsn_of("postgres"),
+                      "--write-recovery-conf", "--checkpoint=fast", "--no-sync")
+        else:
             self._run("initdb", "-D", self.data, "--encoding=SQL_ASCII", "--locale=C", "-A", "trust",
                       "-U", "kestora", "--no-sync", "--no-instructions")
-        hba = os.path.join(self.data, "pg_hba.conf")
-        lines = _text(hba)
-        with open(hba, "w", encoding="utf-8") as file:
-            file.write("local all guarded scram-sha-256\n" + lines)
+            self._guard()
         with open(os.path.join(self.data, "postgresql.conf"), "a", encoding="utf-8") as file:
             file.write(SETTINGS.format(directory=self.directory,
                                        durability="" if self.durable else IN_MEMORY))
-            file.write(self.settings + "\n")
+
+    def _guard(self):
+        rules = os.path.join(self.data, "pg_hba.conf")
+        others = _text(rules)
+        with open(rules, "w", encoding="utf-8") as file:
+            file.write("local all guarded scram-sha-256\n" + others)
 
     def _keep_wanted_state(self):
-        wanted = not os.path.exists(os.path.join(self.directory, "down"))
+        down, killed = (os.path.exists(os.path.join(self.directory, name))
+                        for name in ("down", "killed"))
+        wanted = not down and not killed
         running = self.postmaster is not None and self.postmaster.poll() is None
         if wanted and not running:
             if self.postmaster is not None and self.postmaster.returncode == 1:
@@ -215,7 +219,10 @@ class Keeper:
                 env=without_pg_variables(), stdin=subprocess.DEVNULL,
                 preexec_fn=lambda: die_with_parent(signal.SIGQUIT))
         elif running and not wanted:
-            self._stop(signal.SIGINT)
+            if killed:
+                self._kill()
+            else:
+                self._stop(signal.SIGINT)
             self.postmaster = None
 
     def _stop(self, how):
@@ -228,14 +235,24 @@ class Keeper:
             self.postmaster.kill()
             self.postmaster.wait()
 
+    def _kill(self):
+        """All processes, as a machine does that loses its power; the postmaster first stands still."""
+        self.postmaster.send_signal(signal.SIGSTOP)
+        path = f"/proc/{self.postmaster.pid}/task/{self.postmaster.pid}/children"
+        for child in _text(path).split():
+            os.kill(int(child), signal.SIGKILL)
+        self.postmaster.kill()
+        self.postmaster.wait()
+        os.unlink(os.path.join(self.data, "postmaster.pid"))
+
     def _run(self, program, *arguments):
         subprocess.run([os.path.join(self.programs, program), *arguments], check=True,
                        env=without_pg_variables(), stdin=subprocess.DEVNULL)
 
 
-def stop_server(directory):
+def stop_server(directory, how="down"):
     """Stops a server, whoever started it, and keeps what it holds."""
-    with open(os.path.join(directory, "down"), "wb"):
+    with open(os.path.join(directory, how), "wb"):
         await_state(directory, False)
 
 
