@@ -28,7 +28,7 @@ bool tablesAreAsMade = false;
 const std::vector<std::string>& TablesOf(KRDB::DB_INSTANCE db) {
     static const std::map<KRDB::DB_INSTANCE, std::vector<std::string>> tables{
         {KRDB::DB_SYSTEM, {"camera", "emap", "task", "run"}},
-        {KRDB::DB_RECORDING, {"event", "alert_event", "recording_count", "outbox"}},
+        {KRDB::DB_RECORDING, {"event", "alert_event", "recording_count", "outbox", "untold"}},
         {KRDB::DB_SNAPSHOT, {"snapshot"}},
     };
     return tables.at(db);
@@ -47,8 +47,10 @@ void MakeTablesAnew() {
 }
 
 void EmptyTables() {
-    OwnConnection().Run("TRUNCATE camera, emap, task, run, event, alert_event, recording_count, "
-                        "outbox, snapshot, removed, run_count RESTART IDENTITY;");
+    OwnConnection().Run(
+        "DO $$ BEGIN EXECUTE (SELECT 'TRUNCATE ' || string_agg(quote_ident(tablename), ', ') || "
+        "' RESTART IDENTITY' FROM pg_tables WHERE schemaname = current_schema() "
+        "AND tablename <> 'schema_version'); END $$;");
 }
 
 bool ChangesRowsOnly(const std::string& sql) {

@@ -55,9 +55,8 @@ void Renew() {
     fs::create_directories(fs::path(recorder::kSettingsFile).parent_path());
     fs::create_directories(recorder::kDatabaseDir);
     RemoveContent(recorder::kDatabaseDir);
-    if (EngineSettings().empty()) {
-        fs::remove(recorder::kSettingsFile); // all of them have defaults
-    } else {
+    fs::remove(recorder::kSettingsFile);
+    if (!EngineSettings().empty()) { // otherwise all of them have defaults
         PutSettings("");
     }
     RenewDatabases();

@@ -9,7 +9,7 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 SANDBOX = os.path.join(HERE, "../../../script/sandbox")
 sys.path.insert(0, os.path.join(HERE, "../../scenarios"))
 
-from runner import database  # noqa: E402 (the path above comes first)
+from runner import sqlite  # noqa: E402 (the path above comes first)
 from support import process  # noqa: E402
 
 PACKAGE_ROOT = "/var/packages/Kestora"
@@ -81,14 +81,14 @@ class Recorder:
                     "SELECT 1700000000 + i, 'event/list', '{\"n\":' || i || '}', 1 FROM n")
 
     def task(self):
-        connection = database.connect(self.root, "system.db")
+        connection = sqlite.connect(self.root, "system.db")
         try:
             return connection.execute("SELECT registered, done FROM task").fetchone()
         finally:
             connection.close()
 
     def _query(self, sql):
-        connection = database.connect(self.root, "recording.db")
+        connection = sqlite.connect(self.root, "recording.db")
         try:
             return connection.execute(sql).fetchall()
         finally:
