@@ -61,7 +61,7 @@ DBResult_tag ExecuteInRun(KRDB::DB_INSTANCE instance, const std::string& sql,
                           const ExecuteOptions& options) {
     OpenDatabase& open = DatabaseOf(instance);
     if (!options.readOnly) {
-        Attribute(open, instance, CurrentRun());
+        Attribute(open, instance, CurrentRun(options.waitForLock));
     }
     return open.database->Execute(sql, options);
 }

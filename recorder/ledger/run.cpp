@@ -21,18 +21,23 @@ long& RunOfThisProcess() {
     return run;
 }
 
-} // namespace
-
-void BeginRun(long startTm) {
+void Begin(long startTm, bool waitForLock) {
     const DBResult_tag rows = Execute(
-        KRDB::DB_SYSTEM, Format("INSERT INTO run (pid, start_tm) VALUES (%d, %ld) RETURNING id;",
-                                getpid(), startTm));
+        KRDB::DB_SYSTEM,
+        Format("INSERT INTO run (pid, start_tm) VALUES (%d, %ld) RETURNING id;", getpid(), startTm),
+        {.waitForLock = waitForLock});
     RunOfThisProcess() = std::strtol(rows.Field(0, 0), nullptr, 10);
 }
 
-long CurrentRun() {
+} // namespace
+
+void BeginRun(long startTm) {
+    Begin(startTm, true);
+}
+
+long CurrentRun(bool waitForLock) {
     if (RunOfThisProcess() == 0) {
-        BeginRun(std::time(nullptr));
+        Begin(std::time(nullptr), waitForLock);
     }
     return RunOfThisProcess();
 }

@@ -23,7 +23,6 @@ from layout import ALERT_CAMERAS, CAMERAS, THUMBNAIL_FOLDER, Recorder
 HALF_DAY = re.compile(r"[0-9]{8}[AP]M")
 RECORDING = re.compile(r".*[0-9]{8}-[0-9]{6}-([0-9]{10})(-LOCK)?\.(mp4|avi|mxg)")
 SNAPSHOT = re.compile(r".*-[0-9]{8}-[0-9]{10}(-Modified-[0-9]+)?\.jpg")
-DATABASES = ("system", "recording", "snapshot")
 CHANGING_TABLES = ("task", "outbox", "run")  # the course of a run, not what it found
 SECONDS_PER_DAY = 86400
 
@@ -31,10 +30,10 @@ SECONDS_PER_DAY = 86400
 class Kind:
     """One line of the table: the media files of a kind, and the rows that stand for them."""
 
-    def __init__(self, label, title, root, files, others, database, table, column, camera=None):
+    def __init__(self, label, title, root, files, others, table, column, camera=None):
         self.label, self.title, self.root = label, title, root
         self.files, self.others = files, others
-        self.database, self.table, self.column, self.camera = database, table, column, camera
+        self.table, self.column, self.camera = table, column, camera
 
     def of_this_kind(self, row):
         return self.camera is None or row["camera_id"] == self.camera.id
@@ -65,7 +64,7 @@ def recordings(root):
 
 
 def recording_kind(label, title, root, table, camera):
-    return Kind(label, title, root, *recordings(root), "recording", table, "path", camera)
+    return Kind(label, title, root, *recordings(root), table, "path", camera)
 
 
 def all_kinds(recorder):
@@ -78,23 +77,10 @@ def all_kinds(recorder):
     pictures = plain_files(recorder.snapshots)
     snapshots = [name for name in pictures if SNAPSHOT.fullmatch(name)]
     kinds.append(Kind("snapshots", "snapshots", recorder.snapshots, snapshots,
-                      sorted(set(pictures) - set(snapshots)), "snapshot", "snapshot", "filename"))
+                      sorted(set(pictures) - set(snapshots)), "snapshot", "filename"))
     emaps = [name for name in plain_files(recorder.emaps) if not name.startswith("thumb_")]
-    kinds.append(Kind("emaps", "e-maps", recorder.emaps, emaps, [], "system", "emap", "filename"))
+    kinds.append(Kind("emaps", "e-maps", recorder.emaps, emaps, [], "emap", "filename"))
     return kinds
-
-
-def read_tables(recorder):
-    tables = {}
-    for name in DATABASES:
-        with recorder.database(name) as database:
-            names = database.execute("SELECT name FROM sqlite_master WHERE type = 'table'")
-            for (table,) in names.fetchall():
-                cursor = database.execute(f"SELECT * FROM {table} ORDER BY 1, 2")
-                columns = [column[0] for column in cursor.description]
-                key = f"{name}.{table}" if table.startswith("sqlite_") else table
-                tables[key] = [dict(zip(columns, row)) for row in cursor]
-    return tables
 
 
 def read_disk(recorder):
@@ -113,14 +99,14 @@ def read_disk(recorder):
 
 
 def show_count(recorder):
-    tables = read_tables(recorder)
+    tables = recorder.rows.tables()
     kinds = all_kinds(recorder)
     print(f"  {sum(len(kind.files) for kind in kinds)} files, "
           f"{sum(len(kind.rows(tables)) for kind in kinds)} rows")
 
 
 def show_table(recorder):
-    tables = read_tables(recorder)
+    tables = recorder.rows.tables()
     print(f"  {'':28}{'files':>6}{'rows':>6}{'file, no row':>14}{'row, no file':>14}")
     for kind in all_kinds(recorder):
         files, rows = set(kind.files), set(kind.rows(tables))
@@ -133,11 +119,9 @@ def show_table(recorder):
 
 def save(recorder, state):
     files, empty = read_disk(recorder)
-    tables = {name: rows for name, rows in read_tables(recorder).items()
+    tables = {name: rows for name, rows in recorder.rows.tables().items()
               if name not in CHANGING_TABLES}
-    # The next id of each table.
-    for name in (name for name in tables if name.endswith(".sqlite_sequence")):
-        tables[name] = [row for row in tables[name] if row["name"] not in CHANGING_TABLES]
+    tables["next ids"] = [row for row in tables["next ids"] if row["name"] not in CHANGING_TABLES]
     with open(state, "w", encoding="utf-8") as out:
         json.dump({"tables": tables, "files": files, "empty": empty}, out)
 
@@ -243,7 +227,7 @@ def report_line(kind, before, after):
 
 
 def report(recorder, before, after):
-    tables = read_tables(recorder)
+    tables = recorder.rows.tables()
     faults = harm_faults(recorder, before, after) + count_faults(tables)
     for kind in all_kinds(recorder):
         faults += name_faults(kind, tables)
@@ -256,7 +240,7 @@ def report(recorder, before, after):
 
 
 def agree(recorder):
-    tables = read_tables(recorder)
+    tables = recorder.rows.tables()
     return [fault for kind in all_kinds(recorder) for fault in name_faults(kind, tables)]
 
 

@@ -10,9 +10,9 @@ from layout import (ALERT_CAMERAS, CAMERAS, THUMBNAIL_FOLDER, Recorder, half_day
                     recording_path, snapshot_name)
 
 FRONT, YARD, GATE = CAMERAS
-RECORDINGS = ("recording", "event", "path")
-ALERTS = ("recording", "alert_event", "path")
-SNAPSHOTS = ("snapshot", "snapshot", "filename")
+RECORDINGS = ("event", "path")
+ALERTS = ("alert_event", "path")
+SNAPSHOTS = ("snapshot", "filename")
 
 
 def listed(folder):
@@ -31,12 +31,11 @@ def delete_files(root, files):
 
 
 def lose_rows(recorder, table, files):
-    database, name, column = table
-    with recorder.database(database) as connection:
-        for file in files:
-            done = connection.execute(f"DELETE FROM {name} WHERE {column} = ?", (file,))
-            if done.rowcount != 1:
-                raise SystemExit(f"demo: {name} has {done.rowcount} rows of {file}; expected 1")
+    name, column = table
+    for file in files:
+        gone = recorder.rows.delete(name, column, file)
+        if gone != 1:
+            raise SystemExit(f"demo: {name} has {gone} rows of {file}; expected 1")
     return len(files)
 
 

@@ -49,8 +49,7 @@ def make_emaps(recorder):
     media.take_pictures(master, [os.path.join(recorder.emaps, name) for name in EMAPS], "800x450")
     media.take_pictures(master, [os.path.join(recorder.emaps, "thumb_" + name) for name in EMAPS],
                         "160x90")
-    with recorder.database("system") as system:
-        system.executemany("INSERT INTO emap (filename) VALUES (?)", [(name,) for name in EMAPS])
+    recorder.rows.add_emaps(EMAPS)
 
 
 def main():

@@ -1,10 +1,10 @@
 """Where things lie on the demo's recorder, and how its files are named."""
 
-import contextlib
 import datetime
 import os
-import sqlite3
 from dataclasses import dataclass
+
+from database import open_databases
 
 
 @dataclass(frozen=True)
@@ -32,7 +32,7 @@ class Recorder:
         self.work = work
         self.masters = os.path.join(work, "masters")
         package = os.path.join(work, "package")
-        self.databases = os.path.join(package, "var/db")
+        self.rows = open_databases(os.path.join(package, "var/db"))
         self.snapshots = os.path.join(package, "var/snapshot")
         self.emaps = os.path.join(package, "target/@KREmap")
 
@@ -41,19 +41,6 @@ class Recorder:
 
     def alerts(self, camera):
         return os.path.join(self.storage(camera), ALERT_FOLDER)
-
-    @contextlib.contextmanager
-    def database(self, name):
-        """A database, opened; what was changed is committed at the end."""
-        path = os.path.join(self.databases, name + ".db")
-        if not os.path.exists(path):
-            raise SystemExit(f"demo: there is no database {path}")
-        connection = sqlite3.connect(path)
-        try:
-            with connection:
-                yield connection
-        finally:
-            connection.close()
 
 
 def moment(day, hour, minute):
