@@ -22,9 +22,9 @@ struct PostgresSettings {
     std::string dsn;                // postgresql://..., without a password
     std::string schema = "kestora"; // this recorder's own
     std::optional<std::string> passwordFile;
-    int connectTimeoutS = 5;        // for each host of the dsn
-    int statementTimeoutMs = 60000; // for a text of statements
-    int silenceMs = 10000;          // beyond that, until the server is taken for dead; no setting
+    int connectTimeoutS = 5;         // for each host of the dsn
+    int statementTimeoutMs = 300000; // for a text of statements
+    int silenceMs = 10000;           // beyond that, until the server is taken for dead; no setting
 };
 
 struct DatabaseSettings {
