@@ -107,7 +107,8 @@ TEST_F(DatabaseSchema, LeavesWhatIsThere) {
 TEST_F(DatabaseSchema, IsBroughtFromTheFirstVersionToThisOne) {
     world::Write(KRDB::DB_RECORDING,
                  "INSERT INTO outbox (created_tm, topic, payload) VALUES (1, 'a', '{}');"
-                 "DROP TABLE removed; DROP TABLE run_count; ALTER TABLE outbox DROP COLUMN due;"
+                 "DROP TABLE removed; DROP TABLE run_count; DROP TABLE untold; ALTER TABLE outbox "
+                 "DROP COLUMN due;"
                  "PRAGMA user_version = 1;");
     EXPECT_THAT(FailureOf(KRDB::DB_RECORDING, "SELECT 1;"),
                 HasSubstr("schema version 1; expected 2"));

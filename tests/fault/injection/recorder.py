@@ -15,7 +15,7 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 # Legitimately different from run to run.
 UNCOMPARED_COLUMNS = {"recording_count": {"stamp"}}
 
-SETTINGS_FILE = os.fsdecode(PACKAGE_ROOT) + "/etc/kestora.toml"
+SETTINGS_FOLDER = os.fsdecode(PACKAGE_ROOT) + "/etc"
 
 
 class SqliteRecorder:

@@ -9,7 +9,7 @@ import sys
 
 from injection import calls
 from injection.point import Undisturbed, try_point
-from injection.recorder import SETTINGS_FILE, SqliteRecorder
+from injection.recorder import SETTINGS_FOLDER, SqliteRecorder
 from runner.given import PACKAGE_ROOT
 from runner.scenario import keep_in_memory
 
@@ -24,7 +24,7 @@ def plan(recorder, trace_file):
     for line in calls.trace(recorder.krindexer, names, trace_file):
         name = calls.name_of(line)
         counts[name] = counts.get(name, 0) + 1
-        startup = startup and SETTINGS_FILE not in line
+        startup = startup and SETTINGS_FOLDER not in line  # whose owner is looked at first
         if startup and os.fsdecode(PACKAGE_ROOT) in line:
             raise RuntimeError(f"the recorder is touched before the settings are read: {line}")
         points[family_of[name]].append({"name": name, "nth": counts[name], "startup": startup})
