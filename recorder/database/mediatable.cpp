@@ -4,11 +4,13 @@ namespace recorder {
 
 namespace {
 
-const std::vector<std::string> kEventColumns{"ds_id", "camera_id", "path",    "start_tm", "end_tm",
-                                             "size",  "vdo_type",  "aud_fmt", "img_w",    "img_h"};
+std::vector<std::string> EventColumns() {
+    return {"ds_id", "camera_id", "path",    "start_tm", "end_tm",
+            "size",  "vdo_type",  "aud_fmt", "img_w",    "img_h"};
+}
 
 std::vector<std::string> AlertEventColumns() {
-    std::vector<std::string> columns = kEventColumns;
+    std::vector<std::string> columns = EventColumns();
     columns.insert(columns.end(), {"alert_event_type", "device_type"});
     return columns;
 }
@@ -17,7 +19,7 @@ std::vector<std::string> AlertEventColumns() {
 
 const std::vector<MediaTable>& MediaTables() {
     static const std::vector<MediaTable> tables{
-        {KRDB::DB_RECORDING, gszTableEvent, kEventColumns, true},
+        {KRDB::DB_RECORDING, gszTableEvent, EventColumns(), true},
         {KRDB::DB_RECORDING, gszTableAlertEvent, AlertEventColumns()},
         {KRDB::DB_SNAPSHOT, gszTableSnapshot, {"filename", "start_tm", "size"}},
         {KRDB::DB_SYSTEM, gszTableEmap, {"filename"}},

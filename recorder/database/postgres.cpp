@@ -84,9 +84,10 @@ std::string Reason(const PGresult* result) {
 }
 
 void TakeColumns(const PGresult* result, DBResult_tag& rows) {
-    std::vector<std::string> names;
-    for (int column = 0; column < PQnfields(result); ++column) {
-        names.emplace_back(PQfname(result, column));
+    std::vector<std::string> names(static_cast<std::size_t>(PQnfields(result)));
+    int column = 0;
+    for (std::string& name : names) {
+        name = PQfname(result, column++);
     }
     if (rows.columns.empty()) {
         rows.columns = std::move(names);
