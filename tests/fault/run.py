@@ -3,7 +3,7 @@
 
 run.py BIN_DIR                                  every call, every point, every fault
 run.py --most 8 --fault SIGKILL --fault EIO BIN_DIR
-run.py --call openat --fault EIO --at 170 BIN_DIR    one point
+run.py --on sqlite --call openat --fault EIO --at 170 BIN_DIR    one point
 
 README.md tells what is compared, and which of the tool's rules show.
 """
@@ -22,11 +22,15 @@ import time
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 SCENARIOS = os.path.join(HERE, "../scenarios")
+MQTT = os.path.join(HERE, "../mqtt")
 SANDBOX = os.path.join(HERE, "../../script/sandbox")
-sys.path[:0] = [HERE, SCENARIOS]
+sys.path[:0] = [HERE, SCENARIOS, MQTT]
 
-from injection import calls  # noqa: E402  pylint: disable=wrong-import-position
-from runner import media  # noqa: E402  pylint: disable=wrong-import-position
+# pylint: disable=wrong-import-position
+from injection import calls  # noqa: E402
+from injection.kinds import RECORDERS  # noqa: E402
+from runner import media  # noqa: E402
+from server import Server  # noqa: E402  runner tells where it is
 
 
 class BrokenWorker(Exception):
@@ -36,14 +40,14 @@ class BrokenWorker(Exception):
 class Worker:
     """A recorder in a sandbox of its own, on which one point after the other is tried."""
 
-    def __init__(self, folder, options):
+    def __init__(self, folder, options, kind, address):
         root, scratch = os.path.join(folder, "recorder"), os.path.join(folder, "scratch")
         os.makedirs(root)
         os.makedirs(scratch)
         self.process = subprocess.Popen(
-            [SANDBOX, root, sys.executable, "-m", "injection.worker",
-             os.path.abspath(options.bin_dir), options.media, scratch],
-            env={**os.environ, "PYTHONPATH": f"{HERE}:{SCENARIOS}"}, text=True,
+            [SANDBOX, root, sys.executable, "-m", "injection.worker", kind,
+             os.path.abspath(options.bin_dir), options.media, scratch, address],
+            env={**os.environ, "PYTHONPATH": f"{HERE}:{SCENARIOS}:{MQTT}"}, text=True,
             stdin=subprocess.PIPE, stdout=subprocess.PIPE,
             start_new_session=True)  # Ctrl-C is for this process, which tells its workers to end
 
@@ -66,9 +70,10 @@ class Worker:
 def selected_points(options, plan):
     """Call to the points that are to be tried."""
     selected = {}
-    for call in options.call or calls.CALLS:
-        points = [{"call": call, "at": at, **point}
-                  for at, point in enumerate(plan["points"][call], 1)]
+    for call in plan:
+        if call not in (options.call or calls.CALLS):
+            continue
+        points = [{"call": call, "at": at, **point} for at, point in enumerate(plan[call], 1)]
         if options.at:
             points = [point for point in points if point["at"] == options.at]
         elif options.most:
@@ -110,7 +115,7 @@ def try_all(points, workers):
         yield point, result
 
 
-def report(call, results, bin_dir):
+def report(kind, call, results, bin_dir):
     """Prints what came of a call's points; how many failed."""
     failed = [(point, result) for point, result in results if result["problems"]]
     for point, result in sorted(failed, key=lambda entry: (entry[0]["at"], entry[0]["fault"])):
@@ -118,8 +123,8 @@ def report(call, results, bin_dir):
               f" ({point['name']} number {point['nth']})")
         for problem in result["problems"]:
             print(f"    {problem}")
-        print(f"    repeat: tests/fault/run.py --call {call} --fault {point['fault']}"
-              f" --at {point['at']} {bin_dir}")
+        print(f"    repeat: tests/fault/run.py --on {kind} --call {call}"
+              f" --fault {point['fault']} --at {point['at']} {bin_dir}")
     ruled = sum(1 for _, result in results if result["rules"] and not result["problems"])
     converged = len(results) - len(failed) - ruled
     print(f"fault: call={call} points={len(results)} converged={converged}"
@@ -127,10 +132,6 @@ def report(call, results, bin_dir):
     for rule in sorted({rule for _, result in results for rule in result["rules"]}):
         met = sum(1 for _, result in results if rule in result["rules"])
         print(f"  rule: {rule}, at {met} points")
-    for words in ("missing", "twice"):
-        met = sum(1 for _, result in results if result["words"] == words)
-        if met:
-            print(f"  words of added recordings in the outbox: {words} at {met} points")
     sys.stdout.flush()
     return len(failed)
 
@@ -142,28 +143,56 @@ def run(options, folder):
     options.media = os.path.abspath(options.media)
     if not os.path.isdir(options.media):
         media.make_all(options.media)
-    workers = []
-    try:
-        for number in range(options.j):
-            workers.append(Worker(os.path.join(folder, str(number)), options))
-        plan = workers[0].ask("plan")
-        failures = 0
-        for call, points in selected_points(options, plan).items():
-            if not plan["points"][call] and call not in plan["unreached"]:
-                print(f"FAILED call={call}: the run doesn't reach it")
-                failures += 1
-            failures += report(call, list(try_all(points, workers)), options.bin_dir)
-        print(f"fault: {'FAILED at ' + str(failures) + ' points' if failures else 'OK'}"
-              f" ({time.monotonic() - start:.0f} s)")
-        return 1 if failures else 0
-    finally:
-        for worker in workers:
-            worker.end()
+    failures = sum(run_on(kind, os.path.join(folder, kind), options)
+                   for kind in options.on or kinds_that_try(options.call))
+    print(f"fault: {'FAILED at ' + str(failures) + ' points' if failures else 'OK'}"
+          f" ({time.monotonic() - start:.0f} s)")
+    return 1 if failures else 0
+
+
+def kinds_that_try(wanted):
+    """The kinds of recorder that some of these calls, or all there are, are tried on."""
+    return [name for name, kind in RECORDERS.items() if {*kind.tried} & {*(wanted or calls.CALLS)}]
+
+
+def run_on(kind, folder, options):
+    """Tries the calls on one kind of recorder; at how many points it failed."""
+    workers, failures = [], 0
+    with addresses(kind, options.j) as workers_addresses:
+        try:
+            for number, address in enumerate(workers_addresses):
+                workers.append(Worker(os.path.join(folder, str(number)), options, kind, address))
+            plan = workers[0].ask("plan")
+            print(f"fault: on {RECORDERS[kind].title}", flush=True)
+            for call, points in selected_points(options, plan).items():
+                if not plan[call]:
+                    print(f"FAILED call={call}: the run doesn't reach it")
+                    failures += 1
+                failures += report(kind, call, list(try_all(points, workers)), options.bin_dir)
+            return failures
+        finally:
+            for worker in workers:
+                worker.end()
+
+
+@contextlib.contextmanager
+def addresses(kind, count):
+    """A database for each worker's recorder, on a server that they share; where there is none,
+    nothing is what each is told of it."""
+    if not RECORDERS[kind].on_server:
+        yield [""] * count
+        return
+    with Server() as server:
+        names = [f"worker{number}" for number in range(count)]
+        server.psql(*(f"CREATE DATABASE {name}" for name in names))
+        yield [server.dsn_of(name) for name in names]
 
 
 def parse_arguments():
     parser = argparse.ArgumentParser(description=__doc__.split("\n", maxsplit=1)[0])
     parser.add_argument("bin_dir", help="the folder of krindexer and krctl")
+    parser.add_argument("--on", action="append", choices=RECORDERS,
+                        help="the kind of recorder; default: each that has such calls")
     parser.add_argument("--call", action="append", choices=calls.CALLS, help="default: all")
     parser.add_argument("--fault", action="append", choices=calls.FAULTS, help="default: all")
     which = parser.add_mutually_exclusive_group()

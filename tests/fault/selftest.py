@@ -7,6 +7,7 @@ The tools are shell scripts that make a folder; what each does where that fails 
 import os
 import sys
 import tempfile
+import types
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path[:0] = [HERE, os.path.join(HERE, "../scenarios")]
@@ -37,6 +38,8 @@ CASES = [
     ("touch left-over", {}, "+ file left-over"),
     ("touch blurred", {}, "+ file thumbnail"),
     ("touch broken", {}, "the clean run ended with status 1"),
+    ("echo 1 >>told", {}, "word too often of recording 1"),
+    ("echo 7 >>words", {}, "word 7 was not delivered"),
     ("exit 3", {}, "the faulty run ended with status 3"),
     ("exit 127", {}, "the faulty run ended with status 127"),
     ("exit 127", {"startup": True}, None),
@@ -76,6 +79,22 @@ EXCUSES = [
     (("+", "event", DAYLESS_ROW), FAILED, NO_INFO, {}, False),
 ]
 
+# Recording 1 had its row before, 2 and 3 were added. What is told of them, the words that there
+# were, those that wait, those that came; what must be said.
+WORDS = [
+    ([2, 3], [], [], [], None),
+    ([2], [], [], [], "no word of recording 3"),
+    ([2, 3, 2], [], [], [], "word too often of recording 2"),
+    ([1, 2, 3], [], [], [], "word too often of recording 1"),
+    ([2, 3], [7, 9], [], [7, 9], None),
+    ([2, 3], [7, 9], [], [7, 7, 9], None),
+    ([2, 3], [7, 9], [], [7, 9, 7, 9], None),
+    ([2, 3], [7, 9], [], [7], "word 9 was not delivered"),
+    ([2, 3], [7], [], [7, 9], "word 9 should not have been delivered"),
+    ([2, 3], [7, 9], [], [9, 7], "words came in the order [9, 7]"),
+    ([2, 3], [7, 9], [9], [7, 9], "word 9 still waits"),
+]
+
 
 class ScriptedRecorder:
     """A folder with a table of rows in a file, and a tool that a case describes."""
@@ -91,18 +110,28 @@ class ScriptedRecorder:
         with open(os.path.join(self.folder, "event"), "w", encoding="ascii") as file:
             file.write("1 kept\n")
 
+    def what_follows(self, _point):
+        return None
+
     def rows(self):
-        with open(os.path.join(self.folder, "event"), encoding="ascii") as file:
-            events = [(int(line.split()[0]), line.split()[1]) for line in file]
+        events = [(int(number), text) for number, text in self.lines("event")]
         removed = [("event", 1)] * len([name for name in os.listdir(self.folder)
                                         if name.startswith("ledger")])
         return {**{table: [] for table in point.COMPARED}, "event": events,
-                "removed": removed, "told": [], "task": [(0, 1)]}
+                "removed": removed, "task": [(0, 1)], "waiting": [], "delivered": [],
+                **{name: [int(number) for number, in self.lines(name)] for name in ("told", "words")}}
+
+    def lines(self, name):
+        path = os.path.join(self.folder, name)
+        if not os.path.exists(path):
+            return []
+        with open(path, encoding="ascii") as file:
+            return [line.split() for line in file]
 
     def files(self):
         found = {}
         for name in os.listdir(self.folder):
-            if name != "event":
+            if name not in ("event", "told", "words"):
                 with open(os.path.join(self.folder, name), encoding="ascii") as file:
                     found[name] = file.read()
         return found
@@ -123,6 +152,13 @@ def verdict(harm, changes):
                                os.path.join(scratch, "trace"))["problems"]
 
 
+def verdict_on_words(told, words, waiting, delivered):
+    undisturbed = types.SimpleNamespace(kept={"event": {(1, "kept")}})
+    rows = {"event": [(1, "kept"), (2, "added"), (3, "added")], "told": told, "words": words,
+            "waiting": waiting, "delivered": delivered}
+    return point.word_problems(undisturbed, rows) + point.delivery_problems(rows)
+
+
 def main():
     failures, deadline = 0, calls.DEADLINE_S
     for harm, changes, expected in CASES:
@@ -137,7 +173,14 @@ def main():
         if (rules.excuse(difference, call, log, gone) is not None) != expected:
             print(f"FAILED {difference} after {call}: expected {expected}")
             failures += 1
-    print(f"{len(CASES) + len(EXCUSES) - failures} of {len(CASES) + len(EXCUSES)} judged rightly")
+    for *told, expected in WORDS:
+        problems = verdict_on_words(*told)
+        if bool(problems) != bool(expected) or expected and not any(expected in text
+                                                                    for text in problems):
+            print(f"FAILED {told}: expected {expected}, found {problems}")
+            failures += 1
+    judged = len(CASES) + len(EXCUSES) + len(WORDS)
+    print(f"{judged - failures} of {judged} judged rightly")
     return 1 if failures else 0
 
 

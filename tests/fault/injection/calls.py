@@ -4,6 +4,7 @@ import os
 import re
 import signal
 import subprocess
+import time
 
 # What a C library may turn each of the calls into, on x86-64.
 CALLS = {
@@ -19,14 +20,19 @@ CALLS = {
     "rmdir": ("rmdir",),
     "mkdir": ("mkdir", "mkdirat"),
     "sendto": ("sendto",),
+    "recvfrom": ("recvfrom",),
 }
 
 KILL = "SIGKILL"
-ERRORS = ("EIO", "ENOSPC", "EINTR", "EMFILE")
+INTERRUPTED = "EINTR"
+ERRORS = ("EIO", "ENOSPC", INTERRUPTED, "EMFILE")
 FAULTS = (KILL, *ERRORS)
 
 # Only a tool that hangs makes a point wait as long: nothing is decided by how long something takes.
 DEADLINE_S = 60
+
+POLL_S = 0.005
+INJECTED = "(INJECTED)"
 
 TRACED = re.compile(r"^(?:\d+ +)?(\w+)\(")
 
@@ -35,12 +41,18 @@ class Hung(Exception):
     """A program that didn't end by itself."""
 
 
-def run_program(command, cwd="/"):
-    """Its status, as a shell's `$?` would have it, but -N where signal N ended it."""
+def run_program(command, cwd="/", meanwhile=None):
+    """Its status, as a shell's `$?` would have it, but -N where signal N ended it. What is to happen
+    meanwhile is tried again and again until it says that it has."""
     with subprocess.Popen(command, cwd=cwd, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
                           stderr=subprocess.DEVNULL, start_new_session=True) as process:
         try:
-            return process.wait(DEADLINE_S)
+            deadline = time.monotonic() + DEADLINE_S
+            while meanwhile and process.poll() is None and time.monotonic() < deadline:
+                if meanwhile():
+                    break
+                time.sleep(POLL_S)
+            return process.wait(max(deadline - time.monotonic(), 0))
         except subprocess.TimeoutExpired:
             raise Hung(f"it didn't end within {DEADLINE_S} s") from None
         finally:
@@ -57,18 +69,26 @@ def trace(command, names, trace_file):
     return _lines(trace_file)
 
 
-def inject(command, point, trace_file):
-    """Runs a command with one fault; its status and the line of the call that it hit."""
+def inject(command, point, trace_file, then=None):
+    """Runs a command with one fault, and does something once a call has failed; its status and the
+    line of the call that it hit."""
     name, at, fault = point["name"], point["nth"], point["fault"]
     how = f"signal={fault}" if fault == KILL else f"error={fault}"
     # The kernel's filter makes it fast, but a signal isn't delivered with it.
     fast = [] if fault == KILL else ["--seccomp-bpf"]
+    open(trace_file, "wb").close()
     status = run_program(["strace", "-f", "-qq", "-y", *fast, "-e", "signal=none", "-o", trace_file,
-                          "-e", f"trace={name}", "-e", f"inject={name}:{how}:when={at}", *command])
+                          "-e", f"trace={name}", "-e", f"inject={name}:{how}:when={at}", *command],
+                         meanwhile=then and (lambda: _has_failed(trace_file) and (then() or True)))
     lines = _lines(trace_file)
     if fault == KILL:
         return status, lines[-1] if status == -signal.SIGKILL and len(lines) == at else None
-    return status, next((line for line in lines if line.endswith("(INJECTED)")), None)
+    return status, next((line for line in lines if line.endswith(INJECTED)), None)
+
+
+def _has_failed(trace_file):
+    with open(trace_file, "rb") as file:
+        return INJECTED.encode() in file.read()
 
 
 def _lines(trace_file):

@@ -31,11 +31,12 @@ class Undisturbed:
 
 
 def try_point(recorder, undisturbed, point, trace_file):
-    """What went wrong at a point (nothing, if all is well), the rules that it took, the words."""
+    """What went wrong at a point (nothing, if all is well), and the rules that it took."""
     recorder.restore()
-    result = {"problems": [], "rules": [], "words": "complete"}
+    result = {"problems": [], "rules": []}
     try:
-        status, call = calls.inject(recorder.krindexer, point, trace_file)
+        status, call = calls.inject(recorder.krindexer, point, trace_file,
+                                    recorder.what_follows(point))
     except calls.Hung as hung:
         return {**result, "problems": [f"the faulty run: {hung}"]}
     if call is None:
@@ -58,7 +59,7 @@ def try_point(recorder, undisturbed, point, trace_file):
         rule = rules.excuse(difference, excuses, log, vanished)
         (result["rules"] if rule else result["problems"]).append(rule or " ".join(difference))
     result["problems"] += _ending_problems(undisturbed, rows, vanished)
-    result["words"] = _words(undisturbed, rows)
+    result["problems"] += word_problems(undisturbed, rows) + delivery_problems(rows)
     return result
 
 
@@ -117,11 +118,19 @@ def _unlike_ledger(table, gone, entered):
             for sign, _, text in _unlike(table, sorted(gone), entered)]
 
 
-def _words(undisturbed, rows):
-    """Whether the outbox has word of each recording row that was added: of all, not of some, or of
-    some twice. A run that is killed between rows and word leaves no word; the rows are what counts.
-    """
+def word_problems(undisturbed, rows):
+    """There is word of each recording whose row was added, once, and of no other."""
     kept = {number for number, _ in undisturbed.kept["event"]}
-    if {number for number, _ in rows["event"]} - kept - set(rows["told"]):
-        return "missing"
-    return "twice" if len(rows["told"]) != len(set(rows["told"])) else "complete"
+    added = [number for number, _ in rows["event"] if number not in kept]
+    return [f"there is {'no word' if sign == '-' else 'word too often'} of recording {number}"
+            for sign, _, number in _unlike("event", added, rows["told"])]
+
+
+def delivery_problems(rows):
+    """Words that a broker is owed have come, in the order of their ids but for repetitions."""
+    words, first = sorted(rows["words"]), list(dict.fromkeys(rows["delivered"]))
+    problems = [f"word {number} {'was not' if sign == '-' else 'should not have been'} delivered"
+                for sign, _, number in _unlike("word", words, first)]
+    if first != sorted(first):
+        problems.append(f"words came in the order {rows['delivered']}")
+    return problems + [f"word {number} still waits" for number in rows["waiting"]]

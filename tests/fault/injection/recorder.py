@@ -1,9 +1,10 @@
-"""The recorder that the faults are tried on: made once, brought back for each point."""
+"""The recorders that the faults are tried on: made once, brought back for each point."""
 
 import json
 import os
 import shutil
 
+from injection import calls
 from runner import tree
 from runner.database import MEDIA_TABLES, TABLES
 from runner.given import PACKAGE_ROOT, Given
@@ -18,49 +19,42 @@ UNCOMPARED_COLUMNS = {"recording_count": {"stamp"}}
 SETTINGS_FOLDER = os.fsdecode(PACKAGE_ROOT) + "/etc"
 
 
-class SqliteRecorder:
-    """On SQLite, all of it within the package's root.
+class Recorder:
+    """What lies within the package's root. Where the rows are, and who is told, is of each kind.
 
-    Another engine or a broker is another class with these members: what a point needs of a
-    recorder is to make it, to bring it back as it was made, and to look at it.
+    What a point needs of a recorder is to make it, to bring it back as it was made, and to look at
+    it.
     """
 
-    given = os.path.join(HERE, "../sqlite/given")
+    on_server = False
+    given = os.path.join(HERE, "../given")
     options = ["-e", "-s", "-r", "-1", "-a", "-1"]
-    unreached = {"sendto"}  # neither a database server nor a broker to talk to
 
     def __init__(self, bin_dir, media, scratch):
         self.bin_dir, self.media = bin_dir, media
         self.krindexer = [os.path.join(bin_dir, "krindexer"), *self.options]
         self.made = os.path.join(os.fsencode(scratch), b"made")
-        self.copy = os.path.join(os.fsencode(scratch), b"copy")
 
-    def make(self):
+    def build(self, engine):
         with open(self.given, encoding="utf-8") as file:
-            Given(PACKAGE_ROOT, self.media, self.bin_dir, Sqlite(PACKAGE_ROOT)).build(file.read())
+            Given(PACKAGE_ROOT, self.media, self.bin_dir, engine).build(file.read())
+
+    def keep(self):
+        """What lies there now is what each point begins with."""
         shutil.copytree(PACKAGE_ROOT, self.made, symlinks=True)
+
+    def what_follows(self, _point):
+        """What is to be done once the call has failed, where a failure has consequences."""
+        return None
+
+    def end(self):
+        """Nothing outlives the sandbox that somebody would have to end."""
 
     def restore(self):
         """As it was made, file times included; the status times are now, before any run's start."""
         for entry in os.scandir(PACKAGE_ROOT):
             shutil.rmtree(entry.path)
         shutil.copytree(self.made, PACKAGE_ROOT, symlinks=True, dirs_exist_ok=True)
-
-    def rows(self):
-        """Table to its rows as (id, the rest), and what other tables tell of the runs. Read from a
-        copy: to open a database may mend it."""
-        folder = os.path.join(self.copy, b"var/db")
-        os.makedirs(folder)
-        try:
-            for entry in os.scandir(os.path.join(PACKAGE_ROOT, b"var/db")):
-                if entry.name.endswith((b".db", b".db-wal")):
-                    shutil.copyfile(entry.path, os.path.join(folder, entry.name))
-            copy = Sqlite(self.copy)
-            return {**{table: _rows(copy, table) for table in MEDIA_TABLES},
-                    "task": copy.select("task", ["registered", "done"]),
-                    "told": _told(copy), "removed": _removed(self.copy)}
-        finally:
-            shutil.rmtree(self.copy)
 
     def files(self):
         """Path to a description. The times of what a run makes are its own."""
@@ -78,13 +72,46 @@ class SqliteRecorder:
         return text
 
 
+class SqliteRecorder(Recorder):
+    """On SQLite, all of it within the package's root, and nobody is told."""
+
+    name, title = "sqlite", "SQLite, no broker"
+    # There is nobody to talk to.
+    tried = tuple(call for call in calls.CALLS if call not in ("sendto", "recvfrom"))
+
+    def __init__(self, bin_dir, media, scratch, _address):
+        super().__init__(bin_dir, media, scratch)
+        self.copy = os.path.join(os.fsencode(scratch), b"copy")
+
+    def make(self):
+        self.build(Sqlite(PACKAGE_ROOT))
+        self.keep()
+
+    def rows(self):
+        """Table to its rows as (id, the rest), and what other tables tell of the runs. Read from a
+        copy: to open a database may mend it."""
+        folder = os.path.join(self.copy, b"var/db")
+        os.makedirs(folder)
+        try:
+            for entry in os.scandir(os.path.join(PACKAGE_ROOT, b"var/db")):
+                if entry.name.endswith((b".db", b".db-wal")):
+                    shutil.copyfile(entry.path, os.path.join(folder, entry.name))
+            copy = Sqlite(self.copy)
+            return {**{table: rows_of(copy, table) for table in MEDIA_TABLES},
+                    "task": copy.select("task", ["registered", "done"]),
+                    "told": recordings_in(copy.select("outbox", ["topic", "payload"])),
+                    "removed": _removed(self.copy), "words": [], "waiting": [], "delivered": []}
+        finally:
+            shutil.rmtree(self.copy)
+
+
 def _is_made_by_a_run(path):
-    return b"/@Thumbnail/" in path
+    return b"/@Thumbnail/" in path or path.endswith(b"/outbox.lock")
 
 
-def _told(databases):
-    """The ids of recordings that the outbox has word of."""
-    return [number for topic, payload in databases.select("outbox", ["topic", "payload"])
+def recordings_in(words):
+    """The ids of the recordings that words, as the outbox has them, tell of."""
+    return [number for topic, payload in words
             if topic == b"event/list" for number in json.loads(payload)["ids"]]
 
 
@@ -99,7 +126,8 @@ def _removed(root):
     return found
 
 
-def _rows(databases, table):
+def rows_of(databases, table):
+    """The rows of a table as (id, the rest)."""
     columns, rows = databases.dump(table)
     if columns == ["unreadable"]:
         raise RuntimeError(f"table {table}: {rows[0][0].decode()}")
@@ -107,5 +135,5 @@ def _rows(databases, table):
     at = [number for number, column in enumerate(columns)
           if column != "id" and column not in left_out]
     ids = columns.index("id") if "id" in columns else None
-    return [(None if ids is None else row[ids],
+    return [(None if ids is None else int(row[ids]),
              show_rows([], [[row[number] for number in at]])[1]) for row in rows]

@@ -8,8 +8,9 @@ import os
 import sys
 
 from injection import calls
+from injection.kinds import RECORDERS
 from injection.point import Undisturbed, try_point
-from injection.recorder import SETTINGS_FOLDER, SqliteRecorder
+from injection.recorder import SETTINGS_FOLDER
 from runner.given import PACKAGE_ROOT
 from runner.scenario import keep_in_memory
 
@@ -19,25 +20,32 @@ def plan(recorder, trace_file):
     whether it is one of the start-up, before the tool reads its settings."""
     recorder.restore()
     names = [name for family in calls.CALLS.values() for name in family]
-    family_of = {name: call for call, family in calls.CALLS.items() for name in family}
-    points, counts, startup = {call: [] for call in calls.CALLS}, {}, True
+    family_of = {name: call for call in recorder.tried for name in calls.CALLS[call]}
+    points, counts, startup = {call: [] for call in recorder.tried}, {}, True
     for line in calls.trace(recorder.krindexer, names, trace_file):
         name = calls.name_of(line)
         counts[name] = counts.get(name, 0) + 1
         startup = startup and SETTINGS_FOLDER not in line  # whose owner is looked at first
         if startup and os.fsdecode(PACKAGE_ROOT) in line:
             raise RuntimeError(f"the recorder is touched before the settings are read: {line}")
-        points[family_of[name]].append({"name": name, "nth": counts[name], "startup": startup})
-    return {"points": points, "unreached": sorted(recorder.unreached)}
+        if name in family_of:
+            points[family_of[name]].append({"name": name, "nth": counts[name], "startup": startup})
+    return points
 
 
 def main():
-    bin_dir, media, scratch = sys.argv[1:]
+    kind, bin_dir, media, scratch, address = sys.argv[1:]
     os.umask(0o022)
     keep_in_memory(PACKAGE_ROOT)
-    trace_file = os.path.join(scratch, "trace")
-    recorder = SqliteRecorder(bin_dir, media, scratch)
-    recorder.make()
+    recorder = RECORDERS[kind](bin_dir, media, scratch, address)
+    try:
+        recorder.make()
+        answer_all(recorder, os.path.join(scratch, "trace"))
+    finally:
+        recorder.end()
+
+
+def answer_all(recorder, trace_file):
     undisturbed = None
     for line in sys.stdin:
         asked = json.loads(line)
