@@ -76,10 +76,18 @@ def inject(command, point, trace_file, then=None):
     how = f"signal={fault}" if fault == KILL else f"error={fault}"
     # The kernel's filter makes it fast, but a signal isn't delivered with it.
     fast = [] if fault == KILL else ["--seccomp-bpf"]
-    open(trace_file, "wb").close()
+    with open(trace_file, "wb"):
+        pass  # what failed at another point is forgotten
+
+    def follow():
+        failed = _has_failed(trace_file)
+        if failed:
+            then()
+        return failed
+
     status = run_program(["strace", "-f", "-qq", "-y", *fast, "-e", "signal=none", "-o", trace_file,
                           "-e", f"trace={name}", "-e", f"inject={name}:{how}:when={at}", *command],
-                         meanwhile=then and (lambda: _has_failed(trace_file) and (then() or True)))
+                         meanwhile=follow if then else None)
     lines = _lines(trace_file)
     if fault == KILL:
         return status, lines[-1] if status == -signal.SIGKILL and len(lines) == at else None

@@ -69,7 +69,10 @@ class ServedRecorder(Recorder):
         self.broker = Broker(self.scratch)
         self.build(self.engine)
         with open(SETTINGS_FOLDER + "/kestora.toml", "a", encoding="utf-8") as file:
-            file.write(f'[notifications]\nhost = "127.0.0.1"\nport = {self.broker.port}\n')
+            # [database] is the last section there. Of what libpq greets a server with nothing
+            # arrives where sending fails, and no session is there yet that could be ended.
+            file.write("connect_timeout_s = 2\n"
+                       f'[notifications]\nhost = "127.0.0.1"\nport = {self.broker.port}\n')
         self.engine.run(JOURNAL_SQL)
         self.dump = subprocess.run(
             [os.path.join(server.bin_dir(), "pg_dump"), "-d", self.address, "--schema", SCHEMA,
