@@ -87,6 +87,7 @@ std::vector<KRDB::DB_INSTANCE> InstancesBeside(KRDB::DB_INSTANCE instance) {
     }
     (void)FileOf(instance); // there is none without a file
     std::vector<KRDB::DB_INSTANCE> instances;
+    instances.reserve(kDatabaseFiles.size());
     for (const DatabaseFile& file : kDatabaseFiles) {
         instances.push_back(file.instance);
     }

@@ -20,6 +20,8 @@ public:
     [[nodiscard]] static SqliteDatabase Create(const std::string& path, int lockTimeoutMs);
 
     ~SqliteDatabase() override;
+    SqliteDatabase(const SqliteDatabase&) = delete;
+    SqliteDatabase& operator=(const SqliteDatabase&) = delete;
     SqliteDatabase(SqliteDatabase&& other) noexcept;
     SqliteDatabase& operator=(SqliteDatabase&& other) noexcept;
 
