@@ -38,6 +38,7 @@ std::vector<UntoldRecording> UntoldRecordings(int atMost) {
                             "WHERE event.id = untold.id AND event.camera_id = untold.camera_id);" +
                                 select);
     std::vector<UntoldRecording> recordings;
+    recordings.reserve(static_cast<std::size_t>(rows.RowCount()));
     for (int row = 0; row < rows.RowCount(); ++row) {
         recordings.push_back({static_cast<int>(std::strtol(rows.Field(row, 0), nullptr, 10)),
                               static_cast<int>(std::strtol(rows.Field(row, 1), nullptr, 10))});
