@@ -60,6 +60,7 @@ void PrintUndone(const recorder::UndoSelection& selection) {
 
 std::vector<std::string> Kinds() {
     std::vector<std::string> kinds;
+    kinds.reserve(recorder::MediaTables().size());
     for (const recorder::MediaTable& table : recorder::MediaTables()) {
         kinds.push_back(table.name);
     }
