@@ -230,11 +230,11 @@ void PostgresDatabase::Connect() {
 }
 
 void PostgresDatabase::CheckEncoding() {
-    const char* const encoding = PQparameterStatus(m_connection.get(), "server_encoding");
-    if (encoding == nullptr || std::string_view(encoding) != "SQL_ASCII") {
+    const char* const reported = PQparameterStatus(m_connection.get(), "server_encoding");
+    const std::string encoding = reported == nullptr ? "unknown" : reported;
+    if (encoding != "SQL_ASCII") {
         m_connection.reset();
-        throw Error(m_name + ": the database's encoding is " +
-                    (encoding == nullptr ? "unknown" : encoding) +
+        throw Error(m_name + ": the database's encoding is " + encoding +
                     "; expected SQL_ASCII, as names of files are bytes");
     }
 }
