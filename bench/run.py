@@ -34,7 +34,7 @@ class Recorder:
         self.package.mkdir()
         self.store.mkdir()
         self.run("krctl", "init")
-        self.run("krctl", "volume", "init", self.store)
+        self.run("krctl", "volume", "init", folder)
         self.run("krctl", "camera", "add", "--id", "1", "--name", "Bench", "--storage", self.store)
 
     def command(self, program, *args):
