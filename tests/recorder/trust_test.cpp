@@ -74,10 +74,18 @@ TEST_F(Trust, IsDeniedToAStickyFolderToo) {
     EXPECT_THAT(OfFolder(), HasSubstr("(mode 1777)"));
 }
 
-TEST_F(Trust, IsDeniedToWhatIsAnotherUsers) {
-    if (chown(file.c_str(), kOther, 0) != 0) {
-        GTEST_SKIP() << "only root can give a file away";
+// The file is another user's. CTest has these tests as an entry of their own, which it shows as
+// skipped where nobody can give a file away: in the sandbox of an ordinary user there is no other.
+class ForeignTrust : public Trust {
+protected:
+    void SetUp() override {
+        if (chown(file.c_str(), kOther, 0) != 0) {
+            GTEST_SKIP() << "there is no other user in this sandbox";
+        }
     }
+};
+
+TEST_F(ForeignTrust, IsDeniedToWhatIsAnotherUsers) {
     ASSERT_EQ(chown(Scratch("folder").c_str(), kOther, 0), 0);
 
     EXPECT_THAT(OfOpenFile(), HasSubstr(file + " belongs to user 1001"));
@@ -85,10 +93,7 @@ TEST_F(Trust, IsDeniedToWhatIsAnotherUsers) {
     EXPECT_THAT(OfFolder(), HasSubstr("belongs to user 1001"));
 }
 
-TEST_F(Trust, IsGivenToWhatIsRootsOrOnesOwn) {
-    if (chown(file.c_str(), kOther, 0) != 0) {
-        GTEST_SKIP() << "only root can become another user";
-    }
+TEST_F(ForeignTrust, IsGivenToWhatIsRootsOrOnesOwn) {
     ASSERT_EQ(seteuid(kOther), 0);
     const std::string ofOwn = OfUnopenedFile();
     const std::string ofRoots = OfFolder();
