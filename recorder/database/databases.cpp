@@ -1,7 +1,6 @@
 #include "recorder/database/databases.h"
 
 #include "recorder/database/schema.h"
-#include "recorder/ledger/run.h"
 #include "recorder/utility/format.h"
 
 #include <cstdlib>
@@ -57,12 +56,10 @@ DBResult_tag Execute(KRDB::DB_INSTANCE instance, const std::string& sql,
     return DatabaseOf(instance).database->Execute(sql, options);
 }
 
-DBResult_tag ExecuteInRun(KRDB::DB_INSTANCE instance, const std::string& sql,
-                          const ExecuteOptions& options) {
+DBResult_tag ExecuteFor(long run, KRDB::DB_INSTANCE instance, const std::string& sql,
+                        const ExecuteOptions& options) {
     OpenDatabase& open = DatabaseOf(instance);
-    if (!options.readOnly) {
-        Attribute(open, instance, CurrentRun(options.waitForLock));
-    }
+    Attribute(open, instance, run);
     return open.database->Execute(sql, options);
 }
 

@@ -14,13 +14,12 @@ namespace recorder {
 DBResult_tag Execute(KRDB::DB_INSTANCE instance, const std::string& sql,
                      const ExecuteOptions& options = {});
 
-// The same, on behalf of the run: what it removes can be put back. Throws Error also when the run
-// can't be recorded; nothing has then changed.
-DBResult_tag ExecuteInRun(KRDB::DB_INSTANCE instance, const std::string& sql,
-                          const ExecuteOptions& options = {});
+// The same, on behalf of a run: what it removes is kept as removed by that run.
+DBResult_tag ExecuteFor(long run, KRDB::DB_INSTANCE instance, const std::string& sql,
+                        const ExecuteOptions& options = {});
 
 // Forgets the rows that were removed before `oldestTm` (seconds since the epoch), in each database
-// on which something was executed on behalf of the run. They can't be put back any more. Throws
+// on which something was executed on behalf of a run. They can't be put back any more. Throws
 // Error.
 void ForgetRemovedBefore(long oldestTm);
 

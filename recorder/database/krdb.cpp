@@ -1,6 +1,6 @@
 #include "platform/database.h"
 
-#include "recorder/database/databases.h"
+#include "recorder/ledger/run.h"
 #include "recorder/logging/recorderlog.h"
 
 #include <exception>

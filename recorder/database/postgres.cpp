@@ -83,17 +83,13 @@ std::string Reason(const PGresult* result) {
     return std::string(text) + (code == nullptr ? "" : " (code " + std::string(code) + ")");
 }
 
-void TakeColumns(const PGresult* result, DBResult_tag& rows) {
+std::vector<std::string> ColumnNames(const PGresult* result) {
     std::vector<std::string> names(static_cast<std::size_t>(PQnfields(result)));
     int column = 0;
     for (std::string& name : names) {
         name = PQfname(result, column++);
     }
-    if (rows.columns.empty()) {
-        rows.columns = std::move(names);
-    } else if (rows.columns != names) {
-        throw Error("the statements before it yield other columns");
-    }
+    return names;
 }
 
 void AppendRow(const PGresult* result, DBResult_tag& rows) {
@@ -325,7 +321,7 @@ void PostgresDatabase::Collect(const std::string& sql, DBResult_tag& rows) {
         if (status == PGRES_SINGLE_TUPLE || status == PGRES_TUPLES_OK) {
             try {
                 if (newStatement && failure.empty()) {
-                    TakeColumns(result.get(), rows);
+                    rows.TakeColumns(ColumnNames(result.get()));
                 }
                 if (status == PGRES_SINGLE_TUPLE && failure.empty()) {
                     AppendRow(result.get(), rows);

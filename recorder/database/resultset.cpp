@@ -2,6 +2,7 @@
 
 #include "platform/database.h"
 #include "recorder/logging/recorderlog.h"
+#include "recorder/support/error.h"
 
 #include <algorithm>
 #include <charconv>
@@ -23,6 +24,14 @@ std::optional<std::size_t> DBResult_tag::ColumnIndex(std::string_view name) cons
         return std::nullopt;
     }
     return static_cast<std::size_t>(found - columns.begin());
+}
+
+void DBResult_tag::TakeColumns(std::vector<std::string> names) {
+    if (columns.empty()) {
+        columns = std::move(names);
+    } else if (columns != names) {
+        throw recorder::Error("the statements before it yield other columns");
+    }
 }
 
 void DBResult_tag::AppendField(std::string_view text) {

@@ -18,6 +18,10 @@ struct DBResult_tag {
 
     [[nodiscard]] std::optional<std::size_t> ColumnIndex(std::string_view name) const;
 
+    // The columns of the statement whose rows come next: the same for all statements of a text.
+    // Throws Error when they are others than those of the statements before it.
+    void TakeColumns(std::vector<std::string> names);
+
     // Appends the next field; a row is complete after as many as there are columns.
     void AppendField(std::string_view text);
     void AppendNull();

@@ -38,18 +38,6 @@ void AppendRow(sqlite3_stmt* statement, DBResult_tag& rows) {
     }
 }
 
-void TakeColumns(sqlite3_stmt* statement, DBResult_tag& rows) {
-    if (sqlite3_column_count(statement) == 0) {
-        return;
-    }
-    std::vector<std::string> names = ColumnNames(statement);
-    if (rows.columns.empty()) {
-        rows.columns = std::move(names);
-    } else if (rows.columns != names) {
-        throw Error("the statements before it yield other columns");
-    }
-}
-
 // A temporary trigger is its connection's alone: what others do is none of the run's. One of an
 // earlier run goes.
 std::string TemporaryTriggerSql(const std::string& name, const std::string& event,
@@ -226,7 +214,9 @@ void SqliteDatabase::Run(const Statement& statement, bool readOnly, DBResult_tag
     }
     int outcome = SQLITE_OK;
     try {
-        TakeColumns(statement.get(), rows);
+        if (sqlite3_column_count(statement.get()) > 0) {
+            rows.TakeColumns(ColumnNames(statement.get()));
+        }
         while ((outcome = sqlite3_step(statement.get())) == SQLITE_ROW) {
             AppendRow(statement.get(), rows);
         }

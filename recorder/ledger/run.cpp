@@ -1,6 +1,5 @@
 #include "recorder/ledger/run.h"
 
-#include "recorder/database/databases.h"
 #include "recorder/settings/settings.h"
 #include "recorder/utility/format.h"
 
@@ -40,6 +39,12 @@ long CurrentRun(bool waitForLock) {
         Begin(std::time(nullptr), waitForLock);
     }
     return RunOfThisProcess();
+}
+
+DBResult_tag ExecuteInRun(KRDB::DB_INSTANCE instance, const std::string& sql,
+                          const ExecuteOptions& options) {
+    return options.readOnly ? Execute(instance, sql, options)
+                            : ExecuteFor(CurrentRun(options.waitForLock), instance, sql, options);
 }
 
 void EndRun() {

@@ -1,7 +1,7 @@
 #include "platform/database.h"
 #include "platform/recording.h"
-#include "recorder/database/databases.h"
 #include "recorder/database/idlist.h"
+#include "recorder/ledger/run.h"
 #include "recorder/recording/evidence.h"
 #include "recorder/support/edge.h"
 #include "recorder/support/error.h"

@@ -2,6 +2,7 @@
 #include "recorder/camera/cameratable.h"
 #include "recorder/database/databases.h"
 #include "recorder/database/idlist.h"
+#include "recorder/ledger/run.h"
 #include "recorder/logging/recorderlog.h"
 #include "recorder/support/edge.h"
 
