@@ -11,6 +11,7 @@
 #include <map>
 #include <stdexcept>
 
+#include <gtest/gtest.h>
 #include <unistd.h>
 
 namespace world {
@@ -116,6 +117,19 @@ struct ForeignWriter::Lock {
             connection.Run("LOCK TABLE " + table + " IN EXCLUSIVE MODE;");
         }
     }
+
+    // The server takes its time to notice that a connection is gone, and its locks stay until then.
+    ~Lock() {
+        try {
+            connection.Run("ROLLBACK;");
+        } catch (const std::exception& error) {
+            ADD_FAILURE() << error.what();
+        }
+    }
+    Lock(const Lock&) = delete;
+    Lock& operator=(const Lock&) = delete;
+    Lock(Lock&&) = delete;
+    Lock& operator=(Lock&&) = delete;
 
     PostgresConnection connection;
 };
