@@ -25,17 +25,17 @@ constexpr long kRunStart = 1700000000;
 struct Table {
     KRDB::DB_INSTANCE db;
     const char* name;
-    std::string columns;
+    const char* columns;
 };
 
-const std::string kEventColumns = "id, ds_id, camera_id, path, start_tm, end_tm, size, vdo_type, "
-                                  "aud_fmt, img_w, img_h";
-
-const Table kEvent{KRDB::DB_RECORDING, "event", kEventColumns};
-const Table kAlert{KRDB::DB_RECORDING, "alert_event",
-                   kEventColumns + ", alert_event_type, device_type"};
-const Table kSnapshot{KRDB::DB_SNAPSHOT, "snapshot", "id, filename, start_tm, size"};
-const Table kEmap{KRDB::DB_SYSTEM, "emap", "id, filename"};
+constexpr Table kEvent{KRDB::DB_RECORDING, "event",
+                       "id, ds_id, camera_id, path, start_tm, end_tm, size, vdo_type, aud_fmt, "
+                       "img_w, img_h"};
+constexpr Table kAlert{KRDB::DB_RECORDING, "alert_event",
+                       "id, ds_id, camera_id, path, start_tm, end_tm, size, vdo_type, aud_fmt, "
+                       "img_w, img_h, alert_event_type, device_type"};
+constexpr Table kSnapshot{KRDB::DB_SNAPSHOT, "snapshot", "id, filename, start_tm, size"};
+constexpr Table kEmap{KRDB::DB_SYSTEM, "emap", "id, filename"};
 
 void Insert(const Table& table, const std::string& values) {
     world::Write(table.db, std::string("INSERT INTO ") + table.name + " (" + table.columns +
@@ -48,8 +48,8 @@ void InsertEvent(int id, int camId, const std::string& path) {
 }
 
 std::vector<world::Row> Rows(const Table& table) {
-    return world::Read(table.db,
-                       "SELECT " + table.columns + " FROM " + table.name + " ORDER BY id;");
+    return world::Read(table.db, std::string("SELECT ") + table.columns + " FROM " + table.name +
+                                     " ORDER BY id;");
 }
 
 std::vector<world::Row> Ids(const Table& table) {
