@@ -1,0 +1,34 @@
+// A table of texts for people: columns aligned, two spaces between them.
+
+#pragma once
+
+#include <string>
+#include <vector>
+
+class Table {
+public:
+    struct Column {
+        std::string title;
+        bool isNumber = false; // aligned to the right
+    };
+
+    explicit Table(std::vector<Column> columns);
+
+    // One cell for each column. Control characters are escaped.
+    void AddRow(const std::vector<std::string>& cells);
+
+    // The lines, title first, each ended by a newline. Where they would be wider than `columns`
+    // characters the widest texts are shortened; numbers never are.
+    [[nodiscard]] std::string Text(int columns) const;
+
+private:
+    [[nodiscard]] std::vector<std::size_t> Widths(std::size_t columns) const;
+    [[nodiscard]] std::string Line(const std::vector<std::string>& cells,
+                                   const std::vector<std::size_t>& widths) const;
+
+    std::vector<Column> m_columns;
+    std::vector<std::vector<std::string>> m_rows;
+};
+
+// Prints it as wide as the terminal on standard output allows, and in full elsewhere.
+void PrintTable(const Table& table);
