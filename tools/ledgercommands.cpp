@@ -1,8 +1,8 @@
 #include "tools/ledgercommands.h"
 
 #include "recorder/database/mediatable.h"
-#include "recorder/ledger/runlist.h"
 #include "recorder/ledger/undo.h"
+#include "recorder/run/runlist.h"
 
 #include <array>
 #include <climits>

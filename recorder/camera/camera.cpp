@@ -2,9 +2,11 @@
 
 #include "recorder/camera/cameratable.h"
 #include "recorder/camera/volume.h"
+#include "recorder/run/run.h"
 #include "recorder/support/edge.h"
 #include "recorder/support/error.h"
 
+#include <exception>
 #include <string>
 
 namespace recorder {
@@ -41,8 +43,14 @@ std::string UsableStoragePath(int id, int dataSource, int revision) {
 } // namespace recorder
 
 int Camera::Load(int id, int dataSource, int revision) {
+    recorder::TurnToCamera(id);
     return recorder::AtEdge(-1, [&] {
-        m_storagePath = recorder::UsableStoragePath(id, dataSource, revision);
+        try {
+            m_storagePath = recorder::UsableStoragePath(id, dataSource, revision);
+        } catch (const std::exception& error) {
+            recorder::NoteRefusal(error.what());
+            throw;
+        }
         m_id = id;
         return 0;
     });

@@ -14,6 +14,7 @@ struct ExecuteOptions {
     bool readOnly = false;   // refuse statements that would write
     bool transaction = true; // all statements or none
     bool waitForLock = true; // wait for other writers
+    int camId = 0;           // the camera that rows added and removed are counted for; 0 = none
 };
 
 class Database {

@@ -242,7 +242,7 @@ std::string PostgresDatabase::SessionSql() const {
                   m_settings.statementTimeoutMs, m_run == 0 ? "" : std::to_string(m_run).c_str());
 }
 
-std::string PostgresDatabase::RunCountsSql() const {
+std::string PostgresDatabase::RunCountsSql(int camId) const {
     std::string counts;
     for (const std::string& table : m_tables) {
         const char* const name = table.c_str();
@@ -250,10 +250,11 @@ std::string PostgresDatabase::RunCountsSql() const {
             (counts.empty() ? "" : ", ") +
             Format("('%s', run_counted('added_%s'), run_counted('removed_%s'))", name, name, name);
     }
-    return Format("INSERT INTO run_count (run, kind, added, removed) "
-                  "SELECT %ld, kind, added, removed FROM (VALUES %s) AS t (kind, added, removed) "
-                  "WHERE added + removed > 0 ",
-                  m_run, counts.c_str()) +
+    return Format(
+               "INSERT INTO run_count (run, kind, camera_id, added, removed) "
+               "SELECT %ld, kind, %d, added, removed FROM (VALUES %s) AS t (kind, added, removed) "
+               "WHERE added + removed > 0 ",
+               m_run, camId, counts.c_str()) +
            kAddRunCountsSql;
 }
 
@@ -268,7 +269,7 @@ void PostgresDatabase::RunTransaction(const std::string& sql, const ExecuteOptio
     try {
         Send(text + sql);
         Collect(sql, rows);
-        RunPlain((m_run == 0 || options.readOnly ? "" : RunCountsSql()) + "COMMIT;");
+        RunPlain((m_run == 0 || options.readOnly ? "" : RunCountsSql(options.camId)) + "COMMIT;");
     } catch (const std::exception&) {
         Rollback();
         throw;

@@ -16,7 +16,7 @@ namespace recorder {
 
 namespace {
 
-constexpr long kSchemaVersion = 2;
+constexpr long kSchemaVersion = 3;
 
 struct DatabaseFile {
     KRDB::DB_INSTANCE instance;
@@ -45,6 +45,8 @@ constexpr std::array kSchemaSteps{
     SchemaStep{2, KRDB::DB_RECORDING, kSchema2Recording},
     SchemaStep{2, std::nullopt, kSchema2Ledger},
     SchemaStep{2, std::nullopt, kSchema2Postgresql, true},
+    SchemaStep{3, KRDB::DB_SYSTEM, kSchema3System},
+    SchemaStep{3, std::nullopt, kSchema3Ledger},
 };
 
 const DatabaseFile& FileOf(KRDB::DB_INSTANCE instance) {

@@ -134,7 +134,7 @@ DBResult_tag SqliteDatabase::Execute(const std::string& sql, const ExecuteOption
         for (; statement; statement = PrepareNext(rest)) {
             Run(statement, options.readOnly, rows);
         }
-        WriteCounts();
+        WriteCounts(options.camId);
         if (options.transaction) {
             RunPlain("COMMIT");
         }
@@ -178,15 +178,16 @@ void SqliteDatabase::AttributeTo(long run, const std::vector<MediaTable>& tables
         m_attribution.get());
 }
 
-void SqliteDatabase::WriteCounts() {
+void SqliteDatabase::WriteCounts(int camId) {
     if (!m_attribution) {
         return;
     }
     for (const Attribution::Count& count : m_attribution->counts) {
         if (count.added + count.removed > 0) {
-            RunPlain((Format("INSERT INTO run_count (run, kind, added, removed) "
-                             "VALUES (%ld, '%s', %ld, %ld) ",
-                             m_attribution->run, count.table.c_str(), count.added, count.removed) +
+            RunPlain((Format("INSERT INTO run_count (run, kind, camera_id, added, removed) "
+                             "VALUES (%ld, '%s', %d, %ld, %ld) ",
+                             m_attribution->run, count.table.c_str(), camId, count.added,
+                             count.removed) +
                       kAddRunCountsSql)
                          .c_str());
         }

@@ -50,7 +50,7 @@ private:
     [[nodiscard]] Statement PrepareNext(const char*& sql);
     void Run(const Statement& statement, bool readOnly, DBResult_tag& rows);
     void RunPlain(const char* statement);
-    void WriteCounts();
+    void WriteCounts(int camId);
     [[noreturn]] void Fail(const std::string& attempted);
 
     std::string m_name;

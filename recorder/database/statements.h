@@ -13,7 +13,7 @@ namespace recorder {
 
 // The end of an INSERT into run_count: adds to what is there already.
 constexpr const char* kAddRunCountsSql =
-    "ON CONFLICT (run, kind) DO UPDATE SET added = run_count.added + excluded.added, "
+    "ON CONFLICT (run, kind, camera_id) DO UPDATE SET added = run_count.added + excluded.added, "
     "removed = run_count.removed + excluded.removed;";
 
 // The beginning of a text, for a message.

@@ -3,8 +3,8 @@
 #include "platform/recording.h"
 #include "recorder/database/databases.h"
 #include "recorder/database/mediatable.h"
+#include "recorder/run/runlock.h"
 #include "recorder/support/error.h"
-#include "recorder/taskstatus/runlock.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -1,5 +1,6 @@
 #include "platform/logging.h"
 
+#include "recorder/logging/failures.h"
 #include "recorder/logging/logfile.h"
 #include "recorder/settings/settings.h"
 #include "recorder/support/umask.h"
@@ -60,6 +61,9 @@ pid_t g_DbgLogPid = 0;
 
 void KRPrintf(LOG_TYPE /*type*/, const char* categ, const char* level, const char* file, int line,
               const char* func, const char* format, ...) {
+    if (recorder::TellsOfFailure(categ, level, format)) {
+        recorder::CountFailure();
+    }
     va_list args;
     va_start(args, format);
     try {

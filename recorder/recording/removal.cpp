@@ -1,11 +1,12 @@
 #include "platform/database.h"
 #include "platform/recording.h"
 #include "recorder/database/idlist.h"
-#include "recorder/ledger/run.h"
 #include "recorder/recording/evidence.h"
+#include "recorder/run/run.h"
 #include "recorder/support/edge.h"
 #include "recorder/support/error.h"
 
+#include <exception>
 #include <functional>
 
 namespace recorder {
@@ -33,7 +34,12 @@ int RemoveRows(const std::string& table, const std::string& idList, const std::s
         return 0;
     }
     const std::string condition = "id IN (" + idList + ")" + restriction;
-    DemandEvidence(table, condition, subFolder);
+    try {
+        DemandEvidence(table, condition, subFolder);
+    } catch (const std::exception& error) {
+        NoteRefusal(error.what());
+        throw;
+    }
     ExecuteInRun(KRDB::DB_RECORDING, "DELETE FROM " + table + " WHERE " + condition + ";");
     return 0;
 }

@@ -1,14 +1,15 @@
 #include "platform/taskstatus.h"
 
 #include "recorder/database/databases.h"
-#include "recorder/ledger/run.h"
 #include "recorder/logging/logfile.h"
 #include "recorder/logging/recorderlog.h"
 #include "recorder/notification/delivery.h"
 #include "recorder/recording/notification.h"
+#include "recorder/run/live.h"
+#include "recorder/run/run.h"
+#include "recorder/run/runlock.h"
 #include "recorder/settings/settings.h"
 #include "recorder/support/edge.h"
-#include "recorder/taskstatus/runlock.h"
 #include "recorder/utility/format.h"
 
 #include <cstdlib>
@@ -21,11 +22,6 @@
 namespace recorder {
 
 namespace {
-
-std::optional<RunLock>& HeldRunLock() {
-    static std::optional<RunLock> lock;
-    return lock;
-}
 
 // Writes columns of the task's row, which is made where there is none yet.
 void UpdateTask(const std::string& assignments) {
@@ -46,7 +42,10 @@ int Register() {
     }
     UpdateTask("registered = 1, progress = '0', pid = " + std::to_string(getpid()));
     CloseDatabases(); // the caller may fork
-    HeldRunLock() = std::move(lock);
+    HoldRunLock(std::move(*lock));
+    LiveRun live; // no longer what the run before told
+    live.pid = getpid();
+    PublishLiveRun(live);
     return 0;
 }
 
@@ -67,12 +66,11 @@ int RegTaskStart() {
 }
 
 void RegTaskDone() {
-    if (!recorder::HeldRunLock()) {
+    if (recorder::HeldRunLock() == nullptr) {
         return; // the row is another run's
     }
     recorder::AtEdge([] { recorder::UpdateTask("registered = 0"); });
-    recorder::HeldRunLock()->Release();
-    recorder::HeldRunLock().reset();
+    recorder::ReleaseRunLock();
 }
 
 void SetTaskPid(int pid) {
@@ -82,6 +80,7 @@ void SetTaskPid(int pid) {
 void SetTaskProgress(double progress) {
     recorder::AtEdge(
         [&] { recorder::UpdateTask(recorder::Format("progress = '%.17g'", progress)); });
+    recorder::NoteProgress(progress);
 }
 
 double GetTaskProgress() {

@@ -111,7 +111,7 @@ TEST_F(DatabaseSchema, IsBroughtFromTheFirstVersionToThisOne) {
                  "DROP COLUMN due;"
                  "PRAGMA user_version = 1;");
     EXPECT_THAT(FailureOf(KRDB::DB_RECORDING, "SELECT 1;"),
-                HasSubstr("schema version 1; expected 2"));
+                HasSubstr("schema version 1; expected 3"));
 
     recorder::InitDatabases();
 
@@ -121,12 +121,12 @@ TEST_F(DatabaseSchema, IsBroughtFromTheFirstVersionToThisOne) {
 }
 
 TEST_F(DatabaseSchema, RefusesAnotherVersion) {
-    world::Write(KRDB::DB_SYSTEM, "PRAGMA user_version = 3;");
+    world::Write(KRDB::DB_SYSTEM, "PRAGMA user_version = 4;");
 
     const std::string failure = FailureOf(KRDB::DB_SYSTEM, "SELECT 1;");
 
     EXPECT_THAT(failure, HasSubstr("/var/packages/Kestora/var/db/system.db"));
-    EXPECT_THAT(failure, HasSubstr("schema version 3; expected 2"));
+    EXPECT_THAT(failure, HasSubstr("schema version 4; expected 3"));
     EXPECT_THROW(recorder::InitDatabases(), recorder::Error);
 }
 

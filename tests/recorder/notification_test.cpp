@@ -1,6 +1,6 @@
 #include "platform/recording.h"
 #include "platform/taskstatus.h"
-#include "recorder/ledger/run.h"
+#include "recorder/run/run.h"
 #include "tests/contract/support/fixture.h"
 
 namespace {

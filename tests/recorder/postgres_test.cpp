@@ -1,7 +1,7 @@
 #include "recorder/database/databases.h"
 #include "recorder/database/postgres.h"
 #include "recorder/database/schema.h"
-#include "recorder/ledger/run.h"
+#include "recorder/run/run.h"
 #include "recorder/support/error.h"
 #include "tests/contract/support/files.h"
 #include "tests/contract/support/fixture.h"

@@ -1,4 +1,4 @@
-#include "recorder/taskstatus/runlock.h"
+#include "recorder/run/runlock.h"
 
 #include "platform/taskstatus.h"
 #include "recorder/support/error.h"

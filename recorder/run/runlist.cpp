@@ -1,4 +1,4 @@
-#include "recorder/ledger/runlist.h"
+#include "recorder/run/runlist.h"
 
 #include "recorder/database/databases.h"
 #include "recorder/database/mediatable.h"
@@ -21,11 +21,13 @@ long ToLong(const char* text) {
 void AddChanges(const MediaTable& table, ChangesByRun& changes) {
     const DBResult_tag rows =
         Execute(table.instance,
-                "SELECT run, added, removed, "
+                "SELECT run, sum(added), sum(removed), "
                 "(SELECT count(*) FROM removed WHERE removed.run = run_count.run "
-                "AND removed.kind = run_count.kind) AS undoable "
-                "FROM run_count WHERE kind = '" +
-                    table.name + "';",
+                "AND removed.kind = '" +
+                    table.name +
+                    "') AS undoable "
+                    "FROM run_count WHERE kind = '" +
+                    table.name + "' GROUP BY run;",
                 {.readOnly = true});
     for (int row = 0; row < rows.RowCount(); ++row) {
         changes[ToLong(rows.Field(row, 0))].push_back({table.name, ToLong(rows.Field(row, 1)),

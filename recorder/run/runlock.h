@@ -6,6 +6,7 @@
 #include "recorder/support/uniquefd.h"
 
 #include <optional>
+#include <string>
 
 namespace recorder {
 
@@ -17,10 +18,22 @@ public:
     // Releases it for every process that shares it.
     void Release();
 
+    // Puts the text at the beginning of the lock file; a failure leaves what was there.
+    void Write(const std::string& text) const noexcept;
+
 private:
     explicit RunLock(UniqueFd file) : m_file(std::move(file)) {}
 
     UniqueFd m_file;
 };
+
+// The lock of the run that this process, or the one that it was forked from, has registered; null
+// when there is none.
+[[nodiscard]] const RunLock* HeldRunLock();
+
+void HoldRunLock(RunLock lock);
+
+// Releases the held lock, if there is one.
+void ReleaseRunLock();
 
 } // namespace recorder

@@ -1,0 +1,36 @@
+#include "recorder/logging/failures.h"
+
+#include "platform/logging.h"
+
+#include <cstring>
+
+namespace recorder {
+
+namespace {
+
+long& Count() {
+    static long count = 0;
+    return count;
+}
+
+bool IsSame(const char* text, const char* other) {
+    return text != nullptr && std::strcmp(text, other) == 0;
+}
+
+} // namespace
+
+bool TellsOfFailure(const char* categ, const char* level, const char* format) {
+    const bool isRecorders = IsSame(categ, Enum2String(LOG_CATEG_RECORDER));
+    return IsSame(level, Enum2String(LOG_LEVEL_ERROR)) &&
+           (isRecorders || std::strstr(format, "errno [%d]") != nullptr);
+}
+
+long FailuresLogged() {
+    return Count();
+}
+
+void CountFailure() {
+    ++Count();
+}
+
+} // namespace recorder

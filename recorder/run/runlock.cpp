@@ -1,0 +1,50 @@
+#include "recorder/run/runlock.h"
+
+#include "recorder/support/filelock.h"
+#include "recorder/support/paths.h"
+
+#include <sys/file.h>
+#include <unistd.h>
+
+namespace recorder {
+
+namespace {
+
+std::optional<RunLock>& Held() {
+    static std::optional<RunLock> lock;
+    return lock;
+}
+
+} // namespace
+
+std::optional<RunLock> RunLock::TryTake() {
+    std::optional<UniqueFd> file = TryLockFile(kRunLockFile);
+    return file ? std::optional(RunLock(std::move(*file))) : std::nullopt;
+}
+
+void RunLock::Release() {
+    // Explicitly, not by closing alone: a forked process may hold the same lock.
+    flock(m_file.Get(), LOCK_UN);
+    m_file.Reset();
+}
+
+void RunLock::Write(const std::string& text) const noexcept {
+    [[maybe_unused]] const ssize_t ignored = pwrite(m_file.Get(), text.data(), text.size(), 0);
+}
+
+const RunLock* HeldRunLock() {
+    return Held() ? &*Held() : nullptr;
+}
+
+void HoldRunLock(RunLock lock) {
+    Held() = std::move(lock);
+}
+
+void ReleaseRunLock() {
+    if (Held()) {
+        Held()->Release();
+        Held().reset();
+    }
+}
+
+} // namespace recorder
