@@ -1,0 +1,45 @@
+"""What every test begins with: a recorder without cameras, and how its outcomes are checked."""
+
+import json
+import os
+import tempfile
+import unittest
+
+import jsonschema
+
+from support import process
+from support.recorder import Recorder
+
+SCHEMAS = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../../docs/json")
+
+
+class KrctlTest(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory(prefix="kestora-krctl-")
+        self.addCleanup(folder.cleanup)
+        self.recorder = self.new_recorder(os.path.join(folder.name, "recorder"))
+
+    def new_recorder(self, root):
+        os.mkdir(root)
+        return Recorder(root)
+
+    def started(self, program, *arguments, **options):
+        """A program at work, ended with the test."""
+        running = self.recorder.start(program, *arguments, **options)
+        self.addCleanup(process.end, running)
+        return running
+
+    def krctl(self, *arguments, status=0, **options):
+        """Runs krctl; its outcome. Where it succeeds it has nothing to complain of."""
+        outcome = self.recorder.krctl(*arguments, **options)
+        self.assertEqual(outcome.status, status, outcome)
+        if status == 0:
+            self.assertEqual(outcome.err, "")
+        return outcome
+
+    def assert_matches_schema(self, document, name):
+        """docs/json/NAME.schema.json"""
+        with open(os.path.join(SCHEMAS, f"{name}.schema.json"), encoding="utf-8") as file:
+            schema = json.load(file)
+        jsonschema.Draft202012Validator.check_schema(schema)
+        jsonschema.validate(document, schema, jsonschema.Draft202012Validator)
