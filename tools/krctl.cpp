@@ -3,6 +3,8 @@
 #include "recorder/database/schema.h"
 #include "tools/cameracommands.h"
 #include "tools/ledgercommands.h"
+#include "tools/runcommand.h"
+#include "tools/statuscommand.h"
 #include "tools/volumecommands.h"
 
 #include <cstdio>
@@ -26,9 +28,13 @@ int main(int argc, char** argv) {
     AddCameraCommands(app);
     AddVolumeCommands(app);
     AddLedgerCommands(app);
+    AddRunCommand(app);
+    AddStatusCommand(app);
     try {
         app.parse(argc, argv);
         return 0;
+    } catch (const CLI::RuntimeError& error) {
+        return error.get_exit_code(); // a command's own, which has said why
     } catch (const CLI::ParseError& error) {
         return app.exit(error);
     } catch (const std::exception& error) {

@@ -3,11 +3,13 @@
 #include "recorder/database/mediatable.h"
 #include "recorder/ledger/undo.h"
 #include "recorder/run/runlist.h"
+#include "tools/json.h"
+#include "tools/runview.h"
+#include "tools/table.h"
+#include "tools/words.h"
 
-#include <array>
 #include <climits>
 #include <cstdio>
-#include <ctime>
 #include <memory>
 #include <optional>
 #include <string>
@@ -15,32 +17,64 @@
 
 namespace {
 
-// As in the log, without milliseconds.
-std::string TimeText(long timeTm) {
-    const std::time_t seconds = timeTm;
-    struct tm local = {};
-    std::array<char, 64> text{};
-    localtime_r(&seconds, &local);
-    return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S%z", &local)};
-}
-
-void PrintRun(const recorder::RunRecord& run) {
-    const std::string times = TimeText(run.startTm) + '\t' +
-                              (run.endTm ? TimeText(*run.endTm) : std::string("not ended"));
+void AddRows(Table& table, const recorder::RunRecord& run) {
+    const std::string id = std::to_string(run.id);
+    const std::string start = TimeText(run.startTm);
+    const std::string end = run.endTm ? TimeText(*run.endTm) : "not ended";
+    const std::string outcome = OutcomeText(run);
     if (run.changes.empty()) {
-        std::printf("%ld\t%s\t-\t0\t0\t0\n", run.id, times.c_str());
+        table.AddRow({id, start, end, outcome, "-", "0", "0", "0"});
     }
     for (const recorder::RunChange& change : run.changes) {
-        std::printf("%ld\t%s\t%s\t%ld\t%ld\t%ld\n", run.id, times.c_str(), change.kind.c_str(),
-                    change.added, change.removed, change.undoable);
+        table.AddRow({id, start, end, outcome, change.kind, std::to_string(change.added),
+                      std::to_string(change.removed), std::to_string(change.undoable)});
     }
 }
 
-void PrintRuns() {
-    std::puts("run\tstart\tend\tkind\tadded\tremoved\tundoable");
-    for (const recorder::RunRecord& run : recorder::ListRuns()) {
-        PrintRun(run);
+void PrintRunsForPeople(const std::vector<recorder::RunRecord>& runs) {
+    Table table({{"run", true},
+                 {"start"},
+                 {"end"},
+                 {"outcome"},
+                 {"kind"},
+                 {"added", true},
+                 {"removed", true},
+                 {"undoable", true}});
+    for (const recorder::RunRecord& run : runs) {
+        AddRows(table, run);
     }
+    PrintTable(table);
+}
+
+Json JsonOf(const recorder::RunRecord& run) {
+    Json json;
+    json["run"] = run.id;
+    json["start"] = TimeText(run.startTm);
+    json["end"] = run.endTm ? Json(TimeText(*run.endTm)) : Json();
+    json["failures"] = run.failures;
+    json["refusals"] = run.refusals;
+    json["changes"] = Json::array();
+    for (const recorder::RunChange& change : run.changes) {
+        json["changes"].push_back({{"kind", change.kind},
+                                   {"added", change.added},
+                                   {"removed", change.removed},
+                                   {"undoable", change.undoable}});
+    }
+    return json;
+}
+
+void PrintRuns(bool asJson) {
+    const std::vector<recorder::RunRecord> runs = recorder::ListRuns();
+    if (!asJson) {
+        PrintRunsForPeople(runs);
+        return;
+    }
+    Json json;
+    json["runs"] = Json::array();
+    for (const recorder::RunRecord& run : runs) {
+        json["runs"].push_back(JsonOf(run));
+    }
+    PrintJson(json);
 }
 
 void PrintUndone(const recorder::UndoSelection& selection) {
@@ -70,9 +104,12 @@ std::vector<std::string> Kinds() {
 } // namespace
 
 void AddLedgerCommands(CLI::App& app) {
-    app.add_subcommand("runs", "the runs, newest first, and how many rows of each kind they added "
-                               "and removed")
-        ->callback(PrintRuns);
+    CLI::App* const runs =
+        app.add_subcommand("runs", "the runs, newest first, and how many rows of each kind they "
+                                   "added and removed");
+    const auto asJson = std::make_shared<bool>(false);
+    runs->add_flag("--json", *asJson, "print them as JSON");
+    runs->callback([asJson] { PrintRuns(*asJson); });
 
     const auto selection = std::make_shared<recorder::UndoSelection>();
     CLI::App* const undo =

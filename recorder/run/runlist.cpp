@@ -17,17 +17,19 @@ long ToLong(const char* text) {
     return std::strtol(text, nullptr, 10);
 }
 
-// What runs did to one table, its ledger counted.
-void AddChanges(const MediaTable& table, ChangesByRun& changes) {
+int ToInt(const char* text) {
+    return static_cast<int>(ToLong(text));
+}
+
+// What the chosen runs did to one table, its ledger counted.
+void AddChanges(const MediaTable& table, const std::string& chosen, ChangesByRun& changes) {
     const DBResult_tag rows =
         Execute(table.instance,
                 "SELECT run, sum(added), sum(removed), "
                 "(SELECT count(*) FROM removed WHERE removed.run = run_count.run "
                 "AND removed.kind = '" +
-                    table.name +
-                    "') AS undoable "
-                    "FROM run_count WHERE kind = '" +
-                    table.name + "' GROUP BY run;",
+                    table.name + "') AS undoable FROM run_count WHERE kind = '" + table.name +
+                    "'" + chosen + " GROUP BY run;",
                 {.readOnly = true});
     for (int row = 0; row < rows.RowCount(); ++row) {
         changes[ToLong(rows.Field(row, 0))].push_back({table.name, ToLong(rows.Field(row, 1)),
@@ -36,29 +38,110 @@ void AddChanges(const MediaTable& table, ChangesByRun& changes) {
     }
 }
 
-} // namespace
-
-std::vector<RunRecord> ListRuns() {
+std::vector<RunRecord> SelectRuns(const std::string& condition, const std::string& chosen) {
     ChangesByRun changes;
     for (const MediaTable& table : MediaTables()) {
-        AddChanges(table, changes);
+        AddChanges(table, chosen, changes);
     }
     const DBResult_tag rows =
-        Execute(KRDB::DB_SYSTEM, "SELECT id, pid, start_tm, end_tm FROM run ORDER BY id DESC;",
+        Execute(KRDB::DB_SYSTEM,
+                "SELECT id, pid, start_tm, end_tm, failures, refusals FROM run " + condition +
+                    " ORDER BY id DESC;",
                 {.readOnly = true});
     std::vector<RunRecord> runs;
     for (int row = 0; row < rows.RowCount(); ++row) {
         RunRecord run;
         run.id = ToLong(rows.Field(row, 0));
-        run.pid = static_cast<int>(ToLong(rows.Field(row, 1)));
+        run.pid = ToInt(rows.Field(row, 1));
         run.startTm = ToLong(rows.Field(row, 2));
         if (const char* const endTm = rows.Field(row, 3)) {
             run.endTm = ToLong(endTm);
         }
+        run.failures = ToLong(rows.Field(row, 4));
+        run.refusals = ToLong(rows.Field(row, 5));
         run.changes = std::move(changes[run.id]);
         runs.push_back(std::move(run));
     }
     return runs;
+}
+
+std::vector<RunPart> RecordedParts(long id) {
+    const DBResult_tag rows = Execute(
+        KRDB::DB_SYSTEM,
+        "SELECT kind, camera_id, duration_ms, files, known, failures, refusals, refusal "
+        "FROM run_part WHERE run = " +
+            std::to_string(id) + " ORDER BY part;",
+        {.readOnly = true});
+    std::vector<RunPart> parts;
+    for (int row = 0; row < rows.RowCount(); ++row) {
+        parts.push_back({.kind = rows.Field(row, 0),
+                         .camId = ToInt(rows.Field(row, 1)),
+                         .durationMs = ToLong(rows.Field(row, 2)),
+                         .files = ToLong(rows.Field(row, 3)),
+                         .known = ToLong(rows.Field(row, 4)),
+                         .failures = ToLong(rows.Field(row, 5)),
+                         .refusals = ToLong(rows.Field(row, 6)),
+                         .refusal = rows.Field(row, 7)});
+    }
+    return parts;
+}
+
+// A camera twice in a run, as after "-r 3 -r 3", has its changes with the first part.
+RunPart& PartOf(std::vector<RunPart>& parts, const std::string& kind, int camId) {
+    const auto found = std::find_if(parts.begin(), parts.end(), [&](const RunPart& part) {
+        return part.kind == kind && part.camId == camId;
+    });
+    if (found != parts.end()) {
+        return *found;
+    }
+    RunPart part;
+    part.kind = kind;
+    part.camId = camId;
+    return parts.emplace_back(std::move(part));
+}
+
+} // namespace
+
+std::vector<RunRecord> ListRuns() {
+    return SelectRuns("", "");
+}
+
+std::optional<RunRecord> FindRun(long id) {
+    const std::string number = std::to_string(id);
+    std::vector<RunRecord> found = SelectRuns("WHERE id = " + number, " AND run = " + number);
+    return found.empty() ? std::nullopt : std::optional(std::move(found.front()));
+}
+
+std::optional<RunRecord> NewestRun() {
+    const DBResult_tag newest = Execute(KRDB::DB_SYSTEM, "SELECT coalesce(max(id), 0) FROM run;",
+                                        {.readOnly = true});
+    return FindRun(ToLong(newest.Field(0, 0)));
+}
+
+std::vector<RunPart> PartsOfRun(long id) {
+    std::vector<RunPart> parts = RecordedParts(id);
+    for (const MediaTable& table : MediaTables()) {
+        const DBResult_tag rows =
+            Execute(table.instance,
+                    "SELECT camera_id, added, removed FROM run_count WHERE run = " +
+                        std::to_string(id) + " AND kind = '" + table.name + "' ORDER BY camera_id;",
+                    {.readOnly = true});
+        for (int row = 0; row < rows.RowCount(); ++row) {
+            RunPart& part = PartOf(parts, table.name, ToInt(rows.Field(row, 0)));
+            part.added += ToLong(rows.Field(row, 1));
+            part.removed += ToLong(rows.Field(row, 2));
+        }
+    }
+    return parts;
+}
+
+RunTotals TotalsOfRun(long id) {
+    RunTotals totals;
+    for (const RunPart& part : PartsOfRun(id)) {
+        totals.added += part.added;
+        totals.removed += part.removed;
+    }
+    return totals;
 }
 
 } // namespace recorder

@@ -20,10 +20,42 @@ struct RunRecord {
     int pid = 0;                    // process that did the work
     long startTm = 0;               // seconds since the epoch
     std::optional<long> endTm;      // nothing: it hasn't ended, or it was killed
+    long failures = 0;              // known when it has ended
+    long refusals = 0;              // likewise
     std::vector<RunChange> changes; // by table; tables that it didn't change are left out
 };
 
-// Newest first. Throws Error.
+// One kind of media, and one camera where the kind has cameras.
+struct RunPart {
+    std::string kind; // the table; empty: the camera couldn't be loaded
+    int camId = 0;    // 0: of no camera, or of cameras that are gone
+    long durationMs = 0;
+    long files = 0; // regular files that were looked at
+    long known = 0; // rows that there were before
+    long added = 0;
+    long removed = 0;
+    long failures = 0;
+    long refusals = 0;
+    std::string refusal; // why, the first time
+};
+
+// All throw Error.
+
+// Newest first.
 [[nodiscard]] std::vector<RunRecord> ListRuns();
+
+[[nodiscard]] std::optional<RunRecord> FindRun(long id);
+[[nodiscard]] std::optional<RunRecord> NewestRun();
+
+// In the order of time. Parts of a run that was killed are not on record; what it changed stands in
+// parts of its own, without the rest.
+[[nodiscard]] std::vector<RunPart> PartsOfRun(long id);
+
+// The rows that a run has added and removed so far, of all kinds.
+struct RunTotals {
+    long added = 0;
+    long removed = 0;
+};
+[[nodiscard]] RunTotals TotalsOfRun(long id);
 
 } // namespace recorder

@@ -318,7 +318,7 @@ TEST_F(PostgresSchema, IsMissingWithAWordOnHowToMakeIt) {
     world::Write(KRDB::DB_SYSTEM, "DROP SCHEMA kestora CASCADE;");
 
     EXPECT_THAT(FailureOf([] { recorder::Execute(KRDB::DB_SYSTEM, "SELECT 1;"); }),
-                HasSubstr("expected 2, as \"krctl init\" makes it"));
+                HasSubstr("expected 3, as \"krctl init\" makes it"));
 }
 
 TEST_F(PostgresSchema, IsLeftAsItIsWhereItIsThere) {
@@ -333,7 +333,7 @@ TEST_F(PostgresSchema, OfAnotherVersionIsRefused) {
     world::Write(KRDB::DB_SYSTEM, "UPDATE schema_version SET version = 3;");
 
     EXPECT_THAT(FailureOf([] { recorder::Execute(KRDB::DB_SYSTEM, "SELECT 1;"); }),
-                HasSubstr("PostgreSQL schema kestora has schema version 3; expected 2"));
+                HasSubstr("PostgreSQL schema kestora has schema version 4; expected 3"));
     EXPECT_THROW(recorder::InitDatabases(), recorder::Error);
 }
 

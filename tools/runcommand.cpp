@@ -1,0 +1,149 @@
+#include "tools/runcommand.h"
+
+#include "recorder/logging/logfile.h"
+#include "recorder/run/live.h"
+#include "recorder/run/runlist.h"
+#include "recorder/support/error.h"
+#include "recorder/support/paths.h"
+#include "tools/childprocess.h"
+#include "tools/joboptions.h"
+#include "tools/liveview.h"
+#include "tools/program.h"
+#include "tools/progressdisplay.h"
+#include "tools/runview.h"
+#include "tools/words.h"
+
+#include <chrono>
+#include <cstdio>
+#include <ctime>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include <sysexits.h>
+
+namespace {
+
+constexpr int kExitFailures = 1;
+constexpr int kExitStopped = 130; // as a shell tells of a program that Ctrl-C ended
+constexpr std::chrono::milliseconds kLookEvery{250};
+
+// What the child tells of itself, once it does.
+std::optional<recorder::LiveRun> LiveRunOf(const ChildProcess& child) {
+    try {
+        const std::optional<recorder::LiveRun> live = recorder::ReadLiveRun();
+        return live && live->pid == child.Id() ? live : std::nullopt;
+    } catch (const std::exception&) {
+        return std::nullopt; // a run doesn't depend on being watched
+    }
+}
+
+recorder::RunTotals TotalsSoFar(long run) {
+    try {
+        return run == 0 ? recorder::RunTotals() : recorder::TotalsOfRun(run);
+    } catch (const std::exception&) {
+        return {}; // as above; the database may be in use
+    }
+}
+
+void Watch(ChildProcess& child, ProgressDisplay& display, const RunShares& shares) {
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point start = Clock::now();
+    while (!child.EndsWithin(kLookEvery)) {
+        if (const std::optional<recorder::LiveRun> live = LiveRunOf(child)) {
+            const std::chrono::duration<double> elapsed = Clock::now() - start;
+            display.Show(
+                {*live, TotalsSoFar(live->run), FractionOf(*live, shares), elapsed.count()});
+        }
+    }
+    display.End();
+}
+
+// The record of the child's run; nothing where it left none.
+std::optional<RunView> RunOf(const ChildProcess& child, long notBeforeTm) {
+    const std::optional<recorder::RunRecord> newest = recorder::NewestRun();
+    const bool isIt = newest && newest->pid == child.Id() && newest->startTm >= notBeforeTm;
+    return isIt ? std::optional(ViewOf(*newest)) : std::nullopt;
+}
+
+[[noreturn]] void FailFor(int status) {
+    const std::string log = std::string("; the log says why: ") + recorder::kLogFile;
+    switch (status) {
+    case EX_TEMPFAIL:
+        std::fprintf(stderr, "krctl: another run is going on; \"krctl status\" shows it\n");
+        break;
+    case EX_IOERR:
+        std::fprintf(stderr, "krctl: the task store can't be used%s; was \"krctl init\" run?\n",
+                     log.c_str());
+        break;
+    case EX_CONFIG:
+        std::fprintf(stderr, "krctl: the settings or the log are not to be trusted%s\n",
+                     log.c_str());
+        break;
+    default:
+        std::fprintf(stderr, "krctl: krindexer ended with status %d%s\n", status, log.c_str());
+        status = kExitFailures;
+        break;
+    }
+    throw CLI::RuntimeError(status);
+}
+
+int StatusOf(const recorder::RunRecord& record) {
+    return OutcomeOf(record) == RunOutcome::InLine ? 0 : kExitFailures;
+}
+
+void TellRun(const RunView& run, bool asJson) {
+    if (asJson) {
+        PrintJson(JsonOf(run));
+    } else {
+        PrintRun(run);
+    }
+}
+
+void Run(const JobOptions& jobs, bool asJson) {
+    CheckCameras(jobs);
+    const RunShares shares = SharesOf(jobs);
+    const std::string krindexer = ProgramPath("krindexer");
+    const long startTm = std::time(nullptr);
+    ChildProcess child(krindexer, ArgumentsOf(jobs));
+    ProgressDisplay display(!asJson);
+    Watch(child, display, shares);
+
+    if (child.Status() && *child.Status() != 0) {
+        FailFor(*child.Status());
+    }
+    const std::optional<RunView> run = RunOf(child, startTm);
+    if (run) {
+        TellRun(*run, asJson);
+    }
+    if (child.WasStopped()) {
+        std::fprintf(stderr, "krctl: stopped; what was written stays, the next run completes the "
+                             "work\n");
+        throw CLI::RuntimeError(kExitStopped);
+    }
+    if (!child.Status()) {
+        throw recorder::Error("krindexer was killed; the next run completes its work");
+    }
+    if (!run) {
+        throw recorder::Error(std::string("the run left no record; the log says why: ") +
+                              recorder::kLogFile);
+    }
+    if (StatusOf(run->record) != 0) {
+        throw CLI::RuntimeError(StatusOf(run->record));
+    }
+}
+
+} // namespace
+
+void AddRunCommand(CLI::App& app) {
+    CLI::App* const command = app.add_subcommand(
+        "run", "bring the rows in line with the files, by krindexer, and tell how it went");
+    const auto jobs = std::make_shared<JobOptions>();
+    const auto asJson = std::make_shared<bool>(false);
+    AddJobOptions(*command, *jobs);
+    command->add_flag("--json", *asJson, "print the outcome as JSON, and no progress");
+    command->footer("Without -r, -a, -s and -e: everything, as by -e -s -r -1 -a -1.");
+    command->callback([jobs, asJson] { Run(*jobs, *asJson); });
+}

@@ -1,0 +1,187 @@
+#include "tools/runview.h"
+
+#include "recorder/support/paths.h"
+#include "tools/table.h"
+#include "tools/terminal.h"
+#include "tools/words.h"
+
+#include <cstdio>
+#include <map>
+
+#include <unistd.h>
+
+namespace {
+
+constexpr double kMsPerSecond = 1000.0;
+
+// Of cameras that are gone: there nearly always is nothing to tell.
+bool IsWorthALine(const recorder::RunPart& part) {
+    return part.kind != "event" || part.camId != 0 ||
+           part.added + part.removed + part.failures + part.refusals > 0;
+}
+
+std::string CameraOf(const CameraNames& names, const recorder::RunPart& part) {
+    return part.kind == "event" && part.camId == 0 ? "gone" : CameraText(names, part.camId);
+}
+
+recorder::RunPart Total(const std::vector<recorder::RunPart>& parts) {
+    recorder::RunPart total;
+    for (const recorder::RunPart& part : parts) {
+        total.durationMs += part.durationMs;
+        total.files += part.files;
+        total.known += part.known;
+        total.added += part.added;
+        total.removed += part.removed;
+        total.failures += part.failures;
+        total.refusals += part.refusals;
+    }
+    return total;
+}
+
+std::vector<std::string> Cells(const std::string& kind, const std::string& camera,
+                               const recorder::RunPart& part) {
+    return {kind,
+            camera,
+            std::to_string(part.files),
+            std::to_string(part.known),
+            std::to_string(part.added),
+            std::to_string(part.removed),
+            std::to_string(part.failures),
+            DurationText(static_cast<double>(part.durationMs) / kMsPerSecond)};
+}
+
+Table TableOf(const RunView& run, const CameraNames& names) {
+    Table table({{"kind"},
+                 {"camera"},
+                 {"files", true},
+                 {"rows before", true},
+                 {"added", true},
+                 {"removed", true},
+                 {"failures", true},
+                 {"time", true}});
+    for (const recorder::RunPart& part : run.parts) {
+        if (IsWorthALine(part)) {
+            table.AddRow(Cells(KindText(part.kind), CameraOf(names, part), part));
+        }
+    }
+    table.AddRow(Cells("total", "", Total(run.parts)));
+    return table;
+}
+
+std::string Coloured(const char* colour, const std::string& text) {
+    return UsesColour(STDOUT_FILENO) ? "\x1b[" + std::string(colour) + "m" + text + "\x1b[0m"
+                                     : text;
+}
+
+void PrintRefusals(const RunView& run, const CameraNames& names) {
+    // A missing volume is refused once for recordings and once for alert recordings.
+    std::map<std::string, bool> told;
+    for (const recorder::RunPart& part : run.parts) {
+        const std::string line = "REFUSED: camera " + CameraOf(names, part) + ": " + part.refusal;
+        if (part.refusals > 0 && !told[line]) {
+            told[line] = true;
+            std::printf("%s\n", Coloured("1;31", Printable(line)).c_str());
+        }
+    }
+}
+
+void PrintOutcome(const recorder::RunRecord& record) {
+    const std::string run = "run " + std::to_string(record.id) + ": ";
+    switch (OutcomeOf(record)) {
+    case RunOutcome::InLine:
+        std::printf("%s%s\n", run.c_str(), Coloured("32", "in line").c_str());
+        break;
+    case RunOutcome::Failures:
+        std::printf("%s%s; the log says which: %s\n", run.c_str(),
+                    Coloured("1;31", OutcomeText(record)).c_str(), recorder::kLogFile);
+        break;
+    case RunOutcome::NotEnded:
+        std::printf("%s%s\n", run.c_str(), Coloured("33", OutcomeText(record)).c_str());
+        break;
+    }
+}
+
+const char* OutcomeName(RunOutcome outcome) {
+    switch (outcome) {
+    case RunOutcome::InLine:
+        return "in line";
+    case RunOutcome::Failures:
+        return "failures";
+    case RunOutcome::NotEnded:
+        break;
+    }
+    return "not ended";
+}
+
+void AddCounts(Json& json, const recorder::RunPart& part) {
+    json["files"] = part.files;
+    json["rows_before"] = part.known;
+    json["added"] = part.added;
+    json["removed"] = part.removed;
+    json["failures"] = part.failures;
+    json["refusals"] = part.refusals;
+    json["duration_s"] = static_cast<double>(part.durationMs) / kMsPerSecond;
+}
+
+Json JsonOfPart(const recorder::RunPart& part, const CameraNames& names) {
+    Json json;
+    json["kind"] = part.kind.empty() ? Json() : Json(part.kind);
+    json["camera"] = part.camId == 0 ? Json() : Json(part.camId);
+    const auto name = names.find(part.camId);
+    json["camera_name"] = name == names.end() ? Json() : JsonText(name->second);
+    AddCounts(json, part);
+    json["refusal"] = part.refusal.empty() ? Json() : JsonText(part.refusal);
+    return json;
+}
+
+} // namespace
+
+RunView ViewOf(const recorder::RunRecord& record) {
+    return {record, recorder::PartsOfRun(record.id)};
+}
+
+RunOutcome OutcomeOf(const recorder::RunRecord& record) {
+    if (!record.endTm) {
+        return RunOutcome::NotEnded;
+    }
+    return record.failures + record.refusals == 0 ? RunOutcome::InLine : RunOutcome::Failures;
+}
+
+std::string OutcomeText(const recorder::RunRecord& record) {
+    if (OutcomeOf(record) != RunOutcome::Failures) {
+        return OutcomeName(OutcomeOf(record));
+    }
+    std::string text;
+    if (record.failures > 0) {
+        text = Counted(record.failures, "failure");
+    }
+    if (record.refusals > 0) {
+        text += (text.empty() ? "" : ", ") + Counted(record.refusals, "refusal");
+    }
+    return text;
+}
+
+void PrintRun(const RunView& run) {
+    const CameraNames names = ReadCameraNames();
+    PrintTable(TableOf(run, names));
+    PrintRefusals(run, names);
+    PrintOutcome(run.record);
+}
+
+Json JsonOf(const RunView& run) {
+    const CameraNames names = ReadCameraNames();
+    Json json;
+    json["run"] = run.record.id;
+    json["pid"] = run.record.pid;
+    json["start"] = TimeText(run.record.startTm);
+    json["end"] = run.record.endTm ? Json(TimeText(*run.record.endTm)) : Json();
+    json["outcome"] = OutcomeName(OutcomeOf(run.record));
+    AddCounts(json["total"], Total(run.parts));
+    json["total"]["failures"] = run.record.failures;
+    json["total"]["refusals"] = run.record.refusals;
+    json["parts"] = Json::array();
+    for (const recorder::RunPart& part : run.parts) {
+        json["parts"].push_back(JsonOfPart(part, names));
+    }
+    return json;
+}

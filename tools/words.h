@@ -1,0 +1,27 @@
+// How krctl names things to people.
+
+#pragma once
+
+#include <map>
+#include <string>
+
+// Seconds since the epoch as in the log, without milliseconds.
+[[nodiscard]] std::string TimeText(long timeTm);
+
+// "7.3 s", "12:05" (minutes), "3:12:05" (hours).
+[[nodiscard]] std::string DurationText(double seconds);
+
+// What the rows of a media table stand for: "recordings", "alert recordings", "snapshots",
+// "e-maps"; "camera" for none.
+[[nodiscard]] std::string KindText(const std::string& kind);
+
+// "1 row", "2 rows".
+[[nodiscard]] std::string Counted(long number, const std::string& noun);
+
+// The names of the recorder's cameras by id. Empty when they can't be read: a name is not worth a
+// failure.
+using CameraNames = std::map<int, std::string>;
+[[nodiscard]] CameraNames ReadCameraNames();
+
+// "3 Front"; the number alone when there is no name, "-" for 0, no camera.
+[[nodiscard]] std::string CameraText(const CameraNames& names, int camId);
