@@ -3,6 +3,7 @@
 #include "recorder/database/schema.h"
 #include "tools/cameracommands.h"
 #include "tools/ledgercommands.h"
+#include "tools/metricscommand.h"
 #include "tools/runcommand.h"
 #include "tools/statuscommand.h"
 #include "tools/volumecommands.h"
@@ -28,6 +29,7 @@ int main(int argc, char** argv) {
     AddCameraCommands(app);
     AddVolumeCommands(app);
     AddLedgerCommands(app);
+    AddMetricsCommand(app);
     AddRunCommand(app);
     AddStatusCommand(app);
     try {

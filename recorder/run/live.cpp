@@ -4,16 +4,15 @@
 #include "recorder/support/error.h"
 #include "recorder/support/paths.h"
 #include "recorder/support/textfile.h"
+#include "recorder/utility/folder.h"
 #include "recorder/utility/format.h"
 
-#include <array>
 #include <cerrno>
 #include <csignal>
-#include <cstdio>
-#include <fstream>
 #include <sstream>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace recorder {
 
@@ -58,24 +57,24 @@ std::optional<LiveRun> Parse(const std::string& text) {
     return live;
 }
 
-// Whether the kernel's list of locks has one on this file. File systems may number their devices
-// otherwise there than for stat, so the file's own number decides.
-bool IsLocked(const struct stat64& st) {
-    std::ifstream locks("/proc/locks");
-    if (!locks) {
-        throw SystemError("read /proc/locks");
+// Whether the process is there and has the lock's file open, as the holder of the lock has. The
+// kernel's own list of locks leaves out those whose first holder is gone, as that of a run in the
+// background is. Of a process that can't be looked into, that it is there must do.
+bool HoldsRunLock(int pid) {
+    struct stat64 lock = {};
+    if (pid <= 0 || stat64(kRunLockFile, &lock) != 0) {
+        return false;
     }
-    const std::string inode = ":" + std::to_string(st.st_ino) + " ";
-    for (std::string line; std::getline(locks, line);) {
-        if (line.find(" FLOCK ") != std::string::npos && line.find(inode) != std::string::npos) {
-            return true;
-        }
+    const std::string folder = "/proc/" + std::to_string(pid) + "/fd";
+    try {
+        return ListFolder(folder, [&](const FolderEntry& entry) {
+                   struct stat64 open = {};
+                   return stat64((folder + "/" + entry.name).c_str(), &open) != 0 ||
+                          open.st_dev != lock.st_dev || open.st_ino != lock.st_ino;
+               }) == FolderListing::Stopped;
+    } catch (const Error&) {
+        return kill(pid, 0) == 0 || errno == EPERM;
     }
-    return false;
-}
-
-bool IsAlive(int pid) {
-    return pid > 0 && (kill(pid, 0) == 0 || errno == EPERM);
 }
 
 } // namespace
@@ -86,24 +85,20 @@ void PublishLiveRun(const LiveRun& live) noexcept {
     }
 }
 
+void PublishBeginning() noexcept {
+    LiveRun live;
+    live.pid = getpid();
+    PublishLiveRun(live);
+}
+
 std::optional<LiveRun> ReadLiveRun() {
     const UniqueFd file = OpenTextFileIfThere(kRunLockFile, Links::Refuse);
     return file.IsOpen() ? Parse(ReadText(file, kRunLockFile, kMaxTextBytes)) : std::nullopt;
 }
 
 std::optional<LiveRun> RegisteredRun() {
-    struct stat64 st = {};
-    if (stat64(kRunLockFile, &st) != 0) {
-        if (errno == ENOENT) {
-            return std::nullopt;
-        }
-        throw SystemError(std::string("look at ") + kRunLockFile);
-    }
-    if (!IsLocked(st)) {
-        return std::nullopt;
-    }
-    const std::optional<LiveRun> live = ReadLiveRun();
-    return live && IsAlive(live->pid) ? live : std::optional(LiveRun());
+    std::optional<LiveRun> live = ReadLiveRun();
+    return live && HoldsRunLock(live->pid) ? live : std::nullopt;
 }
 
 } // namespace recorder

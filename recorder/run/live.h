@@ -26,13 +26,16 @@ struct LiveRun {
 // depend on being watched.
 void PublishLiveRun(const LiveRun& live) noexcept;
 
+// Tells that this process does the work from now on, and nothing of the run yet.
+void PublishBeginning() noexcept;
+
 // What was told last, by a run that may be over. Nothing where nothing was ever told, or when it
 // is just being written. Throws Error when the file can't be read.
 [[nodiscard]] std::optional<LiveRun> ReadLiveRun();
 
 // The run that is registered at this moment, as far as it has told. Nothing when there is none.
-// Takes no lock: a run that begins at this moment is not refused. Throws Error when it can't be
-// told.
+// Takes no lock: a run that begins at this moment is not refused. Throws Error when the file can't
+// be read.
 [[nodiscard]] std::optional<LiveRun> RegisteredRun();
 
 } // namespace recorder

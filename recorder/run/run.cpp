@@ -138,6 +138,7 @@ DBResult_tag ExecuteInRun(KRDB::DB_INSTANCE instance, const std::string& sql,
     ExecuteOptions counted = options;
     if (ThisRun().part) {
         counted.camId = ThisRun().part->camId;
+        Publish(); // it may have to wait for other writers
     }
     return ExecuteFor(CurrentRun(options.waitForLock), instance, sql, counted);
 }

@@ -28,8 +28,8 @@ void AddChanges(const MediaTable& table, const std::string& chosen, ChangesByRun
                 "SELECT run, sum(added), sum(removed), "
                 "(SELECT count(*) FROM removed WHERE removed.run = run_count.run "
                 "AND removed.kind = '" +
-                    table.name + "') AS undoable FROM run_count WHERE kind = '" + table.name +
-                    "'" + chosen + " GROUP BY run;",
+                    table.name + "') AS undoable FROM run_count WHERE kind = '" + table.name + "'" +
+                    chosen + " GROUP BY run;",
                 {.readOnly = true});
     for (int row = 0; row < rows.RowCount(); ++row) {
         changes[ToLong(rows.Field(row, 0))].push_back({table.name, ToLong(rows.Field(row, 1)),
@@ -66,12 +66,12 @@ std::vector<RunRecord> SelectRuns(const std::string& condition, const std::strin
 }
 
 std::vector<RunPart> RecordedParts(long id) {
-    const DBResult_tag rows = Execute(
-        KRDB::DB_SYSTEM,
-        "SELECT kind, camera_id, duration_ms, files, known, failures, refusals, refusal "
-        "FROM run_part WHERE run = " +
-            std::to_string(id) + " ORDER BY part;",
-        {.readOnly = true});
+    const DBResult_tag rows =
+        Execute(KRDB::DB_SYSTEM,
+                "SELECT kind, camera_id, duration_ms, files, known, failures, refusals, refusal "
+                "FROM run_part WHERE run = " +
+                    std::to_string(id) + " ORDER BY part;",
+                {.readOnly = true});
     std::vector<RunPart> parts;
     for (int row = 0; row < rows.RowCount(); ++row) {
         parts.push_back({.kind = rows.Field(row, 0),
@@ -84,6 +84,13 @@ std::vector<RunPart> RecordedParts(long id) {
                          .refusal = rows.Field(row, 7)});
     }
     return parts;
+}
+
+std::optional<RunRecord> NewestOf(const std::string& condition) {
+    const DBResult_tag newest =
+        Execute(KRDB::DB_SYSTEM, "SELECT coalesce(max(id), 0) FROM run" + condition + ";",
+                {.readOnly = true});
+    return FindRun(ToLong(newest.Field(0, 0)));
 }
 
 // A camera twice in a run, as after "-r 3 -r 3", has its changes with the first part.
@@ -113,19 +120,21 @@ std::optional<RunRecord> FindRun(long id) {
 }
 
 std::optional<RunRecord> NewestRun() {
-    const DBResult_tag newest = Execute(KRDB::DB_SYSTEM, "SELECT coalesce(max(id), 0) FROM run;",
-                                        {.readOnly = true});
-    return FindRun(ToLong(newest.Field(0, 0)));
+    return NewestOf("");
+}
+
+std::optional<RunRecord> NewestEndedRun() {
+    return NewestOf(" WHERE end_tm IS NOT NULL");
 }
 
 std::vector<RunPart> PartsOfRun(long id) {
     std::vector<RunPart> parts = RecordedParts(id);
     for (const MediaTable& table : MediaTables()) {
-        const DBResult_tag rows =
-            Execute(table.instance,
-                    "SELECT camera_id, added, removed FROM run_count WHERE run = " +
-                        std::to_string(id) + " AND kind = '" + table.name + "' ORDER BY camera_id;",
-                    {.readOnly = true});
+        const DBResult_tag rows = Execute(
+            table.instance,
+            "SELECT camera_id, added, removed FROM run_count WHERE run = " + std::to_string(id) +
+                " AND kind = '" + table.name + "' ORDER BY camera_id;",
+            {.readOnly = true});
         for (int row = 0; row < rows.RowCount(); ++row) {
             RunPart& part = PartOf(parts, table.name, ToInt(rows.Field(row, 0)));
             part.added += ToLong(rows.Field(row, 1));

@@ -46,6 +46,7 @@ struct RunPart {
 
 [[nodiscard]] std::optional<RunRecord> FindRun(long id);
 [[nodiscard]] std::optional<RunRecord> NewestRun();
+[[nodiscard]] std::optional<RunRecord> NewestEndedRun();
 
 // In the order of time. Parts of a run that was killed are not on record; what it changed stands in
 // parts of its own, without the rest.

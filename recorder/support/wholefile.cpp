@@ -118,8 +118,12 @@ void WriteThen(int folder, const std::string& name, std::span<const uint8_t> byt
 
 } // namespace
 
-void WriteWholeFile(int folder, const std::string& name, std::span<const uint8_t> bytes) {
-    WriteThen(folder, name, bytes, [&](int /*file*/, const std::string& temporary) {
+void WriteWholeFile(int folder, const std::string& name, std::span<const uint8_t> bytes,
+                    std::optional<mode_t> mode) {
+    WriteThen(folder, name, bytes, [&](int file, const std::string& temporary) {
+        if (mode && Uninterrupted([&] { return fchmod(file, *mode); }) != 0) {
+            throw SystemError("set the mode");
+        }
         if (Uninterrupted(
                 [&] { return renameat(folder, temporary.c_str(), folder, name.c_str()); }) != 0) {
             throw SystemError("rename to " + name);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 
@@ -11,10 +12,12 @@
 namespace recorder {
 
 // Writes `bytes` as the file `name` in the open folder: under a temporary name, flushed to the
-// disk, then renamed over what may be there. A link of that name is replaced, not followed.
+// disk, then renamed over what may be there. A link of that name is replaced, not followed. `mode`
+// is set whatever the umask; without one it is 0640 at most.
 //
 // Throws Error; the folder is then as it was.
-void WriteWholeFile(int folder, const std::string& name, std::span<const uint8_t> bytes);
+void WriteWholeFile(int folder, const std::string& name, std::span<const uint8_t> bytes,
+                    std::optional<mode_t> mode = std::nullopt);
 
 // The same for a file that must not be there yet, with exactly this mode, whatever the umask. Its
 // name is on the disk too when this returns.

@@ -43,9 +43,7 @@ int Register() {
     UpdateTask("registered = 1, progress = '0', pid = " + std::to_string(getpid()));
     CloseDatabases(); // the caller may fork
     HoldRunLock(std::move(*lock));
-    LiveRun live; // no longer what the run before told
-    live.pid = getpid();
-    PublishLiveRun(live);
+    PublishBeginning(); // no longer what the run before told
     return 0;
 }
 
@@ -74,6 +72,7 @@ void RegTaskDone() {
 }
 
 void SetTaskPid(int pid) {
+    recorder::PublishBeginning();
     recorder::AtEdge([&] { recorder::UpdateTask("pid = " + std::to_string(pid)); });
 }
 

@@ -120,6 +120,21 @@ TEST_F(DatabaseSchema, IsBroughtFromTheFirstVersionToThisOne) {
                 ElementsAre(world::Row{"a", "0"}));
 }
 
+TEST_F(DatabaseSchema, KeepsTheCountsOfRunsWhenTheyComeToHaveCameras) {
+    world::Write(KRDB::DB_SNAPSHOT,
+                 "DROP TABLE run_count;"
+                 "CREATE TABLE run_count (run INTEGER NOT NULL, kind TEXT NOT NULL, added INTEGER "
+                 "NOT NULL, removed INTEGER NOT NULL, PRIMARY KEY (run, kind));"
+                 "INSERT INTO run_count VALUES (7, 'snapshot', 2, 1);"
+                 "PRAGMA user_version = 2;");
+
+    recorder::InitDatabases();
+
+    EXPECT_THAT(world::Read(KRDB::DB_SNAPSHOT,
+                            "SELECT run, kind, camera_id, added, removed FROM run_count;"),
+                ElementsAre(world::Row{"7", "snapshot", "0", "2", "1"}));
+}
+
 TEST_F(DatabaseSchema, RefusesAnotherVersion) {
     world::Write(KRDB::DB_SYSTEM, "PRAGMA user_version = 4;");
 

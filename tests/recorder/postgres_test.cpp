@@ -330,7 +330,7 @@ TEST_F(PostgresSchema, IsLeftAsItIsWhereItIsThere) {
 }
 
 TEST_F(PostgresSchema, OfAnotherVersionIsRefused) {
-    world::Write(KRDB::DB_SYSTEM, "UPDATE schema_version SET version = 3;");
+    world::Write(KRDB::DB_SYSTEM, "UPDATE schema_version SET version = 4;");
 
     EXPECT_THAT(FailureOf([] { recorder::Execute(KRDB::DB_SYSTEM, "SELECT 1;"); }),
                 HasSubstr("PostgreSQL schema kestora has schema version 4; expected 3"));

@@ -1,0 +1,261 @@
+"""krctl run: starts krindexer, shows how it gets on, tells how it ended."""
+
+import os
+import re
+import signal
+import subprocess
+
+from support import process
+from support.case import KrctlTest
+from support.terminal import Terminal
+
+ANOTHER_CAMERA = 2
+
+
+class RunTest(KrctlTest):
+    def setUp(self):
+        super().setUp()
+        self.recorder.volume()
+        self.storage = self.recorder.camera(1, "Front")
+
+    def terminal(self, *arguments, columns=80, **environment):
+        terminal = Terminal(self.recorder.command("krctl", *arguments), columns, environment)
+        self.addCleanup(terminal.end)
+        return terminal
+
+    def hold_up(self):
+        """Lets a run wait for the lock of the recordings' database; gives it free when called."""
+        holder = subprocess.Popen(
+            ["sqlite3", self.recorder.path("var/db/recording.db")], stdin=subprocess.PIPE,
+            stdout=subprocess.PIPE)
+        self.addCleanup(process.end, holder)
+        self.addCleanup(holder.stdin.close)
+        holder.stdin.write(b"BEGIN IMMEDIATE;\nSELECT 'held';\n")
+        holder.stdin.flush()
+        self.assertEqual(holder.stdout.readline(), b"held\n")
+
+        def release():
+            holder.stdin.write(b"ROLLBACK;\n.quit\n")
+            holder.stdin.flush()
+            holder.wait(process.DEADLINE_S)
+
+        return release
+
+    def rows(self, sql, database="recording"):
+        return subprocess.run(["sqlite3", self.recorder.path(f"var/db/{database}.db"), sql],
+                              capture_output=True, check=True, text=True).stdout.split()
+
+    def lose_volume(self):
+        os.remove(self.recorder.path("volume1/.kestora-volume"))
+
+
+class Outcome(RunTest):
+    def test_in_line_is_status_0_and_a_table(self):
+        self.recorder.recording(self.storage)
+        outcome = self.krctl("run")
+        self.assertRegex(outcome.out, r"recordings +1 Front +1 +0 +1 +0 +0")
+        self.assertIn("run 1: in line", outcome.out)
+        self.assertEqual(self.rows("SELECT count(*) FROM event;"), ["1"])
+
+    def test_everything_is_done_where_no_job_is_named(self):
+        outcome = self.krctl("run")
+        for kind in ("recordings", "alert recordings", "snapshots", "e-maps"):
+            self.assertRegex(outcome.out, f"(?m)^{kind} ")
+
+    def test_only_the_jobs_that_are_named_are_done(self):
+        outcome = self.krctl("run", "-s")
+        self.assertNotIn("recordings", outcome.out)
+        self.assertNotIn("e-maps", outcome.out)
+        self.assertRegex(outcome.out, "(?m)^snapshots ")
+
+    def test_a_failure_is_status_1_and_counted_once(self):
+        self.recorder.recording(self.storage, medium="cut.mp4")
+        outcome = self.krctl("run", "-r", "1", status=1)
+        self.assertIn("run 1: 1 failure; the log says which", outcome.out)
+
+    def test_a_missing_volume_is_refused_and_stands_out(self):
+        self.recorder.recording(self.storage)
+        self.lose_volume()
+        outcome = self.krctl("run", status=1)
+        self.assertRegex(outcome.out, "(?m)^REFUSED: camera 1 Front: the volume .* is not mounted")
+        self.assertNotIn("in line", outcome.out)
+        self.assertEqual(outcome.out.count("REFUSED"), 1)
+
+    def test_a_proof_that_failed_is_refused_and_the_rows_stay(self):
+        name = self.recorder.recording(self.storage)
+        self.krctl("run")
+        folder = os.path.dirname(self.recorder.path(name))
+        os.rename(folder, folder + ".elsewhere")
+        os.symlink(folder + ".nowhere", folder)
+        outcome = self.krctl("run", status=1)
+        self.assertRegex(outcome.out, "(?m)^REFUSED: camera 1 Front: no row is removed: the link")
+        self.assertEqual(self.rows("SELECT count(*) FROM event;"), ["1"])
+
+    def test_lost_cameras_are_no_success(self):
+        self.recorder.recording(self.storage)
+        self.krctl("run")
+        subprocess.run(["sqlite3", self.recorder.path("var/db/system.db"), "DELETE FROM camera;"],
+                       check=True)
+        outcome = self.krctl("run", status=1)
+        self.assertRegex(outcome.out, "(?m)^REFUSED: camera gone: the camera table is empty")
+
+    def test_another_run_is_status_75(self):
+        release = self.hold_up()
+        first = self.started("krindexer", "-r", "1")
+        process.until(lambda: self.recorder.krctl("status", "--json").json()["running"],
+                      "no run began")
+        outcome = self.krctl("run", status=75)
+        self.assertIn("krctl: another run is going on", outcome.err)
+        release()
+        self.assertEqual(first.wait(process.DEADLINE_S), 0)
+
+    def test_invalid_settings_are_status_78(self):
+        self.recorder.settings("[database]\nlock_timeout = 3\n")
+        outcome = self.krctl("run", status=78)
+        self.assertIn("kestora.toml", outcome.err)
+
+    def test_missing_databases_are_told(self):
+        os.remove(self.recorder.path("var/db/system.db"))
+        outcome = self.krctl("run", status=1)
+        self.assertIn("system.db", outcome.err)
+
+    def test_a_killed_run_is_no_success(self):
+        release = self.hold_up()
+        running = self.started("krctl", "run", "-r", "1", stdout=subprocess.PIPE,
+                               stderr=subprocess.PIPE)
+        live = process.until(lambda: self.recorder.krctl("status", "--json").json()["running"],
+                             "no run began")
+        os.kill(live["pid"], signal.SIGKILL)
+        out, err = running.communicate(timeout=process.DEADLINE_S)
+        release()
+        self.assertEqual(running.returncode, 1)
+        self.assertIn(b"krindexer was killed", err)
+        self.assertNotIn(b"in line", out)
+
+
+class Arguments(RunTest):
+    def test_an_unknown_camera_is_named(self):
+        outcome = self.krctl("run", "-r", "7", status=1)
+        self.assertEqual(outcome.err, 'krctl: there is no camera with the id 7; "krctl camera list"'
+                                      " lists them\n")
+
+    def test_what_is_no_camera_is_named(self):
+        for text in ("x", "0", "-2", "1x"):
+            outcome = self.krctl("run", "-r", text, status=64)
+            self.assertIn(f"{text}: expected the number of a camera, or -1 for all", outcome.err)
+
+    def test_two_cameras_are_refused(self):
+        self.recorder.camera(ANOTHER_CAMERA)
+        outcome = self.krctl("run", "-r", "1", "-a", "2", status=1)
+        self.assertIn("-r 1 -a 2: expected the same camera for both", outcome.err)
+
+    def test_an_unknown_option_is_wrong_usage(self):
+        outcome = self.krctl("run", "--fast", status=64)
+        self.assertIn("--fast", outcome.err)
+
+
+class Json(RunTest):
+    def test_is_what_its_schema_says_and_all_that_is_printed(self):
+        self.recorder.recording(self.storage)
+        document = self.krctl("run", "--json").json()
+        self.assert_matches_schema(document, "run")
+        self.assertEqual(document["outcome"], "in line")
+        self.assertEqual(document["total"]["added"], 1)
+        part = next(part for part in document["parts"] if part["camera"] == 1)
+        self.assertEqual((part["kind"], part["camera_name"], part["files"], part["added"]),
+                         ("event", "Front", 1, 1))
+
+    def test_tells_refusals(self):
+        self.lose_volume()
+        document = self.krctl("run", "--json", status=1).json()
+        self.assert_matches_schema(document, "run")
+        self.assertEqual((document["outcome"], document["total"]["refusals"]), ("failures", 2))
+        self.assertIn("is not mounted", document["parts"][2]["refusal"])
+
+
+class Progress(RunTest):
+    def test_without_a_terminal_is_a_line_for_each_part(self):
+        self.recorder.recording(self.storage)
+        release = self.hold_up()
+        running = self.started("krctl", "run", "-r", "1", stdout=subprocess.PIPE)
+        first = running.stdout.readline().decode()
+        release()
+        rest = running.stdout.read().decode()
+        self.assertRegex(first, r"^recordings of camera 1 Front  \d files?  \+0 -0  ")
+        self.assertNotIn("\x1b", first + rest)
+        self.assertNotIn("\r", first + rest)
+
+    def shown_while_held_up(self, columns, **environment):
+        self.recorder.recording(self.storage)
+        release = self.hold_up()
+        terminal = self.terminal("run", "-r", "1", columns=columns, **environment)
+        terminal.read_until(b"1 file")
+        release()
+        self.assertEqual(terminal.finish(), 0)
+        return terminal
+
+    def test_on_a_terminal_is_one_line_that_changes_and_goes(self):
+        terminal = self.shown_while_held_up(80)
+        self.assertIn(b"\r\x1b[Krecordings of camera 1 Front  1 file  +0 -0", terminal.shown)
+        progress, table = terminal.shown.split(b"\x1b[Kkind", 1)
+        self.assertNotIn(b"\n", progress)
+        self.assertIn(b"in line", table)
+
+    def test_fits_a_narrow_terminal(self):
+        terminal = self.shown_while_held_up(40)
+        for line in terminal.lines():
+            if "file" in line and "%" in line:
+                self.assertLess(len(line), 40, line)
+                self.assertRegex(line, "1 file")
+
+    def test_is_coloured_on_a_terminal(self):
+        terminal = self.terminal("run", "-e")
+        self.assertEqual(terminal.finish(), 0)
+        self.assertIn(b"\x1b[32min line\x1b[0m", terminal.shown)
+
+    def test_is_not_coloured_where_the_user_wants_no_colour(self):
+        terminal = self.terminal("run", "-e", NO_COLOR="1")
+        self.assertEqual(terminal.finish(), 0)
+        self.assertIn(b"run 1: in line", terminal.shown)
+        self.assertNotRegex(terminal.shown, rb"\x1b\[[0-9;]*m")
+
+
+class Stopping(RunTest):
+    def assert_was_stopped(self, status, shown):
+        self.assertEqual(status, 130)
+        self.assertIn(b"krctl: stopped; what was written stays", shown)
+        self.assertIsNone(self.krctl("status", "--json").json()["running"])
+        self.assertEqual(self.rows("PRAGMA integrity_check;"), ["ok"])
+
+    def test_ctrl_c_stops_the_run_and_the_next_one_completes_it(self):
+        self.recorder.recording(self.storage)
+        release = self.hold_up()
+        terminal = self.terminal("run", "-r", "1")
+        terminal.read_until(b"1 file")
+        terminal.type(b"\x03")
+        status = terminal.finish()
+        release()
+        self.assert_was_stopped(status, terminal.shown)
+        self.assertEqual(self.rows("SELECT count(*) FROM event;"), ["0"])
+        self.krctl("run")
+        self.assertEqual(self.rows("SELECT count(*) FROM event;"), ["1"])
+
+    def test_a_signal_to_krctl_alone_stops_the_run(self):
+        self.recorder.recording(self.storage)
+        release = self.hold_up()
+        running = self.started("krctl", "run", "-r", "1", stdout=subprocess.PIPE,
+                               stderr=subprocess.PIPE)
+        running.stdout.readline()
+        pid = process.until(lambda: self.parent_of_run(), "no run began")
+        os.kill(pid, signal.SIGTERM)
+        _, err = running.communicate(timeout=process.DEADLINE_S)
+        release()
+        self.assert_was_stopped(running.returncode, err)
+
+    def parent_of_run(self):
+        """The process of krctl: what runs it in the sandbox is another."""
+        live = self.recorder.krctl("status", "--json").json()["running"]
+        if not live:
+            return None
+        with open(f"/proc/{live['pid']}/status", encoding="utf-8") as file:
+            return int(re.search(r"PPid:\s+(\d+)", file.read())[1])

@@ -1,0 +1,120 @@
+"""krctl status and krctl runs."""
+
+import os
+import subprocess
+
+from support import process
+from support.terminal import Terminal
+from run_test import RunTest
+
+
+class Status(RunTest):
+    def running(self):
+        return self.krctl("status", "--json").json()["running"]
+
+    def test_of_a_recorder_without_runs(self):
+        self.assertEqual(self.krctl("status").out,
+                         "No run is going on, and none is on record.\n")
+        document = self.krctl("status", "--json").json()
+        self.assert_matches_schema(document, "status")
+        self.assertEqual(document, {"running": None, "last": None})
+
+    def test_tells_how_the_newest_run_ended(self):
+        self.lose_volume()
+        self.krctl("run", status=1)
+        outcome = self.krctl("status")
+        self.assertIn("No run is going on. The newest one, ", outcome.out)
+        self.assertIn("run 1: 2 refusals", outcome.out)
+        document = self.krctl("status", "--json").json()
+        self.assert_matches_schema(document, "status")
+        self.assertEqual(document["last"]["total"]["refusals"], 2)
+
+    def test_tells_of_a_run_in_the_background(self):
+        self.recorder.recording(self.storage)
+        release = self.hold_up()
+        self.assertEqual(self.recorder.run("krindexer", "-n", "-r", "1").status, 0)
+        live = process.until(lambda: (found := self.running()) and found["files"] and found,
+                             "no run began")
+        self.assert_matches_schema({"running": live, "last": None}, "status")
+        self.assertEqual((live["kind"], live["camera"], live["files"]), ("event", 1, 1))
+        outcome = self.krctl("status")
+        release()
+        self.assertRegex(outcome.out, rf"A run is going on, process {live['pid']}, since ")
+        self.assertIn("recordings of camera 1 Front  1 file  +0 -0", outcome.out)
+        process.until(lambda: not self.running(), "the run never ended")
+
+    def test_takes_a_run_that_was_killed_for_what_it_is(self):
+        release = self.hold_up()
+        running = self.started("krindexer", "-r", "1")
+        live = process.until(self.running, "no run began")
+        os.kill(live["pid"], 9)
+        running.wait(process.DEADLINE_S)
+        release()
+        self.assertIn("run 1: not ended", self.krctl("status").out)
+
+    def test_watch_follows_the_run_to_its_end(self):
+        self.recorder.recording(self.storage)
+        release = self.hold_up()
+        self.assertEqual(self.recorder.run("krindexer", "-n", "-r", "1").status, 0)
+        process.until(lambda: (found := self.running()) and found["files"], "no run began")
+        terminal = Terminal(self.recorder.command("krctl", "status", "--watch"), 80)
+        self.addCleanup(terminal.end)
+        terminal.read_until(b"recordings of camera 1 Front")
+        release()
+        self.assertEqual(terminal.finish(), 0)
+        self.assertIn(b"run 1: ", terminal.shown)
+        self.assertIn(b"in line", terminal.shown)
+
+    def test_refuses_to_watch_as_json(self):
+        outcome = self.krctl("status", "--watch", "--json", status=64)
+        self.assertIn("--watch", outcome.err)
+
+    def test_takes_no_lock_and_changes_no_file(self):
+        self.krctl("run")
+        before = self.lock_state()
+        self.krctl("status")
+        self.assertEqual(self.lock_state(), before)
+
+    def lock_state(self):
+        path = self.recorder.path("var/db/reindex.lock")
+        with open(path, "rb") as file:
+            return file.read(), os.stat(path).st_mtime_ns
+
+
+class Runs(RunTest):
+    def test_lists_them_newest_first(self):
+        self.recorder.recording(self.storage)
+        self.krctl("run")
+        self.krctl("run")
+        lines = self.krctl("runs").out.splitlines()
+        self.assertEqual(lines[0].split(), ["run", "start", "end", "outcome", "kind", "added",
+                                            "removed", "undoable"])
+        self.assertRegex(lines[1], r"^ +2 .* in line +- +0 +0 +0$")
+        self.assertRegex(lines[2], r"^ +1 .* in line +event +1 +0 +0$")
+
+    def test_as_json_are_what_their_schema_says(self):
+        name = self.recorder.recording(self.storage)
+        self.krctl("run")
+        os.remove(self.recorder.path(name))
+        self.krctl("run")
+        document = self.krctl("runs", "--json").json()
+        self.assert_matches_schema(document, "runs")
+        self.assertEqual(document["runs"][0]["changes"],
+                         [{"kind": "event", "added": 0, "removed": 1, "undoable": 1}])
+
+    def test_changes_of_two_cameras_are_added_up(self):
+        self.recorder.recording(self.storage)
+        self.recorder.recording(self.recorder.camera(2))
+        self.krctl("run")
+        self.assertRegex(self.krctl("runs").out, r"event +2 +0 +0")
+        self.assertEqual(self.rows("SELECT camera_id FROM run_count ORDER BY 1;"), ["1", "2"])
+
+    def test_forgets_the_parts_of_runs_as_old_as_the_ledger(self):
+        self.krctl("run")
+        subprocess.run(["sqlite3", self.recorder.path("var/db/system.db"),
+                        "UPDATE run SET start_tm = start_tm - 91 * 86400;"], check=True)
+        self.krctl("run", "-e")
+        self.assertEqual(self.rows("SELECT DISTINCT run FROM run_part;", "system"), ["2"])
+
+
+del RunTest  # its own tests are run with its module

@@ -1,0 +1,47 @@
+#include "tools/outputfile.h"
+
+#include "platform/utility.h"
+#include "recorder/support/error.h"
+#include "recorder/support/uninterrupted.h"
+#include "recorder/support/uniquefd.h"
+#include "recorder/support/wholefile.h"
+#include "recorder/utility/presence.h"
+
+#include <cstdint>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+using recorder::Error;
+
+namespace {
+
+std::string FolderOf(const std::string& path) {
+    const std::string folder = GetDirPath(path);
+    return folder.empty() ? "." : folder;
+}
+
+recorder::UniqueFd OpenFolder(const std::string& path) {
+    recorder::UniqueFd folder(recorder::Uninterrupted(
+        [&] { return open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
+    if (!folder.IsOpen()) {
+        throw recorder::SystemError("open the folder " + path);
+    }
+    return folder;
+}
+
+} // namespace
+
+void WriteOutputFile(const std::string& path, const std::string& text, mode_t mode) {
+    try {
+        if (path.empty() || path.ends_with('/') ||
+            recorder::FolderPresence(path) == recorder::Presence::Yes) {
+            throw Error("expected the name of a file");
+        }
+        recorder::WriteWholeFile(OpenFolder(FolderOf(path)).Get(), GetBaseName(path),
+                                 {reinterpret_cast<const uint8_t*>(text.data()), text.size()},
+                                 mode);
+    } catch (const std::exception& error) {
+        throw Error("can't write " + path + ": " + error.what());
+    }
+}
