@@ -12,6 +12,11 @@ class Status(RunTest):
     def running(self):
         return self.krctl("status", "--json").json()["running"]
 
+    def run_in_background(self):
+        """Its output isn't waited for: the run holds it open."""
+        parent = self.started("krindexer", "-n", "-r", "1")
+        self.assertEqual(parent.wait(process.DEADLINE_S), 0)
+
     def test_of_a_recorder_without_runs(self):
         self.assertEqual(self.krctl("status").out,
                          "No run is going on, and none is on record.\n")
@@ -32,7 +37,7 @@ class Status(RunTest):
     def test_tells_of_a_run_in_the_background(self):
         self.recorder.recording(self.storage)
         release = self.hold_up()
-        self.assertEqual(self.recorder.run("krindexer", "-n", "-r", "1").status, 0)
+        self.run_in_background()
         live = process.until(lambda: (found := self.running()) and found["files"] and found,
                              "no run began")
         self.assert_matches_schema({"running": live, "last": None}, "status")
@@ -55,7 +60,7 @@ class Status(RunTest):
     def test_watch_follows_the_run_to_its_end(self):
         self.recorder.recording(self.storage)
         release = self.hold_up()
-        self.assertEqual(self.recorder.run("krindexer", "-n", "-r", "1").status, 0)
+        self.run_in_background()
         process.until(lambda: (found := self.running()) and found["files"], "no run began")
         terminal = Terminal(self.recorder.command("krctl", "status", "--watch"), 80)
         self.addCleanup(terminal.end)
