@@ -1,6 +1,7 @@
 #include "recorder/utility/presence.h"
 
 #include "platform/utility.h"
+#include "recorder/support/error.h"
 #include "recorder/support/uninterrupted.h"
 
 #include <cerrno>
@@ -27,6 +28,19 @@ Presence FolderPresence(const std::string& path) {
 
 Presence FilePresence(const std::string& path) {
     return PresenceOf(path, S_IFREG);
+}
+
+void DemandFolder(const std::string& path) {
+    if (!path.starts_with('/')) {
+        throw Error(path + ": expected an absolute path");
+    }
+    const Presence presence = FolderPresence(path);
+    if (presence == Presence::Unknown) {
+        throw SystemError("look at the folder " + path);
+    }
+    if (presence == Presence::No) {
+        throw Error(path + ": expected a folder that exists");
+    }
 }
 
 } // namespace recorder

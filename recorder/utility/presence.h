@@ -13,4 +13,8 @@ enum class Presence { Yes, No, Unknown };
 [[nodiscard]] Presence FolderPresence(const std::string& path);
 [[nodiscard]] Presence FilePresence(const std::string& path);
 
+// Throws Error unless `path` is the absolute path of a folder. An operator's path must not depend
+// on where a command was typed.
+void DemandFolder(const std::string& path);
+
 } // namespace recorder

@@ -1,0 +1,177 @@
+#include "recorder/camera/cameraidentity.h"
+
+#include "recorder/support/error.h"
+#include "recorder/support/textfile.h"
+#include "recorder/support/uninterrupted.h"
+#include "recorder/support/uniquefd.h"
+#include "recorder/support/uuid.h"
+#include "recorder/support/wholefile.h"
+#include "recorder/utility/format.h"
+
+#include <algorithm>
+#include <cctype>
+#include <charconv>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace recorder {
+
+namespace {
+
+// The name of a camera shows where people are recorded: not for everybody, as the recordings.
+constexpr mode_t kIdentityMode = 0640;
+constexpr std::size_t kMaxNameBytes = 1000;
+constexpr std::size_t kMaxIdentityBytes = 8192; // with every byte of the name escaped, and to spare
+
+constexpr std::size_t kCodeDigits = 4; // of an escaped control character
+
+bool IsControl(char c) {
+    return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
+}
+
+std::string Escaped(const std::string& name) {
+    std::string escaped;
+    for (const char c : name) {
+        if (c == '"' || c == '\\') {
+            escaped += '\\';
+        }
+        escaped += IsControl(c) ? Format("\\u%04x", static_cast<unsigned>(c)) : std::string(1, c);
+    }
+    return escaped;
+}
+
+// What follows `beginning`, up to `end`; both are taken off `text`, too.
+std::optional<std::string_view> TakeValue(std::string_view& text, std::string_view beginning,
+                                          std::string_view end) {
+    const std::size_t length = text.find(end, beginning.size());
+    if (!text.starts_with(beginning) || length == std::string_view::npos) {
+        return std::nullopt;
+    }
+    const std::string_view value = text.substr(beginning.size(), length - beginning.size());
+    text.remove_prefix(length + end.size());
+    return value;
+}
+
+template <typename Number> bool ReadNumber(std::string_view text, Number& number, int base) {
+    const auto [rest, error] = std::from_chars(text.begin(), text.end(), number, base);
+    return error == std::errc() && rest == text.end();
+}
+
+std::optional<std::string> Unescaped(std::string_view escaped) {
+    std::string name;
+    for (; !escaped.empty(); escaped.remove_prefix(1)) {
+        if (escaped.front() != '\\') {
+            name += escaped.front();
+            continue;
+        }
+        escaped.remove_prefix(1);
+        uint8_t control = 0;
+        if (escaped.starts_with('u') && escaped.size() > kCodeDigits &&
+            ReadNumber(escaped.substr(1, kCodeDigits), control, 16)) {
+            name += static_cast<char>(control);
+            escaped.remove_prefix(kCodeDigits);
+        } else if (escaped.starts_with('"') || escaped.starts_with('\\')) {
+            name += escaped.front();
+        } else {
+            return std::nullopt;
+        }
+    }
+    return name;
+}
+
+bool IsNameOfCamera(const std::string& name) {
+    return name.size() <= kMaxNameBytes && name.find('\0') == std::string::npos;
+}
+
+// As NewUuid writes it. What is written in two ways would be two cameras.
+bool IsPlainUuid(std::string_view text) {
+    return IsUuid(text) && std::none_of(text.begin(), text.end(),
+                                        [](unsigned char c) { return std::isupper(c) != 0; });
+}
+
+// Reads more than is allowed: what it is made of decides, see ParseCameraIdentity.
+std::optional<CameraIdentity> LooselyParsed(std::string_view text) {
+    const std::optional<std::string_view> id = TakeValue(text, "id = ", "\n");
+    const std::optional<std::string_view> name = TakeValue(text, "name = \"", "\"\n");
+    const std::optional<std::string_view> uuid = TakeValue(text, "uuid = \"", "\"\n");
+    CameraIdentity identity;
+    if (!id || !name || !uuid || !ReadNumber(*id, identity.id, 10)) {
+        return std::nullopt;
+    }
+    const std::optional<std::string> unescaped = Unescaped(*name);
+    if (!unescaped) {
+        return std::nullopt;
+    }
+    identity.name = *unescaped;
+    identity.uuid = *uuid;
+    return identity;
+}
+
+// What root writes on the recorder's behalf is for the recorder's user to read. Where a file system
+// knows no owners it stays as it is.
+void LeaveToOwnerOf(int folder) {
+    struct stat64 st = {};
+    if (geteuid() != 0 || fstat64(folder, &st) != 0 ||
+        fchownat(folder, kCameraIdentityFileName, st.st_uid, st.st_gid, AT_SYMLINK_NOFOLLOW) != 0) {
+        return;
+    }
+}
+
+} // namespace
+
+std::string CameraIdentityText(const CameraIdentity& identity) {
+    return "id = " + std::to_string(identity.id) + "\nname = \"" + Escaped(identity.name) +
+           "\"\nuuid = \"" + identity.uuid + "\"\n";
+}
+
+CameraIdentity ParseCameraIdentity(std::string_view text, const std::string& fileName) {
+    const std::optional<CameraIdentity> identity = LooselyParsed(text);
+    if (!identity || identity->id < 1 || !IsNameOfCamera(identity->name) ||
+        !IsPlainUuid(identity->uuid) || CameraIdentityText(*identity) != text) {
+        throw Error("the file " + fileName +
+                    " holds no camera's identity; expected the lines id, name and uuid as \"krctl "
+                    "camera add\" writes them");
+    }
+    return *identity;
+}
+
+std::optional<CameraIdentity> CameraIdentityIn(const std::string& folder) {
+    const std::string path = folder + "/" + kCameraIdentityFileName;
+    // A link in its place could vouch for a folder from another.
+    const UniqueFd file = OpenTextFileIfThere(path, Links::Refuse);
+    if (!file.IsOpen()) {
+        return std::nullopt;
+    }
+    return ParseCameraIdentity(ReadText(file, path, kMaxIdentityBytes), path);
+}
+
+void WriteCameraIdentity(const std::string& folder, const CameraIdentity& identity) {
+    const std::string text = CameraIdentityText(identity);
+    try {
+        (void)ParseCameraIdentity(text, kCameraIdentityFileName);
+    } catch (const Error&) {
+        throw Error(Format("can't give %s an identity: expected a camera's name of at most %zu "
+                           "bytes",
+                           folder.c_str(), kMaxNameBytes));
+    }
+    const UniqueFd open(
+        Uninterrupted([&] { return ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
+    if (!open.IsOpen()) {
+        throw SystemError("open the folder " + folder);
+    }
+    try {
+        WriteNewFile(open.Get(), kCameraIdentityFileName,
+                     {reinterpret_cast<const uint8_t*>(text.data()), text.size()}, kIdentityMode);
+    } catch (const Error& error) {
+        throw Error("can't give " + folder + " an identity: " + error.what());
+    }
+    LeaveToOwnerOf(open.Get());
+}
+
+std::string NameOf(const CameraIdentity& identity) {
+    return "camera " + std::to_string(identity.id) + " \"" + identity.name + "\"";
+}
+
+} // namespace recorder
