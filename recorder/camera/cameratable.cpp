@@ -10,10 +10,19 @@ namespace recorder {
 
 namespace {
 
-constexpr const char* kSelect = "SELECT id, name, ds_id, storage_path, volume_id FROM camera ";
+constexpr const char* kSelect =
+    "SELECT id, name, ds_id, storage_path, volume_id, uuid FROM camera ";
 
 int ToInt(const char* text) {
     return static_cast<int>(std::strtol(text, nullptr, 10));
+}
+
+std::optional<std::string> ToText(const char* field) {
+    return field == nullptr ? std::nullopt : std::optional<std::string>(field);
+}
+
+std::string QuoteOrNull(const std::optional<std::string>& text) {
+    return text ? Quote(*text) : "NULL";
 }
 
 std::vector<CameraRow> Select(const std::string& condition) {
@@ -22,12 +31,9 @@ std::vector<CameraRow> Select(const std::string& condition) {
     std::vector<CameraRow> cameras;
     cameras.reserve(static_cast<std::size_t>(rows.RowCount()));
     for (int row = 0; row < rows.RowCount(); ++row) {
-        CameraRow camera{ToInt(rows.Field(row, 0)), rows.Field(row, 1), ToInt(rows.Field(row, 2)),
-                         rows.Field(row, 3), std::nullopt};
-        if (const char* const volumeId = rows.Field(row, 4)) {
-            camera.volumeId = volumeId;
-        }
-        cameras.push_back(std::move(camera));
+        cameras.push_back({ToInt(rows.Field(row, 0)), rows.Field(row, 1), ToInt(rows.Field(row, 2)),
+                           rows.Field(row, 3), ToText(rows.Field(row, 4)),
+                           ToText(rows.Field(row, 5))});
     }
     return cameras;
 }
@@ -39,6 +45,14 @@ std::optional<CameraRow> FindCamera(int id) {
     return found.empty() ? std::nullopt : std::optional(found.front());
 }
 
+CameraRow DemandCamera(int id) {
+    std::optional<CameraRow> camera = FindCamera(id);
+    if (!camera) {
+        throw Error("there is no camera with the id " + std::to_string(id));
+    }
+    return std::move(*camera);
+}
+
 std::vector<CameraRow> ListCameras() {
     return Select("ORDER BY id");
 }
@@ -48,18 +62,22 @@ void AddCamera(const CameraRow& camera) {
         throw Error("there is a camera with the id " + std::to_string(camera.id) + " already");
     }
     Execute(KRDB::DB_SYSTEM,
-            "INSERT INTO camera (id, name, ds_id, storage_path, volume_id) VALUES (" +
+            "INSERT INTO camera (id, name, ds_id, storage_path, volume_id, uuid) VALUES (" +
                 std::to_string(camera.id) + ", " + Quote(camera.name) + ", " +
                 std::to_string(camera.dsId) + ", " + Quote(camera.storagePath) + ", " +
-                (camera.volumeId ? Quote(*camera.volumeId) : "NULL") + ");");
+                QuoteOrNull(camera.volumeId) + ", " + QuoteOrNull(camera.uuid) + ");");
 }
 
-void BindCamera(int id, const std::string& volumeId) {
-    if (!FindCamera(id)) {
-        throw Error("there is no camera with the id " + std::to_string(id));
-    }
-    Execute(KRDB::DB_SYSTEM, "UPDATE camera SET volume_id = " + Quote(volumeId) +
-                                 " WHERE id = " + std::to_string(id) + ";");
+void UpdateCamera(const CameraRow& camera) {
+    Execute(KRDB::DB_SYSTEM, "UPDATE camera SET name = " + Quote(camera.name) +
+                                 ", storage_path = " + Quote(camera.storagePath) +
+                                 ", volume_id = " + QuoteOrNull(camera.volumeId) +
+                                 ", uuid = " + QuoteOrNull(camera.uuid) +
+                                 " WHERE id = " + std::to_string(camera.id) + ";");
+}
+
+void RemoveCamera(int id) {
+    Execute(KRDB::DB_SYSTEM, "DELETE FROM camera WHERE id = " + std::to_string(id) + ";");
 }
 
 } // namespace recorder

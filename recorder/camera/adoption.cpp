@@ -1,0 +1,147 @@
+#include "recorder/camera/adoption.h"
+
+#include "recorder/camera/cameralock.h"
+#include "recorder/camera/cameratable.h"
+#include "recorder/camera/storagefolder.h"
+#include "recorder/support/error.h"
+#include "recorder/taskstatus/runlock.h"
+
+#include <algorithm>
+
+namespace recorder {
+
+namespace {
+
+RunLock TakeRunLock() {
+    std::optional<RunLock> lock = RunLock::TryTake();
+    if (!lock) {
+        throw Error("a run is in progress: no camera is adopted before it has ended");
+    }
+    return std::move(*lock);
+}
+
+std::optional<CameraRow> RowWithUuid(const std::string& uuid) {
+    for (const CameraRow& camera : ListCameras()) {
+        if (camera.uuid == uuid) {
+            return camera;
+        }
+    }
+    return std::nullopt;
+}
+
+// What two folders can't both be.
+void DemandNoRival(const FoundCamera& camera, const FoundCamera& other) {
+    if (camera.identity.uuid == other.identity.uuid) {
+        throw Error("its identity is in " + other.folder +
+                    " as well, so one of them is a copy: adopt the right folder itself");
+    }
+    const std::string overlap = Overlap(camera.folder, other.folder);
+    if (!overlap.empty()) {
+        throw Error("its folder is " + overlap + " " + other.folder + ", which belongs to " +
+                    NameOf(other.identity));
+    }
+    if (camera.identity.id == other.identity.id && !FindCamera(camera.identity.id)) {
+        throw Error("another camera with this id is in " + other.folder +
+                    ": adopt the right folder itself");
+    }
+}
+
+// Of a camera whose identity is in another folder than its row says.
+void DemandThatItMoved(const CameraRow& row) {
+    const std::optional<CameraIdentity> before = CameraIdentityIn(row.storagePath);
+    if (before && before->uuid == *row.uuid) {
+        throw Error("it is a copy: the identity is still in " + row.storagePath);
+    }
+}
+
+void DemandIdOf(const CameraRow& row, const FoundCamera& camera) {
+    if (row.id != camera.identity.id) {
+        throw Error("the recorder knows this identity as camera " + std::to_string(row.id) +
+                    " in " + row.storagePath);
+    }
+}
+
+void DemandUnidentified(const CameraRow& row, const FoundCamera& camera) {
+    const std::string name = NameOf({row.id, row.name, ""}) + " in " + row.storagePath;
+    if (row.uuid) {
+        throw Error("its id is taken by another camera, " + name);
+    }
+    if (row.dsId != 0 || !IsSameFolder(row.storagePath, camera.folder)) {
+        throw Error("its id is taken by " + name + ", which has no identity");
+    }
+}
+
+Adoption Done(const FoundCamera& camera, AdoptionOutcome outcome,
+              const std::optional<Volume>& volume, const std::string& remark = {}) {
+    return {camera, outcome, remark, volume};
+}
+
+// A camera that is in the table with this very identity.
+Adoption AdoptKnown(CameraRow row, const FoundCamera& camera, const std::optional<Volume>& volume) {
+    DemandIdOf(row, camera);
+    if (IsSameFolder(row.storagePath, camera.folder)) {
+        return Done(camera, AdoptionOutcome::Known, std::nullopt);
+    }
+    DemandThatItMoved(row);
+    const std::string before = std::exchange(row.storagePath, camera.folder);
+    row.volumeId = volume ? std::optional(volume->id) : std::nullopt;
+    UpdateCamera(row);
+    return Done(camera, AdoptionOutcome::Moved, volume, before);
+}
+
+Adoption TakeOver(CameraRow row, const FoundCamera& camera, const std::optional<Volume>& volume) {
+    DemandUnidentified(row, camera);
+    row.uuid = camera.identity.uuid;
+    row.volumeId = volume ? std::optional(volume->id) : row.volumeId;
+    UpdateCamera(row);
+    return Done(camera, AdoptionOutcome::TakenOver, volume);
+}
+
+Adoption AdoptNew(const FoundCamera& camera, const std::optional<Volume>& volume) {
+    CameraRow row;
+    row.id = camera.identity.id;
+    row.name = camera.identity.name;
+    row.storagePath = camera.folder;
+    row.uuid = camera.identity.uuid;
+    if (volume) {
+        row.volumeId = volume->id;
+    }
+    AddCamera(row);
+    return Done(camera, AdoptionOutcome::Added, volume);
+}
+
+// Throws Error, which says why it is refused.
+Adoption Adopt(const FoundCamera& camera, const std::vector<FoundCamera>& found) {
+    for (const FoundCamera& other : found) {
+        if (&other != &camera) {
+            DemandNoRival(camera, other);
+        }
+    }
+    DemandOwnFolder(camera.folder, camera.identity.id);
+    const std::optional<Volume> volume = VolumeOf(camera.folder);
+    if (const std::optional<CameraRow> row = RowWithUuid(camera.identity.uuid)) {
+        return AdoptKnown(*row, camera, volume);
+    }
+    const std::optional<CameraRow> row = FindCamera(camera.identity.id);
+    return row ? TakeOver(*row, camera, volume) : AdoptNew(camera, volume);
+}
+
+} // namespace
+
+AdoptionReport AdoptCamerasIn(const std::string& folder) {
+    AdoptionReport report{{}, FindCamerasIn(folder)};
+    const UniqueFd lock = LockCameras();
+    const RunLock runLock = TakeRunLock();
+    (void)ListCameras(); // a database that can't be read is no camera's fault
+    for (const FoundCamera& camera : report.search.found) {
+        try {
+            report.adoptions.push_back(Adopt(camera, report.search.found));
+        } catch (const Error& error) {
+            report.adoptions.push_back(
+                {camera, AdoptionOutcome::Refused, error.what(), std::nullopt});
+        }
+    }
+    return report;
+}
+
+} // namespace recorder

@@ -1,0 +1,103 @@
+#include "recorder/camera/camerasearch.h"
+
+#include "platform/utility.h"
+#include "recorder/support/error.h"
+#include "recorder/support/paths.h"
+#include "recorder/utility/folder.h"
+#include "recorder/utility/presence.h"
+
+#include <algorithm>
+
+#include <sys/stat.h>
+
+namespace recorder {
+
+namespace {
+
+constexpr int kLevels = 5;
+constexpr const char* kAlertDirName = "laRec";
+
+bool IsSearched(const std::string& name) {
+    static const KRRegEx halfDay("^[0-9]{8}[AP]M$");
+    return !name.starts_with('.') && name != kThumbnailDirName && name != kAlertDirName &&
+           !halfDay.IsMatch(name);
+}
+
+dev_t FileSystemOf(const std::string& folder) {
+    struct stat64 st = {};
+    if (stat64(folder.c_str(), &st) != 0) {
+        throw SystemError("look at the folder " + folder);
+    }
+    return st.st_dev;
+}
+
+class Search {
+public:
+    explicit Search(const std::string& root) : m_fileSystem(FileSystemOf(root)) {
+        Look(root, kLevels);
+    }
+
+    [[nodiscard]] CameraSearch Result() && { return std::move(m_result); }
+
+private:
+    void Look(const std::string& folder, int levels) {
+        LookForIdentity(folder);
+        if (levels == 0) {
+            return;
+        }
+        const std::string prefix = folder.ends_with('/') ? folder : folder + "/";
+        for (const std::string& name : FoldersIn(folder)) {
+            LookBelow(prefix + name, levels - 1);
+        }
+    }
+
+    void LookForIdentity(const std::string& folder) {
+        try {
+            if (const std::optional<CameraIdentity> identity = CameraIdentityIn(folder)) {
+                m_result.found.push_back({*identity, folder});
+            }
+        } catch (const Error& error) {
+            m_result.obstacles.emplace_back(error.what());
+        }
+    }
+
+    std::vector<std::string> FoldersIn(const std::string& folder) {
+        std::vector<std::string> names;
+        try {
+            ListFolder(folder, [&](const FolderEntry& entry) {
+                if (entry.isFolder && IsSearched(entry.name)) {
+                    names.push_back(entry.name);
+                }
+                return true;
+            });
+        } catch (const Error& error) {
+            m_result.obstacles.emplace_back(error.what());
+        }
+        std::sort(names.begin(), names.end());
+        return names;
+    }
+
+    void LookBelow(const std::string& folder, int levels) {
+        try {
+            if (FileSystemOf(folder) == m_fileSystem) {
+                Look(folder, levels);
+            } else {
+                m_result.otherFileSystems.push_back(folder);
+            }
+        } catch (const Error& error) {
+            m_result.obstacles.emplace_back(error.what());
+        }
+    }
+
+    dev_t m_fileSystem;
+    CameraSearch m_result;
+};
+
+} // namespace
+
+CameraSearch FindCamerasIn(const std::string& folder) {
+    DemandFolder(folder);
+    return Search(folder).Result();
+}
+
+} // namespace recorder

@@ -1,0 +1,80 @@
+#include "recorder/camera/storagefolder.h"
+
+#include "platform/utility.h"
+#include "recorder/camera/cameraidentity.h"
+#include "recorder/support/error.h"
+
+#include <filesystem>
+#include <system_error>
+
+namespace recorder {
+
+namespace {
+
+bool IsInside(const std::string& folder, const std::string& other) {
+    return folder.starts_with(other.ends_with('/') ? other : other + "/");
+}
+
+// Disks that have changed places: the path in the row leads to another camera's folder now.
+bool HasLostItsFolder(const CameraRow& camera) {
+    const std::optional<CameraIdentity> identity = CameraIdentityIn(camera.storagePath);
+    return camera.uuid && identity && identity->uuid != *camera.uuid;
+}
+
+void DemandApart(const std::string& folder, const CameraRow& camera) {
+    if (camera.dsId != 0 || !camera.storagePath.starts_with('/')) {
+        return; // another recorder's
+    }
+    const std::string overlap = Overlap(folder, camera.storagePath);
+    if (!overlap.empty() && !HasLostItsFolder(camera)) {
+        throw Error(folder + " is " + overlap + " the storage folder of " +
+                    NameOf({camera.id, camera.name, ""}) + ", " + camera.storagePath +
+                    "; expected a folder of its own");
+    }
+}
+
+// The cameras that the table doesn't know count as well.
+void DemandNoIdentityAbove(const std::string& folder) {
+    for (std::string above = ResolvedFolder(folder); above != "/";) {
+        above = GetDirPath(above);
+        if (const std::optional<CameraIdentity> identity = CameraIdentityIn(above)) {
+            throw Error(folder + " is inside " + above + ", which belongs to " + NameOf(*identity) +
+                        "; expected a folder of its own");
+        }
+    }
+}
+
+} // namespace
+
+std::string ResolvedFolder(const std::string& folder) {
+    std::error_code error;
+    std::string resolved = std::filesystem::weakly_canonical(folder, error).string();
+    while (resolved.size() > 1 && resolved.ends_with('/')) {
+        resolved.pop_back();
+    }
+    return error ? folder : resolved;
+}
+
+bool IsSameFolder(const std::string& a, const std::string& b) {
+    return ResolvedFolder(a) == ResolvedFolder(b);
+}
+
+std::string Overlap(const std::string& folder, const std::string& other) {
+    const std::string a = ResolvedFolder(folder);
+    const std::string b = ResolvedFolder(other);
+    if (a == b) {
+        return "the same as";
+    }
+    return IsInside(a, b) ? "inside" : (IsInside(b, a) ? "around" : "");
+}
+
+void DemandOwnFolder(const std::string& folder, int id) {
+    for (const CameraRow& camera : ListCameras()) {
+        if (camera.id != id) {
+            DemandApart(folder, camera);
+        }
+    }
+    DemandNoIdentityAbove(folder);
+}
+
+} // namespace recorder
