@@ -178,12 +178,13 @@ Settings LoadSettings() {
 }
 
 // The settings, or why there are none.
-const std::variant<Settings, Error>& LoadedSettings() {
-    static const std::variant<Settings, Error> loaded = []() -> std::variant<Settings, Error> {
+const std::variant<Settings, SettingsError>& LoadedSettings() {
+    static const std::variant<Settings, SettingsError> loaded =
+        []() -> std::variant<Settings, SettingsError> {
         try {
             return LoadSettings();
         } catch (const std::exception& error) {
-            return Error(error.what());
+            return SettingsError(error.what());
         }
     }();
     return loaded;
@@ -208,7 +209,7 @@ Settings ParseSettings(std::string_view text, const std::string& fileName) {
 }
 
 const Settings& GetSettings() {
-    if (const auto* const error = std::get_if<Error>(&LoadedSettings())) {
+    if (const auto* const error = std::get_if<SettingsError>(&LoadedSettings())) {
         throw *error;
     }
     return std::get<Settings>(LoadedSettings());

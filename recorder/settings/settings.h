@@ -3,6 +3,7 @@
 #pragma once
 
 #include "platform/logging.h"
+#include "recorder/support/error.h"
 #include "recorder/support/paths.h"
 
 #include <cstddef>
@@ -11,6 +12,12 @@
 #include <string_view>
 
 namespace recorder {
+
+// Why there are no settings.
+class SettingsError : public Error {
+public:
+    using Error::Error;
+};
 
 struct LogSettings {
     std::size_t maxSizeMib = 10; // the log file is rotated when it has grown beyond
@@ -71,9 +78,9 @@ struct Settings {
 // setting must not be a setting that silently doesn't work.
 [[nodiscard]] Settings ParseSettings(std::string_view text, const std::string& fileName);
 
-// The settings in force, read once for the process. A missing file means defaults. Throws Error, on
-// every call, when the file can't be read, is invalid, or could have been written by somebody else
-// than root and the user of this process.
+// The settings in force, read once for the process. A missing file means defaults. Throws
+// SettingsError, on every call, when the file can't be read, is invalid, or could have been written
+// by somebody else than root and the user of this process.
 [[nodiscard]] const Settings& GetSettings();
 
 // The same for the log, which has to work before anything else does: defaults when the settings are
