@@ -1,17 +1,21 @@
 // krctl: the operator's command.
 
 #include "recorder/database/schema.h"
+#include "recorder/settings/settings.h"
 #include "tools/cameracommands.h"
 #include "tools/ledgercommands.h"
 #include "tools/metricscommand.h"
 #include "tools/runcommand.h"
 #include "tools/statuscommand.h"
+#include "tools/terminal.h"
 #include "tools/volumecommands.h"
 
 #include <cstdio>
 #include <exception>
 
 #include <CLI/CLI.hpp>
+
+#include <sysexits.h>
 
 namespace {
 
@@ -20,11 +24,17 @@ void AddInitCommand(CLI::App& app) {
         ->callback(recorder::InitDatabases);
 }
 
+int Complain(const std::exception& error, int status) {
+    std::fprintf(stderr, "krctl: %s\n", Printable(error.what()).c_str());
+    return status;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
     CLI::App app("Operates a Kestora recorder.", "krctl");
     app.require_subcommand(1);
+    app.set_version_flag("--version", "krctl " KESTORA_VERSION);
     AddInitCommand(app);
     AddCameraCommands(app);
     AddVolumeCommands(app);
@@ -38,9 +48,10 @@ int main(int argc, char** argv) {
     } catch (const CLI::RuntimeError& error) {
         return error.get_exit_code(); // a command's own, which has said why
     } catch (const CLI::ParseError& error) {
-        return app.exit(error);
+        return app.exit(error) == 0 ? 0 : EX_USAGE; // 0: help was asked for, or the version
+    } catch (const recorder::SettingsError& error) {
+        return Complain(error, EX_CONFIG);
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "krctl: %s\n", error.what());
-        return 1;
+        return Complain(error, 1);
     }
 }

@@ -2,6 +2,7 @@
 
 #include "recorder/camera/newvolume.h"
 #include "recorder/camera/volumelist.h"
+#include "tools/terminal.h"
 
 #include <cstdio>
 #include <memory>
@@ -39,9 +40,10 @@ std::string Joined(const std::vector<int>& ids) {
 
 void PrintVolumes() {
     for (const recorder::VolumeEntry& volume : recorder::ListVolumes()) {
-        std::printf("%s\t%s\t%s\t%s%s%s\n", volume.id.value_or("-").c_str(),
-                    volume.root.value_or("-").c_str(), Joined(volume.cameraIds).c_str(),
-                    NameOf(volume.state), volume.remark.empty() ? "" : "\t", volume.remark.c_str());
+        std::printf("%s\t%s\t%s\t%s%s%s\n", Printable(volume.id.value_or("-")).c_str(),
+                    Printable(volume.root.value_or("-")).c_str(), Joined(volume.cameraIds).c_str(),
+                    NameOf(volume.state), volume.remark.empty() ? "" : "\t",
+                    Printable(volume.remark).c_str());
     }
 }
 
