@@ -1,0 +1,166 @@
+#include "recorder/camera/cameraidentity.h"
+
+#include "recorder/support/error.h"
+#include "tests/contract/support/files.h"
+#include "tests/contract/support/fixture.h"
+#include "tests/contract/support/process.h"
+
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+using recorder::CameraIdentity;
+using recorder::CameraIdentityIn;
+using recorder::CameraIdentityText;
+using recorder::ParseCameraIdentity;
+using recorder::WriteCameraIdentity;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+constexpr const char* kUuid = "6f1c0f4e-2f0a-4d3c-9d4b-0d6f5a1c9e77";
+constexpr const char* kText = "id = 7\n"
+                              "name = \"Front\"\n"
+                              "uuid = \"6f1c0f4e-2f0a-4d3c-9d4b-0d6f5a1c9e77\"\n";
+
+// What an error says; "none" where there is none.
+template <typename Operation> std::string Complaint(const Operation& operation) {
+    try {
+        operation();
+    } catch (const recorder::Error& error) {
+        return error.what();
+    }
+    return "none";
+}
+
+std::string WhyRefused(const std::string& text) {
+    return Complaint([&] { (void)ParseCameraIdentity(text, "/a/.kestora-camera"); });
+}
+
+std::string With(const std::string& part, const std::string& instead) {
+    std::string text = kText;
+    return text.replace(text.find(part), part.size(), instead);
+}
+
+class CameraIdentityTest : public contract::ContractTest {};
+
+TEST_F(CameraIdentityTest, IsThreeLinesOfToml) {
+    EXPECT_EQ(CameraIdentityText({7, "Front", kUuid}), kText);
+}
+
+TEST_F(CameraIdentityTest, IsReadBackWhateverTheNameIs) {
+    std::vector<std::string> names = contract::HostileNames();
+    names.insert(names.end(), {"", "\"\n", "\\u000a", "Tür", std::string(1000, '\x01')});
+    for (const std::string& name : names) {
+        const CameraIdentity identity{2147483647, name, kUuid};
+
+        EXPECT_EQ(ParseCameraIdentity(CameraIdentityText(identity), "file"), identity);
+    }
+}
+
+TEST_F(CameraIdentityTest, KeepsANameInItsOwnLine) {
+    EXPECT_THAT(CameraIdentityText({7, "a\nid = 8\t\"b\"\\", kUuid}),
+                HasSubstr(R"(name = "a\u000aid = 8\u0009\"b\"\\")"));
+}
+
+TEST_F(CameraIdentityTest, IsNotReadFromAnythingButWhatIsWritten) {
+    for (const std::string& text : {std::string(),
+                                    std::string(kText, 20),
+                                    std::string(kText) + "\n",
+                                    "\n" + std::string(kText),
+                                    With("id = 7", "id = 0"),
+                                    With("id = 7", "id = -7"),
+                                    With("id = 7", "id = 07"),
+                                    With("id = 7", "id = 2147483648"),
+                                    With("id = 7", "id = 7 "),
+                                    With("id = 7", "id=7"),
+                                    With("id = 7", "id = \"7\""),
+                                    With("Front", "Fr\"ont"),
+                                    With("Front", "Fr\tont"),
+                                    With("Front", "Fr\\ont"),
+                                    With("Front", "Fr\\u00"),
+                                    With("Front", "\\u0041"),
+                                    With("Front", "\\u0000"),
+                                    With("Front", std::string(1001, 'a')),
+                                    With("\"Front\"", "Front"),
+                                    With("6f1c", "6F1C"),
+                                    With("6f1c", "6f1"),
+                                    With("uuid", "UUID"),
+                                    With("uuid = \"6f1c0f4e-2f0a-4d3c-9d4b-0d6f5a1c9e77\"\n", ""),
+                                    std::string(kText) + "more = 1\n",
+                                    std::string(100'000, 'a')}) {
+        EXPECT_EQ(WhyRefused(text),
+                  "the file /a/.kestora-camera holds no camera's identity; expected the lines id, "
+                  "name and uuid as \"krctl camera add\" writes them")
+            << text;
+    }
+}
+
+TEST_F(CameraIdentityTest, IsFoundInTheFolderThatItWasWrittenTo) {
+    MakeFolder("front");
+
+    WriteCameraIdentity(Scratch("front"), {7, "Front", kUuid});
+
+    EXPECT_EQ(CameraIdentityIn(Scratch("front")), (CameraIdentity{7, "Front", kUuid}));
+    EXPECT_THAT(contract::NamesIn(Scratch("front")), ElementsAre(".kestora-camera"));
+}
+
+TEST_F(CameraIdentityTest, IsNotForOthers) {
+    WriteCameraIdentity(MakeFolder("front"), {7, "Front", kUuid});
+
+    EXPECT_EQ(fs::status(Scratch("front/.kestora-camera")).permissions(), fs::perms{0640});
+}
+
+TEST_F(CameraIdentityTest, IsNoneInAFolderWithoutOneAndWhereNoFolderIs) {
+    EXPECT_EQ(CameraIdentityIn(MakeFolder("front")), std::nullopt);
+    EXPECT_EQ(CameraIdentityIn(Scratch("nowhere")), std::nullopt);
+}
+
+TEST_F(CameraIdentityTest, IsNotReadThroughALink) {
+    contract::PutFile(Scratch("elsewhere/.kestora-camera"), kText);
+    MakeFolder("front");
+    fs::create_symlink(Scratch("elsewhere/.kestora-camera"), Scratch("front/.kestora-camera"));
+
+    EXPECT_THAT(Complaint([] { (void)CameraIdentityIn(Scratch("front")); }),
+                HasSubstr("symbolic link"));
+}
+
+TEST_F(CameraIdentityTest, IsNotWrittenOverAnother) {
+    contract::PutFile(Scratch("front/.kestora-camera"), "something");
+
+    EXPECT_THAT(Complaint([] {
+                    WriteCameraIdentity(Scratch("front"), {7, "Front", kUuid});
+                }),
+                StartsWith("can't give " + Scratch("front") + " an identity: "));
+
+    EXPECT_EQ(contract::ReadFile(Scratch("front/.kestora-camera")), "something");
+}
+
+TEST_F(CameraIdentityTest, HasNoNameThatCouldNotBeReadBack) {
+    EXPECT_EQ(Complaint([] {
+                  WriteCameraIdentity(MakeFolder("front"), {7, std::string(1001, 'a'), kUuid});
+              }),
+              "can't give " + Scratch("front") +
+                  " an identity: expected a camera's name of at most 1000 bytes");
+}
+
+TEST_F(CameraIdentityTest, IsWholeOrNotThereWhenTheProcessIsKilled) {
+    MakeFolder("front");
+    contract::Child child([&] {
+        const rlimit tenBytes{10, 10}; // to write beyond is deadly
+        setrlimit(RLIMIT_FSIZE, &tenBytes);
+        WriteCameraIdentity(Scratch("front"), {7, "Front", kUuid});
+        return 0;
+    });
+
+    ASSERT_EQ(child.Wait(), -1);
+
+    EXPECT_EQ(CameraIdentityIn(Scratch("front")), std::nullopt);
+    WriteCameraIdentity(Scratch("front"), {7, "Front", kUuid});
+    EXPECT_THAT(contract::NamesIn(Scratch("front")), ElementsAre(".kestora-camera"));
+}
+
+} // namespace
