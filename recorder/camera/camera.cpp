@@ -1,5 +1,6 @@
 #include "platform/camera.h"
 
+#include "recorder/camera/cameraidentity.h"
 #include "recorder/camera/cameratable.h"
 #include "recorder/camera/volume.h"
 #include "recorder/run/run.h"
@@ -34,6 +35,9 @@ std::string UsableStoragePath(int id, int dataSource, int revision) {
     }
     if (row->volumeId) {
         DemandVolume(path, *row->volumeId);
+    }
+    if (row->uuid) {
+        DemandNoOtherCamera(path, *row->uuid);
     }
     return path;
 }

@@ -170,6 +170,19 @@ void WriteCameraIdentity(const std::string& folder, const CameraIdentity& identi
     LeaveToOwnerOf(open.Get());
 }
 
+void DemandNoOtherCamera(const std::string& folder, const std::string& uuid) {
+    std::optional<CameraIdentity> found;
+    try {
+        found = CameraIdentityIn(folder);
+    } catch (const Error&) {
+        return;
+    }
+    if (found && found->uuid != uuid) {
+        throw Error("the storage folder " + folder + " belongs to another camera, " +
+                    NameOf(*found));
+    }
+}
+
 std::string NameOf(const CameraIdentity& identity) {
     return "camera " + std::to_string(identity.id) + " \"" + identity.name + "\"";
 }
