@@ -2,7 +2,10 @@
 
 #include "recorder/database/schema.h"
 #include "recorder/settings/settings.h"
+#include "recorder/support/paths.h"
+#include "recorder/support/privacy.h"
 #include "tools/cameracommands.h"
+#include "tools/doctorcommand.h"
 #include "tools/ledgercommands.h"
 #include "tools/metricscommand.h"
 #include "tools/runcommand.h"
@@ -12,6 +15,7 @@
 
 #include <cstdio>
 #include <exception>
+#include <string>
 
 #include <CLI/CLI.hpp>
 
@@ -19,9 +23,16 @@
 
 namespace {
 
+void InitDatabases() {
+    recorder::InitDatabases();
+    for (const std::string& path : recorder::CloseToOthers(recorder::kDatabaseDir)) {
+        std::printf("%s was open to others and is not any more\n", path.c_str());
+    }
+}
+
 void AddInitCommand(CLI::App& app) {
     app.add_subcommand("init", "create the recorder's databases, or what is missing of them")
-        ->callback(recorder::InitDatabases);
+        ->callback(InitDatabases);
 }
 
 int Complain(const std::exception& error, int status) {
@@ -42,6 +53,7 @@ int main(int argc, char** argv) {
     AddMetricsCommand(app);
     AddRunCommand(app);
     AddStatusCommand(app);
+    AddDoctorCommand(app);
     try {
         app.parse(argc, argv);
         return 0;

@@ -3,8 +3,8 @@
 #include "recorder/camera/cameralock.h"
 #include "recorder/camera/cameratable.h"
 #include "recorder/camera/storagefolder.h"
+#include "recorder/run/runlock.h"
 #include "recorder/support/error.h"
-#include "recorder/taskstatus/runlock.h"
 
 #include <algorithm>
 

@@ -3,9 +3,9 @@
 #include "recorder/camera/cameraidentity.h"
 #include "recorder/camera/cameralock.h"
 #include "recorder/camera/storagefolder.h"
+#include "recorder/run/runlock.h"
 #include "recorder/support/error.h"
 #include "recorder/support/uuid.h"
-#include "recorder/taskstatus/runlock.h"
 #include "recorder/utility/presence.h"
 
 #include <algorithm>

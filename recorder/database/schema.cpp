@@ -16,8 +16,6 @@ namespace recorder {
 
 namespace {
 
-constexpr long kSchemaVersion = 3;
-
 struct DatabaseFile {
     KRDB::DB_INSTANCE instance;
     const char* name;

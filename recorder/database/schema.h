@@ -11,6 +11,9 @@
 
 namespace recorder {
 
+// The version of the tables that this program works on.
+constexpr long kSchemaVersion = 3;
+
 // The instances that lie in one database with this one, itself among them, in ascending order: on
 // PostgreSQL all of them do. Throws Error for an instance that has no database.
 [[nodiscard]] std::vector<KRDB::DB_INSTANCE> InstancesBeside(KRDB::DB_INSTANCE instance);

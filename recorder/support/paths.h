@@ -13,6 +13,7 @@ constexpr const char* kRunLockFile = KESTORA_ROOT "/var/db/reindex.lock";
 constexpr const char* kOutboxLockFile = KESTORA_ROOT "/var/db/outbox.lock";
 constexpr const char* kLogFile = KESTORA_ROOT "/var/log/kestora.log";
 constexpr const char* kDefaultSnapshotDir = KESTORA_ROOT "/var/snapshot";
+constexpr const char* kEmapDir = KESTORA_ROOT "/target/@KREmap";
 constexpr const char* kThumbnailDirName = "@Thumbnail";
 
 } // namespace recorder

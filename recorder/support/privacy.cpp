@@ -1,0 +1,56 @@
+#include "recorder/support/privacy.h"
+
+#include "recorder/support/error.h"
+#include "recorder/utility/folder.h"
+
+#include <algorithm>
+
+#include <sys/stat.h>
+
+namespace recorder {
+
+namespace {
+
+constexpr mode_t kAllModeBits = 07777;
+
+// 0 where it can't be told, or is a link's.
+mode_t ModeOf(const std::string& path) {
+    struct stat64 st = {};
+    return lstat64(path.c_str(), &st) == 0 && !S_ISLNK(st.st_mode) ? st.st_mode : 0;
+}
+
+} // namespace
+
+bool IsOpenToOthers(const std::string& path) {
+    return (ModeOf(path) & S_IRWXO) != 0;
+}
+
+std::vector<std::string> OpenToOthersIn(const std::string& folder) {
+    std::vector<std::string> open;
+    ListFolder(folder, [&](const FolderEntry& entry) {
+        const std::string path = folder + "/" + entry.name;
+        if (entry.isRegularFile && IsOpenToOthers(path)) {
+            open.push_back(path);
+        }
+        return true;
+    });
+    std::sort(open.begin(), open.end());
+    if (IsOpenToOthers(folder)) {
+        open.insert(open.begin(), folder);
+    }
+    return open;
+}
+
+std::vector<std::string> CloseToOthers(const std::string& folder) {
+    std::vector<std::string> open = OpenToOthersIn(folder);
+    for (const std::string& path : open) {
+        const mode_t mode = ModeOf(path) & kAllModeBits & ~static_cast<mode_t>(S_IRWXO);
+        if (chmod(path.c_str(), mode) != 0 &&
+            errno != ENOENT) { // a journal goes when its database is closed
+            throw SystemError("close " + path + " to others");
+        }
+    }
+    return open;
+}
+
+} // namespace recorder

@@ -1,0 +1,34 @@
+#include "recorder/database/databases.h"
+#include "recorder/run/live.h"
+#include "recorder/settings/settings.h"
+#include "tools/doctor/checks.h"
+
+#include <cstdlib>
+#include <string>
+
+namespace {
+
+constexpr const char* kSubject = "outbox";
+
+} // namespace
+
+Checks CheckOutbox() {
+    const DBResult_tag rows = recorder::Execute(
+        KRDB::DB_RECORDING,
+        "SELECT count(*) AS due, coalesce(min(created_tm), 0) AS oldest FROM outbox WHERE due = 1;",
+        {.readOnly = true});
+    const std::string due = rows.Field(0, 0);
+    if (due == "0") {
+        return {Ok(kSubject, "no notification waits")};
+    }
+    const std::string wait = due + " notifications wait, the oldest since " +
+                             TimeOf(std::strtol(rows.Field(0, 1), nullptr, 10));
+    if (!recorder::GetSettings().notifications.broker) {
+        return {Warning(kSubject, wait + ", and the settings name no broker",
+                        std::string("host under [notifications] of ") + recorder::kSettingsFile)};
+    }
+    if (recorder::RegisteredRun()) {
+        return {Ok(kSubject, wait + "; the run that goes on delivers them")};
+    }
+    return {Warning(kSubject, wait, "krctl run delivers them once the broker answers")};
+}

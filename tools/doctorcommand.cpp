@@ -1,0 +1,134 @@
+#include "tools/doctorcommand.h"
+
+#include "recorder/support/error.h"
+#include "tools/doctor/checks.h"
+#include "tools/json.h"
+#include "tools/terminal.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <memory>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include <unistd.h>
+
+namespace {
+
+struct Group {
+    const char* subject;
+    Checks (*check)();
+    bool needsSettings;
+};
+
+constexpr std::array kGroups{
+    Group{"settings", CheckSettings, false}, Group{"user", CheckUser, false},
+    Group{"log", CheckLog, false},           Group{"database", CheckDatabases, true},
+    Group{"modes", CheckModes, false},       Group{"space", CheckSpace, false},
+    Group{"camera", CheckCameras, true},     Group{"volume", CheckVolumes, true},
+    Group{"media", CheckMediaFolders, true}, Group{"run", CheckRun, true},
+    Group{"outbox", CheckOutbox, true},      Group{"broker", CheckBroker, true},
+};
+
+std::size_t Count(const Checks& checks, Health health) {
+    return static_cast<std::size_t>(std::count_if(
+        checks.begin(), checks.end(), [&](const Check& check) { return check.health == health; }));
+}
+
+// What keeps one group from being checked keeps no other.
+Checks Examine(const Group& group) {
+    try {
+        return group.check();
+    } catch (const recorder::Error& error) {
+        return {Problem(group.subject, std::string("can't be checked: ") + error.what(), "")};
+    }
+}
+
+Checks ExamineAll() {
+    Checks all;
+    bool settingsAreValid = true;
+    for (const Group& group : kGroups) {
+        if (group.needsSettings && !settingsAreValid) {
+            all.push_back(Warning(group.subject, "not checked while the settings are invalid", ""));
+            continue;
+        }
+        const Checks checks = Examine(group);
+        if (group.check == CheckSettings) {
+            settingsAreValid = Count(checks, Health::Problem) == 0;
+        }
+        all.insert(all.end(), checks.begin(), checks.end());
+    }
+    return all;
+}
+
+const char* NameOf(Health health) {
+    switch (health) {
+    case Health::Ok:
+        return "ok";
+    case Health::Warning:
+        return "warning";
+    case Health::Problem:
+        return "problem";
+    }
+    return "unknown";
+}
+
+const char* ColourOf(Health health) {
+    switch (health) {
+    case Health::Ok:
+        return "\033[32m";
+    case Health::Warning:
+        return "\033[33m";
+    case Health::Problem:
+        return "\033[31m";
+    }
+    return "";
+}
+
+void PrintLine(const Check& check) {
+    const bool coloured = UsesColour(STDOUT_FILENO);
+    std::printf("%s%-7s%s  %-9s  %s", coloured ? ColourOf(check.health) : "", NameOf(check.health),
+                coloured ? "\033[0m" : "", check.subject.c_str(), Printable(check.message).c_str());
+    if (!check.remedy.empty()) {
+        std::printf(". Remedy: %s", Printable(check.remedy).c_str());
+    }
+    std::putchar('\n');
+}
+
+void PrintAsJson(const Checks& checks) {
+    Json list = Json::array();
+    for (const Check& check : checks) {
+        list.push_back({{"check", check.subject},
+                        {"state", NameOf(check.health)},
+                        {"message", JsonText(check.message)},
+                        {"remedy", check.remedy.empty() ? Json(nullptr) : JsonText(check.remedy)}});
+    }
+    PrintJson({{"problems", Count(checks, Health::Problem)},
+               {"warnings", Count(checks, Health::Warning)},
+               {"checks", list}});
+}
+
+void Diagnose(bool asJson) {
+    const Checks checks = ExamineAll();
+    if (asJson) {
+        PrintAsJson(checks);
+    } else {
+        std::for_each(checks.begin(), checks.end(), PrintLine);
+    }
+    if (Count(checks, Health::Problem) > 0) {
+        throw CLI::RuntimeError(1);
+    }
+}
+
+} // namespace
+
+void AddDoctorCommand(CLI::App& app) {
+    const auto asJson = std::make_shared<bool>(false);
+    CLI::App* const doctor =
+        app.add_subcommand("doctor", "what is wrong with this recorder, and what to do about it; "
+                                     "changes nothing");
+    doctor->add_flag("--json", *asJson, "as JSON");
+    doctor->callback([asJson] { Diagnose(*asJson); });
+}
