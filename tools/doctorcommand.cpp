@@ -37,27 +37,34 @@ std::size_t Count(const Checks& checks, Health health) {
         checks.begin(), checks.end(), [&](const Check& check) { return check.health == health; }));
 }
 
-// What keeps one group from being checked keeps no other.
-Checks Examine(const Group& group) {
+// What the groups that come first found, on which others depend.
+struct Ground {
+    bool hasSettings = true;
+    bool hasDatabases = true;
+};
+
+// What keeps one group from being checked keeps no other. What has been told is not told again.
+Checks Examine(const Group& group, const Ground& ground) {
+    if (group.needsSettings && !ground.hasSettings) {
+        return {Warning(group.subject, "not checked while the settings are invalid", "")};
+    }
     try {
         return group.check();
     } catch (const recorder::Error& error) {
-        return {Problem(group.subject, std::string("can't be checked: ") + error.what(), "")};
+        return {ground.hasDatabases
+                    ? Problem(group.subject, std::string("can't be checked: ") + error.what(), "")
+                    : Warning(group.subject, "not checked while a database can't be used", "")};
     }
 }
 
 Checks ExamineAll() {
     Checks all;
-    bool settingsAreValid = true;
+    Ground ground;
     for (const Group& group : kGroups) {
-        if (group.needsSettings && !settingsAreValid) {
-            all.push_back(Warning(group.subject, "not checked while the settings are invalid", ""));
-            continue;
-        }
-        const Checks checks = Examine(group);
-        if (group.check == CheckSettings) {
-            settingsAreValid = Count(checks, Health::Problem) == 0;
-        }
+        const Checks checks = Examine(group, ground);
+        const bool isSound = Count(checks, Health::Problem) == 0;
+        ground.hasSettings = ground.hasSettings && (isSound || group.check != CheckSettings);
+        ground.hasDatabases = ground.hasDatabases && (isSound || group.check != CheckDatabases);
         all.insert(all.end(), checks.begin(), checks.end());
     }
     return all;

@@ -17,9 +17,16 @@ using recorder::Database;
 constexpr const char* kSubject = "database";
 constexpr std::array kInstances{KRDB::DB_SYSTEM, KRDB::DB_RECORDING, KRDB::DB_SNAPSHOT};
 
+// Without the word that says what the line is about.
+std::string PlainName(const Database& database) {
+    const std::string word = "database ";
+    const std::string& name = database.Name();
+    return name.starts_with(word) ? name.substr(word.size()) : name;
+}
+
 Check CheckVersion(Database& database) {
     const long version = database.SchemaVersion();
-    const std::string is = database.Name() + " has schema version " + std::to_string(version);
+    const std::string is = PlainName(database) + " has schema version " + std::to_string(version);
     const std::string expected = "; expected " + std::to_string(recorder::kSchemaVersion);
     if (version < recorder::kSchemaVersion) {
         return Problem(kSubject, is + expected, "krctl init");
