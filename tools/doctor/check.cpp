@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
-#include <ctime>
 
 #include <fcntl.h>
 #include <pwd.h>
@@ -39,14 +38,6 @@ std::string ShellWord(const std::string& text) {
         word += c == '\'' ? "'\\''" : std::string(1, c);
     }
     return word + "'";
-}
-
-std::string TimeOf(long timeTm) {
-    const std::time_t seconds = timeTm;
-    struct tm local = {};
-    std::array<char, 64> text{};
-    localtime_r(&seconds, &local);
-    return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S%z", &local)};
 }
 
 std::string UserName(unsigned int user) {

@@ -29,9 +29,6 @@ using Checks = std::vector<Check>;
 // A word of a command that can be pasted into a shell.
 [[nodiscard]] std::string ShellWord(const std::string& text);
 
-// As in the log, without milliseconds.
-[[nodiscard]] std::string TimeOf(long timeTm);
-
 // The user's name, or number where it has none.
 [[nodiscard]] std::string UserName(unsigned int user);
 

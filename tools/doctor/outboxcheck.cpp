@@ -2,6 +2,7 @@
 #include "recorder/run/live.h"
 #include "recorder/settings/settings.h"
 #include "tools/doctor/checks.h"
+#include "tools/words.h"
 
 #include <cstdlib>
 #include <string>
@@ -22,7 +23,7 @@ Checks CheckOutbox() {
         return {Ok(kSubject, "no notification waits")};
     }
     const std::string wait = due + " notifications wait, the oldest since " +
-                             TimeOf(std::strtol(rows.Field(0, 1), nullptr, 10));
+                             TimeText(std::strtol(rows.Field(0, 1), nullptr, 10));
     if (!recorder::GetSettings().notifications.broker) {
         return {Warning(kSubject, wait + ", and the settings name no broker",
                         std::string("host under [notifications] of ") + recorder::kSettingsFile)};

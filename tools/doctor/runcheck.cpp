@@ -1,10 +1,10 @@
 #include "recorder/run/live.h"
 #include "recorder/run/runlist.h"
 #include "tools/doctor/checks.h"
+#include "tools/words.h"
 
 #include <optional>
 #include <string>
-#include <vector>
 
 namespace {
 
@@ -15,15 +15,16 @@ constexpr const char* kSubject = "run";
 Checks CheckRun() {
     if (const std::optional<recorder::LiveRun> live = recorder::RegisteredRun()) {
         return {Ok(kSubject, "run " + std::to_string(live->run) + " goes on since " +
-                                 TimeOf(live->startTm) + ", process " + std::to_string(live->pid))};
+                                 TimeText(live->startTm) + ", process " +
+                                 std::to_string(live->pid))};
     }
-    const std::vector<recorder::RunRecord> runs = recorder::ListRuns();
-    if (runs.empty()) {
+    const std::optional<recorder::RunRecord> newest = recorder::NewestRun();
+    if (!newest) {
         return {Ok(kSubject, "there has been none yet")};
     }
     const std::string last =
-        "run " + std::to_string(runs.front().id) + " of " + TimeOf(runs.front().startTm);
-    if (!runs.front().endTm) {
+        "run " + std::to_string(newest->id) + " of " + TimeText(newest->startTm);
+    if (!newest->endTm) {
         return {Warning(kSubject, last + " has not ended: it was killed, or its end was not noted",
                         "krctl run completes its work")};
     }
