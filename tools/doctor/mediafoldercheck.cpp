@@ -4,7 +4,9 @@
 #include "recorder/support/paths.h"
 #include "recorder/utility/folder.h"
 #include "tools/doctor/checks.h"
+#include "tools/words.h"
 
+#include <cstdlib>
 #include <string>
 
 namespace {
@@ -30,21 +32,20 @@ std::string WhyItCantBeListed(const std::string& folder) {
 
 // By the tool's fixed rules the rows go, whether the folder is gone or only out of reach.
 Check CheckFolder(const MediaFolder& folder) {
-    const std::string count =
-        recorder::Execute(folder.instance,
-                          std::string("SELECT count(*) FROM ") + folder.table + ";",
-                          {.readOnly = true})
-            .Field(0, 0);
+    const DBResult_tag rows = recorder::Execute(
+        folder.instance, std::string("SELECT count(*) FROM ") + folder.table + ";",
+        {.readOnly = true});
+    const long count = std::strtol(rows.Field(0, 0), nullptr, 10);
     const std::string obstacle = WhyItCantBeListed(folder.path);
     if (obstacle.empty()) {
         return Ok(folder.subject, folder.path + " can be read");
     }
-    if (count == "0") {
+    if (count == 0) {
         return Ok(folder.subject, obstacle + ", and there are no rows to lose");
     }
     return Problem(folder.subject,
-                   obstacle + ": a run with " + folder.option + " would remove its " + count +
-                       " rows",
+                   obstacle + ": a run with " + folder.option + " would remove its " +
+                       Counted(count, "row"),
                    "bring it back, or let its user read it, before the next run");
 }
 

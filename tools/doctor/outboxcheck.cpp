@@ -18,11 +18,12 @@ Checks CheckOutbox() {
         KRDB::DB_RECORDING,
         "SELECT count(*) AS due, coalesce(min(created_tm), 0) AS oldest FROM outbox WHERE due = 1;",
         {.readOnly = true});
-    const std::string due = rows.Field(0, 0);
-    if (due == "0") {
+    const long due = std::strtol(rows.Field(0, 0), nullptr, 10);
+    if (due == 0) {
         return {Ok(kSubject, "no notification waits")};
     }
-    const std::string wait = due + " notifications wait, the oldest since " +
+    const std::string wait = Counted(due, "notification") + (due == 1 ? " waits" : " wait") +
+                             ", the oldest since " +
                              TimeText(std::strtol(rows.Field(0, 1), nullptr, 10));
     if (!recorder::GetSettings().notifications.broker) {
         return {Warning(kSubject, wait + ", and the settings name no broker",
