@@ -1,0 +1,577 @@
+"""krctl doctor: what is wrong with a recorder, and what to do about it."""
+
+import contextlib
+import fcntl
+import os
+import shutil
+import sqlite3
+import tempfile
+import unittest
+
+from support import process
+from support.case import KrctlTest
+from support.recorder import PACKAGE_ROOT
+
+OTHER_UUID = "00000000-0000-4000-8000-000000000000"
+RESTRICTED = ["setpriv", "--bounding-set=-dac_override,-dac_read_search"]
+
+
+class DoctorTest(KrctlTest):
+    def diagnosis(self, *change, status=0):
+        """Of all checks, by subject: (state, message, remedy). `change` starts the command otherwise."""
+        command = self.recorder.command("krctl", "doctor", "--json")
+        outcome = process.run([*command[:2], *change, *command[2:]])
+        self.assertEqual((outcome.status, outcome.err), (status, ""), outcome)
+        document = outcome.json()
+        self.assert_matches_schema(document, "doctor")
+        checks = {}
+        for check in document["checks"]:
+            checks.setdefault(check["check"], []).append(
+                (check["state"], check["message"], check["remedy"]))
+        states = [check["state"] for check in document["checks"]]
+        self.assertEqual((document["problems"], document["warnings"]),
+                         (states.count("problem"), states.count("warning")))
+        return checks
+
+    def camera(self, number=7):
+        """A camera on a volume whose folders are not open to others."""
+        if not os.path.exists(self.recorder.path("volume1")):
+            self.recorder.volume()
+        storage = self.recorder.camera(number)
+        os.chmod(self.recorder.path(storage), 0o750)
+        return storage
+
+    def assert_line(self, checks, subject, state, message, remedy=None):
+        self.assertIn((state, message, remedy), checks[subject])
+
+
+class Doctor(DoctorTest):
+    def test_finds_nothing_wrong_with_a_sound_recorder(self):
+        self.close_to_others()
+        self.camera()
+        self.recorder.reindex("-r", "-1")
+
+        checks = self.diagnosis()
+
+        # How full the disk of the tests is, and whose the tests are, is not the recorder's.
+        states = {subject: {state for state, _, _ in found} for subject, found in checks.items()
+                  if subject not in ("space", "user")}
+        self.assertEqual(states, {subject: {"ok"} for subject in (
+            "settings", "log", "database", "modes", "camera", "volume", "snapshots", "emaps",
+            "run", "outbox", "broker")})
+        self.assertEqual({remedy for found in checks.values() for state, _, remedy in found
+                          if state == "ok"}, {None})
+
+    def close_to_others(self):
+        for name in ("var/snapshot", "var/log", "target/@KREmap"):
+            os.chmod(self.recorder.path(name), 0o750)
+
+    def test_prints_a_line_for_each_check_without_colour_where_nobody_looks(self):
+        shutil.rmtree(self.recorder.path("var/db"))
+
+        lines = self.krctl("doctor", status=1).out.splitlines()
+
+        self.assertEqual(len(lines), sum(len(found) for found in self.diagnosis(status=1).values()))
+        self.assertIn(f"problem  database   {PACKAGE_ROOT}/var/db/system.db is not there. "
+                      "Remedy: krctl init", lines)
+        for line in lines:
+            self.assertRegex(line, r"^(ok     |warning|problem)  [a-z]+ +[^ ].*$")
+
+    def test_is_in_colour_on_a_terminal_unless_told_not_to_be(self):
+        for environment, coloured in (({}, True), ({"NO_COLOR": "1"}, False)):
+            master, slave = os.openpty()
+            with contextlib.ExitStack() as stack:
+                stack.callback(os.close, master)
+                running = self.started("krctl", "doctor", stdout=slave,
+                                       env={**os.environ, "NO_COLOR": "", **environment})
+                os.close(slave)
+                said = read_all(master)
+                running.wait(process.DEADLINE_S)
+            self.assertEqual(b"\033[32mok     \033[0m  settings" in said, coloured, said)
+            self.assertEqual(b"\033" in said, coloured)
+
+    def test_changes_nothing(self):
+        storage = self.camera()
+        self.recorder.recording(storage)
+        self.recorder.reindex("-r", "-1")
+        self.recorder.row("outbox", created_tm=1, topic="event/list", payload="{}", due=1)
+        before = self.state()
+
+        self.diagnosis()
+
+        self.assertEqual(self.state(), before)
+
+    def state(self):
+        """All files: modes, times and content."""
+        files = {}
+        for folder, folders, names in os.walk(self.recorder.root):
+            for name in folders + names:
+                path = os.path.join(folder, name)
+                st = os.lstat(path)
+                content = b""
+                if name in names:
+                    with open(path, "rb") as file:
+                        content = file.read()
+                times = () if path.endswith("/var/db") else (st.st_mtime_ns,)
+                files[path] = (st.st_mode, st.st_uid, *times, content)
+        return files
+
+
+def read_all(descriptor):
+    data = b""
+    while True:
+        try:
+            more = os.read(descriptor, 4096)
+        except OSError:  # the other side of a terminal is closed
+            return data
+        if not more:
+            return data
+        data += more
+
+
+class Settings(DoctorTest):
+    def test_may_be_missing(self):
+        os.unlink(self.recorder.path("etc/kestora.toml"))
+
+        self.assert_line(self.diagnosis(), "settings", "ok", f"{PACKAGE_ROOT}/etc/kestora.toml is "
+                         "not there: every setting has its default")
+
+    def test_that_are_invalid_are_a_problem_and_hold_up_what_needs_them(self):
+        self.recorder.settings("[log]\nmax_size = 1")
+
+        checks = self.diagnosis(status=1)
+
+        self.assert_line(checks, "settings", "problem", f"{PACKAGE_ROOT}/etc/kestora.toml:2: unknown "
+                         "key log.max_size; expected one of max_size_mib, old_files",
+                         "correct it: no run starts before")
+        for subject in ("database", "camera", "volume", "media", "run", "outbox", "broker"):
+            self.assertEqual(checks[subject], [
+                ("warning", "not checked while the settings are invalid", None)])
+
+    def test_that_others_may_write_are_a_problem(self):
+        os.chmod(self.recorder.path("etc/kestora.toml"), 0o666)
+
+        self.assert_line(self.diagnosis(status=1), "settings", "problem",
+                         f"{PACKAGE_ROOT}/etc/kestora.toml may be written by its group or by others "
+                         "(mode 0666); expected its owner alone", "correct it: no run starts before")
+
+    def test_end_other_commands_with_a_status_of_their_own(self):
+        self.recorder.settings("[lgo]")
+
+        outcome = self.krctl("camera", "list", status=78)
+
+        self.assertRegex(outcome.err, r"^krctl: /var/packages/Kestora/etc/kestora.toml:1: unknown "
+                         r"key lgo; expected one of [^\n]+\n$")
+
+
+class User(DoctorTest):
+    def test_that_is_root_should_be_the_data_s_owner(self):
+        if os.geteuid() != 0:
+            self.skipTest("only root has another user's files")
+        os.chown(self.recorder.path("var/db"), 4711, 4711)
+
+        self.assert_line(self.diagnosis(), "user", "warning", f"{PACKAGE_ROOT}/var/db belongs to "
+                         "#4711, and what root makes there would be root's",
+                         "sudo -u '#4711' krctl doctor, and so every run")
+
+    def test_that_is_another_should_be_the_data_s_owner(self):
+        if os.geteuid() != 0:
+            self.skipTest("only root can be another user")
+        # The build's own folder may be closed to other users.
+        os.unlink(self.recorder.path("etc/kestora.toml"))
+        programs = os.path.join(self.recorder.root, "bin")
+        os.mkdir(programs)
+        shutil.copy(os.path.join(self.recorder.bin_dir, "krctl"), programs)
+        os.chmod(self.recorder.root, 0o755)
+        for folder in ("var", "var/db"):
+            os.chmod(self.recorder.path(folder), 0o755)
+        os.chmod(os.path.dirname(self.recorder.root), 0o755)
+
+        outcome = process.run([*self.recorder.command("krctl")[:2], "setpriv", "--reuid=4711",
+                               "--regid=4711", "--clear-groups",
+                               self.recorder.inside("bin/krctl"), "doctor"])
+
+        self.assertEqual(outcome.status, 1, outcome)
+        self.assertIn(f"warning  user       {PACKAGE_ROOT}/var/db belongs to root, not to #4711. "
+                      "Remedy: sudo -u root krctl doctor, and so every run\n", outcome.out)
+        self.assertIn(f"problem  database   {PACKAGE_ROOT}/var/db/system.db may not be read and "
+                      "written by #4711. Remedy: run as the user that it belongs to, see \"user\"\n",
+                      outcome.out)
+
+
+class Log(DoctorTest):
+    def test_that_is_a_link_is_a_problem(self):
+        os.symlink("/etc/passwd", self.recorder.path("var/log/kestora.log"))
+
+        self.assert_line(self.diagnosis(status=1), "log", "problem",
+                         f"{PACKAGE_ROOT}/var/log/kestora.log is a symbolic link; expected a regular "
+                         "file", "correct it: no run starts before")
+
+    def test_that_can_t_be_written_is_a_problem(self):
+        os.chmod(self.recorder.path("var/log"), 0o550)
+
+        checks = self.diagnosis(*RESTRICTED, status=1)
+
+        self.assert_line(checks, "log", "problem", f"{PACKAGE_ROOT}/var/log may not be written by "
+                         "root", 'run as the user that it belongs to, see "user"')
+
+    def test_of_level_0_silences_failures(self):
+        self.recorder.settings("[debug_log]")
+
+        self.assert_line(self.diagnosis(), "log", "warning", "level 0 of [debug_log] closes the "
+                         "tool's failures out of the log",
+                         f"reindex = 3 under [debug_log] of {PACKAGE_ROOT}/etc/kestora.toml")
+
+
+class Databases(DoctorTest):
+    def test_that_are_missing_are_a_problem(self):
+        os.unlink(self.recorder.path("var/db/system.db"))
+
+        checks = self.diagnosis(status=1)
+
+        self.assert_line(checks, "database", "problem",
+                         f"{PACKAGE_ROOT}/var/db/system.db is not there", "krctl init")
+        self.assert_line(checks, "camera", "warning", "not checked while a database can't be used")
+
+    def test_of_an_older_version_are_a_problem(self):
+        self.recorder.query("snapshot.db", "PRAGMA user_version = 2")
+
+        self.assert_line(self.diagnosis(status=1), "database", "problem",
+                         f"{PACKAGE_ROOT}/var/db/snapshot.db has schema version 2; expected 3",
+                         "krctl init")
+
+    def test_of_a_newer_version_are_a_problem(self):
+        self.recorder.query("snapshot.db", "PRAGMA user_version = 1000")
+
+        self.assert_line(self.diagnosis(status=1), "database", "problem",
+                         f"{PACKAGE_ROOT}/var/db/snapshot.db has schema version 1000; expected 3: a "
+                         "newer version of krctl made it", "install that version again")
+
+    def test_that_are_none_are_a_problem(self):
+        self.recorder.file("var/db/snapshot.db", "no database " * 1000)
+
+        found = [check for check in self.diagnosis(status=1)["database"] if check[0] == "problem"]
+
+        self.assertEqual(len(found), 1)
+        self.assertIn(f"{PACKAGE_ROOT}/var/db/snapshot.db: can't", found[0][1])
+        self.assertIn("file is not a database", found[0][1])
+
+    def test_that_are_damaged_are_a_problem(self):
+        self.damage("recording.db", "event_by_camera_and_start")
+
+        found = [check for check in self.diagnosis(status=1)["database"] if check[0] == "problem"]
+
+        self.assertEqual(len(found), 1, found)
+        self.assertIn(f"{PACKAGE_ROOT}/var/db/recording.db is damaged: ", found[0][1])
+        self.assertEqual(found[0][2],
+                         "restore it from a backup, or move it away, krctl init and krctl run")
+
+    def damage(self, database, index):
+        """The page of an index becomes one of nothing."""
+        (page,), = self.recorder.query(
+            database, "SELECT rootpage FROM sqlite_schema WHERE name = ?", index)
+        (size,), = self.recorder.query(database, "PRAGMA page_size")
+        with open(self.recorder.path(f"var/db/{database}"), "r+b") as file:
+            file.seek((page - 1) * size)
+            file.write(b"\xff" * size)
+
+    def test_on_a_server_that_is_down_are_a_problem(self):
+        self.recorder.settings('[database]\ndsn = "postgresql://kestora@127.0.0.1:1/kestora"')
+
+        checks = self.diagnosis(status=1)
+
+        (state, message, remedy), = checks["database"]
+        self.assertEqual((state, remedy), (
+            "problem", f"see that the server runs and [database] of {PACKAGE_ROOT}/etc/kestora.toml "
+            "is right"))
+        self.assertIn("Connection refused", message)
+        self.assert_line(checks, "camera", "warning", "not checked while a database can't be used")
+
+    def test_on_a_server_that_runs_are_sound(self):
+        import server
+        with server.Server() as postgresql, tempfile.TemporaryDirectory() as folder:
+            root = os.path.join(folder, "recorder")
+            os.mkdir(root)
+            self.recorder = type(self.recorder)(root, [f'dsn = "{postgresql.dsn}"'])
+
+            (state, message, _), = self.diagnosis()["database"]
+
+        self.assertEqual(state, "ok")
+        self.assertIn("has schema version 3", message)
+
+
+class Modes(DoctorTest):
+    def test_of_databases_are_told_by_doctor_and_mended_by_init(self):
+        for name, mode in (("", 0o755), ("/system.db", 0o644), ("/recording.db", 0o666)):
+            os.chmod(self.recorder.path("var/db" + name), mode)
+        folder = f"{PACKAGE_ROOT}/var/db"
+
+        before = self.diagnosis()
+        outcome = self.krctl("init")
+
+        self.assert_line(before, "modes", "warning",
+                         f"open to others: {folder} {folder}/recording.db {folder}/system.db",
+                         "krctl init")
+        self.assertEqual(outcome.out.splitlines(), [
+            f"{folder}{name} was open to others and is not any more"
+            for name in ("", "/recording.db", "/system.db")])
+        self.assert_line(self.diagnosis(), "modes", "ok", "the databases are not open to others")
+        modes = [os.stat(self.recorder.path("var/db" + name)).st_mode & 0o7777
+                 for name in ("", "/system.db", "/recording.db")]
+        self.assertEqual(modes, [0o750, 0o640, 0o660])
+
+    def test_of_media_folders_are_told_with_the_command_that_mends_them(self):
+        for name in ("var/snapshot", "var/log", "target/@KREmap"):
+            os.chmod(self.recorder.path(name), 0o750)
+        os.makedirs(self.recorder.path("volume1/the yard"), mode=0o755)
+        yard = self.recorder.inside("volume1/the yard")
+        self.recorder.do("krctl", "camera", "add", "--id", "8", "--name", "Yard", "--storage", yard)
+
+        self.assert_line(self.diagnosis(), "modes", "warning", f"open to others: '{yard}'",
+                         f"chmod o-rwx '{yard}'")
+
+
+class Space(DoctorTest):
+    def test_that_is_little_is_a_warning(self):
+        self.recorder.volume()
+        storage = self.recorder.camera(7)
+        script = ('cp -r "$1" /mnt/saved && mount -t tmpfs -o size=16m none "$1" && '
+                  'cp -rT /mnt/saved "$1" && exec "$0" doctor')
+        command = self.recorder.command("krctl")
+
+        outcome = process.run([*command[:2], "sh", "-c",
+                               f"mount -t tmpfs none /mnt && {script}", command[2],
+                               self.recorder.inside("volume1")])
+
+        self.assertEqual(outcome.status, 0, outcome)
+        self.assertRegex(outcome.out, rf"warning  space      {self.recorder.inside('volume1')} has "
+                         r"15 MiB free, \d+ %. Remedy: make room: less than 5 % or 200 MiB is little")
+        self.assertTrue(storage)
+
+
+class Cameras(DoctorTest):
+    def only(self, status=0, change=()):
+        (found,) = self.diagnosis(*change, status=status)["camera"]
+        return found
+
+    def test_of_which_there_are_none_are_a_warning(self):
+        self.assertEqual(self.only(), ("warning", "there is none", "krctl camera add, or krctl "
+                                       "camera adopt DIR for those of a disk"))
+
+    def test_without_their_folder_are_a_problem(self):
+        storage = self.camera()
+        shutil.rmtree(self.recorder.path(storage))
+
+        self.assertEqual(self.only(1), (
+            "problem", f'camera 7 "cam7": {self.recorder.inside(storage)} is not there',
+            "mount its disk; where that is mounted elsewhere now, krctl camera adopt DIR"))
+
+    def test_whose_folder_can_t_be_read_or_written_are_a_problem(self):
+        storage = self.camera()
+        folder = self.recorder.inside(storage)
+        for mode, what in ((0o350, "read"), (0o550, "written")):
+            os.chmod(self.recorder.path(storage), mode)
+
+            self.assertEqual(self.only(1, RESTRICTED), (
+                "problem", f'camera 7 "cam7": {folder} can\'t be {what} by root',
+                f"let its user have it: chown or chmod {folder}"))
+
+    def test_without_identity_are_a_warning(self):
+        storage = self.camera()
+        os.unlink(self.recorder.path(f"{storage}/.kestora-camera"))
+
+        self.assertEqual(self.only(), (
+            "warning", f'camera 7 "cam7": {self.recorder.inside(storage)} holds no camera\'s '
+            "identity", "krctl camera bind --id 7"))
+
+    def test_whose_row_has_no_identity_are_a_warning(self):
+        self.camera()
+        self.recorder.query("system.db", "UPDATE camera SET uuid = NULL")
+
+        self.assertEqual(self.only(), ("warning", 'camera 7 "cam7": its row holds no identity',
+                                       "krctl camera bind --id 7"))
+
+    def test_whose_folder_is_another_s_are_a_problem(self):
+        storage = self.camera()
+        self.recorder.file(f"{storage}/.kestora-camera",
+                           f'id = 7\nname = "Yard"\nuuid = "{OTHER_UUID}"\n')
+        folder = self.recorder.inside(storage)
+
+        self.assertEqual(self.only(1), (
+            "problem", f'camera 7 "cam7": {folder} belongs to another camera, camera 7 "Yard"',
+            f"krctl camera adopt {folder} makes that one known, and this one where its folder is"))
+
+    def test_with_a_damaged_identity_are_a_problem(self):
+        storage = self.camera()
+        self.recorder.file(f"{storage}/.kestora-camera", "")
+
+        state, message, remedy = self.only(1)
+
+        self.assertEqual((state, remedy), (
+            "problem", "restore the file, or move it away and krctl camera bind --id 7"))
+        self.assertIn("holds no camera's identity", message)
+
+    def test_with_a_relative_folder_are_a_problem(self):
+        self.recorder.row("camera", id=7, name="Front", storage_path="volume1")
+
+        self.assertEqual(self.only(1), (
+            "problem", 'camera 7 "Front": its storage folder is no absolute path: "volume1"',
+            "krctl camera remove --id 7, then krctl camera add"))
+
+
+class Volumes(DoctorTest):
+    def only(self, status=0):
+        found = [check for check in self.diagnosis(status=status)["volume"] if check[0] != "ok"]
+        self.assertEqual(len(found), 1)
+        return found[0]
+
+    def identity(self):
+        with open(self.recorder.path("volume1/.kestora-volume"), encoding="ascii") as file:
+            return file.read().strip()
+
+    def test_that_are_missing_are_a_problem(self):
+        self.camera()
+        volume = self.identity()
+        os.unlink(self.recorder.path("volume1/.kestora-volume"))
+
+        self.assertEqual(self.only(1), (
+            "problem", f"{volume} of camera 7 is not mounted there",
+            "mount it; where it is mounted elsewhere now, krctl camera adopt DIR"))
+
+    def test_in_whose_place_is_another_are_a_problem(self):
+        self.camera()
+        self.camera(8)
+        volume = self.identity()
+        self.recorder.file("volume1/.kestora-volume", OTHER_UUID + "\n")
+
+        self.assertEqual(self.only(1), (
+            "problem", f"another one is in the place of {volume} of cameras 7, 8: {OTHER_UUID} is in "
+            f"{self.recorder.inside('volume1')}",
+            "mount the right one, or krctl camera bind where the new one replaces it"))
+
+    def test_that_can_t_be_told_are_a_problem(self):
+        self.camera()
+        self.recorder.file("volume1/.kestora-volume", "")
+
+        self.assertEqual(self.only(1), (
+            "problem", f"that of camera 7: the file {self.recorder.inside('volume1')}"
+            "/.kestora-volume holds no volume id",
+            "let its user read it: no run works on these cameras before"))
+
+    def test_to_which_no_camera_is_bound_are_a_warning(self):
+        self.camera()
+        self.recorder.query("system.db", "UPDATE camera SET volume_id = NULL")
+
+        self.assertEqual(self.only(), (
+            "warning", "camera 7: bound to no volume, so a disk that isn't mounted costs their rows",
+            "krctl camera bind --id 7"))
+
+    def test_without_identity_are_a_warning(self):
+        self.recorder.row("camera", id=7, name="Front",
+                          storage_path=self.recorder.inside("var/snapshot"))
+
+        self.assertEqual(self.only()[2], "krctl volume init with the disk's root folder; krctl "
+                         "camera bind --id 7")
+
+
+class MediaFolders(DoctorTest):
+    def test_whose_rows_the_next_run_would_remove_are_a_problem(self):
+        self.recorder.row("snapshot", filename="a.jpg")
+        self.recorder.row("snapshot", filename="b.jpg")
+        self.recorder.row("emap", filename="a.jpg")
+        os.rmdir(self.recorder.path("var/snapshot"))
+        os.chmod(self.recorder.path("target/@KREmap"), 0)
+
+        checks = self.diagnosis(*RESTRICTED, status=1)
+
+        remedy = "bring it back, or let its user read it, before the next run"
+        self.assertEqual(checks["snapshots"], [(
+            "problem", f"{PACKAGE_ROOT}/var/snapshot is not there: a run with -s would remove its 2 "
+            "rows", remedy)])
+        self.assertEqual(checks["emaps"], [(
+            "problem", f"can't open folder {PACKAGE_ROOT}/target/@KREmap: Permission denied: a run "
+            "with -e would remove its 1 row", remedy)])
+
+    def test_without_rows_have_none_to_lose(self):
+        os.rmdir(self.recorder.path("var/snapshot"))
+
+        self.assertEqual(self.diagnosis()["snapshots"], [(
+            "ok", f"{PACKAGE_ROOT}/var/snapshot is not there, and there are no rows to lose", None)])
+
+
+class Runs(DoctorTest):
+    def only(self):
+        (found,) = self.diagnosis()["run"]
+        return found
+
+    def test_that_ended_are_told(self):
+        self.recorder.reindex("-r", "-1")
+
+        self.assertRegex(self.only()[1], r"^none goes on, run 1 of \d{4}-\S+ was the last$")
+
+    def test_that_were_killed_are_a_warning(self):
+        self.recorder.reindex("-r", "-1")
+        self.recorder.query("system.db", "UPDATE run SET end_tm = NULL")
+
+        state, message, remedy = self.only()
+
+        self.assertEqual((state, remedy), ("warning", "krctl run completes its work"))
+        self.assertRegex(message, r"^run 1 of \d{4}-\S+ has not ended: it was killed, or its end was "
+                         r"not noted$")
+
+    def test_that_go_on_are_told_and_not_disturbed(self):
+        self.recorder.recording(self.camera())
+        with self.run_in_the_middle() as running:
+            state, message, _ = self.only()
+
+        self.assertEqual(state, "ok")
+        self.assertRegex(message, rf"^run 1 goes on since \d{{4}}-\S+, process {running.pid}$")
+        self.assertEqual(running.wait(process.DEADLINE_S), 0)
+
+    @contextlib.contextmanager
+    def run_in_the_middle(self):
+        """A run that waits for another writer."""
+        self.recorder.settings("[database]\nlock_timeout_ms = 60000")
+        connection = sqlite3.connect(self.recorder.path("var/db/recording.db"), isolation_level=None)
+        connection.execute("BEGIN IMMEDIATE")
+        try:
+            running = self.started("krindexer", "-r", "-1")
+            process.until(lambda: self.recorder.query("system.db", "SELECT id FROM run"),
+                          "the run doesn't begin")
+            yield running
+        finally:
+            connection.close()
+
+
+class Outbox(DoctorTest):
+    def test_that_has_a_backlog_and_no_broker_is_a_warning(self):
+        self.recorder.row("outbox", created_tm=1394590500, topic="event/list", payload="{}", due=1)
+
+        ((state, message, remedy),) = self.diagnosis()["outbox"]
+
+        self.assertEqual((state, remedy), (
+            "warning", f"host under [notifications] of {PACKAGE_ROOT}/etc/kestora.toml"))
+        self.assertRegex(message, "^1 notification waits, .*, and the settings name no broker$")
+
+
+class Brokers(DoctorTest):
+    """What a broker answers is in tests/mqtt/doctor_test.py."""
+
+    def only(self, **settings):
+        lines = [f"{key} = {value!r}" for key, value in settings.items()]
+        self.recorder.settings("\n".join(["[notifications]", *lines]))
+        (found,) = self.diagnosis()["broker"]
+        return found
+
+    def test_are_not_asked_by_the_name_of_a_client_that_a_run_may_be_connected_as(self):
+        self.recorder.reindex("-r", "-1")
+        descriptor = os.open(self.recorder.path("var/db/reindex.lock"), os.O_RDONLY)
+        self.addCleanup(os.close, descriptor)
+        fcntl.flock(descriptor, fcntl.LOCK_EX)
+
+        self.assertEqual(self.only(host="127.0.0.1", client_id="recorder"), (
+            "ok", "127.0.0.1:1883 was not asked: the run that goes on may be connected to it", None))
+
+
+if __name__ == "__main__":
+    unittest.main()

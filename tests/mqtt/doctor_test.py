@@ -1,0 +1,97 @@
+"""krctl doctor on the broker: it knocks, is let in or not, and tells nothing."""
+
+import json
+import os
+import shutil
+import subprocess
+
+from support import process, scriptedbroker
+from support.broker import ClosedPort
+from support.case import TIMEOUT_MS, MqttTest
+from support.certificates import Authority
+from support.recorder import PACKAGE_ROOT, SANDBOX
+from support.scriptedbroker import ScriptedBroker
+
+
+class DoctorTest(MqttTest):
+    def diagnosis(self, subject):
+        """What it says of one thing: state, message, remedy."""
+        done = subprocess.run(
+            [*process.WITH_TEST, SANDBOX, self.recorder.root,
+             os.path.join(self.recorder.bin_dir, "krctl"), "doctor", "--json"],
+            stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, check=False,
+            timeout=process.DEADLINE_S)
+        found, = (check for check in json.loads(done.stdout)["checks"]
+                  if check["check"] == subject)
+        self.assertEqual(done.returncode, int(found["state"] == "problem"), done.stdout)
+        return found["state"], found["message"], found["remedy"]
+
+    def assert_let_in(self, server):
+        self.assertEqual(self.diagnosis("broker"),
+                         ("ok", f"127.0.0.1:{server.port} lets the recorder in", None))
+
+    def assert_problem(self, reason):
+        state, message, remedy = self.diagnosis("broker")
+        self.assertEqual((state, remedy), (
+            "problem", f"see that it runs and [notifications] of {PACKAGE_ROOT}/etc/kestora.toml is "
+            "right; notifications wait meanwhile"))
+        self.assertIn(reason, message)
+
+
+class Backlog(DoctorTest):
+    def test_waits_for_the_next_run_and_is_not_published(self):
+        server = self.broker()
+        self.recorder.notify(server.port)
+        self.recorder.put_due(2)
+
+        self.assert_let_in(server)
+        state, message, remedy = self.diagnosis("outbox")
+
+        self.assertEqual((state, remedy),
+                         ("warning", "krctl run delivers them once the broker answers"))
+        self.assertRegex(message, "^2 notifications wait, the oldest since 2023-11-1")
+        self.assert_delivered(server.messages())
+        self.assert_due(1, 2)
+
+
+class Password(DoctorTest):
+    def test_is_right_when_the_broker_takes_it(self):
+        passwords = os.path.join(self.folder, "passwords")
+        process.run(["mosquitto_passwd", "-b", "-c", passwords, "recorder", "right"])
+        server = self.broker("allow_anonymous false", f"password_file {passwords}")
+        for password, is_right in (("right", True), ("wrong", False)):
+            self.recorder.notify(server.port, user="recorder", password_file=self.recorder.file(
+                "etc/mqtt.password", password, 0o600))
+
+            if is_right:
+                self.assert_let_in(server)
+            else:
+                self.assert_problem("not authorised")
+
+
+class Certificate(DoctorTest):
+    def test_has_to_be_of_the_authority_that_the_settings_name(self):
+        authority, stranger = (Authority(self.folder, name) for name in ("authority", "stranger"))
+        server = self.broker(*authority.server_lines("IP:127.0.0.1"))
+        for trusted, is_right in ((authority, True), (stranger, False)):
+            shutil.copy(trusted.certificate, self.recorder.path("etc/ca.crt"))
+            self.recorder.notify(server.port, tls=True, ca_file=f"{PACKAGE_ROOT}/etc/ca.crt")
+
+            if is_right:
+                self.assert_let_in(server)
+            else:
+                self.assert_problem("certificate verify failed")
+
+
+class Silence(DoctorTest):
+    def test_is_borne_no_longer_than_the_settings_say(self):
+        server = self.until_end(ScriptedBroker(scriptedbroker.never_answers))
+        self.recorder.notify(server.port, timeout_ms=TIMEOUT_MS)
+
+        self.assert_problem(f"no answer within {TIMEOUT_MS} ms")
+
+    def test_of_a_closed_port_is_told(self):
+        port = self.until_end(ClosedPort())
+        self.recorder.notify(port.port)
+
+        self.assert_problem("Connection refused")
