@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -11,6 +12,8 @@ namespace recorder {
 
 // The file in a camera's storage folder that holds its identity.
 constexpr const char* kCameraIdentityFileName = ".kestora-camera";
+
+constexpr std::size_t kMaxCameraNameBytes = 1000;
 
 struct CameraIdentity {
     int id = 0;
@@ -37,8 +40,8 @@ struct CameraIdentity {
 void WriteCameraIdentity(const std::string& folder, const CameraIdentity& identity);
 
 // Throws Error when the folder carries the identity of another camera than that with this one, as
-// when two disks have changed places. An identity that isn't there or can't be read is no reason: it
-// says nothing of another.
+// when two disks have changed places. An identity that isn't there or can't be read is no reason:
+// it says nothing of another.
 void DemandNoOtherCamera(const std::string& folder, const std::string& uuid);
 
 // For messages: camera 7 "Front".

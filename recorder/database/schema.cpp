@@ -109,15 +109,6 @@ std::string DatabasePath(KRDB::DB_INSTANCE instance) {
     return std::string(kDatabaseDir) + "/" + FileOf(instance).name;
 }
 
-std::unique_ptr<Database> OpenDatabaseOf(KRDB::DB_INSTANCE instance) {
-    const DatabaseSettings& settings = GetSettings().database;
-    if (settings.postgres) {
-        return std::make_unique<PostgresDatabase>(*settings.postgres, settings.lockTimeoutMs);
-    }
-    return std::make_unique<SqliteDatabase>(
-        SqliteDatabase::Open(DatabasePath(instance), settings.lockTimeoutMs));
-}
-
 void CheckSchemaVersion(Database& database) {
     const long version = database.SchemaVersion();
     if (version != kSchemaVersion) {

@@ -1,42 +1,19 @@
 #include "recorder/run/live.h"
 
-#include "recorder/run/runlock.h"
 #include "recorder/support/error.h"
 #include "recorder/support/paths.h"
 #include "recorder/support/textfile.h"
 #include "recorder/utility/folder.h"
-#include "recorder/utility/format.h"
 
 #include <cerrno>
 #include <csignal>
 #include <sstream>
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace recorder {
 
 namespace {
-
-constexpr std::size_t kMaxTextBytes = 512; // of one block of the file, so that it's written at once
-
-// The same number at both ends: what is read while it is written is not taken for the truth.
-long NextEdition() {
-    static long edition = 0;
-    return ++edition;
-}
-
-std::string TextOf(const LiveRun& live) {
-    const long edition = NextEdition();
-    std::string text =
-        Format("edition %ld\nrun %ld\npid %d\nstart %ld\nprogress %.17g\nkind %s\ncamera %d\n"
-               "known %ld\npart_files %ld\nfiles %ld\nfailures %ld\nrefusals %ld\nedition %ld\n",
-               edition, live.run, live.pid, live.startTm, live.progress,
-               live.kind.empty() ? "-" : live.kind.c_str(), live.camId, live.known, live.partFiles,
-               live.files, live.failures, live.refusals, edition);
-    text.resize(kMaxTextBytes, '\n');
-    return text;
-}
 
 std::optional<LiveRun> Parse(const std::string& text) {
     std::istringstream in(text);
@@ -79,21 +56,9 @@ bool HoldsRunLock(int pid) {
 
 } // namespace
 
-void PublishLiveRun(const LiveRun& live) noexcept {
-    if (const RunLock* const lock = HeldRunLock()) {
-        lock->Write(TextOf(live));
-    }
-}
-
-void PublishBeginning() noexcept {
-    LiveRun live;
-    live.pid = getpid();
-    PublishLiveRun(live);
-}
-
 std::optional<LiveRun> ReadLiveRun() {
     const UniqueFd file = OpenTextFileIfThere(kRunLockFile, Links::Refuse);
-    return file.IsOpen() ? Parse(ReadText(file, kRunLockFile, kMaxTextBytes)) : std::nullopt;
+    return file.IsOpen() ? Parse(ReadText(file, kRunLockFile, kMaxLiveRunBytes)) : std::nullopt;
 }
 
 std::optional<LiveRun> RegisteredRun() {

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 
@@ -21,6 +22,9 @@ struct LiveRun {
     long failures = 0;     // so far
     long refusals = 0;     // so far
 };
+
+constexpr std::size_t kMaxLiveRunBytes =
+    512; // of one block of the file, so that it's written at once
 
 // Tells it, if this process or its parent holds the run lock. A failure is nobody's: a run doesn't
 // depend on being watched.

@@ -15,7 +15,6 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace recorder {
 
@@ -130,8 +129,4 @@ int GetDirsInDir(const std::string& dir, std::list<std::string>& out, bool fullP
         out.insert(out.end(), found.begin(), found.end());
         return 0;
     });
-}
-
-int KRRm(const std::string& path) {
-    return rmdir(path.c_str());
 }

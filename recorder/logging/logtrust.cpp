@@ -1,0 +1,13 @@
+#include "recorder/logging/logtrust.h"
+
+#include "recorder/support/paths.h"
+#include "recorder/support/trust.h"
+
+namespace recorder {
+
+void DemandLogOfOurs() {
+    DemandTrustedFolderOf(kLogFile);
+    DemandTrustedUnlinked(kLogFile);
+}
+
+} // namespace recorder

@@ -1,0 +1,43 @@
+#include "recorder/run/live.h"
+#include "recorder/run/runlock.h"
+#include "recorder/utility/format.h"
+
+#include <unistd.h>
+
+namespace recorder {
+
+namespace {
+
+// The same number at both ends: what is read while it is written is not taken for the truth.
+long NextEdition() {
+    static long edition = 0;
+    return ++edition;
+}
+
+std::string TextOf(const LiveRun& live) {
+    const long edition = NextEdition();
+    std::string text =
+        Format("edition %ld\nrun %ld\npid %d\nstart %ld\nprogress %.17g\nkind %s\ncamera %d\n"
+               "known %ld\npart_files %ld\nfiles %ld\nfailures %ld\nrefusals %ld\nedition %ld\n",
+               edition, live.run, live.pid, live.startTm, live.progress,
+               live.kind.empty() ? "-" : live.kind.c_str(), live.camId, live.known, live.partFiles,
+               live.files, live.failures, live.refusals, edition);
+    text.resize(kMaxLiveRunBytes, '\n');
+    return text;
+}
+
+} // namespace
+
+void PublishLiveRun(const LiveRun& live) noexcept {
+    if (const RunLock* const lock = HeldRunLock()) {
+        lock->Write(TextOf(live));
+    }
+}
+
+void PublishBeginning() noexcept {
+    LiveRun live;
+    live.pid = getpid();
+    PublishLiveRun(live);
+}
+
+} // namespace recorder
