@@ -120,9 +120,10 @@ std::string InPostgresWords(const std::string& sql) {
 
 } // namespace
 
-PostgresDatabase::PostgresDatabase(PostgresSettings settings, int lockTimeoutMs)
+PostgresDatabase::PostgresDatabase(PostgresSettings settings, int lockTimeoutMs,
+                                   PostgresAccess access)
     : m_name("PostgreSQL schema " + settings.schema), m_settings(std::move(settings)),
-      m_lockTimeoutMs(lockTimeoutMs) {
+      m_lockTimeoutMs(lockTimeoutMs), m_access(access) {
     ForgetEnvironment();
     DemandNoPassword(m_settings.dsn);
     Connect();
@@ -237,9 +238,11 @@ void PostgresDatabase::CheckEncoding() {
 
 std::string PostgresDatabase::SessionSql() const {
     return Format("SET search_path TO %s; SET standard_conforming_strings TO on; "
-                  "SET lock_timeout TO %d; SET statement_timeout TO %d; SET kestora.run TO '%s';",
+                  "SET lock_timeout TO %d; SET statement_timeout TO %d; SET kestora.run TO '%s';%s",
                   m_settings.schema.c_str(), std::max(m_lockTimeoutMs, 1),
-                  m_settings.statementTimeoutMs, m_run == 0 ? "" : std::to_string(m_run).c_str());
+                  m_settings.statementTimeoutMs, m_run == 0 ? "" : std::to_string(m_run).c_str(),
+                  m_access == PostgresAccess::Look ? " SET default_transaction_read_only TO on;"
+                                                   : "");
 }
 
 std::string PostgresDatabase::RunCountsSql(int camId) const {
@@ -262,7 +265,8 @@ std::string PostgresDatabase::RunCountsSql(int camId) const {
 // taken.
 void PostgresDatabase::RunTransaction(const std::string& sql, const ExecuteOptions& options,
                                       DBResult_tag& rows) {
-    std::string text = options.readOnly ? "BEGIN READ ONLY;" : "BEGIN;";
+    const bool reads = options.readOnly || m_access == PostgresAccess::Look;
+    std::string text = reads ? "BEGIN READ ONLY;" : "BEGIN;";
     if (!options.waitForLock) {
         text += "SET LOCAL lock_timeout TO 1;";
     }

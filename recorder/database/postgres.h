@@ -15,11 +15,17 @@ struct pg_result;
 
 namespace recorder {
 
+enum class PostgresAccess {
+    Write,
+    Look, // every transaction is one that the server lets write nothing
+};
+
 class PostgresDatabase final : public Database {
 public:
     // Connects. Throws Error: no host of the dsn takes the connection and writes, or the database's
     // encoding isn't SQL_ASCII.
-    PostgresDatabase(PostgresSettings settings, int lockTimeoutMs);
+    PostgresDatabase(PostgresSettings settings, int lockTimeoutMs,
+                     PostgresAccess access = PostgresAccess::Write);
 
     // Makes the recorder's schema where there is none yet. Throws Error.
     void CreateSchema();
@@ -64,6 +70,7 @@ private:
     std::string m_name;
     PostgresSettings m_settings;
     int m_lockTimeoutMs;
+    PostgresAccess m_access;
     long m_run = 0; // that what is done is attributed to; 0 = none
     std::vector<std::string> m_tables;
     Clock::time_point m_nextAttempt;

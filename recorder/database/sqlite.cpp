@@ -5,6 +5,7 @@
 #include "recorder/utility/format.h"
 
 #include <cstdlib>
+#include <cstring>
 #include <exception>
 #include <string_view>
 
@@ -60,6 +61,62 @@ std::string UntoldTriggerSql(const MediaTable& table) {
         "INSERT INTO untold (id, camera_id) VALUES (NEW.id, NEW.camera_id);");
 }
 
+// A way to the disk that can't write. It stands before one of SQLite's own, as options of a
+// connection don't reach the files beside a database: even to read one whose log is gone SQLite
+// would make a new log.
+struct LookVfs {
+    sqlite3_vfs vfs; // first: SQLite knows this part
+    sqlite3_vfs* under;
+};
+
+int OpenToRead(sqlite3_vfs* vfs, const char* name, sqlite3_file* file, int flags, int* outFlags) {
+    sqlite3_vfs* const under = reinterpret_cast<LookVfs*>(vfs)->under;
+    constexpr int kWrites = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_EXCLUSIVE |
+                            SQLITE_OPEN_DELETEONCLOSE;
+    return under->xOpen(under, name, file, (flags & ~kWrites) | SQLITE_OPEN_READONLY, outFlags);
+}
+
+int RefuseToDelete(sqlite3_vfs* /*vfs*/, const char* /*name*/, int /*syncFolder*/) {
+    return SQLITE_READONLY;
+}
+
+// Registers it in front of the one named `under` (null: the usual one).
+const char* LookVfsBefore(const char* under, const char* name) {
+    auto* const look = new LookVfs{}; // SQLite keeps it until the process ends
+    look->under = sqlite3_vfs_find(under);
+    look->vfs = *look->under;
+    look->vfs.pNext = nullptr;
+    look->vfs.zName = name;
+    look->vfs.xOpen = OpenToRead;
+    look->vfs.xDelete = RefuseToDelete;
+    sqlite3_vfs_register(&look->vfs, 0);
+    return name;
+}
+
+const char* VfsFor(SqliteLook how) {
+    static const char* const usual = LookVfsBefore(nullptr, "kestora-look");
+    static const char* const alone = LookVfsBefore("unix-none", "kestora-look-alone");
+    return how == SqliteLook::Alone ? alone : usual;
+}
+
+std::string UriOf(const std::string& path, SqliteLook how) {
+    std::string uri = "file:";
+    for (const char c : path) {
+        const bool isPlain = std::strchr("%?#", c) == nullptr;
+        uri += isPlain ? std::string(1, c)
+                       : Format("%%%02x", static_cast<unsigned>(static_cast<unsigned char>(c)));
+    }
+    switch (how) {
+    case SqliteLook::Immutable:
+        return uri + "?immutable=1";
+    case SqliteLook::Shared:
+        return uri + "?mode=ro&readonly_shm=1";
+    case SqliteLook::Alone:
+        return uri + "?mode=ro";
+    }
+    return uri;
+}
+
 } // namespace
 
 // Rows added and removed since the last transaction ended.
@@ -94,27 +151,45 @@ SqliteDatabase::SqliteDatabase(SqliteDatabase&& other) noexcept = default;
 SqliteDatabase& SqliteDatabase::operator=(SqliteDatabase&& other) noexcept = default;
 
 SqliteDatabase SqliteDatabase::Open(const std::string& path, int lockTimeoutMs) {
-    return {path, SQLITE_OPEN_READWRITE, lockTimeoutMs};
+    SqliteDatabase database(path, path, SQLITE_OPEN_READWRITE, nullptr, lockTimeoutMs);
+    database.ConfigureToWrite();
+    return database;
 }
 
 SqliteDatabase SqliteDatabase::Create(const std::string& path, int lockTimeoutMs) {
-    return {path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, lockTimeoutMs};
+    SqliteDatabase database(path, path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr,
+                            lockTimeoutMs);
+    database.ConfigureToWrite();
+    return database;
 }
 
-SqliteDatabase::SqliteDatabase(const std::string& path, int flags, int lockTimeoutMs)
+SqliteDatabase SqliteDatabase::OpenToLook(const std::string& path, SqliteLook how,
+                                          int lockTimeoutMs) {
+    SqliteDatabase database(path, UriOf(path, how), SQLITE_OPEN_READONLY | SQLITE_OPEN_URI,
+                            VfsFor(how), lockTimeoutMs);
+    database.m_onlyLooks = true;
+    database.RunPlain("PRAGMA query_only = ON");
+    database.RunPlain("PRAGMA temp_store = MEMORY");
+    if (how == SqliteLook::Alone) {
+        database.RunPlain("PRAGMA locking_mode = EXCLUSIVE"); // the log's index in this process
+    }
+    return database;
+}
+
+SqliteDatabase::SqliteDatabase(const std::string& path, const std::string& target, int flags,
+                               const char* vfs, int lockTimeoutMs)
     : m_name("database " + path), m_lockTimeoutMs(lockTimeoutMs) {
     sqlite3* handle = nullptr;
-    const int error = sqlite3_open_v2(path.c_str(), &handle,
-                                      flags | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE, nullptr);
+    const int error = sqlite3_open_v2(target.c_str(), &handle,
+                                      flags | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE, vfs);
     m_handle.reset(handle);
     if (error != SQLITE_OK) {
         Fail("open it");
     }
-    Configure();
+    sqlite3_busy_timeout(m_handle.get(), m_lockTimeoutMs);
 }
 
-void SqliteDatabase::Configure() {
-    sqlite3_busy_timeout(m_handle.get(), m_lockTimeoutMs);
+void SqliteDatabase::ConfigureToWrite() {
     RunPlain("PRAGMA journal_mode = WAL");
     RunPlain("PRAGMA synchronous = NORMAL");
     RunPlain("PRAGMA foreign_keys = ON");
@@ -132,7 +207,7 @@ DBResult_tag SqliteDatabase::Execute(const std::string& sql, const ExecuteOption
     }
     try {
         for (; statement; statement = PrepareNext(rest)) {
-            Run(statement, options.readOnly, rows);
+            Run(statement, options.readOnly || m_onlyLooks, rows);
         }
         WriteCounts(options.camId);
         if (options.transaction) {

@@ -13,11 +13,24 @@ struct sqlite3_stmt;
 
 namespace recorder {
 
+// How a database is read that must stay exactly as it is, and so must what lies beside it.
+enum class SqliteLook {
+    Immutable, // without a lock, and without a log beside it: the caller sees to it that none is
+               // there, and that nobody writes meanwhile
+    Shared,    // with its log, beside others who may write; SQLite can't always
+    Alone, // with its log and without a lock: the caller sees to it that nobody writes meanwhile
+};
+
 class SqliteDatabase final : public Database {
 public:
     // Opens an existing database file; Create makes it when it is missing. Throws Error.
     [[nodiscard]] static SqliteDatabase Open(const std::string& path, int lockTimeoutMs);
     [[nodiscard]] static SqliteDatabase Create(const std::string& path, int lockTimeoutMs);
+
+    // Opens it so that nothing on the disk can be written by it, whatever is executed. Throws
+    // Error.
+    [[nodiscard]] static SqliteDatabase OpenToLook(const std::string& path, SqliteLook how,
+                                                   int lockTimeoutMs);
 
     ~SqliteDatabase() override;
     SqliteDatabase(const SqliteDatabase&) = delete;
@@ -37,7 +50,10 @@ private:
         void operator()(sqlite3* handle) const;
     };
 
-    SqliteDatabase(const std::string& path, int flags, int lockTimeoutMs);
+    // `target` is a path, or with SQLITE_OPEN_URI a URI; `vfs` the way to the disk, null for
+    // SQLite's own.
+    SqliteDatabase(const std::string& path, const std::string& target, int flags, const char* vfs,
+                   int lockTimeoutMs);
 
     struct Finalize {
         void operator()(sqlite3_stmt* statement) const;
@@ -46,7 +62,7 @@ private:
 
     struct Attribution;
 
-    void Configure();
+    void ConfigureToWrite();
     [[nodiscard]] Statement PrepareNext(const char*& sql);
     void Run(const Statement& statement, bool readOnly, DBResult_tag& rows);
     void RunPlain(const char* statement);
@@ -55,6 +71,7 @@ private:
 
     std::string m_name;
     int m_lockTimeoutMs;
+    bool m_onlyLooks = false;
     std::unique_ptr<Attribution> m_attribution; // SQLite holds a pointer to it
     std::unique_ptr<sqlite3, Close> m_handle;
 };

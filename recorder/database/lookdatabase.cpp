@@ -1,0 +1,122 @@
+#include "recorder/database/lookdatabase.h"
+
+#include "recorder/database/sqlite.h"
+#include "recorder/support/error.h"
+
+#include <cstdlib>
+#include <ctime>
+#include <optional>
+
+#include <sys/stat.h>
+
+namespace recorder {
+
+namespace {
+
+constexpr int kAttempts = 5;
+constexpr long kNsPerMs = 1'000'000;
+constexpr long kNsPerS = 1'000'000'000;
+constexpr long kLongestTickNs = 100 * kNsPerMs;
+
+struct FileState {
+    dev_t device;
+    ino_t number;
+    off64_t size;
+    long modifiedNs; // since the epoch
+
+    bool operator==(const FileState&) const = default;
+};
+
+struct DiskState {
+    std::optional<FileState> file;
+    std::optional<FileState> log;     // of what isn't in the file yet
+    std::optional<FileState> journal; // of a writer that uses no log
+
+    bool operator==(const DiskState&) const = default;
+};
+
+long Nanoseconds(const struct timespec& time) {
+    return time.tv_sec * kNsPerS + time.tv_nsec;
+}
+
+std::optional<FileState> StateOfFile(const std::string& path) {
+    struct stat64 st = {};
+    if (stat64(path.c_str(), &st) == 0) {
+        return FileState{st.st_dev, st.st_ino, st.st_size, Nanoseconds(st.st_mtim)};
+    }
+    if (errno != ENOENT) {
+        throw SystemError("look at " + path);
+    }
+    return std::nullopt;
+}
+
+DiskState StateOf(const std::string& path) {
+    return {StateOfFile(path), StateOfFile(path + "-wal"), StateOfFile(path + "-journal")};
+}
+
+// Files are stamped by a clock that ticks: what is written within the same tick can't be told by
+// the time. A file that was written in this one is left alone until the next.
+void AwaitTickAfter(const std::optional<FileState>& file) {
+    for (long waitedNs = 0; file && waitedNs < kLongestTickNs; waitedNs += kNsPerMs) {
+        struct timespec now = {};
+        clock_gettime(CLOCK_REALTIME_COARSE, &now);
+        const long sinceNs = Nanoseconds(now) - file->modifiedNs;
+        if (sinceNs > 0 || sinceNs < -kLongestTickNs) { // or the clock was set back since
+            return;
+        }
+        const struct timespec pause = {0, kNsPerMs};
+        nanosleep(&pause, nullptr);
+    }
+}
+
+// Of the ways to read it in this state the best one first.
+std::vector<SqliteLook> WaysToRead(const DiskState& state) {
+    if (!state.log && !state.journal) {
+        return {SqliteLook::Immutable};
+    }
+    return {SqliteLook::Shared, SqliteLook::Alone};
+}
+
+} // namespace
+
+LookDatabase::LookDatabase(std::string path, int lockTimeoutMs)
+    : m_path(std::move(path)), m_name("database " + m_path), m_lockTimeoutMs(lockTimeoutMs) {}
+
+DBResult_tag LookDatabase::Execute(const std::string& sql, const ExecuteOptions& options) {
+    std::string failure;
+    for (int attempt = 0; attempt < kAttempts; ++attempt) {
+        const DiskState before = StateOf(m_path);
+        AwaitTickAfter(before.file);
+        AwaitTickAfter(before.log);
+        for (const SqliteLook how : WaysToRead(before)) {
+            try {
+                DBResult_tag rows =
+                    SqliteDatabase::OpenToLook(m_path, how, m_lockTimeoutMs).Execute(sql, options);
+                if (how == SqliteLook::Shared || StateOf(m_path) == before) {
+                    return rows;
+                }
+                failure = m_name + ": can't be read without touching it: others write all the time";
+            } catch (const Error& error) {
+                failure = error.what();
+            }
+        }
+        if (StateOf(m_path) == before) {
+            break; // it would fail again
+        }
+    }
+    throw Error(failure);
+}
+
+long LookDatabase::SchemaVersion() {
+    return std::strtol(Execute("PRAGMA user_version").Field(0, 0), nullptr, 10);
+}
+
+void LookDatabase::ApplySchema(const std::string& /*sql*/, long /*version*/) {
+    throw Error(m_name + " is only looked at");
+}
+
+void LookDatabase::AttributeTo(long /*run*/, const std::vector<MediaTable>& /*tables*/) {
+    throw Error(m_name + " is only looked at");
+}
+
+} // namespace recorder
