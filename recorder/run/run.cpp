@@ -190,7 +190,7 @@ void NoteProgress(double progress) {
     }
 }
 
-void CountFile() {
+void CountFile(int /*folder*/) {
     Run& run = ThisRun();
     if (!run.part) {
         return;

@@ -44,8 +44,8 @@ void NoteRefusal(const std::string& why);
 // The share of the run that is done, 0.0 to 1.0.
 void NoteProgress(double progress);
 
-// The walk has looked at a regular file.
-void CountFile();
+// The walk has come to a regular file in the folder with this descriptor.
+void CountFile(int folder);
 
 // Records that the run has ended, and forgets removals and parts that were kept for as long as the
 // settings say. Throws Error.

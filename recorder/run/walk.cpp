@@ -46,7 +46,7 @@ int __wrap_readdir64_r(DIR* dir, struct dirent64* entry, struct dirent64** resul
     if (error != 0) {
         LogUnreadable(dir, error);
     } else if (*result != nullptr && entry->d_type == DT_REG) {
-        recorder::CountFile();
+        recorder::CountFile(dirfd(dir));
     }
     return error;
 }
