@@ -1,0 +1,95 @@
+// The task-status store of a plan: there is none. Nobody is told of a plan, and it takes no lock.
+
+#include "platform/taskstatus.h"
+
+#include "recorder/camera/cameratable.h"
+#include "recorder/database/databases.h"
+#include "recorder/logging/logtrust.h"
+#include "recorder/run/live.h"
+#include "recorder/settings/settings.h"
+#include "tools/plan/messages.h"
+#include "tools/plan/notebook.h"
+
+#include <exception>
+
+#include <sysexits.h>
+
+namespace plan {
+
+namespace {
+
+int NoPlan(int status, const std::string& why) {
+    Notebook::OfThisProcess().Add(Reason::NoPlan, why);
+    Notebook::OfThisProcess().Flush();
+    return status;
+}
+
+void NoteCameras() {
+    for (const recorder::CameraRow& camera : recorder::ListCameras()) {
+        std::string storagePath = camera.storagePath;
+        while (storagePath.size() > 1 && storagePath.ends_with('/')) {
+            storagePath.pop_back();
+        }
+        Notebook::OfThisProcess().NoteCamera(camera.id, camera.name, storagePath);
+    }
+}
+
+void NoteRunThatGoesOn() {
+    try {
+        if (const std::optional<recorder::LiveRun> live = recorder::RegisteredRun()) {
+            Notebook::OfThisProcess().NoteGoing(live->pid);
+        }
+    } catch (const std::exception& error) {
+        Notebook::OfThisProcess().Add(Reason::Warning, error.what());
+    }
+}
+
+void End() {
+    NoteLastWords();
+    Notebook::OfThisProcess().EndPart();
+    Notebook::OfThisProcess().Flush();
+}
+
+} // namespace
+
+} // namespace plan
+
+namespace KRIndex {
+
+// Where a run would be refused there is no plan either.
+int RegTaskStart() {
+    try {
+        (void)recorder::GetSettings();
+        recorder::DemandLogOfOurs();
+    } catch (const std::exception& error) {
+        return plan::NoPlan(EX_CONFIG, error.what());
+    }
+    try {
+        recorder::Execute(KRDB::DB_SYSTEM, "SELECT name FROM task;", {.readOnly = true});
+        plan::NoteCameras();
+    } catch (const std::exception& error) {
+        return plan::NoPlan(EX_IOERR, error.what());
+    }
+    plan::NoteRunThatGoesOn();
+    return 0;
+}
+
+void RegTaskDone() {
+    plan::End();
+}
+
+void SetTaskPid(int /*pid*/) {}
+
+void SetTaskProgress(double /*progress*/) {}
+
+double GetTaskProgress() {
+    return 0.0;
+}
+
+void RecordTaskStatusToConf(long /*startTime*/, int /*recordingCount*/, bool done) {
+    if (done) {
+        plan::End();
+    }
+}
+
+} // namespace KRIndex
