@@ -23,8 +23,8 @@ constexpr long kSchemaVersion = 3;
 [[nodiscard]] std::string DatabasePath(KRDB::DB_INSTANCE instance);
 
 // Opens a database that is there, on the engine that the settings choose. Whether it can be written
-// is decided where a program is linked (opentowrite.cpp, opentolook.cpp), so no mistake of a program
-// that only looks can write. Throws Error.
+// is decided where a program is linked (opentowrite.cpp, opentolook.cpp), so no mistake of a
+// program that only looks can write. Throws Error.
 [[nodiscard]] std::unique_ptr<Database> OpenDatabaseOf(KRDB::DB_INSTANCE instance);
 
 // Throws Error when the database is of another version than this program works on.
