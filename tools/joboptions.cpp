@@ -56,7 +56,7 @@ std::vector<std::string> ArgumentsOf(const JobOptions& jobs) {
     return arguments;
 }
 
-void CheckCameras(const JobOptions& jobs) {
+void DemandOneCamera(const JobOptions& jobs) {
     if (jobs.eventCamera && jobs.alertEventCamera && *jobs.eventCamera != *jobs.alertEventCamera) {
         throw recorder::Error(
             "-r " + std::to_string(*jobs.eventCamera) + " -a " +
@@ -64,6 +64,10 @@ void CheckCameras(const JobOptions& jobs) {
             ": expected the same camera for both, as one run works for one camera "
             "or for all");
     }
+}
+
+void CheckCameras(const JobOptions& jobs) {
+    DemandOneCamera(jobs);
     for (const std::optional<int>& camera : {jobs.eventCamera, jobs.alertEventCamera}) {
         if (camera && *camera != kAllCameras && !recorder::FindCamera(*camera)) {
             throw recorder::Error("there is no camera with the id " + std::to_string(*camera) +

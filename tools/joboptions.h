@@ -23,6 +23,8 @@ void AddJobOptions(CLI::App& command, JobOptions& jobs);
 // The arguments of krindexer. Where no job was asked for, those of all jobs for all cameras.
 [[nodiscard]] std::vector<std::string> ArgumentsOf(const JobOptions& jobs);
 
-// Throws Error where they name a camera that the recorder doesn't have, or two cameras: krindexer
-// would take the last one for both jobs.
+// Throws Error where they name two cameras: krindexer would take the last one for both jobs.
+void DemandOneCamera(const JobOptions& jobs);
+
+// The same, and where they name a camera that the recorder doesn't have.
 void CheckCameras(const JobOptions& jobs);

@@ -8,6 +8,7 @@
 #include "tools/doctorcommand.h"
 #include "tools/ledgercommands.h"
 #include "tools/metricscommand.h"
+#include "tools/plancommand.h"
 #include "tools/runcommand.h"
 #include "tools/statuscommand.h"
 #include "tools/terminal.h"
@@ -51,6 +52,7 @@ int main(int argc, char** argv) {
     AddVolumeCommands(app);
     AddLedgerCommands(app);
     AddMetricsCommand(app);
+    AddPlanCommand(app);
     AddRunCommand(app);
     AddStatusCommand(app);
     AddDoctorCommand(app);

@@ -89,9 +89,9 @@ bool NoteFile(std::string_view format, va_list args) {
 }
 
 void NoteMessage(const char* categ, const char* level, const char* format, va_list args) {
-    if (format == kDamaged && LastFailure()) {
-        Notebook::OfThisProcess().Add(Reason::Damaged, *LastFailure());
+    if (format == kDamaged) {
         LastFailure().reset();
+        Notebook::OfThisProcess().Add(Reason::Damaged, va_arg(args, const char*));
         return;
     }
     NoteLastWords();

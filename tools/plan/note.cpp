@@ -93,7 +93,7 @@ const char* NameOf(Reason reason) {
 }
 
 bool IsItem(Reason reason) {
-    return reason < Reason::Damaged;
+    return reason < Reason::Warning;
 }
 
 std::string LineOf(const Note& note) {

@@ -29,8 +29,8 @@ enum class Reason {
     ChangedAfterStart, // the file would be left to the next run
     ThumbnailMissing,  // the picture's thumbnail would be made
     FolderEmpty,       // the folder would be removed
+    Damaged,           // the recording's row would have no length and codecs
     // What people should know. The text is for them.
-    Damaged, // a recording would get a row without length and codecs
     Warning, // something would be passed over
     Refusal, // something would be declined, as it might do harm
     Failure, // something could not be looked at
@@ -53,7 +53,7 @@ struct Note {
 // "file-without-row" and so on.
 [[nodiscard]] const char* NameOf(Reason reason);
 
-// Whether it is one that krindexer would find or do: those before Damaged.
+// Whether it is one that krindexer would find or do: those before Warning.
 [[nodiscard]] bool IsItem(Reason reason);
 
 // With the newline.

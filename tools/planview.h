@@ -1,0 +1,19 @@
+// A plan, as krctl shows it.
+
+#pragma once
+
+#include "tools/json.h"
+#include "tools/plan/note.h"
+#include "tools/plansummary.h"
+
+#include <string>
+
+// Prints a table of the parts, what stands out, and what krindexer would do in one sentence.
+void PrintPlan(const PlanSummary& plan);
+
+// "row-without-file", kind, camera and path, separated by tabs; control characters are escaped.
+[[nodiscard]] std::string ListLine(const plan::Note& item);
+
+// As docs/json/plan.schema.json says; the items are no part of the first.
+[[nodiscard]] Json JsonOf(const PlanSummary& plan);
+[[nodiscard]] Json JsonOfItem(const plan::Note& item);
