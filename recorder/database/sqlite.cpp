@@ -8,8 +8,11 @@
 #include <cstring>
 #include <exception>
 #include <string_view>
+#include <utility>
 
 #include <sqlite3.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace recorder {
 
@@ -76,6 +79,30 @@ int OpenToRead(sqlite3_vfs* vfs, const char* name, sqlite3_file* file, int flags
     return under->xOpen(under, name, file, (flags & ~kWrites) | SQLITE_OPEN_READONLY, outFlags);
 }
 
+// Whether the connection at work is one that only looks.
+thread_local bool isLooking = false;
+
+class Looking {
+public:
+    explicit Looking(bool looks) : m_before(std::exchange(isLooking, looks)) {}
+    ~Looking() { isLooking = m_before; }
+    Looking(const Looking&) = delete;
+    Looking& operator=(const Looking&) = delete;
+
+private:
+    bool m_before;
+};
+
+// As root SQLite gives every log and index that it opens the owner of its database, and with him a
+// new time of change, also where he is the owner already.
+int ChangeOwner(int fd, uid_t owner, gid_t group) {
+    return isLooking ? 0 : fchown(fd, owner, group);
+}
+
+int ChangeMode(int fd, mode_t mode) {
+    return isLooking ? 0 : fchmod(fd, mode);
+}
+
 int RefuseToDelete(sqlite3_vfs* /*vfs*/, const char* /*name*/, int /*syncFolder*/) {
     return SQLITE_READONLY;
 }
@@ -90,6 +117,11 @@ const char* LookVfsBefore(const char* under, const char* name) {
     look->vfs.xOpen = OpenToRead;
     look->vfs.xDelete = RefuseToDelete;
     sqlite3_vfs_register(&look->vfs, 0);
+    // Of the whole process, whatever the way to the disk.
+    look->under->xSetSystemCall(look->under, "fchown",
+                                reinterpret_cast<sqlite3_syscall_ptr>(ChangeOwner));
+    look->under->xSetSystemCall(look->under, "fchmod",
+                                reinterpret_cast<sqlite3_syscall_ptr>(ChangeMode));
     return name;
 }
 
@@ -168,6 +200,7 @@ SqliteDatabase SqliteDatabase::OpenToLook(const std::string& path, SqliteLook ho
     SqliteDatabase database(path, UriOf(path, how), SQLITE_OPEN_READONLY | SQLITE_OPEN_URI,
                             VfsFor(how), lockTimeoutMs);
     database.m_onlyLooks = true;
+    const Looking looking(true);
     database.RunPlain("PRAGMA query_only = ON");
     database.RunPlain("PRAGMA temp_store = MEMORY");
     if (how == SqliteLook::Alone) {
@@ -196,6 +229,7 @@ void SqliteDatabase::ConfigureToWrite() {
 }
 
 DBResult_tag SqliteDatabase::Execute(const std::string& sql, const ExecuteOptions& options) {
+    const Looking looking(m_onlyLooks);
     sqlite3_busy_timeout(m_handle.get(), options.waitForLock ? m_lockTimeoutMs : 0);
     DBResult_tag rows;
     const char* rest = sql.c_str();
