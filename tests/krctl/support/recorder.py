@@ -10,6 +10,7 @@ sys.path.insert(0, os.path.join(HERE, "../../scenarios"))
 sys.path.insert(0, os.path.join(HERE, "../../postgresql"))
 
 from runner import sqlite  # noqa: E402 (the path above comes first)
+from runner.database import TABLES  # noqa: E402
 from support import process  # noqa: E402
 
 PACKAGE_ROOT = "/var/packages/Kestora"
@@ -138,6 +139,6 @@ class Recorder:
         marks = ", ".join("CAST(? AS TEXT)" if isinstance(value, bytes) else "?"
                           for value in columns.values())
         (number,), = self.query(
-            sqlite.TABLES[table], f"INSERT INTO {table} ({', '.join(columns)}) VALUES ({marks}) "
+            TABLES[table], f"INSERT INTO {table} ({', '.join(columns)}) VALUES ({marks}) "
             "RETURNING id", *columns.values())
         return number

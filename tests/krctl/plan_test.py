@@ -1,0 +1,568 @@
+"""krctl plan: it tells what krindexer does, and leaves no trace."""
+
+import os
+import socket
+import threading
+import time
+
+import server
+from runner import sqlite
+from runner.postgresql import Postgresql
+from support import process
+from support.case import KrctlTest
+from support.recorder import HALF_DAY, START_TM, Recorder
+from support.state import differences, state_of
+
+IN_LINE = "In line: krindexer would change nothing.\n"
+COUNTS = ("row_without_file", "file_without_row", "badly_named", "changed_after_start",
+          "thumbnail_missing", "folder_empty", "row_renewed", "damaged")
+
+
+class PlanTest(KrctlTest):
+    def setUp(self):
+        super().setUp()
+        self.recorder.volume()
+        self.storage = self.recorder.camera(1, "Front")
+
+    def plan(self, *options, status=0):
+        """What the JSON says, which matches its schema."""
+        plan = self.krctl("plan", "--list", "--json", *options, status=status).json()
+        self.assert_matches_schema(plan, "plan")
+        return plan
+
+    def found(self, *options, status=0):
+        """(reason, kind, camera, path, row) of all items; paths are relative to the recorder."""
+        root = os.path.join(Recorder.inside(""), "")
+        return [(item["reason"], item["kind"], item["camera"], item["path"].removeprefix(root),
+                 item["row"]) for item in self.plan(*options, status=status)["items"]]
+
+    def drift(self):
+        """Something of everything that a run mends."""
+        r = self.recorder
+        r.recording(self.storage)
+        r.recording(self.storage, START_TM + 1, medium="cut.mp4")
+        r.recording(self.storage, START_TM + 2, "20140312PM", "mjpeg.avi")
+        r.recording(f"{self.storage}/laRec")
+        r.snapshot(1)
+        r.snapshot(2)
+        for folder in ("20140311AM", "@Thumbnail/20140311AM", "laRec/20140311PM"):
+            os.makedirs(r.path(f"{self.storage}/{folder}"))
+        r.file(f"{self.storage}/{HALF_DAY}/notes.txt")
+        for database, rows in {
+                "recording.db": (
+                    "INSERT INTO event (camera_id, path) VALUES (1, '20140311AM/a.mp4'), "
+                    "(1, '20140311AM/b.mp4'), (8, '20140311AM/c.mp4')",
+                    "INSERT INTO alert_event (camera_id, path) VALUES (1, '20140311AM/a.mp4')"),
+                "snapshot.db": ("INSERT INTO snapshot (filename) VALUES ('gone.jpg')",),
+                "system.db": ("INSERT INTO emap (filename) VALUES ('gone.png'), ('gone2.png')",),
+        }.items():
+            for sql in rows:
+                self.execute(database, sql)
+
+    def execute(self, database, sql):
+        self.recorder.query(database, sql)
+
+
+class Reasons(PlanTest):
+    def test_a_recording_without_a_row(self):
+        path = self.recorder.recording(self.storage)
+
+        self.assertEqual(self.found("-r", "1"), [("file-without-row", "event", 1, path, None)])
+
+    def test_an_alert_recording_without_a_row(self):
+        path = self.recorder.recording(f"{self.storage}/laRec")
+
+        self.assertEqual(self.found("-a", "-1"), [("file-without-row", "alert_event", 1, path, None)])
+
+    def test_a_recording_that_can_t_be_read(self):
+        path = self.recorder.recording(self.storage, medium="cut.mp4")
+
+        self.assertEqual(self.found("-r", "1"), [("damaged", "event", 1, path, None),
+                                                 ("file-without-row", "event", 1, path, None)])
+
+    def test_a_row_without_a_file(self):
+        row = self.recorder.row("event", camera_id=1, path=f"{HALF_DAY}/it's.mp4")
+
+        self.assertEqual(self.found("-r", "1"), [
+            ("row-without-file", "event", 1, f"{self.storage}/{HALF_DAY}/it's.mp4", row)])
+
+    def test_an_alert_row_without_a_file(self):
+        row = self.recorder.row("alert_event", camera_id=1, path=f"{HALF_DAY}/a.mp4")
+
+        self.assertEqual(self.found("-a", "1"), [
+            ("row-without-file", "alert_event", 1, f"{self.storage}/laRec/{HALF_DAY}/a.mp4", row)])
+
+    def test_an_emap_row_without_an_image(self):
+        self.recorder.file("target/@KREmap/there.png")
+        self.recorder.row("emap", filename="there.png")
+        row = self.recorder.row("emap", filename="gone.png")
+
+        self.assertEqual(self.found("-e"), [
+            ("row-without-file", "emap", None, "target/@KREmap/gone.png", row)])
+
+    def test_a_snapshot_row_without_a_picture(self):
+        row = self.recorder.row("snapshot", filename="gone.jpg")
+
+        self.assertEqual(self.found("-s"), [
+            ("row-without-file", "snapshot", None, "var/snapshot/gone.jpg", row)])
+
+    def test_a_snapshot_without_a_row_and_without_a_thumbnail(self):
+        path = self.recorder.snapshot()
+
+        self.assertEqual(self.found("-s"), [("thumbnail-missing", "snapshot", None, path, None),
+                                            ("file-without-row", "snapshot", None, path, None)])
+
+    def test_a_snapshot_without_a_row_that_has_a_thumbnail(self):
+        path = self.recorder.snapshot()
+        self.recorder.file(f"var/snapshot/@Thumbnail/{os.path.basename(path)}")
+
+        self.assertEqual(self.found("-s"), [("file-without-row", "snapshot", None, path, None)])
+
+    def test_badly_named_files_with_the_folders_that_they_lie_in(self):
+        recording = f"{self.storage}/20140312PM/notes.txt"
+        alert = f"{self.storage}/laRec/{HALF_DAY}/movie.mp4"
+        for path in (recording, alert, "var/snapshot/picture.png"):
+            self.recorder.file(path)
+        self.recorder.recording(self.storage, folder="20140313AM")
+
+        found = [item for item in self.found() if item[0] == "badly-named"]
+
+        self.assertEqual(found, [
+            ("badly-named", "snapshot", None, "var/snapshot/picture.png", None),
+            ("badly-named", "event", 1, recording, None),
+            ("badly-named", "alert_event", 1, alert, None)])
+
+    def test_empty_folders(self):
+        folders = [f"{self.storage}/{name}" for name in (HALF_DAY, "@Thumbnail/x", "laRec/20140311PM")]
+        for folder in folders:
+            os.makedirs(self.recorder.path(folder))
+
+        self.assertEqual(self.found(), [("folder-empty", "event", 1, folders[0], None),
+                                        ("folder-empty", "event", 1, folders[1], None),
+                                        ("folder-empty", "alert_event", 1, folders[2], None)])
+
+    def test_rows_of_cameras_that_are_gone(self):
+        row = self.recorder.row("event", camera_id=9, path=f"{HALF_DAY}/a.mp4")
+
+        self.assertEqual(self.found("-r", "-1"),
+                         [("row-without-file", "event", 9, f"{HALF_DAY}/a.mp4", row)])
+
+    def test_a_second_file_of_one_name_renews_a_row(self):
+        first = self.recorder.recording(self.storage)
+        second = self.recorder.recording(self.storage, folder="20140312PM")
+        self.recorder.reindex("-r", "1")
+        row = self.recorder.query("recording.db", "SELECT id FROM event WHERE path LIKE ?",
+                                  "20140312PM/%")[0][0]
+
+        found = self.found("-r", "1")
+
+        self.assertIn(found, [[("row-renewed", "event", 1, path, number)]
+                              for path, number in ((second, row), (first, 3 - row))])
+
+    def test_a_file_that_changed_after_the_start(self):
+        path = self.recorder.recording(self.storage)
+        lock = sqlite.Lock(self.recorder.root, "recording.db", exclusively=True)
+        self.addCleanup(lock.connection.close)
+        planning = self.started("krctl", "plan", "--list", "-r", "1", stdout=-1, text=True)
+        process.until(lambda: _waits_for(planning.pid, "recording.db"), "it doesn't wait")
+        started_ns = time.time_ns()
+
+        def changes():
+            os.chmod(self.recorder.path(path), 0o600)
+            return os.stat(self.recorder.path(path)).st_ctime_ns > started_ns
+
+        process.until(changes, "the file's time stands still")
+        lock.release()
+        out = planning.communicate(timeout=process.DEADLINE_S)[0]
+
+        self.assertEqual(planning.returncode, 0, out)
+        self.assertEqual(out.splitlines()[0],
+                         f"changed-after-start\tevent\t1\t{Recorder.inside(path)}")
+        self.assertTrue(out.endswith(IN_LINE), out)
+
+
+class Output(PlanTest):
+    def test_a_recorder_in_line_is_told_so(self):
+        self.recorder.recording(self.storage)
+        self.recorder.reindex("-r", "-1")
+
+        self.assertTrue(self.krctl("plan").out.endswith("\n" + IN_LINE))
+        plan = self.plan()
+        self.assertEqual((plan["in_line"], plan["complete"], plan["items"]), (True, True, []))
+
+    def test_the_table_has_a_line_for_each_kind_and_camera(self):
+        self.drift()
+
+        lines = self.krctl("plan").out.splitlines()
+
+        cells = [[cell for cell in line.split("  ") if cell] for line in lines]
+        self.assertEqual([cell.strip() for cell in cells[0]], [
+            "camera", "kind", "files", "rows", "row without file", "file without row",
+            "badly named", "changed after start", "thumbnail missing", "folder empty"])
+        self.assertEqual([[cell.strip() for cell in line] for line in cells[1:7]], [
+            ["-", "e-maps", "0", "2", "2", "0", "0", "0", "0", "0"],
+            ["-", "snapshots", "2", "1", "1", "2", "0", "0", "2", "0"],
+            ["1 Front", "recordings", "4", "2", "2", "3", "1", "0", "0", "2"],
+            ["8", "recordings", "0", "0", "1", "0", "0", "0", "0", "0"],
+            ["1 Front", "alert recordings", "1", "1", "1", "1", "0", "0", "0", "1"],
+            ["total", "7", "6", "7", "6", "1", "0", "2", "3"]])
+        self.assertEqual(lines[7:], [
+            "1 row of a recording that can't be read: its row gets no length",
+            "krindexer would add 6 rows, remove 7 rows, make 2 thumbnails and remove 3 empty "
+            "folders."])
+
+    def test_options_choose_what_is_planned(self):
+        self.drift()
+
+        def parts(*options):
+            return [(part["kind"], part["camera"]) for part in self.plan(*options)["parts"]]
+
+        self.assertEqual(parts("-e"), [("emap", None)])
+        self.assertEqual(parts("-s"), [("snapshot", None)])
+        self.assertEqual(parts("-r", "1"), [("event", 1), ("event", 8)])
+        self.assertEqual(parts("-a", "-1"), [("alert_event", 1)])
+        self.assertEqual(parts("-e", "-a", "1"), [("emap", None), ("alert_event", 1)])
+
+    def test_two_cameras_are_refused(self):
+        outcome = self.krctl("plan", "-r", "1", "-a", "2", status=1)
+
+        self.assertEqual(outcome.out, "")
+        self.assertIn("krctl: -r 1 -a 2: expected the same camera for both", outcome.err)
+
+    def test_the_list_has_one_line_for_each_item_whatever_its_name(self):
+        name = b"tab\t newline\n escape\x1b back\\slash \xff.txt"
+        os.mkdir(self.recorder.path(f"{self.storage}/{HALF_DAY}"))
+        with open(os.path.join(os.fsencode(self.recorder.path(self.storage)),
+                               HALF_DAY.encode(), name), "wb"):
+            pass
+
+        lines = self.krctl("plan", "--list", "-r", "1").out.splitlines()
+
+        folder = Recorder.inside(f"{self.storage}/{HALF_DAY}")
+        self.assertEqual(lines[:2], [
+            f"badly-named\tevent\t1\t{folder}/tab\\t newline\\n escape\\x1b back\\slash \udcff.txt",
+            ""])
+        item, = self.plan("-r", "1")["items"]
+        self.assertEqual(bytes.fromhex(item["bytes"]), folder.encode() + b"/" + name)
+        self.assertEqual(item["path"], f"{folder}/" + name.decode(errors="replace"))
+
+    def test_names_in_utf_8_stand_as_they_are(self):
+        self.recorder.file(f"{self.storage}/{HALF_DAY}/K\u00fcche.txt")
+
+        item, = self.plan("-r", "1")["items"]
+
+        self.assertEqual(item["path"], Recorder.inside(f"{self.storage}/{HALF_DAY}/K\u00fcche.txt"))
+        self.assertNotIn("bytes", item)
+
+    def test_without_a_list_the_json_has_no_items(self):
+        self.drift()
+
+        plan = self.krctl("plan", "--json").json()
+
+        self.assert_matches_schema(plan, "plan")
+        self.assertNotIn("items", plan)
+        self.assertEqual({**plan, "items": self.plan()["items"]}, self.plan())
+
+
+class Untouched(PlanTest):
+    def setUp(self):
+        super().setUp()
+        self.drift()
+
+    def assert_untouched(self, *options, **expected):
+        before = state_of(self.recorder.root)
+        outcome = self.krctl("plan", *options, **expected)
+        self.assertEqual(differences(before, state_of(self.recorder.root)), [])
+        return outcome
+
+    def assert_log_beside(self, *databases):
+        for database in databases:
+            self.assertTrue(os.path.exists(sqlite.path_of(self.recorder.root, database) + "-wal"))
+
+    def killed_run(self):
+        """Leaves what a run leaves that was killed once it had added the recordings' rows."""
+        listener = self.silent_broker()
+        run = self.started("krindexer", "-e", "-s", "-r", "-1", "-a", "-1")
+        self.addCleanup(listener.accept()[0].close)  # it waits for an answer now
+        run.kill()
+        run.wait()
+        self.assert_log_beside("system.db", "recording.db", "snapshot.db")
+
+    def assert_planned_behind_killed_run(self, plan):
+        """What is in the log alone counts as well."""
+        recordings, = [part for part in plan["parts"]
+                       if (part["kind"], part["camera"]) == ("event", 1)]
+        self.assertEqual((recordings["rows"], recordings["file_without_row"]), (5, 0))
+
+    def silent_broker(self):
+        """Where words wait for."""
+        listener = socket.create_server(("127.0.0.1", 0))
+        listener.settimeout(process.DEADLINE_S)
+        self.addCleanup(listener.close)
+        self.recorder.settings(f"[notifications]\nhost = '127.0.0.1'\n"
+                               f"port = {listener.getsockname()[1]}\n"
+                               f"timeout_ms = {process.DEADLINE_S * 1000}")
+        return listener
+
+    def test_nothing_differs_on_a_quiet_recorder(self):
+        for options in ((), ("--list",), ("--json",), ("-r", "1"), ("-s",)):
+            self.assert_untouched(*options)
+
+    def test_nothing_differs_where_a_killed_run_left_its_log(self):
+        self.killed_run()
+
+        self.assert_planned_behind_killed_run(self.assert_untouched("--json").json())
+
+    def test_nothing_differs_where_a_killed_run_left_its_log_without_the_index(self):
+        self.killed_run()
+        for database in ("system.db", "recording.db", "snapshot.db"):
+            os.remove(sqlite.path_of(self.recorder.root, database) + "-shm")
+
+        self.assert_planned_behind_killed_run(self.assert_untouched("--json").json())
+
+    def test_nothing_differs_beside_a_writer_and_only_what_it_committed_counts(self):
+        writer = sqlite.connect(self.recorder.root, "recording.db")
+        self.addCleanup(writer.close)
+        writer.execute("DELETE FROM event WHERE camera_id = 8")
+        writer.execute("BEGIN IMMEDIATE")
+        writer.execute("DELETE FROM event")
+        self.assert_log_beside("recording.db")
+
+        outcome = self.assert_untouched("--json", "-r", "1")
+
+        self.assertEqual(outcome.json()["total"]["row_without_file"], 2)
+        writer.execute("COMMIT")
+
+    def test_a_writer_that_comes_and_goes_makes_no_plan_fail(self):
+        done = threading.Event()
+
+        def write():
+            while not done.is_set():
+                self.execute("recording.db", "UPDATE event SET size = size + 1")
+
+        writer = threading.Thread(target=write)
+        writer.start()
+        try:
+            totals = [self.plan("-r", "1")["total"]["row_without_file"] for _ in range(10)]
+        finally:
+            done.set()
+            writer.join()
+
+        self.assertEqual(totals, [3] * 10)
+
+    def test_no_broker_is_spoken_to_and_the_outbox_stays(self):
+        listener = self.silent_broker()
+        self.execute("recording.db", "INSERT INTO outbox (created_tm, topic, payload, due) "
+                                     "VALUES (1700000000, 'event/list', '{}', 1)")
+
+        self.assert_untouched()
+
+        listener.setblocking(False)
+        with self.assertRaises(BlockingIOError):
+            listener.accept()
+
+    def test_a_run_that_goes_on_is_told_of_and_not_disturbed(self):
+        listener = self.silent_broker()
+        run = self.started("krindexer", "-r", "-1")
+        waiting = listener.accept()[0]
+        self.addCleanup(waiting.close)
+
+        outcome = self.assert_untouched("-r", "-1")
+
+        self.assertIn(f"A run is going on in the process {run.pid}: ", outcome.out)
+        self.assertTrue(self.plan()["run_goes_on"])
+        listener.close()
+        waiting.close()
+        self.assertEqual(run.wait(process.DEADLINE_S), 0)
+        self.assertEqual(self.recorder.query("system.db", "SELECT registered, done FROM task"),
+                         [(0, 1)])
+        self.assertFalse(self.plan()["run_goes_on"])
+
+    def test_nothing_differs_where_there_is_no_plan(self):
+        self.recorder.settings("[nonsense]")
+
+        self.assert_untouched(status=78)
+
+
+class Incomplete(PlanTest):
+    def problems(self, *options):
+        plan = self.plan(*options, status=1)
+        self.assertEqual((plan["complete"], plan["in_line"]), (False, False))
+        return [(problem["reason"], problem["kind"], problem["camera"], problem["text"])
+                for problem in plan["problems"]]
+
+    def test_an_unknown_camera(self):
+        self.assertEqual(self.problems("-r", "99"), [
+            ("refusal", "event", 99, "can't load camera 99: there is none")])
+
+    def test_a_volume_that_is_missing(self):
+        self.recorder.row("event", camera_id=1, path=f"{HALF_DAY}/a.mp4")
+        os.rename(self.recorder.path("volume1"), self.recorder.path("elsewhere"))
+
+        (reason, kind, camera, text), = self.problems("-r", "1")
+
+        self.assertEqual((reason, kind, camera), ("refusal", "event", 1))
+        self.assertIn("is not mounted at", text)
+        self.assertEqual(self.plan("-r", "1", status=1)["items"], [])
+
+    def test_a_storage_folder_that_can_t_be_read(self):
+        storage = self.recorder.camera(2, volume="volume2")
+        self.recorder.row("event", camera_id=2, path=f"{HALF_DAY}/a.mp4")
+        os.rmdir(self.recorder.path(storage))
+        os.symlink("cam2", self.recorder.path(storage))  # a circle
+
+        (reason, kind, camera, text), = self.problems("-r", "2")
+
+        self.assertEqual((reason, kind, camera), ("failure", "event", 2))
+        self.assertIn("Too many levels of symbolic links", text)
+        self.assertEqual(self.plan("-r", "2", status=1)["items"], [])
+
+    def test_a_folder_that_rows_name_and_that_is_no_evidence(self):
+        self.recorder.row("event", camera_id=1, path=f"{HALF_DAY}/a.mp4")
+        os.symlink("unmounted", self.recorder.path(f"{self.storage}/{HALF_DAY}"))
+        other = self.recorder.recording(self.storage, folder="20140312PM")
+
+        problem, = self.problems("-r", "1")
+
+        self.assertEqual(problem[:3], ("refusal", "event", 1))
+        self.assertTrue(problem[3].startswith("no row is removed: the link "), problem)
+        self.assertEqual(self.found("-r", "1", status=1),
+                         [("file-without-row", "event", 1, other, None)])
+
+    def test_problems_stand_below_the_table(self):
+        self.recorder.row("event", camera_id=9, path=f"{HALF_DAY}/a.mp4")
+        os.rename(self.recorder.path("volume1"), self.recorder.path("elsewhere"))
+
+        out = self.krctl("plan", status=1).out.splitlines()
+
+        self.assertTrue(out[-2].startswith("REFUSED: camera 1 Front: the volume "), out)
+        self.assertEqual(out[-1], "krindexer would remove 1 row, as far as it could be planned.")
+
+    def test_an_empty_camera_table_is_no_evidence(self):
+        self.recorder.row("event", camera_id=1, path=f"{HALF_DAY}/a.mp4")
+        self.execute("system.db", "DELETE FROM camera")
+
+        (reason, _, _, text), = self.problems("-r", "-1")
+
+        self.assertEqual(reason, "refusal")
+        self.assertTrue(text.startswith("the camera table is empty"), text)
+
+    def test_a_database_that_is_missing(self):
+        os.remove(sqlite.path_of(self.recorder.root, "snapshot.db"))
+
+        (reason, kind, _, text), = self.problems("-s", "-e")
+
+        self.assertEqual((reason, kind), ("failure", "snapshot"))
+        self.assertIn("snapshot.db: can't ", text)
+
+    def test_without_a_task_store_there_is_no_plan(self):
+        os.remove(sqlite.path_of(self.recorder.root, "system.db"))
+
+        outcome = self.krctl("plan", "--json", "--list", status=74)
+
+        self.assertEqual(outcome.out, "")
+        self.assertTrue(outcome.err.startswith("krctl: there is no plan: database "), outcome.err)
+
+    def test_settings_that_others_could_have_written_are_refused(self):
+        os.chmod(self.recorder.path("etc/kestora.toml"), 0o666)
+
+        outcome = self.krctl("plan", status=78)
+
+        self.assertIn("may be written by its group or by others", outcome.err)
+
+    def test_a_log_that_others_could_have_put_there_is_refused(self):
+        os.symlink("/dev/null", self.recorder.path("var/log/kestora.log"))
+
+        self.assertIn("is a symbolic link", self.krctl("plan", status=78).err)
+
+
+class Agreement(PlanTest):
+    """What is planned is what is done."""
+
+    def done(self):
+        """(kind, camera, added, removed) of the last run."""
+        return sorted((kind.decode(), *counts)
+                      for database in ("system.db", "recording.db", "snapshot.db")
+                      for kind, *counts in self.recorder.query(
+                          database, "SELECT kind, camera_id, added, removed FROM run_count"))
+
+    def planned(self, plan):
+        counts = {}
+        cameras = {part["camera"] for part in plan["parts"] if part["camera_name"]}
+        for part in plan["parts"]:
+            if part["file_without_row"] or part["row_without_file"]:
+                # A run counts what it removes of cameras that are gone for none.
+                key = part["kind"], part["camera"] if part["camera"] in cameras else 0
+                added, removed = counts.get(key, (0, 0))
+                counts[key] = (added + part["file_without_row"], removed + part["row_without_file"])
+        return sorted((*key, *value) for key, value in counts.items())
+
+    def assert_agreement(self):
+        self.drift()
+        before = self.folders()
+        plan = self.plan()
+
+        self.recorder.reindex("-e", "-s", "-r", "-1", "-a", "-1")
+
+        self.assertEqual(self.planned(plan), self.done())
+        self.assertEqual(plan["total"]["thumbnail_missing"], 2)
+        self.assertEqual(len(os.listdir(self.recorder.path("var/snapshot/@Thumbnail"))), 2)
+        root = os.path.join(Recorder.inside(""), "")
+        self.assertEqual(
+            {item["path"].removeprefix(root) for item in plan["items"]
+             if item["reason"] == "folder-empty"}, before - self.folders())
+        self.assertTrue(self.plan()["in_line"])
+
+    def folders(self):
+        root = self.recorder.path("volume1")
+        return {os.path.relpath(folder, self.recorder.root) for folder, _, _ in os.walk(root)}
+
+    def test_of_a_plan_and_a_run(self):
+        self.assert_agreement()
+
+
+class AgreementOnPostgresql(Agreement):
+    def new_recorder(self, root):
+        self.server = self.enterContext(server.Server())
+        self.engine = Postgresql(self.server.dsn, "kestora")
+        os.mkdir(root)
+        return Recorder(root, [f'dsn = "{self.server.dsn}"'])
+
+    def execute(self, database, sql):
+        self.engine.run(sql + ";")
+
+    def done(self):
+        rows = self.server.psql("SELECT kind, camera_id, added, removed FROM kestora.run_count")
+        return sorted((kind, *map(int, counts))
+                      for kind, *counts in (row.split("|") for row in rows.splitlines()))
+
+    def test_nothing_differs_afterwards(self):
+        self.drift()
+        before = state_of(self.recorder.root), self.written()
+
+        self.krctl("plan")
+
+        self.assertEqual((state_of(self.recorder.root), self.written()), before)
+
+    def written(self):
+        """The transactions that wrote something, and every row."""
+        rows = self.server.psql("SELECT schema_to_xml('kestora', true, false, '')")
+        return self.server.psql("SELECT pg_current_xact_id_if_assigned(), "
+                                "txid_snapshot_xmax(txid_current_snapshot())"), rows
+
+
+def _waits_for(parent, database):
+    """Whether a child of that process sleeps over a database."""
+    with open(f"/proc/{parent}/task/{parent}/children", encoding="utf-8") as file:
+        return any(_sleeps_over(child, database) for child in file.read().split())
+
+
+def _sleeps_over(pid, database):
+    try:
+        with open(f"/proc/{pid}/syscall", encoding="utf-8") as file:
+            if file.read().split()[0] not in sqlite.NANOSLEEPS:
+                return False
+        return any(os.readlink(f"/proc/{pid}/fd/{fd}").endswith("/" + database)
+                   for fd in os.listdir(f"/proc/{pid}/fd"))
+    except OSError:  # it is gone, or the file is closed again
+        return False
