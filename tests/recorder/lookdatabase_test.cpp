@@ -1,0 +1,195 @@
+#include "recorder/database/lookdatabase.h"
+#include "recorder/database/sqlite.h"
+#include "recorder/support/error.h"
+#include "tests/contract/support/files.h"
+#include "tests/contract/support/fixture.h"
+#include "tests/contract/support/process.h"
+
+#include <unistd.h>
+
+namespace {
+
+using contract::NamesIn;
+using recorder::LookDatabase;
+using recorder::SqliteDatabase;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+constexpr int kPatienceMs = 10000;
+
+class LookDatabaseTest : public contract::ContractTest {
+protected:
+    LookDatabaseTest() {
+        SqliteDatabase database = SqliteDatabase::Create(Path(), kPatienceMs);
+        database.Execute(
+            "CREATE TABLE pair (a INTEGER, b INTEGER); INSERT INTO pair VALUES (1, 1);");
+    }
+
+    // A name that would mean something else in a URI.
+    static std::string Path() { return MakeFolder("look") + "/a b%20c?mode=rwc#d.db"; }
+
+    static bool HasOpen(pid_t process, const std::string& path) {
+        std::error_code error;
+        for (const auto& file : std::filesystem::directory_iterator(
+                 "/proc/" + std::to_string(process) + "/fd", error)) {
+            if (std::filesystem::read_symlink(file, error) == path) {
+                return true;
+            }
+        }
+        return false;
+    }
+
+    static std::string NumberIn(const std::string& select) {
+        return LookDatabase(Path(), kPatienceMs).Execute(select).Field(0, 0);
+    }
+
+    static std::string FailureOf(const std::string& sql) {
+        try {
+            LookDatabase(Path(), kPatienceMs).Execute(sql, {.transaction = false});
+        } catch (const recorder::Error& error) {
+            return error.what();
+        }
+        return "succeeded";
+    }
+
+    // Runs a body in a process that is killed when it has come to the gate's opening.
+    static void LeaveBehind(const std::string& sql) {
+        const contract::Gate never;
+        contract::Gate done;
+        contract::Child child([&] {
+            SqliteDatabase database = SqliteDatabase::Open(Path(), kPatienceMs);
+            database.Execute(sql);
+            done.Open();
+            for (;;) {
+                pause();
+            }
+            return 0;
+        });
+        ASSERT_TRUE(done.Await());
+        child.Kill();
+    }
+};
+
+TEST_F(LookDatabaseTest, ReadsAFileThatNobodyUsesAndMakesNoneBeside) {
+    EXPECT_EQ(NumberIn("SELECT a FROM pair;"), "1");
+
+    EXPECT_EQ(NamesIn(MakeFolder("look")).size(), 1U);
+}
+
+TEST_F(LookDatabaseTest, ReadsALogThatAKilledWriterLeft) {
+    LeaveBehind("UPDATE pair SET a = 2, b = 2;");
+
+    EXPECT_EQ(NumberIn("SELECT a FROM pair;"), "2");
+
+    EXPECT_EQ(NamesIn(MakeFolder("look")).size(), 3U);
+}
+
+TEST_F(LookDatabaseTest, ReadsALogWhoseIndexIsGoneAndMakesNone) {
+    LeaveBehind("UPDATE pair SET a = 2, b = 2;");
+    std::filesystem::remove(Path() + "-shm");
+
+    EXPECT_EQ(NumberIn("SELECT a FROM pair;"), "2");
+
+    EXPECT_EQ(NamesIn(MakeFolder("look")).size(), 2U);
+}
+
+TEST_F(LookDatabaseTest, ReadsWhatAWriterHasCommittedAndNothingElse) {
+    SqliteDatabase writer = SqliteDatabase::Open(Path(), kPatienceMs);
+    writer.Execute("UPDATE pair SET a = 3;");
+    writer.Execute("BEGIN IMMEDIATE; UPDATE pair SET a = 4;", {.transaction = false});
+
+    EXPECT_EQ(NumberIn("SELECT a FROM pair;"), "3");
+
+    writer.Execute("COMMIT;", {.transaction = false});
+    EXPECT_EQ(NumberIn("SELECT a FROM pair;"), "4");
+}
+
+TEST_F(LookDatabaseTest, SeesNoHalfOfWhatWritersDoThatComeAndGo) {
+    const contract::Child writer([] {
+        for (;;) {
+            SqliteDatabase database = SqliteDatabase::Open(Path(), kPatienceMs);
+            database.Execute("UPDATE pair SET a = a + 1; UPDATE pair SET b = b + 1;");
+        }
+        return 0;
+    });
+
+    constexpr long kEnough = 100;
+    for (long last = 1; last < kEnough;) {
+        const DBResult_tag rows =
+            LookDatabase(Path(), kPatienceMs).Execute("SELECT a, b FROM pair;");
+        ASSERT_STREQ(rows.Field(0, 0), rows.Field(0, 1));
+        const long now = std::stol(rows.Field(0, 0));
+        ASSERT_GE(now, last);
+        last = now;
+    }
+}
+
+// The reader takes its time for each row, so that the writer comes and goes in the middle.
+TEST_F(LookDatabaseTest, ReadsAgainWhatWasWrittenMeanwhile) {
+    SqliteDatabase::Open(Path(), kPatienceMs)
+        .Execute("DELETE FROM pair; WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n "
+                 "WHERE i < 1000) INSERT INTO pair SELECT 1, zeroblob(1000) FROM n;");
+    const pid_t reader = getpid();
+    contract::Child writer([reader] {
+        while (!HasOpen(reader, Path())) {
+            usleep(1000);
+        }
+        SqliteDatabase::Open(Path(), kPatienceMs).Execute("UPDATE pair SET a = 2;");
+        return 0;
+    });
+
+    const DBResult_tag rows = LookDatabase(Path(), kPatienceMs)
+                                  .Execute("SELECT min(a), max(a) FROM pair WHERE (WITH RECURSIVE "
+                                           "n(i) AS (SELECT a UNION ALL SELECT i + 1 FROM n "
+                                           "WHERE i < 2000) SELECT count(*) FROM n) > 0;");
+
+    EXPECT_STREQ(rows.Field(0, 0), rows.Field(0, 1));
+    EXPECT_EQ(writer.Wait(), 0);
+    EXPECT_EQ(NumberIn("SELECT min(a) FROM pair;"), "2");
+}
+
+TEST_F(LookDatabaseTest, RefusesWhateverWouldWrite) {
+    const std::string copy = MakeFolder("look") + "/copy.db";
+    for (const std::string& sql : {
+             std::string("INSERT INTO pair VALUES (2, 2);"),
+             std::string("DELETE FROM pair;"),
+             std::string("CREATE TABLE other (a INTEGER);"),
+             std::string("PRAGMA user_version = 7;"),
+             std::string("PRAGMA journal_mode = DELETE;"),
+             std::string("PRAGMA query_only = OFF; INSERT INTO pair VALUES (2, 2);"),
+             std::string("BEGIN IMMEDIATE;"),
+             std::string("PRAGMA wal_checkpoint(TRUNCATE);"),
+             std::string("VACUUM;"),
+             "VACUUM INTO '" + copy + "';",
+             "ATTACH '" + copy + "' AS other; CREATE TABLE other.t (a INTEGER);",
+         }) {
+        EXPECT_NE(FailureOf(sql), "succeeded") << sql;
+    }
+    LeaveBehind("UPDATE pair SET a = 2, b = 2;");
+    EXPECT_NE(FailureOf("DELETE FROM pair;"), "succeeded");
+    EXPECT_NE(FailureOf("PRAGMA wal_checkpoint(TRUNCATE);"), "succeeded");
+
+    EXPECT_EQ(NumberIn("SELECT count(*) FROM pair;"), "1");
+    EXPECT_FALSE(std::filesystem::exists(copy));
+}
+
+TEST_F(LookDatabaseTest, TellsWhyItCantRead) {
+    EXPECT_THAT(FailureOf("SELECT a FROM other;"), HasSubstr("no such table: other"));
+
+    contract::PutFile(Path(), "no database at all, but long enough to be looked at as one");
+    EXPECT_THAT(FailureOf("SELECT a FROM pair;"), HasSubstr("file is not a database"));
+
+    std::filesystem::remove(Path());
+    EXPECT_THAT(FailureOf("SELECT a FROM pair;"), HasSubstr("unable to open database file"));
+    EXPECT_THAT(NamesIn(MakeFolder("look")), ElementsAre());
+}
+
+TEST_F(LookDatabaseTest, HasTheVersionOfItsTablesAndKeepsIt) {
+    LookDatabase database(Path(), kPatienceMs);
+
+    EXPECT_EQ(database.SchemaVersion(), 0);
+    EXPECT_THROW(database.ApplySchema("", 1), recorder::Error);
+    EXPECT_THROW(database.AttributeTo(1, {}), recorder::Error);
+}
+
+} // namespace
