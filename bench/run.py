@@ -201,8 +201,18 @@ def bench_new_snapshots(folder, bin_dir, files, runs):
             recorder.command("floor_thumbnails", snapshots), restore_and_forget)
 
 
+def bench_plan(folder, bin_dir, files, runs):
+    """All recordings have rows: a plan (ours) finds so, and a run (floor) does."""
+    recorder = Recorder(folder, bin_dir)
+    paths = make_recordings(recorder.store, files, b"x")
+    insert_rows(recorder.database("recording.db"), paths, 1)
+    compare("plan", files, runs, recorder.command("krctl", "plan", "-r", "1"),
+            recorder.command("krindexer", "-r", "1"))
+
+
 CASES = {
     "known": (bench_known, 200_000),
+    "plan": (bench_plan, 100_000),
     "new": (bench_new, 20_000),
     "known-snapshots": (bench_known_snapshots, 20_000),
     "new-snapshots": (bench_new_snapshots, 20_000),
