@@ -189,6 +189,18 @@ TEST_F(Postgres, EndsACallThatWaitsTooLongForALock) {
     EXPECT_THAT(Emaps(), ElementsAre(world::Row{"a"}));
 }
 
+TEST_F(Postgres, IsOnlyLookedAtByASessionThatIsForThat) {
+    PostgresDatabase database(ServerSettings(), kPatienceMs, recorder::PostgresAccess::Look);
+
+    for (const char* sql : {kInsert, "DELETE FROM emap;", "CREATE TABLE other (a INTEGER);",
+                            "SELECT nextval('emap_id_seq');"}) {
+        EXPECT_THAT(FailureToRun(database, sql), HasSubstr("in a read-only transaction")) << sql;
+    }
+
+    EXPECT_STREQ(database.Execute("SELECT count(*) FROM emap;").Field(0, 0), "0");
+    EXPECT_THAT(Emaps(), IsEmpty());
+}
+
 TEST_F(Postgres, GivesUpAServerThatSaysNothing) {
     PostgresSettings settings = ServerSettings();
     settings.statementTimeoutMs = 50;
