@@ -5,38 +5,14 @@
 #include "tools/terminal.h"
 #include "tools/words.h"
 
+#include <algorithm>
 #include <cstdio>
-#include <map>
 
 #include <unistd.h>
 
 namespace {
 
 constexpr double kMsPerSecond = 1000.0;
-
-// Of cameras that are gone: there nearly always is nothing to tell.
-bool IsWorthALine(const recorder::RunPart& part) {
-    return part.kind != "event" || part.camId != 0 ||
-           part.added + part.removed + part.failures + part.refusals > 0;
-}
-
-std::string CameraOf(const CameraNames& names, const recorder::RunPart& part) {
-    return part.kind == "event" && part.camId == 0 ? "gone" : CameraText(names, part.camId);
-}
-
-recorder::RunPart Total(const std::vector<recorder::RunPart>& parts) {
-    recorder::RunPart total;
-    for (const recorder::RunPart& part : parts) {
-        total.durationMs += part.durationMs;
-        total.files += part.files;
-        total.known += part.known;
-        total.added += part.added;
-        total.removed += part.removed;
-        total.failures += part.failures;
-        total.refusals += part.refusals;
-    }
-    return total;
-}
 
 std::vector<std::string> Cells(const std::string& kind, const std::string& camera,
                                const recorder::RunPart& part) {
@@ -64,7 +40,7 @@ Table TableOf(const RunView& run, const CameraNames& names) {
             table.AddRow(Cells(KindText(part.kind), CameraOf(names, part), part));
         }
     }
-    table.AddRow(Cells("total", "", Total(run.parts)));
+    table.AddRow(Cells("total", "", TotalOf(run.parts)));
     return table;
 }
 
@@ -74,14 +50,8 @@ std::string Coloured(const char* colour, const std::string& text) {
 }
 
 void PrintRefusals(const RunView& run, const CameraNames& names) {
-    // A missing volume is refused once for recordings and once for alert recordings.
-    std::map<std::string, bool> told;
-    for (const recorder::RunPart& part : run.parts) {
-        const std::string line = "REFUSED: camera " + CameraOf(names, part) + ": " + part.refusal;
-        if (part.refusals > 0 && !told[line]) {
-            told[line] = true;
-            std::printf("%s\n", Coloured("1;31", Printable(line)).c_str());
-        }
+    for (const std::string& refusal : RefusalsOf(run, names)) {
+        std::printf("%s\n", Coloured("1;31", Printable("REFUSED: " + refusal)).c_str());
     }
 }
 
@@ -161,6 +131,41 @@ std::string OutcomeText(const recorder::RunRecord& record) {
     return text;
 }
 
+bool IsWorthALine(const recorder::RunPart& part) {
+    return part.kind != "event" || part.camId != 0 ||
+           part.added + part.removed + part.failures + part.refusals > 0;
+}
+
+std::string CameraOf(const CameraNames& names, const recorder::RunPart& part) {
+    return part.kind == "event" && part.camId == 0 ? "gone" : CameraText(names, part.camId);
+}
+
+recorder::RunPart TotalOf(const std::vector<recorder::RunPart>& parts) {
+    recorder::RunPart total;
+    for (const recorder::RunPart& part : parts) {
+        total.durationMs += part.durationMs;
+        total.files += part.files;
+        total.known += part.known;
+        total.added += part.added;
+        total.removed += part.removed;
+        total.failures += part.failures;
+        total.refusals += part.refusals;
+    }
+    return total;
+}
+
+std::vector<std::string> RefusalsOf(const RunView& run, const CameraNames& names) {
+    std::vector<std::string> refusals;
+    for (const recorder::RunPart& part : run.parts) {
+        const std::string text = "camera " + CameraOf(names, part) + ": " + part.refusal;
+        if (part.refusals > 0 &&
+            std::find(refusals.begin(), refusals.end(), text) == refusals.end()) {
+            refusals.push_back(text);
+        }
+    }
+    return refusals;
+}
+
 void PrintRun(const RunView& run) {
     const CameraNames names = ReadCameraNames();
     PrintTable(TableOf(run, names));
@@ -176,7 +181,7 @@ Json JsonOf(const RunView& run) {
     json["start"] = TimeText(run.record.startTm);
     json["end"] = run.record.endTm ? Json(TimeText(*run.record.endTm)) : Json();
     json["outcome"] = OutcomeName(OutcomeOf(run.record));
-    AddCounts(json["total"], Total(run.parts));
+    AddCounts(json["total"], TotalOf(run.parts));
     json["total"]["failures"] = run.record.failures;
     json["total"]["refusals"] = run.record.refusals;
     json["parts"] = Json::array();

@@ -4,6 +4,7 @@
 
 #include "recorder/run/runlist.h"
 #include "tools/json.h"
+#include "tools/words.h"
 
 #include <string>
 #include <vector>
@@ -26,6 +27,18 @@ enum class RunOutcome {
 
 // "in line", "3 failures, 1 refusal", "not ended".
 [[nodiscard]] std::string OutcomeText(const recorder::RunRecord& record);
+
+// The part of cameras that are gone isn't, as there nearly always is nothing to tell of it.
+[[nodiscard]] bool IsWorthALine(const recorder::RunPart& part);
+
+// "3 Front", "-" for no camera, "gone".
+[[nodiscard]] std::string CameraOf(const CameraNames& names, const recorder::RunPart& part);
+
+[[nodiscard]] recorder::RunPart TotalOf(const std::vector<recorder::RunPart>& parts);
+
+// "camera 3 Front: ...", each once: a missing volume is refused once for recordings and once for
+// alert recordings.
+[[nodiscard]] std::vector<std::string> RefusalsOf(const RunView& run, const CameraNames& names);
 
 // Prints a table of the parts, what was refused, and the outcome in one line.
 void PrintRun(const RunView& run);
