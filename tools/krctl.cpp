@@ -9,6 +9,7 @@
 #include "tools/ledgercommands.h"
 #include "tools/metricscommand.h"
 #include "tools/plancommand.h"
+#include "tools/reportcommand.h"
 #include "tools/runcommand.h"
 #include "tools/statuscommand.h"
 #include "tools/terminal.h"
@@ -56,6 +57,7 @@ int main(int argc, char** argv) {
     AddRunCommand(app);
     AddStatusCommand(app);
     AddDoctorCommand(app);
+    AddReportCommand(app);
     try {
         app.parse(argc, argv);
         return 0;

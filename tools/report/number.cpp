@@ -1,0 +1,19 @@
+#include "tools/report/number.h"
+
+std::string Grouped(long number) {
+    constexpr std::size_t kGroup = 3;
+    const std::string digits = std::to_string(number);
+    std::string text;
+    for (std::size_t i = 0; i < digits.size(); ++i) {
+        const bool afterDigit = i > 0 && digits[i - 1] != '-';
+        if (afterDigit && (digits.size() - i) % kGroup == 0) {
+            text += ',';
+        }
+        text += digits[i];
+    }
+    return text;
+}
+
+std::string Grouped(long number, const std::string& noun) {
+    return Grouped(number) + " " + noun + (number == 1 ? "" : "s");
+}

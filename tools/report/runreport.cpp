@@ -1,0 +1,160 @@
+#include "tools/report/runreport.h"
+
+#include "recorder/camera/cameratable.h"
+#include "recorder/recording/daycount.h"
+#include "recorder/run/live.h"
+#include "recorder/support/paths.h"
+#include "tools/report/dates.h"
+#include "tools/report/number.h"
+#include "tools/runview.h"
+#include "tools/words.h"
+
+#include <algorithm>
+#include <map>
+
+namespace {
+
+constexpr double kMsPerSecond = 1000.0;
+constexpr long kUsPerSecond = 1'000'000;
+constexpr double kShortS = 10.0;
+
+std::string Capitalised(std::string text) {
+    const bool isSmall = !text.empty() && text[0] >= 'a' && text[0] <= 'z';
+    if (isSmall) {
+        text[0] = static_cast<char>(text[0] - 'a' + 'A');
+    }
+    return text;
+}
+
+// The clock's seconds are too coarse for a short run.
+std::string Took(const RunView& run) {
+    const double ofParts = static_cast<double>(TotalOf(run.parts).durationMs) / kMsPerSecond;
+    const auto byClock = static_cast<double>(*run.record.endTm - run.record.startTm);
+    return "took " + DurationText(byClock < kShortS ? ofParts : byClock);
+}
+
+bool GoesOn(const recorder::RunRecord& record) {
+    const std::optional<recorder::LiveRun> live = recorder::RegisteredRun();
+    return !record.endTm && live && live->run == record.id;
+}
+
+void TellOutcome(const RunView& run, Report& report) {
+    const recorder::RunRecord& record = run.record;
+    report.title = Capitalised(OutcomeText(record));
+    switch (OutcomeOf(record)) {
+    case RunOutcome::InLine:
+        report.tone = Tone::Good;
+        report.sentence = "The run went to its end. Nothing failed, nothing was refused.";
+        break;
+    case RunOutcome::Failures:
+        report.tone = Tone::Bad;
+        report.sentence = "The run went to its end, but files and rows may still differ.";
+        break;
+    case RunOutcome::NotEnded:
+        report.tone = Tone::Waiting;
+        report.title = GoesOn(record) ? "Still going on" : "Not ended";
+        report.sentence = GoesOn(record)
+                              ? "What follows is what it had done when this report was made."
+                              : "The run was stopped or killed. What it wrote stays; the next run "
+                                "completes the work.";
+        break;
+    }
+}
+
+void AddNotices(const RunView& run, const CameraNames& names, Report& report) {
+    const std::vector<std::string> refusals = RefusalsOf(run, names);
+    if (!refusals.empty()) {
+        report.notices.push_back({"Refused",
+                                  "To do no harm, nothing was changed here. Mend it and run again.",
+                                  refusals});
+    }
+    std::vector<std::string> failures;
+    for (const recorder::RunPart& part : run.parts) {
+        if (part.failures > 0) {
+            failures.push_back(KindText(part.kind) +
+                               (part.camId == 0 ? "" : " of camera " + CameraOf(names, part)) +
+                               ": " + Grouped(part.failures, "failure"));
+        }
+    }
+    if (!failures.empty() || run.record.failures > 0) {
+        report.notices.push_back(
+            {"Failed", std::string("The log says which files: ") + recorder::kLogFile, failures});
+    }
+}
+
+ReportRow RowOf(const std::string& kind, const std::string& camera, const recorder::RunPart& part) {
+    return {kind,
+            camera,
+            {part.files, part.known, part.added, part.removed, part.failures},
+            DurationText(static_cast<double>(part.durationMs) / kMsPerSecond)};
+}
+
+void AddTable(const RunView& run, const CameraNames& names, Report& report) {
+    report.columns = {"Files", "Rows before", "Added", "Removed", "Failures"};
+    for (const recorder::RunPart& part : run.parts) {
+        if (IsWorthALine(part)) {
+            report.rows.push_back(
+                RowOf(Capitalised(KindText(part.kind)), CameraOf(names, part), part));
+        }
+    }
+    recorder::RunPart total = TotalOf(run.parts);
+    total.failures = std::max(total.failures, run.record.failures);
+    report.rows.push_back(RowOf("Total", "", total));
+    report.totals = {
+        {total.files, "files looked at"},
+        {total.added, "rows added"},
+        {total.removed, "rows removed"},
+        {total.failures, "failures", total.failures > 0},
+        {total.refusals, "refusals", total.refusals > 0},
+    };
+}
+
+// A count that changed while the run went on. Of a run that was killed it isn't known until when it
+// went on.
+bool ChangedIn(const recorder::RunRecord& record, bool goesOn, const recorder::DayCount& count) {
+    const long changedTm = count.stampUs / kUsPerSecond;
+    return changedTm >= record.startTm && (record.endTm ? changedTm <= *record.endTm : goesOn);
+}
+
+DaysByCamera DaysOf(const std::optional<recorder::RunRecord>& record) {
+    DaysByCamera days;
+    const bool goesOn = record && GoesOn(*record);
+    for (const recorder::DayCount& count : recorder::ListDayCounts()) {
+        RecordingDay& day = days[count.camId][count.day];
+        day.count = count.count;
+        day.gains = record && ChangedIn(*record, goesOn, count);
+    }
+    if (record) {
+        for (const recorder::DayRemoval& removal : recorder::RemovalsByDay(record->id)) {
+            RecordingDay& day = days[removal.camId][removal.day];
+            day.lost = removal.rows;
+            day.gains = false; // the removal changed the count; whether rows were added isn't known
+        }
+    }
+    return days;
+}
+
+} // namespace
+
+Report NewestRunReport() {
+    Report report;
+    const CameraNames names = ReadCameraNames();
+    const std::optional<recorder::RunRecord> newest = recorder::NewestRun();
+    if (newest) {
+        const RunView run = ViewOf(*newest);
+        report.subject = "Run " + std::to_string(newest->id);
+        report.facts = {LongTimeText(newest->startTm)};
+        if (newest->endTm) {
+            report.facts.push_back(Took(run));
+        }
+        TellOutcome(run, report);
+        AddNotices(run, names, report);
+        AddTable(run, names, report);
+    } else {
+        report.subject = "Kestora re-index";
+        report.title = "No run yet";
+        report.sentence = "\"krctl run\" brings rows and files in line.";
+    }
+    report.calendars = CalendarsOf(names, DaysOf(newest));
+    return report;
+}

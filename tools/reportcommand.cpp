@@ -1,0 +1,77 @@
+#include "tools/reportcommand.h"
+
+#include "recorder/support/error.h"
+#include "recorder/support/uniquefd.h"
+#include "recorder/support/wholefile.h"
+#include "tools/report/dates.h"
+#include "tools/report/page.h"
+#include "tools/report/runreport.h"
+
+#include <ctime>
+#include <filesystem>
+#include <memory>
+#include <span>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+namespace {
+
+using recorder::Error;
+using recorder::SystemError;
+using recorder::UniqueFd;
+
+UniqueFd OpenFolder(const std::filesystem::path& folder) {
+    UniqueFd fd(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!fd.IsOpen()) {
+        throw SystemError("open folder " + folder.string());
+    }
+    return fd;
+}
+
+// A device or a link isn't replaced by a page.
+void DemandReplaceable(const UniqueFd& folder, const std::string& name, const std::string& file) {
+    struct stat64 st = {};
+    const bool isThere = fstatat64(folder.Get(), name.c_str(), &st, AT_SYMLINK_NOFOLLOW) == 0;
+    if (name.empty() || (isThere && S_ISDIR(st.st_mode))) {
+        throw Error(file + " is a folder; expected the name of a file");
+    }
+    if (isThere && !S_ISREG(st.st_mode)) {
+        throw Error(file + " is no regular file; it is left as it is");
+    }
+}
+
+void Write(const std::string& file, const std::string& page) {
+    const std::filesystem::path path(file);
+    const UniqueFd folder = OpenFolder(path.has_parent_path() ? path.parent_path() : ".");
+    const std::string name = path.filename();
+    DemandReplaceable(folder, name, file);
+    try {
+        recorder::WriteWholeFile(folder.Get(), name,
+                                 {reinterpret_cast<const uint8_t*>(page.data()), page.size()});
+    } catch (const Error& error) {
+        throw Error("can't write " + file + ": " + error.what());
+    }
+}
+
+void MakeReport(const std::string& file) {
+    Report report = NewestRunReport();
+    report.footer =
+        "Made by krctl report on " + LongTimeText(std::time(nullptr)) + ". Days are UTC.";
+    Write(file, PageOf(report));
+}
+
+} // namespace
+
+void AddReportCommand(CLI::App& app) {
+    CLI::App* const command = app.add_subcommand(
+        "report", "the newest run, and every camera's recordings by day, as a page");
+    const auto file = std::make_shared<std::string>();
+    command->add_option("--html", *file, "the page, which is written or replaced")
+        ->type_name("FILE")
+        ->required();
+    command->callback([file] { MakeReport(*file); });
+}
