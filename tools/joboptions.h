@@ -15,6 +15,8 @@ struct JobOptions {
     std::optional<int> alertEventCamera = std::nullopt; // -a
     bool snapshots = false;                             // -s
     bool emaps = false;                                 // -e
+
+    bool operator==(const JobOptions&) const = default;
 };
 
 // Adds -r, -a, -s and -e to a command.

@@ -64,10 +64,7 @@ Table TableOf(const PlanSummary& plan) {
 }
 
 void PrintProblem(const PlanSummary& plan, const plan::Note& problem) {
-    const std::string place = problem.camId == 0
-                                  ? (problem.kind.empty() ? "" : KindText(problem.kind) + ": ")
-                                  : "camera " + CameraText(plan.Cameras(), problem.camId) + ": ";
-    const std::string text = Printable(place + problem.text);
+    const std::string text = Printable(ProblemText(plan, problem));
     switch (problem.reason) {
     case Reason::Refusal:
         std::printf("%s\n", Coloured("1;31", "REFUSED: " + text).c_str());
@@ -167,6 +164,13 @@ void PrintPlan(const PlanSummary& plan) {
     const bool isInLine = plan.IsComplete() && !plan.HasChanges();
     std::printf("%s\n",
                 isInLine ? Coloured("32", plan.Sentence()).c_str() : plan.Sentence().c_str());
+}
+
+std::string ProblemText(const PlanSummary& plan, const plan::Note& problem) {
+    const std::string place = problem.camId == 0
+                                  ? (problem.kind.empty() ? "" : KindText(problem.kind) + ": ")
+                                  : "camera " + CameraText(plan.Cameras(), problem.camId) + ": ";
+    return place + problem.text;
 }
 
 std::string ListLine(const plan::Note& item) {

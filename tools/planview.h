@@ -11,6 +11,9 @@
 // Prints a table of the parts, what stands out, and what krindexer would do in one sentence.
 void PrintPlan(const PlanSummary& plan);
 
+// "camera 3 Front: ...", "snapshots: ...".
+[[nodiscard]] std::string ProblemText(const PlanSummary& plan, const plan::Note& problem);
+
 // "row-without-file", kind, camera and path, separated by tabs; control characters are escaped.
 [[nodiscard]] std::string ListLine(const plan::Note& item);
 

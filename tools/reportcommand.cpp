@@ -3,8 +3,10 @@
 #include "recorder/support/error.h"
 #include "recorder/support/uniquefd.h"
 #include "recorder/support/wholefile.h"
+#include "tools/joboptions.h"
 #include "tools/report/dates.h"
 #include "tools/report/page.h"
+#include "tools/report/planreport.h"
 #include "tools/report/runreport.h"
 
 #include <ctime>
@@ -57,21 +59,37 @@ void Write(const std::string& file, const std::string& page) {
     }
 }
 
-void MakeReport(const std::string& file) {
-    Report report = NewestRunReport();
+struct ReportOptions {
+    std::string file;
+    bool ofPlan = false;
+    JobOptions jobs;
+};
+
+Report ReportOf(const ReportOptions& options) {
+    return options.ofPlan ? PlanReport(options.jobs) : NewestRunReport();
+}
+
+void MakeReport(const ReportOptions& options) {
+    Report report = ReportOf(options);
     report.footer =
         "Made by krctl report on " + LongTimeText(std::time(nullptr)) + ". Days are UTC.";
-    Write(file, PageOf(report));
+    Write(options.file, PageOf(report));
 }
 
 } // namespace
 
 void AddReportCommand(CLI::App& app) {
     CLI::App* const command = app.add_subcommand(
-        "report", "the newest run, and every camera's recordings by day, as a page");
-    const auto file = std::make_shared<std::string>();
-    command->add_option("--html", *file, "the page, which is written or replaced")
+        "report", "the newest run or a plan, and every camera's recordings by day, as a page");
+    const auto options = std::make_shared<ReportOptions>();
+    command->add_option("--html", options->file, "the page, which is written or replaced")
         ->type_name("FILE")
         ->required();
-    command->callback([file] { MakeReport(*file); });
+    CLI::Option* const ofPlan = command->add_flag(
+        "--plan", options->ofPlan, "of what krindexer would do, as \"krctl plan\" tells it");
+    AddJobOptions(*command, options->jobs);
+    for (const char* const name : {"-r", "-a", "-s", "-e"}) {
+        command->get_option(name)->needs(ofPlan);
+    }
+    command->callback([options] { MakeReport(*options); });
 }

@@ -1,7 +1,7 @@
 #include "tools/report/page.h"
 
-#include "tools/report/number.h"
 #include "tools/report/style.h"
+#include "tools/report/texts.h"
 
 #include <algorithm>
 
@@ -16,6 +16,7 @@ const char* NameOf(Tone tone) {
     case Tone::Bad:
         return "bad";
     case Tone::Waiting:
+    case Tone::Change:
         break;
     }
     return "waiting";
@@ -27,6 +28,8 @@ const char* SignOf(Tone tone) {
         return "\u2713";
     case Tone::Bad:
         return "!";
+    case Tone::Change:
+        return "\u00b1";
     case Tone::Waiting:
         break;
     }
@@ -54,7 +57,7 @@ Html Notices(const Report& report) {
         for (const std::string& each : notice.cases) {
             cases += Element("li", {}, Name(each));
         }
-        notices += Element("section", {{"class", "notice"}},
+        notices += Element("section", {{"class", notice.isWarning ? "notice warning" : "notice"}},
                            Element("h2", {}, notice.title) + Element("p", {}, notice.sentence) +
                                (cases.IsEmpty() ? cases : Element("ul", {}, cases)));
     }

@@ -9,7 +9,12 @@
 #include <string>
 #include <vector>
 
-enum class Tone { Good, Bad, Waiting };
+enum class Tone {
+    Good,    // in line
+    Bad,     // something failed or was refused
+    Waiting, // it hasn't ended
+    Change,  // there is something to do
+};
 
 struct ReportTotal {
     long number = 0;
@@ -29,6 +34,7 @@ struct ReportNotice {
     std::string title;
     std::string sentence;
     std::vector<std::string> cases;
+    bool isWarning = false; // not as bad
 };
 
 struct Report {

@@ -1,7 +1,7 @@
 #include "tools/report/recordingdays.h"
 
 #include "tools/report/dates.h"
-#include "tools/report/number.h"
+#include "tools/report/texts.h"
 
 #include <algorithm>
 

@@ -5,7 +5,7 @@
 #include "recorder/run/live.h"
 #include "recorder/support/paths.h"
 #include "tools/report/dates.h"
-#include "tools/report/number.h"
+#include "tools/report/texts.h"
 #include "tools/runview.h"
 #include "tools/words.h"
 
@@ -17,14 +17,6 @@ namespace {
 constexpr double kMsPerSecond = 1000.0;
 constexpr long kUsPerSecond = 1'000'000;
 constexpr double kShortS = 10.0;
-
-std::string Capitalised(std::string text) {
-    const bool isSmall = !text.empty() && text[0] >= 'a' && text[0] <= 'z';
-    if (isSmall) {
-        text[0] = static_cast<char>(text[0] - 'a' + 'A');
-    }
-    return text;
-}
 
 // The clock's seconds are too coarse for a short run.
 std::string Took(const RunView& run) {

@@ -2,7 +2,7 @@
 
 #include "recorder/utility/format.h"
 #include "tools/report/dates.h"
-#include "tools/report/number.h"
+#include "tools/report/texts.h"
 
 #include <algorithm>
 #include <array>

@@ -1,4 +1,4 @@
-#include "tools/report/number.h"
+#include "tools/report/texts.h"
 
 std::string Grouped(long number) {
     constexpr std::size_t kGroup = 3;
@@ -16,4 +16,12 @@ std::string Grouped(long number) {
 
 std::string Grouped(long number, const std::string& noun) {
     return Grouped(number) + " " + noun + (number == 1 ? "" : "s");
+}
+
+std::string Capitalised(std::string text) {
+    const bool isSmall = !text.empty() && text[0] >= 'a' && text[0] <= 'z';
+    if (isSmall) {
+        text[0] = static_cast<char>(text[0] - 'a' + 'A');
+    }
+    return text;
 }

@@ -1,4 +1,4 @@
-// Numbers for people to read.
+// Small texts for people to read.
 
 #pragma once
 
@@ -9,3 +9,6 @@
 
 // "1 row", "2,314 rows".
 [[nodiscard]] std::string Grouped(long number, const std::string& noun);
+
+// "Alert recordings" for "alert recordings".
+[[nodiscard]] std::string Capitalised(std::string text);
