@@ -1,0 +1,310 @@
+"""krctl report: a page that tells of a run and of every day."""
+
+import os
+import stat
+
+from support import process
+from support.case import KrctlTest
+from support.page import Page
+from support.recorder import HALF_DAY, START_TM
+
+DAY_S = 86400
+DAY = START_TM // DAY_S  # 12 March 2014
+
+
+class ReportTest(KrctlTest):
+    def report(self, *options):
+        self.krctl("report", "--html", self.recorder.inside("report.html"), *options)
+        with open(self.recorder.path("report.html"), encoding="utf-8") as file:
+            return Page(file.read())
+
+    def counts(self, camera, days, stamp_us=0):
+        """Days to numbers of recordings, as if the recorder had counted them."""
+        for day, count in days.items():
+            self.recorder.query("recording.db", "INSERT INTO recording_count VALUES (?, ?, ?, ?)",
+                                camera, day, count, stamp_us)
+
+
+class Run(ReportTest):
+    def test_says_that_a_run_left_everything_in_line(self):
+        storage = self.recorder.camera(1, "Front")
+        self.recorder.recording(storage)
+        self.recorder.reindex("-r", "-1")
+        page = self.report()
+        self.assertEqual(page.texts("h1"), ["In line"])
+        self.assertIn("Run 1", page.texts("li"))
+        self.assertIn(["Recordings", "1 Front", "1", "0", "1", "0", "0"],
+                      [row[:7] for row in page.rows()])
+        self.assertEqual(page.texts("h2"), ["By kind and camera", "Recordings by day"])
+
+    def test_counts_what_failed_and_says_where(self):
+        storage = self.recorder.camera(1, "Front")
+        self.recorder.file(f"{storage}/{HALF_DAY}/rec-20140312-101500-{START_TM}.mp4", "no mp4")
+        self.recorder.reindex("-r", "-1")
+        page = self.report()
+        self.assertRegex(page.texts("h1")[0], r"^\d+ failures?$")
+        self.assertIn("Failed", page.texts("h2"))
+        self.assertRegex(page.text(), r"recordings of camera 1 Front: \d+ failure")
+
+    def test_shows_what_was_refused_and_why_once(self):
+        self.recorder.volume()
+        self.recorder.recording(self.recorder.camera(1, "Front"))
+        os.remove(self.recorder.path("volume1/.kestora-volume"))
+        self.recorder.reindex("-r", "-1", "-a", "-1")
+        page = self.report()
+        self.assertRegex(page.texts("h1")[0], "refusal")
+        self.assertIn("Refused", page.texts("h2"))
+        refusals = [text for text in page.texts("bdi") if text.startswith("camera 1 Front: ")]
+        self.assertEqual(len(refusals), 1, page.text())
+
+    def test_tells_a_run_that_was_killed_from_one_that_ended(self):
+        self.recorder.query("system.db", "INSERT INTO run (pid, start_tm) VALUES (1, ?)", START_TM)
+        page = self.report()
+        self.assertEqual(page.texts("h1"), ["Not ended"])
+        self.assertIn("the next run completes the work", page.text())
+
+    def test_has_a_page_for_a_recorder_without_runs_and_cameras(self):
+        page = self.report()
+        self.assertEqual(page.texts("h1"), ["No run yet"])
+        self.assertEqual(page.rows(), [])
+
+    def test_names_a_camera_that_never_recorded(self):
+        self.recorder.camera(1, "Front")
+        page = self.report()
+        self.assertEqual(page.texts("h3"), ["Camera 1 Front"])
+        self.assertIn("No recordings.", page.texts("p"))
+
+
+class Days(ReportTest):
+    def setUp(self):
+        super().setUp()
+        self.recorder.camera(1, "Front")
+
+    def test_shows_days_without_recordings_between_others(self):
+        self.counts(1, {DAY: 5, DAY + 3: 5, DAY + 4: 5, DAY + 6: 5})
+        page = self.report()
+        self.assertEqual(page.cells("h"), 3)
+        self.assertIn("3 days without recordings", page.text())
+        self.assertIn("13–14 March 2014: no recordings, 2 days", page.texts("li"))
+        self.assertIn("14 March 2014: no recordings", page.hints())
+
+    def test_finds_no_hole_before_the_first_and_after_the_last_day(self):
+        self.counts(1, {DAY: 5, DAY + 1: 5})
+        page = self.report()
+        self.assertEqual(page.cells("h"), 0)
+        self.assertIn("No holes, no drift.", page.texts("p"))
+        self.assertIn("10 recordings on 2 days, 12–13 March 2014.", page.texts("p"))
+
+    def test_shades_days_by_their_number_of_recordings(self):
+        self.counts(1, {DAY: 1, DAY + 1: 4, DAY + 2: 7, DAY + 3: 10, DAY + 4: 10})
+        page = self.report()
+        self.assertEqual([page.cells(f"l{level}") for level in range(1, 5)], [1, 1, 1, 2])
+        self.assertIn("13 March 2014: 4 recordings", page.hints())
+
+    def test_marks_days_that_a_run_added_rows_to(self):
+        self.recorder.recording("volume1/cam1")
+        self.counts(1, {DAY + 1: 1})  # long before the run
+        name = self.recorder.recording("volume1/cam1", START_TM + DAY_S)
+        self.recorder.row("event", camera_id=1, path=name.split("/", 2)[2],
+                          start_tm=START_TM + DAY_S)
+        self.recorder.reindex("-r", "-1")
+        page = self.report()
+        self.assertEqual((page.cells("k"), page.cells("p")), (1, 1))
+        self.assertIn("12 March 2014: rows added", page.texts("li"))
+        self.assertIn("12 March 2014: 1 recording; rows added", page.hints())
+
+    def test_marks_days_that_a_run_removed_rows_from(self):
+        for day in range(2):
+            self.recorder.recording("volume1/cam1", START_TM + day * DAY_S)
+        self.recorder.reindex("-r", "-1")
+        self.recorder.query("recording.db", "UPDATE recording_count SET stamp = 0")  # long ago
+        for number in range(2):
+            self.recorder.row("event", camera_id=1, path=f"{HALF_DAY}/gone{number}.mp4",
+                              start_tm=START_TM + DAY_S)
+        self.recorder.reindex("-r", "-1")
+        page = self.report()
+        self.assertEqual((page.cells("k"), page.cells("p")), (1, 0))
+        self.assertIn("13 March 2014: 2 rows removed", page.texts("li"))
+        self.assertIn("13 March 2014: 1 recording; 2 rows removed", page.hints())
+
+    def test_marks_a_day_of_which_nothing_is_left(self):
+        self.recorder.row("event", camera_id=1, path="gone.mp4", start_tm=START_TM)
+        self.recorder.reindex("-r", "-1")
+        page = self.report()
+        self.assertEqual((page.cells("e"), page.cells("k")), (1, 1))
+        self.assertIn("12 March 2014: no recordings; 1 row removed", page.hints())
+
+    def test_tells_years_without_a_day_in_words(self):
+        self.counts(1, {0: 1, DAY: 5})
+        page = self.report()
+        self.assertIn("1971 to 2013: no recordings", page.texts("p"))
+        self.assertEqual(page.texts("figcaption"), ["1970", "2014"])
+
+    def test_counts_recordings_of_impossible_times(self):
+        self.counts(1, {DAY: 5, 9 * 10**15: 2})
+        self.assertIn("5 recordings on 1 day, 12 March 2014. 2 more at impossible times.",
+                      self.report().texts("p"))
+
+
+class Source(ReportTest):
+    NAMES = ("<script>alert(1)</script>", "&amp; \"quoted\" 'too'", "a\x1bb\nc", "Tür ÄÖ")
+
+    def test_shows_foreign_names_as_text(self):
+        for number, name in enumerate(self.NAMES, 1):
+            self.recorder.camera(number, name)
+            self.recorder.recording(f"volume1/cam{number}")
+        self.recorder.reindex("-r", "-1")
+        page = self.report()
+        shown = [name.replace("\x1b", r"\x1b").replace("\n", r"\n") for name in self.NAMES]
+        self.assertEqual(page.texts("h3"),
+                         [f"Camera {number} {name}" for number, name in enumerate(shown, 1)])
+        self.assertEqual([row[1] for row in page.rows()[1:5]],
+                         [f"{number} {name}" for number, name in enumerate(shown, 1)])
+
+    def test_replaces_bytes_that_no_page_may_contain(self):
+        self.recorder.camera(1, "name")
+        self.recorder.query("system.db", "UPDATE camera SET name = CAST(? AS TEXT)",
+                            b"a\xffb\xc2\x85c\xef\xbf\xbed\xe2\x80\xaee")
+        page = self.report()
+        self.assertEqual(page.texts("h3"), ["Camera 1 a\ufffdb\ufffdc\ufffdd\u202ee"])
+
+    def test_needs_nothing_from_elsewhere(self):
+        self.recorder.camera(1, "http://name src=x @import url(y)")
+        self.counts(1, {DAY: 5, DAY + 3: 5})
+        markup = self.report().markup()
+        for forbidden in ("http:", "https:", "src=", "@import", "url(", "<script", "<link"):
+            self.assertNotIn(forbidden, markup)
+
+    def test_is_a_document_with_language_and_labels(self):
+        self.recorder.recording(self.recorder.camera(1, "Front"))
+        self.recorder.reindex("-r", "-1")
+        page = self.report()
+        self.assertTrue(page.source.startswith("<!DOCTYPE html>\n"))
+        self.assertIn(["html", {"lang": "en"}], [element[:2] for element in page.elements])
+        pictures = [has for tag, has, _ in page.elements if tag == "svg" and "role" in has]
+        self.assertEqual([(has["role"], has["aria-label"]) for has in pictures],
+                         [("img", "2014: 1 recording; drift on 1 day")])
+        heads = [has["scope"] for tag, has, _ in page.elements if tag == "th"]
+        self.assertEqual(set(heads), {"col", "row"})
+
+    def test_stays_small_with_ten_years_of_many_cameras(self):
+        rows = []
+        for camera in range(1, 65):
+            for day in range(DAY, DAY + 3650):
+                if (day * 7 + camera * 13) % 97 > 1:  # two holes in a hundred days
+                    rows.append((camera, day, 20 + (day // 5 * camera) % 30, 0))
+        self.recorder.query("recording.db", "INSERT INTO recording_count VALUES "
+                            + ",".join(map(str, rows)))
+        page = self.report()
+        self.assertEqual(len(page.texts("h3")), 64)
+        self.assertGreater(page.cells("h"), 64 * 3650 // 60)
+        self.assertTrue(any("no recordings on" in hint for hint in page.hints()))
+        self.assertLess(len(page.source.encode()), 2_000_000)
+
+
+class File(ReportTest):
+    def assert_fails(self, file, why, **options):
+        outcome = self.krctl("report", "--html", file, status=1, **options)
+        self.assertRegex(outcome.err, f"^krctl: .*{why}")
+        return outcome
+
+    def test_replaces_what_was_there_for_its_owner_alone(self):
+        file = self.recorder.file("report.html", "old", mode=0o666)
+        self.krctl("report", "--html", file)
+        status = os.stat(self.recorder.path("report.html"))
+        self.assertEqual(stat.S_IMODE(status.st_mode) & ~0o640, 0)
+        with open(self.recorder.path("report.html"), encoding="utf-8") as page:
+            self.assertTrue(page.read().endswith("</html>\n"))
+        self.assertEqual([name for name in os.listdir(self.recorder.root) if "kestora" in name],
+                         [])
+
+    def test_is_written_where_a_relative_name_says(self):
+        self.krctl("report", "--html", "here.html", cwd=self.recorder.root)
+        self.assertTrue(os.path.isfile(self.recorder.path("here.html")))
+
+    def test_names_a_folder_that_is_not_there(self):
+        self.assert_fails(self.recorder.inside("none/report.html"),
+                          "Kestora/none: No such file or directory")
+
+    def test_replaces_no_folder(self):
+        for file in ("var", "var/", "."):
+            with self.subTest(file):
+                self.assert_fails(file, "is a folder", cwd=self.recorder.root)
+
+    def test_replaces_no_device_and_no_link(self):
+        os.mkfifo(self.recorder.path("pipe"))
+        os.symlink("pipe", self.recorder.path("link"))
+        for file in ("pipe", "link"):
+            with self.subTest(file):
+                self.assert_fails(file, "no regular file", cwd=self.recorder.root)
+        self.assertTrue(stat.S_ISFIFO(os.stat(self.recorder.path("pipe")).st_mode))
+
+    def test_says_why_it_could_not_be_written_and_leaves_what_was_there(self):
+        """Where files may not be as large."""
+        self.recorder.camera(1)
+        self.counts(1, {DAY + day: 1 for day in range(2000)})
+        self.recorder.file("report.html", "old")
+        small = "ulimit -f 200; trap '' XFSZ; exec "
+        outcome = process.run(
+            ["sh", "-c", small + '"$@"', "sh",
+             *self.recorder.command("krctl", "report", "--html",
+                                    self.recorder.inside("report.html"))])
+        self.assertEqual(outcome.status, 1, outcome)
+        self.assertRegex(outcome.err, "can't write .*report.html: .*File too large")
+        with open(self.recorder.path("report.html"), encoding="utf-8") as file:
+            self.assertEqual(file.read(), "old")
+        self.assertEqual([name for name in os.listdir(self.recorder.root) if ".tmp" in name], [])
+
+    def test_says_so_where_it_may_not_be_written(self):
+        folder = self.recorder.path("kept")
+        os.mkdir(folder, 0o500)
+        sandbox, root, *krctl = self.recorder.command(
+            "krctl", "report", "--html", self.recorder.inside("kept/report.html"))
+        powerless = ["setpriv", "--bounding-set", "-dac_override,-dac_read_search"]
+        outcome = process.run([sandbox, root, *powerless, *krctl])
+        self.assertEqual(outcome.status, 1, outcome)
+        self.assertRegex(outcome.err, "can't write .*kept/report.html: .*: Permission denied")
+        self.assertEqual(os.listdir(folder), [])
+
+    def test_is_asked_for_by_name(self):
+        self.assertNotEqual(self.recorder.krctl("report").status, 0)
+
+
+class Plan(ReportTest):
+    def test_says_what_would_be_done_and_does_not_do_it(self):
+        storage = self.recorder.camera(1, "Front")
+        self.recorder.recording(storage)
+        self.recorder.row("event", camera_id=1, path=f"{HALF_DAY}/x-20140313-101500-"
+                          f"{START_TM + DAY_S}-LOCK.mp4", start_tm=START_TM + DAY_S)
+        page = self.report("--plan")
+        self.assertEqual(page.texts("h1"), ["1 row to add, 1 to remove"])
+        self.assertIn("12 March 2014: 1 row to add", page.texts("li"))
+        self.assertIn("13 March 2014: 1 row to remove", page.texts("li"))
+        self.assertEqual(self.recorder.query("recording.db", "SELECT count(*) FROM event"), [(1,)])
+
+    def test_says_that_nothing_would_be_done(self):
+        self.recorder.recording(self.recorder.camera(1, "Front"))
+        self.recorder.reindex("-r", "-1")
+        page = self.report("--plan", "-r", "1")
+        self.assertEqual(page.texts("h1"), ["In line"])
+        self.assertIn("1 recording on 1 day, 12 March 2014.", page.texts("p"))
+
+    def test_shows_what_would_be_refused(self):
+        self.recorder.volume()
+        self.recorder.recording(self.recorder.camera(1, "Front"))
+        os.remove(self.recorder.path("volume1/.kestora-volume"))
+        page = self.report("--plan")
+        self.assertEqual(page.texts("h1"), ["Could not be planned in full"])
+        self.assertIn("Refused", page.texts("h2"))
+
+    def test_shows_the_days_of_the_cameras_that_are_planned(self):
+        for number in (1, 2):
+            self.recorder.recording(self.recorder.camera(number, f"cam{number}"))
+        for options, cameras in (((), ["Camera 1 cam1", "Camera 2 cam2"]),
+                                 (("-r", "2"), ["Camera 2 cam2"]),
+                                 (("-s",), [])):
+            with self.subTest(options):
+                self.assertEqual(self.report("--plan", *options).texts("h3"), cameras)
+
+    def test_is_what_the_jobs_are_for(self):
+        self.assertNotEqual(self.recorder.krctl("report", "--html", "x", "-r", "1").status, 0)
