@@ -1,0 +1,201 @@
+"""What must be so. Each check yields its findings, one line each."""
+
+import fnmatch
+import json
+import os
+import re
+import subprocess
+
+import jsonschema
+
+from docs import manual, markdown, programs, settings
+
+SOURCE_NAME = re.compile(r"[\w*.-]+\.(cpp|h|h\.in|py|sql|md|service|timer|schema\.json)|CMakeLists\.txt")
+COMMAND = re.compile(r"(?:^|[\s(\"'/])(krctl|krindexer)(?=\s|$)([^;|#&>]*)")
+PAGE_OF = {"krctl": "packaging/man/krctl.8", "krindexer": "packaging/man/krindexer.8"}
+
+
+def findings(project):
+    """All of them, in the order of the checks."""
+    known = {"krctl": programs.krctl(project.krctl), "krindexer": programs.krindexer(project)}
+    found = []
+    for check in (paths, tests_that_are_named, commands_that_are_named, pages_of_programs, completion,
+                  settings_that_are_named, settings_page, schemas):
+        found += check(project, known)
+    return found
+
+
+def _code(project, name):
+    """Pieces of code in a document: what is typed, and what is named."""
+    text = project.read(name)
+    if name in project.pages():
+        return list(manual.code(text))
+    return markdown.spans(text) + markdown.blocks(text)
+
+
+def _documents(project):
+    return project.texts() + project.pages()
+
+
+# --- paths ---------------------------------------------------------------------------------------
+
+
+def _is_there(project, path):
+    path = path.rstrip("/")
+    if path in project.files or path in project.folders:
+        return True
+    pattern = re.sub(r"[A-Z]{2,}", "*", path)  # tests/scenarios/KIND/CASE
+    return pattern != "*" and "*" in pattern and any(
+        fnmatch.fnmatchcase(entry, pattern) for entry in project.files | project.folders)
+
+
+def _is_part(project, path):
+    """A path that begins below the project's root, or the bare name of a source."""
+    return any(fnmatch.fnmatchcase(name, path) or fnmatch.fnmatchcase(name, "*/" + path)
+               for name in project.files)
+
+
+def paths(project, _known):
+    rooms = {folder for folder in project.folders if "/" not in folder}
+    for name in _documents(project):
+        text = project.read(name)
+        for target in markdown.links(text) if name in project.texts() else []:
+            path = os.path.normpath(os.path.join(os.path.dirname(name), target))
+            if not _is_there(project, path):
+                yield f"{name}: the link {target} leads nowhere"
+        for word in sorted({word for piece in _code(project, name) for word in piece.split()}):
+            word = word.strip("()[],;:\"'").removesuffix(".")
+            room = word.split("/")[0]
+            if "/" in word and room in rooms:
+                if not _is_there(project, word):
+                    yield f"{name}: {word} is not there"
+            elif SOURCE_NAME.fullmatch(word.rpartition("/")[2]) and not word.startswith("/"):
+                if not _is_part(project, word):
+                    yield f"{name}: no file is called {word}"
+
+
+def tests_that_are_named(project, _known):
+    for name in project.texts():
+        for span in markdown.spans(project.read(name)):
+            if re.fullmatch(r"[A-Z]\w+\.[A-Z]\w+", span) and span not in project.tests:
+                yield f"{name}: there is no test {span}"
+
+
+# --- commands ------------------------------------------------------------------------------------
+
+
+def _unknown(program, command, words):
+    """What of a command line the program doesn't understand."""
+    for word in words:
+        word = word.strip("[](),.")
+        if re.match(r"-{1,2}[a-z]", word):
+            # -r and -1 are two words; krindexer's letters may stand together.
+            if word.split("=")[0] not in command.options | {"--help"}:
+                yield f"{program} {command.words}".strip() + f" has no option {word}"
+        elif command.commands and re.fullmatch(r"[a-z]+(\|[a-z]+)*", word):
+            alternatives = word.split("|")
+            for alternative in alternatives:
+                if alternative not in command.commands:
+                    yield f"{program} {command.words}".strip() + f" has no command {alternative}"
+            command = command.commands.get(alternatives[0])
+            if command is None:
+                return
+
+
+def commands_that_are_named(project, known):
+    options = known["krctl"].all_options() | known["krindexer"].options
+    for name in _documents(project):
+        for piece in _code(project, name):
+            for program, rest in COMMAND.findall(piece):
+                for finding in _unknown(program, known[program], rest.split()):
+                    yield f"{name}: {finding}"
+            bare = re.match(r"-{1,2}[a-z][a-z-]*(?= |$)", piece)
+            if bare and bare[0] not in options and not re.search(
+                    rf"(?<![\w-]){re.escape(bare[0])}(?![\w-])", project.scripts):
+                yield f"{name}: nothing has an option {bare[0]}"
+        for reference in manual.references(project.read(name)):
+            if f"packaging/man/{reference}" not in project.files:
+                yield f"{name}: there is no page {reference}"
+
+
+def _differences(page, what, said, understood):
+    for word in sorted(said - understood):
+        yield f"{page}: {what} has no {word}"
+    for word in sorted(understood - said):
+        yield f"{page}: {word} of {what} is missing"
+
+
+def pages_of_programs(project, known):
+    for program, page in PAGE_OF.items():
+        said = manual.commands(project.read(page), program)
+        leaves = {leaf.words: leaf for leaf in known[program].leaves()}
+        yield from _differences(page, program, set(said), set(leaves))
+        for words, leaf in leaves.items():
+            options, arguments = said.get(words, (set(), set()))
+            help_of_all = set() if not words else {"-h", "--help"}  # told once
+            what = f"{program} {words}".strip()
+            if words in said:
+                yield from _differences(page, what, options, leaf.options - help_of_all)
+                yield from _differences(page, what, arguments, leaf.arguments)
+
+
+def completion(project, known):
+    file = "packaging/completion/krctl"
+    groups = [known["krctl"]]
+    while groups:
+        command = groups.pop()
+        groups += command.commands.values()
+        script = f"complete() {{ :; }}; . {file}; _krctl_options \"$1\""
+        offered = subprocess.run(["bash", "-c", script, "bash", command.words], cwd=project.root,
+                                 check=True, capture_output=True, text=True).stdout.split()
+        understood = (command.options | set(command.commands)) - {"-h", "--help"}
+        yield from _differences(file, f"krctl {command.words}".strip(), set(offered), understood)
+
+
+# --- settings ------------------------------------------------------------------------------------
+
+
+def settings_that_are_named(project, _known):
+    keys = set(settings.keys(project))
+    sections = {key.split(".")[0] for key in keys}
+    bare = {key.rpartition(".")[2] for key in keys}
+    for name in project.texts():
+        text = project.read(name)
+        named = set(markdown.settings(text))
+        for span in markdown.spans(text):
+            named.update(re.findall(rf"^((?:{'|'.join(sections)})\.(?!db$)[a-z]\w*)(?: =|$)", span))
+        for key in sorted(named):
+            if key not in keys and key.rstrip(".") not in sections:
+                yield f"{name}: there is no setting {key}"
+        for key in markdown.listed_keys(text):
+            if key not in bare:
+                yield f"{name}: there is no setting {key}"
+
+
+def settings_page(project, _known):
+    page = "packaging/man/kestora.toml.5"
+    keys = settings.keys(project)
+    said = manual.settings(project.read(page))
+    yield from _differences(page, "the settings", set(said), set(keys))
+    for name in sorted(set(said) & set(keys)):
+        key = keys[name]
+        words = " ".join(said[name].split())
+        if key.least is not None and f"{key.least} to {key.most}" not in words:
+            yield f"{page}: {name} is {key.least} to {key.most}, which isn't said"
+        for default in key.defaults:
+            if not re.search(rf"default\b.*\b{default}\b", words):
+                yield f"{page}: {name} is {default} by default, which isn't said"
+
+
+# --- schemas -------------------------------------------------------------------------------------
+
+
+def schemas(project, _known):
+    for name in project.schemas():
+        try:
+            schema = json.loads(project.read(name))
+            if "$schema" not in schema:
+                yield f"{name}: doesn't say which language it is in ($schema)"
+            jsonschema.validators.validator_for(schema).check_schema(schema)
+        except (ValueError, jsonschema.SchemaError) as error:
+            yield f"{name}: is no JSON schema: {str(error).splitlines()[0]}"

@@ -1,0 +1,59 @@
+"""What the programs understand, by their own words."""
+
+import functools
+import re
+import subprocess
+
+
+class Command:
+    """One command of krctl, or the program itself."""
+
+    def __init__(self, words):
+        self.words = words  # "camera add"; empty for the program
+        self.options = set()
+        self.arguments = set()
+        self.commands = {}
+
+    def leaves(self):
+        """Those that do something, and the program."""
+        if not self.words or not self.commands:
+            yield self
+        for command in self.commands.values():
+            yield from command.leaves()
+
+    def all_options(self):
+        options = set(self.options)
+        for command in self.commands.values():
+            options |= command.all_options()
+        return options
+
+
+@functools.lru_cache(maxsize=None)
+def krctl(program, words=()):
+    """Asks for the help of the program and of every command."""
+    text = subprocess.run([program, *words, "--help"], check=True, capture_output=True, text=True).stdout
+    command = Command(" ".join(words))
+    names = {}
+    section = None
+    for line in text.splitlines():
+        heading = re.fullmatch(r"(\w[\w ]*):", line)
+        if heading:
+            section = heading[1]
+        entry = re.match(r"  (\S+)", line)  # what goes on, is indented further
+        if entry and section:
+            names.setdefault(section, []).append(entry[1])
+    command.options.update(name for names_ in names.get("Options", []) for name in names_.split(","))
+    command.arguments.update(names.get("Positionals", []))
+    if "--help" not in command.options:
+        raise SystemExit(f"check-docs: can't read the help of krctl {command.words}")
+    for name in names.get("Subcommands", []):
+        command.commands[name] = krctl(program, (*words, name))
+    return command
+
+
+def krindexer(project):
+    """From its source, since the usage doesn't tell of an option for other programs."""
+    letters = re.search(r'getopt\(argc, argv, "([a-z:]+)"\)', project.read("driver/krindexer.cpp"))
+    command = Command("")
+    command.options.update("-" + letter for letter in letters[1].replace(":", ""))
+    return command
