@@ -51,8 +51,9 @@ def _is_there(project, path):
 
 def _is_part(project, path):
     """A path that begins below the project's root, or the bare name of a source."""
-    return any(fnmatch.fnmatchcase(name, path) or fnmatch.fnmatchcase(name, "*/" + path)
-               for name in project.files)
+    patterns = {path, re.sub(r"[A-Z]{2,}", "*", path)}
+    return any(fnmatch.fnmatchcase("/" + name, "*/" + pattern)
+               for name in project.files for pattern in patterns)
 
 
 def paths(project, _known):
