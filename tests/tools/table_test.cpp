@@ -1,0 +1,48 @@
+#include "tools/table.h"
+
+#include <climits>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+Table Cameras() {
+    return Table({{"name"}, {"rows", true}, {"path"}});
+}
+
+TEST(Table, AlignsTextsToTheLeftAndNumbersToTheRight) {
+    Table table = Cameras();
+    table.AddRow({"Front", "7", "/v"});
+    table.AddRow({"Y", "12345", "/w"});
+
+    EXPECT_EQ(table.Text(INT_MAX), "name    rows  path\n"
+                                   "Front      7  /v\n"
+                                   "Y      12345  /w\n");
+}
+
+TEST(Table, StaysAlignedWhateverANameIsMadeOf) {
+    Table table = Cameras();
+    table.AddRow({"Höf\n", "7", "/v"});
+    table.AddRow({"\xff", "8", "/w"});
+
+    EXPECT_EQ(table.Text(INT_MAX), "name   rows  path\n"
+                                   "Höf\\n     7  /v\n"
+                                   "\xff         8  /w\n");
+}
+
+TEST(Table, ShortensTheWidestTextWhereItWouldBeTooWide) {
+    Table table = Cameras();
+    table.AddRow({"Front", "7", "/a/very/long/path"});
+
+    EXPECT_EQ(table.Text(24), "name   rows  path\n"
+                              "Front     7  /a/very/lo…\n");
+}
+
+TEST(Table, NeverShortensANumber) {
+    Table table({{"rows", true}});
+    table.AddRow({"1234567890"});
+
+    EXPECT_EQ(table.Text(4), "      rows\n1234567890\n");
+}
+
+} // namespace

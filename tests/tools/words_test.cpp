@@ -1,0 +1,27 @@
+#include "tools/words.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+TEST(DurationText, IsInSecondsMinutesOrHours) {
+    EXPECT_EQ(DurationText(0.04), "0.0 s");
+    EXPECT_EQ(DurationText(7.34), "7.3 s");
+    EXPECT_EQ(DurationText(725.9), "12:05");
+    EXPECT_EQ(DurationText(11525), "3:12:05");
+}
+
+TEST(CameraText, NamesTheCameraAsFarAsItIsKnown) {
+    const CameraNames names{{3, "Front"}};
+
+    EXPECT_EQ(CameraText(names, 3), "3 Front");
+    EXPECT_EQ(CameraText(names, 4), "4");
+    EXPECT_EQ(CameraText(names, 0), "-");
+}
+
+TEST(Counted, KnowsOneFromMany) {
+    EXPECT_EQ(Counted(1, "row"), "1 row");
+    EXPECT_EQ(Counted(0, "row"), "0 rows");
+}
+
+} // namespace
