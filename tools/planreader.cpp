@@ -36,6 +36,8 @@ public:
     }
     Planner(const Planner&) = delete;
     Planner& operator=(const Planner&) = delete;
+    Planner(Planner&&) = delete;
+    Planner& operator=(Planner&&) = delete;
 
     // Appends what came; false at the end.
     bool Read(std::string& text) const {

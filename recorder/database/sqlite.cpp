@@ -88,6 +88,8 @@ public:
     ~Looking() { isLooking = m_before; }
     Looking(const Looking&) = delete;
     Looking& operator=(const Looking&) = delete;
+    Looking(Looking&&) = delete;
+    Looking& operator=(Looking&&) = delete;
 
 private:
     bool m_before;
