@@ -229,6 +229,10 @@ class Output(PlanTest):
         self.assertEqual(outcome.out, "")
         self.assertIn("krctl: -r 1 -a 2: expected the same camera for both", outcome.err)
 
+    def test_wrong_options_are_told(self):
+        for options in (("-r", "front"), ("-r", "0"), ("-x",), ("more",)):
+            self.assertNotEqual(self.krctl("plan", *options, status=64).err, "")
+
     def test_the_list_has_one_line_for_each_item_whatever_its_name(self):
         name = b"tab\t newline\n escape\x1b back\\slash \xff.txt"
         os.mkdir(self.recorder.path(f"{self.storage}/{HALF_DAY}"))
@@ -408,7 +412,7 @@ class Incomplete(PlanTest):
     def test_a_storage_folder_that_can_t_be_read(self):
         storage = self.recorder.camera(2, volume="volume2")
         self.recorder.row("event", camera_id=2, path=f"{HALF_DAY}/a.mp4")
-        os.rmdir(self.recorder.path(storage))
+        os.rename(self.recorder.path(storage), self.recorder.path("elsewhere"))
         os.symlink("cam2", self.recorder.path(storage))  # a circle
 
         (reason, kind, camera, text), = self.problems("-r", "2")
