@@ -1,7 +1,6 @@
 """krctl doctor: what is wrong with a recorder, and what to do about it."""
 
 import contextlib
-import fcntl
 import os
 import shutil
 import sqlite3
@@ -40,6 +39,24 @@ class DoctorTest(KrctlTest):
         storage = self.recorder.camera(number)
         os.chmod(self.recorder.path(storage), 0o750)
         return storage
+
+    @contextlib.contextmanager
+    def run_in_the_middle(self):
+        """A run that waits for another writer."""
+        self.recorder.settings("[database]\nlock_timeout_ms = 60000")
+        connection = sqlite3.connect(self.recorder.path("var/db/recording.db"), isolation_level=None)
+        connection.execute("BEGIN IMMEDIATE")
+        try:
+            running = self.started("krindexer", "-r", "-1")
+            process.until(self.tells_its_number, "the run doesn't begin")
+            yield running
+        finally:
+            connection.close()
+
+    def tells_its_number(self):
+        """Of the run, see "krctl status": from then on it is the one that goes on."""
+        running = self.recorder.krctl("status", "--json").json()["running"]
+        return running and running["run"] == 1
 
     def assert_line(self, checks, subject, state, message, remedy=None):
         self.assertIn((state, message, remedy), checks[subject])
@@ -528,20 +545,6 @@ class Runs(DoctorTest):
         self.assertRegex(message, rf"^run 1 goes on since \d{{4}}-\S+, process {running.pid}$")
         self.assertEqual(running.wait(process.DEADLINE_S), 0)
 
-    @contextlib.contextmanager
-    def run_in_the_middle(self):
-        """A run that waits for another writer."""
-        self.recorder.settings("[database]\nlock_timeout_ms = 60000")
-        connection = sqlite3.connect(self.recorder.path("var/db/recording.db"), isolation_level=None)
-        connection.execute("BEGIN IMMEDIATE")
-        try:
-            running = self.started("krindexer", "-r", "-1")
-            process.until(lambda: self.recorder.query("system.db", "SELECT id FROM run"),
-                          "the run doesn't begin")
-            yield running
-        finally:
-            connection.close()
-
 
 class Outbox(DoctorTest):
     def test_that_has_a_backlog_and_no_broker_is_a_warning(self):
@@ -564,12 +567,11 @@ class Brokers(DoctorTest):
         return found
 
     def test_are_not_asked_by_the_name_of_a_client_that_a_run_may_be_connected_as(self):
-        self.recorder.reindex("-r", "-1")
-        descriptor = os.open(self.recorder.path("var/db/reindex.lock"), os.O_RDONLY)
-        self.addCleanup(os.close, descriptor)
-        fcntl.flock(descriptor, fcntl.LOCK_EX)
+        self.recorder.recording(self.camera())
+        with self.run_in_the_middle():
+            found = self.only(host="127.0.0.1", client_id="recorder")
 
-        self.assertEqual(self.only(host="127.0.0.1", client_id="recorder"), (
+        self.assertEqual(found, (
             "ok", "127.0.0.1:1883 was not asked: the run that goes on may be connected to it", None))
 
 

@@ -10,13 +10,19 @@ namespace {
 
 constexpr const char* kSubject = "run";
 
+// It is registered a moment before it has a number.
+Check CheckLiveRun(const recorder::LiveRun& live) {
+    const std::string process = "process " + std::to_string(live.pid);
+    return Ok(kSubject, live.run == 0 ? "one begins, " + process
+                                      : "run " + std::to_string(live.run) + " goes on since " +
+                                            TimeText(live.startTm) + ", " + process);
+}
+
 } // namespace
 
 Checks CheckRun() {
     if (const std::optional<recorder::LiveRun> live = recorder::RegisteredRun()) {
-        return {Ok(kSubject, "run " + std::to_string(live->run) + " goes on since " +
-                                 TimeText(live->startTm) + ", process " +
-                                 std::to_string(live->pid))};
+        return {CheckLiveRun(*live)};
     }
     const std::optional<recorder::RunRecord> newest = recorder::NewestRun();
     if (!newest) {
