@@ -180,7 +180,7 @@ class Source(ReportTest):
         self.recorder.reindex("-r", "-1")
         page = self.report()
         self.assertTrue(page.source.startswith("<!DOCTYPE html>\n"))
-        self.assertIn(["html", {"lang": "en"}], [element[:2] for element in page.elements])
+        self.assertIn(("html", {"lang": "en"}), [element[:2] for element in page.elements])
         pictures = [has for tag, has, _ in page.elements if tag == "svg" and "role" in has]
         self.assertEqual([(has["role"], has["aria-label"]) for has in pictures],
                          [("img", "2014: 1 recording; drift on 1 day")])

@@ -13,7 +13,7 @@ class Page(HTMLParser):
         super().__init__(convert_charrefs=True)
         self.source = source
         self.open = []
-        self.elements = []  # of [tag, attributes, text]
+        self.elements = []  # of tag, attributes and pieces of text
         self.feed(source)
         self.close()
         assert not self.open, f"never closed: {[element[0] for element in self.open]}"
@@ -21,14 +21,14 @@ class Page(HTMLParser):
     def handle_starttag(self, tag, attrs):
         names = [name for name, _ in attrs]
         assert len(set(names)) == len(names), f"{tag} has an attribute twice: {names}"
-        element = [tag, dict(attrs), ""]
+        element = (tag, dict(attrs), [])
         self.elements.append(element)
         if tag not in VOID:
             self.open.append(element)
 
     def handle_startendtag(self, tag, attrs):
         assert self.open and any(element[0] == "svg" for element in self.open), tag
-        self.elements.append([tag, dict(attrs), ""])
+        self.elements.append((tag, dict(attrs), []))
 
     def handle_endtag(self, tag):
         assert self.open and self.open[-1][0] == tag, f"</{tag}> closes {self.open[-1:]}"
@@ -36,12 +36,12 @@ class Page(HTMLParser):
 
     def handle_data(self, data):
         for element in self.open:
-            element[2] += data
+            element[2].append(data)
 
     def texts(self, tag, **attributes):
         """Of the elements of this name that have these attributes; `class_` for class."""
         wanted = {name.rstrip("_").replace("_", "-"): value for name, value in attributes.items()}
-        return [text for name, has, text in self.elements
+        return ["".join(pieces) for name, has, pieces in self.elements
                 if name == tag and wanted.items() <= has.items()]
 
     def text(self):
@@ -50,11 +50,11 @@ class Page(HTMLParser):
     def rows(self):
         """The cells of the table, its head first."""
         rows = []
-        for tag, _, text in self.elements:
+        for tag, _, pieces in self.elements:
             if tag == "tr":
                 rows.append([])
             elif tag in ("th", "td"):
-                rows[-1].append(text)
+                rows[-1].append("".join(pieces))
         return rows
 
     def cells(self, kind):
