@@ -3,6 +3,8 @@ databases and, for what a recording is like, ffprobe.
 
 audit.py count WORK            tells how many files and rows there are
 audit.py table WORK            shows files and rows side by side
+audit.py planned WORK PLAN     fails unless PLAN, as krctl plan --json tells it, has as many rows to add and
+                               to remove as there are files without row and rows without file
 audit.py save WORK STATE       keeps all rows and all files, as they are now, in the file STATE
 audit.py agree WORK            fails unless every file has a row and every row a file
 audit.py same STATE STATE      fails unless nothing changed between the two
@@ -23,7 +25,7 @@ from layout import ALERT_CAMERAS, CAMERAS, THUMBNAIL_FOLDER, Recorder
 HALF_DAY = re.compile(r"[0-9]{8}[AP]M")
 RECORDING = re.compile(r".*[0-9]{8}-[0-9]{6}-([0-9]{10})(-LOCK)?\.(mp4|avi|mxg)")
 SNAPSHOT = re.compile(r".*-[0-9]{8}-[0-9]{10}(-Modified-[0-9]+)?\.jpg")
-CHANGING_TABLES = ("task", "outbox", "run")  # the course of a run, not what it found
+CHANGING_TABLES = ("task", "outbox", "run", "run_part")  # the course of a run, not what it found
 SECONDS_PER_DAY = 86400
 
 
@@ -109,9 +111,9 @@ def show_table(recorder):
     tables = recorder.rows.tables()
     print(f"  {'':28}{'files':>6}{'rows':>6}{'file, no row':>14}{'row, no file':>14}")
     for kind in all_kinds(recorder):
-        files, rows = set(kind.files), set(kind.rows(tables))
-        print(f"  {kind.title:28}{len(files):6}{len(rows):6}"
-              f"{len(files - rows):14}{len(rows - files):14}")
+        files_only, rows_only = difference(kind, tables)
+        print(f"  {kind.title:28}{len(kind.files):6}{len(kind.rows(tables)):6}"
+              f"{files_only:14}{rows_only:14}")
     others = sum(len(kind.others) for kind in all_kinds(recorder))
     print(f"  beside these: badly named files: {others}, "
           f"empty half-day folders: {len(read_disk(recorder)[1])}")
@@ -217,6 +219,23 @@ def count_faults(tables):
     return [] if stored == counted else [f"recording counts: {stored}, expected {counted}"]
 
 
+def difference(kind, tables):
+    """How many files have no row, and how many rows no file."""
+    files, rows = set(kind.files), set(kind.rows(tables))
+    return len(files - rows), len(rows - files)
+
+
+def plan_faults(recorder, plan):
+    tables = recorder.rows.tables()
+    planned = {(part["kind"], part["camera"] or 0): (part["file_without_row"],
+                                                     part["row_without_file"])
+               for part in plan["parts"]}
+    found = {(kind.table, kind.camera.id if kind.camera else 0): difference(kind, tables)
+             for kind in all_kinds(recorder)}
+    return [f"plan of {name}: to add and to remove {planned.get(name)}, expected {expected}"
+            for name, expected in found.items() if planned.get(name) != expected]
+
+
 def report_line(kind, before, after):
     old, new = set(kind.rows(before["tables"])), set(kind.rows(after["tables"]))
     line = f"demo: {kind.label} files={len(kind.files)} rows={len(new)}"
@@ -261,6 +280,8 @@ def main():
             show_table(recorder)
         elif command == "save":
             save(recorder, arguments[1])
+        elif command == "planned":
+            faults = plan_faults(recorder, load(arguments[1]))
         elif command == "agree":
             faults = agree(recorder)
         elif command == "report":

@@ -7,6 +7,9 @@ import sys
 import media
 from layout import ALERT_CAMERAS, CAMERAS, Recorder, moment, recording_path, snapshot_name
 
+# Weeks of a few recordings a day; camera 1 was off for two days.
+EARLIER_DAYS = range(1, 19)
+OFF = {(1, 9), (1, 10)}
 # Three half-day folders for each camera: (day, hours).
 RECORDING_HOURS = ((19, range(14, 21)), (20, range(3, 12)), (20, range(13, 20)))
 LOCKED_HOUR = (20, 8)
@@ -15,8 +18,14 @@ SNAPSHOT_HOURS = range(5, 19)
 EMAPS = ("ground-floor.jpg", "first-floor.jpg", "cellar.jpg", "car-park.jpg", "roof.jpg")
 
 
+def earlier_recordings(camera):
+    return [recording_path(camera, moment(day, hour, 15 * camera.id))
+            for day in EARLIER_DAYS if (camera.id, day) not in OFF
+            for hour in range(6, 8 + day * (camera.id + 2) % 6)]
+
+
 def make_recordings(recorder, camera):
-    files = []
+    files = earlier_recordings(camera)
     for day, hours in RECORDING_HOURS:
         for hour in hours:
             when = moment(day, hour, 15 * camera.id)
