@@ -3,10 +3,11 @@
 import os
 import stat
 
+import server
 from support import process
 from support.case import KrctlTest
 from support.page import Page
-from support.recorder import HALF_DAY, START_TM
+from support.recorder import HALF_DAY, START_TM, Recorder
 
 DAY_S = 86400
 DAY = START_TM // DAY_S  # 12 March 2014
@@ -308,3 +309,22 @@ class Plan(ReportTest):
 
     def test_is_what_the_jobs_are_for(self):
         self.assertNotEqual(self.recorder.krctl("report", "--html", "x", "-r", "1").status, 0)
+
+
+class OnPostgresql(ReportTest):
+    def new_recorder(self, root):
+        self.server = self.enterContext(server.Server())
+        os.mkdir(root)
+        return Recorder(root, [f'dsn = "{self.server.dsn}"'])
+
+    def test_tells_of_the_same_days(self):
+        storage = self.recorder.camera(1, "Front")
+        self.recorder.recording(storage)
+        gone = self.recorder.recording(storage, START_TM + DAY_S)
+        self.recorder.reindex("-r", "-1")
+        self.assertIn("12–13 March 2014: rows added", self.report().texts("li"))
+        os.remove(self.recorder.path(gone))
+        self.recorder.reindex("-r", "-1")
+        page = self.report()
+        self.assertIn("13 March 2014: 1 row removed", page.texts("li"))
+        self.assertIn("13 March 2014: no recordings; 1 row removed", page.hints())
