@@ -18,6 +18,7 @@
 #include <cstdio>
 #include <exception>
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
@@ -42,6 +43,17 @@ int Complain(const std::exception& error, int status) {
     return status;
 }
 
+// Wrong usage; or help was asked for, or the version.
+int Tell(const CLI::App& app, const CLI::ParseError& error) {
+    const std::vector<std::string> unknown = app.remaining(true);
+    if (dynamic_cast<const CLI::RequiredError*>(&error) != nullptr && !unknown.empty()) {
+        std::fprintf(stderr, "krctl: there is no command \"%s\"; \"krctl --help\" lists them\n",
+                     Printable(unknown.front()).c_str());
+        return EX_USAGE;
+    }
+    return app.exit(error) == 0 ? 0 : EX_USAGE;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -51,20 +63,20 @@ int main(int argc, char** argv) {
     AddInitCommand(app);
     AddCameraCommands(app);
     AddVolumeCommands(app);
-    AddLedgerCommands(app);
-    AddMetricsCommand(app);
     AddPlanCommand(app);
     AddRunCommand(app);
     AddStatusCommand(app);
-    AddDoctorCommand(app);
+    AddLedgerCommands(app);
     AddReportCommand(app);
+    AddMetricsCommand(app);
+    AddDoctorCommand(app);
     try {
         app.parse(argc, argv);
         return 0;
     } catch (const CLI::RuntimeError& error) {
         return error.get_exit_code(); // a command's own, which has said why
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? 0 : EX_USAGE; // 0: help was asked for, or the version
+        return Tell(app, error);
     } catch (const recorder::SettingsError& error) {
         return Complain(error, EX_CONFIG);
     } catch (const std::exception& error) {

@@ -13,6 +13,8 @@ class Usage(KrctlTest):
         for arguments, said in (
                 ([], "A subcommand is required"),
                 (["camera"], "A subcommand is required"),
+                (["plann"], 'there is no command "plann"'),
+                (["camera", "forget"], 'there is no command "forget"'),
                 (["init", "now"], "The following argument was not expected: now"),
                 (["camera", "add", "--name", "a", "--storage", "/a"], "--id is required"),
                 (["camera", "add", "--id", "7", "--storage", "/a"], "--name is required"),
