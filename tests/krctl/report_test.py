@@ -129,11 +129,13 @@ class Days(ReportTest):
         self.assertIn("13 March 2014: 1 recording; 2 rows removed", page.hints())
 
     def test_marks_a_day_of_which_nothing_is_left(self):
-        self.recorder.row("event", camera_id=1, path="gone.mp4", start_tm=START_TM)
+        self.recorder.recording("volume1/cam1")
+        self.recorder.row("event", camera_id=1, path="gone.mp4", start_tm=START_TM + DAY_S)
         self.recorder.reindex("-r", "-1")
         page = self.report()
-        self.assertEqual((page.cells("e"), page.cells("k")), (1, 1))
-        self.assertIn("12 March 2014: no recordings; 1 row removed", page.hints())
+        self.assertEqual((page.cells("e"), page.cells("h"), page.cells("k")), (1, 0, 2))
+        self.assertIn("13 March 2014: no recordings; 1 row removed", page.hints())
+        self.assertIn("1 recording on 1 day, 12 March 2014.", page.texts("p"))
 
     def test_tells_years_without_a_day_in_words(self):
         self.counts(1, {0: 1, DAY: 5})

@@ -21,7 +21,7 @@ std::string Summary(const RecordingDays& days) {
     if (days.Recordings() > 0) {
         text = Grouped(days.Recordings(), "recording") + " on " +
                Grouped(days.DaysWithRecordings(), "day") + ", " +
-               RangeText(days.FirstDay(), days.LastDay()) + ".";
+               RangeText(days.FirstCounted(), days.LastCounted()) + ".";
     }
     if (days.OffCalendar() > 0) {
         text += " " + Grouped(days.OffCalendar()) + " more at impossible times.";

@@ -56,7 +56,7 @@ const char* MonthName(unsigned month) {
 std::string RangeText(long firstDay, long lastDay) {
     const Date first = DateOf(firstDay);
     const Date last = DateOf(lastDay);
-    const std::string end = std::to_string(last.day) + MonthText(last) + YearText(last);
+    std::string end = std::to_string(last.day) + MonthText(last) + YearText(last);
     if (firstDay == lastDay) {
         return end;
     }

@@ -54,6 +54,9 @@ public:
     // Rows added and removed on the same day.
     [[nodiscard]] bool HasBoth() const;
 
+    // With recordings, where there are any.
+    [[nodiscard]] long FirstCounted() const { return m_firstCounted; }
+    [[nodiscard]] long LastCounted() const { return m_lastCounted; }
     [[nodiscard]] long Recordings() const { return m_recordings; }
     [[nodiscard]] long DaysWithRecordings() const { return m_daysWithRecordings; }
     [[nodiscard]] long Holes() const;                                // days
@@ -66,7 +69,7 @@ private:
     void DropOffCalendar();
 
     std::map<long, RecordingDay> m_days;
-    long m_firstCounted = 0; // first and last day with recordings
+    long m_firstCounted = 0;
     long m_lastCounted = -1;
     long m_busy = 1;
     long m_recordings = 0;
