@@ -36,6 +36,7 @@ std::vector<DayRemoval> RemovalsByDay(long run) {
                     std::to_string(run) + " AND kind = 'event' GROUP BY 1, 2;",
                 {.readOnly = true});
     std::vector<DayRemoval> removals;
+    removals.reserve(static_cast<std::size_t>(rows.RowCount()));
     for (int row = 0; row < rows.RowCount(); ++row) {
         removals.push_back({static_cast<int>(ToLong(rows.Field(row, 0))),
                             ToLong(rows.Field(row, 1)), ToLong(rows.Field(row, 2))});
