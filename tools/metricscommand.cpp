@@ -60,13 +60,7 @@ PartsByLabels PartsOf(const RunView& run) {
             parts["kind=\"" + part.kind + "\",camera=\"" +
                   (part.camId == 0 ? "" : std::to_string(part.camId)) + "\",name=\"" +
                   (name == names.end() ? "" : Escaped(name->second)) + "\""];
-        sum.durationMs += part.durationMs;
-        sum.files += part.files;
-        sum.known += part.known;
-        sum.added += part.added;
-        sum.removed += part.removed;
-        sum.failures += part.failures;
-        sum.refusals += part.refusals;
+        AddUp(sum, part);
     }
     return parts;
 }

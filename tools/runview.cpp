@@ -106,6 +106,16 @@ Json JsonOfPart(const recorder::RunPart& part, const CameraNames& names) {
 
 } // namespace
 
+void AddUp(recorder::RunPart& sum, const recorder::RunPart& part) {
+    sum.durationMs += part.durationMs;
+    sum.files += part.files;
+    sum.known += part.known;
+    sum.added += part.added;
+    sum.removed += part.removed;
+    sum.failures += part.failures;
+    sum.refusals += part.refusals;
+}
+
 RunView ViewOf(const recorder::RunRecord& record) {
     return {record, recorder::PartsOfRun(record.id)};
 }
@@ -143,13 +153,7 @@ std::string CameraOf(const CameraNames& names, const recorder::RunPart& part) {
 recorder::RunPart TotalOf(const std::vector<recorder::RunPart>& parts) {
     recorder::RunPart total;
     for (const recorder::RunPart& part : parts) {
-        total.durationMs += part.durationMs;
-        total.files += part.files;
-        total.known += part.known;
-        total.added += part.added;
-        total.removed += part.removed;
-        total.failures += part.failures;
-        total.refusals += part.refusals;
+        AddUp(total, part);
     }
     return total;
 }

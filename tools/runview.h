@@ -17,6 +17,9 @@ struct RunView {
 // Throws Error.
 [[nodiscard]] RunView ViewOf(const recorder::RunRecord& record);
 
+// Adds the numbers of a part to a sum.
+void AddUp(recorder::RunPart& sum, const recorder::RunPart& part);
+
 // How it ended.
 enum class RunOutcome {
     InLine,   // nothing failed, nothing was refused
