@@ -22,6 +22,25 @@ std::size_t TotalWidth(const std::vector<std::size_t>& widths) {
     return std::accumulate(widths.begin(), widths.end(), kGap * (widths.size() - 1));
 }
 
+// The pieces one after the other, in lines that begin with `indent`.
+std::string Wrapped(const std::vector<std::string>& pieces, const std::string& indent,
+                    std::size_t columns) {
+    std::string text;
+    std::string line;
+    for (const std::string& piece : pieces) {
+        const std::string longer =
+            line.empty() ? indent + piece : line + std::string(kGap, ' ') + piece;
+        if (!line.empty() && DisplayWidth(longer) > columns) {
+            text += line + '\n';
+            line = indent + piece;
+        } else {
+            line = longer;
+        }
+        line = Shortened(line, columns);
+    }
+    return line.empty() ? text : text + line + '\n';
+}
+
 } // namespace
 
 Table::Table(std::vector<Column> columns) : m_columns(std::move(columns)) {}
@@ -35,7 +54,14 @@ void Table::AddRow(const std::vector<std::string>& cells) {
 }
 
 std::string Table::Text(int columns) const {
-    const std::vector<std::size_t> widths = Widths(static_cast<std::size_t>(columns));
+    const auto width = static_cast<std::size_t>(columns);
+    const std::vector<std::size_t> widths = Widths(width);
+    if (TotalWidth(widths) > width) {
+        return std::accumulate(m_rows.begin(), m_rows.end(), std::string(),
+                               [&](const std::string& text, const std::vector<std::string>& row) {
+                                   return text + Block(row, width);
+                               });
+    }
     std::vector<std::string> titles;
     for (const Column& column : m_columns) {
         titles.push_back(column.title);
@@ -70,6 +96,19 @@ std::vector<std::size_t> Table::Widths(std::size_t columns) const {
         --widths[widest];
     }
     return widths;
+}
+
+std::string Table::Block(const std::vector<std::string>& cells, std::size_t columns) const {
+    std::vector<std::string> texts;
+    std::vector<std::string> numbers;
+    for (std::size_t i = 0; i < cells.size(); ++i) {
+        if (m_columns[i].isNumber) {
+            numbers.push_back(m_columns[i].title + " " + cells[i]);
+        } else if (!cells[i].empty()) {
+            texts.push_back(cells[i]);
+        }
+    }
+    return Wrapped(texts, "", columns) + Wrapped(numbers, std::string(kGap, ' '), columns);
 }
 
 std::string Table::Line(const std::vector<std::string>& cells,

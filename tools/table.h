@@ -17,12 +17,15 @@ public:
     // One cell for each column. Control characters are escaped.
     void AddRow(const std::vector<std::string>& cells);
 
-    // The lines, title first, each ended by a newline. Where they would be wider than `columns`
-    // characters the widest texts are shortened; numbers never are.
+    // The lines, titles first, each ended by a newline. Where they would be wider than `columns`
+    // characters the widest texts are shortened. Where that is not enough, each row is a block of
+    // lines of its own: its texts, and below them its numbers with their titles.
     [[nodiscard]] std::string Text(int columns) const;
 
 private:
     [[nodiscard]] std::vector<std::size_t> Widths(std::size_t columns) const;
+    [[nodiscard]] std::string Block(const std::vector<std::string>& cells,
+                                    std::size_t columns) const;
     [[nodiscard]] std::string Line(const std::vector<std::string>& cells,
                                    const std::vector<std::size_t>& widths) const;
 

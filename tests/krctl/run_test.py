@@ -208,6 +208,19 @@ class Progress(RunTest):
                 self.assertLess(len(line), 40, line)
                 self.assertRegex(line, "1 file")
 
+    def test_no_table_is_wider_than_the_terminal(self):
+        self.recorder.recording(self.storage)
+        self.krctl("run")
+        for columns in (80, 40):
+            for command in ("plan", "run", "runs", "status"):
+                terminal = self.terminal(command, columns=columns)
+                self.assertEqual(terminal.finish(), 0)
+                tables = [line for line in terminal.lines() if re.search(r"\d", line)
+                          and not re.match("No run|run ", line)]
+                self.assertTrue(tables, command)
+                for line in tables:
+                    self.assertLessEqual(len(line), columns, f"{command}: {line}")
+
     def test_is_coloured_on_a_terminal(self):
         terminal = self.terminal("run", "-e")
         self.assertEqual(terminal.finish(), 0)

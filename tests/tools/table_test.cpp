@@ -38,11 +38,25 @@ TEST(Table, ShortensTheWidestTextWhereItWouldBeTooWide) {
                               "Front     7  /a/very/lo…\n");
 }
 
-TEST(Table, NeverShortensANumber) {
+TEST(Table, IsABlockForEachRowWhereItWouldStillBeTooWide) {
+    Table table({{"kind"}, {"camera"}, {"files", true}, {"rows before", true}, {"added", true}});
+    table.AddRow({"recordings", "1 Front", "1234567890", "12", "3"});
+    table.AddRow({"total", "", "1234567890", "12", "3"});
+
+    EXPECT_EQ(table.Text(32), "recordings  1 Front\n"
+                              "  files 1234567890\n"
+                              "  rows before 12  added 3\n"
+                              "total\n"
+                              "  files 1234567890\n"
+                              "  rows before 12  added 3\n");
+}
+
+TEST(Table, ShortensANumberOnlyWhereNothingElseFits) {
     Table table({{"rows", true}});
     table.AddRow({"1234567890"});
 
-    EXPECT_EQ(table.Text(4), "      rows\n1234567890\n");
+    EXPECT_EQ(table.Text(20), "      rows\n1234567890\n");
+    EXPECT_EQ(table.Text(9), "  rows 1…\n");
 }
 
 } // namespace
