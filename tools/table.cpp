@@ -102,9 +102,9 @@ std::string Table::Block(const std::vector<std::string>& cells, std::size_t colu
     std::vector<std::string> texts;
     std::vector<std::string> numbers;
     for (std::size_t i = 0; i < cells.size(); ++i) {
-        if (m_columns[i].isNumber) {
+        if (m_columns[i].isNumber && cells[i] != "0") {
             numbers.push_back(m_columns[i].title + " " + cells[i]);
-        } else if (!cells[i].empty()) {
+        } else if (!m_columns[i].isNumber && !cells[i].empty()) {
             texts.push_back(cells[i]);
         }
     }

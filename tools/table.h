@@ -19,7 +19,8 @@ public:
 
     // The lines, titles first, each ended by a newline. Where they would be wider than `columns`
     // characters the widest texts are shortened. Where that is not enough, each row is a block of
-    // lines of its own: its texts, and below them its numbers with their titles.
+    // lines of its own: its texts, and below them its numbers with their titles, but for those
+    // that are 0.
     [[nodiscard]] std::string Text(int columns) const;
 
 private:
