@@ -73,6 +73,18 @@ class Outcome(RunTest):
         outcome = self.krctl("run", "-r", "1", status=1)
         self.assertIn("run 1: 1 failure; the log says which", outcome.out)
 
+    def test_a_folder_that_can_t_be_read_to_its_end_is_a_failure(self):
+        folder = os.path.dirname(self.recorder.recording(self.storage))
+        sandbox, root, *command = self.recorder.command("krctl", "run", "-r", "1")
+        outcome = process.run(
+            [sandbox, root, "strace", "-f", "-o", "/dev/null", "-P", self.recorder.inside(folder),
+             "-e", "inject=getdents64:error=EIO:when=1", *command],
+            env={**os.environ, "ASAN_OPTIONS": "detect_leaks=0"})  # it traces the program itself
+        self.assertEqual(outcome.status, 1, outcome)
+        self.assertIn("run 1: 1 failure", outcome.out)
+        self.assertRegex("".join(self.recorder.log()),
+                         rf"can't read folder \S*{folder} to its end: Input/output error")
+
     def test_a_missing_volume_is_refused_and_stands_out(self):
         self.recorder.recording(self.storage)
         self.lose_volume()
