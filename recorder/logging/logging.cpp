@@ -1,6 +1,7 @@
 #include "platform/logging.h"
 
 #include "recorder/logging/failures.h"
+#include "recorder/logging/journal.h"
 #include "recorder/logging/logfile.h"
 #include "recorder/settings/settings.h"
 #include "recorder/support/umask.h"
@@ -67,9 +68,11 @@ void KRPrintf(LOG_TYPE /*type*/, const char* categ, const char* level, const cha
     va_list args;
     va_start(args, format);
     try {
-        recorder::AppendToLogFile(recorder::InBrackets(categ) + recorder::InBrackets(level) + file +
-                                  ":" + std::to_string(line) + " " + func + ": " +
-                                  recorder::OneLine(recorder::FormatArgs(format, args)));
+        const std::string text = recorder::InBrackets(categ) + recorder::InBrackets(level) + file +
+                                 ":" + std::to_string(line) + " " + func + ": " +
+                                 recorder::OneLine(recorder::FormatArgs(format, args));
+        recorder::AppendToLogFile(text);
+        recorder::AppendToJournal(level, text);
     } catch (const std::exception&) {
         // Out of memory, or a format that can't be filled: the log is no reason to fail.
     }
