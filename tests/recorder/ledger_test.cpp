@@ -1,9 +1,9 @@
 #include "recorder/database/quote.h"
+#include "recorder/ledger/undo.h"
 #include "recorder/run/run.h"
 #include "recorder/run/runlist.h"
-#include "recorder/ledger/undo.h"
-#include "recorder/support/error.h"
 #include "recorder/run/runlock.h"
+#include "recorder/support/error.h"
 #include "tests/contract/support/fixture.h"
 
 #include <ctime>
