@@ -3,6 +3,7 @@
 #include "recorder/database/sqlite.h"
 #include "recorder/support/error.h"
 
+#include <chrono>
 #include <cstdlib>
 #include <ctime>
 #include <optional>
@@ -13,7 +14,9 @@ namespace recorder {
 
 namespace {
 
-constexpr int kAttempts = 5;
+using Clock = std::chrono::steady_clock;
+
+constexpr int kAttempts = 5; // in one state of the disk
 constexpr long kNsPerMs = 1'000'000;
 constexpr long kNsPerS = 1'000'000'000;
 constexpr long kLongestTickNs = 100 * kNsPerMs;
@@ -83,8 +86,9 @@ LookDatabase::LookDatabase(std::string path, int lockTimeoutMs)
     : m_path(std::move(path)), m_name("database " + m_path), m_lockTimeoutMs(lockTimeoutMs) {}
 
 DBResult_tag LookDatabase::Execute(const std::string& sql, const ExecuteOptions& options) {
+    const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(m_lockTimeoutMs);
     std::string failure;
-    for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    for (int attempts = kAttempts; attempts > 0;) {
         const DiskState before = StateOf(m_path);
         AwaitTickAfter(before.file);
         AwaitTickAfter(before.log);
@@ -100,9 +104,9 @@ DBResult_tag LookDatabase::Execute(const std::string& sql, const ExecuteOptions&
                 failure = error.what();
             }
         }
-        if (StateOf(m_path) == before) {
-            break; // it would fail again
-        }
+        // Writers come and go, and a log may have gone between the look at it and its opening.
+        const bool isOtherState = StateOf(m_path) != before && Clock::now() < deadline;
+        attempts = isOtherState ? kAttempts : attempts - 1;
     }
     throw Error(failure);
 }

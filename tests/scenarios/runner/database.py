@@ -6,6 +6,7 @@ tables that would lie in it.
 
 TABLES = {
     "camera": "system.db", "emap": "system.db", "task": "system.db", "run": "system.db",
+    "run_part": "system.db",
     "event": "recording.db", "alert_event": "recording.db", "recording_count": "recording.db",
     "outbox": "recording.db", "untold": "recording.db", "snapshot": "snapshot.db",
 }
