@@ -91,7 +91,7 @@ std::string LiveLine(const LiveView& view, const CameraNames& names, std::size_t
     const std::string left = TimeLeft(view);
     for (const auto& texts : {std::vector{part, files, rows, Rate(view), percent, left},
                               std::vector{part, files, rows, percent, left}}) {
-        const std::string line = Joined(texts);
+        std::string line = Joined(texts);
         if (DisplayWidth(line) <= columns) {
             return line;
         }

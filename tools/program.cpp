@@ -35,6 +35,8 @@ public:
     }
     SpawnPlan(const SpawnPlan&) = delete;
     SpawnPlan& operator=(const SpawnPlan&) = delete;
+    SpawnPlan(SpawnPlan&&) = delete;
+    SpawnPlan& operator=(SpawnPlan&&) = delete;
 
     void WriteTo(int outFd) { posix_spawn_file_actions_adddup2(&m_actions, outFd, STDOUT_FILENO); }
 

@@ -73,6 +73,7 @@ std::vector<RunPart> RecordedParts(long id) {
                     std::to_string(id) + " ORDER BY part;",
                 {.readOnly = true});
     std::vector<RunPart> parts;
+    parts.reserve(static_cast<std::size_t>(rows.RowCount()));
     for (int row = 0; row < rows.RowCount(); ++row) {
         parts.push_back({.kind = rows.Field(row, 0),
                          .camId = ToInt(rows.Field(row, 1)),
