@@ -16,10 +16,9 @@
 
 extern "C" {
 
-// The names are those that the linker's option --wrap makes.
-// NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): see above
+// NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): --wrap names it
 int __real_readdir64_r(DIR* dir, struct dirent64* entry, struct dirent64** result);
-// NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): see above
+// NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): --wrap names it
 int __wrap_readdir64_r(DIR* dir, struct dirent64* entry, struct dirent64** result);
 }
 
@@ -40,7 +39,7 @@ void LogUnreadable(DIR* dir, int error) noexcept {
 
 } // namespace
 
-// NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): see above
+// NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): --wrap names it
 int __wrap_readdir64_r(DIR* dir, struct dirent64* entry, struct dirent64** result) {
     const int error = __real_readdir64_r(dir, entry, result);
     if (error != 0) {
