@@ -22,7 +22,7 @@ class Recorder:
     """Its files lie in `root`; to its programs that is /var/packages/Kestora. Names of files are
     relative to it, everywhere."""
 
-    bin_dir = media_dir = None  # run.py sets them
+    bin_dir = media_dir = None  # modules.py sets them
 
     def __init__(self, root, database=()):
         """`database`: lines of that section of the settings."""

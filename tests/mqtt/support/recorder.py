@@ -18,7 +18,7 @@ PACKAGE_ROOT = "/var/packages/Kestora"
 class Recorder:
     """Its files lie in `root`; to its programs that is /var/packages/Kestora."""
 
-    bin_dir = media_dir = None  # run.py sets them
+    bin_dir = media_dir = None  # modules.py sets them
 
     def __init__(self, root, cameras):
         self.root = root
