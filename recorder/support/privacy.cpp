@@ -4,7 +4,9 @@
 #include "recorder/utility/folder.h"
 
 #include <algorithm>
+#include <cerrno>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 namespace recorder {
@@ -44,9 +46,13 @@ std::vector<std::string> OpenToOthersIn(const std::string& folder) {
 std::vector<std::string> CloseToOthers(const std::string& folder) {
     std::vector<std::string> open = OpenToOthersIn(folder);
     for (const std::string& path : open) {
-        const mode_t mode = ModeOf(path) & kAllModeBits & ~static_cast<mode_t>(S_IRWXO);
-        if (chmod(path.c_str(), mode) != 0 &&
-            errno != ENOENT) { // a journal goes when its database is closed
+        const mode_t before = ModeOf(path);
+        if (before == 0) {
+            continue; // it went meanwhile, as a journal does when its database is closed
+        }
+        const mode_t mode = before & kAllModeBits & ~static_cast<mode_t>(S_IRWXO);
+        // Not through a link, should one have come into its place.
+        if (fchmodat(AT_FDCWD, path.c_str(), mode, AT_SYMLINK_NOFOLLOW) != 0 && errno != ENOENT) {
             throw SystemError("close " + path + " to others");
         }
     }
