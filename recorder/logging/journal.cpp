@@ -19,7 +19,7 @@ namespace {
 
 // systemd names the journal's stream, as device:inode, to those whose output it has connected. A
 // process that has led its standard error elsewhere since still has the name.
-bool IsStderrJournal() noexcept {
+bool IsStderrJournal() {
     static const bool is = [] {
         const char* const stream = std::getenv("JOURNAL_STREAM");
         struct stat64 st = {};
@@ -49,7 +49,7 @@ int PriorityOf(const char* level) {
 
 } // namespace
 
-void AppendToJournal(const char* level, const std::string& line) noexcept {
+void AppendToJournal(const char* level, const std::string& line) {
     if (IsStderrJournal()) {
         // The priority as sd-daemon(3) has it.
         dprintf(STDERR_FILENO, "<%d>%s\n", PriorityOf(level), line.c_str());

@@ -8,6 +8,6 @@ namespace recorder {
 
 // Appends one line. `level` as Enum2String names it, or null. Nothing happens where standard error
 // is anything but the journal: on a terminal the tool stays silent.
-void AppendToJournal(const char* level, const std::string& line) noexcept;
+void AppendToJournal(const char* level, const std::string& line);
 
 } // namespace recorder

@@ -30,8 +30,8 @@ constexpr std::size_t kMaxLiveRunBytes =
 // depend on being watched.
 void PublishLiveRun(const LiveRun& live) noexcept;
 
-// Tells that this process does the work from now on, and nothing of the run yet.
-void PublishBeginning() noexcept;
+// Tells which process does the work from now on, and nothing of the run yet.
+void PublishBeginning(int pid) noexcept;
 
 // What was told last, by a run that may be over. Nothing where nothing was ever told, or when it
 // is just being written. Throws Error when the file can't be read.

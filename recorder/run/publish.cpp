@@ -2,7 +2,7 @@
 #include "recorder/run/runlock.h"
 #include "recorder/utility/format.h"
 
-#include <unistd.h>
+#include <exception>
 
 namespace recorder {
 
@@ -29,14 +29,18 @@ std::string TextOf(const LiveRun& live) {
 } // namespace
 
 void PublishLiveRun(const LiveRun& live) noexcept {
-    if (const RunLock* const lock = HeldRunLock()) {
-        lock->Write(TextOf(live));
+    try {
+        if (const RunLock* const lock = HeldRunLock()) {
+            lock->Write(TextOf(live));
+        }
+    } catch (const std::exception&) {
+        // Out of memory: whoever watches sees what was told before.
     }
 }
 
-void PublishBeginning() noexcept {
+void PublishBeginning(int pid) noexcept {
     LiveRun live;
-    live.pid = getpid();
+    live.pid = pid;
     PublishLiveRun(live);
 }
 

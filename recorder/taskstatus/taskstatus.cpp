@@ -43,7 +43,7 @@ int Register() {
     UpdateTask("registered = 1, progress = '0', pid = " + std::to_string(getpid()));
     CloseDatabases(); // the caller may fork
     HoldRunLock(std::move(*lock));
-    PublishBeginning(); // no longer what the run before told
+    PublishBeginning(getpid()); // no longer what the run before told
     return 0;
 }
 
@@ -72,7 +72,7 @@ void RegTaskDone() {
 }
 
 void SetTaskPid(int pid) {
-    recorder::PublishBeginning();
+    recorder::PublishBeginning(pid);
     recorder::AtEdge([&] { recorder::UpdateTask("pid = " + std::to_string(pid)); });
 }
 
