@@ -1,8 +1,8 @@
 #include "tools/joboptions.h"
 
-#include "recorder/camera/cameratable.h"
 #include "recorder/support/error.h"
 
+#include <algorithm>
 #include <climits>
 
 #include <CLI/CLI.hpp>
@@ -66,11 +66,14 @@ void DemandOneCamera(const JobOptions& jobs) {
     }
 }
 
-void CheckCameras(const JobOptions& jobs) {
-    DemandOneCamera(jobs);
-    for (const std::optional<int>& camera : {jobs.eventCamera, jobs.alertEventCamera}) {
-        if (camera && *camera != kAllCameras && !recorder::FindCamera(*camera)) {
-            throw recorder::Error("there is no camera with the id " + std::to_string(*camera) +
+void DemandKnownCamera(const JobOptions& jobs, const std::vector<recorder::CameraRow>& cameras) {
+    for (const std::optional<int>& id : {jobs.eventCamera, jobs.alertEventCamera}) {
+        const bool isKnown =
+            !id || *id == kAllCameras ||
+            std::any_of(cameras.begin(), cameras.end(),
+                        [&](const recorder::CameraRow& camera) { return camera.id == *id; });
+        if (!isKnown) {
+            throw recorder::Error("there is no camera with the id " + std::to_string(*id) +
                                   "; \"krctl camera list\" lists them");
         }
     }

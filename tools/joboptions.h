@@ -2,6 +2,8 @@
 
 #pragma once
 
+#include "recorder/camera/cameratable.h"
+
 #include <optional>
 #include <string>
 #include <vector>
@@ -28,5 +30,5 @@ void AddJobOptions(CLI::App& command, JobOptions& jobs);
 // Throws Error where they name two cameras: krindexer would take the last one for both jobs.
 void DemandOneCamera(const JobOptions& jobs);
 
-// The same, and where they name a camera that the recorder doesn't have.
-void CheckCameras(const JobOptions& jobs);
+// Throws Error where they name a camera that is none of these.
+void DemandKnownCamera(const JobOptions& jobs, const std::vector<recorder::CameraRow>& cameras);

@@ -1,6 +1,5 @@
 #include "tools/liveview.h"
 
-#include "recorder/camera/cameratable.h"
 #include "recorder/utility/format.h"
 #include "tools/terminal.h"
 
@@ -13,13 +12,6 @@ constexpr double kPercent = 100.0;
 // Before that much is done the time left would be a guess.
 constexpr double kTellingFraction = 0.02;
 constexpr double kTellingTimeS = 2.0;
-
-int LocalCameras() {
-    const std::vector<recorder::CameraRow> cameras = recorder::ListCameras();
-    return static_cast<int>(
-        std::count_if(cameras.begin(), cameras.end(),
-                      [](const recorder::CameraRow& camera) { return camera.dsId == 0; }));
-}
 
 // What the part that goes on counts for in the progress of the run.
 double ShareOfPart(const recorder::LiveRun& live, const RunShares& shares) {
@@ -63,7 +55,7 @@ std::string Joined(const std::vector<std::string>& texts) {
 
 } // namespace
 
-RunShares SharesOf(const JobOptions& jobs) {
+RunShares SharesOf(const JobOptions& jobs, const std::vector<recorder::CameraRow>& cameras) {
     RunShares shares;
     for (const std::string& argument : ArgumentsOf(jobs)) {
         const bool isJob = argument.size() == 2 && argument[0] == '-' &&
@@ -71,7 +63,9 @@ RunShares SharesOf(const JobOptions& jobs) {
         shares.jobs += isJob ? 1 : 0;
     }
     const int camera = jobs.eventCamera.value_or(jobs.alertEventCamera.value_or(-1));
-    shares.cameras = camera > 0 ? 1 : LocalCameras();
+    const auto locals = std::count_if(cameras.begin(), cameras.end(),
+                                      [](const recorder::CameraRow& row) { return row.dsId == 0; });
+    shares.cameras = camera > 0 ? 1 : static_cast<int>(locals);
     return shares;
 }
 

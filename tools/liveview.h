@@ -17,8 +17,9 @@ struct RunShares {
     int cameras = 0; // that its recording jobs work for
 };
 
-// Those of a run that krctl starts. Throws Error.
-[[nodiscard]] RunShares SharesOf(const JobOptions& jobs);
+// Those of a run that krctl starts on a recorder with these cameras.
+[[nodiscard]] RunShares SharesOf(const JobOptions& jobs,
+                                 const std::vector<recorder::CameraRow>& cameras);
 
 // The share of the run that is done, 0.0 to 1.0: what the task store says, and of the part that
 // goes on the share of its rows that have been looked for. Only a part with more files than rows

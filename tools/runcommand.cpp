@@ -1,8 +1,9 @@
 #include "tools/runcommand.h"
 
-#include "recorder/logging/logfile.h"
+#include "recorder/camera/cameratable.h"
 #include "recorder/run/live.h"
 #include "recorder/run/runlist.h"
+#include "recorder/settings/settings.h"
 #include "recorder/support/error.h"
 #include "recorder/support/paths.h"
 #include "tools/childprocess.h"
@@ -19,6 +20,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
@@ -102,9 +104,24 @@ void TellRun(const RunView& run, bool asJson) {
     }
 }
 
+// Nothing when the databases can't be used: that is krindexer's to tell, by its exit status.
+std::optional<std::vector<recorder::CameraRow>> CamerasIfReadable() {
+    try {
+        return recorder::ListCameras();
+    } catch (const recorder::SettingsError&) {
+        throw;
+    } catch (const recorder::Error&) {
+        return std::nullopt;
+    }
+}
+
 void Run(const JobOptions& jobs, bool asJson) {
-    CheckCameras(jobs);
-    const RunShares shares = SharesOf(jobs);
+    DemandOneCamera(jobs);
+    const std::optional<std::vector<recorder::CameraRow>> cameras = CamerasIfReadable();
+    if (cameras) {
+        DemandKnownCamera(jobs, *cameras);
+    }
+    const RunShares shares = SharesOf(jobs, cameras.value_or(std::vector<recorder::CameraRow>()));
     const std::string krindexer = ProgramPath("krindexer");
     const long startTm = std::time(nullptr);
     ChildProcess child(krindexer, ArgumentsOf(jobs));

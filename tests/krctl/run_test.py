@@ -126,10 +126,12 @@ class Outcome(RunTest):
         outcome = self.krctl("run", status=78)
         self.assertIn("kestora.toml", outcome.err)
 
-    def test_missing_databases_are_told(self):
+    def test_missing_databases_are_status_74(self):
         os.remove(self.recorder.path("var/db/system.db"))
-        outcome = self.krctl("run", status=1)
-        self.assertIn("system.db", outcome.err)
+        outcome = self.krctl("run", status=74)
+        self.assertIn("krctl: the task store can't be used", outcome.err)
+        self.assertIn('was "krctl init" run?', outcome.err)
+        self.assertIn("system.db", "".join(self.recorder.log()))
 
     def test_a_killed_run_is_no_success(self):
         release = self.hold_up()
@@ -215,10 +217,11 @@ class Progress(RunTest):
 
     def test_fits_a_narrow_terminal(self):
         terminal = self.shown_while_held_up(40)
-        for line in terminal.lines():
-            if "file" in line and "%" in line:
-                self.assertLess(len(line), 40, line)
-                self.assertRegex(line, "1 file")
+        told = [line for line in terminal.lines() if "file" in line and "%" in line]
+        self.assertTrue(told, terminal.shown)
+        for line in told:
+            self.assertLess(len(line), 40, line)
+            self.assertRegex(line, "[01] file")
 
     def test_no_table_is_wider_than_the_terminal(self):
         self.recorder.recording(self.storage)

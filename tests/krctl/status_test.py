@@ -74,7 +74,7 @@ class Status(RunTest):
         outcome = self.krctl("status", "--watch", "--json", status=64)
         self.assertIn("--watch", outcome.err)
 
-    def test_takes_no_lock_and_changes_no_file(self):
+    def test_leaves_the_file_of_the_run_lock_as_it_was(self):
         self.krctl("run")
         before = self.lock_state()
         self.krctl("status")

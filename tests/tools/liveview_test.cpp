@@ -78,8 +78,8 @@ TEST(Shares, OfOneJobForOneCameraAreTheWhole) {
     JobOptions jobs;
     jobs.eventCamera = 3;
 
-    EXPECT_EQ(SharesOf(jobs).jobs, 1);
-    EXPECT_EQ(SharesOf(jobs).cameras, 1);
+    EXPECT_EQ(SharesOf(jobs, {}).jobs, 1);
+    EXPECT_EQ(SharesOf(jobs, {}).cameras, 1);
 }
 
 } // namespace
