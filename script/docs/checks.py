@@ -90,7 +90,7 @@ def _unknown(program, command, words):
     for word in words:
         word = word.strip("[](),.")
         if re.match(r"-{1,2}[a-z]", word):
-            # -r and -1 are two words; krindexer's letters may stand together.
+            # -r and -1 are two words.
             if word.split("=")[0] not in command.options | {"--help"}:
                 yield f"{program} {command.words}".strip() + f" has no option {word}"
         elif command.commands and re.fullmatch(r"[a-z]+(\|[a-z]+)*", word):
