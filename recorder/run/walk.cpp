@@ -16,9 +16,9 @@
 
 extern "C" {
 
-// NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): --wrap names it
+// NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the linker names it
 int __real_readdir64_r(DIR* dir, struct dirent64* entry, struct dirent64** result);
-// NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): --wrap names it
+// NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the linker names it
 int __wrap_readdir64_r(DIR* dir, struct dirent64* entry, struct dirent64** result);
 }
 
@@ -39,7 +39,7 @@ void LogUnreadable(DIR* dir, int error) noexcept {
 
 } // namespace
 
-// NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): --wrap names it
+// NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the linker names it
 int __wrap_readdir64_r(DIR* dir, struct dirent64* entry, struct dirent64** result) {
     const int error = __real_readdir64_r(dir, entry, result);
     if (error != 0) {
