@@ -238,7 +238,8 @@ void PostgresDatabase::CheckEncoding() {
 
 std::string PostgresDatabase::SessionSql() const {
     return Format("SET search_path TO %s; SET standard_conforming_strings TO on; "
-                  "SET lock_timeout TO %d; SET statement_timeout TO %d; SET kestora.run TO '%s';%s",
+                  "SET jit TO off; SET lock_timeout TO %d; SET statement_timeout TO %d; SET "
+                  "kestora.run TO '%s';%s",
                   m_settings.schema.c_str(), std::max(m_lockTimeoutMs, 1),
                   m_settings.statementTimeoutMs, m_run == 0 ? "" : std::to_string(m_run).c_str(),
                   m_access == PostgresAccess::Look ? " SET default_transaction_read_only TO on;"

@@ -42,12 +42,26 @@ std::string CountSql(const std::set<std::pair<int, long>>& cameraDays, unsigned 
     return sql;
 }
 
-// Only what differs is written: on a recorder that is in line the statement changes nothing.
+// Only what differs is written: on a recorder that is in line the statement changes nothing. From
+// the first recording of a day the index leads to that of the next one, so that the recordings are
+// counted without being sorted.
 constexpr const char* kRecountSql =
     "INSERT INTO recording_count (camera_id, day, count, stamp) "
-    "SELECT camera_id, "
-    "       (start_tm - ((start_tm %% 86400) + 86400) %% 86400) / 86400 AS day, count(*), %llu "
-    "FROM event WHERE true GROUP BY 1, 2 "
+    "WITH RECURSIVE first (id) AS ("
+    "SELECT (SELECT id FROM event ORDER BY camera_id, start_tm LIMIT 1) "
+    "UNION ALL "
+    "SELECT (SELECT later.id FROM event AS later "
+    "        WHERE (later.camera_id, later.start_tm) >= (event.camera_id, "
+    "              event.start_tm - ((event.start_tm %% 86400) + 86400) %% 86400 + 86400) "
+    "        ORDER BY later.camera_id, later.start_tm LIMIT 1) "
+    "FROM first JOIN event ON event.id = first.id), "
+    "days (camera_id, day) AS ("
+    "SELECT camera_id, (start_tm - ((start_tm %% 86400) + 86400) %% 86400) / 86400 "
+    "FROM first JOIN event ON event.id = first.id) "
+    "SELECT camera_id, day, "
+    "       (SELECT count(*) FROM event WHERE event.camera_id = days.camera_id "
+    "        AND start_tm >= day * 86400 AND start_tm < (day + 1) * 86400), %llu "
+    "FROM days WHERE true "
     "ON CONFLICT (camera_id, day) DO UPDATE "
     "SET count = excluded.count, stamp = excluded.stamp "
     "WHERE recording_count.count <> excluded.count;"
