@@ -1,5 +1,5 @@
 #include "recorder/database/lookdatabase.h"
-#include "recorder/database/postgres.h"
+#include "recorder/database/openpostgres.h"
 #include "recorder/database/schema.h"
 #include "recorder/settings/settings.h"
 
@@ -8,8 +8,7 @@ namespace recorder {
 std::unique_ptr<Database> OpenDatabaseOf(KRDB::DB_INSTANCE instance) {
     const DatabaseSettings& settings = GetSettings().database;
     if (settings.postgres) {
-        return std::make_unique<PostgresDatabase>(*settings.postgres, settings.lockTimeoutMs,
-                                                  PostgresAccess::Look);
+        return OpenPostgres(*settings.postgres, settings.lockTimeoutMs, PostgresAccess::Look);
     }
     return std::make_unique<LookDatabase>(DatabasePath(instance), settings.lockTimeoutMs);
 }

@@ -1,4 +1,4 @@
-#include "recorder/database/postgres.h"
+#include "recorder/database/openpostgres.h"
 #include "recorder/database/schema.h"
 #include "recorder/database/sqlite.h"
 #include "recorder/settings/settings.h"
@@ -8,7 +8,7 @@ namespace recorder {
 std::unique_ptr<Database> OpenDatabaseOf(KRDB::DB_INSTANCE instance) {
     const DatabaseSettings& settings = GetSettings().database;
     if (settings.postgres) {
-        return std::make_unique<PostgresDatabase>(*settings.postgres, settings.lockTimeoutMs);
+        return OpenPostgres(*settings.postgres, settings.lockTimeoutMs, PostgresAccess::Write);
     }
     return std::make_unique<SqliteDatabase>(
         SqliteDatabase::Open(DatabasePath(instance), settings.lockTimeoutMs));

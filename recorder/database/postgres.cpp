@@ -127,6 +127,9 @@ PostgresDatabase::PostgresDatabase(PostgresSettings settings, int lockTimeoutMs,
     ForgetEnvironment();
     DemandNoPassword(m_settings.dsn);
     Connect();
+    if (m_access == PostgresAccess::Create) {
+        CreateSchema();
+    }
 }
 
 void PostgresDatabase::CreateSchema() {

@@ -2,8 +2,7 @@
 
 #pragma once
 
-#include "recorder/database/database.h"
-#include "recorder/settings/settings.h"
+#include "recorder/database/openpostgres.h"
 
 #include <chrono>
 #include <memory>
@@ -15,20 +14,11 @@ struct pg_result;
 
 namespace recorder {
 
-enum class PostgresAccess {
-    Write,
-    Look, // every transaction is one that the server lets write nothing
-};
-
 class PostgresDatabase final : public Database {
 public:
-    // Connects. Throws Error: no host of the dsn takes the connection and writes, or the database's
-    // encoding isn't SQL_ASCII.
+    // Connects, as OpenPostgres says.
     PostgresDatabase(PostgresSettings settings, int lockTimeoutMs,
                      PostgresAccess access = PostgresAccess::Write);
-
-    // Makes the recorder's schema where there is none yet. Throws Error.
-    void CreateSchema();
 
     [[nodiscard]] const std::string& Name() const override { return m_name; }
     using Database::Execute;
@@ -51,6 +41,7 @@ private:
     };
     using Result = std::unique_ptr<pg_result, Clear>;
 
+    void CreateSchema();
     void DemandConnection();
     void Connect();
     void CheckEncoding();

@@ -1,6 +1,6 @@
 #include "recorder/database/schema.h"
 
-#include "recorder/database/postgres.h"
+#include "recorder/database/openpostgres.h"
 #include "recorder/database/schemasql.h"
 #include "recorder/database/sqlite.h"
 #include "recorder/settings/settings.h"
@@ -122,9 +122,9 @@ void InitDatabases() {
     const DatabaseSettings& settings = GetSettings().database;
     std::filesystem::create_directories(kDatabaseDir);
     if (settings.postgres) {
-        PostgresDatabase database(*settings.postgres, settings.lockTimeoutMs);
-        database.CreateSchema();
-        BringUpToDate(database, InstancesBeside(KRDB::DB_SYSTEM));
+        BringUpToDate(
+            *OpenPostgres(*settings.postgres, settings.lockTimeoutMs, PostgresAccess::Create),
+            InstancesBeside(KRDB::DB_SYSTEM));
         return;
     }
     for (const DatabaseFile& file : kDatabaseFiles) {

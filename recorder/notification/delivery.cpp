@@ -9,6 +9,7 @@
 #include "recorder/support/uniquefd.h"
 
 #include <exception>
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -23,7 +24,7 @@ constexpr int kWordsAtOnce = 16;
 // The delivery of this process's run.
 struct Delivery {
     UniqueFd lock;
-    std::optional<Broker> broker;
+    std::unique_ptr<Broker> broker;
     bool givenUp = false;
 };
 
@@ -64,7 +65,7 @@ void PublishDue(const BrokerSettings& settings, Broker& broker) {
 
 void ConnectAndPublish(const BrokerSettings& settings, Delivery& delivery) {
     if (!delivery.broker) {
-        delivery.broker.emplace(settings);
+        delivery.broker = ConnectBroker(settings);
     }
     PublishDue(settings, *delivery.broker);
 }
@@ -73,7 +74,7 @@ void Deliver(const BrokerSettings& settings, Delivery& delivery) {
     if (DueWords(1).empty() || !HoldsLock(delivery)) {
         return;
     }
-    const bool stood = delivery.broker.has_value();
+    const bool stood = delivery.broker != nullptr;
     try {
         ConnectAndPublish(settings, delivery);
         return;

@@ -352,8 +352,7 @@ TEST_F(PostgresSchema, OfAnotherVersionIsRefused) {
 TEST_F(PostgresSchema, IsOneRecordersAlone) {
     PostgresSettings settings = ServerSettings();
     settings.schema = "another";
-    PostgresDatabase another(settings, kPatienceMs);
-    another.CreateSchema();
+    PostgresDatabase another(settings, kPatienceMs, recorder::PostgresAccess::Create);
     another.ApplySchema("CREATE TABLE emap (id INTEGER PRIMARY KEY, filename TEXT);", 1);
 
     PostgresDatabase(ServerSettings(), kPatienceMs).Execute(kInsert);

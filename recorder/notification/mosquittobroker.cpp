@@ -1,0 +1,183 @@
+#include "recorder/notification/mosquittobroker.h"
+
+#include "recorder/logging/recorderlog.h"
+#include "recorder/support/secretfile.h"
+
+#include <system_error>
+#include <utility>
+
+#include <mosquitto.h>
+#include <unistd.h>
+
+namespace recorder {
+
+namespace {
+
+constexpr const char* kSystemCertificates = "/etc/ssl/certs";
+constexpr int kAtLeastOnce = 1; // quality of service
+
+// A run can be silent for long between two words. Long enough not to be cut off then, short enough
+// for brokers that bound it.
+constexpr int kKeepaliveS = 1200;
+
+const char* OrNull(const std::optional<std::string>& text) {
+    return text ? text->c_str() : nullptr;
+}
+
+// libmosquitto ends its texts as it likes.
+std::string Plain(std::string text) {
+    while (text.ends_with('.') || text.ends_with('\n')) {
+        text.pop_back();
+    }
+    return text;
+}
+
+void StartLibrary() {
+    [[maybe_unused]] static const int started = mosquitto_lib_init();
+}
+
+} // namespace
+
+// What libmosquitto calls, all of it from within mosquitto_loop or the operation that is running.
+struct MosquittoBroker::Events {
+    static void Answered(mosquitto* /*client*/, void* broker, int answer) {
+        static_cast<MosquittoBroker*>(broker)->m_answer = answer;
+    }
+
+    static void Acknowledged(mosquitto* /*client*/, void* broker, int message) {
+        static_cast<MosquittoBroker*>(broker)->m_acknowledged.insert(message);
+    }
+
+    static void Said(mosquitto* /*client*/, void* broker, int level, const char* text) {
+        if ((level & (MOSQ_LOG_ERR | MOSQ_LOG_WARNING)) != 0) {
+            std::string& complaints = static_cast<MosquittoBroker*>(broker)->m_complaints;
+            complaints += (complaints.empty() ? "" : "; ") + Plain(text);
+        }
+    }
+};
+
+MosquittoBroker::MosquittoBroker(const BrokerSettings& settings)
+    : m_name("broker " + settings.host + ":" + std::to_string(settings.port)),
+      m_settings(settings) {
+    StartLibrary();
+    // The process ignores SIGPIPE from here on: libmosquitto sees to it.
+    m_client.reset(mosquitto_new(OrNull(settings.clientId), true, this));
+    if (!m_client) {
+        throw SystemError("make a client for " + m_name);
+    }
+    Configure();
+    Connect();
+}
+
+MosquittoBroker::~MosquittoBroker() {
+    mosquitto_disconnect(m_client.get());
+}
+
+int MosquittoBroker::Publish(const std::string& topic, const std::string& payload) {
+    int message = 0;
+    Demand(mosquitto_publish(m_client.get(), &message, topic.c_str(),
+                             static_cast<int>(payload.size()), payload.data(), kAtLeastOnce, false),
+           "publish to " + topic);
+    return message;
+}
+
+void MosquittoBroker::AwaitAcknowledgement(int message) {
+    const Clock::time_point deadline =
+        Clock::now() + std::chrono::milliseconds(m_settings.timeoutMs);
+    while (m_acknowledged.erase(message) == 0) {
+        Work(deadline, "have a message acknowledged");
+    }
+    TellComplaints();
+}
+
+void MosquittoBroker::Configure() {
+    mosquitto_connect_callback_set(m_client.get(), Events::Answered);
+    mosquitto_publish_callback_set(m_client.get(), Events::Acknowledged);
+    mosquitto_log_callback_set(m_client.get(), Events::Said);
+    if (m_settings.tls) {
+        UseTls();
+    }
+    if (m_settings.user) {
+        UsePassword();
+    }
+}
+
+// The certificate has to be of one of the authorities and for the host's name: both are
+// libmosquitto's default.
+void MosquittoBroker::UseTls() {
+    const std::string authorities = m_settings.caFile.value_or(kSystemCertificates);
+    const std::string attempted = "read the certificates in " + authorities;
+    if (access(authorities.c_str(), R_OK) != 0) {
+        Fail(attempted, std::generic_category().message(errno));
+    }
+    const char* const file = m_settings.caFile ? authorities.c_str() : nullptr;
+    const char* const folder = m_settings.caFile ? nullptr : authorities.c_str();
+    Demand(mosquitto_tls_set(m_client.get(), file, folder, nullptr, nullptr, nullptr), attempted);
+}
+
+void MosquittoBroker::UsePassword() {
+    std::optional<std::string> password;
+    try {
+        if (m_settings.passwordFile) {
+            password = ReadSecretFile(*m_settings.passwordFile);
+        }
+    } catch (const Error& error) {
+        throw BrokerError(m_name + ": " + error.what());
+    }
+    Demand(mosquitto_username_pw_set(m_client.get(), OrNull(m_settings.user), OrNull(password)),
+           "use the name of the user");
+}
+
+void MosquittoBroker::Connect() {
+    Demand(mosquitto_connect_async(m_client.get(), m_settings.host.c_str(), m_settings.port,
+                                   kKeepaliveS),
+           "connect");
+    const Clock::time_point deadline =
+        Clock::now() + std::chrono::milliseconds(m_settings.timeoutMs);
+    while (m_answer < 0) {
+        Work(deadline, "connect");
+    }
+    if (m_answer != 0) {
+        Fail("connect", mosquitto_connack_string(m_answer));
+    }
+    TellComplaints();
+}
+
+// One round of sending and receiving, which calls the events.
+void MosquittoBroker::Work(Clock::time_point deadline, const std::string& attempted) {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
+    if (left <= 0) {
+        Fail(attempted, "no answer within " + std::to_string(m_settings.timeoutMs) + " ms");
+    }
+    const int result = mosquitto_loop(m_client.get(), static_cast<int>(left), 1);
+    if (m_answer <= 0) { // being turned down is told with the answer's own reason
+        Demand(result, attempted);
+    }
+}
+
+void MosquittoBroker::Demand(int result, const std::string& attempted) {
+    if (result != MOSQ_ERR_SUCCESS) {
+        Fail(attempted, mosquitto_strerror(result));
+    }
+}
+
+void MosquittoBroker::Fail(const std::string& attempted, const std::string& reason) {
+    std::string message = m_name + ": can't " + attempted + ": " + Plain(reason);
+    if (!m_complaints.empty()) {
+        message += " (" + std::exchange(m_complaints, "") + ")";
+    }
+    throw BrokerError(message);
+}
+
+// What libmosquitto complained of although it succeeded.
+void MosquittoBroker::TellComplaints() {
+    if (!m_complaints.empty()) {
+        LogWarning(m_name + ": " + std::exchange(m_complaints, ""));
+    }
+}
+
+void MosquittoBroker::Destroy::operator()(mosquitto* client) const {
+    mosquitto_destroy(client);
+}
+
+} // namespace recorder

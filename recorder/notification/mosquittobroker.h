@@ -1,0 +1,57 @@
+// libmosquitto, wrapped: a connection to an MQTT broker, without a thread of its own.
+
+#pragma once
+
+#include "recorder/notification/broker.h"
+
+#include <chrono>
+#include <memory>
+#include <set>
+#include <string>
+
+struct mosquitto;
+
+namespace recorder {
+
+class MosquittoBroker final : public Broker {
+public:
+    // Connects, as ConnectBroker says.
+    explicit MosquittoBroker(const BrokerSettings& settings);
+
+    // libmosquitto's callbacks hold a pointer to it.
+    MosquittoBroker(const MosquittoBroker&) = delete;
+    MosquittoBroker& operator=(const MosquittoBroker&) = delete;
+    MosquittoBroker(MosquittoBroker&&) = delete;
+    MosquittoBroker& operator=(MosquittoBroker&&) = delete;
+    ~MosquittoBroker() override;
+
+    [[nodiscard]] int Publish(const std::string& topic, const std::string& payload) override;
+    void AwaitAcknowledgement(int message) override;
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    struct Destroy {
+        void operator()(mosquitto* client) const;
+    };
+
+    struct Events;
+
+    void Configure();
+    void UseTls();
+    void UsePassword();
+    void Connect();
+    void Work(Clock::time_point deadline, const std::string& attempted);
+    void Demand(int result, const std::string& attempted);
+    [[noreturn]] void Fail(const std::string& attempted, const std::string& reason);
+    void TellComplaints();
+
+    std::string m_name; // for messages
+    BrokerSettings m_settings;
+    int m_answer = -1;            // to the wish to connect; 0 = let in, -1 = none yet
+    std::set<int> m_acknowledged; // messages that nobody has waited for yet
+    std::string m_complaints;     // of libmosquitto, not in the log yet
+    std::unique_ptr<mosquitto, Destroy> m_client;
+};
+
+} // namespace recorder
