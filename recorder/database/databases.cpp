@@ -7,6 +7,8 @@
 #include <map>
 #include <memory>
 
+#include <pthread.h>
+
 namespace recorder {
 
 namespace {
@@ -29,6 +31,11 @@ OpenDatabases& Databases() {
     return databases;
 }
 
+// A connection is of one process: it is closed before a fork, and made again where it's needed.
+void CloseBeforeForks() {
+    [[maybe_unused]] static const int registered = pthread_atfork(CloseDatabases, nullptr, nullptr);
+}
+
 OpenDatabase& DatabaseOf(KRDB::DB_INSTANCE instance) {
     const KRDB::DB_INSTANCE first = InstancesBeside(instance).front();
     OpenDatabases& databases = Databases();
@@ -36,6 +43,7 @@ OpenDatabase& DatabaseOf(KRDB::DB_INSTANCE instance) {
     if (found != databases.end()) {
         return found->second;
     }
+    CloseBeforeForks();
     std::unique_ptr<Database> database = OpenDatabaseOf(instance);
     CheckSchemaVersion(*database);
     return databases.emplace(first, OpenDatabase{std::move(database)}).first->second;

@@ -41,7 +41,6 @@ int Register() {
         return Refuse(EX_TEMPFAIL, "another run is registered as the reindex task");
     }
     UpdateTask("registered = 1, progress = '0', pid = " + std::to_string(getpid()));
-    CloseDatabases(); // the caller may fork
     HoldRunLock(std::move(*lock));
     PublishBeginning(getpid()); // no longer what the run before told
     return 0;

@@ -6,6 +6,10 @@
 #include "recorder/support/paths.h"
 #include "tests/contract/support/files.h"
 #include "tests/contract/support/fixture.h"
+#include "tests/contract/support/process.h"
+
+#include <filesystem>
+#include <system_error>
 
 namespace {
 
@@ -24,6 +28,16 @@ protected:
         return "succeeded";
     }
 };
+
+// How many of this process's open files are the one at `path`.
+int OpenFilesAt(const std::string& path) {
+    int count = 0;
+    for (const auto& file : std::filesystem::directory_iterator("/proc/self/fd")) {
+        std::error_code gone; // that of the folder itself
+        count += std::filesystem::read_symlink(file.path(), gone) == path ? 1 : 0;
+    }
+    return count;
+}
 
 TEST(DatabaseQuote, DoublesQuotesAndNothingElse) {
     EXPECT_EQ(recorder::Quote(""), "''");
@@ -160,6 +174,17 @@ TEST_F(DatabaseSchema, MakesNoDatabaseByOpeningIt) {
     EXPECT_THAT(FailureOf(KRDB::DB_SNAPSHOT, "SELECT 1;"), HasSubstr(path));
 
     EXPECT_FALSE(std::filesystem::exists(path));
+}
+
+TEST_F(DatabaseSchema, IsOpenInNoForkedProcess) {
+    const std::string path = recorder::DatabasePath(KRDB::DB_SYSTEM);
+    Execute(KRDB::DB_SYSTEM, "SELECT 1;");
+    ASSERT_EQ(OpenFilesAt(path), 1);
+
+    contract::Child child([&] { return OpenFilesAt(path); });
+
+    EXPECT_EQ(child.Wait(), 0);
+    EXPECT_EQ(FailureOf(KRDB::DB_SYSTEM, "SELECT 1;"), "succeeded");
 }
 
 TEST_F(DatabaseSchema, TakesOnlyIdsOf31Bits) {
