@@ -90,7 +90,4 @@ void PutSettings(const std::string& toml);
 // Takes from that file, until it is put anew, what shows that nobody else has written it.
 void LetOthersWriteSettings();
 
-// To be called before a fork: the child must not share the parent's connections.
-void BeforeFork();
-
 } // namespace world

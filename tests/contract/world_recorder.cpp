@@ -112,8 +112,4 @@ void LetOthersWriteSettings() {
     fs::permissions(recorder::kSettingsFile, fs::perms::others_write, fs::perm_options::add);
 }
 
-void BeforeFork() {
-    recorder::CloseDatabases();
-}
-
 } // namespace world

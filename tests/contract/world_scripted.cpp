@@ -99,6 +99,4 @@ void LetOthersWriteSettings() {
     NotScripted("settings");
 }
 
-void BeforeFork() {}
-
 } // namespace world

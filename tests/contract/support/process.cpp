@@ -1,7 +1,5 @@
 #include "tests/contract/support/process.h"
 
-#include "tests/contract/world.h"
-
 #include <array>
 #include <cstdio>
 #include <fstream>
@@ -73,7 +71,6 @@ bool Gate::Await() {
 }
 
 Child::Child(const std::function<int()>& body) {
-    world::BeforeFork();
     std::fflush(nullptr);
     m_pid = fork();
     if (m_pid == 0) {
