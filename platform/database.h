@@ -59,7 +59,8 @@ int KRDBFetchRow(DBResult_tag* result, int* row);
 // integer of 1 to 2147483647 reads as null, so that no caller can take it for another row's id; the
 // database layer logs it once for each result.
 //
-// The text belongs to the result and lives as long as it does.
+// The text belongs to the result and lives until the next row is fetched: a result gives back the
+// memory of rows that were left behind, and they may read as null.
 [[nodiscard]] const char* KRDBFetchField(const DBResult_tag* result, int row, const char* column);
 
 // Frees a result; null is allowed.

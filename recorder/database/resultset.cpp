@@ -8,14 +8,52 @@
 #include <charconv>
 #include <climits>
 #include <cstring>
+#include <iterator>
+#include <limits>
 
-int DBResult_tag::RowCount() const {
-    return columns.empty() ? 0 : static_cast<int>(m_offsets.size() / columns.size());
+namespace {
+
+// Large enough to come from the kernel alone, and to go back there when it is freed.
+constexpr std::size_t kBlockBytes = 256UL * 1024UL;
+constexpr std::size_t kFullBytes = kBlockBytes - 4096; // a row may still begin before
+constexpr uint32_t kNullLength = std::numeric_limits<uint32_t>::max();
+
+uint32_t LengthAt(const char* field) {
+    uint32_t length = 0;
+    std::memcpy(&length, field, sizeof length);
+    return length;
+}
+
+void AppendLength(std::vector<char>& fields, uint32_t length) {
+    const auto* const bytes = reinterpret_cast<const char*>(&length);
+    fields.insert(fields.end(), bytes, bytes + sizeof length);
+}
+
+const char* FieldBehind(const char* field) {
+    const uint32_t length = LengthAt(field);
+    return field + sizeof length + (length == kNullLength ? 0 : length + 1UL);
+}
+
+} // namespace
+
+const DBResult_tag::Block* DBResult_tag::BlockOf(int row) const {
+    const auto behind =
+        std::upper_bound(m_blocks.begin(), m_blocks.end(), row,
+                         [](int wanted, const Block& block) { return wanted < block.firstRow; });
+    return behind == m_blocks.begin() ? nullptr : &*std::prev(behind);
 }
 
 const char* DBResult_tag::Field(int row, std::size_t column) const {
-    const std::size_t offset = m_offsets[static_cast<std::size_t>(row) * columns.size() + column];
-    return offset == kNull ? nullptr : m_texts.data() + offset;
+    const Block* const block = BlockOf(row);
+    if (block == nullptr) {
+        return nullptr;
+    }
+    const char* field =
+        block->fields.data() + block->rows[static_cast<std::size_t>(row - block->firstRow)];
+    for (; column > 0; --column) {
+        field = FieldBehind(field);
+    }
+    return LengthAt(field) == kNullLength ? nullptr : field + sizeof(uint32_t);
 }
 
 std::optional<std::size_t> DBResult_tag::ColumnIndex(std::string_view name) const {
@@ -35,13 +73,42 @@ void DBResult_tag::TakeColumns(std::vector<std::string> names) {
 }
 
 void DBResult_tag::AppendField(std::string_view text) {
-    m_offsets.push_back(m_texts.size());
-    m_texts.insert(m_texts.end(), text.begin(), text.end());
-    m_texts.push_back('\0');
+    std::vector<char>& fields = BlockToAppendTo().fields;
+    AppendLength(fields, static_cast<uint32_t>(text.size()));
+    fields.insert(fields.end(), text.begin(), text.end());
+    fields.push_back('\0');
+    CountField();
 }
 
 void DBResult_tag::AppendNull() {
-    m_offsets.push_back(kNull);
+    AppendLength(BlockToAppendTo().fields, kNullLength);
+    CountField();
+}
+
+void DBResult_tag::LeaveBehind(int row) {
+    while (m_blocks.size() > 1 && m_blocks[1].firstRow <= row) {
+        m_blocks.pop_front();
+    }
+}
+
+DBResult_tag::Block& DBResult_tag::BlockToAppendTo() {
+    if (m_fieldsOfRow > 0) {
+        return m_blocks.back();
+    }
+    if (m_blocks.empty() || m_blocks.back().fields.size() > kFullBytes) {
+        m_blocks.emplace_back().firstRow = m_rowCount;
+        m_blocks.back().fields.reserve(kBlockBytes);
+    }
+    Block& block = m_blocks.back();
+    block.rows.push_back(static_cast<uint32_t>(block.fields.size()));
+    return block;
+}
+
+void DBResult_tag::CountField() {
+    if (++m_fieldsOfRow == columns.size()) {
+        m_fieldsOfRow = 0;
+        ++m_rowCount;
+    }
 }
 
 namespace {
@@ -76,6 +143,7 @@ int KRDBFetchRow(DBResult_tag* result, int* row) {
         return -1;
     }
     *row = ++result->cursor;
+    result->LeaveBehind(*row);
     return 0;
 }
 

@@ -1,8 +1,11 @@
-// The rows that statements yielded, in one block of memory.
+// The rows that statements yielded, in blocks of memory that are given back as the rows are
+// fetched: a result of millions of rows shrinks while what is made of it grows.
 
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <deque>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -11,9 +14,10 @@
 struct DBResult_tag {
     std::vector<std::string> columns;
 
-    [[nodiscard]] int RowCount() const;
+    [[nodiscard]] int RowCount() const { return m_rowCount; }
 
-    // Null when the field is NULL. `row` and `column` must exist.
+    // Null when the field is NULL, or the row is one that was left behind. `row` and `column` must
+    // exist.
     [[nodiscard]] const char* Field(int row, std::size_t column) const;
 
     [[nodiscard]] std::optional<std::size_t> ColumnIndex(std::string_view name) const;
@@ -26,12 +30,24 @@ struct DBResult_tag {
     void AppendField(std::string_view text);
     void AppendNull();
 
+    // Rows before `row` are not asked for any more.
+    void LeaveBehind(int row);
+
     int cursor = -1;                    // the row that was fetched last
     mutable bool foreignIdSeen = false; // a row id that can't be one was withheld
 
 private:
-    static constexpr std::size_t kNull = static_cast<std::size_t>(-1);
+    struct Block {
+        int firstRow = 0;
+        std::vector<uint32_t> rows; // of each row, where it begins in `fields`
+        std::vector<char> fields;   // of each field its length, its text and a NUL
+    };
 
-    std::vector<std::size_t> m_offsets; // of each field in m_texts, row by row; kNull for NULL
-    std::vector<char> m_texts;          // fields, NUL-terminated
+    [[nodiscard]] const Block* BlockOf(int row) const;
+    Block& BlockToAppendTo();
+    void CountField();
+
+    std::deque<Block> m_blocks;
+    std::size_t m_fieldsOfRow = 0; // of the row that isn't complete yet
+    int m_rowCount = 0;
 };

@@ -74,14 +74,16 @@ TEST_F(DatabaseResult, TakesNullForAResultWithoutRows) {
     KRDBFreeResult(nullptr);
 }
 
-TEST_F(DatabaseResult, KeepsAFieldsTextWhileTheResultLives) {
+TEST_F(DatabaseResult, KeepsAFieldsTextUntilTheNextRow) {
     const Rows rows(kTwoRows);
     int row = 0;
     ASSERT_EQ(KRDBFetchRow(rows.Get(), &row), 0);
     const char* const text = KRDBFetchField(rows.Get(), row, "filename");
 
     const Rows others(kTwoRows);
-    ASSERT_EQ(KRDBFetchRow(rows.Get(), &row), 0);
+    int other = 0;
+    ASSERT_EQ(KRDBFetchRow(others.Get(), &other), 0);
+    ASSERT_EQ(KRDBFetchRow(others.Get(), &other), 0);
 
     EXPECT_STREQ(text, "a");
 }

@@ -50,6 +50,9 @@ int KRDBFetchRow(DBResult_tag* result, int* row) {
         *row = -1;
         return 1;
     }
+    if (result->next > 0) { // what a caller still holds of the row before is gone
+        result->rows.fields[static_cast<std::size_t>(result->next - 1)].clear();
+    }
     *row = result->next++;
     return 0;
 }
@@ -66,6 +69,9 @@ const char* KRDBFetchField(const DBResult_tag* result, int row, const char* colu
         return nullptr;
     }
     const auto& fields = result->rows.fields[static_cast<std::size_t>(row)];
+    if (fields.empty()) {
+        return nullptr;
+    }
     const fakes::Field& field = fields[static_cast<std::size_t>(found - columns.begin())];
     if (!field) {
         return nullptr;

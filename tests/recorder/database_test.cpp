@@ -73,6 +73,38 @@ TEST(DatabaseRows, KeepFieldsInOrder) {
     EXPECT_EQ(rows.Field(1, 1), nullptr);
 }
 
+TEST(DatabaseRows, AreKeptInAnyNumberAndSize) {
+    constexpr int kRows = 20000;
+    DBResult_tag rows;
+    rows.columns = {"id", "path"};
+    for (int row = 0; row < kRows; ++row) {
+        rows.AppendField(std::to_string(row));
+        rows.AppendField(std::string(static_cast<std::size_t>(row), 'x').substr(0, row % 2 * 9000));
+    }
+
+    ASSERT_EQ(rows.RowCount(), kRows);
+    for (int row = kRows - 1; row >= 0; --row) {
+        ASSERT_EQ(rows.Field(row, 0), std::to_string(row));
+        ASSERT_EQ(std::string_view(rows.Field(row, 1)).size(),
+                  static_cast<std::size_t>(row % 2 * std::min(row, 9000)));
+    }
+}
+
+TEST(DatabaseRows, GiveTheirMemoryBackWhenTheyAreLeftBehind) {
+    constexpr int kRows = 100000;
+    DBResult_tag rows;
+    rows.columns = {"path"};
+    for (int row = 0; row < kRows; ++row) {
+        rows.AppendField("20140312AM/a recording.mp4");
+    }
+
+    rows.LeaveBehind(kRows - 1);
+
+    EXPECT_EQ(rows.Field(0, 0), nullptr);
+    EXPECT_STREQ(rows.Field(kRows - 1, 0), "20140312AM/a recording.mp4");
+    EXPECT_EQ(rows.RowCount(), kRows);
+}
+
 TEST(DatabaseRows, CountARowWhenItIsComplete) {
     DBResult_tag rows;
     rows.columns = {"id", "path"};
