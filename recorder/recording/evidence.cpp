@@ -8,7 +8,9 @@
 
 #include <cstdlib>
 #include <map>
-#include <set>
+#include <string_view>
+#include <unordered_set>
+#include <vector>
 
 #include <sys/stat.h>
 
@@ -25,20 +27,26 @@ int CameraIdOf(const char* text) {
     return camId;
 }
 
-using NamesByFolder = std::map<std::string, std::set<std::string>>;
+using Names = std::vector<std::string_view>;
+using NamesByFolder = std::map<std::string_view, Names>;
+
+DBResult_tag SelectFiles(const std::string& table, const std::string& condition) {
+    return Execute(KRDB::DB_RECORDING,
+                   "SELECT camera_id, path FROM " + table + " WHERE " + condition + ";",
+                   {.readOnly = true});
+}
 
 // Camera id to the folders, within its half-day folders' folder, and the files in them that the
-// rows name. A row without a path names none.
-std::map<int, NamesByFolder> NamedFiles(const std::string& table, const std::string& condition) {
-    const DBResult_tag rows = Execute(
-        KRDB::DB_RECORDING, "SELECT camera_id, path FROM " + table + " WHERE " + condition + ";",
-        {.readOnly = true});
+// rows name, as texts of the result. A row without a path names none.
+std::map<int, NamesByFolder> NamedFiles(const DBResult_tag& rows) {
     std::map<int, NamesByFolder> files;
     for (int row = 0; row < rows.RowCount(); ++row) {
-        const int camId = CameraIdOf(rows.Field(row, 0));
         const char* const field = rows.Field(row, 1);
-        const std::string path = field == nullptr ? "" : field;
-        files[camId][GetDirPath(path)].insert(GetBaseName(path));
+        const std::string_view path = field == nullptr ? std::string_view() : field;
+        const std::size_t slash = path.rfind('/');
+        const bool hasFolder = slash != std::string_view::npos;
+        files[CameraIdOf(rows.Field(row, 0))][path.substr(0, hasFolder ? slash : 0)].push_back(
+            path.substr(hasFolder ? slash + 1 : 0));
     }
     return files;
 }
@@ -67,10 +75,14 @@ bool IsWalked(const std::string& root, const std::string& folder) {
 
 // Demands that the folder is readable to its end, or truly absent, and that no file in it has one
 // of these names: a recording that wasn't seen because of a passing failure is not gone.
-void DemandGone(const std::string& folder, const std::set<std::string>& names) {
+void DemandGone(const std::string& folder, const Names& names) {
+    std::unordered_set<std::string_view> doomed; // of the names, once there is a file at all
     try {
         const FolderListing listing = ListFolder(folder, [&](const FolderEntry& entry) {
-            if (entry.isRegularFile && names.contains(entry.name)) {
+            if (entry.isRegularFile && doomed.empty()) {
+                doomed.insert(names.begin(), names.end());
+            }
+            if (entry.isRegularFile && doomed.contains(entry.name)) {
                 throw Error("the file " + folder + "/" + entry.name + " is there");
             }
             return true;
@@ -87,12 +99,14 @@ void DemandGone(const std::string& folder, const std::set<std::string>& names) {
 
 void DemandEvidence(const std::string& table, const std::string& condition,
                     const std::string& subFolder) {
-    for (const auto& [camId, files] : NamedFiles(table, condition)) {
+    const DBResult_tag rows = SelectFiles(table, condition);
+    for (const auto& [camId, files] : NamedFiles(rows)) {
         const std::string root = RecordingFolder(camId, subFolder);
         DemandGone(root, {});
-        for (const auto& [folder, names] : files) {
+        for (const auto& [view, names] : files) {
+            const std::string folder(view);
             DemandGone(folder.empty() ? root : root + "/" + folder,
-                       IsWalked(root, folder) ? names : std::set<std::string>());
+                       IsWalked(root, folder) ? names : Names());
         }
     }
 }
