@@ -1,4 +1,4 @@
-// libavformat, wrapped: what a recording's container says about its streams.
+// What a recording's container says about its streams.
 
 #pragma once
 
