@@ -6,7 +6,7 @@
 
 namespace recorder {
 
-// As ReadContainer.
+// As ReadContainer, and the judge of every container that is out of the ordinary.
 [[nodiscard]] ContainerInfo ReadContainerByLibrary(ByteSource& source, ContainerKind kind);
 
 } // namespace recorder

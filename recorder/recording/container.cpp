@@ -1,8 +1,26 @@
 #include "recorder/recording/container.h"
 
 #include "recorder/recording/avcontainer.h"
+#include "recorder/recording/aviheader.h"
+#include "recorder/recording/mp4header.h"
 
 namespace recorder {
+
+namespace {
+
+std::optional<ContainerInfo> ReadOrdinary(ByteSource& source, ContainerKind kind) {
+    switch (kind) {
+    case ContainerKind::Mp4:
+        return ReadMp4Header(source);
+    case ContainerKind::Avi:
+        return ReadAviHeader(source);
+    case ContainerKind::Mxg:
+        break; // it has no header
+    }
+    return std::nullopt;
+}
+
+} // namespace
 
 std::optional<ContainerKind> ContainerKindOf(std::string_view fileName) {
     if (fileName.ends_with(".mp4")) {
@@ -18,7 +36,8 @@ std::optional<ContainerKind> ContainerKindOf(std::string_view fileName) {
 }
 
 ContainerInfo ReadContainer(ByteSource& source, ContainerKind kind) {
-    return ReadContainerByLibrary(source, kind);
+    const std::optional<ContainerInfo> ordinary = ReadOrdinary(source, kind);
+    return ordinary ? *ordinary : ReadContainerByLibrary(source, kind);
 }
 
 } // namespace recorder

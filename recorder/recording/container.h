@@ -23,7 +23,8 @@ struct ContainerInfo {
     int32_t height = 0;
 };
 
-// Reads the headers of a container. Nothing is probed, decoded, or read from anywhere else.
+// Reads the headers of a container. Nothing is probed, decoded, or read from anywhere else. An
+// ordinary mp4 or avi file is read without its index, in a few blocks; libavformat judges the rest.
 //
 // An mxg file is a bare stream of JPEG frames, without times and without an index: its frames are
 // counted, 25 to the second. Of a long one the first 8 MiB are counted and the rest is taken to be

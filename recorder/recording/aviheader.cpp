@@ -1,0 +1,264 @@
+#include "recorder/recording/aviheader.h"
+
+#include "recorder/recording/codectypes.h"
+#include "recorder/recording/headerblocks.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace recorder {
+
+namespace {
+
+constexpr int64_t kHeadBytes = 8;
+constexpr int64_t kListHeadBytes = 12;
+constexpr int kMaxChunks = 256;
+
+// Headers come with room for an index of each stream.
+constexpr int64_t kHeadersEnd = 16'384;
+
+struct Chunk {
+    uint32_t name = 0;
+    uint32_t kind = 0; // of a list
+    int64_t begin = 0; // of what it holds
+    int64_t end = 0;
+};
+
+Chunk ReadChunk(HeaderBlocks& file, int64_t offset, int64_t limit) {
+    Require(limit - offset >= kHeadBytes);
+    const Bytes head = file.At(offset, kHeadBytes);
+    Chunk chunk{Big32(head, 0), 0, offset + kHeadBytes, offset + kHeadBytes + Little32(head, 4)};
+    Require(chunk.end <= limit && (chunk.end - chunk.begin) % 2 == 0);
+    if (chunk.name == (offset == 0 ? Name("RIFF") : Name("LIST"))) {
+        Require(chunk.end - chunk.begin >= 4);
+        chunk.kind = Big32(file.At(offset, kListHeadBytes), kHeadBytes);
+        chunk.begin += 4;
+    }
+    return chunk;
+}
+
+Bytes ContentOf(HeaderBlocks& file, const Chunk& chunk, std::size_t least) {
+    const auto length = static_cast<std::size_t>(chunk.end - chunk.begin);
+    Require(length >= least && length <= HeaderBlocks::kBlockBytes);
+    return file.At(chunk.begin, length);
+}
+
+template <typename Visitor>
+void ForEachChunk(HeaderBlocks& file, int64_t begin, int64_t end, Visitor visit) {
+    int count = 0;
+    for (int64_t offset = begin; offset < end;) {
+        Require(++count <= kMaxChunks);
+        const Chunk chunk = ReadChunk(file, offset, end);
+        visit(chunk);
+        offset = chunk.end;
+    }
+}
+
+// Codecs are named in either case.
+uint32_t Upper(uint32_t name) {
+    uint32_t upper = 0;
+    for (const unsigned int shift : {24U, 16U, 8U, 0U}) {
+        const uint32_t letter = name >> shift & 0xffU;
+        upper = upper << 8U | (letter >= 'a' && letter <= 'z' ? letter - 'a' + 'A' : letter);
+    }
+    return upper;
+}
+
+int VideoTypeOf(uint32_t codec) {
+    const uint32_t name = Upper(codec);
+    const auto isOneOf = [name](auto... names) { return ((name == names) || ...); };
+    if (isOneOf(Name("H264"), Name("X264"), Name("AVC1"))) {
+        return VIDEO_H264;
+    }
+    if (isOneOf(Name("HEVC"), Name("H265"))) {
+        return VIDEO_H265;
+    }
+    if (isOneOf(Name("FMP4"), Name("XVID"), Name("DIVX"), Name("DX50"), Name("MP4V"))) {
+        return VIDEO_MPEG4;
+    }
+    Require(isOneOf(Name("MJPG")));
+    return VIDEO_MJPEG;
+}
+
+int AudioTypeOf(uint32_t format, uint32_t bitsPerSample) {
+    constexpr uint32_t kPcm = 1;
+    constexpr uint32_t kAlaw = 6;
+    constexpr uint32_t kMulaw = 7;
+    constexpr uint32_t kMp3 = 0x55;
+    constexpr uint32_t kAac = 0xff;
+    switch (format) {
+    case kPcm:
+        Require(bitsPerSample == 8 || bitsPerSample == 16);
+        return AUDIO_PCM;
+    case kAlaw:
+        return AUDIO_G711A;
+    case kMulaw:
+        return AUDIO_G711U;
+    case kMp3:
+        return AUDIO_MP3;
+    case kAac:
+        return AUDIO_AAC;
+    default:
+        throw Unusual();
+    }
+}
+
+class Streams {
+public:
+    explicit Streams(HeaderBlocks& file) : m_file(file) {}
+
+    void ReadList(const Chunk& hdrl);
+    [[nodiscard]] ContainerInfo Info() const;
+
+private:
+    void ReadStream(const Chunk& strl);
+    [[nodiscard]] bool ReadStreamHeader(const Chunk& strh);
+    void ReadPicture(const Chunk& strf);
+    void ReadSound(const Chunk& strf);
+
+    HeaderBlocks& m_file;
+    ContainerInfo m_info;
+    bool m_hasVideo = false;
+    bool m_hasAudio = false;
+};
+
+void Streams::ReadList(const Chunk& hdrl) {
+    constexpr std::size_t kMainHeaderBytes = 56;
+    ForEachChunk(m_file, hdrl.begin, hdrl.end, [&](const Chunk& chunk) {
+        const bool isFirst = chunk.begin == hdrl.begin + kHeadBytes;
+        Require(isFirst == (chunk.name == Name("avih")));
+        if (isFirst) {
+            Require(ContentOf(m_file, chunk, kMainHeaderBytes).size() == kMainHeaderBytes);
+        } else if (chunk.kind == Name("strl")) {
+            ReadStream(chunk);
+        } else {
+            Require(chunk.name == Name("JUNK") || chunk.kind == Name("odml"));
+            if (chunk.kind == Name("odml")) {
+                const Chunk dmlh = ReadChunk(m_file, chunk.begin, chunk.end);
+                Require(dmlh.name == Name("dmlh") && dmlh.end == chunk.end);
+            }
+        }
+    });
+}
+
+ContainerInfo Streams::Info() const {
+    Require(m_hasVideo && m_info.durationSec > 0);
+    return m_info;
+}
+
+void Streams::ReadStream(const Chunk& strl) {
+    const Chunk strh = ReadChunk(m_file, strl.begin, strl.end);
+    const bool isVideo = ReadStreamHeader(strh);
+    const Chunk strf = ReadChunk(m_file, strh.end, strl.end);
+    Require(strf.name == Name("strf"));
+    if (isVideo) {
+        ReadPicture(strf);
+    } else {
+        ReadSound(strf);
+    }
+    ForEachChunk(m_file, strf.end, strl.end, [](const Chunk& chunk) {
+        Require(chunk.name == Name("JUNK") || chunk.name == Name("indx") ||
+                chunk.name == Name("vprp"));
+    });
+}
+
+// The length of a stream is told in frames; of sound without frames libavformat takes none.
+bool Streams::ReadStreamHeader(const Chunk& strh) {
+    constexpr std::size_t kLeastBytes = 48;
+    constexpr std::size_t kMostBytes = 64;
+    Require(strh.name == Name("strh"));
+    const Bytes bytes = ContentOf(m_file, strh, kLeastBytes);
+    Require(bytes.size() <= kMostBytes && Big32(bytes, 4) != Name("Axan"));
+    const bool isVideo = Big32(bytes, 0) == Name("vids");
+    Require(isVideo || Big32(bytes, 0) == Name("auds"));
+    const uint32_t scale = Little32(bytes, 20);
+    const uint32_t rate = Little32(bytes, 24);
+    const uint32_t start = Little32(bytes, 28);
+    const uint32_t sampleBytes = Little32(bytes, 44);
+    constexpr uint32_t kMost = std::numeric_limits<int32_t>::max();
+    Require(scale > 0 && scale <= kMost && rate > 0 && rate <= kMost);
+    Require(start == 0 && sampleBytes <= kMost);
+    if (isVideo || sampleBytes == 0) {
+        m_info.durationSec =
+            std::max(m_info.durationSec, RoundedSeconds(Little32(bytes, 32), scale, rate));
+    }
+    return isVideo;
+}
+
+void Streams::ReadPicture(const Chunk& strf) {
+    constexpr std::size_t kLeastBytes = 40;
+    constexpr uint32_t kMostPixels = 65'535;
+    constexpr uint32_t kTrueColour = 24;
+    Require(!m_hasVideo);
+    m_hasVideo = true;
+    const Bytes bytes = ContentOf(m_file, strf, kLeastBytes);
+    Require(Little32(bytes, 0) == bytes.size() || Little32(bytes, 0) == kLeastBytes);
+    const uint32_t width = Little32(bytes, 4);
+    const uint32_t height = Little32(bytes, 8);
+    Require(width > 0 && width <= kMostPixels && height > 0 && height <= kMostPixels);
+    Require(Little16(bytes, 14) == kTrueColour);
+    m_info.width = static_cast<int32_t>(width);
+    m_info.height = static_cast<int32_t>(height);
+    m_info.vdoType = VideoTypeOf(Big32(bytes, 16));
+}
+
+void Streams::ReadSound(const Chunk& strf) {
+    constexpr std::size_t kLeastBytes = 16;
+    constexpr std::size_t kMostBytes = 64;
+    const Bytes bytes = ContentOf(m_file, strf, kLeastBytes);
+    Require(bytes.size() <= kMostBytes);
+    const uint32_t samplesPerSecond = Little32(bytes, 4);
+    Require(samplesPerSecond > 0 &&
+            samplesPerSecond <= static_cast<uint32_t>(std::numeric_limits<int32_t>::max()));
+    Require(Little16(bytes, 2) > 0); // channels
+    const int audType = AudioTypeOf(Little16(bytes, 0), Little16(bytes, 14));
+    m_info.audType = m_hasAudio ? m_info.audType : audType;
+    m_hasAudio = true;
+}
+
+// Tags that say nothing of the streams: the name of the program that wrote the file, a title. One
+// of odd length is padded.
+void CheckTags(HeaderBlocks& file, const Chunk& info) {
+    int count = 0;
+    for (int64_t offset = info.begin; offset < info.end;) {
+        Require(++count <= kMaxChunks && info.end - offset >= kHeadBytes);
+        const int64_t length = Little32(file.At(offset, kHeadBytes), 4);
+        offset += kHeadBytes + length + length % 2;
+        Require(offset <= info.end);
+    }
+}
+
+ContainerInfo ReadChunks(HeaderBlocks& file) {
+    const Chunk riff = ReadChunk(file, 0, file.Size());
+    Require(riff.name == Name("RIFF") && riff.kind == Name("AVI "));
+    const Chunk hdrl = ReadChunk(file, riff.begin, riff.end);
+    Require(hdrl.kind == Name("hdrl"));
+    Streams streams(file);
+    streams.ReadList(hdrl);
+    bool hasFrames = false;
+    for (int64_t offset = hdrl.end; !hasFrames;) {
+        const Chunk chunk = ReadChunk(file, offset, riff.end);
+        hasFrames = chunk.kind == Name("movi");
+        if (chunk.kind == Name("INFO")) {
+            CheckTags(file, chunk);
+        } else {
+            Require(hasFrames || chunk.name == Name("JUNK"));
+        }
+        offset = chunk.end;
+    }
+    return streams.Info();
+}
+
+} // namespace
+
+std::optional<ContainerInfo> ReadAviHeader(ByteSource& source) {
+    try {
+        HeaderBlocks file(source);
+        file.ExpectUntil(std::min(source.Size(), kHeadersEnd));
+        return ReadChunks(file);
+    } catch (const Unusual&) {
+        return std::nullopt;
+    }
+}
+
+} // namespace recorder

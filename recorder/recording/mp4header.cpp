@@ -1,0 +1,378 @@
+#include "recorder/recording/mp4header.h"
+
+#include "recorder/recording/headerblocks.h"
+#include "recorder/recording/mp4sampleentry.h"
+#include "recorder/recording/mp4tables.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace recorder {
+
+namespace {
+
+constexpr int64_t kHeadBytes = 8;      // size and name
+constexpr int64_t kLongHeadBytes = 16; // and a size of 64 bits
+constexpr int64_t kMaxBoxes = 64;
+
+// The scale of a track whose tables libavformat finds incomplete: it never gets to the track's own.
+constexpr uint32_t kScaleWithoutTables = 90'000;
+
+// A track's edits are counted in these.
+constexpr uint64_t kMostEditUnits = 1ULL << 40U;
+
+struct Box {
+    uint32_t name = 0;
+    int64_t begin = 0; // of what it holds
+    int64_t end = 0;
+
+    [[nodiscard]] int64_t Length() const { return end - begin; }
+};
+
+// A box within another one that ends at `limit`.
+Box ReadBox(HeaderBlocks& file, int64_t offset, int64_t limit) {
+    Require(limit - offset >= kHeadBytes);
+    const Bytes head = file.At(offset, kHeadBytes);
+    const int64_t size = Big32(head, 0);
+    Require(size >= kHeadBytes && size <= limit - offset);
+    return {Big32(head, 4), offset + kHeadBytes, offset + size};
+}
+
+// A box of the file itself: only the pictures and sounds may be larger than 32 bits can tell.
+Box ReadOuterBox(HeaderBlocks& file, int64_t offset) {
+    Require(file.Size() - offset >= kHeadBytes);
+    const Bytes head = file.At(offset, kHeadBytes);
+    if (Big32(head, 0) != 1) {
+        return ReadBox(file, offset, file.Size());
+    }
+    Require(Big32(head, 4) == Name("mdat"));
+    const uint64_t size = Big64(file.At(offset, kLongHeadBytes), kHeadBytes);
+    Require(size >= kLongHeadBytes && size <= static_cast<uint64_t>(file.Size() - offset));
+    return {Name("mdat"), offset + kLongHeadBytes, offset + static_cast<int64_t>(size)};
+}
+
+// What a box holds, where that is small.
+Bytes ContentOf(HeaderBlocks& file, const Box& box, std::size_t least) {
+    Require(box.Length() >= static_cast<int64_t>(least) &&
+            box.Length() <= static_cast<int64_t>(HeaderBlocks::kMaxBlockBytes));
+    return file.At(box.begin, static_cast<std::size_t>(box.Length()));
+}
+
+// Calls `visit` for each box within one; it throws for what it doesn't know.
+template <typename Visitor> void ForEachBox(HeaderBlocks& file, const Box& outer, Visitor visit) {
+    int64_t count = 0;
+    for (int64_t offset = outer.begin; offset < outer.end;) {
+        Require(++count <= kMaxBoxes);
+        const Box box = ReadBox(file, offset, outer.end);
+        visit(box);
+        offset = box.end;
+    }
+}
+
+struct Length {
+    uint64_t units = 0;
+    uint32_t scale = 0; // units to the second
+};
+
+// Of the movie or of a track's media: both headers begin alike.
+Length ReadLength(HeaderBlocks& file, const Box& header, std::size_t shortBytes) {
+    constexpr std::size_t kWiderTimesBytes = 12;
+    const Bytes bytes = ContentOf(file, header, shortBytes);
+    Require(bytes[0] <= 1);
+    const bool isLong = bytes[0] == 1;
+    Require(bytes.size() == (isLong ? shortBytes + kWiderTimesBytes : shortBytes));
+    const Length length = isLong ? Length{Big64(bytes, 24), Big32(bytes, 20)}
+                                 : Length{Big32(bytes, 16), Big32(bytes, 12)};
+    Require(isLong || length.units != std::numeric_limits<uint32_t>::max()); // "not known"
+    Require(length.scale > 0 && length.scale <= std::numeric_limits<int32_t>::max());
+    return length;
+}
+
+enum class Media { Video, Audio };
+
+struct Track {
+    Length media;
+    bool hasEdits = false;
+    uint64_t editedUnits = 0;
+    SampleTables tables; // valid until the next block is read
+};
+
+class Movie {
+public:
+    explicit Movie(HeaderBlocks& file) : m_file(file) {}
+
+    void Read(const Box& moov);
+    [[nodiscard]] ContainerInfo Info() const;
+
+private:
+    void ReadTrack(const Box& trak);
+    [[nodiscard]] int32_t SecondsOf(const Track& track) const;
+    void CheckTrackHeader(const Box& tkhd);
+    void ReadEdits(const Box& edts, Track& track);
+    void ReadMedia(const Box& mdia, Track& track);
+    void ReadMediaInformation(const Box& minf, Media media, Track& track);
+    void ReadSampleDescription(const Box& stbl, Media media, Track& track);
+    [[nodiscard]] SampleTables SeenTables(int64_t begin, int64_t end) const;
+    void CheckDataReference(const Box& dinf);
+    void CheckUserData(const Box& udta);
+    void CheckTags(const Box& meta);
+    Media MediaOf(const Box& hdlr);
+
+    HeaderBlocks& m_file;
+    ContainerInfo m_info;
+    uint32_t m_scale = 0;
+    int32_t m_longestTrackSec = 0;
+    bool m_hasVideo = false;
+    bool m_hasAudio = false;
+};
+
+void Movie::Read(const Box& moov) {
+    m_file.ExpectUntil(std::min(moov.end + 2 * kLongHeadBytes, m_file.Size()));
+    constexpr std::size_t kMovieHeaderBytes = 100;
+    bool isFirst = true;
+    ForEachBox(m_file, moov, [&](const Box& box) {
+        Require(isFirst == (box.name == Name("mvhd")));
+        if (isFirst) {
+            const Length length = ReadLength(m_file, box, kMovieHeaderBytes);
+            m_info.durationSec = RoundedSeconds(length.units, 1, length.scale);
+            m_scale = length.scale;
+            isFirst = false;
+        } else if (box.name == Name("trak")) {
+            ReadTrack(box);
+        } else if (box.name == Name("udta")) {
+            CheckUserData(box);
+        } else {
+            Require(box.name == Name("iods") || box.name == Name("free"));
+        }
+    });
+}
+
+// libavformat takes the longest of the movie and its tracks, and cuts a track's own length by what
+// its tables and edits hold. So that is known where no track claims more than the movie.
+ContainerInfo Movie::Info() const {
+    Require(m_hasVideo);
+    Require(m_info.durationSec > 0 && m_longestTrackSec <= m_info.durationSec);
+    return m_info;
+}
+
+void Movie::ReadTrack(const Box& trak) {
+    Track track;
+    bool hasHeader = false;
+    bool hasMedia = false;
+    ForEachBox(m_file, trak, [&](const Box& box) {
+        if (box.name == Name("tkhd") && !hasHeader) {
+            hasHeader = true;
+            CheckTrackHeader(box);
+        } else if (box.name == Name("edts") && !hasMedia) {
+            ReadEdits(box, track);
+        } else {
+            Require(box.name == Name("mdia") && hasHeader && !hasMedia);
+            hasMedia = true;
+            ReadMedia(box, track);
+        }
+    });
+    Require(hasMedia);
+    m_longestTrackSec = std::max(m_longestTrackSec, SecondsOf(track));
+}
+
+// At most. Edits cut a track that has samples, such as the sound that an encoder puts before the
+// first one: they are asked where the answer depends on them.
+int32_t Movie::SecondsOf(const Track& track) const {
+    const int32_t uncut =
+        RoundedSeconds(track.media.units, 1, std::min(track.media.scale, kScaleWithoutTables));
+    if (uncut <= m_info.durationSec || !track.hasEdits || !track.tables.CanBeWhole()) {
+        return uncut;
+    }
+    const uint64_t cut =
+        std::min(track.media.units, Rescaled(track.editedUnits, track.media.scale, m_scale));
+    return RoundedSeconds(cut, 1, track.media.scale);
+}
+
+void Movie::CheckTrackHeader(const Box& tkhd) {
+    constexpr std::size_t kShortBytes = 84;
+    constexpr std::size_t kLongBytes = 96;
+    const Bytes bytes = ContentOf(m_file, tkhd, kShortBytes);
+    Require(bytes[0] <= 1 && bytes.size() == (bytes[0] == 1 ? kLongBytes : kShortBytes));
+}
+
+// One list of edits is ordinary; what it leaves of the track is the sum of its edits.
+void Movie::ReadEdits(const Box& edts, Track& track) {
+    constexpr std::size_t kHead = 8;
+    const Box elst = ReadBox(m_file, edts.begin, edts.end);
+    Require(!track.hasEdits && elst.name == Name("elst") && elst.end == edts.end);
+    const Bytes bytes = ContentOf(m_file, elst, kHead);
+    const std::size_t entryBytes = bytes[0] == 1 ? 20 : 12;
+    Require(bytes[0] <= 1 && bytes.size() == kHead + Big32(bytes, 4) * entryBytes);
+    for (std::size_t at = kHead; at < bytes.size(); at += entryBytes) {
+        const uint64_t units = bytes[0] == 1 ? Big64(bytes, at) : Big32(bytes, at);
+        Require(units <= kMostEditUnits);
+        track.editedUnits += units;
+    }
+    track.hasEdits = bytes.size() > kHead;
+}
+
+void Movie::ReadMedia(const Box& mdia, Track& track) {
+    constexpr std::size_t kMediaHeaderBytes = 24;
+    const Box mdhd = ReadBox(m_file, mdia.begin, mdia.end);
+    Require(mdhd.name == Name("mdhd"));
+    track.media = ReadLength(m_file, mdhd, kMediaHeaderBytes);
+    const Box hdlr = ReadBox(m_file, mdhd.end, mdia.end);
+    const Media media = MediaOf(hdlr);
+    const Box minf = ReadBox(m_file, hdlr.end, mdia.end);
+    Require(minf.name == Name("minf") && minf.end == mdia.end);
+    ReadMediaInformation(minf, media, track);
+}
+
+Media Movie::MediaOf(const Box& hdlr) {
+    Require(hdlr.name == Name("hdlr"));
+    const uint32_t handler = Big32(ContentOf(m_file, hdlr, 24), 8);
+    Require(handler == Name("vide") || handler == Name("soun"));
+    return handler == Name("vide") ? Media::Video : Media::Audio;
+}
+
+void Movie::ReadMediaInformation(const Box& minf, Media media, Track& track) {
+    bool hasTables = false;
+    ForEachBox(m_file, minf, [&](const Box& box) {
+        Require(!hasTables);
+        if (box.name == Name("dinf")) {
+            CheckDataReference(box);
+        } else if (box.name == Name("stbl")) {
+            hasTables = true;
+            ReadSampleDescription(box, media, track);
+        } else {
+            Require(box.name == (media == Media::Video ? Name("vmhd") : Name("smhd")));
+        }
+    });
+    Require(hasTables);
+}
+
+// The samples lie in this file.
+void Movie::CheckDataReference(const Box& dinf) {
+    const Box dref = ReadBox(m_file, dinf.begin, dinf.end);
+    Require(dref.name == Name("dref") && dref.end == dinf.end);
+    constexpr std::size_t kOneEntryBytes = 20;
+    const Bytes bytes = ContentOf(m_file, dref, kOneEntryBytes);
+    Require(bytes.size() == kOneEntryBytes && Big32(bytes, 4) == 1 && Big32(bytes, 8) == 12);
+    Require(Big32(bytes, 12) == Name("url ") && Big32(bytes, 16) == 1);
+}
+
+void Movie::ReadSampleDescription(const Box& stbl, Media media, Track& track) {
+    const Box stsd = ReadBox(m_file, stbl.begin, stbl.end);
+    Require(stsd.name == Name("stsd"));
+    const Bytes bytes = ContentOf(m_file, stsd, 16);
+    Require(Big32(bytes, 0) == 0 && Big32(bytes, 4) == 1 && Big32(bytes, 8) == bytes.size() - 8);
+    ContainerInfo entry;
+    if (media == Media::Video) {
+        Require(!m_hasVideo);
+        m_hasVideo = true;
+        ReadVideoEntry(bytes.subspan(8), m_info);
+    } else {
+        ReadAudioEntry(bytes.subspan(8), entry);
+        m_info.audType = m_hasAudio ? m_info.audType : entry.audType;
+        m_hasAudio = true;
+    }
+    track.tables = SeenTables(stsd.end, stbl.end);
+}
+
+// As far as the tables happen to have been read. No box among them may say more than tables say.
+SampleTables Movie::SeenTables(int64_t begin, int64_t end) const {
+    constexpr std::array kTables{Name("stts"), Name("ctts"), Name("cslg"), Name("stss"),
+                                 Name("stsc"), Name("stsz"), Name("stco"), Name("co64"),
+                                 Name("sdtp"), Name("sgpd"), Name("sbgp"), Name("free")};
+    SampleTables tables;
+    while (begin < end) {
+        const Bytes seen = m_file.Held(begin);
+        if (seen.size() < static_cast<std::size_t>(kHeadBytes)) {
+            return tables;
+        }
+        const int64_t size = Big32(seen, 0);
+        const uint32_t name = Big32(seen, 4);
+        Require(std::find(kTables.begin(), kTables.end(), name) != kTables.end());
+        Require(size >= kHeadBytes && size <= end - begin);
+        const auto seenBytes =
+            static_cast<std::size_t>(std::min<int64_t>(static_cast<int64_t>(seen.size()), size));
+        tables.Add(name, size - kHeadBytes, seen.first(seenBytes).subspan(kHeadBytes));
+        begin += size;
+    }
+    tables.NoteEnd();
+    return tables;
+}
+
+// Tags that say nothing of the streams: the name of the program that wrote the file, a title.
+void Movie::CheckUserData(const Box& udta) {
+    Require(m_hasVideo);
+    ForEachBox(m_file, udta, [&](const Box& box) {
+        if (box.name == Name("meta")) {
+            CheckTags(box);
+        } else {
+            Require(box.name == Name("free"));
+        }
+    });
+}
+
+void Movie::CheckTags(const Box& meta) {
+    constexpr uint32_t kCopyrightSign = 0xa9;
+    Require(Big32(ContentOf(m_file, meta, 4), 0) == 0);
+    ForEachBox(m_file, {meta.name, meta.begin + 4, meta.end}, [&](const Box& box) {
+        const bool isFirst = box.begin == meta.begin + 4 + kHeadBytes;
+        Require(isFirst == (box.name == Name("hdlr")));
+        if (isFirst) {
+            Require(Big32(ContentOf(m_file, box, 24), 8) == Name("mdir"));
+            return;
+        }
+        Require(box.name == Name("ilst") || box.name == Name("free"));
+        if (box.name == Name("ilst")) {
+            ForEachBox(m_file, box, [&](const Box& tag) {
+                Require(tag.name >> 24U == kCopyrightSign);
+                const Box data = ReadBox(m_file, tag.begin, tag.end);
+                Require(data.name == Name("data") && data.end == tag.end && data.Length() >= 8);
+            });
+        }
+    });
+}
+
+void CheckBrand(HeaderBlocks& file, const Box& ftyp) {
+    constexpr std::array kBrands{Name("isom"), Name("iso2"), Name("iso3"), Name("iso4"),
+                                 Name("iso5"), Name("iso6"), Name("mp41"), Name("mp42"),
+                                 Name("avc1"), Name("M4V "), Name("MSNV")};
+    const uint32_t brand = Big32(ContentOf(file, ftyp, 8), 0);
+    Require(std::find(kBrands.begin(), kBrands.end(), brand) != kBrands.end());
+}
+
+ContainerInfo ReadBoxes(HeaderBlocks& file) {
+    Movie movie(file);
+    bool hasMovie = false;
+    bool hasSamples = false;
+    int64_t count = 0;
+    for (int64_t offset = 0; offset < file.Size();) {
+        Require(++count <= kMaxBoxes);
+        const Box box = ReadOuterBox(file, offset);
+        Require((offset == 0) == (box.name == Name("ftyp")));
+        if (offset == 0) {
+            CheckBrand(file, box);
+        } else if (box.name == Name("moov")) {
+            Require(!hasMovie);
+            hasMovie = true;
+            movie.Read(box);
+        } else {
+            hasSamples = hasSamples || box.name == Name("mdat");
+            Require(box.name == Name("mdat") || box.name == Name("free"));
+        }
+        offset = box.end;
+    }
+    Require(hasMovie && hasSamples);
+    return movie.Info();
+}
+
+} // namespace
+
+std::optional<ContainerInfo> ReadMp4Header(ByteSource& source) {
+    try {
+        HeaderBlocks file(source);
+        return ReadBoxes(file);
+    } catch (const Unusual&) {
+        return std::nullopt;
+    }
+}
+
+} // namespace recorder

@@ -1,0 +1,192 @@
+#include "recorder/recording/mp4sampleentry.h"
+
+#include "recorder/recording/codectypes.h"
+#include "recorder/recording/mpeg4size.h"
+
+namespace recorder {
+
+namespace {
+
+constexpr std::size_t kHeadBytes = 8;
+
+// The boxes at the end of a sample entry.
+template <typename Visitor> void ForEachExtension(Bytes rest, Visitor visit) {
+    while (!rest.empty()) {
+        Require(rest.size() >= kHeadBytes);
+        const std::size_t size = Big32(rest, 0);
+        Require(size >= kHeadBytes && size <= rest.size());
+        visit(Big32(rest, 4), rest.subspan(kHeadBytes, size - kHeadBytes));
+        rest = rest.subspan(size);
+    }
+}
+
+// Those that say nothing of the codec.
+void CheckRemark(uint32_t name, Bytes content) {
+    constexpr std::size_t kBitRateBytes = 12;
+    constexpr std::size_t kAspectBytes = 8;
+    constexpr std::size_t kFieldOrderBytes = 2;
+    constexpr std::size_t kColourBytes = 11;
+    if (name == Name("btrt")) {
+        Require(content.size() == kBitRateBytes);
+    } else if (name == Name("pasp")) {
+        Require(content.size() == kAspectBytes);
+    } else if (name == Name("fiel")) {
+        Require(content.size() == kFieldOrderBytes);
+    } else {
+        Require(name == Name("colr") && content.size() == kColourBytes &&
+                Big32(content, 0) == Name("nclx"));
+    }
+}
+
+// Takes a descriptor's tag and length off the front, and returns what it holds.
+Bytes TakeDescriptor(Bytes& bytes, uint8_t tag) {
+    constexpr int kLengthBytes = 4;
+    Require(!bytes.empty() && bytes[0] == tag);
+    std::size_t length = 0;
+    std::size_t at = 1;
+    bool isComplete = false;
+    for (int i = 0; i < kLengthBytes && !isComplete; ++i, ++at) {
+        Require(at < bytes.size());
+        length = length << 7U | (bytes[at] & 0x7fU);
+        isComplete = (bytes[at] & 0x80U) == 0;
+    }
+    Require(isComplete && length <= bytes.size() - at);
+    const Bytes content = bytes.subspan(at, length);
+    bytes = bytes.subspan(at + length);
+    return content;
+}
+
+struct ElementaryStream {
+    uint8_t objectType = 0;
+    Bytes decoderInfo; // empty, where there is none
+};
+
+ElementaryStream ReadElementaryStream(Bytes esds) {
+    constexpr uint8_t kStreamTag = 3;
+    constexpr uint8_t kDecoderTag = 4;
+    constexpr uint8_t kDecoderInfoTag = 5;
+    constexpr std::size_t kIdAndFlagsBytes = 3;
+    constexpr std::size_t kDecoderBytes = 13;
+    Require(esds.size() > 4 && Big32(esds, 0) == 0);
+    esds = esds.subspan(4);
+    Bytes stream = TakeDescriptor(esds, kStreamTag);
+    Require(esds.empty() && stream.size() > kIdAndFlagsBytes && stream[2] == 0);
+    stream = stream.subspan(kIdAndFlagsBytes);
+    Bytes decoder = TakeDescriptor(stream, kDecoderTag);
+    Require(decoder.size() >= kDecoderBytes);
+    ElementaryStream read{decoder[0], {}};
+    decoder = decoder.subspan(kDecoderBytes);
+    if (!decoder.empty()) {
+        read.decoderInfo = TakeDescriptor(decoder, kDecoderInfoTag);
+    }
+    return read;
+}
+
+// Low complexity, a sampling rate by its number, and one to eight channels: for all else
+// libavformat reads on.
+void CheckAacConfiguration(Bytes info) {
+    constexpr unsigned int kLowComplexity = 2;
+    constexpr unsigned int kSamplingRates = 13;
+    Require(info.size() >= 2);
+    const uint32_t bits = Big16(info, 0);
+    const uint32_t channels = bits >> 3U & 15U;
+    Require(bits >> 11U == kLowComplexity && (bits >> 7U & 15U) < kSamplingRates);
+    Require(channels >= 1 && channels <= 7);
+}
+
+void ReadMpeg4Video(Bytes esds, ContainerInfo& info) {
+    constexpr uint8_t kMpeg4Visual = 0x20;
+    constexpr uint8_t kJpeg = 0x6c;
+    const ElementaryStream stream = ReadElementaryStream(esds);
+    Require(stream.objectType == kMpeg4Visual || stream.objectType == kJpeg);
+    info.vdoType = stream.objectType == kJpeg ? VIDEO_MJPEG : VIDEO_MPEG4;
+    if (info.vdoType == VIDEO_MPEG4) {
+        const PictureSize size = ReadMpeg4Size(stream.decoderInfo);
+        info.width = size.width;
+        info.height = size.height;
+    }
+}
+
+void ReadMpeg4Audio(Bytes esds, ContainerInfo& info) {
+    constexpr uint8_t kAac = 0x40;
+    constexpr uint8_t kMp3 = 0x6b;
+    constexpr uint8_t kMp3OfLowRate = 0x69;
+    const ElementaryStream stream = ReadElementaryStream(esds);
+    const bool isMp3 = stream.objectType == kMp3 || stream.objectType == kMp3OfLowRate;
+    Require(isMp3 || stream.objectType == kAac);
+    info.audType = isMp3 ? AUDIO_MP3 : AUDIO_AAC;
+    if (stream.objectType == kAac) {
+        CheckAacConfiguration(stream.decoderInfo);
+    }
+}
+
+// The box that configures the decoder of what a sample entry's name stands for.
+uint32_t ConfigurationOf(uint32_t entryName) {
+    if (entryName == Name("avc1")) {
+        return Name("avcC");
+    }
+    if (entryName == Name("hvc1") || entryName == Name("hev1")) {
+        return Name("hvcC");
+    }
+    Require(entryName == Name("mp4v"));
+    return Name("esds");
+}
+
+} // namespace
+
+void ReadVideoEntry(Bytes entry, ContainerInfo& info) {
+    constexpr std::size_t kFixedBytes = 86;
+    constexpr std::size_t kCodecName = 51; // behind its length
+    constexpr uint32_t kTrueColour = 24;
+    constexpr uint32_t kNoColourTable = 0xffff;
+    Require(entry.size() > kFixedBytes && Big16(entry, 14) == 1); // the first data reference
+    info.width = static_cast<int32_t>(Big16(entry, 32));
+    info.height = static_cast<int32_t>(Big16(entry, 34));
+    Require(info.width > 0 && info.height > 0);
+    Require(Big16(entry, 82) == kTrueColour && Big16(entry, 84) == kNoColourTable);
+    Require(entry[kCodecName] != 'P'); // "Planar ...": a size that is rounded
+
+    const uint32_t wanted = ConfigurationOf(Big32(entry, 4));
+    bool isConfigured = false;
+    ForEachExtension(entry.subspan(kFixedBytes), [&](uint32_t name, Bytes content) {
+        if (name != wanted) {
+            CheckRemark(name, content);
+            return;
+        }
+        // Less than this is no configuration, and more may be another box in disguise.
+        Require(!isConfigured && content.size() >= 7 && Big32(content, 4) != Name("fiel"));
+        isConfigured = true;
+        if (wanted == Name("esds")) {
+            ReadMpeg4Video(content, info);
+        } else {
+            info.vdoType = wanted == Name("avcC") ? VIDEO_H264 : VIDEO_H265;
+        }
+    });
+    Require(isConfigured);
+}
+
+void ReadAudioEntry(Bytes entry, ContainerInfo& info) {
+    constexpr std::size_t kFixedBytes = 36;
+    constexpr uint32_t kMaxChannels = 8;
+    Require(entry.size() >= kFixedBytes && Big16(entry, 14) == 1); // the first data reference
+    Require(Big16(entry, 16) == 0);                                // the version
+    Require(Big16(entry, 24) >= 1 && Big16(entry, 24) <= kMaxChannels);
+    const uint32_t format = Big32(entry, 4);
+    bool isConfigured = false;
+    ForEachExtension(entry.subspan(kFixedBytes), [&](uint32_t name, Bytes content) {
+        if (format == Name("mp4a") && name == Name("esds")) {
+            Require(!isConfigured);
+            isConfigured = true;
+            ReadMpeg4Audio(content, info);
+        } else {
+            CheckRemark(name, content);
+        }
+    });
+    if (format == Name("ulaw") || format == Name("alaw")) {
+        info.audType = format == Name("ulaw") ? AUDIO_G711U : AUDIO_G711A;
+    } else {
+        Require(isConfigured);
+    }
+}
+
+} // namespace recorder

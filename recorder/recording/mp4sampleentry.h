@@ -1,0 +1,15 @@
+// The codec and the picture size that a track's sample entry in an mp4 recording tells.
+
+#pragma once
+
+#include "recorder/recording/container.h"
+#include "recorder/recording/headerblocks.h"
+
+namespace recorder {
+
+// Fill in their part. `entry` is one sample entry with its size and name. Unusual, where it isn't
+// known what libavformat makes of it.
+void ReadVideoEntry(Bytes entry, ContainerInfo& info);
+void ReadAudioEntry(Bytes entry, ContainerInfo& info);
+
+} // namespace recorder

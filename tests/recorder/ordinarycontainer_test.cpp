@@ -1,0 +1,433 @@
+// The readers of ordinary recordings: what they answer is what libavformat answers, and what is
+// ordinary they do answer.
+
+#include "recorder/recording/avcontainer.h"
+#include "recorder/recording/aviheader.h"
+#include "recorder/recording/mp4header.h"
+#include "recorder/support/error.h"
+#include "tests/contract/support/files.h"
+
+#include <filesystem>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace recorder {
+
+bool operator==(const ContainerInfo& one, const ContainerInfo& other) {
+    return one.durationSec == other.durationSec && one.vdoType == other.vdoType &&
+           one.audType == other.audType && one.width == other.width && one.height == other.height;
+}
+
+void PrintTo(const ContainerInfo& info, std::ostream* stream) {
+    *stream << info.durationSec << " s, video " << info.vdoType << ", audio " << info.audType
+            << ", " << info.width << " x " << info.height;
+}
+
+} // namespace recorder
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::string_literals;
+
+using recorder::ContainerInfo;
+using recorder::ContainerKind;
+using testing::Optional;
+
+std::optional<ContainerInfo> ReadHeader(recorder::ByteSource& source, ContainerKind kind) {
+    return kind == ContainerKind::Avi ? recorder::ReadAviHeader(source)
+                                      : recorder::ReadMp4Header(source);
+}
+
+recorder::MemorySource SourceOf(const std::string& bytes) {
+    return recorder::MemorySource({reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()});
+}
+
+std::optional<ContainerInfo> ReadHeader(const std::string& bytes, ContainerKind kind) {
+    recorder::MemorySource source = SourceOf(bytes);
+    return ReadHeader(source, kind);
+}
+
+// Nothing where it refuses.
+std::optional<ContainerInfo> Judge(const std::string& bytes, ContainerKind kind) {
+    recorder::MemorySource source = SourceOf(bytes);
+    try {
+        return recorder::ReadContainerByLibrary(source, kind);
+    } catch (const recorder::Error&) {
+        return std::nullopt;
+    }
+}
+
+// The recordings of one of the media's folders.
+std::vector<std::string> RecordingsIn(const std::string& folder) {
+    std::vector<std::string> names;
+    for (const auto& entry : fs::directory_iterator(std::getenv("KESTORA_TEST_MEDIA") + folder)) {
+        const std::string name = entry.path().filename();
+        if (name.ends_with(".mp4") || name.ends_with(".avi")) {
+            names.push_back(folder.empty() ? name : folder.substr(1) + "/" + name);
+        }
+    }
+    return names;
+}
+
+ContainerKind KindOf(const std::string& name) {
+    return recorder::ContainerKindOf(name).value();
+}
+
+std::string BigEndian(uint32_t number) {
+    std::string bytes;
+    for (const unsigned int shift : {24U, 16U, 8U, 0U}) {
+        bytes += static_cast<char>(number >> shift);
+    }
+    return bytes;
+}
+
+std::string LittleEndian(uint32_t number) {
+    const std::string bytes = BigEndian(number);
+    return {bytes.rbegin(), bytes.rend()};
+}
+
+uint32_t NumberAt(const std::string& bytes, std::size_t offset) {
+    uint32_t number = 0;
+    for (std::size_t i = 0; i < 4; ++i) {
+        number = number << 8U | static_cast<uint8_t>(bytes.at(offset + i));
+    }
+    return number;
+}
+
+std::string BoxOf(const std::string& type, const std::string& content) {
+    return BigEndian(static_cast<uint32_t>(content.size()) + 8) + type + content;
+}
+
+// The recording with other bytes at a place within its first box or chunk of this type, counted
+// from the type.
+std::string WithBytes(std::string bytes, const std::string& type, std::size_t offset,
+                      const std::string& others) {
+    const std::size_t at = bytes.find(type, std::min(bytes.find("moov"), bytes.find("hdrl")));
+    return bytes.replace((at == std::string::npos ? bytes.find(type) : at) + offset, others.size(),
+                         others);
+}
+
+// The recording with another box in place of its last one of this type; the boxes around it grow.
+std::string WithBox(std::string mp4, const std::string& type, const std::string& box) {
+    const std::size_t at = mp4.rfind(type) - 4;
+    const uint32_t size = NumberAt(mp4, at);
+    for (const char* const outer : {"moov", "trak", "mdia", "minf", "stbl", "stsd", "mp4a"}) {
+        const std::size_t begin = mp4.rfind(outer, at) - 4;
+        const uint32_t outerSize = NumberAt(mp4, begin);
+        if (begin + outerSize > at) {
+            mp4.replace(begin, 4, BigEndian(outerSize + static_cast<uint32_t>(box.size()) - size));
+        }
+    }
+    return mp4.replace(at, size, box);
+}
+
+std::string OrdinaryMp4() {
+    return contract::Media("ordinary/h264-aac.mp4");
+}
+
+std::string OrdinaryAvi() {
+    return contract::Media("ordinary/h264-libmp3lame.avi");
+}
+
+// Numbers that look like chance and are the same every time.
+class Numbers {
+public:
+    uint32_t Below(uint32_t end) {
+        m_state = m_state * 1'664'525 + 1'013'904'223;
+        return (m_state >> 8U) % end;
+    }
+
+private:
+    uint32_t m_state = 1;
+};
+
+// Notes what is asked of a recording.
+class NotingSource : public recorder::ByteSource {
+public:
+    struct Range {
+        int64_t begin;
+        int64_t end;
+    };
+
+    explicit NotingSource(const std::string& bytes) : m_source(SourceOf(bytes)) {}
+
+    [[nodiscard]] int64_t Size() const override { return m_source.Size(); }
+    [[nodiscard]] std::size_t ReadAt(int64_t offset, std::span<uint8_t> buffer) override {
+        const std::size_t length = m_source.ReadAt(offset, buffer);
+        m_ranges.push_back({offset, offset + static_cast<int64_t>(length)});
+        return length;
+    }
+
+    [[nodiscard]] const std::vector<Range>& Ranges() const { return m_ranges; }
+
+private:
+    recorder::MemorySource m_source;
+    std::vector<Range> m_ranges;
+};
+
+TEST(ContainerHeaders, OfEveryOrdinaryRecordingSayWhatLibavformatSays) {
+    const std::vector<std::string> names = RecordingsIn("/ordinary");
+    EXPECT_GE(names.size(), 24U);
+    for (const std::string& name : names) {
+        const std::string bytes = contract::Media(name);
+        const std::optional<ContainerInfo> judged = Judge(bytes, KindOf(name));
+        ASSERT_TRUE(judged) << name;
+        EXPECT_THAT(ReadHeader(bytes, KindOf(name)), Optional(*judged)) << name;
+    }
+}
+
+TEST(ContainerHeaders, OfUnusualRecordingsAreLeftToLibavformat) {
+    const std::vector<std::string> names = RecordingsIn("/unusual");
+    EXPECT_GE(names.size(), 12U);
+    for (const std::string& name : names) {
+        EXPECT_EQ(ReadHeader(contract::Media(name), KindOf(name)), std::nullopt) << name;
+    }
+}
+
+TEST(ContainerHeaders, OfNoRecordingSayAnythingElse) {
+    int answers = 0;
+    for (const std::string& name : RecordingsIn("")) {
+        const std::string bytes = contract::Media(name);
+        if (const std::optional<ContainerInfo> info = ReadHeader(bytes, KindOf(name))) {
+            EXPECT_EQ(info, Judge(bytes, KindOf(name))) << name;
+            ++answers;
+        }
+    }
+    EXPECT_GT(answers, 0);
+}
+
+TEST(ContainerHeaders, OfSoundByTelephoneSayWhichLaw) {
+    const std::string rates = BoxOf("btrt", std::string(12, '\0'));
+    for (const char* const law : {"ulaw", "alaw"}) {
+        const std::string mp4 = WithBytes(WithBox(OrdinaryMp4(), "esds", rates), "mp4a", 0, law);
+        const std::optional<ContainerInfo> judged = Judge(mp4, ContainerKind::Mp4);
+        ASSERT_TRUE(judged) << law;
+        EXPECT_EQ(judged->audType, law == "ulaw"s ? 3 : 4);
+        EXPECT_THAT(ReadHeader(mp4, ContainerKind::Mp4), Optional(*judged)) << law;
+    }
+}
+
+TEST(ContainerHeaders, AreFoundBehindSamplesOf64BitSize) {
+    std::string mp4 = OrdinaryMp4();
+    const std::size_t mdat = mp4.find("mdat") - 4;
+    const uint32_t size = NumberAt(mp4, mdat);
+    // The muxer leaves eight bytes for it.
+    mp4.replace(mdat - 8, 16, BigEndian(1) + "mdat" + BigEndian(0) + BigEndian(size + 8));
+
+    EXPECT_THAT(ReadHeader(mp4, ContainerKind::Mp4),
+                Optional(Judge(mp4, ContainerKind::Mp4).value()));
+}
+
+TEST(ContainerHeaders, OfARecordingThatIsCutAreLeftToLibavformat) {
+    for (const std::string& bytes : {OrdinaryMp4(), contract::Media("ordinary/index-first.mp4")}) {
+        for (std::size_t size = 0; size < bytes.size(); size += 7) {
+            EXPECT_EQ(ReadHeader(bytes.substr(0, size), ContainerKind::Mp4), std::nullopt) << size;
+        }
+    }
+    const std::string avi = OrdinaryAvi();
+    for (std::size_t size = 0; size < avi.size(); size += 7) {
+        EXPECT_EQ(ReadHeader(avi.substr(0, size), ContainerKind::Avi), std::nullopt) << size;
+    }
+}
+
+TEST(ContainerHeaders, WithADamagedByteSayNothingElseThanLibavformat) {
+    const auto expectSame = [](std::string bytes, std::size_t begin, std::size_t end,
+                               ContainerKind kind) {
+        int answers = 0;
+        for (std::size_t at = begin; at < end; ++at) {
+            const char intact = bytes[at];
+            for (const char damage : {'\xff', '\0'}) {
+                bytes[at] = damage;
+                const std::optional<ContainerInfo> info = ReadHeader(bytes, kind);
+                // What is wrong within the tables goes unseen.
+                const std::optional<ContainerInfo> judged = info ? Judge(bytes, kind) : info;
+                EXPECT_TRUE(!judged || *info == *judged) << "byte " << at;
+                answers += judged ? 1 : 0;
+            }
+            bytes[at] = intact;
+        }
+        EXPECT_GT(answers, 0);
+    };
+    const std::string mp4 = OrdinaryMp4();
+    expectSame(mp4, 0, 64, ContainerKind::Mp4);
+    expectSame(mp4, mp4.rfind("moov") - 4, mp4.size(), ContainerKind::Mp4);
+    const std::string avi = OrdinaryAvi();
+    expectSame(avi, 0, avi.find("movi") + 4, ContainerKind::Avi);
+}
+
+TEST(ContainerHeaders, OfAnyLengthsSayNothingElseThanLibavformat) {
+    const std::string mp4 = WithBox(OrdinaryMp4(), "esds", BoxOf("btrt", std::string(12, '\0')));
+    Numbers numbers;
+    int answers = 0;
+    for (int i = 0; i < 400; ++i) {
+        const uint32_t scale = 1 + numbers.Below(100'000);
+        const uint32_t halves = scale * (5 + numbers.Below(4)) / 2;
+        const auto around = [&] {
+            return BigEndian(scale) + BigEndian(halves - 2 + numbers.Below(5));
+        };
+        std::string given = WithBytes(mp4, "mvhd", 16, around());
+        given = WithBytes(given, "mdhd", 16, around());
+        given = WithBytes(given, "elst", 12, BigEndian(halves - 2 + numbers.Below(5)));
+        given = WithBytes(given, "mp4a", 0, "ulaw");
+        if (const std::optional<ContainerInfo> info = ReadHeader(given, ContainerKind::Mp4)) {
+            EXPECT_EQ(info, Judge(given, ContainerKind::Mp4)) << scale << " " << halves;
+            ++answers;
+        }
+    }
+    EXPECT_GT(answers, 100);
+}
+
+TEST(ContainerHeaders, OfAnyAviLengthsSayNothingElseThanLibavformat) {
+    Numbers numbers;
+    int answers = 0;
+    for (int i = 0; i < 400; ++i) {
+        const uint32_t scale = 1 + numbers.Below(2000);
+        const uint32_t rate = 1 + numbers.Below(100'000);
+        const uint32_t frames = numbers.Below(1'000'000);
+        const std::string given = WithBytes(OrdinaryAvi(), "vids", 20,
+                                            LittleEndian(scale) + LittleEndian(rate) +
+                                                LittleEndian(0) + LittleEndian(frames));
+        if (const std::optional<ContainerInfo> info = ReadHeader(given, ContainerKind::Avi)) {
+            EXPECT_EQ(info, Judge(given, ContainerKind::Avi)) << scale << " " << rate;
+            ++answers;
+        }
+    }
+    EXPECT_GT(answers, 100);
+}
+
+struct Oddity {
+    const char* what;
+    const char* type; // of the box or chunk
+    std::size_t offset;
+    std::string bytes;
+};
+
+TEST(ContainerHeaders, OfMp4WithAnOddityAreLeftToLibavformat) {
+    const Oddity oddities[] = {
+        {"another format's brand", "ftyp", 4, "qt  "},
+        {"a box to the file's end", "moov", std::size_t{0} - 4, BigEndian(0)},
+        {"compressed headers", "mvhd", 0, "cmov"},
+        {"fragments to follow", "udta", 0, "mvex"},
+        {"no length", "mvhd", 20, BigEndian(0)},
+        {"an unknown length", "mvhd", 20, BigEndian(0xffffffff)},
+        {"a length beyond 31 bits", "mvhd", 16, BigEndian(1) + BigEndian(0x80000000)},
+        {"a version that isn't known", "mvhd", 4, "\x02"},
+        {"no scale", "mdhd", 16, BigEndian(0)},
+        {"a track of another kind", "vide", 0, "text"},
+        {"edits that aren't complete", "elst", 8, BigEndian(9)},
+        {"samples in another file", "url ", 4, BigEndian(0)},
+        {"two descriptions", "stsd", 8, BigEndian(2)},
+        {"encrypted pictures", "avc1", 0, "encv"},
+        {"encrypted sound", "mp4a", 0, "enca"},
+        {"an unknown codec", "avc1", 0, "xyz1"},
+        {"a codec without its configuration", "avcC", 0, "free"},
+        {"no width", "avc1", 28, std::string(2, '\0')},
+        {"a palette", "avc1", 78, std::string("\0\x08\0\0", 4)},
+        {"a box among the tables that is none", "stts", 0, "mvhd"},
+    };
+    for (const Oddity& given : oddities) {
+        const std::string mp4 = WithBytes(OrdinaryMp4(), given.type, given.offset, given.bytes);
+        EXPECT_NE(mp4, OrdinaryMp4()) << given.what;
+        EXPECT_EQ(ReadHeader(mp4, ContainerKind::Mp4), std::nullopt) << given.what;
+    }
+    EXPECT_EQ(ReadHeader(OrdinaryMp4() + BoxOf("uuid", std::string(16, 'x')), ContainerKind::Mp4),
+              std::nullopt);
+    EXPECT_EQ(ReadHeader(OrdinaryMp4() + "\0\0\0"s, ContainerKind::Mp4), std::nullopt);
+}
+
+// Its tables tell how long it really is.
+TEST(ContainerHeaders, OfATrackLongerThanTheMovieAreLeftToLibavformat) {
+    const std::string mp4 = contract::Media("ordinary/no-edits.mp4");
+    ASSERT_TRUE(ReadHeader(mp4, ContainerKind::Mp4));
+
+    EXPECT_EQ(ReadHeader(WithBytes(mp4, "mdhd", 20, BigEndian(0x7fffffff)), ContainerKind::Mp4),
+              std::nullopt);
+}
+
+TEST(ContainerHeaders, OfATrackThatIsCutByItsEditsSayTheLengthThatIsLeft) {
+    const std::string mp4 = WithBytes(OrdinaryMp4(), "mdhd", 20, BigEndian(0x7fffffff));
+
+    EXPECT_THAT(ReadHeader(mp4, ContainerKind::Mp4),
+                Optional(Judge(mp4, ContainerKind::Mp4).value()));
+}
+
+TEST(ContainerHeaders, OfAviWithAnOddityAreLeftToLibavformat) {
+    const Oddity oddities[] = {
+        {"a length beyond the file", "RIFF", 4, LittleEndian(0x7fffffff)},
+        {"frames beyond the file", "movi", std::size_t{0} - 4, LittleEndian(0x7fffffff)},
+        {"another stream", "vids", 0, "txts"},
+        {"other sound behind a name of pulse code", "auds", 4, "Axan"},
+        {"no scale", "vids", 20, LittleEndian(0)},
+        {"no rate", "vids", 24, LittleEndian(0)},
+        {"no width", "strf", 12, LittleEndian(0)},
+        {"a picture upside down", "strf", 16, LittleEndian(0xffffff10)},
+        {"a palette", "strf", 22, "\x08"},
+        {"an unknown codec", "strf", 24, "XYZ1"},
+    };
+    for (const Oddity& given : oddities) {
+        std::string avi = OrdinaryAvi();
+        avi = given.type == "RIFF"s ? avi.replace(4, 4, given.bytes)
+                                    : WithBytes(avi, given.type, given.offset, given.bytes);
+        EXPECT_NE(avi, OrdinaryAvi()) << given.what;
+        EXPECT_EQ(ReadHeader(avi, ContainerKind::Avi), std::nullopt) << given.what;
+    }
+}
+
+TEST(ContainerHeaders, OfMp4AreReadInThreeBlocksWithoutTheTables) {
+    for (const char* const name : {"ordinary/ten-minutes.mp4", "ordinary/ten-minutes-first.mp4"}) {
+        const std::string bytes = contract::Media(name);
+        NotingSource source(bytes);
+
+        const ContainerInfo info = recorder::ReadContainer(source, ContainerKind::Mp4);
+
+        EXPECT_EQ(info, Judge(bytes, ContainerKind::Mp4).value()) << name;
+        EXPECT_LE(source.Ranges().size(), 3U) << name;
+        const auto sizes = static_cast<int64_t>(bytes.find("stsz", bytes.find("moov")));
+        const int64_t count = NumberAt(bytes, static_cast<std::size_t>(sizes) + 12);
+        EXPECT_GT(count, 14'000) << name;
+        for (const NotingSource::Range& range : source.Ranges()) {
+            EXPECT_TRUE(range.end <= sizes + 4096 || range.begin >= sizes + 4 * count)
+                << name << " " << range.begin << " " << range.end;
+        }
+    }
+}
+
+TEST(ContainerHeaders, OfAviAreReadInTwoBlocks) {
+    for (const std::string& name : RecordingsIn("/ordinary")) {
+        if (name.ends_with(".avi")) {
+            const std::string bytes = contract::Media(name);
+            NotingSource source(bytes);
+
+            (void)recorder::ReadContainer(source, ContainerKind::Avi);
+
+            EXPECT_LE(source.Ranges().size(), 2U) << name;
+        }
+    }
+}
+
+// Reads as a failing disk does.
+class FailingSource : public recorder::ByteSource {
+public:
+    [[nodiscard]] int64_t Size() const override { return 1'000'000; }
+    [[nodiscard]] std::size_t ReadAt(int64_t /*offset*/, std::span<uint8_t> /*buffer*/) override {
+        ++reads;
+        throw recorder::Error("can't read a: Input/output error");
+    }
+
+    int reads = 0;
+};
+
+TEST(ContainerHeaders, ThatCanNotBeReadAreNotTriedTwice) {
+    for (const ContainerKind kind : {ContainerKind::Mp4, ContainerKind::Avi}) {
+        FailingSource source;
+
+        EXPECT_THROW((void)recorder::ReadContainer(source, kind), recorder::Error);
+
+        EXPECT_EQ(source.reads, 1);
+    }
+}
+
+} // namespace
