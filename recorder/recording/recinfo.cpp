@@ -50,13 +50,14 @@ uint64_t FileSize(const std::string& path) {
     return static_cast<uint64_t>(st.st_size);
 }
 
-ContainerInfo ContainerOf(const std::string& fullPath) {
-    const std::optional<ContainerKind> kind = ContainerKindOf(fullPath);
-    if (!kind) {
-        throw Error("expected the extension mp4, avi or mxg");
+// A file that is there has a size, whether or not it can be opened: then it is asked for by name.
+FileSource OpenRecording(Reidx::RecInfo& info, const std::string& fullPath) {
+    try {
+        return FileSource(fullPath);
+    } catch (const Error&) {
+        info.size = FileSize(fullPath);
+        throw;
     }
-    FileSource source(fullPath);
-    return ReadContainer(source, *kind);
 }
 
 void FillFromContainer(Reidx::RecInfo& info, const ContainerInfo& container) {
@@ -68,6 +69,28 @@ void FillFromContainer(Reidx::RecInfo& info, const ContainerInfo& container) {
     info.imgHeight = container.height;
 }
 
+// The size comes with the opened file, which saves asking for it by name.
+void FillFromFile(Reidx::RecInfo& info, const std::string& fullPath, ContainerKind kind) {
+    FileSource source = OpenRecording(info, fullPath);
+    info.size = static_cast<uint64_t>(source.Size());
+    FillFromContainer(info, ReadContainer(source, kind));
+}
+
+void Fill(Reidx::RecInfo& info, const std::string& fullPath) {
+    // First what needs no disk: a failing one must not cost the recording its day.
+    const std::optional<int64_t> startTm = StartTimeOf(GetBaseName(fullPath));
+    info.startTm = startTm.value_or(0);
+    info.endTm = info.startTm;
+    const std::optional<ContainerKind> kind = ContainerKindOf(fullPath);
+    if (startTm && kind) {
+        FillFromFile(info, fullPath, *kind);
+        return;
+    }
+    info.size = FileSize(fullPath);
+    throw Error(startTm ? "expected the extension mp4, avi or mxg"
+                        : "expected ten digits, the start time, before the extension");
+}
+
 } // namespace
 
 } // namespace recorder
@@ -77,15 +100,7 @@ int Reidx::GetEvtRecInfo(RecInfo& info, const std::string& fullPath, bool alert)
         info.alert = alert;
         info.path = recorder::RowPath(fullPath);
         try {
-            // First what needs no disk: a failing one must not cost the recording its day.
-            const std::optional<int64_t> startTm = recorder::StartTimeOf(GetBaseName(fullPath));
-            info.startTm = startTm.value_or(0);
-            info.endTm = info.startTm;
-            info.size = recorder::FileSize(fullPath);
-            if (!startTm) {
-                throw recorder::Error("expected ten digits, the start time, before the extension");
-            }
-            recorder::FillFromContainer(info, recorder::ContainerOf(fullPath));
+            recorder::Fill(info, fullPath);
         } catch (const std::exception& error) {
             throw recorder::Error("recording " + fullPath + ": " + error.what());
         }

@@ -171,6 +171,16 @@ TEST_F(RecordingInfo, FailsOnAMissingFileAndStillTellsItsPathAndStart) {
     EXPECT_EQ(world::Log().size(), 1U);
 }
 
+TEST_F(RecordingInfo, TellsTheSizeOfWhatItDoesNotOpen) {
+    contract::PutFile(Scratch("elsewhere.mp4"), std::string(10, 'x'));
+    path = MakeFolder("cam/20140312AM") + "/cam-20140312-020000-1394589600.mp4";
+    fs::create_symlink(Scratch("elsewhere.mp4"), path);
+
+    EXPECT_NE(Reidx::GetEvtRecInfo(info, path, false), 0);
+
+    ExpectNameAndStatusOnly(10);
+}
+
 TEST_F(RecordingInfo, FailsOnANameWithoutTenDigits) {
     for (const char* const name : {"cam-139458960.mp4", "cam-1394589600x.mp4", "1.mp4", ".mp4"}) {
         info = {};
