@@ -322,7 +322,7 @@ void SetUpLibrary() {
 
 } // namespace
 
-ContainerInfo ReadContainerByLibrary(ByteSource& source, ContainerKind kind) {
+ContainerInfo ReadAvContainer(ByteSource& source, ContainerKind kind) {
     SetUpLibrary();
     const bool isFrames = kind == ContainerKind::Mxg;
     const int64_t size = source.Size();

@@ -6,7 +6,7 @@
 
 namespace recorder {
 
-// As ReadContainer, and the judge of every container that is out of the ordinary.
-[[nodiscard]] ContainerInfo ReadContainerByLibrary(ByteSource& source, ContainerKind kind);
+// As ReadContainerByLibrary.
+[[nodiscard]] ContainerInfo ReadAvContainer(ByteSource& source, ContainerKind kind);
 
 } // namespace recorder

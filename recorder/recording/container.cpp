@@ -1,7 +1,7 @@
 #include "recorder/recording/container.h"
 
-#include "recorder/recording/avcontainer.h"
 #include "recorder/recording/aviheader.h"
+#include "recorder/recording/librarycontainer.h"
 #include "recorder/recording/mp4header.h"
 
 namespace recorder {

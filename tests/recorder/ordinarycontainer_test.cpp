@@ -1,8 +1,8 @@
 // The readers of ordinary recordings: what they answer is what libavformat answers, and what is
 // ordinary they do answer.
 
-#include "recorder/recording/avcontainer.h"
 #include "recorder/recording/aviheader.h"
+#include "recorder/recording/librarycontainer.h"
 #include "recorder/recording/mp4header.h"
 #include "recorder/support/error.h"
 #include "tests/contract/support/files.h"
