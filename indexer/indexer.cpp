@@ -99,12 +99,14 @@ int Indexer::InitFileRecIdMap() {
     }
 
     int row = 0;
+    std::string path; // kept from row to row, as is its memory
     while (KRDBFetchRow(rows, &row) == 0) {
         const char* id = KRDBFetchField(rows, row, "id");
-        const char* path = KRDBFetchField(rows, row, "path");
-        if (id == nullptr || path == nullptr) {
+        const char* pathField = KRDBFetchField(rows, row, "path");
+        if (id == nullptr || pathField == nullptr) {
             continue;
         }
+        path = pathField;
         REINDEX_LOG(LOG_LEVEL_TRACE, "Map insert: (%s, %s)\n", GetBaseName(path).c_str(), id);
         m_fileRecIdMap.try_emplace(GetBaseName(path),
                                    static_cast<int32_t>(std::strtol(id, nullptr, 10)));
@@ -139,13 +141,14 @@ void Indexer::ProcessDirAndFiles(const std::string& dir) {
 
     std::string fullPath = dir + "/";
     const std::size_t prefixLength = fullPath.size();
+    std::string fileName;
     struct dirent64 entry;
     struct stat64 st = {}; // kept from file to file: a file that vanished is handled all the same
     while (ReadEntry(handle.get(), entry)) {
         if (!IsRegularFile(entry)) {
             continue;
         }
-        const std::string fileName = entry.d_name;
+        fileName = entry.d_name;
         fullPath.replace(prefixLength, std::string::npos, fileName);
         if (stat64(fullPath.c_str(), &st) != 0 && errno != ENOENT) {
             REINDEX_LOG(LOG_LEVEL_ERROR, "Failed to stat file [%s] with errno [%d].\n",

@@ -24,9 +24,12 @@ uint32_t LengthAt(const char* field) {
     return length;
 }
 
-void AppendLength(std::vector<char>& fields, uint32_t length) {
-    const auto* const bytes = reinterpret_cast<const char*>(&length);
-    fields.insert(fields.end(), bytes, bytes + sizeof length);
+// Appends a length and makes room for what follows it; returns where that begins.
+char* AppendLength(std::vector<char>& fields, uint32_t length, std::size_t followed) {
+    const std::size_t at = fields.size();
+    fields.resize(at + sizeof length + followed);
+    std::memcpy(fields.data() + at, &length, sizeof length);
+    return fields.data() + at + sizeof length;
 }
 
 const char* FieldBehind(const char* field) {
@@ -37,6 +40,11 @@ const char* FieldBehind(const char* field) {
 } // namespace
 
 const DBResult_tag::Block* DBResult_tag::BlockOf(int row) const {
+    const bool isInFirst =
+        m_blocks.size() == 1 || (m_blocks.size() > 1 && row < m_blocks[1].firstRow);
+    if (isInFirst && row >= m_blocks.front().firstRow) { // as where rows are fetched in turn
+        return &m_blocks.front();
+    }
     const auto behind =
         std::upper_bound(m_blocks.begin(), m_blocks.end(), row,
                          [](int wanted, const Block& block) { return wanted < block.firstRow; });
@@ -73,15 +81,14 @@ void DBResult_tag::TakeColumns(std::vector<std::string> names) {
 }
 
 void DBResult_tag::AppendField(std::string_view text) {
-    std::vector<char>& fields = BlockToAppendTo().fields;
-    AppendLength(fields, static_cast<uint32_t>(text.size()));
-    fields.insert(fields.end(), text.begin(), text.end());
-    fields.push_back('\0');
+    char* const room = AppendLength(BlockToAppendTo().fields, static_cast<uint32_t>(text.size()),
+                                    text.size() + 1); // the NUL is there by that
+    std::copy(text.begin(), text.end(), room);
     CountField();
 }
 
 void DBResult_tag::AppendNull() {
-    AppendLength(BlockToAppendTo().fields, kNullLength);
+    AppendLength(BlockToAppendTo().fields, kNullLength, 0);
     CountField();
 }
 

@@ -29,16 +29,16 @@ std::vector<std::string> ColumnNames(sqlite3_stmt* statement) {
 
 void AppendRow(sqlite3_stmt* statement, DBResult_tag& rows) {
     for (int column = 0; column < sqlite3_column_count(statement); ++column) {
-        if (sqlite3_column_type(statement, column) == SQLITE_NULL) {
-            rows.AppendNull();
-            continue;
-        }
         const auto* const text =
             reinterpret_cast<const char*>(sqlite3_column_text(statement, column));
-        if (text == nullptr) {
+        if (text != nullptr) {
+            rows.AppendField(
+                {text, static_cast<std::size_t>(sqlite3_column_bytes(statement, column))});
+        } else if (sqlite3_column_type(statement, column) == SQLITE_NULL) {
+            rows.AppendNull();
+        } else {
             throw Error("out of memory");
         }
-        rows.AppendField({text, static_cast<std::size_t>(sqlite3_column_bytes(statement, column))});
     }
 }
 
