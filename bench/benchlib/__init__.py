@@ -1,0 +1,1 @@
+"""The benchmark's parts, one job each; bench/run.py puts them together."""

@@ -1,0 +1,195 @@
+"""The cases: what is put on the recorder, what is run, and what both programs must have done then."""
+
+import shutil
+from dataclasses import dataclass
+from typing import Callable
+
+from benchlib import tree as trees
+from benchlib.measure import Pair, demand
+
+ROW_COLUMNS = ("camera_id, path, start_tm, end_tm, size, vdo_type, aud_fmt, img_w, img_h")
+ALL_ROWS = f"SELECT {ROW_COLUMNS} FROM event ORDER BY camera_id, path"
+
+
+@dataclass(frozen=True)
+class Case:
+    """`files` where no other number is asked for, and the most that a curve goes to."""
+
+    prepare: Callable  # of a recorder, its bench and a number of files; returns a Pair
+    told: str
+    files: int
+    most: int
+    aims: dict  # by engine
+    unit: str = "ratio"
+    engines: tuple = ("sqlite", "postgresql")
+
+
+def _walk_arguments(recorder, tree):
+    arguments = []
+    for camera, store in enumerate(tree.stores, 1):
+        arguments += [f"SELECT id, path FROM {recorder.store.table('event')} "
+                      f"WHERE camera_id = {camera}", store]
+    return arguments
+
+
+def _finds_nothing_to_do(recorder, files):
+    """Checks, for the tool and for floor_walk, that all rows were seen with their files."""
+    def check_ours(_out):
+        demand(recorder.store.query("system", "SELECT sum(known), sum(files) FROM run_part "
+                                    "WHERE run = (SELECT max(id) FROM run)"),
+               f"{files}|{files}", "known rows and files of the run")
+        demand(recorder.number("SELECT count(*) FROM event"), files, "rows of recordings")
+
+    def check_floor(out):
+        demand(out, f"{files} rows, 0 without a file\n", "the floor")
+
+    return {"check_ours": check_ours, "check_floor": check_floor}
+
+
+def prepare_known(recorder, bench, files):
+    tree = bench.tree("empty", files)
+    recorder.add_cameras(tree.stores)
+    recorder.insert_recordings(trees.rows_of(tree.cameras, tree.per_camera))
+    return Pair(recorder.ours("-r", "-1"),
+                recorder.floor("walk", recorder.store.address("recording"),
+                               *_walk_arguments(recorder, tree)),
+                **_finds_nothing_to_do(recorder, files))
+
+
+def prepare_plan(recorder, bench, files):
+    pair = prepare_known(recorder, bench, files)
+    run = pair.ours
+    return Pair([str(recorder.programs / "krctl"), "plan", "-r", "-1"], run, check_floor=pair.check_ours)
+
+
+def _prepare_new(kind):
+    def prepare(recorder, bench, files):
+        tree = bench.tree(kind, files, cameras=1)
+        recorder.add_cameras(tree.stores)
+        recorder.store.save()
+        rows = []
+
+        def check_ours(_out):
+            rows.append(recorder.store.query("recording", ALL_ROWS))
+            demand(rows[0].count("\n") + 1, files, "rows of recordings")
+
+        def check_floor(out):
+            demand(out, f"{files} statements\n", "the floor")
+            demand(recorder.store.query("recording", ALL_ROWS) == rows.pop(), True,
+                   "the floor's rows are the tool's")
+
+        return Pair(recorder.ours("-r", "1"),
+                    recorder.floor("insert", recorder.store.address("recording"), 1,
+                                   tree.stores[0]),
+                    recorder.store.restore, check_ours, check_floor)
+    return prepare
+
+
+def prepare_gone(recorder, bench, files):
+    """The half-day folders of all recordings are gone, as when the oldest ones are removed."""
+    store = bench.folder("gone")
+    recorder.add_cameras([store])
+    recorder.insert_recordings(trees.rows_of(1, files))
+    recorder.store.save()
+    removed = "SELECT row_id, camera_id, path, start_tm, end_tm, size FROM removed ORDER BY row_id"
+    rows = []
+
+    def check_ours(_out):
+        rows.append(recorder.store.query("recording", removed))
+        demand(rows[0].count("\n") + 1, files, "rows in the ledger")
+        demand(recorder.number("SELECT count(*) FROM event"), 0, "rows of recordings")
+
+    def check_floor(out):
+        demand(out, f"{files} ids\n", "the floor")
+        demand(recorder.number("SELECT count(*) FROM event"), 0, "rows of recordings")
+        demand(recorder.store.query("recording", removed) == rows.pop(), True,
+               "the floor's ledger is the tool's")
+
+    return Pair(recorder.ours("-r", "1"),
+                recorder.floor("remove", recorder.store.address("recording"),
+                               recorder.store.ledger, "event", files),
+                recorder.store.restore, check_ours, check_floor)
+
+
+def _snapshots(recorder, bench, files):
+    folder = recorder.package / "var/snapshot"
+    trees.fill_with_snapshots(folder, bench.media, files)
+    return folder
+
+
+def prepare_known_snapshots(recorder, bench, files):
+    folder = _snapshots(recorder, bench, files)
+    recorder.store.insert("snapshot", "snapshot", "filename",
+                          ((trees.snapshot_name(number),) for number in range(files)))
+    select = f"SELECT id, filename FROM {recorder.store.table('snapshot')}"
+    count = "SELECT count(*) FROM snapshot"
+    return Pair(recorder.ours("-s"),
+                recorder.floor("walk", recorder.store.address("snapshot"), select, folder),
+                check_ours=lambda _out: demand(recorder.number(count, "snapshot"), files, "rows"),
+                check_floor=lambda out: demand(out, f"{files} rows, 0 without a file\n",
+                                               "the floor"))
+
+
+def _prepare_new_snapshots(writes):
+    def prepare(recorder, bench, files):
+        folder = _snapshots(recorder, bench, files)
+        thumbnails, theirs = folder / "@Thumbnail", recorder.folder / "thumbnails"
+        recorder.store.save()
+
+        def forget():
+            recorder.store.restore()
+            for each in (thumbnails, theirs):
+                shutil.rmtree(each, ignore_errors=True)
+            theirs.mkdir()
+
+        def check_ours(_out):
+            demand(len(list(thumbnails.iterdir())), files, "thumbnails")
+            demand(recorder.number("SELECT count(*) FROM snapshot", "snapshot"), files, "rows")
+
+        def check_floor(out):
+            demand(out, f"{files} thumbnails\n", "the floor")
+            demand(len(list(theirs.iterdir())), files if writes else 0, "the floor's thumbnails")
+
+        floor = [str(recorder.programs / "floor_thumbnails"), str(folder)]
+        return Pair(recorder.ours("-s"), floor + ([str(theirs)] if writes else []), forget,
+                    check_ours, check_floor)
+    return prepare
+
+
+def _prepare_empty(arguments, databases):
+    def prepare(recorder, bench, _files):
+        recorder.add_cameras([bench.folder("nothing")])
+        names = databases if recorder.engine == "sqlite" else databases[:1]
+        return Pair(recorder.ours(*arguments),
+                    recorder.floor("open", *map(recorder.store.address, names)),
+                    check_floor=lambda out: demand(out, f"{len(names)} databases\n", "the floor"))
+    return prepare
+
+
+BOTH = ("sqlite", "postgresql")
+MILLION = 1_000_000
+
+CASES = {
+    "known": Case(prepare_known, "every recording has its row: nothing to do", 200_000, MILLION,
+                  {"sqlite": 1.15, "postgresql": 1.25}),
+    "new": Case(_prepare_new("ten-minute"), "no recording has a row; ten-minute mp4s, index at the "
+                "end", 20_000, MILLION, dict.fromkeys(BOTH, 1.3)),
+    "new-small": Case(_prepare_new("small"), "likewise, mp4s of a second", 20_000, MILLION,
+                      dict.fromkeys(BOTH, 1.3)),
+    "gone": Case(prepare_gone, "no row has a file any more", 100_000, MILLION,
+                 dict.fromkeys(BOTH, 1.3)),
+    "known-snapshots": Case(prepare_known_snapshots, "every snapshot has its row", 100_000, MILLION,
+                            {}),
+    "new-snapshots": Case(_prepare_new_snapshots(False), "no snapshot has a row or a thumbnail; the "
+                          "floor writes nothing", 1000, 10_000, dict.fromkeys(BOTH, 1.2),
+                          engines=("sqlite",)),
+    "new-snapshots-kept": Case(_prepare_new_snapshots(True), "likewise; the floor writes and "
+                               "flushes each thumbnail, too", 1000, 10_000,
+                               dict.fromkeys(BOTH, 1.2), engines=("sqlite",)),
+    "plan": Case(prepare_plan, "nothing to do: krctl plan, and krindexer as its floor", 100_000,
+                 MILLION, {}),
+    "empty-emaps": Case(_prepare_empty(("-e",), ["system"]), "krindexer -e on an empty recorder", 0,
+                        0, dict.fromkeys(BOTH, 5.0), "ms"),
+    "empty-camera": Case(_prepare_empty(("-r", "-1"), ["system", "recording"]), "krindexer -r -1 "
+                         "with one empty camera", 0, 0, dict.fromkeys(BOTH, 5.0), "ms"),
+}

@@ -1,0 +1,95 @@
+"""Runs a case's programs in turn and tells what they took."""
+
+import os
+import statistics
+import subprocess
+from dataclasses import dataclass, field
+from typing import Callable
+
+DROP_CACHES = "/proc/sys/vm/drop_caches"
+
+
+class Unequal(Exception):
+    """The tool and its floor didn't do the same work, so there is nothing to compare."""
+
+
+def demand(found, expected, what):
+    if found != expected:
+        raise Unequal(f"{what}: {found}; expected {expected}")
+
+
+@dataclass
+class Pair:
+    """A tool and its floor. `before` is called before each run; the checks, with what the program
+    printed, after the first run of each."""
+
+    ours: list
+    floor: list
+    before: Callable = lambda: None
+    check_ours: Callable = lambda out: None
+    check_floor: Callable = lambda out: None
+
+
+@dataclass
+class Timing:
+    """Seconds of the counted runs, pair by pair."""
+
+    ours: list = field(default_factory=list)
+    floor: list = field(default_factory=list)
+    peak_kib: int = 0
+
+    @property
+    def ours_s(self):
+        return statistics.median(self.ours)
+
+    @property
+    def floor_s(self):
+        return statistics.median(self.floor)
+
+    @property
+    def ratio(self):
+        return statistics.median(ours / floor for ours, floor in zip(self.ours, self.floor))
+
+    @property
+    def difference_s(self):
+        return self.ours_s - self.floor_s
+
+
+def run_once(recorder, command):
+    """Seconds, peak KiB and output of one run in the sandbox, which isn't counted."""
+    told = recorder.folder / "stopwatch"
+    done = subprocess.run(recorder.inside(recorder.programs / "stopwatch", told, *command),
+                          check=True, stdout=subprocess.PIPE, text=True)
+    seconds, peak, status = told.read_text(encoding="utf-8").split()
+    demand(int(status), 0, f"the status of {' '.join(command)[:200]}")
+    return float(seconds), int(peak), done.stdout
+
+
+def in_turn(recorder, pair, runs, before=lambda: None):
+    """Ours, floor, ours, floor, ...; after one run of each that isn't counted but checked."""
+    timing = Timing()
+    for number in range(runs + 1):
+        for command, seconds, check in ((pair.ours, timing.ours, pair.check_ours),
+                                        (pair.floor, timing.floor, pair.check_floor)):
+            pair.before()
+            before()
+            taken, peak, out = run_once(recorder, command)
+            if number == 0:
+                check(out)
+                continue
+            seconds.append(taken)
+            if command is pair.ours:
+                timing.peak_kib = max(timing.peak_kib, peak)
+    return timing
+
+
+def can_drop_caches():
+    return os.access(DROP_CACHES, os.W_OK)
+
+
+def drop_caches(recorder):
+    """So that every page comes from the disk: the server's and the kernel's."""
+    recorder.store.cool_down()
+    os.sync()
+    with open(DROP_CACHES, "w", encoding="ascii") as file:
+        file.write("3\n")

@@ -1,0 +1,16 @@
+// floor_open DATABASE...: opens databases and closes them: the least that an empty run can cost.
+
+#include "bench/floors/engine.h"
+#include "bench/floors/floor.h"
+
+#include <list>
+
+int main(int argc, char** argv) {
+    return floors::RunFloor(argc, argv, 1, "floor_open DATABASE...", [](std::span<char*> args) {
+        std::list<floors::Engine> engines;
+        for (const char* const address : args) {
+            engines.emplace_back(address);
+        }
+        std::printf("%zu databases\n", engines.size());
+    });
+}

@@ -1,0 +1,38 @@
+// The walk that no re-indexing can do without: the entries of each folder, the status of each file.
+
+#pragma once
+
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+#include <dirent.h>
+#include <sys/stat.h>
+
+namespace floors {
+
+// Calls visit(path, name) for each file in a folder and in the folders within it, but for those
+// whose names begin with "." or "@".
+template <typename Visit> void WalkFolder(const std::string& folder, const Visit& visit) {
+    const std::unique_ptr<DIR, int (*)(DIR*)> dir(opendir(folder.c_str()), closedir);
+    if (!dir) {
+        throw std::runtime_error("can't open " + folder);
+    }
+    std::string path = folder + "/";
+    const std::size_t prefix = path.size();
+    struct stat64 st = {};
+    while (const struct dirent64* const entry = readdir64(dir.get())) {
+        const char* const name = entry->d_name;
+        if (name[0] == '.' || name[0] == '@') {
+            continue;
+        }
+        path.replace(prefix, std::string::npos, name);
+        if (entry->d_type == DT_DIR) {
+            WalkFolder(path, visit);
+        } else if (entry->d_type == DT_REG && stat64(path.c_str(), &st) == 0) {
+            visit(path, name);
+        }
+    }
+}
+
+} // namespace floors
