@@ -1,82 +1,136 @@
 #!/usr/bin/env python3
-"""Measures krindexer against floor programs: ours, floor, ours, floor, ... on one tree in one run."""
+"""Measures krindexer against floor programs, which do the least that the work can cost: ours, floor,
+ours, floor, ... on one tree in one run, each from its start to its exit. The figure is the median of
+the ratios pair by pair, or a difference of medians. Both must have done the same work; how they
+compare is told, and never a failure."""
 
 import argparse
 import json
+import shlex
+import signal
 import sys
 import tempfile
 from pathlib import Path
 
-from benchlib import measure, report
+from benchlib import counts, machine, measure, page, peers, plot, report
 from benchlib.cases import CASES
+from benchlib.suite import SIZES, Suite
 from benchlib.workshop import Workshop
 
 ENGINES = ("sqlite", "postgresql")
-LEAST_RUNS_OF_MS = 21  # a difference of milliseconds needs many
 
 
-def result_of(name, engine, cache, files, timing):
-    case = CASES[name]
-    aim = case.aims.get(engine) if cache == "warm" else None
-    figure = timing.difference_s * 1000 if case.unit == "ms" else timing.ratio
-    return {"case": name, "engine": engine, "cache": cache, "files": files, "runs": len(timing.ours),
-            "ours_s": timing.ours_s, "floor_s": timing.floor_s, "figure": figure, "unit": case.unit,
-            "aim": aim, "kept": None if aim is None else figure <= aim, "peak_kib": timing.peak_kib}
+def cases_told():
+    lines = [f"  {name:20}{case.told}" for name, case in CASES.items()]
+    return "\n".join(["cases:", *lines])
 
 
-def measure_case(workshop, name, engine, files, runs, cold=False):
-    case = CASES[name]
-    runs = max(runs, LEAST_RUNS_OF_MS) if case.unit == "ms" else runs
-    with workshop.recorder(engine) as recorder:
-        pair = case.prepare(recorder, workshop, files)
-        before = (lambda: measure.drop_caches(recorder)) if cold else (lambda: None)
-        timing = measure.in_turn(recorder, pair, runs, before)
-    return result_of(name, engine, "cold" if cold else "warm", files, timing)
-
-
-def parse_arguments():
+def make_parser():
     parser = argparse.ArgumentParser(
-        prog="script/bench", description=__doc__,
-        formatter_class=argparse.RawDescriptionHelpFormatter,
-        epilog="cases:\n" + "".join(f"  {name:20}{case.told}\n" for name, case in CASES.items()))
+        prog="script/bench", description=__doc__, epilog=cases_told(),
+        formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("cases", nargs="*", metavar="CASE", help="see below; all of them")
     parser.add_argument("--bin", type=Path, required=True, help=argparse.SUPPRESS)
     parser.add_argument("--engine", choices=(*ENGINES, "both"), default="both")
-    parser.add_argument("--files", type=int, help="instead of each case's own number")
-    parser.add_argument("--cameras", type=int, default=1, help="that the files are spread over")
-    parser.add_argument("--runs", type=int, default=5, help="counted runs of each program")
+    parser.add_argument("--files", type=int, metavar="N", help="instead of each case's own number")
+    parser.add_argument("--cameras", type=int, metavar="N", default=1,
+                        help="the known files are spread over so many")
+    parser.add_argument("--runs", type=int, metavar="N", default=5,
+                        help="counted runs of each program (5); a difference in ms takes 21 at least")
+    parser.add_argument("--cold", action="store_true",
+                        help="also with a cold page cache, which takes root")
+    parser.add_argument("--counts", action="store_true",
+                        help="also calls of the system and instructions per file")
+    parser.add_argument("--curve", action="store_true", help="also by number of files, to a million")
+    parser.add_argument("--sizes", metavar="N,...", default=",".join(map(str, SIZES)),
+                        help="the numbers of files of the curve (%(default)s)")
+    parser.add_argument("--ten-million", action="store_true",
+                        help="also the case known with ten million files of ten cameras")
+    parser.add_argument("--peers", action="store_true",
+                        help="also minidlna and plocate's updatedb on the same tree; installs them")
+    parser.add_argument("--only", action="store_true",
+                        help="only what options that begin with 'also' ask for")
+    parser.add_argument("--work", type=Path, metavar="DIR",
+                        help="where to make trees and recorders (the folder for temporary files)")
     parser.add_argument("--json", type=Path, metavar="FILE", help="write the results there, too")
+    parser.add_argument("--svg", type=Path, metavar="FILE", help="draw the curve there")
+    parser.add_argument("--from", type=Path, metavar="FILE", nargs="+", dest="earlier",
+                        help="measure nothing: the results are those that --json wrote")
+    parser.add_argument("--document", action="store_true",
+                        help="put tables and plot into docs/performance.md; measures warm and cold, "
+                             "counts and curve unless --from tells the results")
+    return parser
+
+
+def parse_arguments():
+    parser = make_parser()
     options = parser.parse_args()
     unknown = set(options.cases) - set(CASES)
     if unknown:
         parser.error(f"there is no case {', '.join(sorted(unknown))}")
     options.engines = ENGINES if options.engine == "both" else (options.engine,)
+    options.sizes = [int(size) for size in options.sizes.split(",")]
+    if options.document:
+        options.cold = options.counts = options.curve = True
     return options
 
 
 def measure_all(workshop, options):
-    for name in options.cases or CASES:
-        for engine in options.engines:
-            if engine not in CASES[name].engines:
-                continue
-            files = CASES[name].files if options.files is None else options.files
-            files = 0 if CASES[name].unit == "ms" else files
-            result = measure_case(workshop, name, engine, files, options.runs)
-            print(report.table([result]).splitlines()[-1], file=sys.stderr, flush=True)
-            yield result
+    suite = Suite(workshop, options.engines, options.runs)
+    names = options.cases or list(CASES)
+    run = {"command": shlex.join(["script/bench", *_words_of_interest()]),
+           "machine": machine.described(workshop.work), "figures": [], "curve": [], "counts": [],
+           "peers": []}
+    if not options.only:
+        run["figures"] += suite.cases(names, options.files)
+    if options.cold:
+        run["figures"] += suite.cold(names, options.files)
+    if options.curve:
+        run["curve"], growth = suite.curve(names, options.sizes)
+        run["figures"] += growth
+    if options.counts:
+        run["counts"] = [counts.count(workshop, name, engine) for name in counts.SIZES
+                         if name in names for engine in options.engines]
+        run["figures"] += counts.figures(run["counts"])
+    if options.peers:
+        run["peers"] = peers.measure_all(workshop, options.files)
+    if options.ten_million:
+        run["figures"] += suite.ten_million()
+    return run
+
+
+def _words_of_interest():
+    """The command line without what this program's caller added."""
+    words = sys.argv[1:]
+    at = words.index("--bin")
+    return words[:at] + words[at + 2:]
+
+
+def measured(options):
+    if options.earlier:
+        return [json.loads(path.read_text(encoding="utf-8")) for path in options.earlier]
+    with (tempfile.TemporaryDirectory(prefix="kestora-bench-", dir=options.work) as folder,
+          Workshop(Path(folder), options.bin.resolve(), options.cameras) as workshop):
+        return [measure_all(workshop, options)]
 
 
 def main():
     options = parse_arguments()
-    with (tempfile.TemporaryDirectory(prefix="kestora-bench-") as folder,
-          Workshop(Path(folder), options.bin.resolve(), options.cameras) as workshop):
-        results = list(measure_all(workshop, options))
-    print(report.table(results))
+    runs = measured(options)
+    for run in runs:
+        print(report.text(run))
     if options.json:
-        options.json.write_text(json.dumps(results, indent=1) + "\n", encoding="utf-8")
+        options.json.write_text(json.dumps(runs[0], indent=1) + "\n", encoding="utf-8")
+    if options.svg:
+        options.svg.write_text(plot.svg([point for run in runs for point in run["curve"]]),
+                               encoding="utf-8")
+    if options.document:
+        page.write(runs)
 
 
 if __name__ == "__main__":
+    # Whoever ends it is to find nothing left behind.
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))
     try:
         main()
     except measure.Unequal as problem:

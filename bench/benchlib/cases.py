@@ -4,6 +4,7 @@ import shutil
 from dataclasses import dataclass
 from typing import Callable
 
+from benchlib import measure
 from benchlib import tree as trees
 from benchlib.measure import Pair, demand
 
@@ -13,7 +14,8 @@ ALL_ROWS = f"SELECT {ROW_COLUMNS} FROM event ORDER BY camera_id, path"
 
 @dataclass(frozen=True)
 class Case:
-    """`files` where no other number is asked for, and the most that a curve goes to."""
+    """`files` where no other number is asked for; the `most` that a curve goes to, 0 = it has none;
+    `cold`, the files for a cold cache, each in its own place on the disk, 0 = it isn't measured."""
 
     prepare: Callable  # of a recorder, its bench and a number of files; returns a Pair
     told: str
@@ -22,6 +24,7 @@ class Case:
     aims: dict  # by engine
     unit: str = "ratio"
     engines: tuple = ("sqlite", "postgresql")
+    cold: int = 0
 
 
 def _walk_arguments(recorder, tree):
@@ -156,6 +159,12 @@ def _prepare_new_snapshots(writes):
     return prepare
 
 
+def peak_of_an_empty_run(recorder, bench):
+    """KiB; what the process takes before it holds any row."""
+    recorder.add_cameras([bench.folder("nothing")])
+    return measure.run_once(recorder, recorder.ours("-r", "-1"))[1]
+
+
 def _prepare_empty(arguments, databases):
     def prepare(recorder, bench, _files):
         recorder.add_cameras([bench.folder("nothing")])
@@ -171,23 +180,23 @@ MILLION = 1_000_000
 
 CASES = {
     "known": Case(prepare_known, "every recording has its row: nothing to do", 200_000, MILLION,
-                  {"sqlite": 1.15, "postgresql": 1.25}),
-    "new": Case(_prepare_new("ten-minute"), "no recording has a row; ten-minute mp4s, index at the "
-                "end", 20_000, MILLION, dict.fromkeys(BOTH, 1.3)),
-    "new-small": Case(_prepare_new("small"), "likewise, mp4s of a second", 20_000, MILLION,
-                      dict.fromkeys(BOTH, 1.3)),
+                  {"sqlite": 1.15, "postgresql": 1.25}, cold=100_000),
+    "new": Case(_prepare_new("ten-minute"), "no recording has a row; mp4s of ten minutes, with their "
+                "index at the end", 10_000, MILLION, dict.fromkeys(BOTH, 1.3), cold=2000),
+    "new-small": Case(_prepare_new("small"), "likewise, mp4s of a second", 10_000, MILLION,
+                      dict.fromkeys(BOTH, 1.3), cold=10_000),
     "gone": Case(prepare_gone, "no row has a file any more", 100_000, MILLION,
-                 dict.fromkeys(BOTH, 1.3)),
+                 dict.fromkeys(BOTH, 1.3), cold=100_000),
     "known-snapshots": Case(prepare_known_snapshots, "every snapshot has its row", 100_000, MILLION,
                             {}),
     "new-snapshots": Case(_prepare_new_snapshots(False), "no snapshot has a row or a thumbnail; the "
-                          "floor writes nothing", 1000, 10_000, dict.fromkeys(BOTH, 1.2),
+                          "floor writes nothing", 1000, 0, dict.fromkeys(BOTH, 1.2),
                           engines=("sqlite",)),
-    "new-snapshots-kept": Case(_prepare_new_snapshots(True), "likewise; the floor writes and "
-                               "flushes each thumbnail, too", 1000, 10_000,
-                               dict.fromkeys(BOTH, 1.2), engines=("sqlite",)),
-    "plan": Case(prepare_plan, "nothing to do: krctl plan, and krindexer as its floor", 100_000,
-                 MILLION, {}),
+    "new-snapshots-kept": Case(_prepare_new_snapshots(True), "likewise; the floor writes each "
+                               "thumbnail, and flushes it", 1000, 0, dict.fromkeys(BOTH, 1.2),
+                               engines=("sqlite",)),
+    "plan": Case(prepare_plan, "nothing to do: krctl plan, with krindexer as its floor", 100_000, 0,
+                 {}),
     "empty-emaps": Case(_prepare_empty(("-e",), ["system"]), "krindexer -e on an empty recorder", 0,
                         0, dict.fromkeys(BOTH, 5.0), "ms"),
     "empty-camera": Case(_prepare_empty(("-r", "-1"), ["system", "recording"]), "krindexer -r -1 "

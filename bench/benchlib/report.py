@@ -1,31 +1,75 @@
-"""What was measured, as a table, as JSON and as a picture."""
+"""What was measured, as text: a line, a table, and the part of the page that is made."""
 
-COLUMNS = ("case", "engine", "cache", "files", "ours", "floor", "figure", "aim", "kept", "peak MiB",
-           "per file")
+HEAD = ("case", "engine", "cache", "files", "ours", "floor", "figure", "aim", "kept", "per file",
+        "peak")
+UNITS = {"ratio": "{:.2f}", "ms": "{:+.1f} ms", "bytes a row": "{:.0f} bytes a row",
+         "calls": "{:.2f} calls", "instructions": "{:.0f} instructions"}
 
 
-def line_of(result):
-    """The cells of a result."""
-    is_difference = result["unit"] == "ms"
-    aim = result.get("aim")
-    return (result["case"], result["engine"], result["cache"], f"{result['files']:,}",
-            seconds(result["ours_s"]), seconds(result["floor_s"]),
-            f"{result['figure']:+.1f} ms" if is_difference else f"{result['figure']:.2f}",
-            "" if aim is None else f"≤ {aim:g}{' ms' if is_difference else ''}",
+def cells(result):
+    """Those of a result's row in the table."""
+    unit, files = UNITS[result["unit"]], result["files"]
+    aim = result["aim"]
+    return (result["case"], result["engine"], result["cache"], f"{files:,}" if files else "",
+            _seconds(result.get("ours_s")), _seconds(result.get("floor_s")),
+            unit.format(result["figure"]),
+            "" if aim is None else "≤ " + unit.replace("+", "").replace(".2f", "g")
+            .replace(".1f", "g").format(aim).split(" ")[0],
             "" if aim is None else "yes" if result["kept"] else "no",
-            f"{result['peak_kib'] / 1024:.1f}",
-            f"{result['ours_s'] / result['files'] * 1e6:.2f} µs" if result["files"] else "")
+            f"{result['ours_s'] / files * 1e6:.2f} µs" if files and "ours_s" in result else "",
+            f"{result['peak_kib'] / 1024:.1f} MiB" if "peak_kib" in result else "")
 
 
-def seconds(value):
+def _seconds(value):
+    if value is None:
+        return ""
     return f"{value:.3f} s" if value >= 0.1 else f"{value * 1000:.1f} ms"
 
 
-def table(results, columns=COLUMNS):
+def plain(result):
+    return "bench: " + "  ".join(f"{head} {cell}" for head, cell in zip(HEAD, cells(result)) if cell)
+
+
+def table(head, rows):
     """In Markdown, which is read as it is as well."""
-    cells = [columns, *map(line_of, results)]
-    widths = [max(len(row[column]) for row in cells) for column in range(len(columns))]
-    lines = ["| " + " | ".join(cell.ljust(width) for cell, width in zip(row, widths)) + " |"
-             for row in cells]
-    lines.insert(1, "|" + "|".join("-" * (width + 2) for width in widths) + "|")
-    return "\n".join(lines)
+    lines = [head, *rows]
+    widths = [max(len(line[column]) for line in lines) for column in range(len(head))]
+    text = ["| " + " | ".join(cell.ljust(width) for cell, width in zip(line, widths)) + " |"
+            for line in lines]
+    text.insert(1, "|" + "|".join("-" * (width + 2) for width in widths) + "|")
+    return "\n".join(text)
+
+
+def counts_table(counts):
+    """What is done for one file, by calls of the system and instructions."""
+    return table(("case", "engine", "calls on the recording", "on its folder", "other calls",
+                  "instructions", "of these in the log's gate", "messages"),
+                 [(count["case"], count["engine"], *map(_calls, count["calls"].values()),
+                   f"{count['instructions']:,.0f}", f"{count['gate_instructions']:.0f}",
+                   f"{count['messages']:g}") for count in counts])
+
+
+def _calls(calls):
+    return ", ".join(f"{name} {number:.3g}" for name, number in
+                     sorted(calls.items(), key=lambda each: -each[1]) if number >= 0.0005)
+
+
+def peers_table(peers):
+    return table(("program", "what it does", "files", "time", "per file", "peak"),
+                 [(peer["program"], peer["told"], f"{peer['files']:,}", _seconds(peer["seconds"]),
+                   f"{peer['seconds'] / peer['files'] * 1e6:.2f} µs",
+                   f"{peer['peak_kib'] / 1024:.1f} MiB") for peer in peers])
+
+
+def text(run):
+    """All of a run's tables."""
+    parts = []
+    if run["figures"]:
+        parts.append(table(HEAD, map(cells, run["figures"])))
+    if run["curve"]:
+        parts.append("By number of files:\n\n" + table(HEAD, map(cells, run["curve"])))
+    if run["counts"]:
+        parts.append("For each file:\n\n" + counts_table(run["counts"]))
+    if run["peers"]:
+        parts.append("Other programs on the same tree:\n\n" + peers_table(run["peers"]))
+    return "\n\n".join(parts)

@@ -122,9 +122,9 @@ private:
 
     // Version 1 has times of 64 bits.
     void ReadDuration(int64_t content) {
-        const int width = m_file.Number(content, 1) == 1 ? 8 : 4;
+        const int64_t width = m_file.Number(content, 1) == 1 ? 8 : 4;
         const auto scale = static_cast<int64_t>(m_file.Number(content + 4 + 2 * width, 4));
-        const auto length = static_cast<int64_t>(m_file.Number(content + 8 + 2 * width, width));
+        const auto length = static_cast<int64_t>(m_file.Number(content + 8 + 2 * width, static_cast<int>(width)));
         if (scale > 0) {
             m_durationUs = std::max(m_durationUs, length * kUsPerSecond / scale);
         }

@@ -1,0 +1,23 @@
+"""On what was measured."""
+
+import os
+import platform
+import subprocess
+
+
+def _cpu():
+    with open("/proc/cpuinfo", encoding="utf-8") as file:
+        names = [line.split(":", 1)[1].strip() for line in file if line.startswith("model name")]
+    return names[0] if names else platform.machine()
+
+
+def _memory_gib():
+    return os.sysconf("SC_PAGE_SIZE") * os.sysconf("SC_PHYS_PAGES") / 1024 ** 3
+
+
+def described(work):
+    """In a line: processor, memory, kernel, and the file system of the folder to work in."""
+    file_system = subprocess.run(["stat", "-f", "-c", "%T", work], check=True, text=True,
+                                 stdout=subprocess.PIPE).stdout.strip()
+    return (f"{len(os.sched_getaffinity(0))} cores ({_cpu()}), {_memory_gib():.0f} GiB, "
+            f"Linux {platform.release()}, {file_system}")
