@@ -35,13 +35,13 @@ def _walk_arguments(recorder, tree):
     return arguments
 
 
-def _finds_nothing_to_do(recorder, files):
+def _finds_nothing_to_do(recorder, files, database, table):
     """Checks, for the tool and for floor_walk, that all rows were seen with their files."""
     def check_ours(_out):
         demand(recorder.store.query("system", "SELECT sum(known), sum(files) FROM run_part "
                                     "WHERE run = (SELECT max(id) FROM run)"),
                f"{files}|{files}", "known rows and files of the run")
-        demand(recorder.number("SELECT count(*) FROM event"), files, "rows of recordings")
+        demand(recorder.number(f"SELECT count(*) FROM {table}", database), files, "rows")
 
     def check_floor(out):
         demand(out, f"{files} rows, 0 without a file\n", "the floor")
@@ -56,7 +56,7 @@ def prepare_known(recorder, bench, files):
     return Pair(recorder.ours("-r", "-1"),
                 recorder.floor("walk", recorder.store.address("recording"),
                                *_walk_arguments(recorder, tree)),
-                **_finds_nothing_to_do(recorder, files))
+                **_finds_nothing_to_do(recorder, files, "recording", "event"))
 
 
 def prepare_plan(recorder, bench, files):
@@ -74,7 +74,7 @@ def _prepare_new(kind):
 
         def check_ours(_out):
             rows.append(recorder.store.query("recording", ALL_ROWS))
-            demand(rows[0].count("\n") + 1, files, "rows of recordings")
+            demand(rows[-1].count("\n") + 1, files, "rows of recordings")
 
         def check_floor(out):
             demand(out, f"{files} statements\n", "the floor")
@@ -99,7 +99,7 @@ def prepare_gone(recorder, bench, files):
 
     def check_ours(_out):
         rows.append(recorder.store.query("recording", removed))
-        demand(rows[0].count("\n") + 1, files, "rows in the ledger")
+        demand(rows[-1].count("\n") + 1, files, "rows in the ledger")
         demand(recorder.number("SELECT count(*) FROM event"), 0, "rows of recordings")
 
     def check_floor(out):
@@ -125,12 +125,9 @@ def prepare_known_snapshots(recorder, bench, files):
     recorder.store.insert("snapshot", "snapshot", "filename",
                           ((trees.snapshot_name(number),) for number in range(files)))
     select = f"SELECT id, filename FROM {recorder.store.table('snapshot')}"
-    count = "SELECT count(*) FROM snapshot"
     return Pair(recorder.ours("-s"),
                 recorder.floor("walk", recorder.store.address("snapshot"), select, folder),
-                check_ours=lambda _out: demand(recorder.number(count, "snapshot"), files, "rows"),
-                check_floor=lambda out: demand(out, f"{files} rows, 0 without a file\n",
-                                               "the floor"))
+                **_finds_nothing_to_do(recorder, files, "snapshot", "snapshot"))
 
 
 def _prepare_new_snapshots(writes):
@@ -146,12 +143,12 @@ def _prepare_new_snapshots(writes):
             theirs.mkdir()
 
         def check_ours(_out):
-            demand(len(list(thumbnails.iterdir())), files, "thumbnails")
+            demand(len(list(thumbnails.glob("*.jpg"))), files, "thumbnails")
             demand(recorder.number("SELECT count(*) FROM snapshot", "snapshot"), files, "rows")
 
         def check_floor(out):
             demand(out, f"{files} thumbnails\n", "the floor")
-            demand(len(list(theirs.iterdir())), files if writes else 0, "the floor's thumbnails")
+            demand(len(list(theirs.glob("*.jpg"))), files if writes else 0, "the floor's thumbnails")
 
         floor = [str(recorder.programs / "floor_thumbnails"), str(folder)]
         return Pair(recorder.ours("-s"), floor + ([str(theirs)] if writes else []), forget,

@@ -7,7 +7,7 @@ import subprocess
 
 from benchlib.cases import CASES
 
-SIZES = {"known": (1000, 3000), "new": (100, 300), "gone": (1000, 3000)}  # callgrind is slow
+SIZES = {"known": (1000, 3000), "new": (50, 150), "gone": (1000, 3000)}  # callgrind is slow
 CALL = re.compile(r"\d+ +(\w+)\(")
 GATE = "indexer/reindexlog.h"
 MESSAGE = "KRPrintf("
@@ -24,16 +24,15 @@ def calls_of(recorder, command, media):
         for line in lines:
             call = CALL.match(line)
             if call:
-                calls[_about(line[call.end():], media)][call[1]] += 1
+                calls[about(line[call.end():], media)][call[1]] += 1
     return calls
 
 
-def _about(arguments, media):
-    """What a call is about: its path where it has one, otherwise its descriptor's."""
-    words = re.match(r'(?:(?:\d+|AT_FDCWD)(?:<([^>]*)>)?(?:, )?)?(?:"([^"]*)")?', arguments)
-    path = next((word for word in (words[2], words[1])
-                 if word and any(word.startswith(folder) for folder in media)), None)
-    if path is None:
+def about(arguments, media):
+    """What a call is about, by its descriptor, or by its path where it has none."""
+    words = re.match(r'(?:\d+<([^>]*)>|(?:AT_FDCWD(?:<[^>]*>)?, )?"([^"]*)")', arguments)
+    path = (words[1] or words[2] or "") if words else ""
+    if not any(path.startswith(folder) for folder in media):
         return "others"
     return "recordings" if path.endswith(".mp4") else "folders"
 

@@ -3,6 +3,7 @@ doesn't know, and plocate's updatedb, which looks at names only."""
 
 import os
 import shutil
+import sqlite3
 import statistics
 import subprocess
 import time
@@ -78,21 +79,30 @@ def _minidlna(recorder, tree, files):
                                     recorder.folder / "minidlna.pid"],
                                    stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         try:
-            _await_scan(folder / "minidlna.log", files)
+            _await_scan(folder / "minidlna.log")
             seconds = time.monotonic() - begin
         finally:
             process.terminate()
             usage = os.wait4(process.pid, 0)[2]
             process.returncode = 0
+        _demand_films(folder / "files.db", files)
         return seconds, usage.ru_maxrss
 
     return run, forget
 
 
-def _await_scan(log, files):
+def _await_scan(log):
+    """Playlists are what it looks at last, whether a file was new or not."""
     deadline = time.monotonic() + DEADLINE_S
-    end = f"finished ({files} files)!"
+    end = "Finished parsing playlists."
     while not log.exists() or end not in log.read_text(encoding="utf-8", errors="replace"):
         if time.monotonic() > deadline:
-            raise measure.Unequal(f"minidlna hasn't scanned {files} files in time")
+            raise measure.Unequal("minidlna's scan doesn't end")
         time.sleep(POLL_S)
+
+
+def _demand_films(database, files):
+    connection = sqlite3.connect(database)
+    films = connection.execute("SELECT count(*) FROM DETAILS WHERE MIME LIKE 'video/%'").fetchone()
+    connection.close()
+    measure.demand(films[0], files, "films that minidlna knows")

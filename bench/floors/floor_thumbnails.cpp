@@ -20,6 +20,17 @@ constexpr int kRgbBytes = 3;
 constexpr mode_t kFileMode = 0640;
 
 struct Codec {
+    Codec() = default;
+    ~Codec() {
+        tjFree(out);
+        tjDestroy(encoder);
+        tjDestroy(decoder);
+    }
+    Codec(const Codec&) = delete;
+    Codec& operator=(const Codec&) = delete;
+    Codec(Codec&&) = delete;
+    Codec& operator=(Codec&&) = delete;
+
     tjhandle decoder = tjInitDecompress();
     tjhandle encoder = tjInitCompress();
     std::vector<unsigned char> pixels;

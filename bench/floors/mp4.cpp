@@ -124,7 +124,8 @@ private:
     void ReadDuration(int64_t content) {
         const int64_t width = m_file.Number(content, 1) == 1 ? 8 : 4;
         const auto scale = static_cast<int64_t>(m_file.Number(content + 4 + 2 * width, 4));
-        const auto length = static_cast<int64_t>(m_file.Number(content + 8 + 2 * width, static_cast<int>(width)));
+        const auto length =
+            static_cast<int64_t>(m_file.Number(content + 8 + 2 * width, static_cast<int>(width)));
         if (scale > 0) {
             m_durationUs = std::max(m_durationUs, length * kUsPerSecond / scale);
         }
