@@ -62,7 +62,8 @@ def prepare_known(recorder, bench, files):
 def prepare_plan(recorder, bench, files):
     pair = prepare_known(recorder, bench, files)
     run = pair.ours
-    return Pair([str(recorder.programs / "krctl"), "plan", "-r", "-1"], run, check_floor=pair.check_ours)
+    return Pair([str(recorder.programs / "krctl"), "plan", "-r", "-1"], run,
+                check_floor=pair.check_ours)
 
 
 def _prepare_new(kind):

@@ -31,7 +31,8 @@ class Panel:
         for power in range(self.files[0], self.files[1] + 1):
             x = self._place(10 ** power, 1)[0]
             yield f'<path class="grid" d="M{x:.1f} {top:.1f}V{bottom:.1f}"/>'
-            yield f'<text x="{x:.1f}" y="{bottom + 17:.1f}" text-anchor="middle">{10 ** power:,}</text>'
+            yield (f'<text x="{x:.1f}" y="{bottom + 17:.1f}" text-anchor="middle">'
+                   f'{10 ** power:,}</text>')
         for power in range(self.costs[0], self.costs[1] + 1):
             y = self._place(1, 10 ** power)[1]
             yield f'<path class="grid" d="M{left:.1f} {y:.1f}H{right:.1f}"/>'

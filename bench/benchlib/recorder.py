@@ -136,8 +136,8 @@ STORES = {"sqlite": SqliteStore, "postgresql": PostgresStore}
 class Engines:
     """The engines to measure on; the server starts when it is first wanted."""
 
-    def __init__(self):
-        self.server = None
+    def __init__(self, durable):
+        self.durable, self.server = durable, None
 
     def __enter__(self):
         return self
@@ -148,7 +148,7 @@ class Engines:
 
     def store(self, engine, folder):
         if engine == "postgresql" and not self.server:
-            self.server = Server(durable=True)
+            self.server = Server(self.durable)
             self.server.start()
         return STORES[engine](folder, self.server)
 

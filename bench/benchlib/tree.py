@@ -72,8 +72,10 @@ class Media:
     def _ten_minutes(self):
         """Ten minutes of H.264 and AAC, with the index of 15,000 pictures and 9,000 pieces of sound
         at the end. What lies before it, a camera's bytes, is a hole."""
-        film = self._film(600, "160x90", 25)
-        head, index = split_at_media(film)
+        self._film(10, "640x360", 25)
+        path = self.folder / "ten-minutes.mp4"
+        self._ffmpeg("-stream_loop", "59", "-i", self.folder / "film.mp4", "-c", "copy", path)
+        head, index = split_at_media(path.read_bytes())
         size = TEN_MINUTES_BYTES - len(head)
         return [(0, head + struct.pack(">I4s", size, b"mdat")), (len(head) + size, index)]
 

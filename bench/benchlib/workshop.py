@@ -8,14 +8,15 @@ from benchlib.tree import Media, Tree
 
 
 class Workshop:
-    """Trees are made once and kept; a recorder is there as long as its case."""
+    """Trees are made once and kept; a recorder is there as long as its case. Where not `durable` the
+    PostgreSQL server flushes nothing, which is for those who look at no time."""
 
-    def __init__(self, work, programs, cameras):
+    def __init__(self, work, programs, cameras, durable=True):
         self.work, self.programs, self.cameras = work, programs, cameras
         self.distinct = False
         self.media = Media(work)
         self._trees = {}
-        self._engines = Engines()
+        self._engines = Engines(durable)
         self._numbers = iter(range(1, 1_000_000))
 
     def __enter__(self):

@@ -30,7 +30,7 @@ class Bench(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         cls.work = cls.enterClassContext(tempfile.TemporaryDirectory(prefix="bench-test-"))
-        cls.workshop = cls.enterClassContext(Workshop(Path(cls.work), cls.bin_dir, 1))
+        cls.workshop = cls.enterClassContext(Workshop(Path(cls.work), cls.bin_dir, 1, False))
         cls.made = {}
 
     def prepared(self, name, engine):
