@@ -100,10 +100,13 @@ def measure_all(workshop, options):
 
 
 def _words_of_interest():
-    """The command line without what this program's caller added."""
-    words = sys.argv[1:]
-    at = words.index("--bin")
-    return words[:at] + words[at + 2:]
+    """The command line without what says where things are."""
+    words = iter(sys.argv[1:])
+    for word in words:
+        if word in ("--bin", "--json", "--svg", "--work"):
+            next(words, None)
+        else:
+            yield word
 
 
 def measured(options):

@@ -6,7 +6,7 @@ import math
 COLOURS = {"sqlite": "#1b6ca8", "postgresql": "#c4572e"}
 COLUMNS = 2
 PANEL = (400, 260)  # of a case
-MARGIN = {"left": 62, "right": 14, "top": 34, "bottom": 44}
+MARGIN = {"left": 62, "right": 34, "top": 34, "bottom": 44}
 HEAD = 54
 STYLE = ("text{font:12px sans-serif;fill:#333}.name{font-weight:bold;font-size:14px}"
          ".grid{stroke:#ddd}.frame{fill:none;stroke:#999}.line{fill:none;stroke-width:2}"
