@@ -87,4 +87,5 @@ class Suite:
             base_kib = peak_of_an_empty_run(recorder, self.workshop)
         per_row = (known["peak_kib"] - base_kib) * 1024 / max(known["files"], 1)
         aim = None if known["aim"] is None else BYTES_PER_ROW_AIM
-        return _figure("known: memory", known["engine"], known["files"], per_row, "bytes a row", aim, peak_kib=known["peak_kib"], base_kib=base_kib)
+        return _figure("known: memory", known["engine"], known["files"], per_row, "bytes a row", aim,
+                       peak_kib=known["peak_kib"], base_kib=base_kib)
