@@ -73,9 +73,6 @@ DBResult_tag ExecuteFor(long run, KRDB::DB_INSTANCE instance, const std::string&
 
 void ForgetRemovedBefore(long oldestTm) {
     for (const auto& [first, open] : Databases()) {
-        if (open.run == 0) {
-            continue;
-        }
         // Asked first, as a deletion waits for other writers even if it finds nothing.
         const DBResult_tag oldest =
             open.database->Execute("SELECT removed_tm FROM removed ORDER BY id LIMIT 1;");
@@ -83,6 +80,10 @@ void ForgetRemovedBefore(long oldestTm) {
             open.database->Execute(Format(kForgetSql, oldestTm));
         }
     }
+}
+
+bool IsOpen(KRDB::DB_INSTANCE instance) {
+    return Databases().contains(InstancesBeside(instance).front());
 }
 
 void CloseDatabases() {

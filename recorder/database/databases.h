@@ -19,9 +19,10 @@ DBResult_tag ExecuteFor(long run, KRDB::DB_INSTANCE instance, const std::string&
                         const ExecuteOptions& options = {});
 
 // Forgets the rows that were removed before `oldestTm` (seconds since the epoch), in each database
-// on which something was executed on behalf of a run. They can't be put back any more. Throws
-// Error.
+// that is open. They can't be put back any more. Throws Error.
 void ForgetRemovedBefore(long oldestTm);
+
+[[nodiscard]] bool IsOpen(KRDB::DB_INSTANCE instance);
 
 // Closes all of them. A connection must not be carried into a forked child: the two processes would
 // take each other's locks for their own.

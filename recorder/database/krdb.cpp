@@ -1,5 +1,6 @@
 #include "platform/database.h"
 
+#include "recorder/database/databases.h"
 #include "recorder/database/mediatable.h"
 #include "recorder/logging/recorderlog.h"
 #include "recorder/run/run.h"
@@ -44,7 +45,7 @@ DBResult_tag ExecuteForTool(KRDB::DB_INSTANCE db, const std::string& sql,
         return ExecuteInRun(db, sql, options);
     }
     BeginPart(table, CameraRead(sql));
-    DBResult_tag rows = ExecuteInRun(db, sql, options);
+    DBResult_tag rows = Execute(db, sql, options);
     NoteKnownRows(rows.RowCount());
     return rows;
 }

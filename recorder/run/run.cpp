@@ -86,32 +86,41 @@ void Publish() {
     run.published = Clock::now();
 }
 
-void RecordPart(const Run& run, const Part& part) {
+std::string PartSql(const Run& run, const Part& part) {
     const auto durationMs =
         std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - part.start).count();
-    Execute(KRDB::DB_SYSTEM,
-            Format("INSERT INTO run_part (run, part, kind, camera_id, duration_ms, files, known, "
-                   "failures, refusals, refusal) VALUES (%ld, %d, %s, %d, %ld, %ld, %ld, %ld, %ld, "
-                   "%s);",
-                   run.id, run.partsOver, Quote(part.kind).c_str(), part.camId,
-                   static_cast<long>(durationMs), part.files, part.known,
-                   FailuresLogged() - part.failuresBefore, part.refusals,
-                   Quote(part.refusal).c_str()));
+    return Format(
+        "INSERT INTO run_part (run, part, kind, camera_id, duration_ms, files, known, failures, "
+        "refusals, refusal) VALUES (%ld, %d, %s, %d, %ld, %ld, %ld, %ld, %ld, %s);",
+        run.id, run.partsOver, Quote(part.kind).c_str(), part.camId, static_cast<long>(durationMs),
+        part.files, part.known, FailuresLogged() - part.failuresBefore, part.refusals,
+        Quote(part.refusal).c_str());
 }
 
-void EndPart() {
+// What puts the part on record that goes on, as it is over now; empty when there is none.
+std::string EndPartSql() {
     Run& run = ThisRun();
     if (!run.part) {
-        return;
+        return {};
     }
     ++run.partsOver;
     run.files += run.part->files;
-    AtEdge([&] { RecordPart(run, *run.part); });
+    const std::string sql = PartSql(run, *run.part);
     run.part.reset();
+    return sql;
 }
 
+void EndPart() {
+    const std::string sql = EndPartSql();
+    if (!sql.empty()) {
+        AtEdge([&] { Execute(KRDB::DB_SYSTEM, sql); });
+    }
+}
+
+// Of the runs, which stay, only those are looked at that can have parts.
 std::string ForgetPartsSql(long oldestTm) {
-    return Format("DELETE FROM run_part WHERE run IN (SELECT id FROM run WHERE start_tm < %ld);",
+    return Format("DELETE FROM run_part WHERE run IN (SELECT id FROM run WHERE start_tm < %ld "
+                  "AND id >= (SELECT min(run) FROM run_part));",
                   oldestTm);
 }
 
@@ -202,15 +211,17 @@ void CountFile(int /*folder*/) {
 }
 
 void EndRun() {
-    EndPart();
+    const std::string lastPart = EndPartSql();
     Publish();
     const long now = std::time(nullptr);
     const long oldestTm = now - GetSettings().ledger.keepDays * kSecondsPerDay;
     const Run& run = ThisRun();
-    Execute(KRDB::DB_SYSTEM,
+    Execute(
+        KRDB::DB_SYSTEM,
+        lastPart +
             Format("UPDATE run SET end_tm = %ld, failures = %ld, refusals = %ld WHERE id = %ld;",
                    now, FailuresLogged() - run.failuresBefore, run.refusals, CurrentRun()) +
-                ForgetPartsSql(oldestTm));
+            ForgetPartsSql(oldestTm));
     ForgetRemovedBefore(oldestTm);
     ThisRun() = Run();
 }

@@ -15,6 +15,7 @@
 #include <cstdlib>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <sysexits.h>
 #include <unistd.h>
@@ -23,11 +24,24 @@ namespace recorder {
 
 namespace {
 
+struct Assignment {
+    const char* column;
+    std::string literal;
+};
+
 // Writes columns of the task's row, which is made where there is none yet.
-void UpdateTask(const std::string& assignments) {
-    Execute(KRDB::DB_SYSTEM, "INSERT INTO task (name) VALUES ('reindex') ON CONFLICT DO NOTHING;"
-                             "UPDATE task SET " +
-                                 assignments + " WHERE name = 'reindex';");
+void UpdateTask(const std::vector<Assignment>& assignments) {
+    std::string columns = "name";
+    std::string literals = "'reindex'";
+    std::string updates;
+    for (const Assignment& assignment : assignments) {
+        const std::string column = assignment.column;
+        columns += ", " + column;
+        literals += ", " + assignment.literal;
+        updates += (updates.empty() ? "" : ", ") + column + " = excluded." + column;
+    }
+    Execute(KRDB::DB_SYSTEM, "INSERT INTO task (" + columns + ") VALUES (" + literals +
+                                 ") ON CONFLICT (name) DO UPDATE SET " + updates + ";");
 }
 
 int Refuse(int reason, const std::string& message) {
@@ -40,7 +54,7 @@ int Register() {
     if (!lock) {
         return Refuse(EX_TEMPFAIL, "another run is registered as the reindex task");
     }
-    UpdateTask("registered = 1, progress = '0', pid = " + std::to_string(getpid()));
+    UpdateTask({{"registered", "1"}, {"progress", "'0'"}, {"pid", std::to_string(getpid())}});
     HoldRunLock(std::move(*lock));
     PublishBeginning(getpid()); // no longer what the run before told
     return 0;
@@ -66,18 +80,19 @@ void RegTaskDone() {
     if (recorder::HeldRunLock() == nullptr) {
         return; // the row is another run's
     }
-    recorder::AtEdge([] { recorder::UpdateTask("registered = 0"); });
+    recorder::AtEdge([] { recorder::UpdateTask({{"registered", "0"}}); });
     recorder::ReleaseRunLock();
 }
 
 void SetTaskPid(int pid) {
     recorder::PublishBeginning(pid);
-    recorder::AtEdge([&] { recorder::UpdateTask("pid = " + std::to_string(pid)); });
+    recorder::AtEdge([&] { recorder::UpdateTask({{"pid", std::to_string(pid)}}); });
 }
 
 void SetTaskProgress(double progress) {
-    recorder::AtEdge(
-        [&] { recorder::UpdateTask(recorder::Format("progress = '%.17g'", progress)); });
+    recorder::AtEdge([&] {
+        recorder::UpdateTask({{"progress", recorder::Format("'%.17g'", progress)}});
+    });
     recorder::NoteProgress(progress);
 }
 
@@ -92,8 +107,9 @@ double GetTaskProgress() {
 
 void RecordTaskStatusToConf(long startTime, int recordingCount, bool done) {
     recorder::AtEdge([&] {
-        recorder::UpdateTask(recorder::Format("start_tm = %ld, recording_count = %d, done = %d",
-                                              startTime, recordingCount, done ? 1 : 0));
+        recorder::UpdateTask({{"start_tm", std::to_string(startTime)},
+                              {"recording_count", std::to_string(recordingCount)},
+                              {"done", done ? "1" : "0"}});
         if (done) {
             recorder::EndRun();
         } else {
@@ -101,7 +117,12 @@ void RecordTaskStatusToConf(long startTime, int recordingCount, bool done) {
         }
     });
     if (done) {
-        recorder::AtEdge(recorder::TellOfUntoldRecordings);
+        recorder::AtEdge([] {
+            // A run of other media needn't open the recordings' database for what is owed of them.
+            if (recorder::IsOpen(KRDB::DB_RECORDING)) {
+                recorder::TellOfUntoldRecordings();
+            }
+        });
         recorder::TellTheRest();
     }
 }

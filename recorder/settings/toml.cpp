@@ -1,0 +1,4 @@
+// toml++ itself, compiled once.
+
+#define TOML_IMPLEMENTATION
+#include <toml++/toml.h>
