@@ -32,6 +32,10 @@ public:
     virtual DBResult_tag Execute(const std::string& sql, const ExecuteOptions& options) = 0;
     DBResult_tag Execute(const std::string& sql) { return Execute(sql, {}); }
 
+    // The condition that a row's id is one of these, in the words that the engine is quickest with.
+    // `ids` in decimal, separated by ",".
+    [[nodiscard]] virtual std::string HasIdOf(const std::string& ids) const = 0;
+
     // The version of its tables; 0 when there are none.
     [[nodiscard]] virtual long SchemaVersion() = 0;
 

@@ -71,6 +71,10 @@ DBResult_tag ExecuteFor(long run, KRDB::DB_INSTANCE instance, const std::string&
     return open.database->Execute(sql, options);
 }
 
+std::string HasIdOf(KRDB::DB_INSTANCE instance, const std::string& ids) {
+    return DatabaseOf(instance).database->HasIdOf(ids);
+}
+
 void ForgetRemovedBefore(long oldestTm) {
     for (const auto& [first, open] : Databases()) {
         // Asked first, as a deletion waits for other writers even if it finds nothing.

@@ -111,6 +111,10 @@ DBResult_tag LookDatabase::Execute(const std::string& sql, const ExecuteOptions&
     throw Error(failure);
 }
 
+std::string LookDatabase::HasIdOf(const std::string& ids) const {
+    return SqliteDatabase::IdCondition(ids);
+}
+
 long LookDatabase::SchemaVersion() {
     return std::strtol(Execute("PRAGMA user_version").Field(0, 0), nullptr, 10);
 }

@@ -20,6 +20,7 @@ public:
 
     // Throws Error also when `sql` would write, or when the file changes too fast to be read.
     DBResult_tag Execute(const std::string& sql, const ExecuteOptions& options) override;
+    [[nodiscard]] std::string HasIdOf(const std::string& ids) const override;
     [[nodiscard]] long SchemaVersion() override;
 
     // Both throw Error: they would write.

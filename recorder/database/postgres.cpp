@@ -153,6 +153,10 @@ DBResult_tag PostgresDatabase::Execute(const std::string& sql, const ExecuteOpti
     return rows;
 }
 
+std::string PostgresDatabase::HasIdOf(const std::string& ids) const {
+    return "id = ANY ('{" + ids + "}')";
+}
+
 long PostgresDatabase::SchemaVersion() {
     const DBResult_tag there =
         Execute("SELECT to_regclass('" + m_settings.schema + ".schema_version');");

@@ -26,6 +26,7 @@ public:
     // A connection that was lost since the last call is made again, once. One that is lost within
     // the call is a failure: whether the transaction took effect isn't known then.
     DBResult_tag Execute(const std::string& sql, const ExecuteOptions& options) override;
+    [[nodiscard]] std::string HasIdOf(const std::string& ids) const override;
     [[nodiscard]] long SchemaVersion() override;
     void ApplySchema(const std::string& sql, long version) override;
     void AttributeTo(long run, const std::vector<MediaTable>& tables) override;

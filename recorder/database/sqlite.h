@@ -23,6 +23,9 @@ enum class SqliteLook {
 
 class SqliteDatabase final : public Database {
 public:
+    // As Database::HasIdOf, for whoever has no connection.
+    [[nodiscard]] static std::string IdCondition(const std::string& ids);
+
     // Opens an existing database file; Create makes it when it is missing. Throws Error.
     [[nodiscard]] static SqliteDatabase Open(const std::string& path, int lockTimeoutMs);
     [[nodiscard]] static SqliteDatabase Create(const std::string& path, int lockTimeoutMs);
@@ -41,6 +44,7 @@ public:
     [[nodiscard]] const std::string& Name() const override { return m_name; }
     using Database::Execute;
     DBResult_tag Execute(const std::string& sql, const ExecuteOptions& options) override;
+    [[nodiscard]] std::string HasIdOf(const std::string& ids) const override;
     [[nodiscard]] long SchemaVersion() override;
     void ApplySchema(const std::string& sql, long version) override;
     void AttributeTo(long run, const std::vector<MediaTable>& tables) override;

@@ -1,5 +1,6 @@
 #include "platform/database.h"
 #include "platform/recording.h"
+#include "recorder/database/databases.h"
 #include "recorder/database/idlist.h"
 #include "recorder/recording/evidence.h"
 #include "recorder/run/run.h"
@@ -51,7 +52,8 @@ int RemoveRows(const std::string& table, const std::vector<long>& ids,
     if (ids.empty()) {
         return 0;
     }
-    const std::string condition = "id IN (" + JoinIds(ids, std::identity()) + ")" + restriction;
+    const std::string condition =
+        HasIdOf(KRDB::DB_RECORDING, JoinIds(ids, std::identity())) + restriction;
     try {
         DemandEvidence(table, condition, subFolder);
     } catch (const std::exception& error) {
