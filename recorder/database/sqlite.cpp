@@ -18,6 +18,8 @@ namespace recorder {
 
 namespace {
 
+constexpr int kManyRows = 10000;
+
 std::vector<std::string> ColumnNames(sqlite3_stmt* statement) {
     std::vector<std::string> names(static_cast<std::size_t>(sqlite3_column_count(statement)));
     int column = 0;
@@ -248,6 +250,9 @@ DBResult_tag SqliteDatabase::Execute(const std::string& sql, const ExecuteOption
         WriteCounts(options.camId);
         if (options.transaction) {
             RunPlain("COMMIT");
+        }
+        if (rows.RowCount() > kManyRows) { // the pages of a scan are not asked for again
+            sqlite3_db_release_memory(m_handle.get());
         }
     } catch (const std::exception&) {
         statement.reset();

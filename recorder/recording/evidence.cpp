@@ -40,13 +40,20 @@ DBResult_tag SelectFiles(const std::string& table, const std::string& condition)
 // rows name, as texts of the result. A row without a path names none.
 std::map<int, NamesByFolder> NamedFiles(const DBResult_tag& rows) {
     std::map<int, NamesByFolder> files;
+    Names* names = nullptr; // of the row before, whose folder is most often the next one's, too
+    std::string_view camera;
+    std::string_view folder;
     for (int row = 0; row < rows.RowCount(); ++row) {
         const char* const field = rows.Field(row, 1);
         const std::string_view path = field == nullptr ? std::string_view() : field;
-        const std::size_t slash = path.rfind('/');
-        const bool hasFolder = slash != std::string_view::npos;
-        files[CameraIdOf(rows.Field(row, 0))][path.substr(0, hasFolder ? slash : 0)].push_back(
-            path.substr(hasFolder ? slash + 1 : 0));
+        const std::size_t nameAt = path.rfind('/') + 1; // npos + 1 is 0: no folder
+        const std::string_view itsFolder = path.substr(0, nameAt == 0 ? 0 : nameAt - 1);
+        if (names == nullptr || rows.Field(row, 0) != camera || itsFolder != folder) {
+            camera = rows.Field(row, 0);
+            folder = itsFolder;
+            names = &files[CameraIdOf(rows.Field(row, 0))][folder];
+        }
+        names->push_back(path.substr(nameAt));
     }
     return files;
 }

@@ -1,7 +1,11 @@
 #include "platform/utility.h"
 
+#include <cstring>
+
 std::string GetBaseName(const std::string& path) {
-    return path.substr(path.rfind('/') + 1); // npos + 1 is 0: the whole of it
+    // As rfind does, but not byte by byte: it is asked for each row.
+    const void* const slash = memrchr(path.data(), '/', path.size());
+    return slash == nullptr ? path : static_cast<const char*>(slash) + 1;
 }
 
 std::string GetDirPath(const std::string& path) {
