@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include <turbojpeg.h>
 
@@ -147,8 +148,8 @@ std::vector<uint8_t> MakeSmallJpeg(std::span<const uint8_t> jpeg, int maxWidth) 
     const int orientation = ExifOrientation(jpeg);
     const int across = orientation >= kFirstSwappedOrientation ? header.height : header.width;
     const int wanted = std::min(across, maxWidth);
-    const Pixels decoded = DecodeScaled(decoder, jpeg, header, DecodingScale(across, wanted));
-    return Encode(ShrinkTo(TurnUpright(decoded, orientation), wanted));
+    Pixels decoded = DecodeScaled(decoder, jpeg, header, DecodingScale(across, wanted));
+    return Encode(ShrinkTo(TurnUpright(std::move(decoded), orientation), wanted));
 }
 
 } // namespace recorder

@@ -7,6 +7,9 @@ namespace recorder {
 
 namespace {
 
+constexpr int kFirstTurnedOrientation = 2;
+constexpr int kLastOrientation = 8;
+
 // Where the source begins for the pixel `index` of `count` that share `length` source pixels.
 int Boundary(int index, int count, int length) {
     return static_cast<int>(static_cast<int64_t>(index) * length / count);
@@ -31,7 +34,10 @@ void Mean(const Pixels& picture, int left, int right, int top, int bottom, uint8
 
 } // namespace
 
-Pixels ShrinkTo(const Pixels& picture, int width) {
+Pixels ShrinkTo(Pixels picture, int width) {
+    if (picture.width == width) {
+        return picture;
+    }
     const int64_t scaledHeight = static_cast<int64_t>(picture.height) * width / picture.width;
     Pixels small(width, static_cast<int>(std::clamp<int64_t>(scaledHeight, 1, picture.height)));
     for (int y = 0; y < small.height; ++y) {
@@ -45,7 +51,10 @@ Pixels ShrinkTo(const Pixels& picture, int width) {
     return small;
 }
 
-Pixels TurnUpright(const Pixels& picture, int orientation) {
+Pixels TurnUpright(Pixels picture, int orientation) {
+    if (orientation < kFirstTurnedOrientation || orientation > kLastOrientation) {
+        return picture;
+    }
     // The eight orientations are combinations of three moves.
     const bool swapped = orientation >= 5;
     const bool fromRight =

@@ -29,9 +29,9 @@ struct Pixels {
 };
 
 // The picture at `width` pixels across, not more than it has, each the mean of those it stands for.
-[[nodiscard]] Pixels ShrinkTo(const Pixels& picture, int width);
+[[nodiscard]] Pixels ShrinkTo(Pixels picture, int width);
 
 // The picture turned upright, from how an Exif orientation of 1 to 8 says it is stored.
-[[nodiscard]] Pixels TurnUpright(const Pixels& picture, int orientation);
+[[nodiscard]] Pixels TurnUpright(Pixels picture, int orientation);
 
 } // namespace recorder

@@ -41,13 +41,21 @@ std::vector<uint8_t> ReadPicture(const std::string& path) {
     return bytes;
 }
 
+UniqueFd OpenFolder(const std::string& path) {
+    return UniqueFd(Uninterrupted(
+        [&] { return open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC); }));
+}
+
 // Opens the folder for thumbnails, which is made if it is missing; never through a link.
 UniqueFd OpenThumbnailFolder(const std::string& path) {
-    if (Uninterrupted([&] { return mkdir(path.c_str(), kFolderMode); }) != 0 && errno != EEXIST) {
-        throw SystemError("make folder " + path);
+    UniqueFd folder = OpenFolder(path);
+    if (!folder.IsOpen() && errno == ENOENT) {
+        if (Uninterrupted([&] { return mkdir(path.c_str(), kFolderMode); }) != 0 &&
+            errno != EEXIST) {
+            throw SystemError("make folder " + path);
+        }
+        folder = OpenFolder(path);
     }
-    UniqueFd folder(Uninterrupted(
-        [&] { return open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC); }));
     if (!folder.IsOpen()) {
         throw SystemError("open folder " + path);
     }
