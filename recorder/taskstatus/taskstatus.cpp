@@ -118,8 +118,9 @@ void RecordTaskStatusToConf(long startTime, int recordingCount, bool done) {
     });
     if (done) {
         recorder::AtEdge([] {
-            // A run of other media needn't open the recordings' database for what is owed of them.
-            if (recorder::IsOpen(KRDB::DB_RECORDING)) {
+            // A run of other media doesn't open the recordings' database for the journal's sake.
+            if (recorder::IsOpen(KRDB::DB_RECORDING) ||
+                recorder::GetSettings().notifications.broker) {
                 recorder::TellOfUntoldRecordings();
             }
         });
