@@ -14,6 +14,7 @@ struct ExecuteOptions {
     bool readOnly = false;   // refuse statements that would write
     bool transaction = true; // all statements or none
     bool waitForLock = true; // wait for other writers
+    bool awaitDisk = true;   // a transaction is on the disk when it ends; otherwise soon after
     int camId = 0;           // the camera that rows added and removed are counted for; 0 = none
 };
 

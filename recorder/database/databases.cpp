@@ -78,8 +78,8 @@ std::string HasIdOf(KRDB::DB_INSTANCE instance, const std::string& ids) {
 void ForgetRemovedBefore(long oldestTm) {
     for (const auto& [first, open] : Databases()) {
         // Asked first, as a deletion waits for other writers even if it finds nothing.
-        const DBResult_tag oldest =
-            open.database->Execute("SELECT removed_tm FROM removed ORDER BY id LIMIT 1;");
+        const DBResult_tag oldest = open.database->Execute(
+            "SELECT removed_tm FROM removed ORDER BY id LIMIT 1;", {.readOnly = true});
         if (oldest.RowCount() > 0 && std::strtol(oldest.Field(0, 0), nullptr, 10) < oldestTm) {
             open.database->Execute(Format(kForgetSql, oldestTm));
         }

@@ -45,7 +45,7 @@ DBResult_tag ExecuteForTool(KRDB::DB_INSTANCE db, const std::string& sql,
         return ExecuteInRun(db, sql, options);
     }
     BeginPart(table, CameraRead(sql));
-    DBResult_tag rows = Execute(db, sql, options);
+    DBResult_tag rows = Execute(db, sql, {true, options.transaction, options.waitForLock});
     NoteKnownRows(rows.RowCount());
     return rows;
 }

@@ -158,12 +158,14 @@ std::string PostgresDatabase::HasIdOf(const std::string& ids) const {
 }
 
 long PostgresDatabase::SchemaVersion() {
+    constexpr ExecuteOptions kReads{.readOnly = true};
     const DBResult_tag there =
-        Execute("SELECT to_regclass('" + m_settings.schema + ".schema_version');");
+        Execute("SELECT to_regclass('" + m_settings.schema + ".schema_version');", kReads);
     if (there.Field(0, 0) == nullptr) {
         return 0;
     }
-    return std::strtol(Execute("SELECT version FROM schema_version;").Field(0, 0), nullptr, 10);
+    return std::strtol(Execute("SELECT version FROM schema_version;", kReads).Field(0, 0), nullptr,
+                       10);
 }
 
 void PostgresDatabase::ApplySchema(const std::string& sql, long version) {
@@ -269,7 +271,7 @@ std::string PostgresDatabase::RunCountsSql(int camId) const {
            kAddRunCountsSql;
 }
 
-// The transaction ends in a text of its own: once the rows are here, and not if they can't be
+// One that writes ends in a text of its own: once the rows are here, and not if they can't be
 // taken.
 void PostgresDatabase::RunTransaction(const std::string& sql, const ExecuteOptions& options,
                                       DBResult_tag& rows) {
@@ -278,10 +280,15 @@ void PostgresDatabase::RunTransaction(const std::string& sql, const ExecuteOptio
     if (!options.waitForLock) {
         text += "SET LOCAL lock_timeout TO 1;";
     }
+    if (!options.awaitDisk) {
+        text += "SET LOCAL synchronous_commit TO off;";
+    }
     try {
-        Send(text + sql);
+        Send(text + sql + (reads ? ";COMMIT;" : ""));
         Collect(sql, rows);
-        RunPlain((m_run == 0 || options.readOnly ? "" : RunCountsSql(options.camId)) + "COMMIT;");
+        if (!reads) {
+            RunPlain((m_run == 0 ? "" : RunCountsSql(options.camId)) + "COMMIT;");
+        }
     } catch (const std::exception&) {
         Rollback();
         throw;
@@ -296,7 +303,7 @@ void PostgresDatabase::RunPlain(const std::string& sql) {
 
 // A transaction that can't be rolled back ends with its connection.
 void PostgresDatabase::Rollback() {
-    if (!m_connection) {
+    if (!m_connection || PQtransactionStatus(m_connection.get()) == PQTRANS_IDLE) {
         return;
     }
     try {

@@ -29,7 +29,8 @@ struct Assignment {
     std::string literal;
 };
 
-// Writes columns of the task's row, which is made where there is none yet.
+// Writes columns of the task's row, which is made where there is none yet. Nothing of it outlives
+// the machine that the run is on, so the disk isn't waited for.
 void UpdateTask(const std::vector<Assignment>& assignments) {
     std::string columns = "name";
     std::string literals = "'reindex'";
@@ -40,8 +41,10 @@ void UpdateTask(const std::vector<Assignment>& assignments) {
         literals += ", " + assignment.literal;
         updates += (updates.empty() ? "" : ", ") + column + " = excluded." + column;
     }
-    Execute(KRDB::DB_SYSTEM, "INSERT INTO task (" + columns + ") VALUES (" + literals +
-                                 ") ON CONFLICT (name) DO UPDATE SET " + updates + ";");
+    Execute(KRDB::DB_SYSTEM,
+            "INSERT INTO task (" + columns + ") VALUES (" + literals +
+                ") ON CONFLICT (name) DO UPDATE SET " + updates + ";",
+            {.awaitDisk = false});
 }
 
 int Refuse(int reason, const std::string& message) {

@@ -341,6 +341,15 @@ TEST_F(PostgresSchema, IsLeftAsItIsWhereItIsThere) {
     EXPECT_THAT(Emaps(), ElementsAre(world::Row{"a"}));
 }
 
+TEST_F(PostgresSchema, IsWaitedForUntilItIsOnTheDiskUnlessNobodyNeedsIt) {
+    const std::string asked = "SELECT current_setting('synchronous_commit');";
+
+    EXPECT_STREQ(recorder::Execute(KRDB::DB_SYSTEM, asked).Field(0, 0), "on");
+    EXPECT_STREQ(recorder::Execute(KRDB::DB_SYSTEM, asked, {.awaitDisk = false}).Field(0, 0),
+                 "off");
+    EXPECT_STREQ(recorder::Execute(KRDB::DB_SYSTEM, asked).Field(0, 0), "on");
+}
+
 TEST_F(PostgresSchema, OfAnotherVersionIsRefused) {
     world::Write(KRDB::DB_SYSTEM, "UPDATE schema_version SET version = 4;");
 
