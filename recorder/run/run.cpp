@@ -105,7 +105,7 @@ std::string EndPartSql() {
     }
     ++run.partsOver;
     run.files += run.part->files;
-    const std::string sql = PartSql(run, *run.part);
+    std::string sql = PartSql(run, *run.part);
     run.part.reset();
     return sql;
 }

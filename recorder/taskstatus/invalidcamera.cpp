@@ -32,6 +32,7 @@ std::vector<std::string> CamerasOfEvents() {
                 "SELECT camera_id FROM named WHERE camera_id IS NOT NULL;",
                 {.readOnly = true});
     std::vector<std::string> ids;
+    ids.reserve(static_cast<std::size_t>(rows.RowCount()));
     for (int row = 0; row < rows.RowCount(); ++row) {
         ids.emplace_back(rows.Field(row, 0));
     }
