@@ -1,4 +1,4 @@
-// toml++ itself, compiled once.
+// toml++ itself, compiled once, where its header is included.
 
 #define TOML_IMPLEMENTATION
-#include <toml++/toml.h>
+#include "recorder/settings/section.h"
