@@ -51,8 +51,8 @@ void* ModuleEntry(const std::string& name) {
     if (module == nullptr) {
         throw Error(std::string("can't load the recorder's module: ") + dlerror());
     }
-    DemandVersion(static_cast<const char*>(Symbol(module, path, "kestora_module_version")), path);
-    return Symbol(module, path, "kestora_module_entry");
+    DemandVersion(static_cast<const char*>(Symbol(module, path, "kestoraModuleVersion")), path);
+    return Symbol(module, path, "KestoraModuleEntry");
 }
 
 } // namespace recorder
