@@ -14,12 +14,12 @@
 #include <dirent.h>
 #include <unistd.h>
 
+// Their names are the linker's.
 extern "C" {
-
-// NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the linker names it
-int __real_readdir64_r(DIR* dir, struct dirent64* entry, struct dirent64** result);
-// NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the linker names it
-int __wrap_readdir64_r(DIR* dir, struct dirent64* entry, struct dirent64** result);
+int ReadEntryOfSystem(DIR* dir, struct dirent64* entry,
+                      struct dirent64** result) __asm__("__real_readdir64_r");
+int ReadEntryOfTool(DIR* dir, struct dirent64* entry,
+                    struct dirent64** result) __asm__("__wrap_readdir64_r");
 }
 
 namespace {
@@ -39,9 +39,8 @@ void LogUnreadable(DIR* dir, int error) noexcept {
 
 } // namespace
 
-// NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the linker names it
-int __wrap_readdir64_r(DIR* dir, struct dirent64* entry, struct dirent64** result) {
-    const int error = __real_readdir64_r(dir, entry, result);
+int ReadEntryOfTool(DIR* dir, struct dirent64* entry, struct dirent64** result) {
+    const int error = ReadEntryOfSystem(dir, entry, result);
     if (error != 0) {
         LogUnreadable(dir, error);
     } else if (*result != nullptr && entry->d_type == DT_REG) {
