@@ -37,6 +37,13 @@ public:
     // `ids` in decimal, separated by ",".
     [[nodiscard]] virtual std::string HasIdOf(const std::string& ids) const = 0;
 
+    // What stands behind FROM to read the table's rows with these ids; a further condition can
+    // follow with AND. The table's columns go by its name: others may be there, too.
+    [[nodiscard]] virtual std::string RowsWithIds(const std::string& table,
+                                                  const std::string& ids) const {
+        return table + " WHERE " + HasIdOf(ids);
+    }
+
     // The version of its tables; 0 when there are none.
     [[nodiscard]] virtual long SchemaVersion() = 0;
 

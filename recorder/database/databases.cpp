@@ -75,6 +75,11 @@ std::string HasIdOf(KRDB::DB_INSTANCE instance, const std::string& ids) {
     return DatabaseOf(instance).database->HasIdOf(ids);
 }
 
+std::string RowsWithIds(KRDB::DB_INSTANCE instance, const std::string& table,
+                        const std::string& ids) {
+    return DatabaseOf(instance).database->RowsWithIds(table, ids);
+}
+
 void ForgetRemovedBefore(long oldestTm) {
     for (const auto& [first, open] : Databases()) {
         // Asked first, as a deletion waits for other writers even if it finds nothing.

@@ -18,8 +18,10 @@ DBResult_tag Execute(KRDB::DB_INSTANCE instance, const std::string& sql,
 DBResult_tag ExecuteFor(long run, KRDB::DB_INSTANCE instance, const std::string& sql,
                         const ExecuteOptions& options = {});
 
-// As Database::HasIdOf. Throws Error.
+// As Database's of these names. They throw Error.
 [[nodiscard]] std::string HasIdOf(KRDB::DB_INSTANCE instance, const std::string& ids);
+[[nodiscard]] std::string RowsWithIds(KRDB::DB_INSTANCE instance, const std::string& table,
+                                      const std::string& ids);
 
 // Forgets the rows that were removed before `oldestTm` (seconds since the epoch), in each database
 // that is open. They can't be put back any more. Throws Error.

@@ -115,6 +115,10 @@ std::string LookDatabase::HasIdOf(const std::string& ids) const {
     return SqliteDatabase::IdCondition(ids);
 }
 
+std::string LookDatabase::RowsWithIds(const std::string& table, const std::string& ids) const {
+    return SqliteDatabase::RowsByIds(table, ids);
+}
+
 long LookDatabase::SchemaVersion() {
     return std::strtol(Execute("PRAGMA user_version").Field(0, 0), nullptr, 10);
 }

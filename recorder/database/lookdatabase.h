@@ -21,6 +21,8 @@ public:
     // Throws Error also when `sql` would write, or when the file changes too fast to be read.
     DBResult_tag Execute(const std::string& sql, const ExecuteOptions& options) override;
     [[nodiscard]] std::string HasIdOf(const std::string& ids) const override;
+    [[nodiscard]] std::string RowsWithIds(const std::string& table,
+                                          const std::string& ids) const override;
     [[nodiscard]] long SchemaVersion() override;
 
     // Both throw Error: they would write.

@@ -23,8 +23,9 @@ enum class SqliteLook {
 
 class SqliteDatabase final : public Database {
 public:
-    // As Database::HasIdOf, for whoever has no connection.
+    // As Database's of these names, for whoever has no connection.
     [[nodiscard]] static std::string IdCondition(const std::string& ids);
+    [[nodiscard]] static std::string RowsByIds(const std::string& table, const std::string& ids);
 
     // Opens an existing database file; Create makes it when it is missing. Throws Error.
     [[nodiscard]] static SqliteDatabase Open(const std::string& path, int lockTimeoutMs);
@@ -45,6 +46,8 @@ public:
     using Database::Execute;
     DBResult_tag Execute(const std::string& sql, const ExecuteOptions& options) override;
     [[nodiscard]] std::string HasIdOf(const std::string& ids) const override;
+    [[nodiscard]] std::string RowsWithIds(const std::string& table,
+                                          const std::string& ids) const override;
     [[nodiscard]] long SchemaVersion() override;
     void ApplySchema(const std::string& sql, long version) override;
     void AttributeTo(long run, const std::vector<MediaTable>& tables) override;

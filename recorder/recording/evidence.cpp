@@ -30,9 +30,9 @@ int CameraIdOf(const char* text) {
 using Names = std::vector<std::string_view>;
 using NamesByFolder = std::map<std::string_view, Names>;
 
-DBResult_tag SelectFiles(const std::string& table, const std::string& condition) {
+DBResult_tag SelectFiles(const std::string& table, const std::string& rows) {
     return Execute(KRDB::DB_RECORDING,
-                   "SELECT camera_id, path FROM " + table + " WHERE " + condition + ";",
+                   "SELECT " + table + ".camera_id, " + table + ".path FROM " + rows + ";",
                    {.readOnly = true});
 }
 
@@ -104,10 +104,10 @@ void DemandGone(const std::string& folder, const Names& names) {
 
 } // namespace
 
-void DemandEvidence(const std::string& table, const std::string& condition,
+void DemandEvidence(const std::string& table, const std::string& rows,
                     const std::string& subFolder) {
-    const DBResult_tag rows = SelectFiles(table, condition);
-    for (const auto& [camId, files] : NamedFiles(rows)) {
+    const DBResult_tag result = SelectFiles(table, rows);
+    for (const auto& [camId, files] : NamedFiles(result)) {
         const std::string root = RecordingFolder(camId, subFolder);
         DemandGone(root, {});
         for (const auto& [view, names] : files) {

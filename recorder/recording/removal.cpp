@@ -52,15 +52,16 @@ int RemoveRows(const std::string& table, const std::vector<long>& ids,
     if (ids.empty()) {
         return 0;
     }
-    const std::string condition =
-        HasIdOf(KRDB::DB_RECORDING, JoinIds(ids, std::identity())) + restriction;
+    const std::string idList = JoinIds(ids, std::identity());
     try {
-        DemandEvidence(table, condition, subFolder);
+        DemandEvidence(table, RowsWithIds(KRDB::DB_RECORDING, table, idList) + restriction,
+                       subFolder);
     } catch (const std::exception& error) {
         NoteRefusal(error.what());
         throw;
     }
-    ExecuteInRun(KRDB::DB_RECORDING, "DELETE FROM " + table + " WHERE " + condition + ";");
+    ExecuteInRun(KRDB::DB_RECORDING, "DELETE FROM " + table + " WHERE " +
+                                         HasIdOf(KRDB::DB_RECORDING, idList) + restriction + ";");
     return 0;
 }
 
