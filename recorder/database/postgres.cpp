@@ -159,13 +159,17 @@ std::string PostgresDatabase::HasIdOf(const std::string& ids) const {
 
 long PostgresDatabase::SchemaVersion() {
     constexpr ExecuteOptions kReads{.readOnly = true};
-    const DBResult_tag there =
-        Execute("SELECT to_regclass('" + m_settings.schema + ".schema_version');", kReads);
-    if (there.Field(0, 0) == nullptr) {
+    try { // the table is missing but once in the life of a schema
+        const DBResult_tag version = Execute("SELECT version FROM schema_version;", kReads);
+        return std::strtol(version.Field(0, 0), nullptr, 10);
+    } catch (const Error&) {
+        const DBResult_tag there =
+            Execute("SELECT to_regclass('" + m_settings.schema + ".schema_version');", kReads);
+        if (there.Field(0, 0) != nullptr) {
+            throw;
+        }
         return 0;
     }
-    return std::strtol(Execute("SELECT version FROM schema_version;", kReads).Field(0, 0), nullptr,
-                       10);
 }
 
 void PostgresDatabase::ApplySchema(const std::string& sql, long version) {
@@ -271,8 +275,8 @@ std::string PostgresDatabase::RunCountsSql(int camId) const {
            kAddRunCountsSql;
 }
 
-// One that writes ends in a text of its own: once the rows are here, and not if they can't be
-// taken.
+// One that is to be on the disk ends in a text of its own: once the rows are here, and not if they
+// can't be taken. For others one round trip has to do.
 void PostgresDatabase::RunTransaction(const std::string& sql, const ExecuteOptions& options,
                                       DBResult_tag& rows) {
     const bool reads = options.readOnly || m_access == PostgresAccess::Look;
@@ -283,11 +287,13 @@ void PostgresDatabase::RunTransaction(const std::string& sql, const ExecuteOptio
     if (!options.awaitDisk) {
         text += "SET LOCAL synchronous_commit TO off;";
     }
+    const std::string end = (reads || m_run == 0 ? "" : RunCountsSql(options.camId)) + "COMMIT;";
+    const bool isOneText = reads || !options.awaitDisk;
     try {
-        Send(text + sql + (reads ? ";COMMIT;" : ""));
+        Send(text + sql + (isOneText ? ";" + end : ""));
         Collect(sql, rows);
-        if (!reads) {
-            RunPlain((m_run == 0 ? "" : RunCountsSql(options.camId)) + "COMMIT;");
+        if (!isOneText) {
+            RunPlain(end);
         }
     } catch (const std::exception&) {
         Rollback();

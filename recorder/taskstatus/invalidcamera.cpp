@@ -59,10 +59,10 @@ void RemoveEventsOfInvalidCameras() {
     // Asked before the cameras are: a camera that is added meanwhile has newer events only.
     const std::string newest = NewestEventId();
     const std::vector<std::string> named = CamerasOfEvents();
-    const std::vector<CameraRow> cameras = ListCameras();
     if (named.empty()) {
         return;
     }
+    const std::vector<CameraRow> cameras = ListCameras();
     if (cameras.empty()) {
         const std::string why = "the camera table is empty: the events of cameras that no longer "
                                 "exist are left alone";
