@@ -58,15 +58,22 @@ Bytes ContentOf(HeaderBlocks& file, const Box& box, std::size_t least) {
     return file.At(box.begin, static_cast<std::size_t>(box.Length()));
 }
 
-// Calls `visit` for each box within one; it throws for what it doesn't know.
-template <typename Visitor> void ForEachBox(HeaderBlocks& file, const Box& outer, Visitor visit) {
+// Calls `visit` for each box within one, up to an offset where `isOver` says so; it throws for what
+// it doesn't know.
+template <typename Visitor, typename End>
+void ForEachBoxUntil(HeaderBlocks& file, const Box& outer, End isOver, Visitor visit) {
     int64_t count = 0;
-    for (int64_t offset = outer.begin; offset < outer.end;) {
+    for (int64_t offset = outer.begin; offset < outer.end && !isOver(offset);) {
         Require(++count <= kMaxBoxes);
         const Box box = ReadBox(file, offset, outer.end);
         visit(box);
         offset = box.end;
     }
+}
+
+template <typename Visitor> void ForEachBox(HeaderBlocks& file, const Box& outer, Visitor visit) {
+    ForEachBoxUntil(
+        file, outer, [](int64_t) { return false; }, visit);
 }
 
 struct Length {
@@ -105,6 +112,7 @@ public:
     [[nodiscard]] ContainerInfo Info() const;
 
 private:
+    [[nodiscard]] bool IsRestNothing(int64_t offset, int64_t end) const;
     void ReadTrack(const Box& trak);
     [[nodiscard]] int32_t SecondsOf(const Track& track) const;
     void CheckTrackHeader(const Box& tkhd);
@@ -130,7 +138,8 @@ void Movie::Read(const Box& moov) {
     m_file.ExpectUntil(std::min(moov.end + 2 * kLongHeadBytes, m_file.Size()));
     constexpr std::size_t kMovieHeaderBytes = 100;
     bool isFirst = true;
-    ForEachBox(m_file, moov, [&](const Box& box) {
+    const auto isOver = [&](int64_t offset) { return IsRestNothing(offset, moov.end); };
+    ForEachBoxUntil(m_file, moov, isOver, [&](const Box& box) {
         Require(isFirst == (box.name == Name("mvhd")));
         if (isFirst) {
             const Length length = ReadLength(m_file, box, kMovieHeaderBytes);
@@ -145,6 +154,13 @@ void Movie::Read(const Box& moov) {
             Require(box.name == Name("iods") || box.name == Name("free"));
         }
     });
+}
+
+// Behind a long track's tables most often the name of the program that wrote the file is all there
+// is. Where it would take another read, and is too little for a track, it is left unread.
+bool Movie::IsRestNothing(int64_t offset, int64_t end) const {
+    constexpr int64_t kLeastTrackBytes = 172; // its own head and header, its media's, its handler
+    return m_hasVideo && end - offset < kLeastTrackBytes && m_file.Held(offset).empty();
 }
 
 // libavformat takes the longest of the movie and its tracks, and cuts a track's own length by what

@@ -1,6 +1,6 @@
 // The reader of ordinary mp4 recordings on foreign bytes. Where it answers, libavformat gives the
-// same answer, or refuses the recording for what is wrong within its sample tables: those are
-// passed over. Without them libavformat gives an answer, too.
+// same answer, or refuses the recording for what is wrong within its sample tables or its tags:
+// those are passed over. Without them libavformat gives an answer, too.
 
 #include "recorder/recording/mp4header.h"
 #include "tests/fuzz/sameanswer.h"
@@ -16,8 +16,8 @@ namespace {
 
 // The recording with every box that is named like a table renamed to one that is passed over.
 std::vector<uint8_t> WithoutTables(const uint8_t* data, size_t size) {
-    constexpr std::array<std::string_view, 10> kTables{"stts", "ctts", "cslg", "stss", "stsc",
-                                                       "stsz", "stco", "co64", "sgpd", "sbgp"};
+    constexpr std::array<std::string_view, 11> kTables{
+        "stts", "ctts", "cslg", "stss", "stsc", "stsz", "stco", "co64", "sgpd", "sbgp", "udta"};
     constexpr std::string_view kPassedOver = "free";
     std::vector<uint8_t> bytes(data, data + size);
     for (const std::string_view table : kTables) {

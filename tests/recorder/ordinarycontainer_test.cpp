@@ -395,6 +395,42 @@ TEST(ContainerHeaders, OfMp4AreReadInThreeBlocksWithoutTheTables) {
     }
 }
 
+// Ten minutes with a last table that no block holds, so that what stands behind is far away: tags
+// with a title of so many letters.
+std::string WithTagsFarBehind(std::size_t letters) {
+    constexpr std::size_t kMoreThanABlock = 70'000;
+    const std::string tenMinutes = contract::Media("ordinary/ten-minutes.mp4");
+    const std::string free = BoxOf("free", std::string(kMoreThanABlock, '\0'));
+    const std::size_t chunks = tenMinutes.rfind("stco") - 4;
+    const std::string mp4 =
+        WithBox(tenMinutes, "stco", tenMinutes.substr(chunks, NumberAt(tenMinutes, chunks)) + free);
+    const std::string title =
+        BoxOf("\xa9nam", BoxOf("data", BigEndian(1) + BigEndian(0) + std::string(letters, 'a')));
+    const std::string handler =
+        BoxOf("hdlr", std::string(8, '\0') + "mdirappl" + std::string(9, '\0'));
+    return WithBox(
+        mp4, "udta",
+        BoxOf("udta", BoxOf("meta", std::string(4, '\0') + handler + BoxOf("ilst", title))));
+}
+
+TEST(ContainerHeaders, OfMp4AreReadInThreeBlocksAlsoWithTagsFarBehind) {
+    const std::string mp4 = WithTagsFarBehind(8);
+    NotingSource source(mp4);
+
+    EXPECT_THAT(recorder::ReadMp4Header(source), Optional(Judge(mp4, ContainerKind::Mp4).value()));
+
+    EXPECT_EQ(source.Ranges().size(), 3U);
+}
+
+TEST(ContainerHeaders, OfMp4AreReadToTheEndWhereAnotherTrackCouldBe) {
+    const std::string mp4 = WithTagsFarBehind(100);
+    NotingSource source(mp4);
+
+    EXPECT_THAT(recorder::ReadMp4Header(source), Optional(Judge(mp4, ContainerKind::Mp4).value()));
+
+    EXPECT_EQ(source.Ranges().back().end, static_cast<int64_t>(mp4.size()));
+}
+
 TEST(ContainerHeaders, OfAviAreReadInTwoBlocks) {
     for (const std::string& name : RecordingsIn("/ordinary")) {
         if (name.ends_with(".avi")) {
