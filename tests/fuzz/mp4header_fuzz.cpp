@@ -14,7 +14,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 
 namespace {
 
-// The recording with every box that is named like a table renamed to one that is passed over.
+// The recording with every box that is named like a table, or like the box of tags, renamed to one
+// that is passed over.
 std::vector<uint8_t> WithoutTables(const uint8_t* data, size_t size) {
     constexpr std::array<std::string_view, 11> kTables{
         "stts", "ctts", "cslg", "stss", "stsc", "stsz", "stco", "co64", "sgpd", "sbgp", "udta"};
