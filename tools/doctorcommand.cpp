@@ -27,9 +27,10 @@ constexpr std::array kGroups{
     Group{"settings", CheckSettings, false}, Group{"user", CheckUser, false},
     Group{"log", CheckLog, false},           Group{"database", CheckDatabases, true},
     Group{"modes", CheckModes, false},       Group{"space", CheckSpace, false},
-    Group{"camera", CheckCameras, true},     Group{"volume", CheckVolumes, true},
-    Group{"media", CheckMediaFolders, true}, Group{"run", CheckRun, true},
-    Group{"outbox", CheckOutbox, true},      Group{"broker", CheckBroker, true},
+    Group{"modules", CheckModules, false},   Group{"camera", CheckCameras, true},
+    Group{"volume", CheckVolumes, true},     Group{"media", CheckMediaFolders, true},
+    Group{"run", CheckRun, true},            Group{"outbox", CheckOutbox, true},
+    Group{"broker", CheckBroker, true},
 };
 
 std::size_t Count(const Checks& checks, Health health) {

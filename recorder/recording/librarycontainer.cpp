@@ -4,11 +4,23 @@
 
 namespace recorder {
 
-ContainerInfo ReadContainerByLibrary(ByteSource& source, ContainerKind kind) {
+namespace {
+
+ReadContainerFunction* Library() {
     static auto* const read = ModuleFunction<ReadContainerFunction>("containers");
+    return read;
+}
+
+} // namespace
+
+ContainerInfo ReadContainerByLibrary(ByteSource& source, ContainerKind kind) {
     ContainerInfo info;
-    read(source, kind, info);
+    Library()(source, kind, info);
     return info;
+}
+
+void LoadContainerLibrary() {
+    (void)Library();
 }
 
 } // namespace recorder

@@ -74,8 +74,8 @@ class Doctor(DoctorTest):
         states = {subject: {state for state, _, _ in found} for subject, found in checks.items()
                   if subject not in ("space", "user")}
         self.assertEqual(states, {subject: {"ok"} for subject in (
-            "settings", "log", "database", "modes", "camera", "volume", "snapshots", "emaps",
-            "run", "outbox", "broker")})
+            "settings", "log", "database", "modes", "modules", "camera", "volume", "snapshots",
+            "emaps", "run", "outbox", "broker")})
         self.assertEqual({remedy for found in checks.values() for state, _, remedy in found
                           if state == "ok"}, {None})
 
@@ -364,6 +364,18 @@ class Space(DoctorTest):
         self.assertRegex(outcome.out, rf"warning  space      {self.recorder.inside('volume1')} has "
                          r"15 MiB free, \d+ %. Remedy: make room: less than 5 % or 200 MiB is little")
         self.assertTrue(storage)
+
+
+class Modules(DoctorTest):
+    def test_of_containers_that_is_missing_is_a_problem(self):
+        folder = os.path.join(os.path.dirname(self.recorder.bin_dir), "lib/kestora")
+        without = ("sh", "-c", f'mount -t tmpfs none "{folder}" && exec "$0" "$@"')
+
+        self.assert_line(self.diagnosis(*without, status=1), "modules", "problem",
+                         f"the recorder's module containers is missing; expected {folder}/"
+                         "kestora-containers.so",
+                         "install the package again before the next run: it would add rows without "
+                         "length and format for such recordings, and no later run mends these")
 
 
 class Cameras(DoctorTest):

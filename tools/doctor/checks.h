@@ -11,6 +11,7 @@
 [[nodiscard]] Checks CheckDatabases();
 [[nodiscard]] Checks CheckModes();
 [[nodiscard]] Checks CheckSpace();
+[[nodiscard]] Checks CheckModules();
 [[nodiscard]] Checks CheckCameras();
 [[nodiscard]] Checks CheckVolumes();
 [[nodiscard]] Checks CheckMediaFolders();
