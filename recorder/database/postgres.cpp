@@ -160,7 +160,8 @@ std::string PostgresDatabase::HasIdOf(const std::string& ids) const {
 long PostgresDatabase::SchemaVersion() {
     constexpr ExecuteOptions kReads{.readOnly = true};
     try { // the table is missing but once in the life of a schema
-        const DBResult_tag version = Execute("SELECT version FROM schema_version;", kReads);
+        const DBResult_tag version =
+            Execute("SELECT coalesce(max(version), 0) FROM schema_version;", kReads);
         return std::strtol(version.Field(0, 0), nullptr, 10);
     } catch (const Error&) {
         const DBResult_tag there =

@@ -358,6 +358,14 @@ TEST_F(PostgresSchema, OfAnotherVersionIsRefused) {
     EXPECT_THROW(recorder::InitDatabases(), recorder::Error);
 }
 
+TEST_F(PostgresSchema, ThatLostItsVersionIsRefused) {
+    world::Write(KRDB::DB_SYSTEM, "DELETE FROM schema_version;");
+
+    EXPECT_THAT(FailureOf([] { recorder::Execute(KRDB::DB_SYSTEM, "SELECT 1;"); }),
+                HasSubstr("PostgreSQL schema kestora has schema version 0; expected 3"));
+    EXPECT_THROW(recorder::InitDatabases(), recorder::Error);
+}
+
 TEST_F(PostgresSchema, IsOneRecordersAlone) {
     PostgresSettings settings = ServerSettings();
     settings.schema = "another";
