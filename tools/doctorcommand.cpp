@@ -24,12 +24,18 @@ struct Group {
 };
 
 constexpr std::array kGroups{
-    Group{"settings", CheckSettings, false}, Group{"user", CheckUser, false},
-    Group{"log", CheckLog, false},           Group{"database", CheckDatabases, true},
-    Group{"modes", CheckModes, false},       Group{"space", CheckSpace, false},
-    Group{"modules", CheckModules, false},   Group{"camera", CheckCameras, true},
-    Group{"volume", CheckVolumes, true},     Group{"media", CheckMediaFolders, true},
-    Group{"run", CheckRun, true},            Group{"outbox", CheckOutbox, true},
+    Group{"settings", CheckSettings, false},
+    Group{"user", CheckUser, false},
+    Group{"log", CheckLog, false},
+    Group{"database", CheckDatabases, true},
+    Group{"modes", CheckModes, false},
+    Group{"space", CheckSpace, false},
+    Group{"modules", CheckModules, false},
+    Group{"camera", CheckCameras, true},
+    Group{"volume", CheckVolumes, true},
+    Group{"media", CheckMediaFolders, true},
+    Group{"run", CheckRun, true},
+    Group{"outbox", CheckOutbox, true},
     Group{"broker", CheckBroker, true},
 };
 

@@ -5,7 +5,7 @@
 namespace recorder {
 
 std::unique_ptr<Broker> ConnectBroker(const BrokerSettings& settings) {
-    static auto* const connect = ModuleFunction<ConnectBrokerFunction>("mqtt");
+    static auto* const connect = ModuleFunction<ConnectBrokerFunction>(kMqttModule);
     return std::unique_ptr<Broker>(connect(settings));
 }
 

@@ -4,23 +4,11 @@
 
 namespace recorder {
 
-namespace {
-
-ReadContainerFunction* Library() {
-    static auto* const read = ModuleFunction<ReadContainerFunction>("containers");
-    return read;
-}
-
-} // namespace
-
 ContainerInfo ReadContainerByLibrary(ByteSource& source, ContainerKind kind) {
+    static auto* const read = ModuleFunction<ReadContainerFunction>(kContainersModule);
     ContainerInfo info;
-    Library()(source, kind, info);
+    read(source, kind, info);
     return info;
-}
-
-void LoadContainerLibrary() {
-    (void)Library();
 }
 
 } // namespace recorder

@@ -10,9 +10,6 @@ namespace recorder {
 // when the module can't be used.
 [[nodiscard]] ContainerInfo ReadContainerByLibrary(ByteSource& source, ContainerKind kind);
 
-// Loads the module now, for nothing else than to see that it can be loaded. Throws Error.
-void LoadContainerLibrary();
-
 // The module's function.
 using ReadContainerFunction = void(ByteSource& source, ContainerKind kind, ContainerInfo& info);
 

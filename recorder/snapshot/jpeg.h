@@ -1,4 +1,4 @@
-// TurboJPEG, wrapped: the size of a JPEG picture, and a smaller one made of it.
+// TurboJPEG, wrapped: the size of a JPEG picture, and a smaller one made of it. It lies in modules.
 
 #pragma once
 
@@ -23,5 +23,9 @@ struct JpegHeader {
 // Throws Error when the bytes are no JPEG picture, it claims more than 100 megapixels, or it can't
 // be decoded.
 [[nodiscard]] std::vector<uint8_t> MakeSmallJpeg(std::span<const uint8_t> jpeg, int maxWidth);
+
+// The function of the module "thumbnails".
+using MakeSmallJpegFunction = void(std::span<const uint8_t> jpeg, int maxWidth,
+                                   std::vector<uint8_t>& small);
 
 } // namespace recorder

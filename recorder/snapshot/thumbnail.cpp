@@ -1,5 +1,6 @@
 #include "platform/snapshot.h"
 #include "platform/utility.h"
+#include "recorder/module/module.h"
 #include "recorder/recording/bytesource.h"
 #include "recorder/snapshot/jpeg.h"
 #include "recorder/support/edge.h"
@@ -63,7 +64,9 @@ UniqueFd OpenThumbnailFolder(const std::string& path) {
 }
 
 void MakeThumbnail(const std::string& fullPath) {
-    const std::vector<uint8_t> thumbnail = MakeSmallJpeg(ReadPicture(fullPath), kMaxThumbnailWidth);
+    static auto* const makeSmallJpeg = ModuleFunction<MakeSmallJpegFunction>(kThumbnailsModule);
+    std::vector<uint8_t> thumbnail;
+    makeSmallJpeg(ReadPicture(fullPath), kMaxThumbnailWidth, thumbnail);
     const UniqueFd folder = OpenThumbnailFolder(GetDirPath(fullPath) + "/" + kThumbnailDirName);
     WriteWholeFile(folder.Get(), GetBaseName(fullPath), thumbnail);
 }

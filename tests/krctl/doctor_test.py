@@ -367,15 +367,17 @@ class Space(DoctorTest):
 
 
 class Modules(DoctorTest):
-    def test_of_containers_that_is_missing_is_a_problem(self):
+    def test_that_are_missing_are_problems(self):
         folder = os.path.join(os.path.dirname(self.recorder.bin_dir), "lib/kestora")
         without = ("sh", "-c", f'mount -t tmpfs none "{folder}" && exec "$0" "$@"')
 
-        self.assert_line(self.diagnosis(*without, status=1), "modules", "problem",
-                         f"the recorder's module containers is missing; expected {folder}/"
-                         "kestora-containers.so",
-                         "install the package again before the next run: it would add rows without "
-                         "length and format for such recordings, and no later run mends these")
+        self.assertEqual(self.diagnosis(*without, status=1)["modules"], [
+            ("problem", f"the recorder's module {name} is missing; expected {folder}/"
+             f"kestora-{name}.so", "install the package again before the next run: it would add "
+             f"{what}, and no later run mends these")
+            for name, what in (
+                ("containers", "rows without length and format for recordings out of the ordinary"),
+                ("thumbnails", "rows of snapshots without thumbnails"))])
 
 
 class Cameras(DoctorTest):
