@@ -13,30 +13,29 @@ namespace recorder {
 
 namespace {
 
-// "0" when there is no row.
-std::string NewestEventId() {
-    return Execute(KRDB::DB_RECORDING, "SELECT coalesce(max(id), 0) FROM event;",
-                   {.readOnly = true})
-        .Field(0, 0);
-}
+// Ids are texts: a number beyond 32 bits is no camera, but it is named.
+struct EventsNow {
+    std::vector<std::string> cameras; // that events name
+    std::string newest;               // of events; empty when there is none
+};
 
-// The cameras that events name, as texts: a number beyond 32 bits is no camera, but it is named.
-// Each is found by a step in the index, so that what is asked costs no scan of the table.
-std::vector<std::string> CamerasOfEvents() {
+// Each camera is found by a step in the index, so that what is asked costs no scan of the table.
+EventsNow ReadEventsNow() {
     const DBResult_tag rows =
         Execute(KRDB::DB_RECORDING,
                 "WITH RECURSIVE named (camera_id) AS ("
                 "SELECT min(camera_id) FROM event UNION ALL "
                 "SELECT (SELECT min(camera_id) FROM event WHERE camera_id > named.camera_id) "
                 "FROM named WHERE named.camera_id IS NOT NULL) "
-                "SELECT camera_id FROM named WHERE camera_id IS NOT NULL;",
+                "SELECT camera_id, (SELECT max(id) FROM event) FROM named "
+                "WHERE camera_id IS NOT NULL;",
                 {.readOnly = true});
-    std::vector<std::string> ids;
-    ids.reserve(static_cast<std::size_t>(rows.RowCount()));
+    EventsNow events;
     for (int row = 0; row < rows.RowCount(); ++row) {
-        ids.emplace_back(rows.Field(row, 0));
+        events.cameras.emplace_back(rows.Field(row, 0));
+        events.newest = rows.Field(row, 1);
     }
-    return ids;
+    return events;
 }
 
 // Of those ids the ones that no camera has, separated by ", ".
@@ -57,9 +56,8 @@ std::string WithoutCamera(const std::vector<std::string>& ids,
 void RemoveEventsOfInvalidCameras() {
     BeginPart(gszTableEvent, 0);
     // Asked before the cameras are: a camera that is added meanwhile has newer events only.
-    const std::string newest = NewestEventId();
-    const std::vector<std::string> named = CamerasOfEvents();
-    if (named.empty()) {
+    const EventsNow events = ReadEventsNow();
+    if (events.cameras.empty()) {
         return;
     }
     const std::vector<CameraRow> cameras = ListCameras();
@@ -69,10 +67,10 @@ void RemoveEventsOfInvalidCameras() {
         NoteRefusal(why);
         throw Error(why);
     }
-    const std::string gone = WithoutCamera(named, cameras);
+    const std::string gone = WithoutCamera(events.cameras, cameras);
     if (!gone.empty()) {
         ExecuteInRun(KRDB::DB_RECORDING, "DELETE FROM event WHERE camera_id IN (" + gone +
-                                             ") AND id <= " + newest + ";");
+                                             ") AND id <= " + events.newest + ";");
     }
 }
 
