@@ -2,6 +2,7 @@
 #include "tests/unit/support/platformtest.h"
 
 #include <cstdlib>
+#include <ostream>
 
 namespace unit {
 namespace {
@@ -84,6 +85,10 @@ struct Misuse {
     std::string diagnostic;
 };
 
+void PrintTo(const Misuse& misuse, std::ostream* out) {
+    *out << testing::PrintToString(misuse.args);
+}
+
 class MisuseTest : public CommandLineTest, public testing::WithParamInterface<Misuse> {};
 
 TEST_P(MisuseTest, PrintsADiagnosticAndTheUsageAndFails) {
@@ -114,6 +119,10 @@ struct JobOption {
     Args args;
     std::vector<std::string> jobs;
 };
+
+void PrintTo(const JobOption& option, std::ostream* out) {
+    *out << testing::PrintToString(option.args);
+}
 
 class JobOptionTest : public CommandLineTest, public testing::WithParamInterface<JobOption> {};
 
@@ -147,6 +156,10 @@ struct CameraArgument {
     std::string text;
     std::vector<int> cameras;
 };
+
+void PrintTo(const CameraArgument& argument, std::ostream* out) {
+    *out << testing::PrintToString(argument.text);
+}
 
 class CameraArgumentTest : public CommandLineTest,
                            public testing::WithParamInterface<CameraArgument> {};

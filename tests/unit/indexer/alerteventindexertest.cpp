@@ -1,6 +1,8 @@
 #include "tests/unit/support/platformtest.h"
 #include "tests/unit/support/recordings.h"
 
+#include <ostream>
+
 namespace unit {
 namespace {
 
@@ -160,6 +162,10 @@ struct Batches {
     int recordings;
     std::vector<std::size_t> statements;
 };
+
+void PrintTo(const Batches& batches, std::ostream* out) {
+    *out << batches.recordings;
+}
 
 class AlertEventBatchTest : public AlertEventIndexerTest,
                             public testing::WithParamInterface<Batches> {};

@@ -2,6 +2,7 @@
 #include "tests/unit/support/probeindexer.h"
 
 #include <cerrno>
+#include <ostream>
 #include <unordered_map>
 
 namespace unit {
@@ -168,6 +169,11 @@ struct Times {
     timespec change;
     bool after;
 };
+
+void PrintTo(const Times& times, std::ostream* out) {
+    *out << times.change.tv_sec << "." << times.change.tv_nsec << " after " << times.start.tv_sec
+         << "." << times.start.tv_nsec;
+}
 
 class ModifiedAfterStartTest : public PlatformTest, public testing::WithParamInterface<Times> {};
 

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdio>
+#include <ostream>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -214,6 +215,10 @@ struct Batches {
     int snapshots;
     std::vector<std::size_t> statements;
 };
+
+void PrintTo(const Batches& batches, std::ostream* out) {
+    *out << batches.snapshots;
+}
 
 class SnapshotBatchTest : public SnapshotIndexerTest,
                           public testing::WithParamInterface<Batches> {};
