@@ -20,8 +20,9 @@ RESTRICTED = ["setpriv", "--bounding-set=-dac_override,-dac_read_search"]
 NO_PRIVILEGES = "restricted "
 AS_USER = re.compile(r"as (\d+) (.*)$")
 
-# Seen within the sandbox only. The build's own folder may be closed to other users.
+# Seen within the sandbox only. The build's own folders may be closed to other users.
 PROGRAMS_FOR_USERS = "/var/packages/bin"
+MODULES_FOR_USERS = "/var/packages/lib"
 
 
 class StepFailed(Exception):
@@ -162,6 +163,8 @@ class Steps:
         if as_user:
             os.makedirs(PROGRAMS_FOR_USERS, exist_ok=True)
             program = shutil.copy(program, PROGRAMS_FOR_USERS)
+            shutil.copytree(os.path.join(self.bin_dir, "../lib"), MODULES_FOR_USERS,
+                            dirs_exist_ok=True)
             change = ["setpriv", f"--reuid={as_user[1]}", f"--regid={as_user[1]}", "--clear-groups"]
         else:
             change = RESTRICTED if command.startswith(NO_PRIVILEGES) else []
