@@ -17,8 +17,8 @@ def _memory_gib():
 
 def described(work):
     """In a line: processor, memory, kernel, and the file system of the folder to work in."""
-    file_system = subprocess.run(["findmnt", "-n", "-o", "FSTYPE", "--target", work], check=True,
-                                 text=True, stdout=subprocess.PIPE).stdout.strip()
+    file_system = subprocess.run(["findmnt", "-n", "--first-only", "-o", "FSTYPE", "--target", work],
+                                 check=True, text=True, stdout=subprocess.PIPE).stdout.strip()
     kernel = platform.release().split("-")[0]
     return (f"{len(os.sched_getaffinity(0))} cores ({_cpu()}), {_memory_gib():.0f} GiB, "
             f"Linux {kernel}, {file_system}")
