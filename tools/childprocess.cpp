@@ -1,8 +1,8 @@
 #include "tools/childprocess.h"
 
 #include "recorder/support/error.h"
+#include "recorder/support/program.h"
 #include "recorder/support/uninterrupted.h"
-#include "tools/program.h"
 
 #include <array>
 #include <csignal>
@@ -38,7 +38,7 @@ UniqueFd TakeEndingSignals() {
 } // namespace
 
 ChildProcess::ChildProcess(const std::string& path, const std::vector<std::string>& arguments)
-    : m_signals(TakeEndingSignals()), m_id(StartProgram(path, arguments)),
+    : m_signals(TakeEndingSignals()), m_id(recorder::ProgramStart().Start(path, arguments)),
       m_process(pidfd_open(m_id, 0)) {
     if (!m_process.IsOpen()) {
         throw SystemError("watch " + path);

@@ -1,9 +1,9 @@
 #include "tools/planreader.h"
 
 #include "recorder/support/error.h"
+#include "recorder/support/program.h"
 #include "recorder/support/uninterrupted.h"
 #include "recorder/support/uniquefd.h"
-#include "tools/program.h"
 
 #include <array>
 #include <string>
@@ -26,7 +26,9 @@ public:
         }
         m_notes = recorder::UniqueFd(ends[0]);
         const recorder::UniqueFd writeEnd(ends[1]);
-        m_id = StartProgram(ProgramPath("krplan"), arguments, writeEnd.Get());
+        m_id = recorder::ProgramStart()
+                   .Output(writeEnd.Get())
+                   .Start(recorder::ProgramPath("krplan"), arguments);
     }
     ~Planner() {
         m_notes.Reset();

@@ -6,10 +6,10 @@
 #include "recorder/settings/settings.h"
 #include "recorder/support/error.h"
 #include "recorder/support/paths.h"
+#include "recorder/support/program.h"
 #include "tools/childprocess.h"
 #include "tools/joboptions.h"
 #include "tools/liveview.h"
-#include "tools/program.h"
 #include "tools/progressdisplay.h"
 #include "tools/runview.h"
 #include "tools/words.h"
@@ -122,7 +122,7 @@ void Run(const JobOptions& jobs, bool asJson) {
         DemandKnownCamera(jobs, *cameras);
     }
     const RunShares shares = SharesOf(jobs, cameras.value_or(std::vector<recorder::CameraRow>()));
-    const std::string krindexer = ProgramPath("krindexer");
+    const std::string krindexer = recorder::ProgramPath("krindexer");
     const long startTm = std::time(nullptr);
     ChildProcess child(krindexer, ArgumentsOf(jobs));
     ProgressDisplay display(!asJson);

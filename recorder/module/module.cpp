@@ -1,10 +1,13 @@
 #include "recorder/module/module.h"
 
 #include "recorder/support/error.h"
+#include "recorder/support/program.h"
 
 #include <array>
+#include <cerrno>
 #include <filesystem>
 #include <string_view>
+#include <system_error>
 
 #include <dlfcn.h>
 #include <unistd.h>
@@ -16,8 +19,7 @@ namespace {
 // Beside the programs, wherever they lie: /usr/sbin, /usr/libexec/kestora, a build's folder. Not by
 // the loader's own search, which the caller's environment can lead elsewhere.
 std::string ModulePath(const std::string& name) {
-    const std::filesystem::path folder =
-        std::filesystem::read_symlink("/proc/self/exe").parent_path();
+    const std::filesystem::path folder = ProgramFolder();
     const std::string file = "lib/kestora/kestora-" + name + ".so";
     const std::array places{folder.parent_path() / file, folder.parent_path().parent_path() / file};
     for (const std::filesystem::path& place : places) {
@@ -26,6 +28,24 @@ std::string ModulePath(const std::string& name) {
         }
     }
     throw Error("the recorder's module " + name + " is missing; expected " + places[0].string());
+}
+
+// The loader neither makes a call again that a signal broke off nor gives its code: it has words.
+bool WasInterrupted(std::string_view complaint) {
+    return complaint.ends_with(std::generic_category().message(EINTR));
+}
+
+void* Load(const std::string& path) {
+    while (true) {
+        void* const module = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
+        if (module != nullptr) {
+            return module;
+        }
+        const std::string complaint = dlerror();
+        if (!WasInterrupted(complaint)) {
+            throw Error("can't load the recorder's module: " + complaint);
+        }
+    }
 }
 
 void* Symbol(void* module, const std::string& path, const char* symbol) {
@@ -47,10 +67,7 @@ void DemandVersion(const char* version, const std::string& path) {
 
 void* ModuleEntry(const std::string& name) {
     const std::string path = ModulePath(name);
-    void* const module = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
-    if (module == nullptr) {
-        throw Error(std::string("can't load the recorder's module: ") + dlerror());
-    }
+    void* const module = Load(path);
     DemandVersion(static_cast<const char*>(Symbol(module, path, "kestoraModuleVersion")), path);
     return Symbol(module, path, "KestoraModuleEntry");
 }
