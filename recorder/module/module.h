@@ -10,12 +10,11 @@
 
 namespace recorder {
 
-constexpr const char* kContainersModule = "containers";
 constexpr const char* kMqttModule = "mqtt";
 constexpr const char* kPostgresqlModule = "postgresql";
 constexpr const char* kThumbnailsModule = "thumbnails";
 
-// The function of the module `name` ("containers"), which is loaded now if it isn't yet and stays
+// The function of the module `name` ("mqtt"), which is loaded now if it isn't yet and stays
 // loaded. Throws Error: it isn't where it belongs, can't be loaded, or is of another version.
 [[nodiscard]] void* ModuleEntry(const std::string& name);
 

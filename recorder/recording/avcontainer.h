@@ -1,4 +1,4 @@
-// libavformat, wrapped: what it says about a container's streams.
+// libavformat, wrapped: what it says about a container's streams. It lies in a program of its own.
 
 #pragma once
 
@@ -6,7 +6,7 @@
 
 namespace recorder {
 
-// As ReadContainerByLibrary.
+// As ReadContainer, and the judge of every container that is out of the ordinary.
 [[nodiscard]] ContainerInfo ReadAvContainer(ByteSource& source, ContainerKind kind);
 
 } // namespace recorder

@@ -1,4 +1,5 @@
-// The way to libavformat. What is behind it lies in a module.
+// The way to libavformat, which is in a process of its own (krcontainers). That one is started when
+// it is first needed and stays as long as this one does.
 
 #pragma once
 
@@ -6,11 +7,11 @@
 
 namespace recorder {
 
-// As ReadContainer, and the judge of every container that is out of the ordinary. Throws Error also
-// when the module can't be used.
+// As ReadAvContainer. Throws Error also when krcontainers can't be started, or didn't survive the
+// container.
 [[nodiscard]] ContainerInfo ReadContainerByLibrary(ByteSource& source, ContainerKind kind);
 
-// The module's function.
-using ReadContainerFunction = void(ByteSource& source, ContainerKind kind, ContainerInfo& info);
+// Throws Error when ReadContainerByLibrary would for want of krcontainers.
+void DemandContainerLibrary();
 
 } // namespace recorder

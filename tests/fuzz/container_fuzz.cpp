@@ -1,6 +1,6 @@
-// The container reader on foreign bytes, as each of the kinds that it knows.
+// The judge of containers out of the ordinary on foreign bytes, as each of the kinds that it knows.
 
-#include "recorder/recording/container.h"
+#include "recorder/recording/avcontainer.h"
 #include "recorder/support/error.h"
 
 #include <cstddef>
@@ -13,7 +13,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     for (const ContainerKind kind : {ContainerKind::Mp4, ContainerKind::Avi, ContainerKind::Mxg}) {
         recorder::MemorySource source({data, size});
         try {
-            const recorder::ContainerInfo info = recorder::ReadContainer(source, kind);
+            const recorder::ContainerInfo info = recorder::ReadAvContainer(source, kind);
             if (info.durationSec < 0 || info.width < 0 || info.height < 0) {
                 __builtin_trap();
             }

@@ -44,7 +44,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::vector<uint8_t> bytes = WithoutTables(data, size);
     recorder::MemorySource withoutTables(bytes);
     try {
-        (void)recorder::ReadContainerByLibrary(withoutTables, recorder::ContainerKind::Mp4);
+        (void)recorder::ReadAvContainer(withoutTables, recorder::ContainerKind::Mp4);
     } catch (const recorder::Error&) {
         __builtin_trap();
     }

@@ -2,7 +2,7 @@
 
 #pragma once
 
-#include "recorder/recording/librarycontainer.h"
+#include "recorder/recording/avcontainer.h"
 #include "recorder/support/error.h"
 
 #include <cstdio>
@@ -18,7 +18,7 @@ inline void Print(const char* who, const recorder::ContainerInfo& info) {
 inline bool LibraryAgrees(const recorder::ContainerInfo& info, recorder::ByteSource& source,
                           recorder::ContainerKind kind) {
     try {
-        const recorder::ContainerInfo judged = recorder::ReadContainerByLibrary(source, kind);
+        const recorder::ContainerInfo judged = recorder::ReadAvContainer(source, kind);
         if (info.durationSec != judged.durationSec || info.vdoType != judged.vdoType ||
             info.audType != judged.audType || info.width != judged.width ||
             info.height != judged.height) {

@@ -368,16 +368,28 @@ class Space(DoctorTest):
 
 class Modules(DoctorTest):
     def test_that_are_missing_are_problems(self):
-        folder = os.path.join(os.path.dirname(self.recorder.bin_dir), "lib/kestora")
-        without = ("sh", "-c", f'mount -t tmpfs none "{folder}" && exec "$0" "$@"')
+        bin_dir = self.recorder.bin_dir
+        folder = os.path.join(os.path.dirname(bin_dir), "lib/kestora")
+        without = ("sh", "-c", f'mount -t tmpfs none "{folder}" && '
+                   f'mount --bind /dev/null "{bin_dir}/krcontainers" && exec "$0" "$@"')
 
         self.assertEqual(self.diagnosis(*without, status=1)["modules"], [
-            ("problem", f"the recorder's module {name} is missing; expected {folder}/"
-             f"kestora-{name}.so", "install the package again before the next run: it would add "
-             f"{what}, and no later run mends these")
-            for name, what in (
-                ("containers", "rows without length and format for recordings out of the ordinary"),
-                ("thumbnails", "rows of snapshots without thumbnails"))])
+            ("problem", f"{what}; expected {place}", "install the package again before the next "
+             f"run: it would add {rows}, and no later run mends these")
+            for what, place, rows in (
+                ("the program krcontainers is missing", f"{bin_dir}/krcontainers",
+                 "rows without length and format for recordings out of the ordinary"),
+                ("the recorder's module thumbnails is missing",
+                 f"{folder}/kestora-thumbnails.so", "rows of snapshots without thumbnails"))])
+
+    def test_of_another_version_are_a_problem(self):
+        other = self.recorder.file("krcontainers", "#!/bin/sh\nprintf 0.0.1 >&0\n", mode=0o755)
+
+        found = self.diagnosis("sh", "-c", f'mount --bind "{other}" "{self.recorder.bin_dir}/'
+                               'krcontainers" && exec "$0" "$@"', status=1)
+
+        self.assertRegex(found["modules"][0][1],
+                         r"^the program krcontainers is of version 0\.0\.1; expected \d")
 
 
 class Cameras(DoctorTest):

@@ -7,6 +7,7 @@ import subprocess
 
 from support import process
 from support.case import KrctlTest
+from support.recorder import START_TM
 from support.terminal import Terminal
 
 ANOTHER_CAMERA = 2
@@ -84,6 +85,19 @@ class Outcome(RunTest):
         self.assertIn("run 1: 1 failure", outcome.out)
         self.assertRegex("".join(self.recorder.log()),
                          rf"can't read folder \S*{folder} to its end: Input/output error")
+
+    def test_a_recording_that_its_reader_does_not_survive_is_a_failure_and_the_run_goes_on(self):
+        self.recorder.recording(self.storage, medium="frames.mxg")
+        self.recorder.recording(self.storage, START_TM + 1)
+        reader = self.recorder.file("reader", "#!/bin/sh\nkill -SEGV $$\n", mode=0o755)
+        sandbox, root, *command = self.recorder.command("krctl", "run", "-r", "1")
+        outcome = process.run([sandbox, root, "sh", "-c", 'mount --bind "$0" "$1" && shift && "$@"',
+                               reader, f"{self.recorder.bin_dir}/krcontainers", *command])
+        self.assertEqual(outcome.status, 1, outcome)
+        self.assertRegex("".join(self.recorder.log()),
+                         r"mxg: the program krcontainers was ended by signal 11 \(Segmentation fault\)")
+        self.assertEqual(self.rows("SELECT end_tm - start_tm, img_w FROM event ORDER BY start_tm;"),
+                         ["0|0", "2|320"])
 
     def test_a_missing_volume_is_refused_and_stands_out(self):
         self.recorder.recording(self.storage)

@@ -21,7 +21,7 @@ std::string FailureToLoad(const std::string& name) {
 TEST(Module, IsLoadedByItsName) {
     EXPECT_EQ(FailureToLoad("mqtt"), "loaded");
     EXPECT_EQ(FailureToLoad("postgresql"), "loaded");
-    EXPECT_EQ(FailureToLoad("containers"), "loaded");
+    EXPECT_EQ(FailureToLoad("thumbnails"), "loaded");
 }
 
 TEST(Module, ThatIsMissingIsNamedWithItsPlace) {

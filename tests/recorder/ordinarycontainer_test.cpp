@@ -1,8 +1,8 @@
 // The readers of ordinary recordings: what they answer is what libavformat answers, and what is
 // ordinary they do answer.
 
+#include "recorder/recording/avcontainer.h"
 #include "recorder/recording/aviheader.h"
-#include "recorder/recording/librarycontainer.h"
 #include "recorder/recording/mp4header.h"
 #include "recorder/support/error.h"
 #include "tests/contract/support/files.h"
@@ -54,7 +54,7 @@ std::optional<ContainerInfo> ReadHeader(const std::string& bytes, ContainerKind 
 std::optional<ContainerInfo> Judge(const std::string& bytes, ContainerKind kind) {
     recorder::MemorySource source = SourceOf(bytes);
     try {
-        return recorder::ReadContainerByLibrary(source, kind);
+        return recorder::ReadAvContainer(source, kind);
     } catch (const recorder::Error&) {
         return std::nullopt;
     }

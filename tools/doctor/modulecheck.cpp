@@ -1,4 +1,5 @@
 #include "recorder/module/module.h"
+#include "recorder/recording/librarycontainer.h"
 #include "recorder/support/error.h"
 #include "tools/doctor/checks.h"
 
@@ -8,28 +9,29 @@ namespace {
 
 constexpr const char* kSubject = "modules";
 
-struct NeededModule {
-    const char* name;
+struct NeededPart {
+    void (*demand)();    // throws Error when it can't be used
     const char* without; // what a run does then
 };
 
 // The others are loaded by the checks of databases and broker, where the settings ask for them.
-constexpr std::array kNeededModules{
-    NeededModule{recorder::kContainersModule,
-                 "it would add rows without length and format for recordings out of the ordinary"},
-    NeededModule{recorder::kThumbnailsModule, "it would add rows of snapshots without thumbnails"}};
+constexpr std::array kNeededParts{
+    NeededPart{recorder::DemandContainerLibrary,
+               "it would add rows without length and format for recordings out of the ordinary"},
+    NeededPart{[] { (void)recorder::ModuleEntry(recorder::kThumbnailsModule); },
+               "it would add rows of snapshots without thumbnails"}};
 
 } // namespace
 
 Checks CheckModules() {
     Checks checks;
-    for (const NeededModule& module : kNeededModules) {
+    for (const NeededPart& part : kNeededParts) {
         try {
-            (void)recorder::ModuleEntry(module.name);
+            part.demand();
         } catch (const recorder::Error& error) {
             checks.push_back(Problem(
                 kSubject, error.what(),
-                "install the package again before the next run: " + std::string(module.without) +
+                "install the package again before the next run: " + std::string(part.without) +
                     ", and no later run mends these"));
         }
     }

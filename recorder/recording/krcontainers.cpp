@@ -1,0 +1,84 @@
+// krcontainers: libavformat, in a process of its own. Whatever a damaged container does to the
+// library, a run goes on; and only a run that meets a container out of the ordinary pays for
+// loading it. It opens nothing: the bytes come from the recorder, which starts it and is at the
+// other end of its standard input (containertalk.h). It ends when the recorder is gone.
+
+#include "recorder/recording/avcontainer.h"
+#include "recorder/recording/containertalk.h"
+#include "recorder/support/error.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdio>
+#include <span>
+#include <string_view>
+
+#include <sysexits.h>
+#include <unistd.h>
+
+namespace {
+
+using namespace recorder;
+
+constexpr int kRecorder = STDIN_FILENO;
+constexpr std::string_view kVersion = KESTORA_VERSION;
+
+// The container that the recorder has opened.
+class RecorderSource : public ByteSource {
+public:
+    explicit RecorderSource(int64_t size) : m_size(size) {}
+
+    [[nodiscard]] int64_t Size() const override { return m_size; }
+
+    [[nodiscard]] std::size_t ReadAt(int64_t offset, std::span<uint8_t> buffer) override {
+        const std::span<uint8_t> wanted = buffer.first(std::min(buffer.size(), kMaxBytesAtOnce));
+        ContainerReply reply;
+        reply.kind = ContainerReply::Kind::WantsBytes;
+        reply.offset = offset;
+        reply.length = static_cast<uint32_t>(wanted.size());
+        ContainerBytes bytes;
+        if (!SendMessage(kRecorder, BytesOf(reply))) {
+            throw Error("can't ask the recorder for bytes");
+        }
+        const std::size_t length =
+            ReceiveMessage(kRecorder, BytesOf(bytes), std::as_writable_bytes(wanted));
+        if (length < sizeof(bytes) || !bytes.areRead) {
+            throw Error("can't read the bytes");
+        }
+        return length - sizeof(bytes);
+    }
+
+private:
+    int64_t m_size;
+};
+
+ContainerReply ReplyTo(const ContainerQuestion& question) {
+    ContainerReply reply;
+    try {
+        RecorderSource source(question.size);
+        reply.info = ReadAvContainer(source, question.kind);
+        reply.kind = ContainerReply::Kind::Info;
+    } catch (const std::exception& error) {
+        const std::string_view text = error.what();
+        text.copy(reply.text.data(), reply.text.size() - 1);
+        reply.kind = ContainerReply::Kind::Failure;
+    }
+    return reply;
+}
+
+} // namespace
+
+int main() {
+    if (!SendMessage(kRecorder, std::as_bytes(std::span(kVersion)))) {
+        std::fputs("krcontainers: expected krindexer or krctl at the other end of standard input\n",
+                   stderr);
+        return EX_USAGE;
+    }
+    ContainerQuestion question;
+    bool isAsked = true;
+    while (isAsked) {
+        isAsked = ReceiveMessage(kRecorder, BytesOf(question)) == sizeof(question) &&
+                  SendMessage(kRecorder, BytesOf(ReplyTo(question)));
+    }
+    return 0;
+}
