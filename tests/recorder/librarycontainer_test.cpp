@@ -8,8 +8,10 @@
 
 #include <csignal>
 #include <fstream>
+#include <iterator>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -22,11 +24,11 @@ using recorder::ContainerKind;
 // This process's only child.
 pid_t ReadingProgram() {
     std::ifstream children("/proc/self/task/" + std::to_string(getpid()) + "/children");
-    pid_t id = 0;
-    if (!(children >> id)) {
-        throw std::runtime_error("krcontainers doesn't run");
+    const std::vector<pid_t> ids{std::istream_iterator<pid_t>(children), {}};
+    if (ids.size() != 1) {
+        throw std::runtime_error("not one krcontainers, but " + std::to_string(ids.size()));
     }
-    return id;
+    return ids.front();
 }
 
 // A recording in memory, and what is done each time that bytes of it are wanted.
