@@ -285,7 +285,8 @@ ContainerInfo ReadFrames(AVFormatContext& context, double shareCounted) {
     info.vdoType = VIDEO_MJPEG;
     int64_t frames = 0;
     const std::unique_ptr<AVPacket, FreePacket> packet(av_packet_alloc());
-    while (av_read_frame(&context, packet.get()) >= 0) {
+    int error = 0;
+    while ((error = av_read_frame(&context, packet.get())) >= 0) {
         if (frames == 0) {
             const JpegHeader header =
                 ReadJpegHeader({packet->data, static_cast<std::size_t>(std::max(packet->size, 0))});
@@ -294,6 +295,9 @@ ContainerInfo ReadFrames(AVFormatContext& context, double shareCounted) {
         }
         ++frames;
         av_packet_unref(packet.get());
+    }
+    if (error != AVERROR_EOF) {
+        throw ContainerError("read the container", error);
     }
     if (frames == 0) {
         throw Error("can't read the container: it has no frame");

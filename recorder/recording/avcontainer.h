@@ -1,4 +1,5 @@
-// libavformat, wrapped: what it says about a container's streams. It lies in a program of its own.
+// libavformat, wrapped: what it says about a container's streams. A run uses it
+// by ReadContainerByLibrary only.
 
 #pragma once
 

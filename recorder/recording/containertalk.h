@@ -1,5 +1,5 @@
 // What the recorder and krcontainers say to each other, over a socket that keeps messages apart.
-// Both are of one build: a message is a struct as it lies in memory.
+// Both are of one version: a message is a struct as it lies in memory.
 //
 // krcontainers first tells its version. Then, for each container: the recorder asks a
 // ContainerQuestion; krcontainers asks for bytes as often as it needs some, each time answered by

@@ -1,18 +1,22 @@
 // krcontainers: libavformat, in a process of its own. Whatever a damaged container does to the
 // library, a run goes on; and only a run that meets a container out of the ordinary pays for
 // loading it. It opens nothing: the bytes come from the recorder, which starts it and is at the
-// other end of its standard input (containertalk.h). It ends when the recorder is gone.
+// other end of its standard input (containertalk.h). It ends with the recorder.
 
 #include "recorder/recording/avcontainer.h"
 #include "recorder/recording/containertalk.h"
 #include "recorder/support/error.h"
 
 #include <algorithm>
+#include <csignal>
 #include <cstddef>
 #include <cstdio>
+#include <ctime>
 #include <span>
 #include <string_view>
 
+#include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sysexits.h>
 #include <unistd.h>
 
@@ -22,6 +26,7 @@ using namespace recorder;
 
 constexpr int kRecorder = STDIN_FILENO;
 constexpr std::string_view kVersion = KESTORA_VERSION;
+constexpr rlim_t kMaxCpuSeconds = 60; // one of ten minutes takes milliseconds
 
 // The container that the recorder has opened.
 class RecorderSource : public ByteSource {
@@ -66,19 +71,36 @@ ContainerReply ReplyTo(const ContainerQuestion& question) {
     return reply;
 }
 
+// One that the library never gets done with is given up. This counts no time in which other
+// programs have the processor.
+void AllowCpuTime() {
+    const auto used = static_cast<rlim_t>(std::clock() / CLOCKS_PER_SEC);
+    struct rlimit limit = {};
+    getrlimit(RLIMIT_CPU, &limit);
+    limit.rlim_cur = std::min(used + kMaxCpuSeconds, limit.rlim_max);
+    setrlimit(RLIMIT_CPU, &limit);
+}
+
+// False when the recorder is gone.
+bool AnswerNext() {
+    ContainerQuestion question;
+    if (ReceiveMessage(kRecorder, BytesOf(question)) != sizeof(question)) {
+        return false;
+    }
+    AllowCpuTime();
+    return SendMessage(kRecorder, BytesOf(ReplyTo(question)));
+}
+
 } // namespace
 
 int main() {
+    prctl(PR_SET_PDEATHSIG, SIGKILL); // even if the library never gets done
     if (!SendMessage(kRecorder, std::as_bytes(std::span(kVersion)))) {
         std::fputs("krcontainers: expected krindexer or krctl at the other end of standard input\n",
                    stderr);
         return EX_USAGE;
     }
-    ContainerQuestion question;
-    bool isAsked = true;
-    while (isAsked) {
-        isAsked = ReceiveMessage(kRecorder, BytesOf(question)) == sizeof(question) &&
-                  SendMessage(kRecorder, BytesOf(ReplyTo(question)));
+    while (AnswerNext()) {
     }
     return 0;
 }

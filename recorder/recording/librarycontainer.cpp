@@ -12,7 +12,6 @@
 #include <optional>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -23,6 +22,7 @@ namespace {
 
 constexpr const char* kName = "krcontainers";
 constexpr std::size_t kMaxVersionBytes = 64;
+constexpr int kLoaderFailed = 127;
 
 // The first thing that it says. Empty when it ended before.
 std::string VersionTold(int socket) {
@@ -34,21 +34,26 @@ std::string VersionTold(int socket) {
 // when it is gone.
 bool HandOver(int socket, ByteSource& source, const ContainerReply& wanted, std::string& failure) {
     ContainerBytes bytes;
-    std::vector<uint8_t> buffer(std::min<std::size_t>(wanted.length, kMaxBytesAtOnce));
+    std::array<uint8_t, kMaxBytesAtOnce> buffer{};
+    const std::span<uint8_t> room =
+        std::span(buffer).first(std::min<std::size_t>(wanted.length, buffer.size()));
+    std::size_t length = 0;
     try {
-        buffer.resize(source.ReadAt(wanted.offset, buffer));
+        length = source.ReadAt(wanted.offset, room);
         bytes.areRead = true;
-    } catch (const std::exception& error) {
-        buffer.clear();
+    } catch (const Error& error) {
         failure = error.what();
     }
-    return SendMessage(socket, BytesOf(bytes), std::as_bytes(std::span(buffer)));
+    return SendMessage(socket, BytesOf(bytes), std::as_bytes(room.first(length)));
 }
 
 std::string EndingOf(int status) {
     if (WIFSIGNALED(status)) {
         return "was ended by signal " + std::to_string(WTERMSIG(status)) + " (" +
                strsignal(WTERMSIG(status)) + ")";
+    }
+    if (WEXITSTATUS(status) == kLoaderFailed) {
+        return "can't be loaded: is a library that it needs missing?";
     }
     return "ended with status " + std::to_string(WEXITSTATUS(status));
 }
@@ -60,16 +65,16 @@ Error EndedError(const std::string& ending) {
 class ContainerProgram {
 public:
     ContainerProgram() = default;
-    ~ContainerProgram() { End(); }
+    ~ContainerProgram() { Kill(); }
     ContainerProgram(const ContainerProgram&) = delete;
     ContainerProgram& operator=(const ContainerProgram&) = delete;
     ContainerProgram(ContainerProgram&&) = delete;
     ContainerProgram& operator=(ContainerProgram&&) = delete;
 
-    // Starts it unless it is there. Throws Error.
-    void Start() {
+    // Starts it unless it is there. False when it ended at once. Throws Error.
+    bool Start() {
         if (m_id != 0) {
-            return;
+            return true;
         }
         std::array<int, 2> ends{};
         if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0) {
@@ -77,36 +82,34 @@ public:
         }
         m_socket = UniqueFd(ends[0]);
         UniqueFd itsEnd(ends[1]);
-        // Ctrl-C and systemd speak to it, too; but this program brings its run to an end first.
-        m_id = ProgramStart().Input(itsEnd.Get()).WithoutEndingSignals().Start(ProgramPath(kName));
+        // What ends a whole group of processes must not end this one first: the recording at hand
+        // would get a row without its length.
+        m_id = ProgramStart()
+                   .Input(itsEnd.Get())
+                   .WithoutOutput()
+                   .WithoutEndingSignals()
+                   .Start(ProgramPath(kName));
         itsEnd.Reset();
-        DemandVersion();
+        return IsOfThisVersion();
     }
 
     // Nothing when the program ended over it. Throws Error.
     std::optional<ContainerReply> Ask(ByteSource& source, ContainerKind kind) {
-        Start();
-        const ContainerQuestion question{.kind = kind, .size = source.Size()};
-        if (!SendMessage(m_socket.Get(), BytesOf(question))) {
+        if (!Start()) {
             return std::nullopt;
         }
-        std::string readFailure;
-        ContainerReply reply;
-        while (ReceiveMessage(m_socket.Get(), BytesOf(reply)) == sizeof(reply)) {
-            if (reply.kind == ContainerReply::Kind::Failure && !readFailure.empty()) {
-                throw Error(readFailure); // libavformat takes it for the end of the container
-            }
-            if (reply.kind != ContainerReply::Kind::WantsBytes) {
-                return reply;
-            }
-            if (!HandOver(m_socket.Get(), source, reply, readFailure)) {
-                break;
-            }
+        try {
+            return Talk(source, kind);
+        } catch (...) {
+            Kill(); // it may wait for bytes, and would take the next question for them
+            throw;
         }
-        return std::nullopt;
     }
 
-    // How it ended: without the recorder it does so by itself.
+    // Why bytes couldn't be read of the container that was asked about last; empty if they could.
+    [[nodiscard]] const std::string& ReadFailure() const { return m_readFailure; }
+
+    // Waits for its end, which comes by itself without the recorder; how it ended.
     std::string End() {
         m_socket.Reset();
         int status = 0;
@@ -118,19 +121,41 @@ public:
     }
 
 private:
-    void DemandVersion() {
+    // False when it ended before it told its version.
+    bool IsOfThisVersion() {
         const std::string version = VersionTold(m_socket.Get());
-        if (version == KESTORA_VERSION) {
-            return;
+        if (!version.empty() && version != KESTORA_VERSION) {
+            Kill();
+            throw Error(std::string("the program ") + kName + " is of version " + version +
+                        "; expected " + KESTORA_VERSION);
         }
-        const std::string ending = End();
-        throw version.empty() ? EndedError(ending)
-                              : Error(std::string("the program ") + kName + " is of version " +
-                                      version + "; expected " + KESTORA_VERSION);
+        return !version.empty();
+    }
+
+    std::optional<ContainerReply> Talk(ByteSource& source, ContainerKind kind) {
+        m_readFailure.clear();
+        const ContainerQuestion question{.kind = kind, .size = source.Size()};
+        bool isThere = SendMessage(m_socket.Get(), BytesOf(question));
+        ContainerReply reply;
+        while (isThere && ReceiveMessage(m_socket.Get(), BytesOf(reply)) == sizeof(reply)) {
+            if (reply.kind != ContainerReply::Kind::WantsBytes) {
+                return reply;
+            }
+            isThere = HandOver(m_socket.Get(), source, reply, m_readFailure);
+        }
+        return std::nullopt;
+    }
+
+    void Kill() {
+        if (m_id != 0) {
+            kill(m_id, SIGKILL);
+            (void)End();
+        }
     }
 
     UniqueFd m_socket;
     pid_t m_id = 0;
+    std::string m_readFailure;
 };
 
 ContainerProgram& Program() {
@@ -138,9 +163,12 @@ ContainerProgram& Program() {
     return program;
 }
 
-ContainerInfo InfoIn(const ContainerReply& reply) {
+ContainerInfo InfoIn(const ContainerReply& reply, const std::string& readFailure) {
     if (reply.kind == ContainerReply::Kind::Info) {
         return reply.info;
+    }
+    if (!readFailure.empty()) {
+        throw Error(readFailure); // libavformat knows only that there was no more
     }
     throw Error(std::string(reply.text.data(), strnlen(reply.text.data(), reply.text.size())));
 }
@@ -154,7 +182,7 @@ ContainerInfo ReadContainerByLibrary(ByteSource& source, ContainerKind kind) {
     for (int attempt = 0; attempt < 2; ++attempt) {
         const std::optional<ContainerReply> reply = Program().Ask(source, kind);
         if (reply) {
-            return InfoIn(*reply);
+            return InfoIn(*reply, Program().ReadFailure());
         }
         ending = Program().End();
     }
@@ -162,7 +190,9 @@ ContainerInfo ReadContainerByLibrary(ByteSource& source, ContainerKind kind) {
 }
 
 void DemandContainerLibrary() {
-    Program().Start();
+    if (!Program().Start()) {
+        throw EndedError(Program().End());
+    }
 }
 
 } // namespace recorder

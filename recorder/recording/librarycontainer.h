@@ -11,7 +11,7 @@ namespace recorder {
 // container.
 [[nodiscard]] ContainerInfo ReadContainerByLibrary(ByteSource& source, ContainerKind kind);
 
-// Throws Error when ReadContainerByLibrary would for want of krcontainers.
+// Starts krcontainers now. Throws Error when ReadContainerByLibrary would for want of it.
 void DemandContainerLibrary();
 
 } // namespace recorder

@@ -10,6 +10,7 @@
 #include <csignal>
 #include <initializer_list>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace recorder {
@@ -27,7 +28,7 @@ sigset_t SignalSet(std::initializer_list<int> signals) {
 
 } // namespace
 
-// Not by the library's own way, which gives up when it is interrupted.
+// Not by std::filesystem, which gives up when it is interrupted.
 std::filesystem::path ProgramFolder() {
     std::array<char, PATH_MAX> path{};
     const ssize_t length =
@@ -40,13 +41,15 @@ std::filesystem::path ProgramFolder() {
 
 std::string ProgramPath(const std::string& name) {
     const std::filesystem::path folder = ProgramFolder();
-    for (const std::filesystem::path& place :
-         {folder / name, folder.parent_path() / "libexec/kestora" / name}) {
+    const std::filesystem::path beside = folder / name;
+    const std::filesystem::path installed = folder.parent_path() / "libexec/kestora" / name;
+    for (const std::filesystem::path& place : {beside, installed}) {
         if (FilePresence(place) == Presence::Yes) {
             return place;
         }
     }
-    throw Error("the program " + name + " is missing; expected " + (folder / name).string());
+    throw Error("the program " + name + " is missing; expected " + beside.string() + " or " +
+                installed.string());
 }
 
 ProgramStart::ProgramStart() {
@@ -74,14 +77,20 @@ ProgramStart& ProgramStart::Output(int fd) {
     return *this;
 }
 
+ProgramStart& ProgramStart::WithoutOutput() {
+    posix_spawn_file_actions_addopen(&m_actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+    return *this;
+}
+
 ProgramStart& ProgramStart::WithoutEndingSignals() {
     const sigset_t blocked = SignalSet({SIGHUP, SIGINT, SIGQUIT, SIGTERM});
     posix_spawnattr_setsigmask(&m_attributes, &blocked);
     return *this;
 }
 
-pid_t ProgramStart::Start(const std::string& path,
-                          const std::vector<std::string>& arguments) const {
+pid_t ProgramStart::Start(const std::string& path, const std::vector<std::string>& arguments) {
+    // Libraries open some without O_CLOEXEC, the log among them.
+    posix_spawn_file_actions_addclosefrom_np(&m_actions, STDERR_FILENO + 1);
     std::vector<std::string> texts{path};
     texts.insert(texts.end(), arguments.begin(), arguments.end());
     std::vector<char*> pointers;

@@ -18,7 +18,8 @@ namespace recorder {
 // call (../libexec/kestora). Throws Error when it is in neither place.
 [[nodiscard]] std::string ProgramPath(const std::string& name);
 
-// How a program is started. Signals are as usual for it, whatever this one does with them.
+// How a program is started. Signals are as usual for it, whatever this one does with them, and of
+// the descriptors of this one it gets the standard ones alone.
 class ProgramStart {
 public:
     ProgramStart();
@@ -32,12 +33,14 @@ public:
     ProgramStart& Input(int fd);
     ProgramStart& Output(int fd);
 
+    ProgramStart& WithoutOutput();
+
     // It doesn't heed what asks a program to end: it has another way to learn when it is over.
     ProgramStart& WithoutEndingSignals();
 
     // Returns the program's process id. Throws Error.
     [[nodiscard]] pid_t Start(const std::string& path,
-                              const std::vector<std::string>& arguments = {}) const;
+                              const std::vector<std::string>& arguments = {});
 
 private:
     posix_spawn_file_actions_t m_actions{};

@@ -377,7 +377,8 @@ class Modules(DoctorTest):
             ("problem", f"{what}; expected {place}", "install the package again before the next "
              f"run: it would add {rows}, and no later run mends these")
             for what, place, rows in (
-                ("the program krcontainers is missing", f"{bin_dir}/krcontainers",
+                ("the program krcontainers is missing", f"{bin_dir}/krcontainers or "
+                 f"{os.path.dirname(bin_dir)}/libexec/kestora/krcontainers",
                  "rows without length and format for recordings out of the ordinary"),
                 ("the recorder's module thumbnails is missing",
                  f"{folder}/kestora-thumbnails.so", "rows of snapshots without thumbnails"))])

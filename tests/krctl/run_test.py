@@ -89,13 +89,20 @@ class Outcome(RunTest):
     def test_a_recording_that_its_reader_does_not_survive_is_a_failure_and_the_run_goes_on(self):
         self.recorder.recording(self.storage, medium="frames.mxg")
         self.recorder.recording(self.storage, START_TM + 1)
-        reader = self.recorder.file("reader", "#!/bin/sh\nkill -SEGV $$\n", mode=0o755)
+        version = self.krctl("--version").out.split()[-1]
+        reader = self.recorder.file("reader", mode=0o755, content=f"""#!/bin/sh
+            echo started >>{self.recorder.inside("starts")}
+            printf {version} >&0
+            head -c 1 >/dev/null # its question
+            kill -SEGV $$""")
         sandbox, root, *command = self.recorder.command("krctl", "run", "-r", "1")
         outcome = process.run([sandbox, root, "sh", "-c", 'mount --bind "$0" "$1" && shift && "$@"',
                                reader, f"{self.recorder.bin_dir}/krcontainers", *command])
         self.assertEqual(outcome.status, 1, outcome)
         self.assertRegex("".join(self.recorder.log()),
                          r"mxg: the program krcontainers was ended by signal 11 \(Segmentation fault\)")
+        with open(self.recorder.path("starts"), encoding="ascii") as starts:
+            self.assertEqual(starts.read().split(), ["started", "started"])
         self.assertEqual(self.rows("SELECT end_tm - start_tm, img_w FROM event ORDER BY start_tm;"),
                          ["0|0", "2|320"])
 

@@ -3,10 +3,14 @@
 
 #include "recorder/recording/librarycontainer.h"
 
+#include "recorder/recording/codectypes.h"
 #include "recorder/support/error.h"
 #include "tests/contract/support/files.h"
+#include "tests/contract/support/process.h"
 
+#include <array>
 #include <csignal>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
@@ -16,7 +20,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 namespace {
+
+namespace fs = std::filesystem;
 
 using recorder::ContainerInfo;
 using recorder::ContainerKind;
@@ -29,6 +41,12 @@ pid_t ReadingProgram() {
         throw std::runtime_error("not one krcontainers, but " + std::to_string(ids.size()));
     }
     return ids.front();
+}
+
+// For a test that needs to be the one that starts it.
+void EndReadingProgram() {
+    recorder::DemandContainerLibrary();
+    kill(ReadingProgram(), SIGKILL);
 }
 
 // A recording in memory, and what is done each time that bytes of it are wanted.
@@ -117,11 +135,83 @@ TEST(ContainerLibrary, IsNotEndedByWhatEndsARun) {
     EXPECT_EQ(ReadingProgram(), first);
 }
 
+TEST(ContainerLibrary, ThatIsLeftInTheMiddleAnswersTheNextQuestionRightly) {
+    DisturbedSource interrupted(contract::Media("frames.mxg"),
+                                [] { throw std::runtime_error("no failure to read"); });
+    EXPECT_THROW((void)recorder::ReadContainerByLibrary(interrupted, ContainerKind::Mxg),
+                 std::runtime_error);
+
+    const std::string bytes = contract::Media("mjpeg-pcm.avi");
+    recorder::MemorySource other({reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()});
+    const ContainerInfo info = recorder::ReadContainerByLibrary(other, ContainerKind::Avi);
+    EXPECT_EQ(info.audType, recorder::AUDIO_PCM);
+}
+
+TEST(ContainerLibrary, GetsNoDescriptorsButTheStandardOnes) {
+    EndReadingProgram();
+    const int leaked = open("/dev/null", O_WRONLY); // without O_CLOEXEC
+
+    (void)ReadFrames(LeaveInPeace);
+
+    const fs::path descriptors = "/proc/" + std::to_string(ReadingProgram()) + "/fd";
+    std::vector<std::string> names;
+    for (const fs::directory_entry& entry : fs::directory_iterator(descriptors)) {
+        names.push_back(entry.path().filename());
+    }
+    EXPECT_THAT(names, testing::UnorderedElementsAre("0", "1", "2"));
+    EXPECT_EQ(fs::read_symlink(descriptors / "1"), "/dev/null");
+    close(leaked);
+}
+
+TEST(ContainerLibrary, EndsWithARecorderThatIsKilledWhateverItDoes) {
+    EndReadingProgram();
+    prctl(PR_SET_CHILD_SUBREAPER, 1); // to learn of its end
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
+    contract::Child recorder([&] {
+        (void)ReadFrames(LeaveInPeace);
+        const pid_t id = ReadingProgram();
+        kill(id, SIGSTOP);
+        return write(ends[1], &id, sizeof(id)) == sizeof(id) ? pause() : 1;
+    });
+    pid_t id = 0;
+    ASSERT_EQ(read(ends[0], &id, sizeof(id)), sizeof(id));
+
+    recorder.Kill();
+
+    int status = 0;
+    EXPECT_EQ(waitpid(id, &status, 0), id);
+    EXPECT_TRUE(WIFSIGNALED(status));
+    close(ends[0]);
+    close(ends[1]);
+}
+
+TEST(ContainerLibrary, HasAMinuteOfTheProcessorForAContainer) {
+    (void)ReadFrames(LeaveInPeace);
+    struct rlimit limit = {};
+
+    ASSERT_EQ(prlimit(ReadingProgram(), RLIMIT_CPU, nullptr, &limit), 0);
+
+    EXPECT_GE(limit.rlim_cur, 60U);
+    EXPECT_LE(limit.rlim_cur, 70U); // with what it has used before
+}
+
 TEST(ContainerLibrary, IsNotBlamedForBytesThatCanNotBeRead) {
     DisturbedSource unreadable(contract::Media("h264-aac.mp4"),
                                [] { throw recorder::Error("can't read the disk"); });
 
     EXPECT_EQ(FailureToRead(unreadable, ContainerKind::Mp4), "can't read the disk");
+}
+
+TEST(ContainerLibrary, CountsNoFramesWhereSomeCanNotBeRead) {
+    int reads = 0;
+    DisturbedSource unreadable(contract::Media("frames.mxg"), [&] {
+        if (++reads > 3) {
+            throw recorder::Error("can't read the disk");
+        }
+    });
+
+    EXPECT_EQ(FailureToRead(unreadable, ContainerKind::Mxg), "can't read the disk");
 }
 
 TEST(ContainerLibrary, SaysWhatIsWrongWithAContainer) {
