@@ -23,7 +23,8 @@ namespace recorder {
 
 namespace {
 
-constexpr int kIoBufferBytes = 32 * 1024;
+constexpr int kHeaderBufferBytes = 32 * 1024;
+constexpr int kFrameBufferBytes = 128 * 1024; // they are read one after the other
 constexpr std::size_t kMaxAllocationBytes = 256UL * 1024 * 1024;
 constexpr int kMxgFramesPerSecond = 25;
 constexpr int64_t kMxgCountedBytes = 8L * 1024 * 1024;
@@ -142,12 +143,11 @@ const char* DemuxerName(ContainerKind kind) {
     return "mjpeg";
 }
 
-std::unique_ptr<AVIOContext, FreeIo> MakeIo(Reader& reader) {
-    auto* const buffer = static_cast<uint8_t*>(av_malloc(kIoBufferBytes));
-    AVIOContext* const io =
-        buffer == nullptr
-            ? nullptr
-            : avio_alloc_context(buffer, kIoBufferBytes, 0, &reader, ReadPacket, nullptr, Seek);
+std::unique_ptr<AVIOContext, FreeIo> MakeIo(Reader& reader, int bufferBytes) {
+    auto* const buffer = static_cast<uint8_t*>(av_malloc(static_cast<std::size_t>(bufferBytes)));
+    AVIOContext* const io = buffer == nullptr ? nullptr
+                                              : avio_alloc_context(buffer, bufferBytes, 0, &reader,
+                                                                   ReadPacket, nullptr, Seek);
     if (io == nullptr) {
         av_free(buffer);
         throw Error("out of memory while opening a container");
@@ -331,7 +331,8 @@ ContainerInfo ReadAvContainer(ByteSource& source, ContainerKind kind) {
     const bool isFrames = kind == ContainerKind::Mxg;
     const int64_t size = source.Size();
     Reader reader{source, isFrames ? std::min(size, kMxgCountedBytes) : size};
-    const std::unique_ptr<AVIOContext, FreeIo> io = MakeIo(reader);
+    const std::unique_ptr<AVIOContext, FreeIo> io =
+        MakeIo(reader, isFrames ? kFrameBufferBytes : kHeaderBufferBytes);
     const Format context = OpenContainer(io.get(), kind);
     if (isFrames) {
         const auto counted = static_cast<double>(reader.limit);

@@ -35,8 +35,9 @@ struct ContainerBytes {
     bool areRead = false; // false: they can't be
 };
 
-// As much as libavformat asks for, mostly. A message has to fit the socket's buffer.
-constexpr std::size_t kMaxBytesAtOnce = 32UL * 1024;
+// Each message costs two changes of processes, so frames are read in large blocks. One has to fit
+// the socket's buffer, which has 208 KiB unless the system is told otherwise.
+constexpr std::size_t kMaxBytesAtOnce = 128UL * 1024;
 
 // Sends one message, made of two pieces. False when there is nobody any more to take it.
 [[nodiscard]] bool SendMessage(int socket, std::span<const std::byte> head,

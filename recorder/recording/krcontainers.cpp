@@ -94,7 +94,8 @@ bool AnswerNext() {
 } // namespace
 
 int main() {
-    prctl(PR_SET_PDEATHSIG, SIGKILL); // even if the library never gets done
+    prctl(PR_SET_PDEATHSIG, SIGKILL);   // even if the library never gets done
+    dup2(STDERR_FILENO, STDOUT_FILENO); // others read what the recorder prints
     if (!SendMessage(kRecorder, std::as_bytes(std::span(kVersion)))) {
         std::fputs("krcontainers: expected krindexer or krctl at the other end of standard input\n",
                    stderr);

@@ -84,11 +84,7 @@ public:
         UniqueFd itsEnd(ends[1]);
         // What ends a whole group of processes must not end this one first: the recording at hand
         // would get a row without its length.
-        m_id = ProgramStart()
-                   .Input(itsEnd.Get())
-                   .WithoutOutput()
-                   .WithoutEndingSignals()
-                   .Start(ProgramPath(kName));
+        m_id = ProgramStart().Input(itsEnd.Get()).WithoutEndingSignals().Start(ProgramPath(kName));
         itsEnd.Reset();
         return IsOfThisVersion();
     }

@@ -10,7 +10,6 @@
 #include <csignal>
 #include <initializer_list>
 
-#include <fcntl.h>
 #include <unistd.h>
 
 namespace recorder {
@@ -74,11 +73,6 @@ ProgramStart& ProgramStart::Input(int fd) {
 
 ProgramStart& ProgramStart::Output(int fd) {
     posix_spawn_file_actions_adddup2(&m_actions, fd, STDOUT_FILENO);
-    return *this;
-}
-
-ProgramStart& ProgramStart::WithoutOutput() {
-    posix_spawn_file_actions_addopen(&m_actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
     return *this;
 }
 

@@ -33,8 +33,6 @@ public:
     ProgramStart& Input(int fd);
     ProgramStart& Output(int fd);
 
-    ProgramStart& WithoutOutput();
-
     // It doesn't heed what asks a program to end: it has another way to learn when it is over.
     ProgramStart& WithoutEndingSignals();
 
