@@ -1,5 +1,5 @@
-// libavformat, wrapped: what it says about a container's streams. A run uses it
-// by ReadContainerByLibrary only.
+// libavformat, wrapped: what it says about a container's streams. A run uses it by
+// ReadContainerByLibrary only.
 
 #pragma once
 

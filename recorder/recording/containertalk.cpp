@@ -10,7 +10,7 @@ namespace recorder {
 namespace {
 
 struct iovec PieceToSend(std::span<const std::byte> bytes) {
-    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): an iovec is for receiving, too
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): sendmsg only reads
     return {.iov_base = const_cast<std::byte*>(bytes.data()), .iov_len = bytes.size()};
 }
 

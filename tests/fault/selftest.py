@@ -67,6 +67,7 @@ CASES = [
     ("exit 127", {"startup": True}, None),
     ("kill -ABRT $$", {}, "the faulty run ended with status -6"),
     ("kill -ABRT $$", {"startup": True}, "the faulty run ended with status -6"),
+    ("kill -SEGV $$", {"startup": True}, "the faulty run ended with status -11"),
     ("sleep 60", {}, "it didn't end"),
     ("exit 0", {"nth": 2}, "the call was not reached"),
     ("exit 0", {"name": "symlink"}, "the call was not reached"),
