@@ -40,6 +40,10 @@ class DoctorTest(KrctlTest):
         os.chmod(self.recorder.path(storage), 0o750)
         return storage
 
+    def close_to_others(self):
+        for name in ("var/snapshot", "var/log", "target/@KREmap"):
+            os.chmod(self.recorder.path(name), 0o750)
+
     @contextlib.contextmanager
     def run_in_the_middle(self):
         """A run that waits for another writer."""
@@ -78,10 +82,6 @@ class Doctor(DoctorTest):
             "emaps", "run", "outbox", "broker")})
         self.assertEqual({remedy for found in checks.values() for state, _, remedy in found
                           if state == "ok"}, {None})
-
-    def close_to_others(self):
-        for name in ("var/snapshot", "var/log", "target/@KREmap"):
-            os.chmod(self.recorder.path(name), 0o750)
 
     def test_prints_a_line_for_each_check_without_colour_where_nobody_looks(self):
         shutil.rmtree(self.recorder.path("var/db"))
@@ -338,14 +338,31 @@ class Modes(DoctorTest):
         self.assertEqual(modes, [0o750, 0o640, 0o660])
 
     def test_of_media_folders_are_told_with_the_command_that_mends_them(self):
-        for name in ("var/snapshot", "var/log", "target/@KREmap"):
-            os.chmod(self.recorder.path(name), 0o750)
+        self.close_to_others()
         os.makedirs(self.recorder.path("volume1/the yard"), mode=0o755)
         yard = self.recorder.inside("volume1/the yard")
         self.recorder.do("krctl", "camera", "add", "--id", "8", "--name", "Yard", "--storage", yard)
 
         self.assert_line(self.diagnosis(), "modes", "warning", f"open to others: '{yard}'",
                          f"chmod o-rwx '{yard}'")
+
+
+    def test_of_each_folder_alone_are_reported(self):
+        storage = self.camera()
+        self.close_to_others()
+        folders = ["var/db", "var/log", "var/snapshot", "target/@KREmap", storage]
+        for folder in folders:
+            with self.subTest(folder=folder):
+                os.chmod(self.recorder.path(folder), 0o751)
+                path = self.recorder.inside(folder)
+                remedy = "krctl init" if folder == "var/db" else f"chmod o-rwx {path}"
+
+                self.assertEqual(
+                    [check for check in self.diagnosis()["modes"] if check[0] != "ok"],
+                    [("warning", f"open to others: {path}", remedy)])
+
+                os.chmod(self.recorder.path(folder), 0o750)
+        self.assertEqual([state for state, _, _ in self.diagnosis()["modes"]], ["ok", "ok"])
 
 
 class Space(DoctorTest):
