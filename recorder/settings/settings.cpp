@@ -28,6 +28,8 @@ constexpr int64_t kMaxPort = 65535;
 constexpr int64_t kMqttPort = 1883;
 constexpr int64_t kMqttTlsPort = 8883;
 constexpr int64_t kMaxBrokerTimeoutMs = 10L * 60 * 1000;
+constexpr int64_t kTimeoutsToPublish = 3; // unless the settings say how long
+constexpr int64_t kMaxPublishTimeoutMs = kTimeoutsToPublish * kMaxBrokerTimeoutMs;
 constexpr std::size_t kMaxTopicPrefix = 1000; // bytes; a topic has room for 65535
 
 LogSettings ReadLog(Section section) {
@@ -130,6 +132,8 @@ std::optional<BrokerSettings> ReadBroker(Section& section) {
             .value_or(broker.topicPrefix);
     broker.timeoutMs =
         static_cast<int>(section.Integer("timeout_ms", broker.timeoutMs, 1, kMaxBrokerTimeoutMs));
+    broker.publishTimeoutMs = static_cast<int>(section.Integer(
+        "publish_timeout_ms", kTimeoutsToPublish * broker.timeoutMs, 1, kMaxPublishTimeoutMs));
     return broker;
 }
 

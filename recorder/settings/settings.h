@@ -53,7 +53,8 @@ struct BrokerSettings {
     std::optional<std::string> passwordFile;
     std::optional<std::string> clientId; // nothing: the broker chooses one
     std::string topicPrefix = "kestora";
-    int timeoutMs = 5000; // for connecting, and for each acknowledgement
+    int timeoutMs = 5000;         // for connecting, and for each acknowledgement
+    int publishTimeoutMs = 15000; // for everything that one run publishes
 };
 
 struct NotificationSettings {

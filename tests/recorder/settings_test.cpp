@@ -88,7 +88,8 @@ TEST(Settings, TakeEveryKeyOfABroker) {
                                               "password_file = '/etc/secret'\n"
                                               "client_id = 'nvr 7'\n"
                                               "topic_prefix = 'house/nvr'\n"
-                                              "timeout_ms = 700\n");
+                                              "timeout_ms = 700\n"
+                                              "publish_timeout_ms = 9000\n");
 
     ASSERT_TRUE(settings.notifications.broker.has_value());
     const recorder::BrokerSettings& broker = *settings.notifications.broker;
@@ -101,6 +102,7 @@ TEST(Settings, TakeEveryKeyOfABroker) {
     EXPECT_EQ(broker.clientId, "nvr 7");
     EXPECT_EQ(broker.topicPrefix, "house/nvr");
     EXPECT_EQ(broker.timeoutMs, 700);
+    EXPECT_EQ(broker.publishTimeoutMs, 9000);
 }
 
 TEST(Settings, OfABrokerNeedNoMoreThanItsHost) {
@@ -117,6 +119,16 @@ TEST(Settings, OfABrokerNeedNoMoreThanItsHost) {
     EXPECT_FALSE(broker.clientId.has_value());
     EXPECT_EQ(broker.topicPrefix, "kestora");
     EXPECT_EQ(broker.timeoutMs, 5000);
+    EXPECT_EQ(broker.publishTimeoutMs, 15000);
+}
+
+TEST(Settings, OfABrokerLetARunPublishForThreeTimeOuts) {
+    EXPECT_EQ(Parse("notifications = { host = 'a', timeout_ms = 700 }")
+                  .notifications.broker->publishTimeoutMs,
+              2100);
+    EXPECT_EQ(Parse("notifications = { host = 'a', timeout_ms = 600000 }")
+                  .notifications.broker->publishTimeoutMs,
+              1800000);
 }
 
 TEST(Settings, OfABrokerWithTlsHaveThePortOfTls) {
@@ -241,7 +253,11 @@ INSTANTIATE_TEST_SUITE_P(
         Refused{"[notifications]\nhost = 'a'\ntimeout_ms = 0\n", 3, "notifications.timeout_ms",
                 "an integer from 1 to 600000"},
         Refused{"[notifications]\nhost = 'a'\ntimeout_ms = 600001\n", 3, "notifications.timeout_ms",
-                "an integer from 1 to 600000"}));
+                "an integer from 1 to 600000"},
+        Refused{"[notifications]\nhost = 'a'\npublish_timeout_ms = 0\n", 3,
+                "notifications.publish_timeout_ms", "an integer from 1 to 1800000"},
+        Refused{"[notifications]\nhost = 'a'\npublish_timeout_ms = 1800001\n", 3,
+                "notifications.publish_timeout_ms", "an integer from 1 to 1800000"}));
 
 class SettingsTopicPrefix : public testing::TestWithParam<const char*> {};
 
