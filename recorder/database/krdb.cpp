@@ -14,9 +14,10 @@ namespace recorder {
 namespace {
 
 // The tool reads a table in whole, or a camera's part of it, when it turns to it, and selects
-// nothing else. Empty for any other text.
+// nothing else. Empty for any other text, also for one of several statements: what follows the
+// SELECT may write.
 std::string TableRead(const std::string& sql) {
-    if (!sql.starts_with("SELECT ")) {
+    if (!sql.starts_with("SELECT ") || sql.find(';') + 1 < sql.size()) {
         return {};
     }
     for (const MediaTable& table : MediaTables()) {

@@ -239,8 +239,7 @@ DBResult_tag SqliteDatabase::Execute(const std::string& sql, const ExecuteOption
     const char* rest = sql.c_str();
     Statement statement = PrepareNext(rest);
     if (options.transaction) {
-        // A text that reads takes no writer's lock, so a long read never holds up the recording.
-        const bool reads = statement && sqlite3_stmt_readonly(statement.get()) != 0;
+        const bool reads = options.readOnly || m_onlyLooks || OnlyReads(statement, rest);
         RunPlain(reads ? "BEGIN" : "BEGIN IMMEDIATE");
     }
     try {
@@ -342,6 +341,28 @@ SqliteDatabase::Statement SqliteDatabase::PrepareNext(const char*& sql) {
         }
     }
     return Statement(statement);
+}
+
+// A text that only reads takes no writer's lock, so a long read never holds up the recording. One
+// that writes has to take it before it reads: a transaction that has read can't wait for another
+// writer, and fails at once (SQLITE_BUSY, or SQLITE_BUSY_SNAPSHOT once that one has committed).
+bool SqliteDatabase::OnlyReads(const Statement& first, const char* rest) {
+    const auto reads = [](sqlite3_stmt* statement) {
+        return sqlite3_stmt_readonly(statement) != 0;
+    };
+    if (first && !reads(first.get())) {
+        return false;
+    }
+    try {
+        while (const Statement statement = PrepareNext(rest)) {
+            if (!reads(statement.get())) {
+                return false;
+            }
+        }
+    } catch (const Error&) {
+        return false; // it fails again when its turn comes
+    }
+    return true;
 }
 
 void SqliteDatabase::Run(const Statement& statement, bool readOnly, DBResult_tag& rows) {

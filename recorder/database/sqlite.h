@@ -71,6 +71,7 @@ private:
 
     void ConfigureToWrite();
     [[nodiscard]] Statement PrepareNext(const char*& sql);
+    [[nodiscard]] bool OnlyReads(const Statement& first, const char* rest);
     void Run(const Statement& statement, bool readOnly, DBResult_tag& rows);
     void RunPlain(const char* statement);
     void WriteCounts(int camId);

@@ -27,8 +27,12 @@ protected:
 
     // Executes in another process while a third one is writing, which ends when the former waits.
     static int StatusOfInsertMeetingAWriter(bool transaction) {
+        return StatusMeetingAWriter([=] { return Insert(transaction, true); });
+    }
+
+    template <typename Action> static int StatusMeetingAWriter(const Action& action) {
         world::ForeignWriter writer(KRDB::DB_SYSTEM);
-        contract::Child child([&] { return Insert(transaction, true) == 0 ? 0 : 1; });
+        contract::Child child([&] { return action() == 0 ? 0 : 1; });
         writer.AwaitWaiter(child);
         writer.Finish();
         return child.Wait();
@@ -55,6 +59,19 @@ TEST_F(DatabaseLock, WaitsForAnotherWriterWithoutATransactionToo) {
     EXPECT_THAT(Emaps(), ElementsAre(world::Row{"a"}));
 }
 
+TEST_F(DatabaseLock, WaitsForAnotherWriterWhereATextReadsBeforeItWrites) {
+    for (const char* const reads :
+         {"SELECT filename FROM emap;", "SELECT filename FROM emap; SELECT filename FROM emap;"}) {
+        EXPECT_EQ(StatusMeetingAWriter([=] {
+                      return KRDB::Execute(KRDB::DB_SYSTEM, std::string(reads) + kInsert, nullptr,
+                                           false, true, true, true);
+                  }),
+                  0)
+            << reads;
+    }
+    EXPECT_THAT(Emaps(), testing::SizeIs(2));
+}
+
 TEST_F(DatabaseLock, WaitsNoLongerThanTheSettingsAllow) {
     world::PutSettings("[database]\nlock_timeout_ms = 20\n");
     const world::ForeignWriter writer(KRDB::DB_SYSTEM);
@@ -69,6 +86,16 @@ TEST_F(DatabaseLock, ReadsWhileAnotherProcessWrites) {
     EXPECT_EQ(
         KRDB::Execute(KRDB::DB_SYSTEM, "SELECT id FROM emap;", nullptr, true, true, false, true),
         0);
+}
+
+TEST_F(DatabaseLock, ReadsAnyNumberOfTimesWhileAnotherProcessWrites) {
+    const world::ForeignWriter writer(KRDB::DB_SYSTEM);
+
+    for (const bool readOnly : {true, false}) {
+        EXPECT_EQ(KRDB::Execute(KRDB::DB_SYSTEM, "SELECT id FROM emap; SELECT id FROM emap;",
+                                nullptr, readOnly, true, false, true),
+                  0);
+    }
 }
 
 TEST_F(DatabaseLock, WorksWhenTheOtherWriterIsGone) {
