@@ -37,7 +37,7 @@
 // Returns 0 on success. Otherwise the listing is not complete, nothing was appended, and the log
 // names the folder and the reason; a `dir` that doesn't exist is such a failure, but not logged.
 int GetDirsInDir(const std::string& dir, std::list<std::string>& out, bool fullPath, bool recursive,
-                 const std::string& pattern);
+                 std::string pattern);
 
 // Removes the folder at `path` if it is empty, and nothing else: an entry that arrived in the
 // meantime keeps it. Returns 0 when it was removed, another value when it is still there.

@@ -115,7 +115,7 @@ bool IsDirEmpty(const std::string& path) {
 }
 
 int GetDirsInDir(const std::string& dir, std::list<std::string>& out, bool fullPath, bool recursive,
-                 const std::string& pattern) {
+                 std::string pattern) {
     if (recorder::FolderPresence(dir) == recorder::Presence::No) {
         return -1;
     }

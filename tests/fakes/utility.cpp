@@ -136,7 +136,8 @@ bool IsDirEmpty(const std::string& path) {
 }
 
 int GetDirsInDir(const std::string& dir, std::list<std::string>& out, bool fullPath, bool recursive,
-                 const std::string& pattern) {
+                 // NOLINTNEXTLINE(performance-unnecessary-value-param): the contract passes a copy
+                 std::string pattern) {
     const int failed = fakes::RecordCall("GetDirsInDir", dir, "list", fullPath, recursive, pattern);
     std::vector<std::string> found;
     const Pattern* compiled = pattern.empty() ? nullptr : &CompiledPattern(pattern);
