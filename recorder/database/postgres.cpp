@@ -2,6 +2,7 @@
 
 #include "recorder/database/statements.h"
 #include "recorder/logging/recorderlog.h"
+#include "recorder/settings/dsn.h"
 #include "recorder/support/error.h"
 #include "recorder/support/secretfile.h"
 #include "recorder/utility/format.h"
@@ -16,14 +17,28 @@
 
 #include <libpq-fe.h>
 #include <poll.h>
+#include <pwd.h>
 #include <unistd.h>
 
 namespace recorder {
 
 namespace {
 
+constexpr const char* kNoFile = "/dev/null/none"; // nothing can have this name
+
+// libpq looks there for certificates. The user's own folder, whatever the caller calls it.
+void GoHome() {
+    constexpr std::size_t kMaxEntry = 4096;
+    std::array<char, kMaxEntry> buffer{};
+    struct passwd entry = {};
+    struct passwd* found = nullptr;
+    getpwuid_r(geteuid(), &entry, buffer.data(), buffer.size(), &found);
+    setenv("HOME", found != nullptr ? found->pw_dir : kNoFile, 1);
+}
+
 // libpq would take hosts, options and password files from the caller's environment.
 void ForgetEnvironment() {
+    GoHome();
     std::vector<std::string> names;
     for (char** variable = environ; variable != nullptr && *variable != nullptr; ++variable) {
         const std::string_view text(*variable);
@@ -46,21 +61,21 @@ std::string OneLine(const std::string& text) {
     return line;
 }
 
-void DemandNoPassword(const std::string& dsn) {
+// libpq's own message would quote the text, and with it a password.
+void DemandSoundDsn(const std::string& dsn) {
     struct Free {
         void operator()(PQconninfoOption* options) const { PQconninfoFree(options); }
     };
-    char* reason = nullptr;
-    const std::unique_ptr<PQconninfoOption, Free> options(PQconninfoParse(dsn.c_str(), &reason));
+    const std::unique_ptr<PQconninfoOption, Free> options(PQconninfoParse(dsn.c_str(), nullptr));
     if (!options) {
-        const std::string why = reason == nullptr ? "out of memory" : OneLine(reason);
-        PQfreemem(reason);
-        throw Error("the setting database.dsn can't be read: " + why);
+        throw Error(std::string("the setting database.dsn can't be read; expected ") +
+                    kExpectedDsn);
     }
     for (const PQconninfoOption* option = options.get(); option->keyword != nullptr; ++option) {
-        if (std::string_view(option->keyword) == "password" && option->val != nullptr) {
-            throw Error("the setting database.dsn holds a password; name a file that holds it by "
-                        "database.password_file");
+        const bool isSecret = IsOptionOfSecret(option->keyword) || *option->dispchar == '*';
+        if (isSecret && option->val != nullptr) {
+            throw Error("the setting database.dsn holds a password or names a file that may; name "
+                        "one by database.password_file");
         }
     }
 }
@@ -125,7 +140,7 @@ PostgresDatabase::PostgresDatabase(PostgresSettings settings, int lockTimeoutMs,
     : m_name("PostgreSQL schema " + settings.schema), m_settings(std::move(settings)),
       m_lockTimeoutMs(lockTimeoutMs), m_access(access) {
     ForgetEnvironment();
-    DemandNoPassword(m_settings.dsn);
+    DemandSoundDsn(m_settings.dsn);
     Connect();
     if (m_access == PostgresAccess::Create) {
         CreateSchema();
@@ -214,7 +229,7 @@ void PostgresDatabase::Connect() {
     const std::string password =
         m_settings.passwordFile ? ReadSecretFile(*m_settings.passwordFile) : std::string();
     // What stands before the dsn is a default that it may change.
-    constexpr int kParameters = 10;
+    constexpr int kParameters = 11;
     const std::array<const char*, kParameters> names{"fallback_application_name",
                                                      "target_session_attrs",
                                                      "connect_timeout",
@@ -223,11 +238,12 @@ void PostgresDatabase::Connect() {
                                                      "keepalives_interval",
                                                      "dbname",
                                                      "client_encoding",
+                                                     "passfile",
                                                      m_settings.passwordFile ? "password" : nullptr,
                                                      nullptr};
     const std::array<const char*, kParameters> values{
-        "kestora", "read-write",           timeout.c_str(), "30000",          "10",
-        "5",       m_settings.dsn.c_str(), "SQL_ASCII",     password.c_str(), nullptr};
+        "kestora",   "read-write", timeout.c_str(),  "30000", "10", "5", m_settings.dsn.c_str(),
+        "SQL_ASCII", kNoFile,      password.c_str(), nullptr};
     m_connection.reset(PQconnectdbParams(names.data(), values.data(), 1));
     if (PQstatus(m_connection.get()) != CONNECTION_OK) {
         m_nextAttempt = Clock::now() + 10 * (Clock::now() - start);

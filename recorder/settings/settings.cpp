@@ -1,5 +1,6 @@
 #include "recorder/settings/settings.h"
 
+#include "recorder/settings/dsn.h"
 #include "recorder/settings/section.h"
 #include "recorder/support/error.h"
 #include "recorder/support/textfile.h"
@@ -40,10 +41,6 @@ LogSettings ReadLog(Section section) {
     return log;
 }
 
-bool IsPostgresUri(const std::string& dsn) {
-    return dsn.starts_with("postgresql://") || dsn.starts_with("postgres://");
-}
-
 bool IsSchemaName(const std::string& name) {
     return name.size() <= kMaxSchemaName && std::islower(name[0]) != 0 &&
            name.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789_") == std::string::npos &&
@@ -52,8 +49,7 @@ bool IsSchemaName(const std::string& name) {
 
 // Keys that mean something on PostgreSQL only are unknown on SQLite.
 std::optional<PostgresSettings> ReadPostgres(Section& section) {
-    const std::optional<std::string> dsn =
-        section.Text("dsn", "a text that begins with postgresql://", IsPostgresUri);
+    const std::optional<std::string> dsn = section.Text("dsn", kExpectedDsn, IsSoundDsn);
     if (!dsn) {
         return std::nullopt;
     }

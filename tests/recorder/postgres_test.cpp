@@ -248,17 +248,25 @@ TEST_F(PostgresConnecting, DemandsADatabaseThatTakesEveryByte) {
     PostgresConnection(ServerDsn()).Run("DROP DATABASE letters WITH (FORCE);");
 }
 
+// Whatever the settings would have refused already.
 TEST_F(PostgresConnecting, RefusesAPasswordInTheSettingAndDoesntRepeatIt) {
-    for (const std::string& dsn : {"postgresql://kestora:sesame@/kestora?host=" + ServerFolder(),
-                                   ServerDsn() + "&password=sesame"}) {
+    for (const std::string& dsn :
+         {"postgresql://kestora:sesame@/kestora?host=" + ServerFolder(),
+          ServerDsn() + "&password=sesame", ServerDsn() + "&sslpassword=sesame",
+          ServerDsn() + "&passfile=/sesame", ServerDsn() + "&service=sesame"}) {
         EXPECT_THAT(FailureToOpen(SettingsWith(dsn)),
                     AllOf(HasSubstr("database.password_file"), Not(HasSubstr("sesame"))));
     }
 }
 
-TEST_F(PostgresConnecting, RefusesASettingThatCantBeRead) {
-    EXPECT_THAT(FailureToOpen(SettingsWith("postgresql://[")), HasSubstr("database.dsn"));
-    EXPECT_THAT(FailureToOpen(SettingsWith(ServerDsn() + "&colour=red")), HasSubstr("colour"));
+TEST_F(PostgresConnecting, RefusesASettingThatCantBeReadAndQuotesNothingOfIt) {
+    for (const char* const dsn :
+         {"postgresql://u:sesame@[", "postgresql://u:%zzsesame@h/d", "postgresql://h/d?sesame=1",
+          "postgresql://h/d?password=a=sesame", "postgresql://u:sesame@[::1]x/d"}) {
+        EXPECT_THAT(FailureToOpen(SettingsWith(dsn)),
+                    AllOf(HasSubstr("the setting database.dsn can't be read; expected postgres"),
+                          Not(HasSubstr("sesame"))));
+    }
 }
 
 TEST_F(PostgresConnecting, PassesOverAHostThatIsDown) {
@@ -315,6 +323,22 @@ TEST_F(PostgresPassword, IsDemandedByTheServer) {
     settings.passwordFile.reset();
 
     EXPECT_THAT(FailureToOpen(settings), HasSubstr("no password supplied"));
+}
+
+TEST_F(PostgresPassword, IsNotTakenFromTheHomeFolderThatTheCallerNames) {
+    PostgresSettings settings = Guarded("open sesame");
+    settings.passwordFile.reset();
+    contract::PutFile(Scratch(".pgpass"), "*:*:*:*:open sesame\n");
+    chmod(Scratch(".pgpass").c_str(), 0600);
+
+    contract::Child child([&] {
+        setenv("HOME", Scratch("").c_str(), 1);
+        const bool isDenied =
+            FailureToOpen(settings).find("no password supplied") != std::string::npos;
+        return isDenied && std::getenv("HOME") != Scratch("") ? 0 : 1;
+    });
+
+    EXPECT_EQ(child.Wait(), 0);
 }
 
 TEST_F(PostgresPassword, IsNotToldWhenItIsWrong) {

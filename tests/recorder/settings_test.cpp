@@ -193,6 +193,55 @@ INSTANTIATE_TEST_SUITE_P(
         Refused{"[debug_log]\nreindex = 8\n", 2, "debug_log.reindex", "an integer from 0 to 7"},
         Refused{"[debug_log]\nreindex = 'debug'\n", 2, "debug_log.reindex", "from 0 to 7"}));
 
+// libpq would take a part of the password for a port, a host or a database and quote it.
+TEST(Settings, RefuseADsnThatMayHoldAPasswordAndQuoteNoneOfIt) {
+    for (const char* const dsn : {"postgresql://u:sesame@h/d",
+                                  "postgresql://u:@h/d",
+                                  "postgresql://u%3asesame@h/d",
+                                  "postgresql://u%3Asesame@h/d",
+                                  "postgresql://u:sesame",
+                                  "postgresql://u:ses/ame@h/d",
+                                  "postgresql://u:/sesame@h/d",
+                                  "postgresql://u:sesame?@h/d",
+                                  "postgresql://u:s@same@h/d",
+                                  "postgresql://u:%zzsesame@h/d",
+                                  "postgresql://u:sesame%0@h/d",
+                                  "postgresql://%00sesame@h",
+                                  "postgresql://u@[sesame/d",
+                                  "postgresql://u@[::1]sesame/d",
+                                  "postgresql://u@h:1,h:sesame",
+                                  "postgresql://u@h/d:sesame",
+                                  "postgresql://u@h/d password=sesame",
+                                  "postgresql://u@h/d\tsesame",
+                                  "postgresql://h/d?sesame",
+                                  "postgresql://h/d?a=b=sesame",
+                                  "postgresql://h/d?password=sesame",
+                                  "postgresql://h/d?%70assword=sesame",
+                                  "postgresql://h/d?sslpassword=sesame",
+                                  "postgresql://h/d?oauth_client_secret=sesame",
+                                  "postgresql://h/d?passfile=/sesame",
+                                  "postgresql://h/d?service=sesame",
+                                  "postgresql://h/d?port=sesame",
+                                  "postgresql://h/d?user=u@sesame",
+                                  "postgresql:sesame"}) {
+        EXPECT_THAT(Refusal("[database]\ndsn = \"" + std::string(dsn) + "\"\n"),
+                    AllOf(StartsWith("/etc/some.toml:2: database.dsn: expected postgresql://"),
+                          HasSubstr("password_file"), Not(HasSubstr("ses"))))
+            << dsn;
+    }
+}
+
+TEST(Settings, TakeEveryOtherDsn) {
+    for (const char* const dsn :
+         {"postgresql://", "postgres://u@", "postgresql://u@h:5432/d?sslmode=verify-full",
+          "postgresql://u%40a@h1,h2:1/d%2f1", "postgresql://[::1]:5432,[fe80::2]/d",
+          "postgresql:///d?host=/run/a,/run/b&port=1,2&options=-c%20jit%3doff", "postgresql://h/d?",
+          "postgresql://h?sslrootcert=/etc/ssl/ca.pem&sslkey=/etc/ssl/k.pem"}) {
+        EXPECT_EQ(Parse("[database]\ndsn = '" + std::string(dsn) + "'\n").database.postgres->dsn,
+                  dsn);
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(
     OfFolders, SettingsRefusal,
     testing::Values(Refused{"[snapshot]\nfolder = 'a/b'\n", 2, "snapshot.folder",
