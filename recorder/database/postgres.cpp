@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <map>
 #include <sstream>
 #include <string_view>
 
@@ -23,6 +24,15 @@
 namespace recorder {
 
 namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// The statement of a client that was killed ends, and with it its locks: the server looks every
+// second whether the client is still there. Servers before version 14 don't know the setting, and
+// some platforms can't look: they go on without.
+constexpr const char* kEndWithClientSql =
+    "DO $$ BEGIN PERFORM set_config('client_connection_check_interval', '1000', false); "
+    "EXCEPTION WHEN undefined_object OR invalid_parameter_value THEN NULL; END $$;";
 
 constexpr const char* kNoFile = "/dev/null/none"; // nothing can have this name
 
@@ -133,6 +143,31 @@ std::string InPostgresWords(const std::string& sql) {
                     "INTEGER", "BIGINT");
 }
 
+// When a server that could not be reached, or did not answer, may be tried again; by dsn. Of the
+// whole process: a database object goes when its opening fails and when the process forks.
+Clock::time_point& NextAttempt(const std::string& dsn) {
+    static std::map<std::string, Clock::time_point> attempts;
+    return attempts[dsn];
+}
+
+// Waiting takes at most a tenth of the time: without a server a run of many batches fails, one line
+// for each batch, but does not wait for each of them.
+void LeaveAlone(const std::string& dsn, Clock::duration waited) {
+    constexpr int kTimesTheWait = 10;
+    NextAttempt(dsn) = Clock::now() + kTimesTheWait * waited;
+}
+
+void RequireNextAttemptIsDue(const std::string& dsn, const std::string& name) {
+    using std::chrono::duration_cast;
+    const auto leftMs =
+        duration_cast<std::chrono::milliseconds>(NextAttempt(dsn) - Clock::now()).count();
+    if (leftMs > 0) {
+        throw Error(name + Format(": not tried, as the server was not reached or gave no response "
+                                  "before; next attempt in %.1f s",
+                                  static_cast<double>(leftMs) / 1000));
+    }
+}
+
 } // namespace
 
 PostgresDatabase::PostgresDatabase(PostgresSettings settings, int lockTimeoutMs,
@@ -218,62 +253,75 @@ bool PostgresDatabase::IsConnected() {
            PQconsumeInput(m_connection.get()) != 0 && PQconsumeInput(m_connection.get()) != 0;
 }
 
-// Attempts take at most a tenth of the time: without a server a run of many batches fails, one line
-// a batch, but it doesn't wait for each of them.
 void PostgresDatabase::Connect() {
-    const Clock::time_point start = Clock::now();
-    if (start < m_nextAttempt) {
-        throw Error(m_name + ": no host could be reached a moment ago");
+    RequireNextAttemptIsDue(m_settings.dsn, m_name);
+    try {
+        OpenConnection();
+        SetUpSession();
+    } catch (const std::exception&) {
+        m_connection.reset(); // without its session's settings it would work on other tables
+        throw;
     }
+}
+
+void PostgresDatabase::OpenConnection() {
+    const Clock::time_point start = Clock::now();
     const std::string timeout = std::to_string(m_settings.connectTimeoutS);
     const std::string password =
         m_settings.passwordFile ? ReadSecretFile(*m_settings.passwordFile) : std::string();
-    // What stands before the dsn is a default that it may change.
+    // What stands before the dsn is a default that it may change; the time-out is no default, as a
+    // dsn could set it to "for ever".
     constexpr int kParameters = 11;
     const std::array<const char*, kParameters> names{"fallback_application_name",
                                                      "target_session_attrs",
-                                                     "connect_timeout",
                                                      "tcp_user_timeout",
                                                      "keepalives_idle",
                                                      "keepalives_interval",
                                                      "dbname",
+                                                     "connect_timeout",
                                                      "client_encoding",
                                                      "passfile",
                                                      m_settings.passwordFile ? "password" : nullptr,
                                                      nullptr};
     const std::array<const char*, kParameters> values{
-        "kestora",   "read-write", timeout.c_str(),  "30000", "10", "5", m_settings.dsn.c_str(),
-        "SQL_ASCII", kNoFile,      password.c_str(), nullptr};
+        "kestora", "read-write",           "30000",         "10",
+        "5",       m_settings.dsn.c_str(), timeout.c_str(), "SQL_ASCII",
+        kNoFile,   password.c_str(),       nullptr};
     m_connection.reset(PQconnectdbParams(names.data(), values.data(), 1));
     if (PQstatus(m_connection.get()) != CONNECTION_OK) {
-        m_nextAttempt = Clock::now() + 10 * (Clock::now() - start);
+        LeaveAlone(m_settings.dsn, Clock::now() - start);
         Lose("connect");
     }
+}
+
+void PostgresDatabase::SetUpSession() {
     PQsetNoticeReceiver(m_connection.get(), LogNotice, &m_name);
     PQsetErrorVerbosity(m_connection.get(), PQERRORS_TERSE); // without the statement
     PQsetnonblocking(m_connection.get(), 1);
     CheckEncoding();
+    m_answerTimeout = std::chrono::seconds(m_settings.connectTimeoutS);
     RunPlain(SessionSql());
+    m_answerTimeout =
+        std::chrono::milliseconds(m_settings.statementTimeoutMs + m_settings.silenceMs);
 }
 
 void PostgresDatabase::CheckEncoding() {
     const char* const reported = PQparameterStatus(m_connection.get(), "server_encoding");
     const std::string encoding = reported == nullptr ? "unknown" : reported;
     if (encoding != "SQL_ASCII") {
-        m_connection.reset();
         throw Error(m_name + ": the database's encoding is " + encoding +
                     "; expected SQL_ASCII, as names of files are bytes");
     }
 }
 
 std::string PostgresDatabase::SessionSql() const {
-    return Format("SET search_path TO %s; SET standard_conforming_strings TO on; "
-                  "SET jit TO off; SET lock_timeout TO %d; SET statement_timeout TO %d; SET "
-                  "kestora.run TO '%s';%s",
-                  m_settings.schema.c_str(), std::max(m_lockTimeoutMs, 1),
-                  m_settings.statementTimeoutMs, m_run == 0 ? "" : std::to_string(m_run).c_str(),
-                  m_access == PostgresAccess::Look ? " SET default_transaction_read_only TO on;"
-                                                   : "");
+    return Format(
+        "SET search_path TO %s; SET standard_conforming_strings TO on; "
+        "SET jit TO off; SET lock_timeout TO %d; SET statement_timeout TO %d; SET "
+        "kestora.run TO '%s';%s%s",
+        m_settings.schema.c_str(), std::max(m_lockTimeoutMs, 1), m_settings.statementTimeoutMs,
+        m_run == 0 ? "" : std::to_string(m_run).c_str(), kEndWithClientSql,
+        m_access == PostgresAccess::Look ? " SET default_transaction_read_only TO on;" : "");
 }
 
 std::string PostgresDatabase::RunCountsSql(int camId) const {
@@ -397,14 +445,18 @@ PostgresDatabase::Result PostgresDatabase::NextResult() {
 }
 
 void PostgresDatabase::AwaitServer(short events) {
+    const Clock::time_point deadline = Clock::now() + m_answerTimeout;
     struct pollfd server = {PQsocket(m_connection.get()), events, 0};
     int ready = 0;
-    do {
-        ready = poll(&server, 1, m_settings.statementTimeoutMs + m_settings.silenceMs);
+    do { // a signal interrupts the wait and must not prolong it
+        const auto left =
+            std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
+        ready = poll(&server, 1, static_cast<int>(std::max<long>(left, 0)));
     } while (ready < 0 && errno == EINTR);
     if (ready == 0) {
         m_connection.reset();
-        throw Error(m_name + ": the server says nothing");
+        LeaveAlone(m_settings.dsn, m_answerTimeout);
+        throw Error(m_name + ": no response from the server");
     }
     if (ready < 0) {
         Lose("wait for its answer");

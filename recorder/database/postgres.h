@@ -24,7 +24,9 @@ public:
     using Database::Execute;
 
     // A connection that was lost since the last call is made again, once. One that is lost within
-    // the call is a failure: whether the transaction took effect isn't known then.
+    // the call is a failure: whether the transaction took effect isn't known then. After a server
+    // could not be reached, or did not answer in time, calls of this process fail at once for ten
+    // times as long as was waited for it.
     DBResult_tag Execute(const std::string& sql, const ExecuteOptions& options) override;
     [[nodiscard]] std::string HasIdOf(const std::string& ids) const override;
     [[nodiscard]] long SchemaVersion() override;
@@ -32,7 +34,6 @@ public:
     void AttributeTo(long run, const std::vector<MediaTable>& tables) override;
 
 private:
-    using Clock = std::chrono::steady_clock;
     struct Close {
         void operator()(pg_conn* connection) const;
     };
@@ -45,6 +46,8 @@ private:
     void CreateSchema();
     void DemandConnection();
     void Connect();
+    void OpenConnection();
+    void SetUpSession();
     void CheckEncoding();
     [[nodiscard]] bool IsConnected();
     [[nodiscard]] std::string SessionSql() const;
@@ -65,7 +68,7 @@ private:
     PostgresAccess m_access;
     long m_run = 0; // that what is done is attributed to; 0 = none
     std::vector<std::string> m_tables;
-    Clock::time_point m_nextAttempt;
+    std::chrono::milliseconds m_answerTimeout{0};
     Connection m_connection;
 };
 

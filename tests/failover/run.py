@@ -62,10 +62,11 @@ def until(condition, otherwise):
 class Recorder:
     """A recorder whose files lie in a folder, and whose databases are a schema of its own."""
 
-    def __init__(self, folder, programs, dsn):
+    def __init__(self, folder, programs, dsn, statement_timeout_ms=DEADLINE_S * 1000):
         self.folder, self.programs, self.dsn = folder, programs, dsn
+        self.statement_timeout_ms = statement_timeout_ms
 
-    def fill(self, medium):
+    def fill(self, medium, recordings=RECORDINGS):
         """Recordings of one content: what is looked at is their rows."""
         half_day = os.path.join(self.folder, CAMERA_FOLDER, "20140312AM")
         os.makedirs(half_day)
@@ -73,14 +74,14 @@ class Recorder:
         first = os.path.join(self.folder, "recording")
         with open(medium, "rb") as source, open(first, "wb") as copy:
             copy.write(source.read())
-        for start in range(FIRST_START, FIRST_START + RECORDINGS):
+        for start in range(FIRST_START, FIRST_START + recordings):
             os.link(first, os.path.join(half_day, f"cam1-20140312-100000-{start}.mp4"))
 
     def use_schema(self, schema):
         with open(os.path.join(self.folder, "etc/kestora.toml"), "w", encoding="utf-8") as file:
             file.write(f'[database]\ndsn = "{self.dsn}"\nschema = "{schema}"\n'
                        f"lock_timeout_ms = {DEADLINE_S * 1000}\nconnect_timeout_s = 2\n"
-                       f"statement_timeout_ms = {DEADLINE_S * 1000}\n")
+                       f"statement_timeout_ms = {self.statement_timeout_ms}\n")
         self.run("krctl", "init")
         self.run("krctl", "camera", "add", "--id", "1", "--name", "Front",
                  "--storage", "/var/packages/Kestora/" + CAMERA_FOLDER)
@@ -94,10 +95,15 @@ class Recorder:
         if done.returncode:
             raise Failed(f"{program} ended with {done.returncode}: {done.stderr}")
 
+    def log_path(self):
+        return os.path.join(self.folder, "var/log/kestora.log")
+
     def log(self):
-        path = os.path.join(self.folder, "var/log/kestora.log")
-        with open(path, encoding="utf-8", errors="replace") as file:
+        with open(self.log_path(), encoding="utf-8", errors="replace") as file:
             return file.read()
+
+    def forget_log(self):
+        os.truncate(self.log_path(), 0)
 
 
 def rows(server, schema):

@@ -9,11 +9,15 @@
 #include "tests/contract/support/process.h"
 
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <future>
+#include <system_error>
 
+#include <netinet/in.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -59,8 +63,19 @@ template <typename Action> std::string FailureOf(const Action& action) {
     return "succeeded";
 }
 
+// After a failure a server is left alone for a while.
+template <typename Action> std::string FailureWhenTried(const Action& action) {
+    for (;;) {
+        std::string failure = FailureOf(action);
+        if (failure.find("next attempt in") == std::string::npos) {
+            return failure;
+        }
+        usleep(kPollUs);
+    }
+}
+
 std::string FailureToOpen(const PostgresSettings& settings) {
-    return FailureOf([&] { const PostgresDatabase database(settings, kPatienceMs); });
+    return FailureWhenTried([&] { const PostgresDatabase database(settings, kPatienceMs); });
 }
 
 std::string FailureToRun(PostgresDatabase& database, const std::string& sql) {
@@ -77,6 +92,19 @@ void AwaitRows(const std::string& select) {
     while (observer.Run(select).empty()) {
         usleep(kPollUs);
     }
+}
+
+bool GoesWithin(int ms, const std::string& select) {
+    using Clock = std::chrono::steady_clock;
+    PostgresConnection observer(ServerDsn());
+    const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(ms);
+    while (!observer.Run(select).empty()) {
+        if (Clock::now() > deadline) {
+            return false;
+        }
+        usleep(kPollUs);
+    }
+    return true;
 }
 
 void AwaitLockWaiter(pid_t pid) {
@@ -115,6 +143,45 @@ protected:
     }
 };
 class PostgresSchema : public contract::ContractTest {};
+
+// A server that the kernel takes connections for, and that never says a word.
+class SilentServer {
+public:
+    SilentServer() {
+        struct sockaddr_in address = {};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t length = sizeof(address);
+        auto* const any = reinterpret_cast<struct sockaddr*>(&address);
+        if (bind(m_socket, any, length) != 0 || listen(m_socket, SOMAXCONN) != 0 ||
+            getsockname(m_socket, any, &length) != 0) {
+            throw std::system_error(errno, std::generic_category(), "listen");
+        }
+        m_port = ntohs(address.sin_port);
+    }
+    ~SilentServer() { close(m_socket); }
+    SilentServer(const SilentServer&) = delete;
+    SilentServer& operator=(const SilentServer&) = delete;
+    SilentServer(SilentServer&&) = delete;
+    SilentServer& operator=(SilentServer&&) = delete;
+
+    [[nodiscard]] std::string Dsn() const {
+        return "postgresql://kestora@127.0.0.1:" + std::to_string(m_port) + "/kestora";
+    }
+
+    // How many connections were made since the last count.
+    [[nodiscard]] int CountAttempts() const {
+        int count = 0;
+        for (int fd = 0; (fd = accept4(m_socket, nullptr, nullptr, SOCK_CLOEXEC)) >= 0; ++count) {
+            close(fd);
+        }
+        return count;
+    }
+
+private:
+    int m_socket = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+    int m_port = 0;
+};
 
 TEST_F(Postgres, MakesAConnectionAgainThatWasLostBetweenTwoCalls) {
     PostgresDatabase database(ServerSettings(), kPatienceMs);
@@ -201,7 +268,7 @@ TEST_F(Postgres, IsOnlyLookedAtByASessionThatIsForThat) {
     EXPECT_THAT(Emaps(), IsEmpty());
 }
 
-TEST_F(Postgres, GivesUpAServerThatSaysNothing) {
+TEST_F(Postgres, LeavesAServerAloneThatGaveNoResponse) {
     PostgresSettings settings = ServerSettings();
     settings.statementTimeoutMs = 50;
     settings.silenceMs = 200;
@@ -211,10 +278,30 @@ TEST_F(Postgres, GivesUpAServerThatSaysNothing) {
 
     const std::string failure = FailureToRun(database, kInsert);
     const std::string next = FailureToRun(database, "SELECT 1;");
+    const std::string nextObject =
+        FailureOf([&] { const PostgresDatabase another(settings, kPatienceMs); });
     kill(pid, SIGCONT);
 
-    EXPECT_THAT(failure, HasSubstr("the server says nothing"));
-    EXPECT_EQ(next, "succeeded");
+    EXPECT_THAT(failure, HasSubstr("no response from the server"));
+    EXPECT_THAT(next, HasSubstr("next attempt in"));
+    EXPECT_THAT(nextObject, HasSubstr("next attempt in"));
+    EXPECT_EQ(FailureWhenTried([&] { database.Execute("SELECT 1;"); }), "succeeded");
+}
+
+TEST_F(Postgres, EndsTheStatementOfAClientThatWasKilled) {
+    world::ForeignWriter writer(KRDB::DB_SYSTEM);
+    contract::Child child([] {
+        PostgresDatabase(ServerSettings(), kPatienceMs).Execute(kInsert);
+        return 0;
+    });
+    writer.AwaitWaiter(child);
+
+    child.Kill();
+
+    EXPECT_TRUE(GoesWithin(kPatienceMs / 3, "SELECT 1 FROM pg_stat_activity WHERE "
+                                            "application_name = 'kestora' AND state = 'active';"));
+    writer.Finish();
+    EXPECT_THAT(Emaps(), IsEmpty());
 }
 
 TEST_F(Postgres, ChangesNothingByATextWithAnErrorInItsMiddle) {
@@ -246,6 +333,33 @@ TEST_F(PostgresConnecting, DemandsADatabaseThatTakesEveryByte) {
                 HasSubstr("encoding is UTF8; expected SQL_ASCII"));
 
     PostgresConnection(ServerDsn()).Run("DROP DATABASE letters WITH (FORCE);");
+}
+
+TEST_F(PostgresConnecting, IsTriedOnceWhereTheServerTakesConnectionsAndGivesNoResponse) {
+    constexpr int kCalls = 50;
+    const SilentServer server;
+    PostgresSettings settings = SettingsWith(server.Dsn());
+    settings.connectTimeoutS = 2; // libpq knows none that is shorter
+    const auto open = [&] { const PostgresDatabase database(settings, kPatienceMs); };
+
+    const std::string first = FailureOf(open);
+    for (int call = 1; call < kCalls; ++call) {
+        EXPECT_THAT(FailureOf(open), HasSubstr("next attempt in"));
+    }
+    contract::Child forked(
+        [&] { return FailureOf(open).find("next attempt in") == std::string::npos ? 1 : 0; });
+
+    EXPECT_THAT(first, HasSubstr("timeout expired"));
+    EXPECT_EQ(forked.Wait(), 0);
+    EXPECT_EQ(server.CountAttempts(), 1);
+}
+
+TEST_F(PostgresConnecting, HasADeadlineWhateverTheDsnSays) {
+    const SilentServer server;
+    PostgresSettings settings = SettingsWith(server.Dsn() + "?connect_timeout=0");
+    settings.connectTimeoutS = 2;
+
+    EXPECT_THAT(FailureToOpen(settings), HasSubstr("timeout expired"));
 }
 
 // Whatever the settings would have refused already.
