@@ -5,6 +5,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 
 namespace recorder {
 
@@ -12,15 +13,28 @@ namespace {
 
 constexpr mode_t kLockFileMode = 0640;
 
+// Whoever locked a FIFO would write to it until it is full, and a device may do anything.
+void DemandRegular(const UniqueFd& file, const char* path) {
+    struct stat64 st = {};
+    if (Uninterrupted([&] { return fstat64(file.Get(), &st); }) != 0) {
+        throw SystemError(std::string("look at the lock file ") + path);
+    }
+    if (!S_ISREG(st.st_mode)) {
+        throw Error(std::string("can't use the lock file ") + path + ": expected a regular file");
+    }
+}
+
 } // namespace
 
 std::optional<UniqueFd> TryLockFile(const char* path) {
-    UniqueFd file(Uninterrupted(
-        [&] { return open(path, O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kLockFileMode); }));
+    UniqueFd file(Uninterrupted([&] {
+        return open(path, O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, kLockFileMode);
+    }));
     if (!file.IsOpen()) {
         throw SystemError(std::string("open the lock file ") + path);
     }
-    if (flock(file.Get(), LOCK_EX | LOCK_NB) == 0) {
+    DemandRegular(file, path);
+    if (Uninterrupted([&] { return flock(file.Get(), LOCK_EX | LOCK_NB); }) == 0) {
         return file;
     }
     if (errno == EWOULDBLOCK) {

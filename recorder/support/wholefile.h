@@ -11,9 +11,9 @@
 
 namespace recorder {
 
-// Writes `bytes` as the file `name` in the open folder: under a temporary name, flushed to the
-// disk, then renamed over what may be there. A link of that name is replaced, not followed. `mode`
-// is set whatever the umask; without one it is 0640 at most.
+// Writes `bytes` as the file `name` in the open folder: under a temporary name
+// (temporaryfile.h), flushed to the disk, then renamed over what may be there. A link of that name
+// is replaced, not followed. `mode` is set whatever the umask; without one it is 0640 at most.
 //
 // Throws Error; the folder is then as it was.
 void WriteWholeFile(int folder, const std::string& name, std::span<const uint8_t> bytes,

@@ -7,6 +7,8 @@
 #include "tests/contract/support/fixture.h"
 #include "tests/contract/support/process.h"
 
+#include <sys/stat.h>
+
 namespace {
 
 using recorder::RunLock;
@@ -51,6 +53,15 @@ TEST_F(RunLockTest, IsReleasedForTheChildToo) {
     EXPECT_TRUE(RunLock::TryTake().has_value());
     finish.Open();
     EXPECT_EQ(child.Wait(), 0);
+}
+
+TEST_F(RunLockTest, IsNotTakenOnWhatIsNoRegularFile) {
+    ASSERT_EQ(mkfifo(recorder::kRunLockFile, 0600), 0);
+    EXPECT_THROW((void)RunLock::TryTake(), recorder::Error);
+
+    std::filesystem::remove(recorder::kRunLockFile);
+    std::filesystem::create_directory(recorder::kRunLockFile);
+    EXPECT_THROW((void)RunLock::TryTake(), recorder::Error);
 }
 
 TEST_F(RunLockTest, IsNotTakenThroughALink) {
