@@ -1,0 +1,65 @@
+"""The folders that the package's postinst makes, as krctl doctor judges them."""
+
+import json
+import os
+import re
+import subprocess
+import unittest
+
+from support.case import KrctlTest
+
+POSTINST = os.path.realpath(os.path.join(os.path.dirname(os.path.abspath(__file__)),
+                                         "../../packaging/debian/postinst"))
+
+# Its functions alone ("abort-remove" does nothing), without the change of user.
+MAKE_FOLDERS = """
+umask 022
+set -- abort-remove
+. "$POSTINST"
+as_kestora() { "$@"; }
+make_folders
+"""
+
+
+def text():
+    with open(POSTINST, encoding="utf-8") as file:
+        return file.read()
+
+
+class PostinstTest(KrctlTest):
+    def new_recorder(self, root):
+        """With the folders of the package alone, before `krctl init`."""
+        os.mkdir(root, 0o750)
+        self.root = root
+        return None
+
+    def command(self, *command):
+        from support.recorder import SANDBOX, Recorder
+        program = [os.path.join(Recorder.bin_dir, command[0]) if command[0] == "krctl" else command[0]]
+        return subprocess.run([SANDBOX, self.root, *program, *command[1:]], stdin=subprocess.DEVNULL,
+                              env={**os.environ, "POSTINST": POSTINST}, capture_output=True, text=True,
+                              check=False, timeout=60)
+
+    def test_doctor_has_no_complaint_about_their_modes(self):
+        made = self.command("sh", "-c", MAKE_FOLDERS)
+        self.assertEqual((made.returncode, made.stdout, made.stderr), (0, "", ""))
+        self.assertEqual(self.command("krctl", "init").returncode, 0)
+        checks = json.loads(self.command("krctl", "doctor", "--json").stdout)["checks"]
+        modes = [check for check in checks if check["check"] == "modes"]
+        self.assertEqual([check["state"] for check in modes], ["ok"] * 2, modes)
+
+    def test_every_folder_that_krctl_relies_on_is_made_and_none_is_open_to_others(self):
+        self.command("sh", "-c", MAKE_FOLDERS)
+        made = {os.path.relpath(folder, self.root): os.stat(folder).st_mode & 0o7777
+                for folder, _, _ in os.walk(self.root)}
+        self.assertEqual(made, {name: 0o750 for name in (
+            ".", "etc", "target", "target/@KREmap", "var", "var/db", "var/log", "var/snapshot")})
+
+    def test_the_recorder_s_own_folder_is_as_closed_as_those_in_it(self):
+        # The sandbox has that folder already, so that this line of the script is not run there.
+        own = re.search(r'install -d -o kestora -g kestora -m (\d+) "\$recorder"', text())[1]
+        self.assertEqual(int(own, 8), 0o750)
+
+
+if __name__ == "__main__":
+    unittest.main()

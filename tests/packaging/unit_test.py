@@ -1,0 +1,65 @@
+"""krindexer.service against the programs: exit statuses and umask."""
+
+import configparser
+import glob
+import os
+import re
+import unittest
+
+ROOT = os.path.realpath(os.path.join(os.path.dirname(os.path.abspath(__file__)), "../.."))
+ANOTHER_RUN = os.EX_TEMPFAIL  # passes by itself: the unit tries again
+
+
+def read(name):
+    with open(os.path.join(ROOT, name), encoding="utf-8") as file:
+        return file.read()
+
+
+def sources(*patterns):
+    names = [name for pattern in patterns for name in glob.glob(os.path.join(ROOT, pattern))]
+    return "\n".join(read(name) for name in sorted(names))
+
+
+def statuses_of_krctl_run():
+    """What `krctl run` can end with but 0: its own statuses, and those of the tool that it hands on."""
+    text = sources("tools/*.cpp", "tools/*.h", "recorder/taskstatus/*.cpp")
+    named = {getattr(os, name) for name in re.findall(r"\bEX_[A-Z]+\b", text)}
+    own = {int(value) for value in re.findall(r"constexpr int kExit\w+ = (\d+);", text)}
+    return (named | own) - {0}
+
+
+def statuses_in_readme():
+    table = re.search(r"^\| exit status of `krctl` \|.*?\n\n", read("README.md"), re.M | re.S)[0]
+    return {int(number) for cell in re.findall(r"^\| ([\d, ]+) \|", table, re.M)
+            for number in cell.split(",")} - {0}
+
+
+class UnitTest(unittest.TestCase):
+    def setUp(self):
+        unit = configparser.ConfigParser(strict=False, interpolation=None)
+        unit.optionxform = str
+        unit.read_string(read("packaging/systemd/krindexer.service"))
+        self.service = unit["Service"]
+
+    def statuses(self, key):
+        return {int(number) for number in self.service[key].split()}
+
+    def test_readme_names_the_exit_statuses_of_krctl(self):
+        self.assertEqual(statuses_in_readme(), statuses_of_krctl_run())
+
+    def test_every_status_but_another_run_s_fails_the_unit_at_once(self):
+        self.assertEqual(self.service["Restart"], "on-failure")
+        self.assertEqual(self.statuses("RestartPreventExitStatus"),
+                         statuses_of_krctl_run() - {ANOTHER_RUN} - self.statuses("SuccessExitStatus"))
+
+    def test_being_stopped_is_no_failure(self):
+        self.assertEqual(self.statuses("SuccessExitStatus"), {130})
+        self.assertIn(130, statuses_of_krctl_run())
+
+    def test_the_umask_is_the_programs_own(self):
+        own = re.search(r"constexpr mode_t kNotForOthers = (0\d+);", read("recorder/support/umask.cpp"))[1]
+        self.assertEqual(int(self.service["UMask"], 8), int(own, 8))
+
+
+if __name__ == "__main__":
+    unittest.main()
