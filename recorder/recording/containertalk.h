@@ -39,7 +39,8 @@ struct ContainerBytes {
 // the socket's buffer, which has 208 KiB unless the system is told otherwise.
 constexpr std::size_t kMaxBytesAtOnce = 128UL * 1024;
 
-// Sends one message, made of two pieces. False when there is nobody any more to take it.
+// Sends one message, made of two pieces, and waits for room where there is none. False when there
+// is nobody any more to take it.
 [[nodiscard]] bool SendMessage(int socket, std::span<const std::byte> head,
                                std::span<const std::byte> tail = {});
 

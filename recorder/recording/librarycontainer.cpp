@@ -1,18 +1,19 @@
 #include "recorder/recording/librarycontainer.h"
 
+#include "recorder/logging/recorderlog.h"
 #include "recorder/recording/containertalk.h"
 #include "recorder/support/error.h"
+#include "recorder/support/helperprocess.h"
 #include "recorder/support/program.h"
-#include "recorder/support/uninterrupted.h"
 
 #include <algorithm>
 #include <array>
-#include <csignal>
 #include <cstring>
 #include <optional>
 #include <string>
 #include <utility>
 
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 
@@ -24,139 +25,29 @@ constexpr const char* kName = "krcontainers";
 constexpr std::size_t kMaxVersionBytes = 64;
 constexpr int kLoaderFailed = 127;
 
-// The first thing that it says. Empty when it ended before.
-std::string VersionTold(int socket) {
-    std::array<char, kMaxVersionBytes> version{};
-    return {version.data(), ReceiveMessage(socket, BytesOf(version))};
-}
+// It has a minute of the processor for a container (krcontainers.cpp). This is for one that doesn't
+// use it: it was stopped, or waits for something itself.
+constexpr std::chrono::seconds kPatience{90};
 
-// Answers what krcontainers wants; `failure` says why the bytes can't be read, if they can't. False
-// when it is gone.
-bool HandOver(int socket, ByteSource& source, const ContainerReply& wanted, std::string& failure) {
-    ContainerBytes bytes;
-    std::array<uint8_t, kMaxBytesAtOnce> buffer{};
-    const std::span<uint8_t> room =
-        std::span(buffer).first(std::min<std::size_t>(wanted.length, buffer.size()));
-    std::size_t length = 0;
-    try {
-        length = source.ReadAt(wanted.offset, room);
-        bytes.areRead = true;
-    } catch (const Error& error) {
-        failure = error.what();
-    }
-    return SendMessage(socket, BytesOf(bytes), std::as_bytes(room.first(length)));
-}
+// From the moment when it closed its socket.
+constexpr std::chrono::seconds kTimeToEnd{10};
 
-std::string EndingOf(int status) {
-    if (WIFSIGNALED(status)) {
-        return "was ended by signal " + std::to_string(WTERMSIG(status)) + " (" +
-               strsignal(WTERMSIG(status)) + ")";
+std::string EndingOf(std::optional<int> status) {
+    if (!status) {
+        return "ended; how could not be told";
     }
-    if (WEXITSTATUS(status) == kLoaderFailed) {
+    if (WIFSIGNALED(*status)) {
+        return "was ended by signal " + std::to_string(WTERMSIG(*status)) + " (" +
+               strsignal(WTERMSIG(*status)) + ")";
+    }
+    if (WEXITSTATUS(*status) == kLoaderFailed) {
         return "can't be loaded: is a library that it needs missing?";
     }
-    return "ended with status " + std::to_string(WEXITSTATUS(status));
+    return "ended with status " + std::to_string(WEXITSTATUS(*status));
 }
 
 Error EndedError(const std::string& ending) {
     return Error(std::string("the program ") + kName + " " + ending);
-}
-
-class ContainerProgram {
-public:
-    ContainerProgram() = default;
-    ~ContainerProgram() { Kill(); }
-    ContainerProgram(const ContainerProgram&) = delete;
-    ContainerProgram& operator=(const ContainerProgram&) = delete;
-    ContainerProgram(ContainerProgram&&) = delete;
-    ContainerProgram& operator=(ContainerProgram&&) = delete;
-
-    // Starts it unless it is there. False when it ended at once. Throws Error.
-    bool Start() {
-        if (m_id != 0) {
-            return true;
-        }
-        std::array<int, 2> ends{};
-        if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0) {
-            throw SystemError("make a pair of sockets");
-        }
-        m_socket = UniqueFd(ends[0]);
-        UniqueFd itsEnd(ends[1]);
-        // What ends a whole group of processes must not end this one first: the recording at hand
-        // would get a row without its length.
-        m_id = ProgramStart().Input(itsEnd.Get()).WithoutEndingSignals().Start(ProgramPath(kName));
-        itsEnd.Reset();
-        return IsOfThisVersion();
-    }
-
-    // Nothing when the program ended over it. Throws Error.
-    std::optional<ContainerReply> Ask(ByteSource& source, ContainerKind kind) {
-        if (!Start()) {
-            return std::nullopt;
-        }
-        try {
-            return Talk(source, kind);
-        } catch (...) {
-            Kill(); // it may wait for bytes, and would take the next question for them
-            throw;
-        }
-    }
-
-    // Why bytes couldn't be read of the container that was asked about last; empty if they could.
-    [[nodiscard]] const std::string& ReadFailure() const { return m_readFailure; }
-
-    // Waits for its end, which comes by itself without the recorder; how it ended.
-    std::string End() {
-        m_socket.Reset();
-        int status = 0;
-        const pid_t id = std::exchange(m_id, 0);
-        if (id == 0 || Uninterrupted([&] { return waitpid(id, &status, 0); }) != id) {
-            return "ended";
-        }
-        return EndingOf(status);
-    }
-
-private:
-    // False when it ended before it told its version.
-    bool IsOfThisVersion() {
-        const std::string version = VersionTold(m_socket.Get());
-        if (!version.empty() && version != KESTORA_VERSION) {
-            Kill();
-            throw Error(std::string("the program ") + kName + " is of version " + version +
-                        "; expected " + KESTORA_VERSION);
-        }
-        return !version.empty();
-    }
-
-    std::optional<ContainerReply> Talk(ByteSource& source, ContainerKind kind) {
-        m_readFailure.clear();
-        const ContainerQuestion question{.kind = kind, .size = source.Size()};
-        bool isThere = SendMessage(m_socket.Get(), BytesOf(question));
-        ContainerReply reply;
-        while (isThere && ReceiveMessage(m_socket.Get(), BytesOf(reply)) == sizeof(reply)) {
-            if (reply.kind != ContainerReply::Kind::WantsBytes) {
-                return reply;
-            }
-            isThere = HandOver(m_socket.Get(), source, reply, m_readFailure);
-        }
-        return std::nullopt;
-    }
-
-    void Kill() {
-        if (m_id != 0) {
-            kill(m_id, SIGKILL);
-            (void)End();
-        }
-    }
-
-    UniqueFd m_socket;
-    pid_t m_id = 0;
-    std::string m_readFailure;
-};
-
-ContainerProgram& Program() {
-    static ContainerProgram program;
-    return program;
 }
 
 ContainerInfo InfoIn(const ContainerReply& reply, const std::string& readFailure) {
@@ -171,24 +62,161 @@ ContainerInfo InfoIn(const ContainerReply& reply, const std::string& readFailure
 
 } // namespace
 
-ContainerInfo ReadContainerByLibrary(ByteSource& source, ContainerKind kind) {
-    std::string ending;
-    // The second time is for what has nothing to do with the container: somebody ended the program,
-    // or memory was short.
-    for (int attempt = 0; attempt < 2; ++attempt) {
-        const std::optional<ContainerReply> reply = Program().Ask(source, kind);
-        if (reply) {
-            return InfoIn(*reply, Program().ReadFailure());
+class ContainerProgram {
+public:
+    explicit ContainerProgram(std::chrono::milliseconds patience) : m_patience(patience) {}
+
+    // Starts it unless it is there. False when it ended at once, or said nothing. Throws Error.
+    bool Start() {
+        if (m_process.IsThere()) {
+            return true;
         }
-        ending = Program().End();
+        m_isSilent = false;
+        m_deadline = Deadline::In(m_patience);
+        std::array<UniqueFd, 2> ends = SocketPair(SOCK_SEQPACKET);
+        // What ends a whole group of processes must not end this one first: the recording at hand
+        // would get a row without its length.
+        const pid_t id =
+            ProgramStart().Input(ends[1].Get()).WithoutEndingSignals().Start(ProgramPath(kName));
+        m_process = HelperProcess(id, std::move(ends[0]));
+        ends[1].Reset();
+        return IsOfThisVersion();
     }
-    throw EndedError(ending);
+
+    // Nothing when the program ended over it, or didn't answer. Throws Error.
+    std::optional<ContainerReply> Ask(ByteSource& source, ContainerKind kind) {
+        if (!Start()) {
+            return std::nullopt;
+        }
+        try {
+            return Talk(source, kind);
+        } catch (...) {
+            m_process.Kill(); // it may wait for bytes, and would take the next question for them
+            throw;
+        }
+    }
+
+    // Why bytes couldn't be read of the container that was asked about last; empty if they could.
+    [[nodiscard]] const std::string& ReadFailure() const { return m_readFailure; }
+
+    // Waits for its end, which comes by itself without the recorder; how it ended.
+    std::string End() {
+        if (m_isSilent) {
+            m_process.Kill();
+            return "did not answer within " + std::to_string(m_patience.count()) +
+                   " ms and was killed";
+        }
+        return EndingOf(m_process.End(Deadline::In(kTimeToEnd)));
+    }
+
+private:
+    // False when it ended, or said nothing, before it told its version.
+    bool IsOfThisVersion() {
+        std::array<char, kMaxVersionBytes> bytes{};
+        const std::string version(bytes.data(), Receive(BytesOf(bytes)));
+        if (!version.empty() && version != KESTORA_VERSION) {
+            m_process.Kill();
+            throw Error(std::string("the program ") + kName + " is of version " + version +
+                        "; expected " + KESTORA_VERSION);
+        }
+        return !version.empty();
+    }
+
+    std::optional<ContainerReply> Talk(ByteSource& source, ContainerKind kind) {
+        m_isSilent = false;
+        m_deadline = Deadline::In(m_patience);
+        m_readFailure.clear();
+        const ContainerQuestion question{.kind = kind, .size = source.Size()};
+        bool isThere = Send(BytesOf(question));
+        ContainerReply reply;
+        while (isThere && Receive(BytesOf(reply)) == sizeof(reply)) {
+            if (reply.kind != ContainerReply::Kind::WantsBytes) {
+                return reply;
+            }
+            isThere = HandOver(source, reply);
+        }
+        return std::nullopt;
+    }
+
+    // Answers what krcontainers wants. False when it is gone.
+    bool HandOver(ByteSource& source, const ContainerReply& wanted) {
+        const Deadline::Clock::time_point start = Deadline::Clock::now();
+        ContainerBytes bytes;
+        std::array<uint8_t, kMaxBytesAtOnce> buffer{};
+        const std::span<uint8_t> room =
+            std::span(buffer).first(std::min<std::size_t>(wanted.length, buffer.size()));
+        std::size_t length = 0;
+        try {
+            length = source.ReadAt(wanted.offset, room);
+            bytes.areRead = true;
+        } catch (const Error& error) {
+            m_readFailure = error.what();
+        }
+        m_deadline.Extend(Deadline::Clock::now() - start); // however slow the disk is
+        return Send(BytesOf(bytes), std::as_bytes(room.first(length)));
+    }
+
+    // Both as those of containertalk.h, and as if it were gone where it is silent for too long.
+    bool Send(std::span<const std::byte> head, std::span<const std::byte> tail = {}) {
+        return IsReady(POLLOUT) && SendMessage(m_process.Socket(), head, tail);
+    }
+
+    std::size_t Receive(std::span<std::byte> head) {
+        return IsReady(POLLIN) ? ReceiveMessage(m_process.Socket(), head) : 0;
+    }
+
+    bool IsReady(short events) {
+        m_isSilent = !IsReadyBefore(m_deadline, m_process.Socket(), events);
+        return !m_isSilent;
+    }
+
+    std::chrono::milliseconds m_patience;
+    Deadline m_deadline = Deadline::Never();
+    HelperProcess m_process;
+    bool m_isSilent = false;
+    std::string m_readFailure;
+};
+
+ContainerLibrary::ContainerLibrary(std::chrono::milliseconds patience)
+    : m_program(std::make_unique<ContainerProgram>(patience)) {}
+
+ContainerLibrary::~ContainerLibrary() = default;
+
+ContainerInfo ContainerLibrary::Read(ByteSource& source, ContainerKind kind) {
+    std::optional<ContainerReply> reply = m_program->Ask(source, kind);
+    if (!reply) {
+        LogWarning(std::string(EndedError(m_program->End()).what()) + "; it is started again");
+        // The second time is for what has nothing to do with the container: somebody ended or
+        // stopped the program, or memory was short.
+        reply = m_program->Ask(source, kind);
+    }
+    if (!reply) {
+        throw EndedError(m_program->End());
+    }
+    return InfoIn(*reply, m_program->ReadFailure());
+}
+
+void ContainerLibrary::Require() {
+    if (!m_program->Start()) {
+        throw EndedError(m_program->End());
+    }
+}
+
+namespace {
+
+ContainerLibrary& Library() {
+    static ContainerLibrary library(kPatience);
+    return library;
+}
+
+} // namespace
+
+ContainerInfo ReadContainerByLibrary(ByteSource& source, ContainerKind kind) {
+    return Library().Read(source, kind);
 }
 
 void DemandContainerLibrary() {
-    if (!Program().Start()) {
-        throw EndedError(Program().End());
-    }
+    Library().Require();
 }
 
 } // namespace recorder

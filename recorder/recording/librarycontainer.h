@@ -5,13 +5,37 @@
 
 #include "recorder/recording/container.h"
 
+#include <chrono>
+#include <memory>
+
 namespace recorder {
 
-// As ReadAvContainer. Throws Error also when krcontainers can't be started, or didn't survive the
-// container.
-[[nodiscard]] ContainerInfo ReadContainerByLibrary(ByteSource& source, ContainerKind kind);
+class ContainerProgram;
 
-// Starts krcontainers now. Throws Error when ReadContainerByLibrary would for want of it.
+class ContainerLibrary {
+public:
+    // `patience` is how long krcontainers is waited for, all waits for a container together. What
+    // the recorder itself takes to read the container doesn't count.
+    explicit ContainerLibrary(std::chrono::milliseconds patience);
+    ~ContainerLibrary();
+    ContainerLibrary(const ContainerLibrary&) = delete;
+    ContainerLibrary& operator=(const ContainerLibrary&) = delete;
+    ContainerLibrary(ContainerLibrary&&) = delete;
+    ContainerLibrary& operator=(ContainerLibrary&&) = delete;
+
+    // As ReadAvContainer. Throws Error also when krcontainers can't be started, or twice didn't
+    // survive the container or didn't answer.
+    [[nodiscard]] ContainerInfo Read(ByteSource& source, ContainerKind kind);
+
+    // Starts krcontainers now. Throws Error when Read would for want of it.
+    void Require();
+
+private:
+    std::unique_ptr<ContainerProgram> m_program;
+};
+
+// The same by the one krcontainers of this process.
+[[nodiscard]] ContainerInfo ReadContainerByLibrary(ByteSource& source, ContainerKind kind);
 void DemandContainerLibrary();
 
 } // namespace recorder

@@ -8,12 +8,16 @@
 #include "tests/contract/support/files.h"
 #include "tests/contract/support/process.h"
 
+#include <algorithm>
 #include <array>
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -41,12 +45,6 @@ pid_t ReadingProgram() {
         throw std::runtime_error("not one krcontainers, but " + std::to_string(ids.size()));
     }
     return ids.front();
-}
-
-// For a test that needs to be the one that starts it.
-void EndReadingProgram() {
-    recorder::DemandContainerLibrary();
-    kill(ReadingProgram(), SIGKILL);
 }
 
 // A recording in memory, and what is done each time that bytes of it are wanted.
@@ -86,6 +84,41 @@ std::string FailureToRead(recorder::ByteSource& source, ContainerKind kind) {
 
 void LeaveInPeace() {}
 
+// For a test that needs to be the one that starts it.
+void EndReadingProgram() {
+    (void)ReadFrames(LeaveInPeace);
+    const pid_t id = ReadingProgram();
+    kill(id, SIGKILL);
+    waitpid(id, nullptr, 0);
+}
+
+// Short, as it is waited for in full; long enough for one that is not stopped.
+constexpr std::chrono::seconds kPatience{3};
+
+ContainerInfo ReadFrames(recorder::ContainerLibrary& library, const std::function<void()>& action) {
+    DisturbedSource source(contract::Media("frames.mxg"), action);
+    return library.Read(source, ContainerKind::Mxg);
+}
+
+bool IsThere(pid_t id) {
+    return kill(id, 0) == 0;
+}
+
+// This process's children that run krcontainers.
+std::vector<pid_t> ReadingPrograms(pid_t parent) {
+    const std::string id = std::to_string(parent);
+    std::ifstream children("/proc/" + id + "/task/" + id + "/children");
+    std::vector<pid_t> found;
+    for (pid_t child = 0; children >> child;) {
+        std::ifstream comm("/proc/" + std::to_string(child) + "/comm");
+        std::string name;
+        if (std::getline(comm, name) && name == "krcontainers") {
+            found.push_back(child);
+        }
+    }
+    return found;
+}
+
 TEST(ContainerLibrary, IsStartedOnceForAllContainers) {
     (void)ReadFrames(LeaveInPeace);
     const pid_t first = ReadingProgram();
@@ -120,6 +153,88 @@ TEST(ContainerLibrary, ThatDoesNotSurviveAContainerFailsForThatOneOnly) {
     EXPECT_EQ(FailureToRead(deadly, ContainerKind::Mxg),
               "the program krcontainers was ended by signal 9 (Killed)");
     EXPECT_EQ(ReadFrames(LeaveInPeace).width, 320);
+}
+
+TEST(ContainerLibrary, ThatIsStoppedAtAContainerIsKilledAndAskedAgain) {
+    EndReadingProgram();
+    recorder::ContainerLibrary library(kPatience);
+    pid_t stopped = 0;
+
+    const ContainerInfo info = ReadFrames(library, [&] {
+        if (stopped == 0) {
+            stopped = ReadingProgram();
+            kill(stopped, SIGSTOP);
+        }
+    });
+
+    EXPECT_EQ(info.width, 320);
+    EXPECT_NE(stopped, 0);
+    EXPECT_FALSE(IsThere(stopped));
+}
+
+TEST(ContainerLibrary, ThatIsStoppedBetweenTwoContainersIsKilledAndAskedAgain) {
+    EndReadingProgram();
+    recorder::ContainerLibrary library(kPatience);
+    (void)ReadFrames(library, LeaveInPeace);
+    const pid_t stopped = ReadingProgram();
+    kill(stopped, SIGSTOP);
+
+    EXPECT_EQ(ReadFrames(library, LeaveInPeace).width, 320);
+    EXPECT_FALSE(IsThere(stopped));
+}
+
+TEST(ContainerLibrary, ThatIsStoppedAtItsStartIsKilledAndStartedAgain) {
+    EndReadingProgram();
+    const pid_t parent = getpid();
+    contract::Child stopper([&] {
+        std::vector<pid_t> programs;
+        while (programs.empty()) {
+            programs = ReadingPrograms(parent);
+        }
+        return kill(programs.front(), SIGSTOP);
+    });
+    recorder::ContainerLibrary library(kPatience);
+
+    EXPECT_EQ(ReadFrames(library, LeaveInPeace).width, 320);
+    EXPECT_EQ(stopper.Wait(), 0);
+    EXPECT_EQ(ReadingPrograms(parent).size(), 1U);
+}
+
+TEST(ContainerLibrary, ThatIsStoppedTwiceFailsForThatContainerOnly) {
+    EndReadingProgram();
+    recorder::ContainerLibrary library(kPatience);
+    std::vector<pid_t> stopped;
+    DisturbedSource deadly(contract::Media("frames.mxg"), [&] {
+        stopped.push_back(ReadingProgram());
+        kill(stopped.back(), SIGSTOP);
+    });
+
+    std::string failure;
+    try {
+        (void)library.Read(deadly, ContainerKind::Mxg);
+    } catch (const recorder::Error& error) {
+        failure = error.what();
+    }
+
+    EXPECT_EQ(failure, "the program krcontainers did not answer within 3000 ms and was killed");
+    EXPECT_THAT(stopped, testing::SizeIs(2));
+    EXPECT_FALSE(std::any_of(stopped.begin(), stopped.end(), IsThere));
+    EXPECT_EQ(ReadFrames(library, LeaveInPeace).width, 320);
+}
+
+TEST(ContainerLibrary, IsNotBlamedForTheTimeThatTheDiskTakes) {
+    EndReadingProgram();
+    constexpr std::chrono::seconds patience{2};
+    recorder::ContainerLibrary library(patience);
+    pid_t first = 0;
+
+    (void)ReadFrames(library, [&] {
+        if (std::exchange(first, ReadingProgram()) == 0) {
+            std::this_thread::sleep_for(patience + std::chrono::seconds(1));
+        }
+    });
+
+    EXPECT_EQ(ReadingProgram(), first);
 }
 
 TEST(ContainerLibrary, IsNotEndedByWhatEndsARun) {
