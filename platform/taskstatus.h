@@ -25,7 +25,8 @@ namespace KRIndex {
 [[nodiscard]] int RegTaskStart();
 
 // Ends the registration that RegTaskStart made in this process or in its parent. The last progress
-// and the status record stay readable. A failure is logged by the store.
+// and the status record stay readable. A failure is logged by the store. What the recorder has to
+// publish it publishes after that, when the next run can be registered already.
 void RegTaskDone();
 
 // Names the process that does the work of the registered run. `pid` is a process id as getpid()

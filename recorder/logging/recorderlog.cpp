@@ -28,4 +28,8 @@ void LogWarning(const std::string& message, const SourcePlace& where) {
     Log(LOG_LEVEL_WARNING, message, where);
 }
 
+void LogNotice(const std::string& message, const SourcePlace& where) {
+    Log(LOG_LEVEL_NOTICE, message, where);
+}
+
 } // namespace recorder

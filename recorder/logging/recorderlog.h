@@ -15,4 +15,7 @@ void LogError(const std::string& message, const SourcePlace& where = SourcePlace
 // Something was refused or passed over, and the work went on.
 void LogWarning(const std::string& message, const SourcePlace& where = SourcePlace::Here());
 
+// Nothing is wrong, and an operator may look for it.
+void LogNotice(const std::string& message, const SourcePlace& where = SourcePlace::Here());
+
 } // namespace recorder

@@ -1,12 +1,109 @@
 #include "recorder/notification/broker.h"
 
-#include "recorder/module/module.h"
+#include "recorder/notification/brokerprocess.h"
+#include "recorder/notification/brokertalk.h"
+
+#include <chrono>
+#include <utility>
 
 namespace recorder {
 
-std::unique_ptr<Broker> ConnectBroker(const BrokerSettings& settings) {
-    static auto* const connect = ModuleFunction<ConnectBrokerFunction>(kMqttModule);
-    return std::unique_ptr<Broker>(connect(settings));
+namespace {
+
+using Kind = BrokerMessage::Kind;
+
+class DistantBroker final : public Broker {
+public:
+    DistantBroker(const BrokerSettings& settings, const Deadline& deadline)
+        : m_name("broker " + settings.host + ":" + std::to_string(settings.port)),
+          m_timeout(settings.timeoutMs), m_deadline(deadline),
+          m_process(StartBrokerProcess(settings)) {
+        (void)Reply(TimeoutFromNow(), "connect");
+    }
+
+    ~DistantBroker() override {
+        // To say goodbye. One that doesn't answer any more gets no time for it.
+        (void)m_process.End(m_isBroken ? Deadline::In(std::chrono::milliseconds(0))
+                                       : TimeoutFromNow());
+    }
+    DistantBroker(const DistantBroker&) = delete;
+    DistantBroker& operator=(const DistantBroker&) = delete;
+    DistantBroker(DistantBroker&&) = delete;
+    DistantBroker& operator=(DistantBroker&&) = delete;
+
+    [[nodiscard]] int Publish(const std::string& topic, const std::string& payload) override {
+        BrokerMessage request;
+        request.kind = Kind::Publish;
+        request.topic = topic;
+        request.payload = payload;
+        return Ask(request, "publish to " + topic).number;
+    }
+
+    void AwaitAcknowledgement(int message) override {
+        BrokerMessage request;
+        request.kind = Kind::AwaitAcknowledgement;
+        request.number = message;
+        (void)Ask(request, "have a message acknowledged");
+    }
+
+    [[nodiscard]] std::string TakeComplaints() override { return std::exchange(m_complaints, {}); }
+
+private:
+    [[nodiscard]] Deadline TimeoutFromNow() const {
+        return Deadline::EarlierOf(m_deadline, Deadline::In(m_timeout));
+    }
+
+    BrokerMessage Ask(const BrokerMessage& request, const std::string& attempted) {
+        const Deadline deadline = TimeoutFromNow();
+        Require(Send(m_process.Socket(), request, deadline), attempted);
+        return Reply(deadline, attempted);
+    }
+
+    BrokerMessage Reply(const Deadline& deadline, const std::string& attempted) {
+        BrokerMessage reply;
+        Require(Receive(m_process.Socket(), reply, deadline), attempted);
+        if (reply.kind != Kind::Done) {
+            m_isBroken = true;
+        }
+        if (reply.kind == Kind::BrokerFailed) {
+            throw BrokerError(reply.payload);
+        }
+        if (reply.kind == Kind::Failed) {
+            throw Error(reply.payload);
+        }
+        if (!reply.payload.empty()) {
+            m_complaints += (m_complaints.empty() ? "" : "; ") + reply.payload;
+        }
+        return reply;
+    }
+
+    void Require(Talk talk, const std::string& attempted) {
+        m_isBroken = m_isBroken || talk != Talk::Done;
+        const std::string failure = m_name + ": can't " + attempted + ": ";
+        if (talk == Talk::PeerGone) {
+            throw BrokerError(failure + "the process that publishes has ended");
+        }
+        if (talk == Talk::TimedOut && m_deadline.IsOver()) {
+            throw BrokerSilence(failure + "the time to publish is used up");
+        }
+        if (talk == Talk::TimedOut) {
+            throw BrokerSilence(failure + "no answer within " + std::to_string(m_timeout.count()) +
+                                " ms");
+        }
+    }
+
+    std::string m_name;
+    std::chrono::milliseconds m_timeout;
+    Deadline m_deadline;
+    HelperProcess m_process;
+    bool m_isBroken = false;
+    std::string m_complaints;
+};
+
+} // namespace
+
+std::unique_ptr<Broker> ConnectBroker(const BrokerSettings& settings, const Deadline& deadline) {
+    return std::make_unique<DistantBroker>(settings, deadline);
 }
 
 } // namespace recorder

@@ -4,10 +4,12 @@
 #include "recorder/notification/broker.h"
 #include "recorder/notification/message.h"
 #include "recorder/notification/outbox.h"
+#include "recorder/support/deadline.h"
 #include "recorder/support/filelock.h"
 #include "recorder/support/paths.h"
 #include "recorder/support/uniquefd.h"
 
+#include <chrono>
 #include <exception>
 #include <memory>
 #include <optional>
@@ -21,102 +23,118 @@ namespace {
 // beyond 20.
 constexpr int kWordsAtOnce = 16;
 
-// The delivery of this process's run.
-struct Delivery {
-    UniqueFd lock;
-    std::unique_ptr<Broker> broker;
-    bool givenUp = false;
-};
-
-Delivery& DeliveryOfThisRun() {
-    static Delivery delivery;
-    return delivery;
-}
-
 // Nothing when there is none; also when the settings are invalid, which others complain of.
 const std::optional<BrokerSettings>& BrokerInForce() {
     return SettingsOrDefaults().notifications.broker;
 }
 
-// Two runs at once, one of them without registration, must not publish the same words: false when
-// the other one does.
-bool HoldsLock(Delivery& delivery) {
-    if (!delivery.lock.IsOpen()) {
-        delivery.lock = TryLockFile(kOutboxLockFile).value_or(UniqueFd());
-    }
-    return delivery.lock.IsOpen();
-}
+class Publication {
+public:
+    explicit Publication(const BrokerSettings& settings)
+        : m_settings(settings),
+          m_deadline(Deadline::In(std::chrono::milliseconds(settings.publishTimeoutMs))) {}
 
-void PublishDue(const BrokerSettings& settings, Broker& broker) {
-    for (std::vector<Word> words = DueWords(kWordsAtOnce); !words.empty();
-         words = DueWords(kWordsAtOnce)) {
+    // Throws Error when something is left that nobody else is publishing.
+    void Run() {
+        // One publisher at a time, or the same message would go out twice. What another run queues
+        // meanwhile is left to the one that has the lock; so that one looks again once it has
+        // released it.
+        while (!DueWords(1).empty()) {
+            const std::optional<UniqueFd> lock = TryLockFile(kOutboxLockFile);
+            if (!lock) {
+                LogNotice("another process is publishing: the messages of this run are left to it");
+                return;
+            }
+            PublishAll();
+        }
+    }
+
+private:
+    void PublishAll() {
+        while (true) {
+            m_acknowledged = 0;
+            try {
+                ConnectAndPublish();
+                return;
+            } catch (const BrokerSilence&) {
+                throw;
+            } catch (const BrokerError&) {
+                if (m_acknowledged == 0) {
+                    throw;
+                }
+                // A connection that worked was lost: another one takes up what is left.
+            }
+        }
+    }
+
+    void ConnectAndPublish() {
+        const std::unique_ptr<Broker> broker = ConnectBroker(m_settings, m_deadline);
+        for (std::vector<Word> words = DueWords(kWordsAtOnce); !words.empty();
+             words = DueWords(kWordsAtOnce)) {
+            RequireTime();
+            Publish(words, *broker);
+        }
+        const std::string complaints = broker->TakeComplaints();
+        if (!complaints.empty()) {
+            LogWarning("broker " + m_settings.host + ": " + complaints);
+        }
+    }
+
+    void Publish(const std::vector<Word>& words, Broker& broker) {
         std::vector<int> messages;
         messages.reserve(words.size());
         for (const Word& word : words) {
             messages.push_back(
-                broker.Publish(TopicOf(word, settings.topicPrefix), MessageOf(word)));
+                broker.Publish(TopicOf(word, m_settings.topicPrefix), MessageOf(word)));
         }
         for (std::size_t i = 0; i < words.size(); ++i) {
             broker.AwaitAcknowledgement(messages[i]);
             ForgetWord(words[i].id);
+            ++m_acknowledged;
         }
     }
-}
 
-void ConnectAndPublish(const BrokerSettings& settings, Delivery& delivery) {
-    if (!delivery.broker) {
-        delivery.broker = ConnectBroker(settings);
-    }
-    PublishDue(settings, *delivery.broker);
-}
-
-void Deliver(const BrokerSettings& settings, Delivery& delivery) {
-    if (DueWords(1).empty() || !HoldsLock(delivery)) {
-        return;
-    }
-    const bool stood = delivery.broker != nullptr;
-    try {
-        ConnectAndPublish(settings, delivery);
-        return;
-    } catch (const BrokerError&) {
-        if (!stood) {
-            throw;
+    // However quickly the broker answers.
+    void RequireTime() const {
+        if (m_deadline.IsOver()) {
+            throw BrokerSilence("broker " + m_settings.host + ":" +
+                                std::to_string(m_settings.port) +
+                                ": the time to publish is used up");
         }
     }
-    // A connection that stood since an earlier word can have been lost in the silence between them.
-    delivery.broker.reset();
-    ConnectAndPublish(settings, delivery);
-}
 
-void TryToDeliver(Delivery& delivery) noexcept {
-    const std::optional<BrokerSettings>& settings = BrokerInForce();
-    if (!settings || delivery.givenUp) {
-        return;
-    }
+    const BrokerSettings& m_settings;
+    Deadline m_deadline;
+    long m_acknowledged = 0; // on this connection
+};
+
+std::string WhatRemains() noexcept {
     try {
-        Deliver(*settings, delivery);
-    } catch (const std::exception& error) {
-        delivery.broker.reset();
-        delivery.lock.Reset();
-        delivery.givenUp = true;
-        LogWarning(std::string(error.what()) +
-                   "; the words in the outbox go out with the next run");
+        const long count = CountDueWords();
+        return std::to_string(count) + (count == 1 ? " message remains" : " messages remain") +
+               " queued in the outbox and " + (count == 1 ? "goes" : "go") +
+               " out with the next run";
+    } catch (const std::exception&) {
+        return "what is queued in the outbox could not be counted";
     }
 }
 
 } // namespace
 
-void Tell(const std::string& topic, const std::string& body, const std::string& told) {
+void Enqueue(const std::string& topic, const std::string& body, const std::string& told) {
     PutWord(topic, body, BrokerInForce().has_value(), told);
-    TryToDeliver(DeliveryOfThisRun());
 }
 
-void TellTheRest() noexcept {
-    Delivery& delivery = DeliveryOfThisRun();
-    TryToDeliver(delivery);
-    delivery.broker.reset();
-    delivery.lock.Reset();
-    delivery.givenUp = false;
+void PublishQueuedMessages() noexcept {
+    const std::optional<BrokerSettings>& settings = BrokerInForce();
+    if (!settings) {
+        return;
+    }
+    try {
+        Publication(*settings).Run();
+    } catch (const std::exception& error) {
+        LogWarning(std::string(error.what()) + "; " + WhatRemains());
+    }
 }
 
 } // namespace recorder

@@ -1,6 +1,5 @@
 #include "recorder/notification/mosquittobroker.h"
 
-#include "recorder/logging/recorderlog.h"
 #include "recorder/support/secretfile.h"
 
 #include <system_error>
@@ -16,9 +15,12 @@ namespace {
 constexpr const char* kSystemCertificates = "/etc/ssl/certs";
 constexpr int kAtLeastOnce = 1; // quality of service
 
-// A run can be silent for long between two words. Long enough not to be cut off then, short enough
-// for brokers that bound it.
+// Beyond every time-out, so that the settings alone say how long a silent broker is waited for;
+// short enough for brokers that bound it.
 constexpr int kKeepaliveS = 1200;
+
+// Until the next look at what has come in.
+constexpr int kLoopMs = 60000;
 
 const char* OrNull(const std::optional<std::string>& text) {
     return text ? text->c_str() : nullptr;
@@ -82,12 +84,13 @@ int MosquittoBroker::Publish(const std::string& topic, const std::string& payloa
 }
 
 void MosquittoBroker::AwaitAcknowledgement(int message) {
-    const Clock::time_point deadline =
-        Clock::now() + std::chrono::milliseconds(m_settings.timeoutMs);
     while (m_acknowledged.erase(message) == 0) {
-        Work(deadline, "have a message acknowledged");
+        Work("have a message acknowledged");
     }
-    TellComplaints();
+}
+
+std::string MosquittoBroker::TakeComplaints() {
+    return std::exchange(m_complaints, {});
 }
 
 void MosquittoBroker::Configure() {
@@ -132,27 +135,19 @@ void MosquittoBroker::Connect() {
     Demand(mosquitto_connect_async(m_client.get(), m_settings.host.c_str(), m_settings.port,
                                    kKeepaliveS),
            "connect");
-    const Clock::time_point deadline =
-        Clock::now() + std::chrono::milliseconds(m_settings.timeoutMs);
     while (m_answer < 0) {
-        Work(deadline, "connect");
+        Work("connect");
     }
     if (m_answer != 0) {
         Fail("connect", mosquitto_connack_string(m_answer));
     }
-    TellComplaints();
 }
 
-// One round of sending and receiving, which calls the events.
-void MosquittoBroker::Work(Clock::time_point deadline, const std::string& attempted) {
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
-    if (left <= 0) {
-        Fail(attempted, "no answer within " + std::to_string(m_settings.timeoutMs) + " ms");
-    }
-    const int result = mosquitto_loop(m_client.get(), static_cast<int>(left), 1);
-    if (m_answer <= 0) { // being turned down is told with the answer's own reason
-        Demand(result, attempted);
-    }
+// One round of sending and receiving, which calls the events. What came in before the connection
+// was lost counts: the loss is an error for whoever waits for more.
+void MosquittoBroker::Work(const std::string& attempted) {
+    Demand(m_state, attempted);
+    m_state = mosquitto_loop(m_client.get(), kLoopMs, 1);
 }
 
 void MosquittoBroker::Demand(int result, const std::string& attempted) {
@@ -167,13 +162,6 @@ void MosquittoBroker::Fail(const std::string& attempted, const std::string& reas
         message += " (" + std::exchange(m_complaints, "") + ")";
     }
     throw BrokerError(message);
-}
-
-// What libmosquitto complained of although it succeeded.
-void MosquittoBroker::TellComplaints() {
-    if (!m_complaints.empty()) {
-        LogWarning(m_name + ": " + std::exchange(m_complaints, ""));
-    }
 }
 
 void MosquittoBroker::Destroy::operator()(mosquitto* client) const {

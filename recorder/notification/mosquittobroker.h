@@ -1,10 +1,10 @@
-// libmosquitto, wrapped: a connection to an MQTT broker, without a thread of its own.
+// libmosquitto, wrapped: a connection to an MQTT broker, without a thread of its own. It waits
+// without a deadline, in a process that others end (brokerprocess.h).
 
 #pragma once
 
 #include "recorder/notification/broker.h"
 
-#include <chrono>
 #include <memory>
 #include <set>
 #include <string>
@@ -15,7 +15,7 @@ namespace recorder {
 
 class MosquittoBroker final : public Broker {
 public:
-    // Connects, as ConnectBroker says.
+    // Connects, and waits until the broker has let it in. Throws BrokerError, or Error.
     explicit MosquittoBroker(const BrokerSettings& settings);
 
     // libmosquitto's callbacks hold a pointer to it.
@@ -27,10 +27,9 @@ public:
 
     [[nodiscard]] int Publish(const std::string& topic, const std::string& payload) override;
     void AwaitAcknowledgement(int message) override;
+    [[nodiscard]] std::string TakeComplaints() override;
 
 private:
-    using Clock = std::chrono::steady_clock;
-
     struct Destroy {
         void operator()(mosquitto* client) const;
     };
@@ -41,16 +40,16 @@ private:
     void UseTls();
     void UsePassword();
     void Connect();
-    void Work(Clock::time_point deadline, const std::string& attempted);
+    void Work(const std::string& attempted);
     void Demand(int result, const std::string& attempted);
     [[noreturn]] void Fail(const std::string& attempted, const std::string& reason);
-    void TellComplaints();
 
     std::string m_name; // for messages
     BrokerSettings m_settings;
+    int m_state = 0;              // of the connection, as libmosquitto has it
     int m_answer = -1;            // to the wish to connect; 0 = let in, -1 = none yet
     std::set<int> m_acknowledged; // messages that nobody has waited for yet
-    std::string m_complaints;     // of libmosquitto, not in the log yet
+    std::string m_complaints;     // of libmosquitto, that nobody has heard yet
     std::unique_ptr<mosquitto, Destroy> m_client;
 };
 

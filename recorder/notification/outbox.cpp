@@ -64,6 +64,12 @@ std::vector<Word> DueWords(int atMost) {
     return words;
 }
 
+long CountDueWords() {
+    const DBResult_tag rows = Execute(
+        KRDB::DB_RECORDING, "SELECT count(*) FROM outbox WHERE due = 1;", {.readOnly = true});
+    return std::strtol(rows.Field(0, 0), nullptr, 10);
+}
+
 void ForgetWord(long id) {
     Execute(KRDB::DB_RECORDING, Format("DELETE FROM outbox WHERE id = %ld;", id));
 }

@@ -33,6 +33,9 @@ struct UntoldRecording {
 // The oldest words that are due, `atMost` of them, oldest first. Throws Error.
 [[nodiscard]] std::vector<Word> DueWords(int atMost);
 
+// How many are due. Throws Error.
+[[nodiscard]] long CountDueWords();
+
 // The word has been delivered. Throws Error.
 void ForgetWord(long id);
 

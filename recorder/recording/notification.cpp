@@ -25,10 +25,10 @@ const char* NameOf(EVENT_UPDATE_ACTION action) {
 // `stamp` of the recording counts; `ids` of the recordings, separated by ",".
 void TellEventList(int camId, EVENT_UPDATE_ACTION action, unsigned long long stamp,
                    const std::string& ids) {
-    Tell("event/list",
-         Format(R"({"camera":%d,"action":"%s","stamp":%llu,"ids":[%s]})", camId, NameOf(action),
-                stamp, ids.c_str()),
-         ids);
+    Enqueue("event/list",
+            Format(R"({"camera":%d,"action":"%s","stamp":%llu,"ids":[%s]})", camId, NameOf(action),
+                   stamp, ids.c_str()),
+            ids);
 }
 
 unsigned long long NewestCountStamp(int camId) {
@@ -67,5 +67,5 @@ void NotifyEventListUpdate(std::list<Event>& events, Camera* camera, EVENT_UPDAT
 }
 
 void NotifyAlertEventRefresh(int /*receiver*/, int /*session*/, int /*sequence*/) {
-    recorder::AtEdge([] { recorder::Tell("alert_event/refresh", "{}"); });
+    recorder::AtEdge([] { recorder::Enqueue("alert_event/refresh", "{}"); });
 }

@@ -85,6 +85,7 @@ void RegTaskDone() {
     }
     recorder::AtEdge([] { recorder::UpdateTask({{"registered", "0"}}); });
     recorder::ReleaseRunLock();
+    recorder::PublishQueuedMessages(); // nobody who waits for the lock waits for the broker
 }
 
 void SetTaskPid(int pid) {
@@ -127,7 +128,9 @@ void RecordTaskStatusToConf(long startTime, int recordingCount, bool done) {
                 recorder::TellOfUntoldRecordings();
             }
         });
-        recorder::TellTheRest();
+        if (recorder::HeldRunLock() == nullptr) {
+            recorder::PublishQueuedMessages(); // otherwise RegTaskDone does, at the very end
+        }
     }
 }
 

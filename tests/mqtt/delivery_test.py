@@ -62,6 +62,7 @@ class Delivery(MqttTest):
 
         self.reindex("-n", "-r", "-1")
         process.until(lambda: self.recorder.task() == (0, 1), "the run doesn't end")
+        process.until(lambda: not self.recorder.outbox(), "nothing is published")
 
         self.assert_delivered(broker.messages(), 1, 2, 3)
         self.assert_no_complaint(self.recorder.log())
@@ -116,7 +117,7 @@ class Waiting(MqttTest):
                          [(1, 1), (2, 1), (3, 0)])
 
     def test_a_connection_lost_between_two_words_is_made_again(self):
-        broker = self.until_end(ScriptedBroker(scriptedbroker.acknowledges(1),
+        broker = self.until_end(ScriptedBroker(scriptedbroker.acknowledges(1, after=3),
                                                scriptedbroker.acknowledges_all))
         self.recorder.notify(broker.port)
 
@@ -125,7 +126,8 @@ class Waiting(MqttTest):
         self.assert_no_complaint(log)
         self.assert_due()
         self.assertEqual(broker.connections, 2)
-        self.assertEqual([message.payload["id"] for message in broker.received], [1, 2, 3])
+        self.assertEqual([message.payload["id"] for message in broker.received],
+                         [1, 2, 3, 2, 3])
 
     def test_of_two_runs_at_once_one_publishes_the_words_of_both(self):
         def acknowledges_after_the_other_run(connection):

@@ -52,14 +52,15 @@ class Recorder:
         shutil.copy(os.path.join(self.media_dir, "h264.mp4"),
                     os.path.join(folder, f"cam{camera}-20140312-101500-{start_tm}.mp4"))
 
-    def start(self, *options):
-        return process.start([SANDBOX, self.root, os.path.join(self.bin_dir, "krindexer"),
-                              *options])
+    def start(self, *options, **environment):
+        return process.start([SANDBOX, self.root, "env",
+                              *[f"{name}={value}" for name, value in environment.items()],
+                              os.path.join(self.bin_dir, "krindexer"), *options])
 
-    def reindex(self, *options):
+    def reindex(self, *options, **environment):
         """Runs the tool to its end; its status, and the lines that it added to the log."""
         before = len(self.log())
-        status = wait(self.start(*options))
+        status = wait(self.start(*options, **environment))
         return status, self.log()[before:]
 
     def log(self):
@@ -81,14 +82,18 @@ class Recorder:
                     "SELECT 1700000000 + i, 'event/list', '{\"n\":' || i || '}', 1 FROM n")
 
     def task(self):
-        connection = sqlite.connect(self.root, "system.db")
-        try:
-            return connection.execute("SELECT registered, done FROM task").fetchone()
-        finally:
-            connection.close()
+        return self._query("SELECT registered, done FROM task", "system.db")[0]
 
-    def _query(self, sql):
-        connection = sqlite.connect(self.root, "recording.db")
+    def worker(self):
+        """The process of the newest run."""
+        return self._query("SELECT pid FROM task", "system.db")[0][0]
+
+    def has_ended(self):
+        """Whether the newest run is on record as over."""
+        return self._query("SELECT end_tm FROM run ORDER BY id DESC LIMIT 1", "system.db")[0][0]
+
+    def _query(self, sql, database="recording.db"):
+        connection = sqlite.connect(self.root, database)
         try:
             return connection.execute(sql).fetchall()
         finally:

@@ -4,6 +4,7 @@ import json
 import socket
 import struct
 import threading
+import time
 
 from support import process
 
@@ -42,6 +43,9 @@ class Connection:
             if kind == DISCONNECT:
                 return None
         return None
+
+    def next_messages(self, count):
+        return [self.next_message() for _ in range(count)]
 
     def messages(self):
         while (message := self.next_message()) is not None:
@@ -117,8 +121,8 @@ class ScriptedBroker:
                 stream.settimeout(process.DEADLINE_S)
                 try:
                     self._talk(conversation, stream)
-                except ConnectionResetError:
-                    pass  # the other side was killed
+                except (ConnectionResetError, BrokenPipeError):
+                    pass  # the other side was killed, or gave up
                 except Exception as error:  # a thread's own would go unseen
                     self.problems.append(repr(error))
         self.listener.close()
@@ -146,26 +150,48 @@ def never_acknowledges(connection):
     connection.until_end()
 
 
-def closes_instead_of_acknowledging(connection):
-    connection.let_in()
-    connection.next_message()
+def closes_instead_of_acknowledging(after):
+    def conversation(connection):
+        connection.let_in()
+        connection.next_messages(after)
+    return conversation
 
 
-def acknowledges(count):
-    """And closes the connection then."""
+def acknowledges(count, after=None):
+    """When it has got so many messages; then it closes the connection."""
+    def conversation(connection):
+        connection.let_in()
+        for message in connection.next_messages(after or count)[:count]:
+            connection.acknowledge(message)
+    return conversation
+
+
+def acknowledges_and_falls_silent(count):
+    """Its last acknowledgement is half of one."""
     def conversation(connection):
         connection.let_in()
         for _ in range(count):
             connection.acknowledge(connection.next_message())
+        connection.stream.sendall(b"\x40")
+        connection.until_end()
     return conversation
 
 
-def kills_at_the_first_message(broker):
+def acknowledges_slowly(pause_s):
+    def conversation(connection):
+        connection.let_in()
+        for message in connection.messages():
+            time.sleep(pause_s)
+            connection.acknowledge(message)
+    return conversation
+
+
+def kills_at_message(broker, number):
     """Stands between the recorder and a real broker, which lets it in and dies then."""
     def conversation(connection):
         with socket.create_connection(("127.0.0.1", broker.port)) as real:
             connection.relay_packet(real)
             connection.stream.sendall(real.recv(4096))
-            connection.next_message()
+            connection.next_messages(number)
             process.end(broker.process)
     return conversation

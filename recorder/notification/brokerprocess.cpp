@@ -1,0 +1,88 @@
+#include "recorder/notification/brokerprocess.h"
+
+#include "recorder/module/module.h"
+#include "recorder/notification/broker.h"
+#include "recorder/notification/brokertalk.h"
+#include "recorder/support/error.h"
+
+#include <array>
+#include <csignal>
+#include <exception>
+#include <memory>
+#include <utility>
+
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace recorder {
+
+namespace {
+
+using Kind = BrokerMessage::Kind;
+
+BrokerMessage ReplyTo(const BrokerMessage& request, Broker& broker) {
+    BrokerMessage reply;
+    if (request.kind == Kind::Publish) {
+        reply.number = broker.Publish(request.topic, request.payload);
+    } else {
+        broker.AwaitAcknowledgement(request.number);
+    }
+    reply.payload = broker.TakeComplaints();
+    return reply;
+}
+
+void Serve(int socket, const BrokerSettings& settings) {
+    auto* const connect = ModuleFunction<ConnectBrokerFunction>(kMqttModule);
+    const std::unique_ptr<Broker> broker(connect(settings));
+    BrokerMessage reply;
+    reply.payload = broker->TakeComplaints();
+    BrokerMessage request;
+    while (Send(socket, reply, Deadline::Never()) == Talk::Done &&
+           Receive(socket, request, Deadline::Never()) == Talk::Done) {
+        reply = ReplyTo(request, *broker);
+    }
+}
+
+void ServeOrSayWhyNot(int socket, const BrokerSettings& settings) {
+    BrokerMessage failure;
+    failure.kind = Kind::Failed;
+    try {
+        Serve(socket, settings);
+        return;
+    } catch (const BrokerError& error) {
+        failure.kind = Kind::BrokerFailed;
+        failure.payload = error.what();
+    } catch (const std::exception& error) {
+        failure.payload = error.what();
+    }
+    (void)Send(socket, failure, Deadline::Never());
+}
+
+// Of what it has inherited it must keep nothing open: the lock of the outbox ends with the parent,
+// and databases and log are the parent's to use.
+[[noreturn]] void BeBrokerProcess(int socket, const BrokerSettings& settings, pid_t parent) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (getppid() == parent && dup2(socket, STDIN_FILENO) == STDIN_FILENO) {
+        closefrom(STDERR_FILENO + 1);
+        ServeOrSayWhyNot(STDIN_FILENO, settings);
+    }
+    _exit(0); // the parent's exit handlers are not for here
+}
+
+} // namespace
+
+HelperProcess StartBrokerProcess(const BrokerSettings& settings) {
+    std::array<UniqueFd, 2> ends = SocketPair(SOCK_STREAM);
+    const pid_t parent = getpid();
+    const pid_t id = fork();
+    if (id < 0) {
+        throw SystemError("start a process that publishes");
+    }
+    if (id == 0) {
+        BeBrokerProcess(ends[1].Get(), settings, parent);
+    }
+    return {id, std::move(ends[0])};
+}
+
+} // namespace recorder

@@ -1,0 +1,211 @@
+"""A broker that is slow, or stops answering, holds up neither a run nor the one after it.
+
+What is left is counted; nothing is decided by how long something took."""
+
+import fcntl
+import os
+import re
+import signal
+import socket
+
+from support import process, scriptedbroker
+from support.case import TIMEOUT_MS, MqttTest
+from support.recorder import wait
+from support.scriptedbroker import ScriptedBroker
+
+BACKLOG = 500
+NEVER_MS = process.DEADLINE_S * 1000
+
+
+class UnansweredPort:
+    """Connections to it are neither accepted nor refused: the packets of new ones are dropped."""
+
+    def __init__(self):
+        self.listener = socket.create_server(("127.0.0.1", 0), backlog=0)
+        self.port = self.listener.getsockname()[1]
+        self.waiting = []
+        while self._has_room():
+            pass
+
+    def end(self):
+        for stream in (*self.waiting, self.listener):
+            stream.close()
+
+    def _has_room(self):
+        stream = socket.socket()
+        stream.settimeout(0.2)  # on the loopback what is taken is taken at once
+        self.waiting.append(stream)
+        try:
+            stream.connect(("127.0.0.1", self.port))
+            return True
+        except TimeoutError:
+            return False
+
+
+class SlownessTest(MqttTest):
+    def scripted(self, *conversations, **settings):
+        broker = self.until_end(ScriptedBroker(*conversations))
+        self.recorder.notify(broker.port, **settings)
+        return broker
+
+    def due(self):
+        return [word[0] for word in self.recorder.outbox()]
+
+    def assert_left(self, log, last, reason):
+        """The oldest were delivered, the others wait, and the log says how many these are."""
+        due = self.due()
+        self.assertEqual(due, list(range(last - len(due) + 1, last + 1)))
+        self.assert_one_warning(log, reason, f"; {len(due)} messages remain queued")
+        return due
+
+
+class TimeToPublish(SlownessTest):
+    def test_ends_while_a_broker_acknowledges_slowly(self):
+        self.scripted(scriptedbroker.acknowledges_slowly(pause_s=0.3), timeout_ms=NEVER_MS,
+                      publish_timeout_ms=2000)
+        self.recorder.put_due(BACKLOG)
+
+        log = self.reindex("-e")
+
+        self.assertGreater(len(self.assert_left(log, BACKLOG, "the time to publish is used up")), 400)
+
+    def test_ends_while_a_broker_is_silent_in_mid_stream(self):
+        self.scripted(scriptedbroker.acknowledges_and_falls_silent(20), timeout_ms=NEVER_MS,
+                      publish_timeout_ms=2000)
+        self.recorder.put_due(BACKLOG)
+
+        log = self.reindex("-e")
+
+        self.assertGreaterEqual(
+            len(self.assert_left(log, BACKLOG, "the time to publish is used up")), BACKLOG - 20)
+
+    def test_is_for_all_connections_together(self):
+        # Each works for a while, and is lost then.
+        self.scripted(*[scriptedbroker.acknowledges(1, after=16)] * BACKLOG,
+                      publish_timeout_ms=1500)
+        self.recorder.put_due(BACKLOG)
+
+        log = self.reindex("-e")
+
+        self.assertGreater(len(self.assert_left(log, BACKLOG, "the time to publish is used up")), 400)
+
+    def test_is_not_needed_by_a_broker_that_answers(self):
+        broker = self.broker()
+        self.recorder.notify(broker.port, publish_timeout_ms=NEVER_MS)
+        self.recorder.put_due(BACKLOG)
+
+        self.assert_no_complaint(self.reindex("-e"))
+
+        self.assert_delivered(broker.messages(), *range(1, BACKLOG + 1))
+        self.assert_due()
+
+
+class NoAnswer(SlownessTest):
+    def test_of_a_host_that_drops_packets_is_given_up(self):
+        self.recorder.notify(self.until_end(UnansweredPort()).port, timeout_ms=TIMEOUT_MS)
+
+        log = self.reindex("-r", "-1")
+
+        self.assert_one_warning(log, f"can't connect: no answer within {TIMEOUT_MS} ms")
+        self.assert_due(1, 2, 3)
+
+    def test_of_a_name_server_is_given_up(self):
+        self.recorder.notify(1883, host="broker.example", timeout_ms=TIMEOUT_MS)
+
+        log = self.reindex("-r", "-1", LD_PRELOAD=os.environ["KESTORA_TEST_SILENT_RESOLVER"])
+
+        self.assert_one_warning(log, "broker broker.example:1883: can't connect: "
+                                     f"no answer within {TIMEOUT_MS} ms")
+        self.assert_due(1, 2, 3)
+
+    def test_of_the_process_that_publishes_is_given_up(self):
+        def stops_the_other_side(connection):
+            connection.let_in()
+            connection.next_message()
+            worker = self.recorder.worker()
+            with open(f"/proc/{worker}/task/{worker}/children", encoding="ascii") as children:
+                os.kill(int(children.read()), signal.SIGSTOP)
+            connection.until_end()
+
+        self.scripted(stops_the_other_side, timeout_ms=2000)
+
+        log = self.reindex("-r", "-1")
+
+        self.assert_one_warning(log, "no answer within 2000 ms")
+        self.assert_due(1, 2, 3)
+
+
+class Work(SlownessTest):
+    """Publication comes after it, and after the lock was released."""
+
+    def test_is_over_before_anything_connects(self):
+        seen = []
+
+        def looks_when_let_in(connection):
+            connection.let_in()
+            seen.append((self.due(), self.recorder.task(), self.recorder.has_ended() is not None))
+            for message in connection.messages():
+                connection.acknowledge(message)
+
+        for options in (["-r", "-1", "-a", "-1"], ["-o", "-r", "-1", "-a", "-1"]):
+            with self.subTest(options):
+                broker = self.scripted(looks_when_let_in)
+                self.reindex(*options)
+                self.assertEqual(broker.connections, 1)
+                self.assert_due()
+
+        self.assertEqual(seen, [([1, 2, 3, 4, 5, 6], (0, 1), True), ([7, 8, 9], (0, 1), True)])
+
+    def test_of_another_run_is_not_refused_and_its_messages_go_out_at_once(self):
+        statuses = []
+
+        def runs_the_next_one(connection):
+            connection.let_in()
+            for message in connection.messages():
+                if message.payload["id"] == 1:
+                    statuses.append(self.recorder.reindex("-a", "-1")[0])
+                connection.acknowledge(message)
+
+        broker = self.scripted(runs_the_next_one, timeout_ms=NEVER_MS)
+
+        run = self.recorder.start("-r", "-1")
+
+        self.assertEqual(wait(run), 0)
+        self.assertEqual(statuses, [0])
+        self.assertEqual([message.payload["id"] for message in broker.received], [1, 2, 3, 4, 5, 6])
+        self.assert_due()
+
+    def test_of_a_background_run_ends_before_it_publishes(self):
+        broker = self.until_end(ScriptedBroker(scriptedbroker.never_acknowledges))
+        self.recorder.notify(broker.port, timeout_ms=NEVER_MS)
+        self.reindex("-n", "-r", "-1")
+        process.until(lambda: broker.connections, "nothing connects")
+        worker = self.recorder.worker()
+        self.addCleanup(lambda: _kill(worker))
+
+        self.recorder.notify_nobody()
+
+        self.assertEqual(self.recorder.reindex("-a", "1")[0], 0)
+
+
+class Messages(SlownessTest):
+    def test_are_left_to_the_process_that_holds_the_outbox(self):
+        broker = self.broker()
+        self.recorder.notify(broker.port)
+        lock = self.recorder.path("var/db/outbox.lock")
+        with open(lock, "w", encoding="ascii") as file:
+            fcntl.flock(file, fcntl.LOCK_EX)
+            log = self.reindex("-r", "-1")
+
+        self.assert_no_complaint(log)
+        self.assertEqual(len([line for line in log if re.search("are left to it", line)]), 1)
+        self.assert_due(1, 2, 3)
+        self.assert_no_complaint(self.reindex("-e"))
+        self.assert_delivered(broker.messages(), 1, 2, 3)
+
+
+def _kill(process_id):
+    try:
+        os.kill(process_id, signal.SIGKILL)
+    except ProcessLookupError:
+        pass
