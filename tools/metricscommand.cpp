@@ -19,6 +19,8 @@
 
 namespace {
 
+using Answer = recorder::RunInProgress::Answer;
+
 constexpr mode_t kMode = 0644; // the collector runs as another user
 constexpr double kMsPerSecond = 1000.0;
 constexpr const char* kPrefix = "kestora_reindex_";
@@ -110,9 +112,18 @@ std::string PartsText(const PartsByLabels& parts) {
                   [](const RunPart& part) { return static_cast<double>(part.refusals); });
 }
 
+// No sample where it can't be told: any value would claim that it can.
+std::string RunningText(Answer inProgress) {
+    return inProgress == Answer::Unknown
+               ? ""
+               : Gauge("running",
+                       "1 while a run is in progress, 0 while none is; absent where that can't be "
+                       "told.",
+                       inProgress == Answer::Yes ? 1.0 : 0.0);
+}
+
 std::string MetricsText() {
-    const bool isRunning = recorder::RegisteredRun().has_value();
-    std::string text = Gauge("running", "1 while a run is going on.", isRunning ? 1.0 : 0.0);
+    std::string text = RunningText(recorder::FindRunInProgress().answer);
     if (const std::optional<recorder::RunRecord> run = recorder::NewestEndedRun()) {
         text += RunText(*run) + PartsText(PartsOf(ViewOf(*run)));
     }

@@ -52,7 +52,7 @@ void PlanSummary::Add(const plan::Note& note) {
         m_cameras[note.camId] = note.text;
         break;
     case Reason::Going:
-        m_goingRun = note.number;
+        m_runInProgress = note;
         break;
     case Reason::NoPlan:
         m_whyNone = note.text;

@@ -30,8 +30,9 @@ public:
     [[nodiscard]] PlanPart Total() const;
     // Warnings, refusals and failures; of those that say the same of a camera the first.
     [[nodiscard]] const std::vector<plan::Note>& Problems() const { return m_problems; }
-    // The process of a run that goes on, 0 where it isn't known; nothing: there is none.
-    [[nodiscard]] std::optional<long> GoingRun() const { return m_goingRun; }
+    // The note of a run in progress: the number of its process, 0 where it isn't known; or the text
+    // that says why it could not be told whether there is one. Nothing: there is none.
+    [[nodiscard]] const std::optional<plan::Note>& RunInProgress() const { return m_runInProgress; }
     // Why there is no plan; empty when there is one.
     [[nodiscard]] const std::string& WhyNone() const { return m_whyNone; }
 
@@ -50,6 +51,6 @@ private:
     std::vector<PlanPart> m_parts;
     std::map<std::pair<std::string, int>, std::size_t> m_places; // in m_parts
     std::vector<plan::Note> m_problems;
-    std::optional<long> m_goingRun;
+    std::optional<plan::Note> m_runInProgress;
     std::string m_whyNone;
 };

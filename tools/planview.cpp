@@ -98,12 +98,21 @@ void PrintProblems(const PlanSummary& plan) {
     }
 }
 
-void PrintGoingRun(const PlanSummary& plan) {
-    if (plan.GoingRun()) {
+void PrintRunInProgress(const PlanSummary& plan) {
+    const std::optional<plan::Note>& run = plan.RunInProgress();
+    if (run && !run->text.empty()) {
+        std::printf("%s\n", Coloured("33", Printable(run->text)).c_str());
+    } else if (run) {
         const std::string process =
-            *plan.GoingRun() == 0 ? "" : " in the process " + std::to_string(*plan.GoingRun());
-        std::printf("A run is going on%s: the plan shows how far it is.\n", process.c_str());
+            run->number == 0 ? "" : ", process " + std::to_string(run->number);
+        std::printf("A run is in progress%s: the plan shows how far it is.\n", process.c_str());
     }
+}
+
+// Null where it could not be told.
+Json IsRunInProgress(const PlanSummary& plan) {
+    const std::optional<plan::Note>& run = plan.RunInProgress();
+    return run && !run->text.empty() ? Json() : Json(run.has_value());
 }
 
 std::string Hex(std::string_view bytes) {
@@ -160,7 +169,7 @@ void PrintPlan(const PlanSummary& plan) {
     PrintTable(TableOf(plan));
     PrintRemarks(plan);
     PrintProblems(plan);
-    PrintGoingRun(plan);
+    PrintRunInProgress(plan);
     const bool isInLine = plan.IsComplete() && !plan.HasChanges();
     std::printf("%s\n",
                 isInLine ? Coloured("32", plan.Sentence()).c_str() : plan.Sentence().c_str());
@@ -189,7 +198,7 @@ Json JsonOf(const PlanSummary& plan) {
     for (const plan::Note& problem : plan.Problems()) {
         json["problems"].push_back(JsonOfProblem(problem));
     }
-    json["run_goes_on"] = plan.GoingRun().has_value();
+    json["run_goes_on"] = IsRunInProgress(plan);
     json["complete"] = plan.IsComplete();
     json["in_line"] = plan.IsComplete() && !plan.HasChanges();
     json["summary"] = plan.Sentence();

@@ -74,7 +74,10 @@ std::optional<RunView> RunOf(const ChildProcess& child, long notBeforeTm) {
     const std::string log = std::string("; the log says why: ") + recorder::kLogFile;
     switch (status) {
     case EX_TEMPFAIL:
-        std::fprintf(stderr, "krctl: another run is going on; \"krctl status\" shows it\n");
+        std::fprintf(
+            stderr,
+            "krctl: another run is in progress, or an undo or an adoption; \"krctl status\" "
+            "shows a run\n");
         break;
     case EX_IOERR:
         std::fprintf(stderr, "krctl: the task store can't be used%s; was \"krctl init\" run?\n",

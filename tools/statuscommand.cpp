@@ -6,6 +6,7 @@
 #include "tools/liveview.h"
 #include "tools/progressdisplay.h"
 #include "tools/runview.h"
+#include "tools/terminal.h"
 #include "tools/words.h"
 
 #include <algorithm>
@@ -21,7 +22,11 @@
 
 namespace {
 
+using recorder::RunInProgress;
+using Answer = RunInProgress::Answer;
+
 constexpr std::chrono::milliseconds kLookEvery{500};
+constexpr int kExitUnknown = 1;
 
 struct StatusOptions {
     bool watch = false;
@@ -54,38 +59,57 @@ Json JsonOf(const LiveView& view) {
     return json;
 }
 
-void TellAsJson(const std::optional<recorder::LiveRun>& live) {
+Json InProgress(const RunInProgress& found) {
+    return found.answer == Answer::Unknown ? Json() : Json(found.answer == Answer::Yes);
+}
+
+void PrintAsJson(const RunInProgress& found) {
+    const bool isRunning = found.answer == Answer::Yes;
     Json json;
-    json["running"] = live ? JsonOf(ViewOf(*live)) : Json();
+    json["in_progress"] = InProgress(found);
+    json["unknown_because"] = found.answer == Answer::Unknown ? JsonText(found.why) : Json();
+    json["running"] = isRunning ? JsonOf(ViewOf(found.live)) : Json();
     const std::optional<recorder::RunRecord> newest = recorder::NewestRun();
-    json["last"] = newest && !live ? JsonOf(::ViewOf(*newest)) : Json();
+    json["last"] = newest && !isRunning ? JsonOf(::ViewOf(*newest)) : Json();
     PrintJson(json);
 }
 
-void TellNewestRun() {
+void PrintNewestRun(const std::string& state) {
     if (const std::optional<recorder::RunRecord> newest = recorder::NewestRun()) {
-        std::printf("No run is going on. The newest one, %s:\n", TimeText(newest->startTm).c_str());
+        std::printf("%s. Last run, %s:\n", state.c_str(), TimeText(newest->startTm).c_str());
         PrintRun(::ViewOf(*newest));
     } else {
-        std::puts("No run is going on, and none is on record.");
+        std::printf("%s. No run on record.\n", state.c_str());
     }
 }
 
-void Tell(const std::optional<recorder::LiveRun>& live) {
-    if (!live) {
-        TellNewestRun();
-        return;
+void PrintLive(const recorder::LiveRun& live) {
+    const std::string process = live.pid == 0 ? "" : ", process " + std::to_string(live.pid);
+    const std::string start = live.startTm == 0 ? "" : ", since " + TimeText(live.startTm);
+    std::printf("A run is in progress%s%s:\n%s\n", process.c_str(), start.c_str(),
+                LiveLine(ViewOf(live), ReadCameraNames(), INT_MAX).c_str());
+}
+
+void Print(const RunInProgress& found) {
+    switch (found.answer) {
+    case Answer::Yes:
+        PrintLive(found.live);
+        break;
+    case Answer::No:
+        PrintNewestRun("No run in progress");
+        break;
+    case Answer::Unknown:
+        PrintNewestRun(Printable("Could not tell whether a run is in progress: " + found.why));
+        break;
     }
-    std::printf("A run is going on, process %d, since %s:\n%s\n", live->pid,
-                TimeText(live->startTm).c_str(),
-                LiveLine(ViewOf(*live), ReadCameraNames(), INT_MAX).c_str());
 }
 
 // Until the run is over.
 void Watch() {
     ProgressDisplay display(true);
-    while (const std::optional<recorder::LiveRun> live = recorder::RegisteredRun()) {
-        display.Show(ViewOf(*live));
+    for (RunInProgress found = recorder::FindRunInProgress(); found.answer == Answer::Yes;
+         found = recorder::FindRunInProgress()) {
+        display.Show(ViewOf(found.live));
         std::this_thread::sleep_for(kLookEvery);
     }
     display.End();
@@ -95,11 +119,14 @@ void Status(const StatusOptions& options) {
     if (options.watch) {
         Watch();
     }
-    const std::optional<recorder::LiveRun> live = recorder::RegisteredRun();
+    const RunInProgress found = recorder::FindRunInProgress();
     if (options.json) {
-        TellAsJson(live);
+        PrintAsJson(found);
     } else {
-        Tell(live);
+        Print(found);
+    }
+    if (found.answer == Answer::Unknown) {
+        throw CLI::RuntimeError(kExitUnknown);
     }
 }
 
@@ -107,7 +134,7 @@ void Status(const StatusOptions& options) {
 
 void AddStatusCommand(CLI::App& app) {
     CLI::App* const command =
-        app.add_subcommand("status", "the run that goes on, or how the newest one ended");
+        app.add_subcommand("status", "the run in progress, or how the last one ended");
     const auto options = std::make_shared<StatusOptions>();
     CLI::Option* const watch =
         command->add_flag("--watch", options->watch, "follow the run until it ends");

@@ -1,4 +1,4 @@
-// krctl status: the run that goes on, or the newest one on record.
+// krctl status: the run in progress, or the last one on record.
 
 #pragma once
 

@@ -1,5 +1,7 @@
 #include "recorder/run/live.h"
 
+#include "recorder/database/databases.h"
+#include "recorder/run/runmark.h"
 #include "recorder/support/error.h"
 #include "recorder/support/paths.h"
 #include "recorder/support/textfile.h"
@@ -7,63 +9,185 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <sstream>
+#include <string_view>
+#include <utility>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace recorder {
 
 namespace {
 
-std::optional<LiveRun> Parse(const std::string& text) {
-    std::istringstream in(text);
+using Answer = RunInProgress::Answer;
+
+constexpr int kReadings = 3; // of a record that is just being written
+
+struct Record {
     LiveRun live;
+    bool hasMark = false; // its run is seen by its mark; not so of an earlier version's
+};
+
+std::optional<Record> Parse(const std::string& text) {
+    std::istringstream in(text);
+    Record record;
+    LiveRun& live = record.live;
     long first = 0;
     long last = 0;
     std::string name;
     in >> name >> first >> name >> live.run >> name >> live.pid >> name >> live.startTm >> name >>
         live.progress >> name >> live.kind >> name >> live.camId >> name >> live.known >> name >>
         live.partFiles >> name >> live.files >> name >> live.failures >> name >> live.refusals >>
-        name >> last;
+        name;
+    if (name == "mark") {
+        in >> record.hasMark >> name;
+    }
+    in >> last;
     if (!in || first != last) {
         return std::nullopt;
     }
     if (live.kind == "-") {
         live.kind.clear();
     }
-    return live;
+    return record;
 }
 
-// Whether the process is there and has the lock's file open, as the holder of the lock has. The
-// kernel's own list of locks leaves out those whose first holder is gone, as that of a run in the
-// background is. Of a process that can't be looked into, that it is there must do.
-bool HoldsRunLock(int pid) {
-    struct stat64 lock = {};
-    if (pid <= 0 || stat64(kRunLockFile, &lock) != 0) {
-        return false;
+std::optional<Record> ReadRecord(const UniqueFd& file) {
+    for (int reading = 0; reading < kReadings; ++reading) {
+        if (lseek64(file.Get(), 0, SEEK_SET) != 0) {
+            throw SystemError(std::string("read the file ") + kRunLockFile);
+        }
+        if (std::optional<Record> record = Parse(ReadText(file, kRunLockFile, kMaxLiveRunBytes))) {
+            return record;
+        }
     }
+    return std::nullopt;
+}
+
+RunInProgress Unknown(const std::string& why) {
+    return {Answer::Unknown, {}, why};
+}
+
+std::string ProcessText(int pid) {
+    return "process " + std::to_string(pid);
+}
+
+bool IsThere(int pid) {
+    return kill(pid, 0) == 0 || errno == EPERM;
+}
+
+// Whether the process has this file open, as the holder of the run lock has. Throws Error when its
+// open files can't be listed.
+Answer HasOpen(int pid, const UniqueFd& file) {
+    struct stat64 wanted = {};
+    if (fstat64(file.Get(), &wanted) != 0) {
+        throw SystemError(std::string("look at ") + kRunLockFile);
+    }
+    bool sawAll = true;
     const std::string folder = "/proc/" + std::to_string(pid) + "/fd";
-    try {
-        return ListFolder(folder, [&](const FolderEntry& entry) {
-                   struct stat64 open = {};
-                   return stat64((folder + "/" + entry.name).c_str(), &open) != 0 ||
-                          open.st_dev != lock.st_dev || open.st_ino != lock.st_ino;
-               }) == FolderListing::Stopped;
-    } catch (const Error&) {
-        return kill(pid, 0) == 0 || errno == EPERM;
+    const FolderListing listing = ListFolder(folder, [&](const FolderEntry& entry) {
+        struct stat64 open = {};
+        if (stat64((folder + "/" + entry.name).c_str(), &open) != 0) {
+            sawAll = sawAll && errno == ENOENT; // closed meanwhile
+            return true;
+        }
+        return open.st_dev != wanted.st_dev || open.st_ino != wanted.st_ino;
+    });
+    if (listing == FolderListing::Stopped) {
+        return Answer::Yes;
     }
+    return sawAll && (listing == FolderListing::Complete || !IsThere(pid)) ? Answer::No
+                                                                           : Answer::Unknown;
+}
+
+// Of a run without a mark: of an earlier version, or on a file system that has none.
+RunInProgress FindByProcess(const LiveRun& live, const UniqueFd& file) {
+    if (live.pid <= 0 || !IsThere(live.pid)) {
+        return {};
+    }
+    const Answer answer = HasOpen(live.pid, file);
+    return answer == Answer::Unknown
+               ? Unknown(ProcessText(live.pid) +
+                         " may hold the run lock, and its open files can't be seen")
+               : RunInProgress{answer, live, {}};
+}
+
+RunInProgress FindByLock() {
+    const UniqueFd file = OpenTextFileIfThere(kRunLockFile, Links::Refuse);
+    if (!file.IsOpen()) {
+        return {};
+    }
+    if (HasRunMark(file)) {
+        return {Answer::Yes, ReadRecord(file).value_or(Record()).live, {}};
+    }
+    const std::optional<Record> record = ReadRecord(file);
+    return record && !record->hasMark ? FindByProcess(record->live, file) : RunInProgress();
+}
+
+// Everyone may read a process's name and state, also where its open files are hidden. Where not
+// even these can be read it may be one.
+bool MayBeKrindexer(int pid) {
+    const UniqueFd file =
+        OpenTextFileIfThere("/proc/" + std::to_string(pid) + "/stat", Links::Refuse);
+    if (!file.IsOpen()) {
+        return IsThere(pid);
+    }
+    const std::string stat = ReadText(file, ProcessText(pid));
+    const std::size_t state = stat.find(" (krindexer) ");
+    constexpr std::size_t kNameLength = std::string_view(" (krindexer) ").size();
+    return state != std::string::npos && stat.compare(state + kNameLength, 1, "Z") != 0;
+}
+
+// The newest run on record, where it has not ended and its process may be at work.
+std::optional<LiveRun> UnregisteredRun() {
+    const DBResult_tag newest =
+        Execute(KRDB::DB_SYSTEM,
+                "SELECT id, pid FROM run WHERE end_tm IS NULL AND id = (SELECT max(id) FROM run);",
+                {.readOnly = true});
+    if (newest.RowCount() == 0) {
+        return std::nullopt;
+    }
+    LiveRun run;
+    run.run = std::strtol(newest.Field(0, 0), nullptr, 10);
+    run.pid = static_cast<int>(std::strtol(newest.Field(0, 1), nullptr, 10));
+    return run.pid > 0 && MayBeKrindexer(run.pid) ? std::optional(run) : std::nullopt;
 }
 
 } // namespace
 
 std::optional<LiveRun> ReadLiveRun() {
     const UniqueFd file = OpenTextFileIfThere(kRunLockFile, Links::Refuse);
-    return file.IsOpen() ? Parse(ReadText(file, kRunLockFile, kMaxLiveRunBytes)) : std::nullopt;
+    const std::optional<Record> record =
+        file.IsOpen() ? Parse(ReadText(file, kRunLockFile, kMaxLiveRunBytes)) : std::nullopt;
+    return record ? std::optional(record->live) : std::nullopt;
 }
 
-std::optional<LiveRun> RegisteredRun() {
-    std::optional<LiveRun> live = ReadLiveRun();
-    return live && HoldsRunLock(live->pid) ? live : std::nullopt;
+RunInProgress FindRegisteredRun() {
+    try {
+        return FindByLock();
+    } catch (const Error& error) {
+        return Unknown(error.what());
+    }
+}
+
+RunInProgress FindRunInProgress() {
+    RunInProgress found = FindRegisteredRun();
+    if (found.answer != Answer::No) {
+        return found;
+    }
+    const std::optional<LiveRun> unregistered = UnregisteredRun();
+    if (!unregistered) {
+        return found;
+    }
+    found = FindRegisteredRun(); // it may have begun meanwhile
+    return found.answer != Answer::No
+               ? found
+               : Unknown("run " + std::to_string(unregistered->run) +
+                         " is not registered and has not ended, and there is a krindexer with its "
+                         "process id, " +
+                         std::to_string(unregistered->pid));
 }
 
 } // namespace recorder

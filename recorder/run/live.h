@@ -30,16 +30,29 @@ constexpr std::size_t kMaxLiveRunBytes =
 // depend on being watched.
 void PublishLiveRun(const LiveRun& live) noexcept;
 
-// Tells which process does the work from now on, and nothing of the run yet.
+// Publishes which process does the work from now on, and nothing of the run yet; from here on
+// FindRegisteredRun finds the run.
 void PublishBeginning(int pid) noexcept;
 
 // What was told last, by a run that may be over. Nothing where nothing was ever told, or when it
 // is just being written. Throws Error when the file can't be read.
 [[nodiscard]] std::optional<LiveRun> ReadLiveRun();
 
-// The run that is registered at this moment, as far as it has told. Nothing when there is none.
-// Takes no lock: a run that begins at this moment is not refused. Throws Error when the file can't
-// be read.
-[[nodiscard]] std::optional<LiveRun> RegisteredRun();
+// Whether a run is in progress, with the third answer.
+struct RunInProgress {
+    enum class Answer { Yes, No, Unknown };
+    Answer answer = Answer::No;
+    LiveRun live;    // Yes: as far as it has published; 0 where it hasn't
+    std::string why; // Unknown
+};
+
+// The run that is registered at this moment. Takes no lock: a run that begins at this moment is not
+// refused.
+[[nodiscard]] RunInProgress FindRegisteredRun();
+
+// Likewise, of every run: one that is not registered (krindexer -o) is seen by its record, which
+// names its process. Where that process is there it is Unknown: its number may be another's by now.
+// Throws Error when the record can't be read.
+[[nodiscard]] RunInProgress FindRunInProgress();
 
 } // namespace recorder

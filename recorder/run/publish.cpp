@@ -14,14 +14,15 @@ long NextEdition() {
     return ++edition;
 }
 
-std::string TextOf(const LiveRun& live) {
+std::string TextOf(const LiveRun& live, bool canShowRun) {
     const long edition = NextEdition();
     std::string text =
         Format("edition %ld\nrun %ld\npid %d\nstart %ld\nprogress %.17g\nkind %s\ncamera %d\n"
-               "known %ld\npart_files %ld\nfiles %ld\nfailures %ld\nrefusals %ld\nedition %ld\n",
+               "known %ld\npart_files %ld\nfiles %ld\nfailures %ld\nrefusals %ld\nmark %d\n"
+               "edition %ld\n",
                edition, live.run, live.pid, live.startTm, live.progress,
                live.kind.empty() ? "-" : live.kind.c_str(), live.camId, live.known, live.partFiles,
-               live.files, live.failures, live.refusals, edition);
+               live.files, live.failures, live.refusals, canShowRun ? 1 : 0, edition);
     text.resize(kMaxLiveRunBytes, '\n');
     return text;
 }
@@ -31,7 +32,7 @@ std::string TextOf(const LiveRun& live) {
 void PublishLiveRun(const LiveRun& live) noexcept {
     try {
         if (const RunLock* const lock = HeldRunLock()) {
-            lock->Write(TextOf(live));
+            lock->Write(TextOf(live, lock->CanShowRun()));
         }
     } catch (const std::exception&) {
         // Out of memory: whoever watches sees what was told before.
@@ -41,7 +42,12 @@ void PublishLiveRun(const LiveRun& live) noexcept {
 void PublishBeginning(int pid) noexcept {
     LiveRun live;
     live.pid = pid;
+    // The record first: whoever sees the mark must not read what the run before has left.
     PublishLiveRun(live);
+    RunLock* const lock = HeldRunLock();
+    if (lock != nullptr && !lock->ShowRun()) {
+        PublishLiveRun(live); // it says so
+    }
 }
 
 } // namespace recorder

@@ -1,5 +1,6 @@
 #include "recorder/run/runlock.h"
 
+#include "recorder/run/runmark.h"
 #include "recorder/support/filelock.h"
 #include "recorder/support/paths.h"
 
@@ -23,16 +24,23 @@ std::optional<RunLock> RunLock::TryTake() {
 }
 
 void RunLock::Release() {
-    // Explicitly, not by closing alone: a forked process may hold the same lock.
+    // Explicitly, not by closing alone: a forked process may hold the same lock. The mark goes
+    // first: who takes the lock next must be able to set it.
+    RemoveRunMark(m_file);
     flock(m_file.Get(), LOCK_UN);
     m_file.Reset();
+}
+
+bool RunLock::ShowRun() noexcept {
+    m_canShowRun = SetRunMark(m_file);
+    return m_canShowRun;
 }
 
 void RunLock::Write(const std::string& text) const noexcept {
     [[maybe_unused]] const ssize_t ignored = pwrite(m_file.Get(), text.data(), text.size(), 0);
 }
 
-const RunLock* HeldRunLock() {
+RunLock* HeldRunLock() {
     return Held() ? &*Held() : nullptr;
 }
 

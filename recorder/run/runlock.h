@@ -18,6 +18,14 @@ public:
     // Releases it for every process that shares it.
     void Release();
 
+    // Shows everyone who may read the lock file that a run holds it, until it is released. Whoever
+    // holds the lock without a run (an undo, an adoption) doesn't. False when that isn't possible;
+    // a run doesn't depend on it.
+    bool ShowRun() noexcept;
+
+    // False after ShowRun failed.
+    [[nodiscard]] bool CanShowRun() const { return m_canShowRun; }
+
     // Puts the text at the beginning of the lock file; a failure leaves what was there.
     void Write(const std::string& text) const noexcept;
 
@@ -25,11 +33,12 @@ private:
     explicit RunLock(UniqueFd file) : m_file(std::move(file)) {}
 
     UniqueFd m_file;
+    bool m_canShowRun = true;
 };
 
 // The lock of the run that this process, or the one that it was forked from, has registered; null
 // when there is none.
-[[nodiscard]] const RunLock* HeldRunLock();
+[[nodiscard]] RunLock* HeldRunLock();
 
 void HoldRunLock(RunLock lock);
 

@@ -568,7 +568,7 @@ class Runs(DoctorTest):
     def test_that_ended_are_told(self):
         self.recorder.reindex("-r", "-1")
 
-        self.assertRegex(self.only()[1], r"^none goes on, run 1 of \d{4}-\S+ was the last$")
+        self.assertRegex(self.only()[1], r"^none in progress, run 1 of \d{4}-\S+ was the last$")
 
     def test_that_were_killed_are_a_warning(self):
         self.recorder.reindex("-r", "-1")
@@ -577,8 +577,20 @@ class Runs(DoctorTest):
         state, message, remedy = self.only()
 
         self.assertEqual((state, remedy), ("warning", "krctl run completes its work"))
-        self.assertRegex(message, r"^run 1 of \d{4}-\S+ has not ended: it was killed, or its end was "
-                         r"not noted$")
+        self.assertRegex(message, r"^run 1 of \d{4}-\S+ is not in progress and has not ended: it was "
+                                  r"killed, or its end could not be recorded$")
+
+    def test_that_may_be_in_progress_are_not_taken_for_killed(self):
+        self.recorder.reindex("-r", "-1")
+        self.recorder.query("system.db", "UPDATE run SET end_tm = NULL")
+        lock = self.recorder.path("var/db/reindex.lock")
+        os.rename(lock, lock + ".away")
+        os.symlink(lock + ".away", lock)
+
+        state, message, _ = self.only()
+
+        self.assertEqual(state, "warning")
+        self.assertRegex(message, "^could not tell whether a run is in progress: .*symbolic link$")
 
     def test_that_go_on_are_told_and_not_disturbed(self):
         self.recorder.recording(self.camera())
@@ -586,7 +598,7 @@ class Runs(DoctorTest):
             state, message, _ = self.only()
 
         self.assertEqual(state, "ok")
-        self.assertRegex(message, rf"^run 1 goes on since \d{{4}}-\S+, process {running.pid}$")
+        self.assertRegex(message, rf"^run 1 in progress since \d{{4}}-\S+, process {running.pid}$")
         self.assertEqual(running.wait(process.DEADLINE_S), 0)
 
 
@@ -616,7 +628,7 @@ class Brokers(DoctorTest):
             found = self.only(host="127.0.0.1", client_id="recorder")
 
         self.assertEqual(found, (
-            "ok", "127.0.0.1:1883 was not asked: the run that goes on may be connected to it", None))
+            "ok", "127.0.0.1:1883 was not asked: the run in progress may be connected to it", None))
 
 
 if __name__ == "__main__":

@@ -373,7 +373,7 @@ class Untouched(PlanTest):
 
         outcome = self.assert_untouched("-r", "-1")
 
-        self.assertIn(f"A run is going on in the process {run.pid}: ", outcome.out)
+        self.assertIn(f"A run is in progress, process {run.pid}: ", outcome.out)
         self.assertTrue(self.plan()["run_goes_on"])
         listener.close()
         waiting.close()

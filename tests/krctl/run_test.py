@@ -138,7 +138,7 @@ class Outcome(RunTest):
         process.until(lambda: self.recorder.krctl("status", "--json").json()["running"],
                       "no run began")
         outcome = self.krctl("run", status=75)
-        self.assertIn("krctl: another run is going on", outcome.err)
+        self.assertIn("krctl: another run is in progress", outcome.err)
         release()
         self.assertEqual(first.wait(process.DEADLINE_S), 0)
 

@@ -19,16 +19,17 @@ class Status(RunTest):
 
     def test_of_a_recorder_without_runs(self):
         self.assertEqual(self.krctl("status").out,
-                         "No run is going on, and none is on record.\n")
+                         "No run in progress. No run on record.\n")
         document = self.krctl("status", "--json").json()
         self.assert_matches_schema(document, "status")
-        self.assertEqual(document, {"running": None, "last": None})
+        self.assertEqual(document, {"in_progress": False, "unknown_because": None,
+                                    "running": None, "last": None})
 
     def test_tells_how_the_newest_run_ended(self):
         self.lose_volume()
         self.krctl("run", status=1)
         outcome = self.krctl("status")
-        self.assertIn("No run is going on. The newest one, ", outcome.out)
+        self.assertIn("No run in progress. Last run, ", outcome.out)
         self.assertIn("run 1: 2 refusals", outcome.out)
         document = self.krctl("status", "--json").json()
         self.assert_matches_schema(document, "status")
@@ -40,11 +41,12 @@ class Status(RunTest):
         self.run_in_background()
         live = process.until(lambda: (found := self.running()) and found["files"] and found,
                              "no run began")
-        self.assert_matches_schema({"running": live, "last": None}, "status")
+        self.assert_matches_schema({"in_progress": True, "unknown_because": None,
+                                    "running": live, "last": None}, "status")
         self.assertEqual((live["kind"], live["camera"], live["files"]), ("event", 1, 1))
         outcome = self.krctl("status")
         release()
-        self.assertRegex(outcome.out, rf"A run is going on, process {live['pid']}, since ")
+        self.assertRegex(outcome.out, rf"A run is in progress, process {live['pid']}, since ")
         self.assertIn("recordings of camera 1 Front  1 file  +0 -0", outcome.out)
         process.until(lambda: not self.running(), "the run never ended")
 
@@ -56,6 +58,67 @@ class Status(RunTest):
         running.wait(process.DEADLINE_S)
         release()
         self.assertIn("run 1: not ended", self.krctl("status").out)
+
+    def test_sees_a_run_whose_open_files_are_hidden_from_it(self):
+        """As from another user or namespace; in /proc there is no answer then."""
+        release = self.hold_up()
+        running = self.started("krindexer", "-r", "1")
+        process.until(self.running, "no run began")
+        sandbox, root, *command = self.recorder.command("krctl", "status")
+        elsewhere = process.run([sandbox, root, "unshare", "--user", "--map-root-user", *command])
+        self.assertEqual((elsewhere.status, elsewhere.err), (0, ""))
+        self.assertIn("A run is in progress, process ", elsewhere.out)
+        metrics = process.run([sandbox, root, "unshare", "--user", "--map-root-user",
+                               command[0], "metrics"])
+        self.assertIn("\nkestora_reindex_running 1\n", metrics.out)
+        release()
+        self.assertEqual(running.wait(process.DEADLINE_S), 0)
+
+    def test_says_so_where_it_cannot_tell_whether_a_run_is_in_progress(self):
+        self.krctl("run")
+        lock = self.recorder.path("var/db/reindex.lock")
+        os.rename(lock, lock + ".away")
+        os.symlink(lock + ".away", lock)
+        outcome = self.krctl("status", status=1)
+        self.assertRegex(outcome.out, r"^Could not tell whether a run is in progress: can't open "
+                                      r"the file \S+/reindex\.lock: it is a symbolic link\. "
+                                      r"Last run, ")
+        self.assertNotIn("No run", outcome.out)
+        document = self.krctl("status", "--json", status=1).json()
+        self.assert_matches_schema(document, "status")
+        self.assertEqual((document["in_progress"], document["running"], document["last"]["run"]),
+                         (None, None, 1))
+        self.assertIn("symbolic link", document["unknown_because"])
+        self.assertNotIn("kestora_reindex_running", self.krctl("metrics").out)
+        self.assertIn("kestora_reindex_last_run_id 1", self.krctl("metrics").out)
+        self.assertIn("Could not tell", self.krctl("status", "--watch", status=1).out)
+        self.assertRegex(self.krctl("plan").out,
+                         r"(?m)^Could not tell whether a run is in progress: .*symbolic link$")
+        self.assertIsNone(self.krctl("plan", "--json").json()["run_goes_on"])
+
+    def test_cannot_tell_of_an_unregistered_run_by_its_process_alone(self):
+        release = self.hold_up()
+        running = self.started("krindexer", "-o", "-r", "1")
+        process.until(lambda: self.rows("SELECT id FROM run;", "system"), "no run began")
+        outcome = self.krctl("status", status=1)
+        self.assertIn("Could not tell whether a run is in progress: run 1 is not registered",
+                      outcome.out)
+        self.assertIn("run 1: not ended", outcome.out)
+        release()
+        self.assertEqual(running.wait(process.DEADLINE_S), 0)
+        self.assertIn("No run in progress.", self.krctl("status").out)
+
+    def test_knows_that_an_unregistered_run_was_killed(self):
+        release = self.hold_up()
+        running = self.started("krindexer", "-o", "-r", "1")
+        process.until(lambda: self.rows("SELECT id FROM run;", "system"), "no run began")
+        pid = int(self.rows("SELECT pid FROM run;", "system")[0])
+        os.kill(pid, 9)
+        running.wait(process.DEADLINE_S)
+        release()
+        outcome = self.krctl("status")
+        self.assertIn("No run in progress.", outcome.out)
+        self.assertIn("run 1: not ended", outcome.out)
 
     def test_watch_follows_the_run_to_its_end(self):
         self.recorder.recording(self.storage)

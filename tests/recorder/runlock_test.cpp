@@ -1,15 +1,23 @@
 #include "recorder/run/runlock.h"
 
 #include "platform/taskstatus.h"
+#include "recorder/run/live.h"
 #include "recorder/support/error.h"
 #include "recorder/support/paths.h"
 #include "tests/contract/support/files.h"
 #include "tests/contract/support/fixture.h"
 #include "tests/contract/support/process.h"
 
+#include <csignal>
+#include <memory>
+
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
+
+using Answer = recorder::RunInProgress::Answer;
 
 using recorder::RunLock;
 using testing::ElementsAre;
@@ -95,6 +103,110 @@ TEST_F(RunLockTest, IsNotEndedByAProcessThatHasNone) {
     EXPECT_THAT(Registered(), ElementsAre(world::Row{"1"}));
     finish.Open();
     EXPECT_EQ(run.Wait(), 0);
+}
+
+// A process with a registered run, until it is told to finish.
+class RunLockShown : public RunLockTest {
+protected:
+    void StartRun() {
+        m_run = std::make_unique<contract::Child>([this] {
+            const int status = KRIndex::RegTaskStart();
+            m_registered.Open();
+            return m_finish.Await() ? status : 1;
+        });
+        ASSERT_TRUE(m_registered.Await());
+    }
+
+    static Answer Registered() { return recorder::FindRegisteredRun().answer; }
+
+    contract::Gate m_registered;
+    contract::Gate m_finish;
+    std::unique_ptr<contract::Child> m_run;
+};
+
+TEST_F(RunLockShown, IsNoneBeforeTheFirstRun) {
+    EXPECT_EQ(Registered(), Answer::No);
+}
+
+TEST_F(RunLockShown, IsTheOneThatAnotherProcessHasRegistered) {
+    StartRun();
+
+    const recorder::RunInProgress found = recorder::FindRegisteredRun();
+
+    EXPECT_EQ(found.answer, Answer::Yes);
+    EXPECT_EQ(found.live.pid, m_run->Pid());
+}
+
+TEST_F(RunLockShown, IsThereWhileItsProcessIsStopped) {
+    StartRun();
+    ASSERT_EQ(kill(m_run->Pid(), SIGSTOP), 0);
+
+    EXPECT_EQ(Registered(), Answer::Yes);
+}
+
+TEST_F(RunLockShown, IsNoneOnceItsProcessIsKilled) {
+    StartRun();
+
+    m_run->Kill();
+    m_run->Wait();
+
+    EXPECT_EQ(Registered(), Answer::No);
+}
+
+// As with -n: the process that took the lock is gone.
+TEST_F(RunLockShown, IsThereWhileAForkedChildDoesTheWork) {
+    contract::Child parent([this] {
+        const int status = KRIndex::RegTaskStart();
+        if (fork() == 0) {
+            _exit(m_finish.Await() ? 0 : 1);
+        }
+        return status;
+    });
+    ASSERT_EQ(parent.Wait(), 0);
+
+    EXPECT_EQ(Registered(), Answer::Yes);
+    m_finish.Open();
+}
+
+TEST_F(RunLockShown, IsNoneWhileTheLockIsHeldForSomethingElse) {
+    const auto undo = RunLock::TryTake();
+    ASSERT_TRUE(undo.has_value());
+
+    EXPECT_EQ(Registered(), Answer::No);
+}
+
+TEST_F(RunLockShown, IsThereThoughItsRecordIsTorn) {
+    StartRun();
+    contract::PutFile(recorder::kRunLockFile, "edition 7\nrun");
+
+    const recorder::RunInProgress found = recorder::FindRegisteredRun();
+
+    EXPECT_EQ(found.answer, Answer::Yes);
+    EXPECT_EQ(found.live.pid, 0);
+}
+
+TEST_F(RunLockShown, IsUnknownWhereTheLockFileCannotBeOpened) {
+    std::filesystem::create_symlink(Scratch("elsewhere"), recorder::kRunLockFile);
+
+    const recorder::RunInProgress found = recorder::FindRegisteredRun();
+
+    EXPECT_EQ(found.answer, Answer::Unknown);
+    EXPECT_THAT(found.why, testing::HasSubstr("it is a symbolic link"));
+}
+
+// Whoever may read the file may hold a shared lock on it.
+TEST_F(RunLockShown, IsSeenWhereAnotherProcessKeepsItFromSettingItsMark) {
+    ASSERT_TRUE(RunLock::TryTake().has_value()); // the file is there
+    const recorder::UniqueFd reader(open(recorder::kRunLockFile, O_RDONLY | O_CLOEXEC));
+    struct flock64 shared = {};
+    shared.l_type = F_RDLCK;
+    shared.l_whence = SEEK_SET;
+    ASSERT_EQ(fcntl(reader.Get(), F_OFD_SETLK, &shared), 0);
+    EXPECT_EQ(Registered(), Answer::No);
+
+    StartRun();
+
+    EXPECT_EQ(Registered(), Answer::Yes);
 }
 
 } // namespace

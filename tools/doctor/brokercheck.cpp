@@ -5,10 +5,29 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace {
 
 constexpr const char* kSubject = "broker";
+
+// Where a run may be connected to the broker, which ends the older one of two connections of the
+// same client.
+std::optional<Check> CheckOfRun(const std::string& name) {
+    const recorder::RunInProgress found = recorder::FindRunInProgress();
+    switch (found.answer) {
+    case recorder::RunInProgress::Answer::Yes:
+        return Ok(kSubject, name + " was not asked: the run in progress may be connected to it");
+    case recorder::RunInProgress::Answer::Unknown:
+        return Warning(
+            kSubject,
+            name + " was not asked: a run may be in progress and connected to it: " + found.why,
+            "ask again as root, or as the user of the runs");
+    case recorder::RunInProgress::Answer::No:
+        break;
+    }
+    return std::nullopt;
+}
 
 } // namespace
 
@@ -20,9 +39,10 @@ Checks CheckBroker() {
         return {Ok(kSubject, "none is named: notifications stay in the journal")};
     }
     const std::string name = settings->host + ":" + std::to_string(settings->port);
-    if (settings->clientId && recorder::RegisteredRun()) {
-        // A broker ends the older one of two connections of the same client.
-        return {Ok(kSubject, name + " was not asked: the run that goes on may be connected to it")};
+    if (settings->clientId) {
+        if (std::optional<Check> check = CheckOfRun(name)) {
+            return {std::move(*check)};
+        }
     }
     try {
         (void)recorder::ConnectBroker(*settings);

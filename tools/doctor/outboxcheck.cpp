@@ -29,8 +29,8 @@ Checks CheckOutbox() {
         return {Warning(kSubject, wait + ", and the settings name no broker",
                         std::string("host under [notifications] of ") + recorder::kSettingsFile)};
     }
-    if (recorder::RegisteredRun()) {
-        return {Ok(kSubject, wait + "; the run that goes on delivers them")};
+    if (recorder::FindRunInProgress().answer == recorder::RunInProgress::Answer::Yes) {
+        return {Ok(kSubject, wait + "; the run in progress delivers them")};
     }
     return {Warning(kSubject, wait, "krctl run delivers them once the broker answers")};
 }

@@ -36,7 +36,7 @@ enum class Reason {
     Failure, // something could not be looked at
     // What it is about.
     Camera, // the camera's name
-    Going,  // a run goes on, in the process `number`
+    Going,  // a run is in progress, process `number`; with a text, that could not be told
     Part,   // a kind, of one camera where it has cameras, is planned; `number` rows there were
     NoPlan, // there is no plan; the text says why
 };

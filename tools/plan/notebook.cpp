@@ -44,8 +44,8 @@ void Notebook::NoteCamera(int camId, const std::string& name, const std::string&
     Write({.reason = Reason::Camera, .kind = "", .camId = camId, .text = name});
 }
 
-void Notebook::NoteGoing(int pid) {
-    Write({.reason = Reason::Going, .kind = "", .text = "", .number = pid});
+void Notebook::NoteGoing(int pid, const std::string& unknownWhy) {
+    Write({.reason = Reason::Going, .kind = "", .text = unknownWhy, .number = pid});
 }
 
 void Notebook::BeginJob(const std::string& kind) {

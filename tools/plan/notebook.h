@@ -19,8 +19,8 @@ public:
     // The camera's recordings lie in `storagePath`.
     void NoteCamera(int camId, const std::string& name, const std::string& storagePath);
 
-    // A run goes on, in this process.
-    void NoteGoing(int pid);
+    // A run is in progress, in this process; or whether one is could not be told, and why.
+    void NoteGoing(int pid, const std::string& unknownWhy = "");
 
     // The driver begins a job: what follows is of this kind, whatever it comes to.
     void BeginJob(const std::string& kind);

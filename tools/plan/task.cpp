@@ -34,13 +34,23 @@ void NoteCameras() {
     }
 }
 
-void NoteRunThatGoesOn() {
+void NoteRunInProgress() {
+    const std::string unknown = "Could not tell whether a run is in progress: ";
+    Notebook& notebook = Notebook::OfThisProcess();
     try {
-        if (const std::optional<recorder::LiveRun> live = recorder::RegisteredRun()) {
-            Notebook::OfThisProcess().NoteGoing(live->pid);
+        const recorder::RunInProgress found = recorder::FindRunInProgress();
+        switch (found.answer) {
+        case recorder::RunInProgress::Answer::Yes:
+            notebook.NoteGoing(found.live.pid);
+            break;
+        case recorder::RunInProgress::Answer::Unknown:
+            notebook.NoteGoing(0, unknown + found.why);
+            break;
+        case recorder::RunInProgress::Answer::No:
+            break;
         }
     } catch (const std::exception& error) {
-        Notebook::OfThisProcess().Add(Reason::Warning, error.what());
+        notebook.NoteGoing(0, unknown + error.what());
     }
 }
 
@@ -70,7 +80,7 @@ int RegTaskStart() {
     } catch (const std::exception& error) {
         return plan::NoPlan(EX_IOERR, error.what());
     }
-    plan::NoteRunThatGoesOn();
+    plan::NoteRunInProgress();
     return 0;
 }
 

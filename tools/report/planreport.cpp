@@ -93,8 +93,9 @@ void TellOutcome(const PlanSummary& plan, Report& report) {
         report.tone = Tone::Good;
         report.title = "In line";
     }
-    if (plan.GoingRun()) {
-        report.sentence += " A run is going on: this shows how far it is.";
+    if (const std::optional<plan::Note>& run = plan.RunInProgress()) {
+        report.sentence += run->text.empty() ? " A run is in progress: this shows how far it is."
+                                             : " " + run->text + ".";
     }
 }
 

@@ -14,6 +14,8 @@
 
 namespace {
 
+using Answer = recorder::RunInProgress::Answer;
+
 constexpr double kMsPerSecond = 1000.0;
 constexpr long kUsPerSecond = 1'000'000;
 constexpr double kShortS = 10.0;
@@ -25,12 +27,33 @@ std::string Took(const RunView& run) {
     return "took " + DurationText(byClock < kShortS ? ofParts : byClock);
 }
 
-bool GoesOn(const recorder::RunRecord& record) {
-    const std::optional<recorder::LiveRun> live = recorder::RegisteredRun();
-    return !record.endTm && live && live->run == record.id;
+// Of a run whose end is not on record.
+Answer InProgress(const recorder::RunRecord& record) {
+    const recorder::RunInProgress found = recorder::FindRunInProgress();
+    return found.answer == Answer::Yes && found.live.run != record.id ? Answer::No : found.answer;
 }
 
-void TellOutcome(const RunView& run, Report& report) {
+void AddUnended(const recorder::RunRecord& record, Report& report) {
+    report.tone = Tone::Waiting;
+    switch (InProgress(record)) {
+    case Answer::Yes:
+        report.title = "In progress";
+        report.sentence = "What follows is what it had done when this report was made.";
+        break;
+    case Answer::No:
+        report.title = "Not ended";
+        report.sentence = "The run was stopped or killed. What it wrote stays; the next run "
+                          "completes the work.";
+        break;
+    case Answer::Unknown:
+        report.title = "Not ended";
+        report.sentence = "Could not tell whether the run is in progress, or was stopped or "
+                          "killed. What follows is what it had done when this report was made.";
+        break;
+    }
+}
+
+void AddOutcome(const RunView& run, Report& report) {
     const recorder::RunRecord& record = run.record;
     report.title = Capitalised(OutcomeText(record));
     switch (OutcomeOf(record)) {
@@ -43,12 +66,7 @@ void TellOutcome(const RunView& run, Report& report) {
         report.sentence = "The run went to its end, but files and rows may still differ.";
         break;
     case RunOutcome::NotEnded:
-        report.tone = Tone::Waiting;
-        report.title = GoesOn(record) ? "Still going on" : "Not ended";
-        report.sentence = GoesOn(record)
-                              ? "What follows is what it had done when this report was made."
-                              : "The run was stopped or killed. What it wrote stays; the next run "
-                                "completes the work.";
+        AddUnended(record, report);
         break;
     }
 }
@@ -110,7 +128,7 @@ bool ChangedIn(const recorder::RunRecord& record, bool goesOn, const recorder::D
 
 DaysByCamera DaysOf(const std::optional<recorder::RunRecord>& record) {
     DaysByCamera days;
-    const bool goesOn = record && GoesOn(*record);
+    const bool goesOn = record && !record->endTm && InProgress(*record) != Answer::No;
     for (const recorder::DayCount& count : recorder::ListDayCounts()) {
         RecordingDay& day = days[count.camId][count.day];
         day.count = count.count;
@@ -139,7 +157,7 @@ Report NewestRunReport() {
         if (newest->endTm) {
             report.facts.push_back(Took(run));
         }
-        TellOutcome(run, report);
+        AddOutcome(run, report);
         AddNotices(run, names, report);
         AddTable(run, names, report);
     } else {

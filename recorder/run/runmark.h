@@ -1,0 +1,22 @@
+// The mark that a registered run keeps on the file of the run lock, for whoever asks whether a run
+// is in progress. The run lock itself (flock) can be asked only by trying to take it, which could
+// refuse a run that begins at that moment; and /proc answers only about processes of the same user.
+// The mark is an open file description lock: like the run lock it is inherited by a forked child
+// and released by the kernel with the last process, and anyone who may read the file can query it.
+
+#pragma once
+
+#include "recorder/support/uniquefd.h"
+
+namespace recorder {
+
+// False when the mark can't be set: the file system has no such locks, or another process holds one
+// on the same byte.
+[[nodiscard]] bool SetRunMark(const UniqueFd& lockFile) noexcept;
+
+void RemoveRunMark(const UniqueFd& lockFile) noexcept;
+
+// Whether a process holds the mark. Takes nothing. Throws Error when it can't be queried.
+[[nodiscard]] bool HasRunMark(const UniqueFd& lockFile);
+
+} // namespace recorder
