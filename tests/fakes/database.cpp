@@ -36,7 +36,8 @@ int KRDB::Execute(DB_INSTANCE db, std::string sql, DBResult_tag** result, bool r
     if (failed == 0 && db == DB_NONE) {
         failed = -1;
     }
-    if (result != nullptr && (failed == 0 || platform.resultDespiteFailure)) {
+    const bool handsOut = failed == 0 ? !platform.noResult : platform.resultDespiteFailure;
+    if (result != nullptr && handsOut) {
         *result = platform.NewResult(sql);
     }
     const std::size_t count = fakes::StatementCnt(sql);

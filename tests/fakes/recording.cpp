@@ -154,6 +154,7 @@ void NotifyEventListUpdate(std::list<Event>& events, Camera* camera, EVENT_UPDAT
         list += (list.empty() ? "" : ", ") + std::to_string(event.GetId()) + " " + event.GetPath() +
                 " stamp " + std::to_string(event.GetRecCntTimestamp());
     }
+    fakes::Platform().notifiedCameras.push_back(*camera);
     fakes::RecordCall("NotifyEventListUpdate", ("[" + list + "]").c_str(),
                       ("camera " + std::to_string(camera->GetId())).c_str(),
                       static_cast<int>(action), receiver, session, sequence);

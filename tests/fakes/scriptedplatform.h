@@ -7,6 +7,7 @@
 
 #pragma once
 
+#include "platform/camera.h"
 #include "platform/database.h"
 #include "platform/recording.h"
 
@@ -69,7 +70,10 @@ public:
     std::deque<Rows> insertResults;              // what the next INSERT texts yield; else new ids
     std::map<std::string, Reidx::RecInfo> infos; // full path to properties; else from the name
     std::string snapshotFolder;
+    std::map<std::string, std::list<std::string>> subFolders; // what a folder's listing yields, in
+                                                              // this order; else what is on disk
     bool resultDespiteFailure = false; // a failed Execute hands out a result all the same
+    bool noResult = false;             // a successful Execute hands out none
     bool rawRowIds = false;            // an "id" that is no row id is delivered as it stands
 
     // Called with the operation's name before a call is recorded and answered.
@@ -105,6 +109,7 @@ public:
     std::vector<Message> messages;
     std::vector<Statement> statements;
     std::vector<double> progressValues;
+    std::vector<Camera> notifiedCameras; // as NotifyEventListUpdate was handed them
 
     // --- for the operations ---------------------------------------------------------------------
 

@@ -144,6 +144,11 @@ int GetDirsInDir(const std::string& dir, std::list<std::string>& out, bool fullP
     if (failed != 0) {
         return failed;
     }
+    const auto& scripted = fakes::Platform().subFolders;
+    if (const auto listing = scripted.find(dir); listing != scripted.end()) {
+        out.insert(out.end(), listing->second.begin(), listing->second.end());
+        return 0;
+    }
     if (!ListDirs(dir, fullPath ? fs::path(dir) : fs::path(), recursive, compiled, found)) {
         return -1;
     }

@@ -197,5 +197,14 @@ TEST_F(CommandLineTest, StartOfTheRunIsTakenFromTheClockBeforeAnythingElse) {
                      "RecordTaskStatusToConf(1394590500, 0, true)"}));
 }
 
+TEST_F(CommandLineTest, StartOfTheRunIsTakenBeforeTheOptionsAreParsed) {
+    libc.now = 111;
+    libc.beforeGetopt = [this] { libc.now = 222; };
+    EXPECT_EQ(RunMain({"-e"}), 0);
+    EXPECT_EQ(
+        platform.LinesOf("RecordTaskStatusToConf"),
+        Lines({"RecordTaskStatusToConf(111, 0, false)", "RecordTaskStatusToConf(111, 0, true)"}));
+}
+
 } // namespace
 } // namespace unit

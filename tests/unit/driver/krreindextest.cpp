@@ -1,7 +1,11 @@
 #include "driver/krreindex.h"
 
 #include "indexer/indexer.h"
+#include "tests/unit/support/allocations.h"
 #include "tests/unit/support/platformtest.h"
+
+#include <ostream>
+#include <string_view>
 
 namespace unit {
 namespace {
@@ -107,6 +111,70 @@ TEST_F(EntryFunctionTest, NothingSurvivesFromOneCallToTheNext) {
     platform.queries[EventSelect(5)] = IdPathRows({});
     EXPECT_EQ(ReindexEvent(5), 0);
     EXPECT_EQ(platform.CallCnt("DelUnrefRecsFromDB"), 1);
+}
+
+struct EntryFunction {
+    const char* name;
+    int (*run)();
+    const char* firstCall;
+};
+
+void PrintTo(const EntryFunction& function, std::ostream* out) {
+    *out << function.name;
+}
+
+struct PlatformError {};
+
+class EntryFunctionExceptionTest : public EntryFunctionTest,
+                                   public testing::WithParamInterface<EntryFunction> {
+protected:
+    // The next call of this operation ends with an exception.
+    void ThrowFrom(const char* operation) {
+        platform.beforeCall = [operation](std::string_view called) {
+            if (called == operation) {
+                throw PlatformError();
+            }
+        };
+    }
+};
+
+TEST_P(EntryFunctionExceptionTest, LeavesNothingOfTheIndexerBehind) {
+    LogUpTo(0);
+    ThrowFrom(GetParam().firstCall);
+    const long before = LiveAllocationCnt();
+
+    EXPECT_THROW(GetParam().run(), PlatformError);
+
+    EXPECT_EQ(LiveAllocationCnt(), before);
+    EXPECT_EQ(Messages(), "");
+}
+
+TEST_P(EntryFunctionExceptionTest, FreesTheRowsThatWereBeingRead) {
+    ThrowFrom("KRDBFetchRow");
+    EXPECT_THROW(GetParam().run(), PlatformError);
+    EXPECT_EQ(platform.LiveResultCnt(), 0U);
+    EXPECT_EQ(OwnMessages(), "");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Functions, EntryFunctionExceptionTest,
+    testing::Values(EntryFunction{"ReindexEmap", ReindexEmap, "StringPrintf"},
+                    EntryFunction{"ReindexSnapshot", ReindexSnapshot, "GetSnapshotFullPath"},
+                    EntryFunction{"ReindexEvent", [] { return ReindexEvent(5); }, "Camera::Load"},
+                    EntryFunction{"ReindexAlertEvent", [] { return ReindexAlertEvent(5); },
+                                  "Camera::Load"}),
+    [](const auto& test) { return test.param.name; });
+
+TEST_F(EntryFunctionTest, ExceptionDuringTheWalkClosesTheFolder) {
+    MakeFile("cam5/20140312AM/20140312-101500-1394590500.mp4");
+    platform.beforeCall = [](std::string_view called) {
+        if (called == "GetEvtRecInfo") {
+            throw PlatformError();
+        }
+    };
+    EXPECT_THROW(ReindexEvent(5), PlatformError);
+    EXPECT_EQ(platform.CallCnt("KRRegEx::IsMatch"), 1);
+    EXPECT_EQ(libc.openDirCnt, 0);
 }
 
 } // namespace

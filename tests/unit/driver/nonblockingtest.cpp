@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <fstream>
+#include <ostream>
 #include <sstream>
 
 #include <fcntl.h>
@@ -237,6 +238,38 @@ TEST_F(NonBlockingTest, BlockingAndUnregisteredRunsNeverFork) {
     EXPECT_EQ(platform.CallCnt("SetTaskPid"), 0);
     EXPECT_EQ(platform.CallCnt("_exit(0)"), 0);
 }
+
+struct ReadOutcome {
+    ssize_t result;
+    int error;
+};
+
+void PrintTo(const ReadOutcome& outcome, std::ostream* out) {
+    *out << outcome.result << " with errno " << outcome.error;
+}
+
+class PipeReadTest : public NonBlockingTest, public testing::WithParamInterface<ReadOutcome> {};
+
+TEST_P(PipeReadTest, EndsTheWaitWhateverItReturns) {
+    libc.nextRead = {GetParam().result, GetParam().error};
+
+    EXPECT_EQ(Run({"-n", "-e"}), 0);
+    ASSERT_GT(libc.child, 0);
+    EXPECT_EQ(ChildStatus(), 0);
+
+    EXPECT_EQ(Journal("parent: "), Lines({
+                                       "RegTaskStart()",
+                                       "pipe()",
+                                       "fork()",
+                                       "close(writeEnd)",
+                                       "read(readEnd, 4)",
+                                       "close(readEnd)",
+                                   }));
+}
+
+INSTANTIATE_TEST_SUITE_P(Outcomes, PipeReadTest,
+                         testing::Values(ReadOutcome{-1, EINTR}, ReadOutcome{-1, EIO},
+                                         ReadOutcome{4, 0}, ReadOutcome{1, 0}));
 
 } // namespace
 } // namespace unit

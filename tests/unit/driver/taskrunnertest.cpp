@@ -291,5 +291,14 @@ TEST_F(TaskRunnerTest, GateOfTheLogHoldsForTheJobsMessages) {
     EXPECT_EQ(Messages(), "");
 }
 
+TEST_F(TaskRunnerTest, FirstStatusRecordHoldsTheCountOfTheOptions) {
+    Request(JOB_EMAP, 1);
+    m_opt.eventRecCnt = 7;
+    RunJobs(m_opt);
+    EXPECT_EQ(
+        platform.LinesOf("RecordTaskStatusToConf"),
+        Lines({"RecordTaskStatusToConf(111, 7, false)", "RecordTaskStatusToConf(111, 7, true)"}));
+}
+
 } // namespace
 } // namespace unit

@@ -186,5 +186,17 @@ TEST_F(DirectoryWalkTest, FolderIsClosedAgain) {
     EXPECT_EQ(libc.openDirCnt, 0);
 }
 
+TEST_F(DirectoryWalkTest, OneStatusIsReadForAFileAndNoneForAnythingElse) {
+    const std::string file = MakeFile("d/a");
+    MakeDir("d/folder");
+    std::filesystem::create_symlink(file, Path("d/link"));
+    libc.statCalls.clear();
+
+    m_indexer.ProcessDirAndFiles(Path("d"));
+
+    EXPECT_EQ(Processed(), "ProcessFile(DIR/d/a, a)\n");
+    EXPECT_EQ(libc.statCalls, std::vector<std::string>{file});
+}
+
 } // namespace
 } // namespace unit

@@ -1,5 +1,6 @@
 #include "indexer/emapindexer.h"
 
+#include "tests/unit/support/opened.h"
 #include "tests/unit/support/platformtest.h"
 
 namespace unit {
@@ -128,6 +129,32 @@ TEST_F(EmapIndexerTest, FailedDeletionIsCountedAndReportedAsRemoved) {
             Log("info", "emapindexer", "Log", "Reindex emap data complete.\n"),
             Log("notice", "emapindexer", "Log", "Have removed [1] unreferenced emap records.\n"),
         }));
+}
+
+class OpenedEmapTest : public EmapIndexerTest {
+protected:
+    Opened<KRIndex::EmapIndexer> m_indexer{KRIndex::IndexerDbInfo{KRDB::DB_SYSTEM, gszTableEmap}};
+};
+
+TEST_F(OpenedEmapTest, OneFixedFolderIsWalked) {
+    EXPECT_EQ(m_indexer.InitTgtDirList(), 0);
+    EXPECT_EQ(m_indexer.m_tgtDirList, std::list<std::string>{kEmapDir});
+    EXPECT_EQ(Transcript(), ""); // nobody is asked for it, and it isn't looked at
+}
+
+TEST_F(OpenedEmapTest, ProcessingOfAFileReturnsZeroWhateverBecomesOfIt) {
+    const struct stat64 st = {};
+    m_indexer.m_fileRecIdMap = {{"row.png", 1}};
+    for (const char* name : {"thumb_a.png", "row.png", "new.png"}) {
+        EXPECT_EQ(m_indexer.ProcessFile(Path(name), name, st), 0) << name;
+    }
+    EXPECT_TRUE(m_indexer.m_fileRecIdMap.empty());
+}
+
+TEST_F(OpenedEmapTest, EmptyMapKeepsTheCounterOfRemovedRecords) {
+    m_indexer.m_rmCnt = 3;
+    m_indexer.RemoveUnrefRecs();
+    EXPECT_EQ(m_indexer.m_rmCnt, 3);
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 #include "tests/unit/support/recordings.h"
 
 #include <ostream>
+#include <string_view>
 
 namespace unit {
 namespace {
@@ -232,6 +233,42 @@ TEST_F(EventAddTest, BatchesAreIndependent) {
                               Log("notice", "eventindexer", "Log",
                                   "Have add [1001] event DB records of cam [1].\n"),
                           }));
+}
+
+TEST_F(EventAddTest, InsertThatSucceedsWithoutAResultGivesTheIdZeroAndFreesNull) {
+    MakeRecordings(2);
+    platform.noResult = true;
+
+    EXPECT_EQ(RunEventIndexer(1), 2);
+
+    EXPECT_EQ(Added(), Lines({
+                           Fill(1),
+                           Fill(2),
+                           "Camera::Load(1, 0, 0)",
+                           Query(4, Insert(1) + Insert(2)),
+                           "AddRecCounts([1 at 1, 1 at 2], 0)",
+                           "NotifyEventListUpdate([0 20140312AM/" + RecordingName(1) +
+                               " stamp 1, 0 20140312AM/" + RecordingName(2) +
+                               " stamp 1], camera 1, 0, 0, 0, 0)",
+                           "KRDBFreeResult(null)",
+                       }));
+}
+
+TEST_F(EventAddTest, EachBatchLoadsACameraOfItsOwn) {
+    MakeRecordings(1001);
+    platform.beforeCall = [this](std::string_view operation) {
+        if (operation == "Execute") { // the map's, and then each batch's
+            platform.cameras[1] = "/moved/" + std::to_string(platform.CallCnt("Execute"));
+        }
+    };
+
+    EXPECT_EQ(RunEventIndexer(1), 1001);
+
+    ASSERT_EQ(platform.notifiedCameras.size(), 2U);
+    EXPECT_EQ(platform.notifiedCameras[0].GetStoragePath(), "/moved/0");
+    EXPECT_EQ(platform.notifiedCameras[1].GetStoragePath(), "/moved/1");
+    // The camera of the run is the one that Init loaded.
+    EXPECT_EQ(platform.LinesOf("GetRecThmbnailDirPath"), "GetRecThmbnailDirPath(\"DIR/cam1\")\n");
 }
 
 } // namespace

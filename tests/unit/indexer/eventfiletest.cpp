@@ -176,5 +176,52 @@ TEST_F(EventFileTest, UnreadableRecordingIsLoggedAndQueuedWithWhatThereIs) {
                               "RETURNING id;")}));
 }
 
+TEST_F(EventFileTest, PatternIsBuiltAnewForEveryFile) {
+    MakeFile(std::string(kFolder) + kRecording);
+    MakeFile(std::string(kFolder) + "other.txt");
+    EXPECT_EQ(RunEventIndexer(1), 1);
+    EXPECT_EQ(platform.CallCnt("KRRegEx"), 2);
+    EXPECT_EQ(platform.CallCnt("KRRegEx::IsMatch"), 2);
+}
+
+TEST_F(EventFileTest, MessageHoldsTheLow32BitsOfSizeAndTimesAndTheRowAllOfThem) {
+    const std::string path = MakeFile(std::string(kFolder) + kRecording);
+    platform.infos[path] = {
+        4'294'967'296 + 7, 4'294'967'296 + 5, 2'147'483'648, 60, 3, 0, 640, 480, false,
+        "20140312AM/a.mp4"};
+
+    EXPECT_EQ(RunEventIndexer(1), 1);
+
+    EXPECT_EQ(FileMessages(),
+              Lines({FileLog("detail", "Add recording [" + std::string(kShown) +
+                                           "] info: Size: [7], Start [5], End [-2147483648], "
+                                           "Duration: [60], VdoType: [3], AdoType: [0], "
+                                           "Resolution: [640x480].\n")}));
+    EXPECT_EQ(platform.LinesOf("Execute(4, \"INSERT"),
+              Lines({Query(4, "INSERT INTO event VALUES (0, 1, '20140312AM/a.mp4', 4294967301, "
+                              "2147483648, 4294967303, 3, '', 640, 480) RETURNING id;")}));
+}
+
+TEST_F(EventFileTest, WhatWasReadOfAnUnreadableRecordingIsQueued) {
+    const std::string path = MakeFile(std::string(kFolder) + kRecording);
+    platform.infos[path] = {77, 1394590500, 1394590500, 0, 0, 0, 0, 0, false, "20140312AM/a.mp4"};
+    platform.Fail("GetEvtRecInfo", 1, 5);
+
+    EXPECT_EQ(RunEventIndexer(1), 1);
+
+    EXPECT_EQ(
+        FileMessages(),
+        Lines({
+            FileLog("error", "Failed to get rec info of event [" + std::string(kShown) + "]\n"),
+            FileLog("detail", "Add recording [" + std::string(kShown) +
+                                  "] info: Size: [77], Start [1394590500], End [1394590500], "
+                                  "Duration: [0], VdoType: [0], AdoType: [0], Resolution: "
+                                  "[0x0].\n"),
+        }));
+    EXPECT_EQ(platform.LinesOf("Execute(4, \"INSERT"),
+              Lines({Query(4, "INSERT INTO event VALUES (0, 1, '20140312AM/a.mp4', 1394590500, "
+                              "1394590500, 77, 0, '', 0, 0) RETURNING id;")}));
+}
+
 } // namespace
 } // namespace unit

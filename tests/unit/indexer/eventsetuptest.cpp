@@ -1,3 +1,4 @@
+#include "tests/unit/support/opened.h"
 #include "tests/unit/support/platformtest.h"
 #include "tests/unit/support/recordings.h"
 
@@ -92,16 +93,87 @@ TEST_F(EventSetupTest, FoldersThatCannotBeListedEndTheRun) {
 
 TEST_F(EventSetupTest, HalfDayFoldersAreWalkedInTheOrderDelivered) {
     AddCamera(7);
-    MakeFile(std::string("cam7/20140312PM/") + kRecording);
-    MakeFile(std::string("cam7/20140312AM/") + kRecording);
-    EXPECT_EQ(RunEventIndexer(7), 2);
+    for (const char* folder : {"20140312AM", "20140312PM", "20140311PM"}) {
+        MakeFile(std::string("cam7/") + folder + "/" + kRecording);
+    }
+    platform.subFolders[Path("cam7")] = {Path("cam7/20140312PM"), Path("cam7/20140311PM"),
+                                         Path("cam7/20140312AM")};
+    EXPECT_EQ(RunEventIndexer(7), 3);
     EXPECT_EQ(Asked(),
               Lines({
-                  "GetEvtRecInfo(info, \"DIR/cam7/20140312AM/20140312-101500-1394590500.mp4\", "
-                  "false)",
                   "GetEvtRecInfo(info, \"DIR/cam7/20140312PM/20140312-101500-1394590500.mp4\", "
                   "false)",
+                  "GetEvtRecInfo(info, \"DIR/cam7/20140311PM/20140312-101500-1394590500.mp4\", "
+                  "false)",
+                  "GetEvtRecInfo(info, \"DIR/cam7/20140312AM/20140312-101500-1394590500.mp4\", "
+                  "false)",
               }));
+}
+
+template <typename Kind> class RecordingKindTest : public EventSetupTest {
+protected:
+    RecordingKindTest() {
+        AddCamera(7);
+        MakeDir("cam7/laRec");
+        EXPECT_EQ(m_indexer.m_cam.Load(7, 0, 0), 0);
+    }
+
+    OpenedForCamera<Kind> m_indexer{{KRDB::DB_RECORDING, "t", "id", "path"}, 7};
+};
+
+using RecordingKinds = testing::Types<KRIndex::EventIndexer, KRIndex::AlertEventIndexer>;
+TYPED_TEST_SUITE(RecordingKindTest, RecordingKinds);
+
+TYPED_TEST(RecordingKindTest, ResultOfTheListingOfFoldersIsPassedOn) {
+    for (const int result : {4, -1, 1, 0}) {
+        this->platform.Fail("GetDirsInDir", 1, result);
+        EXPECT_EQ(this->m_indexer.InitTgtDirList(), result);
+    }
+}
+
+TYPED_TEST(RecordingKindTest, ResultOfTheReadingOfPropertiesIsPassedOn) {
+    for (const int result : {4, -1, 1, 0}) {
+        Reidx::RecInfo info;
+        this->platform.Fail("GetEvtRecInfo", 1, result);
+        EXPECT_EQ(this->m_indexer.GetRecInfo(info, this->Path("a.mp4")), result);
+    }
+}
+
+TYPED_TEST(RecordingKindTest, DirectoryPassReturnsTheZeroOfTheBase) {
+    this->platform.FailAlways("Execute");
+    this->platform.FailAlways("DelUnrefRecsFromDB");
+    this->platform.FailAlways("AlertDelUnrefRecsFromDB");
+    EXPECT_EQ(this->m_indexer.ProcessTgtDirs(), 0);
+}
+
+TYPED_TEST(RecordingKindTest, EmptyMapKeepsTheCounterOfRemovedRecords) {
+    this->m_indexer.m_rmCnt = 3;
+    this->m_indexer.RemoveUnrefRecs();
+    EXPECT_EQ(this->m_indexer.m_rmCnt, 3);
+}
+
+TYPED_TEST(RecordingKindTest, PendingRecordsStayAsTheyAre) {
+    this->m_indexer.m_recList.resize(1001);
+    for (std::size_t n = 0; n < 1001; ++n) {
+        this->m_indexer.m_recList[n].path = std::to_string(n);
+    }
+    this->LogUpTo(0);
+    EXPECT_EQ(this->m_indexer.ProcessTgtDirs(), 0);
+    EXPECT_EQ(this->m_indexer.m_addCnt, 1001);
+    ASSERT_EQ(this->m_indexer.m_recList.size(), 1001U);
+    for (std::size_t n = 0; n < 1001; ++n) {
+        EXPECT_EQ(this->m_indexer.m_recList[n].path, std::to_string(n));
+    }
+}
+
+TYPED_TEST(RecordingKindTest, ThumbnailFoldersAreNoTargetFolders) {
+    const std::string storage = this->m_indexer.GetRecStoragePath();
+    this->m_indexer.m_tgtDirList = {storage + "/20140312AM"};
+    this->platform.subFolders[storage + "/@Thumbnail"] = {storage + "/@Thumbnail/a"};
+
+    EXPECT_EQ(this->m_indexer.ProcessTgtDirs(), 0);
+
+    EXPECT_EQ(this->m_indexer.m_tgtDirList, std::list<std::string>{storage + "/20140312AM"});
 }
 
 class OtherFolderTest : public EventSetupTest, public testing::WithParamInterface<const char*> {};

@@ -149,5 +149,13 @@ TEST_F(FileRecordMapTest, QueryRunsOnTheDatabaseOfTheTableDescription) {
     EXPECT_EQ(platform.LinesOf("Execute"), Lines({Query(8, "SELECT i as id, p as path FROM t;")}));
 }
 
+TEST_F(FileRecordMapTest, QueryThatSucceedsWithoutAResultGivesAnEmptyMap) {
+    m_indexer.m_fileRecIdMap = {{"old.png", 1}};
+    platform.noResult = true;
+    EXPECT_EQ(m_indexer.InitFileRecIdMap(), 0);
+    EXPECT_TRUE(m_indexer.m_fileRecIdMap.empty());
+    EXPECT_EQ(Transcript(), Lines({Query(4, kSelect)})); // there is nothing to free
+}
+
 } // namespace
 } // namespace unit

@@ -201,5 +201,18 @@ TEST_F(IndexerTest, OnlyTheStatusChangeTimeCounts) {
     EXPECT_FALSE(m_indexer.IsModifiedAfterStart(st));
 }
 
+TEST_F(IndexerTest, ResultIsTakenAfterTheSummary) {
+    class CountingSummary : public ProbeIndexer {
+    protected:
+        void Log() override {
+            m_addCnt += 30;
+            m_rmCnt += 4;
+        }
+    };
+    CountingSummary indexer;
+    indexer.added = 100;
+    EXPECT_EQ(indexer.Start(), 134);
+}
+
 } // namespace
 } // namespace unit

@@ -1,5 +1,6 @@
 #include "indexer/snapshotindexer.h"
 
+#include "tests/unit/support/opened.h"
 #include "tests/unit/support/platformtest.h"
 
 #include <array>
@@ -281,6 +282,90 @@ TEST_F(SnapshotIndexerTest, RunThatChangesNothingLogsOnlyItsCompletion) {
     EXPECT_EQ(Run(), 0);
     EXPECT_EQ(Messages(),
               Lines({Log("info", "snapshotindexer", "Log", "Reindex snapshot data complete.\n")}));
+}
+
+TEST_F(SnapshotIndexerTest, OnePatternIsTriedOnAPlainNameAndBothOnAnother) {
+    const std::string edited = "cam1-20240101-1704067200-Modified-2.jpg";
+    for (const std::string& name : {std::string(kSnapshot), edited, std::string("odd.jpg")}) {
+        MakeFile("snap/" + name);
+    }
+    libc.listings[Path("snap")] = {{kSnapshot}, {edited}, {"odd.jpg"}};
+
+    EXPECT_EQ(Run(), 2);
+
+    EXPECT_EQ(platform.LinesOf("KRRegEx::IsMatch"),
+              Lines({
+                  "KRRegEx::IsMatch(\"" + std::string(kSnapshot) + "\")",
+                  "KRRegEx::IsMatch(\"" + edited + "\")",
+                  "KRRegEx::IsMatch(\"" + edited + "\")",
+                  "KRRegEx::IsMatch(\"odd.jpg\")",
+                  "KRRegEx::IsMatch(\"odd.jpg\")",
+              }));
+    EXPECT_EQ(platform.CallCnt("KRRegEx"), 6); // both are built anew for each file
+}
+
+TEST_F(SnapshotIndexerTest, FolderIsAskedForTwiceHoweverManySnapshots) {
+    LogUpTo(0);
+    MakeSnapshots(1001);
+    EXPECT_EQ(Run(), 1001);
+    EXPECT_EQ(platform.CallCnt("GetSnapshotFullPath"), 2);
+}
+
+TEST_F(SnapshotIndexerTest, MessageHoldsTheLow32BitsOfSizeAndTime) {
+    const std::string path = MakeFile(std::string("snap/") + kSnapshot);
+    struct stat64& st = libc.statuses[path];
+    st.st_size = 4'294'967'296 + 7;
+    st.st_atim.tv_sec = st.st_mtim.tv_sec = st.st_ctim.tv_sec = 3'000'000'000;
+
+    EXPECT_EQ(Run(), 1);
+
+    EXPECT_EQ(FileMessages(), Lines({Log("detail", "snapshotindexer", "ProcessFile",
+                                         "Add snapshot [DIR/snap/cam1-20240101-1704067200.jpg] "
+                                         "record: startTm: [-1294967296], size: [7].\n")}));
+    EXPECT_EQ(Lookups(), Lines({SqlOf(kSnapshot, "3000000000, 7")}));
+}
+
+class OpenedSnapshotTest : public SnapshotIndexerTest {
+protected:
+    int Process(const std::string& name) {
+        struct stat64 st = {};
+        return m_indexer.ProcessFile(Path("snap/" + name), name, st);
+    }
+
+    Opened<KRIndex::SnapshotIndexer> m_indexer{
+        KRIndex::IndexerDbInfo{KRDB::DB_SNAPSHOT, gszTableSnapshot}};
+};
+
+TEST_F(OpenedSnapshotTest, ListingOfFoldersNeverFails) {
+    platform.snapshotFolder = "";
+    EXPECT_EQ(m_indexer.InitTgtDirList(), 0);
+    EXPECT_EQ(m_indexer.m_tgtDirList, std::list<std::string>{""});
+}
+
+TEST_F(OpenedSnapshotTest, ProcessingOfAFileReturnsZeroWhateverBecomesOfIt) {
+    platform.FailAlways("CreateThumbnail");
+    EXPECT_EQ(Process(kSnapshot), 0);
+    EXPECT_EQ(Process("odd.jpg"), 0);
+    m_indexer.m_fileRecIdMap = {{"row.jpg", 1}};
+    EXPECT_EQ(Process("row.jpg"), 0);
+    struct stat64 later = {};
+    later.st_ctim.tv_sec = 1; // the run has begun at 0
+    EXPECT_EQ(m_indexer.ProcessFile(Path("snap/later.jpg"), "later.jpg", later), 0);
+    EXPECT_EQ(m_indexer.m_recList.size(), 1U);
+}
+
+TEST_F(OpenedSnapshotTest, PendingRecordsStayAsTheyAre) {
+    EXPECT_EQ(Process(kSnapshot), 0);
+    EXPECT_EQ(m_indexer.ProcessTgtDirs(), 0);
+    EXPECT_EQ(m_indexer.m_addCnt, 1);
+    ASSERT_EQ(m_indexer.m_recList.size(), 1U);
+    EXPECT_EQ(m_indexer.m_recList[0].path, kSnapshot);
+}
+
+TEST_F(OpenedSnapshotTest, EmptyMapKeepsTheCounterOfRemovedRecords) {
+    m_indexer.m_rmCnt = 3;
+    m_indexer.RemoveUnrefRecs();
+    EXPECT_EQ(m_indexer.m_rmCnt, 3);
 }
 
 } // namespace

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstring>
+#include <utility>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -113,6 +114,12 @@ int __real_readdir64_r(DIR* dir, dirent64* buffer, dirent64** entry);
 int __wrap_readdir64_r(DIR* dir, dirent64* buffer, dirent64** entry);
 int __real_stat64(const char* path, struct stat64* st);
 int __wrap_stat64(const char* path, struct stat64* st);
+int __real_lstat64(const char* path, struct stat64* st);
+int __wrap_lstat64(const char* path, struct stat64* st);
+int __real_fstatat64(int folder, const char* path, struct stat64* st, int flags);
+int __wrap_fstatat64(int folder, const char* path, struct stat64* st, int flags);
+int __real_getopt(int argc, char* const* argv, const char* options);
+int __wrap_getopt(int argc, char* const* argv, const char* options);
 
 time_t __wrap_time(time_t* result) {
     return unit::Libc().now ? *unit::Libc().now : __real_time(result);
@@ -166,6 +173,10 @@ ssize_t __wrap_read(int fd, void* buffer, size_t size) {
         if (unit::Libc().beforeRead) {
             unit::Libc().beforeRead();
         }
+        if (const auto scripted = std::exchange(unit::Libc().nextRead, std::nullopt)) {
+            errno = scripted->second;
+            return scripted->first;
+        }
     }
     return __real_read(fd, buffer, size);
 }
@@ -215,8 +226,35 @@ int __wrap_readdir64_r(DIR* dir, dirent64* buffer, dirent64** entry) {
 }
 
 int __wrap_stat64(const char* path, struct stat64* st) {
-    const int error = unit::ErrorOf(unit::Libc().statErrors, path);
-    return error != 0 ? unit::Failed(error) : __real_stat64(unit::RealPath(path).c_str(), st);
+    unit::LibcScript& script = unit::Libc();
+    script.statCalls.emplace_back(path);
+    const int error = unit::ErrorOf(script.statErrors, path);
+    if (error != 0) {
+        return unit::Failed(error);
+    }
+    const auto scripted = script.statuses.find(path);
+    if (scripted != script.statuses.end()) {
+        *st = scripted->second;
+        return 0;
+    }
+    return __real_stat64(unit::RealPath(path).c_str(), st);
+}
+
+int __wrap_lstat64(const char* path, struct stat64* st) {
+    unit::Libc().statCalls.emplace_back(path);
+    return __real_lstat64(unit::RealPath(path).c_str(), st);
+}
+
+int __wrap_fstatat64(int folder, const char* path, struct stat64* st, int flags) {
+    unit::Libc().statCalls.emplace_back(path);
+    return __real_fstatat64(folder, path, st, flags);
+}
+
+int __wrap_getopt(int argc, char* const* argv, const char* options) {
+    if (unit::Libc().beforeGetopt) {
+        unit::Libc().beforeGetopt();
+    }
+    return __real_getopt(argc, argv, options);
 }
 
 } // extern "C"

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include <dirent.h>
+#include <sys/stat.h>
 #include <sys/types.h>
 
 namespace unit {
@@ -33,6 +34,7 @@ struct LibcScript {
 
     std::map<std::string, int> opendirErrors;                 // by path
     std::map<std::string, int> statErrors;                    // by path
+    std::map<std::string, struct stat64> statuses;            // by path, in place of the file's
     std::map<std::string, std::vector<ListedEntry>> listings; // by folder, in place of its entries
     std::map<std::string, int> readErrorAfter; // by folder: so many entries, then an error
 
@@ -40,8 +42,15 @@ struct LibcScript {
     bool recordProcessCalls = false;
     std::function<void()> beforeRead; // of the pipe's read end
 
+    // What the next read of the pipe's read end returns at once, and its errno.
+    std::optional<std::pair<ssize_t, int>> nextRead;
+
+    std::function<void()> beforeGetopt;
+
     pid_t child = -1;   // of the last fork
     int openDirCnt = 0; // folders opened and not closed yet
+    std::vector<std::string>
+        statCalls; // the paths whose status was asked for, links followed or not
 };
 
 LibcScript& Libc();

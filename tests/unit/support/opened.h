@@ -1,0 +1,37 @@
+// An indexer of some kind whose members a test may use.
+
+#pragma once
+
+#include "indexer/indexer.h"
+
+namespace unit {
+
+template <typename Kind> class Opened : public Kind {
+public:
+    using Kind::Kind;
+
+    using Kind::InitTgtDirList;
+    using Kind::ProcessFile;
+    using Kind::ProcessTgtDirs;
+    using Kind::RemoveUnrefRecs;
+
+    using Kind::m_addCnt;
+    using Kind::m_fileRecIdMap;
+    using Kind::m_recList;
+    using Kind::m_rmCnt;
+    using Kind::m_tgtDirList;
+};
+
+// Likewise, of a kind that works on a camera.
+template <typename Kind> class OpenedForCamera : public Opened<Kind> {
+public:
+    OpenedForCamera(const KRIndex::IndexerDbInfo& info, int camId) : Opened<Kind>(info) {
+        this->m_camId = camId;
+    }
+
+    using Kind::GetRecInfo;
+    using Kind::GetRecStoragePath;
+    using Kind::m_cam;
+};
+
+} // namespace unit
