@@ -1,0 +1,13 @@
+# Before a package is made: takes from its programs and modules what no run needs, as Debian's packages do.
+# `strip` alone, which CPACK_STRIP_FILES would call, leaves the compilers' names in them (.comment).
+find_program(STRIP strip REQUIRED)
+file(GLOB programs
+  ${CPACK_TEMPORARY_DIRECTORY}/usr/sbin/* ${CPACK_TEMPORARY_DIRECTORY}/usr/libexec/kestora/*
+  ${CPACK_TEMPORARY_DIRECTORY}/usr/lib/kestora/*.so)
+if(NOT programs)
+  message(FATAL_ERROR "no programs in ${CPACK_TEMPORARY_DIRECTORY}/usr")
+endif()
+foreach(program ${programs})
+  execute_process(COMMAND ${STRIP} --strip-unneeded --remove-section=.comment --remove-section=.note ${program}
+    COMMAND_ERROR_IS_FATAL ANY)
+endforeach()
