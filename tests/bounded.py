@@ -1,0 +1,81 @@
+#!/usr/bin/env python3
+"""Runs one test: bounded.py SECONDS COMMAND...
+
+The command has a folder of its own for temporary files. However it ends, and where it isn't done in time,
+its processes are killed and that folder is removed. The exit status is the command's; 124 where the time
+was up.
+"""
+
+import ctypes
+import os
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+
+PR_SET_CHILD_SUBREAPER = 36
+EXIT_TIME_IS_UP = 124
+
+
+def adopt_orphans():
+    """Processes whose parent ends become this one's children: none is lost sight of."""
+    ctypes.CDLL(None, use_errno=True).prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0)
+
+
+def children():
+    with open(f"/proc/self/task/{os.getpid()}/children", encoding="ascii") as file:
+        return [int(number) for number in file.read().split()]
+
+
+def kill_all():
+    """Children, and theirs, which become children when their parents are gone."""
+    while found := children():
+        for number in found:
+            os.kill(number, signal.SIGKILL)
+        for number in found:
+            os.waitpid(number, 0)
+
+
+def remove(folder):
+    """Also what the test has closed to its own user."""
+    for place, folders, _ in os.walk(folder):
+        for name in folders:
+            path = os.path.join(place, name)
+            if not os.path.islink(path):
+                os.chmod(path, 0o700)
+    shutil.rmtree(folder)
+
+
+def run(seconds, command):
+    folder = tempfile.mkdtemp(prefix="kt-")
+    # Servers of the tests run as another user where root runs the tests.
+    os.chmod(folder, 0o755)
+    try:
+        with subprocess.Popen(command, env={**os.environ, "TMPDIR": folder}) as child:
+            try:
+                status = child.wait(seconds)
+                return status if status >= 0 else 128 - status
+            except subprocess.TimeoutExpired:
+                print(f"bounded.py: not done after {seconds} s: ended", flush=True)
+                return EXIT_TIME_IS_UP
+            finally:
+                if child.poll() is None:
+                    child.kill()
+                    child.wait()
+    finally:
+        kill_all()
+        remove(folder)
+
+
+def main():
+    if len(sys.argv) < 3:
+        sys.exit(__doc__)
+    for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+        signal.signal(number, lambda *_: sys.exit(1))
+    adopt_orphans()
+    return run(float(sys.argv[1]), sys.argv[2:])
+
+
+if __name__ == "__main__":
+    sys.exit(main())
