@@ -26,7 +26,7 @@ mount --rbind /proc "$1/proc"
 mount --rbind /dev "$1/dev"
 mount --rbind "$2" "$1/project"
 wc -l </proc/self/mountinfo
-chroot "$1" /project/script/sandbox /recorder sh -c '
+"$(PATH=$PATH:/usr/sbin command -v chroot)" "$1" /project/script/sandbox /recorder sh -c '
     cat /var/packages/Kestora/file
     ls /var/lib /var | tr "\\n" " "
     echo
