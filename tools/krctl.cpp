@@ -1,6 +1,7 @@
 // krctl: the operator's command.
 
 #include "recorder/database/schema.h"
+#include "recorder/run/runnumber.h"
 #include "recorder/settings/settings.h"
 #include "recorder/support/paths.h"
 #include "recorder/support/privacy.h"
@@ -31,6 +32,7 @@ void InitDatabases() {
     for (const std::string& path : recorder::CloseToOthers(recorder::kDatabaseDir)) {
         std::printf("%s was open to others and is not any more\n", path.c_str());
     }
+    recorder::NoteNumbersOfDatabases();
 }
 
 void AddInitCommand(CLI::App& app) {

@@ -45,6 +45,10 @@ public:
         return table + " WHERE " + HasIdOf(ids);
     }
 
+    // Statements for the beginning of a transaction: the ids that the table gives to new rows from
+    // then on are higher than `highest`.
+    [[nodiscard]] virtual std::string RaiseIdsSql(const std::string& table, long highest) const = 0;
+
     // The version of its tables; 0 when there are none.
     [[nodiscard]] virtual long SchemaVersion() = 0;
 

@@ -1,9 +1,7 @@
 #include "recorder/database/databases.h"
 
 #include "recorder/database/schema.h"
-#include "recorder/utility/format.h"
 
-#include <cstdlib>
 #include <map>
 #include <memory>
 
@@ -20,11 +18,6 @@ struct OpenDatabase {
 
 // By the first of the instances that a database holds.
 using OpenDatabases = std::map<KRDB::DB_INSTANCE, OpenDatabase>;
-
-// The ledger is in the order of time, so the search ends at the first row that stays.
-constexpr const char* kForgetSql =
-    "DELETE FROM removed WHERE id < coalesce("
-    "(SELECT id FROM removed WHERE removed_tm >= %ld ORDER BY id LIMIT 1), 9223372036854775807);";
 
 OpenDatabases& Databases() {
     static OpenDatabases databases;
@@ -80,15 +73,16 @@ std::string RowsWithIds(KRDB::DB_INSTANCE instance, const std::string& table,
     return DatabaseOf(instance).database->RowsWithIds(table, ids);
 }
 
-void ForgetRemovedBefore(long oldestTm) {
+std::string RaiseIdsSql(KRDB::DB_INSTANCE instance, const std::string& table, long highest) {
+    return DatabaseOf(instance).database->RaiseIdsSql(table, highest);
+}
+
+std::vector<KRDB::DB_INSTANCE> OpenInstances() {
+    std::vector<KRDB::DB_INSTANCE> instances;
     for (const auto& [first, open] : Databases()) {
-        // Asked first, as a deletion waits for other writers even if it finds nothing.
-        const DBResult_tag oldest = open.database->Execute(
-            "SELECT removed_tm FROM removed ORDER BY id LIMIT 1;", {.readOnly = true});
-        if (oldest.RowCount() > 0 && std::strtol(oldest.Field(0, 0), nullptr, 10) < oldestTm) {
-            open.database->Execute(Format(kForgetSql, oldestTm));
-        }
+        instances.push_back(first);
     }
+    return instances;
 }
 
 bool IsOpen(KRDB::DB_INSTANCE instance) {

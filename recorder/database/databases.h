@@ -6,6 +6,7 @@
 #include "recorder/database/database.h"
 
 #include <string>
+#include <vector>
 
 namespace recorder {
 
@@ -23,9 +24,11 @@ DBResult_tag ExecuteFor(long run, KRDB::DB_INSTANCE instance, const std::string&
 [[nodiscard]] std::string RowsWithIds(KRDB::DB_INSTANCE instance, const std::string& table,
                                       const std::string& ids);
 
-// Forgets the rows that were removed before `oldestTm` (seconds since the epoch), in each database
-// that is open. They can't be put back any more. Throws Error.
-void ForgetRemovedBefore(long oldestTm);
+[[nodiscard]] std::string RaiseIdsSql(KRDB::DB_INSTANCE instance, const std::string& table,
+                                      long highest);
+
+// One instance of each database that is open.
+[[nodiscard]] std::vector<KRDB::DB_INSTANCE> OpenInstances();
 
 [[nodiscard]] bool IsOpen(KRDB::DB_INSTANCE instance);
 

@@ -119,6 +119,10 @@ std::string LookDatabase::RowsWithIds(const std::string& table, const std::strin
     return SqliteDatabase::RowsByIds(table, ids);
 }
 
+std::string LookDatabase::RaiseIdsSql(const std::string& /*table*/, long /*highest*/) const {
+    throw Error(m_name + " is only looked at");
+}
+
 long LookDatabase::SchemaVersion() {
     return std::strtol(Execute("PRAGMA user_version").Field(0, 0), nullptr, 10);
 }

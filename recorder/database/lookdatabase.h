@@ -23,9 +23,10 @@ public:
     [[nodiscard]] std::string HasIdOf(const std::string& ids) const override;
     [[nodiscard]] std::string RowsWithIds(const std::string& table,
                                           const std::string& ids) const override;
+    [[nodiscard]] std::string RaiseIdsSql(const std::string& table, long highest) const override;
     [[nodiscard]] long SchemaVersion() override;
 
-    // Both throw Error: they would write.
+    // These throw Error, as RaiseIdsSql does: they would write.
     void ApplySchema(const std::string& sql, long version) override;
     void AttributeTo(long run, const std::vector<MediaTable>& tables) override;
 

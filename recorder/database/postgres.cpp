@@ -1,5 +1,6 @@
 #include "recorder/database/postgres.h"
 
+#include "recorder/database/age.h"
 #include "recorder/database/statements.h"
 #include "recorder/logging/recorderlog.h"
 #include "recorder/settings/dsn.h"
@@ -207,6 +208,19 @@ std::string PostgresDatabase::HasIdOf(const std::string& ids) const {
     return "id = ANY ('{" + ids + "}')";
 }
 
+// Others give ids, too: nobody adds a row between the look at the sequence and its change.
+std::string PostgresDatabase::RaiseIdsSql(const std::string& table, long highest) const {
+    const char* const name = table.c_str();
+    if (highest < 1) {
+        return {};
+    }
+    return Format("DO $$ BEGIN IF (SELECT last_value < %ld OR NOT is_called FROM %s_id_seq) THEN "
+                  "LOCK TABLE %s IN SHARE ROW EXCLUSIVE MODE; "
+                  "PERFORM setval('%s_id_seq', greatest(last_value, %ld)) FROM %s_id_seq; "
+                  "END IF; END $$;",
+                  highest, name, name, name, highest, name);
+}
+
 long PostgresDatabase::SchemaVersion() {
     constexpr ExecuteOptions kReads{.readOnly = true};
     try { // the table is missing but once in the life of a schema
@@ -326,18 +340,20 @@ std::string PostgresDatabase::SessionSql() const {
 
 std::string PostgresDatabase::RunCountsSql(int camId) const {
     std::string counts;
+    std::string removed;
     for (const std::string& table : m_tables) {
         const char* const name = table.c_str();
         counts +=
             (counts.empty() ? "" : ", ") +
             Format("('%s', run_counted('added_%s'), run_counted('removed_%s'))", name, name, name);
+        removed += (removed.empty() ? "" : " + ") + Format("run_counted('removed_%s')", name);
     }
     return Format(
                "INSERT INTO run_count (run, kind, camera_id, added, removed) "
                "SELECT %ld, kind, %d, added, removed FROM (VALUES %s) AS t (kind, added, removed) "
                "WHERE added + removed > 0 ",
                m_run, camId, counts.c_str()) +
-           kAddRunCountsSql;
+           kAddRunCountsSql + NoteRemovalAgeSql(m_run, ReadMoment(), removed + " > 0");
 }
 
 // One that is to be on the disk ends in a text of its own: once the rows are here, and not if they

@@ -29,6 +29,7 @@ public:
     // times as long as was waited for it.
     DBResult_tag Execute(const std::string& sql, const ExecuteOptions& options) override;
     [[nodiscard]] std::string HasIdOf(const std::string& ids) const override;
+    [[nodiscard]] std::string RaiseIdsSql(const std::string& table, long highest) const override;
     [[nodiscard]] long SchemaVersion() override;
     void ApplySchema(const std::string& sql, long version) override;
     void AttributeTo(long run, const std::vector<MediaTable>& tables) override;

@@ -45,6 +45,8 @@ constexpr std::array kSchemaSteps{
     SchemaStep{2, std::nullopt, kSchema2Postgresql, true},
     SchemaStep{3, KRDB::DB_SYSTEM, kSchema3System},
     SchemaStep{3, std::nullopt, kSchema3Ledger},
+    SchemaStep{4, KRDB::DB_SYSTEM, kSchema4System},
+    SchemaStep{4, std::nullopt, kSchema4Ledger},
 };
 
 const DatabaseFile& FileOf(KRDB::DB_INSTANCE instance) {

@@ -1,5 +1,6 @@
 #include "recorder/database/sqlite.h"
 
+#include "recorder/database/age.h"
 #include "recorder/database/statements.h"
 #include "recorder/support/error.h"
 #include "recorder/utility/format.h"
@@ -286,6 +287,14 @@ std::string SqliteDatabase::RowsWithIds(const std::string& table, const std::str
     return RowsByIds(table, ids);
 }
 
+// SQLite's own table of what AUTOINCREMENT has given; an ordinary statement may write it.
+std::string SqliteDatabase::RaiseIdsSql(const std::string& table, long highest) const {
+    return Format("INSERT INTO sqlite_sequence (name, seq) SELECT '%s', 0 WHERE NOT EXISTS "
+                  "(SELECT 1 FROM sqlite_sequence WHERE name = '%s');"
+                  "UPDATE sqlite_sequence SET seq = %ld WHERE name = '%s' AND seq < %ld;",
+                  table.c_str(), table.c_str(), highest, table.c_str(), highest);
+}
+
 long SqliteDatabase::SchemaVersion() {
     return std::strtol(Execute("PRAGMA user_version").Field(0, 0), nullptr, 10);
 }
@@ -317,7 +326,9 @@ void SqliteDatabase::WriteCounts(int camId) {
     if (!m_attribution) {
         return;
     }
+    bool hasRemoved = false;
     for (const Attribution::Count& count : m_attribution->counts) {
+        hasRemoved = hasRemoved || count.removed > 0;
         if (count.added + count.removed > 0) {
             RunPlain((Format("INSERT INTO run_count (run, kind, camera_id, added, removed) "
                              "VALUES (%ld, '%s', %d, %ld, %ld) ",
@@ -326,6 +337,9 @@ void SqliteDatabase::WriteCounts(int camId) {
                       kAddRunCountsSql)
                          .c_str());
         }
+    }
+    if (hasRemoved) {
+        RunPlain(NoteRemovalAgeSql(m_attribution->run, ReadMoment()).c_str());
     }
     m_attribution->Clear();
 }

@@ -48,6 +48,7 @@ public:
     [[nodiscard]] std::string HasIdOf(const std::string& ids) const override;
     [[nodiscard]] std::string RowsWithIds(const std::string& table,
                                           const std::string& ids) const override;
+    [[nodiscard]] std::string RaiseIdsSql(const std::string& table, long highest) const override;
     [[nodiscard]] long SchemaVersion() override;
     void ApplySchema(const std::string& sql, long version) override;
     void AttributeTo(long run, const std::vector<MediaTable>& tables) override;

@@ -13,6 +13,11 @@ long& Count() {
     return count;
 }
 
+long& CountOfLines() {
+    static long count = 0;
+    return count;
+}
+
 bool IsSame(const char* text, const char* other) {
     return text != nullptr && std::strcmp(text, other) == 0;
 }
@@ -31,6 +36,14 @@ long FailuresLogged() {
 
 void CountFailure() {
     ++Count();
+}
+
+long LinesNotLogged() {
+    return CountOfLines();
+}
+
+void CountLineNotLogged() {
+    ++CountOfLines();
 }
 
 } // namespace recorder

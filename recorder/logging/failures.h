@@ -13,4 +13,8 @@ namespace recorder {
 [[nodiscard]] long FailuresLogged();
 void CountFailure();
 
+// How many lines the log didn't take so far.
+[[nodiscard]] long LinesNotLogged();
+void CountLineNotLogged();
+
 } // namespace recorder

@@ -1,5 +1,6 @@
 #include "recorder/logging/logfile.h"
 
+#include "recorder/logging/failures.h"
 #include "recorder/logging/logtrust.h"
 #include "recorder/settings/settings.h"
 #include "recorder/support/error.h"
@@ -27,7 +28,8 @@ std::unique_ptr<spdlog::logger> OpenLog() {
     log->set_pattern("%Y-%m-%dT%H:%M:%S.%e%z [%P] %v");
     log->set_level(spdlog::level::trace);
     log->flush_on(spdlog::level::trace);
-    log->set_error_handler([](const std::string&) {}); // by default it would write to the terminal
+    // By default it would write to the terminal.
+    log->set_error_handler([](const std::string&) { CountLineNotLogged(); });
     return log;
 }
 
@@ -65,6 +67,8 @@ spdlog::logger* Log() {
 void AppendToLogFile(const std::string& line) {
     if (spdlog::logger* const log = Log()) {
         log->log(spdlog::level::info, spdlog::string_view_t(line.data(), line.size()));
+    } else {
+        CountLineNotLogged();
     }
 }
 

@@ -8,7 +8,8 @@ namespace recorder {
 
 // Appends one line, stamped with time and process id. It is with the kernel when this returns: the
 // tool's child ends without flushing anything, and a killed process flushes nothing either. A log
-// that can't be opened or written swallows the line; there is nobody left to tell.
+// that can't be opened or written swallows the line, which is counted (failures.h) for the record
+// of the run.
 //
 // A log that somebody else could have planted is never written: as root this process would write
 // for them wherever their link leads.

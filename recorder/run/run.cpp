@@ -1,16 +1,23 @@
 #include "recorder/run/run.h"
 
+#include "recorder/database/age.h"
+#include "recorder/database/expiry.h"
 #include "recorder/database/quote.h"
+#include "recorder/database/schema.h"
 #include "recorder/logging/failures.h"
 #include "recorder/run/live.h"
+#include "recorder/run/runnumber.h"
 #include "recorder/settings/settings.h"
 #include "recorder/support/edge.h"
+#include "recorder/support/error.h"
 #include "recorder/utility/format.h"
 
 #include <chrono>
 #include <cstdlib>
 #include <ctime>
 #include <optional>
+#include <set>
+#include <vector>
 
 #include <unistd.h>
 
@@ -35,16 +42,34 @@ struct Part {
     std::string refusal;
 };
 
+struct EndedPart {
+    Part part;
+    int number = 0; // 1, 2, ... in the order of time
+    long durationMs = 0;
+    long failures = 0;
+};
+
+// What was logged before this run, by another run of this process.
+struct Baseline {
+    long failures = 0;
+    long linesNotLogged = 0;
+};
+
 struct Run {
+    bool hasBegun = false;
     bool hasParts = false; // it is one that the tool began and will end
-    long id = 0;           // 0 = it hasn't begun
+    long number = 0;       // 0 = it isn't on record
     long startTm = 0;
+    long endTm = 0; // 0 = it hasn't ended
     double progress = 0.0;
     std::optional<Part> part;
+    std::vector<EndedPart> unrecorded; // parts that are not on record yet
     int partsOver = 0;
     long files = 0; // of the parts that are over
     long refusals = 0;
-    long failuresBefore = 0;
+    long refused = 0;                    // failures logged that were refusals
+    std::set<KRDB::DB_INSTANCE> changed; // databases that it may have changed
+    std::optional<long> failuresOnRecord;
     Clock::time_point published;
 };
 
@@ -53,27 +78,42 @@ Run& ThisRun() {
     return run;
 }
 
-void Begin(long startTm, bool waitForLock) {
-    const DBResult_tag rows = Execute(
-        KRDB::DB_SYSTEM,
-        Format("INSERT INTO run (pid, start_tm) VALUES (%d, %ld) RETURNING id;", getpid(), startTm),
-        {.waitForLock = waitForLock});
+Baseline& BeforeThisRun() {
+    static Baseline baseline;
+    return baseline;
+}
+
+long LinesNotLoggedInRun() {
+    return LinesNotLogged() - BeforeThisRun().linesNotLogged;
+}
+
+// A log that can't be written is one, however many lines it didn't take.
+long FailuresOf(const Run& run) {
+    return FailuresLogged() - BeforeThisRun().failures - run.refused +
+           (LinesNotLoggedInRun() > 0 ? 1 : 0);
+}
+
+void Begin(long startTm) {
     Run& run = ThisRun();
     run = Run();
-    run.id = std::strtol(rows.Field(0, 0), nullptr, 10);
+    run.hasBegun = true;
     run.startTm = startTm;
-    run.failuresBefore = FailuresLogged();
+}
+
+void Forget() {
+    ThisRun() = Run();
+    BeforeThisRun() = {FailuresLogged(), LinesNotLogged()};
 }
 
 void Publish() {
     Run& run = ThisRun();
     LiveRun live;
-    live.run = run.id;
+    live.run = run.number;
     live.pid = getpid();
     live.startTm = run.startTm;
     live.progress = run.progress;
     live.files = run.files;
-    live.failures = FailuresLogged() - run.failuresBefore;
+    live.failures = FailuresOf(run);
     live.refusals = run.refusals;
     if (run.part) {
         live.kind = run.part->kind;
@@ -86,57 +126,127 @@ void Publish() {
     run.published = Clock::now();
 }
 
-std::string PartSql(const Run& run, const Part& part) {
-    const auto durationMs =
-        std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - part.start).count();
+std::string PartSql(long run, const EndedPart& ended) {
+    const Part& part = ended.part;
     return Format(
         "INSERT INTO run_part (run, part, kind, camera_id, duration_ms, files, known, failures, "
         "refusals, refusal) VALUES (%ld, %d, %s, %d, %ld, %ld, %ld, %ld, %ld, %s);",
-        run.id, run.partsOver, Quote(part.kind).c_str(), part.camId, static_cast<long>(durationMs),
-        part.files, part.known, FailuresLogged() - part.failuresBefore, part.refusals,
-        Quote(part.refusal).c_str());
+        run, ended.number, Quote(part.kind).c_str(), part.camId, ended.durationMs, part.files,
+        part.known, ended.failures, part.refusals, Quote(part.refusal).c_str());
 }
 
-// What puts the part on record that goes on, as it is over now; empty when there is none.
-std::string EndPartSql() {
-    Run& run = ThisRun();
-    if (!run.part) {
-        return {};
+std::string UnrecordedPartsSql(const Run& run) {
+    std::string sql;
+    for (const EndedPart& ended : run.unrecorded) {
+        sql += PartSql(run.number, ended);
     }
-    ++run.partsOver;
-    run.files += run.part->files;
-    std::string sql = PartSql(run, *run.part);
-    run.part.reset();
     return sql;
 }
 
-void EndPart() {
-    const std::string sql = EndPartSql();
-    if (!sql.empty()) {
-        AtEdge([&] { Execute(KRDB::DB_SYSTEM, sql); });
+// The part in progress is over now.
+void FinishPart() {
+    Run& run = ThisRun();
+    if (!run.part) {
+        return;
+    }
+    EndedPart ended;
+    ended.number = ++run.partsOver;
+    ended.durationMs = static_cast<long>(
+        std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - run.part->start)
+            .count());
+    ended.failures = FailuresLogged() - run.part->failuresBefore;
+    ended.part = std::move(*run.part);
+    run.files += ended.part.files;
+    run.part.reset();
+    run.unrecorded.push_back(std::move(ended));
+}
+
+void RecordParts() {
+    Run& run = ThisRun();
+    if (run.number != 0 && !run.unrecorded.empty()) {
+        Execute(KRDB::DB_SYSTEM, UnrecordedPartsSql(run));
+        run.unrecorded.clear();
     }
 }
 
-// Of the runs, which stay, only those are looked at that can have parts.
-std::string ForgetPartsSql(long oldestTm) {
-    return Format("DELETE FROM run_part WHERE run IN (SELECT id FROM run WHERE start_tm < %ld "
-                  "AND id >= (SELECT min(run) FROM run_part));",
-                  oldestTm);
+void EndPart() {
+    FinishPart();
+    AtEdge(RecordParts);
+}
+
+// By the age of the ledger in the same database, as of what was removed. Of the runs, which stay,
+// only those are looked at that can have parts.
+std::string ForgetPartsSql(long keepS) {
+    const std::string ofParts = "id >= (SELECT min(run) FROM run_part)";
+    const std::string ageS = "(SELECT age_s FROM ledger_age)";
+    return "UPDATE run SET age_s = " + ageS + " WHERE age_s > " + ageS + " AND " + ofParts + ";" +
+           "DELETE FROM run_part WHERE run IN (SELECT id FROM run WHERE age_s <= " + ageS +
+           Format(" - %ld AND ", keepS) + ofParts + ");";
+}
+
+void RecordEnd(long keepS) {
+    Run& run = ThisRun();
+    RecordRun();
+    const long failures = FailuresOf(run);
+    const DBResult_tag rows = Execute(
+        KRDB::DB_SYSTEM,
+        UnrecordedPartsSql(run) + BringAgeUpToDateSql(ReadMoment()) +
+            Format("UPDATE run SET end_tm = %ld, failures = %ld, refusals = %ld, unlogged = %ld, "
+                   "age_s = (SELECT age_s FROM ledger_age) WHERE id = %ld RETURNING id;",
+                   run.endTm, failures, run.refusals, LinesNotLoggedInRun(), run.number) +
+            ForgetPartsSql(keepS));
+    if (rows.RowCount() != 1) {
+        throw Error("the record of run " + std::to_string(run.number) + " is gone");
+    }
+    run.unrecorded.clear();
+    run.failuresOnRecord = failures;
+}
+
+// What was done under a number stays under it.
+void RequireNothingChanged(const Run& run) {
+    if (!run.changed.empty()) {
+        throw Error("an older run has the number " + std::to_string(run.number) +
+                    ", too, as databases were restored: nothing is changed; the next run has "
+                    "another number");
+    }
+}
+
+// Before the run's first change of a database.
+void PrepareToChange(KRDB::DB_INSTANCE instance) {
+    Run& run = ThisRun();
+    const KRDB::DB_INSTANCE database = InstancesBeside(instance).front();
+    if (run.changed.contains(database)) {
+        return;
+    }
+    if (HoldsRun(instance, run.number)) {
+        RequireNothingChanged(run);
+        run.number = RenumberRun(run.number);
+        Publish();
+    }
+    if (run.changed.empty()) {
+        SecureRunNumber(run.number);
+    }
+    run.changed.insert(database);
 }
 
 } // namespace
 
 void BeginRun(long startTm) {
-    Begin(startTm, true);
+    Begin(startTm);
     ThisRun().hasParts = true;
     Publish();
 }
 
-long CurrentRun(bool waitForLock) {
-    if (ThisRun().id == 0) {
-        Begin(std::time(nullptr), waitForLock);
+void RecordRun(bool waitForLock) {
+    Run& run = ThisRun();
+    if (run.number == 0) {
+        run.number = AddRunRecord(run.startTm, waitForLock);
+        Publish();
     }
-    return ThisRun().id;
+}
+
+long RunNumber() {
+    return ThisRun().number;
 }
 
 DBResult_tag ExecuteInRun(KRDB::DB_INSTANCE instance, const std::string& sql,
@@ -144,12 +254,17 @@ DBResult_tag ExecuteInRun(KRDB::DB_INSTANCE instance, const std::string& sql,
     if (options.readOnly) {
         return Execute(instance, sql, options);
     }
+    if (!ThisRun().hasBegun) {
+        Begin(std::time(nullptr));
+    }
     ExecuteOptions counted = options;
     if (ThisRun().part) {
         counted.camId = ThisRun().part->camId;
         Publish(); // it may have to wait for other writers
     }
-    return ExecuteFor(CurrentRun(options.waitForLock), instance, sql, counted);
+    RecordRun(options.waitForLock);
+    PrepareToChange(instance);
+    return ExecuteFor(ThisRun().number, instance, sql, counted);
 }
 
 void BeginPart(const std::string& kind, int camId) {
@@ -184,7 +299,7 @@ void NoteKnownRows(long rows) {
 void NoteRefusal(const std::string& why) {
     Run& run = ThisRun();
     ++run.refusals;
-    ++run.failuresBefore;
+    ++run.refused;
     if (run.part) {
         ++run.part->refusals;
         ++run.part->failuresBefore;
@@ -211,19 +326,30 @@ void CountFile(int /*folder*/) {
 }
 
 void EndRun() {
-    const std::string lastPart = EndPartSql();
-    Publish();
-    const long now = std::time(nullptr);
-    const long oldestTm = now - GetSettings().ledger.keepDays * kSecondsPerDay;
+    Run& run = ThisRun();
+    if (run.hasBegun) {
+        FinishPart();
+        run.endTm = std::time(nullptr);
+        Publish();
+    }
+}
+
+void RecordRunEnd() {
+    if (!ThisRun().hasBegun) {
+        return;
+    }
+    const long keepDays = GetSettings().ledger.keepDays;
+    // First, as its failure is the run's.
+    AtEdge([&] { ForgetExpired(keepDays); });
+    RecordEnd(keepDays * kSecondsPerDay);
+}
+
+void CloseRun() {
     const Run& run = ThisRun();
-    Execute(
-        KRDB::DB_SYSTEM,
-        lastPart +
-            Format("UPDATE run SET end_tm = %ld, failures = %ld, refusals = %ld WHERE id = %ld;",
-                   now, FailuresLogged() - run.failuresBefore, run.refusals, CurrentRun()) +
-            ForgetPartsSql(oldestTm));
-    ForgetRemovedBefore(oldestTm);
-    ThisRun() = Run();
+    if (run.hasBegun && run.failuresOnRecord != FailuresOf(run)) {
+        RecordEnd(GetSettings().ledger.keepDays * kSecondsPerDay);
+    }
+    Forget();
 }
 
 } // namespace recorder

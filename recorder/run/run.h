@@ -12,16 +12,22 @@
 
 namespace recorder {
 
-// Records that a run begins in this process. `startTm` in seconds since the epoch. Throws Error.
+// A run begins in this process. `startTm` in seconds since the epoch. From here on its failures are
+// counted, those that were logged since the run before among them; the databases know nothing of it
+// yet.
 void BeginRun(long startTm);
 
-// The id of this process's run, which begins now if it hasn't yet; `waitForLock` as in
-// ExecuteOptions. Throws Error.
-[[nodiscard]] long CurrentRun(bool waitForLock = true);
+// Puts the run on record, unless it is already; `waitForLock` as in ExecuteOptions. Throws Error:
+// it can be tried again.
+void RecordRun(bool waitForLock = true);
+
+// The number under which this process's run is on record; 0 when it isn't.
+[[nodiscard]] long RunNumber();
 
 // Runs `sql` as Execute does, on behalf of this process's run: what it removes can be put back,
-// what it adds and removes is counted for the camera of the part that goes on. Throws Error also
-// when the run can't be recorded; nothing has then changed.
+// what it adds and removes is counted for the camera of the part that goes on. Changes that were
+// not announced by BeginRun are a run, too. Throws Error also when the run can't be put on record;
+// nothing has then changed.
 DBResult_tag ExecuteInRun(KRDB::DB_INSTANCE instance, const std::string& sql,
                           const ExecuteOptions& options = {});
 
@@ -47,8 +53,15 @@ void NoteProgress(double progress);
 // The walk has come to a regular file in the folder with this descriptor.
 void CountFile(int folder);
 
-// Records that the run has ended, and forgets removals and parts that were kept for as long as the
-// settings say. Throws Error.
+// The run ends now, and its last part.
 void EndRun();
+
+// Puts that on record, and forgets removals and parts that were kept for as long as the settings
+// say. Throws Error: CloseRun tries it again.
+void RecordRunEnd();
+
+// The process is done with its run: what failed since RecordRunEnd is added to the record. Throws
+// Error.
+void CloseRun();
 
 } // namespace recorder

@@ -45,8 +45,8 @@ std::vector<RunRecord> SelectRuns(const std::string& condition, const std::strin
     }
     const DBResult_tag rows =
         Execute(KRDB::DB_SYSTEM,
-                "SELECT id, pid, start_tm, end_tm, failures, refusals FROM run " + condition +
-                    " ORDER BY id DESC;",
+                "SELECT id, pid, start_tm, end_tm, failures, refusals, unlogged FROM run " +
+                    condition + " ORDER BY id DESC;",
                 {.readOnly = true});
     std::vector<RunRecord> runs;
     for (int row = 0; row < rows.RowCount(); ++row) {
@@ -59,6 +59,7 @@ std::vector<RunRecord> SelectRuns(const std::string& condition, const std::strin
         }
         run.failures = ToLong(rows.Field(row, 4));
         run.refusals = ToLong(rows.Field(row, 5));
+        run.unlogged = ToLong(rows.Field(row, 6));
         run.changes = std::move(changes[run.id]);
         runs.push_back(std::move(run));
     }

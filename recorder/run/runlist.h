@@ -22,6 +22,7 @@ struct RunRecord {
     std::optional<long> endTm;      // nothing: it hasn't ended, or it was killed
     long failures = 0;              // known when it has ended
     long refusals = 0;              // likewise
+    long unlogged = 0;              // lines that the log didn't take: one of the failures
     std::vector<RunChange> changes; // by table; tables that it didn't change are left out
 };
 

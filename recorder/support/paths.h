@@ -11,6 +11,7 @@ constexpr const char* kSettingsFile = KESTORA_ROOT "/etc/kestora.toml";
 constexpr const char* kDatabaseDir = KESTORA_ROOT "/var/db";
 constexpr const char* kRunLockFile = KESTORA_ROOT "/var/db/reindex.lock";
 constexpr const char* kOutboxLockFile = KESTORA_ROOT "/var/db/outbox.lock";
+constexpr const char* kIdMarksFile = KESTORA_ROOT "/var/db/numbers";
 constexpr const char* kLogFile = KESTORA_ROOT "/var/log/kestora.log";
 constexpr const char* kDefaultSnapshotDir = KESTORA_ROOT "/var/snapshot";
 constexpr const char* kEmapDir = KESTORA_ROOT "/target/@KREmap";

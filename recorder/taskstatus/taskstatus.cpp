@@ -110,14 +110,19 @@ double GetTaskProgress() {
 }
 
 void RecordTaskStatusToConf(long startTime, int recordingCount, bool done) {
+    if (done) {
+        recorder::EndRun();
+    } else {
+        recorder::BeginRun(startTime);
+    }
     recorder::AtEdge([&] {
         recorder::UpdateTask({{"start_tm", std::to_string(startTime)},
                               {"recording_count", std::to_string(recordingCount)},
                               {"done", done ? "1" : "0"}});
         if (done) {
-            recorder::EndRun();
+            recorder::RecordRunEnd();
         } else {
-            recorder::BeginRun(startTime);
+            recorder::RecordRun();
         }
     });
     if (done) {
@@ -128,6 +133,7 @@ void RecordTaskStatusToConf(long startTime, int recordingCount, bool done) {
                 recorder::TellOfUntoldRecordings();
             }
         });
+        recorder::AtEdge(recorder::CloseRun);
         if (recorder::HeldRunLock() == nullptr) {
             recorder::PublishQueuedMessages(); // otherwise RegTaskDone does, at the very end
         }

@@ -180,7 +180,7 @@ class Runs(RunTest):
     def test_forgets_the_parts_of_runs_as_old_as_the_ledger(self):
         self.krctl("run")
         subprocess.run(["sqlite3", self.recorder.path("var/db/system.db"),
-                        "UPDATE run SET start_tm = start_tm - 91 * 86400;"], check=True)
+                        "UPDATE ledger_age SET age_s = age_s + 91 * 86400;"], check=True)
         self.krctl("run", "-e")
         self.assertEqual(self.rows("SELECT DISTINCT run FROM run_part;", "system"), ["2"])
 

@@ -20,7 +20,8 @@ TEST_F(Contention, OfUndoWithAWriterIsAWait) {
     world::Write(KRDB::DB_RECORDING,
                  "INSERT INTO event (id, camera_id, path) VALUES (1, 1, 'a'), (2, 1, 'b');");
     recorder::BeginRun(1700000000);
-    const long run = recorder::CurrentRun();
+    recorder::RecordRun();
+    const long run = recorder::RunNumber();
     recorder::ExecuteInRun(KRDB::DB_RECORDING, "DELETE FROM event;");
     ASSERT_THAT(EventIds(), IsEmpty());
     world::ForeignWriter writer(KRDB::DB_RECORDING);

@@ -156,11 +156,12 @@ TEST_F(DatabaseSchema, LeavesWhatIsThere) {
 TEST_F(DatabaseSchema, IsBroughtFromTheFirstVersionToThisOne) {
     world::Write(KRDB::DB_RECORDING,
                  "INSERT INTO outbox (created_tm, topic, payload) VALUES (1, 'a', '{}');"
-                 "DROP TABLE removed; DROP TABLE run_count; DROP TABLE untold; ALTER TABLE outbox "
+                 "DROP TABLE removed; DROP TABLE run_count; DROP TABLE untold; "
+                 "DROP TABLE ledger_age; DROP TABLE removal_age; ALTER TABLE outbox "
                  "DROP COLUMN due;"
                  "PRAGMA user_version = 1;");
     EXPECT_THAT(FailureOf(KRDB::DB_RECORDING, "SELECT 1;"),
-                HasSubstr("schema version 1; expected 3"));
+                HasSubstr("schema version 1; expected 4"));
 
     recorder::InitDatabases();
 
@@ -171,7 +172,7 @@ TEST_F(DatabaseSchema, IsBroughtFromTheFirstVersionToThisOne) {
 
 TEST_F(DatabaseSchema, KeepsTheCountsOfRunsWhenTheyComeToHaveCameras) {
     world::Write(KRDB::DB_SNAPSHOT,
-                 "DROP TABLE run_count;"
+                 "DROP TABLE run_count; DROP TABLE ledger_age; DROP TABLE removal_age;"
                  "CREATE TABLE run_count (run INTEGER NOT NULL, kind TEXT NOT NULL, added INTEGER "
                  "NOT NULL, removed INTEGER NOT NULL, PRIMARY KEY (run, kind));"
                  "INSERT INTO run_count VALUES (7, 'snapshot', 2, 1);"
@@ -185,12 +186,12 @@ TEST_F(DatabaseSchema, KeepsTheCountsOfRunsWhenTheyComeToHaveCameras) {
 }
 
 TEST_F(DatabaseSchema, RefusesAnotherVersion) {
-    world::Write(KRDB::DB_SYSTEM, "PRAGMA user_version = 4;");
+    world::Write(KRDB::DB_SYSTEM, "PRAGMA user_version = 5;");
 
     const std::string failure = FailureOf(KRDB::DB_SYSTEM, "SELECT 1;");
 
     EXPECT_THAT(failure, HasSubstr("/var/packages/Kestora/var/db/system.db"));
-    EXPECT_THAT(failure, HasSubstr("schema version 4; expected 3"));
+    EXPECT_THAT(failure, HasSubstr("schema version 5; expected 4"));
     EXPECT_THROW(recorder::InitDatabases(), recorder::Error);
 }
 

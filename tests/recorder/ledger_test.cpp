@@ -1,9 +1,11 @@
+#include "recorder/database/databases.h"
 #include "recorder/database/quote.h"
 #include "recorder/ledger/undo.h"
 #include "recorder/run/run.h"
 #include "recorder/run/runlist.h"
 #include "recorder/run/runlock.h"
 #include "recorder/support/error.h"
+#include "recorder/support/kerneltime.h"
 #include "tests/contract/support/fixture.h"
 
 #include <ctime>
@@ -69,7 +71,18 @@ std::vector<world::Row> KeptIds(const Table& table) {
 
 class Ledger : public contract::ContractTest {
 protected:
-    Ledger() { recorder::BeginRun(kRunStart); }
+    Ledger() { BeginRun(kRunStart); }
+
+    static void BeginRun(long startTm) {
+        recorder::BeginRun(startTm);
+        recorder::RecordRun();
+    }
+
+    static void EndRun() {
+        recorder::EndRun();
+        recorder::RecordRunEnd();
+        recorder::CloseRun();
+    }
 };
 
 TEST_F(Ledger, GivesBackEveryColumnOfEveryTableAsItWas) {
@@ -85,7 +98,7 @@ TEST_F(Ledger, GivesBackEveryColumnOfEveryTableAsItWas) {
         ASSERT_EQ(Remove(table, "1, 3, 4, 5, 6, 2147483647"), 0) << table.name;
         ASSERT_THAT(Rows(table), IsEmpty()) << table.name;
 
-        recorder::Undo({.run = recorder::CurrentRun()});
+        recorder::Undo({.run = recorder::RunNumber()});
 
         EXPECT_EQ(Rows(table), before) << table.name;
         EXPECT_THAT(KeptIds(table), IsEmpty()) << table.name;
@@ -128,8 +141,7 @@ TEST_F(Ledger, PutsNothingOverANewerRow) {
     ASSERT_EQ(Remove(kEvent, "1, 2"), 0);
     InsertEvent(3, 1, "a");
 
-    const std::vector<recorder::UndoneKind> undone =
-        recorder::Undo({.run = recorder::CurrentRun()});
+    const std::vector<recorder::UndoneKind> undone = recorder::Undo({.run = recorder::RunNumber()});
 
     EXPECT_THAT(undone, ElementsAre(AllOf(Field(&recorder::UndoneKind::kind, "event"),
                                           Field(&recorder::UndoneKind::restored, 1),
@@ -143,7 +155,7 @@ TEST_F(Ledger, PutsAnImagesRowBesideANewerOne) {
     ASSERT_EQ(Remove(kEmap, "1, 2"), 0);
     Insert(kEmap, "(3, 'a')");
 
-    recorder::Undo({.run = recorder::CurrentRun()});
+    recorder::Undo({.run = recorder::RunNumber()});
 
     EXPECT_THAT(Ids(kEmap), ElementsAre(world::Row{"1"}, world::Row{"2"}, world::Row{"3"}));
 }
@@ -152,7 +164,7 @@ TEST_F(Ledger, GivesBackBothOfTwoRowsOfOneName) {
     Insert(kEmap, "(1, 'a'), (2, 'a')");
     ASSERT_EQ(Remove(kEmap, "1, 2"), 0);
 
-    recorder::Undo({.run = recorder::CurrentRun()});
+    recorder::Undo({.run = recorder::RunNumber()});
 
     EXPECT_THAT(Ids(kEmap), ElementsAre(world::Row{"1"}, world::Row{"2"}));
 }
@@ -161,8 +173,8 @@ TEST_F(Ledger, GivesBackWhatOneRunRemoved) {
     InsertEvent(1, 1, "a");
     InsertEvent(2, 1, "b");
     ASSERT_EQ(Remove(kEvent, "1"), 0);
-    const long first = recorder::CurrentRun();
-    recorder::BeginRun(kRunStart);
+    const long first = recorder::RunNumber();
+    BeginRun(kRunStart);
     ASSERT_EQ(Remove(kEvent, "2"), 0);
 
     recorder::Undo({.run = first});
@@ -177,7 +189,7 @@ TEST_F(Ledger, GivesBackOneCamerasRowsOnly) {
     ASSERT_EQ(Remove(kEvent, "1, 2"), 0);
     ASSERT_EQ(Remove(kSnapshot, "1"), 0);
 
-    recorder::Undo({.run = recorder::CurrentRun(), .camId = 7});
+    recorder::Undo({.run = recorder::RunNumber(), .camId = 7});
 
     EXPECT_THAT(Ids(kEvent), ElementsAre(world::Row{"2"}));
     EXPECT_THAT(Ids(kSnapshot), IsEmpty());
@@ -189,7 +201,7 @@ TEST_F(Ledger, GivesBackOneKindOnly) {
     ASSERT_EQ(Remove(kEvent, "1"), 0);
     ASSERT_EQ(Remove(kSnapshot, "1"), 0);
 
-    recorder::Undo({.run = recorder::CurrentRun(), .kind = "snapshot"});
+    recorder::Undo({.run = recorder::RunNumber(), .kind = "snapshot"});
 
     EXPECT_THAT(Ids(kEvent), IsEmpty());
     EXPECT_THAT(Ids(kSnapshot), SizeIs(1));
@@ -198,9 +210,9 @@ TEST_F(Ledger, GivesBackOneKindOnly) {
 TEST_F(Ledger, HasNothingLeftTheSecondTime) {
     InsertEvent(1, 1, "a");
     ASSERT_EQ(Remove(kEvent, "1"), 0);
-    recorder::Undo({.run = recorder::CurrentRun()});
+    recorder::Undo({.run = recorder::RunNumber()});
 
-    EXPECT_THAT(recorder::Undo({.run = recorder::CurrentRun()}), IsEmpty());
+    EXPECT_THAT(recorder::Undo({.run = recorder::RunNumber()}), IsEmpty());
 
     EXPECT_THAT(Rows(kEvent), SizeIs(1));
 }
@@ -209,7 +221,7 @@ TEST_F(Ledger, BringsTheRecordingCountsInLine) {
     InsertEvent(1, 1, "a");
     ASSERT_EQ(Remove(kEvent, "1"), 0);
 
-    recorder::Undo({.run = recorder::CurrentRun()});
+    recorder::Undo({.run = recorder::RunNumber()});
 
     EXPECT_THAT(
         world::Read(KRDB::DB_RECORDING, "SELECT camera_id, day, count FROM recording_count;"),
@@ -217,7 +229,7 @@ TEST_F(Ledger, BringsTheRecordingCountsInLine) {
 }
 
 TEST_F(Ledger, KnowsOnlyRunsThatWere) {
-    EXPECT_THROW(recorder::Undo({.run = recorder::CurrentRun() + 1}), recorder::Error);
+    EXPECT_THROW(recorder::Undo({.run = recorder::RunNumber() + 1}), recorder::Error);
 }
 
 TEST_F(Ledger, WaitsForNoRunThatIsRegistered) {
@@ -226,30 +238,176 @@ TEST_F(Ledger, WaitsForNoRunThatIsRegistered) {
     const std::optional<recorder::RunLock> registered = recorder::RunLock::TryTake();
     ASSERT_TRUE(registered.has_value());
 
-    EXPECT_THROW(recorder::Undo({.run = recorder::CurrentRun()}), recorder::Error);
+    EXPECT_THROW(recorder::Undo({.run = recorder::RunNumber()}), recorder::Error);
 
     EXPECT_THAT(Rows(kEvent), IsEmpty());
 }
 
-TEST_F(Ledger, ForgetsWhatWasKeptLongEnoughWhenARunEnds) {
-    const long now = std::time(nullptr);
-    constexpr long kSecondsPerDay = 86400;
-    for (const long days : {100, 91, 89, 0}) {
-        world::Write(KRDB::DB_RECORDING,
-                     "INSERT INTO removed (run, removed_tm, kind, row_id) VALUES (1, " +
-                         std::to_string(now - days * kSecondsPerDay) + ", 'event', " +
-                         std::to_string(days + 1) + ");");
+// As the kernel counts it: whatever the clock shows, so much more of this boot is over.
+void LetPass(long seconds) {
+    world::Write(KRDB::DB_RECORDING,
+                 "UPDATE ledger_age SET uptime_s = uptime_s - " + std::to_string(seconds) + ";");
+}
+
+class LedgerAge : public Ledger {
+protected:
+    static constexpr long kKeepS = 90 * 86400L;
+
+    // One row in the ledger, of a run that has ended.
+    LedgerAge() {
+        InsertEvent(1, 1, "a");
+        EXPECT_EQ(Remove(kEvent, "1"), 0);
+        EndRun();
     }
-    ASSERT_EQ(Remove(kEvent, "1"), 0);
 
-    recorder::EndRun();
+    // A run that uses the recordings' database and removes nothing.
+    static void AnEmptyRun() {
+        BeginRun(kRunStart);
+        recorder::Execute(KRDB::DB_RECORDING, "SELECT 1;");
+        EndRun();
+    }
 
-    EXPECT_THAT(KeptIds(kEvent), ElementsAre(world::Row{"90"}, world::Row{"1"}));
+    static void Now(const std::string& assignment) {
+        world::Write(KRDB::DB_RECORDING, "UPDATE ledger_age SET " + assignment + ";");
+    }
+
+    static long AgeS() {
+        return std::stol(*world::Read(KRDB::DB_RECORDING, "SELECT age_s FROM ledger_age;")[0][0]);
+    }
+};
+
+TEST_F(LedgerAge, ForgetsARowThatWasKeptAsLongAsTheSettingsSay) {
+    LetPass(kKeepS);
+
+    AnEmptyRun();
+
+    EXPECT_THAT(KeptIds(kEvent), IsEmpty());
+}
+
+TEST_F(LedgerAge, KeepsARowAMomentBeforeThat) {
+    LetPass(kKeepS - 60);
+
+    AnEmptyRun();
+
+    EXPECT_THAT(KeptIds(kEvent), SizeIs(1));
+}
+
+TEST_F(LedgerAge, AddsUpWhatManyRunsSawPass) {
+    for (int days = 0; days < 90; ++days) {
+        EXPECT_THAT(KeptIds(kEvent), SizeIs(1)) << days;
+        LetPass(86400);
+        AnEmptyRun();
+    }
+
+    EXPECT_THAT(KeptIds(kEvent), IsEmpty());
+}
+
+TEST_F(LedgerAge, CountsFromARunsNewestRemoval) {
+    InsertEvent(2, 1, "b");
+    InsertEvent(3, 1, "c");
+    BeginRun(kRunStart);
+    ASSERT_EQ(Remove(kEvent, "2"), 0);
+    LetPass(kKeepS);
+    ASSERT_EQ(Remove(kEvent, "3"), 0);
+    EndRun();
+
+    EXPECT_THAT(KeptIds(kEvent), ElementsAre(world::Row{"2"}, world::Row{"3"}));
+}
+
+TEST_F(LedgerAge, CountsNothingOfAnotherMachine) {
+    Now("machine = '0', boot = '0', uptime_s = 0, clock_tm = 0");
+
+    AnEmptyRun();
+    EXPECT_EQ(AgeS(), 0);
+
+    LetPass(7200); // and goes on from here
+    AnEmptyRun();
+    EXPECT_GE(AgeS(), 7200);
+}
+
+TEST_F(LedgerAge, CountsNothingWhereTheUptimeWentBack) {
+    Now("uptime_s = uptime_s + 1000000");
+
+    AnEmptyRun();
+    EXPECT_EQ(AgeS(), 0);
+
+    LetPass(7200);
+    AnEmptyRun();
+    EXPECT_GE(AgeS(), 7200);
+}
+
+TEST_F(LedgerAge, CountsThisBootOnlyAfterAnotherOne) {
+    Now("boot = '0', uptime_s = 0, clock_tm = 0");
+
+    AnEmptyRun();
+
+    const recorder::KernelTime now = recorder::ReadKernelTime();
+    if (now.machine.empty()) {
+        GTEST_SKIP() << "this machine has no id";
+    }
+    EXPECT_GT(AgeS(), 0);
+    EXPECT_LE(AgeS(), now.uptimeS);
+}
+
+// The host that a container moves to may have been up for years.
+TEST_F(LedgerAge, CountsNoMoreOfAnotherBootThanTheClockConfirms) {
+    Now("boot = '0', clock_tm = " + std::to_string(std::time(nullptr) - 5));
+
+    AnEmptyRun();
+
+    EXPECT_LE(AgeS(), 60);
+}
+
+TEST_F(LedgerAge, OfRowsIsUnknownUntilTheyAreSeen) {
+    world::Write(KRDB::DB_RECORDING, "DELETE FROM removal_age;");
+    LetPass(kKeepS);
+
+    AnEmptyRun();
+    EXPECT_THAT(KeptIds(kEvent), SizeIs(1));
+
+    LetPass(kKeepS);
+    AnEmptyRun();
+    EXPECT_THAT(KeptIds(kEvent), IsEmpty());
+}
+
+TEST_F(LedgerAge, ThatLiesAheadIsUnknown) {
+    world::Write(KRDB::DB_RECORDING, "UPDATE removal_age SET age_s = 4000000000;");
+
+    AnEmptyRun();
+    LetPass(kKeepS);
+    AnEmptyRun();
+
+    EXPECT_THAT(KeptIds(kEvent), IsEmpty());
+}
+
+TEST_F(LedgerAge, SurvivesTheLossOfItsRow) {
+    world::Write(KRDB::DB_RECORDING, "DELETE FROM ledger_age;");
+
+    AnEmptyRun();
+    EXPECT_THAT(KeptIds(kEvent), SizeIs(1));
+
+    LetPass(kKeepS);
+    AnEmptyRun();
+    EXPECT_THAT(KeptIds(kEvent), IsEmpty());
+}
+
+TEST_F(LedgerAge, ForgetsMoreRowsThanGoAtOnce) {
+    world::Write(KRDB::DB_RECORDING,
+                 "INSERT INTO removed (run, removed_tm, kind, row_id) "
+                 "WITH RECURSIVE number (n) AS (SELECT 1 UNION ALL SELECT n + 1 FROM number "
+                 "WHERE n < 9000) SELECT (SELECT max(run) FROM removal_age), 0, 'event', n "
+                 "FROM number;");
+    LetPass(kKeepS);
+
+    AnEmptyRun();
+
+    EXPECT_THAT(KeptIds(kEvent), IsEmpty());
+    EXPECT_THAT(world::Read(KRDB::DB_RECORDING, "SELECT run FROM removal_age;"), IsEmpty());
 }
 
 TEST_F(Ledger, LosesNoRowWhereTheRunCannotBeRecorded) {
     InsertEvent(1, 1, "a");
-    recorder::EndRun();
+    EndRun();
     world::Spoil(KRDB::DB_SYSTEM);
 
     EXPECT_NE(Remove(kEvent, "1"), 0);
@@ -277,9 +435,9 @@ TEST_F(Ledger, CountsRowsThatARunAddsAndNotThoseThatWereThere) {
 }
 
 TEST_F(Ledger, ListsRunsNewestFirst) {
-    const long first = recorder::CurrentRun();
-    recorder::EndRun();
-    recorder::BeginRun(kRunStart + 1);
+    const long first = recorder::RunNumber();
+    EndRun();
+    BeginRun(kRunStart + 1);
 
     const std::vector<recorder::RunRecord> runs = recorder::ListRuns();
 

@@ -1,0 +1,119 @@
+#include "recorder/database/expiry.h"
+
+#include "recorder/database/age.h"
+#include "recorder/database/databases.h"
+#include "recorder/utility/format.h"
+
+#include <chrono>
+#include <cstdlib>
+#include <thread>
+
+namespace recorder {
+
+namespace {
+
+constexpr long kSecondsPerDay = 86400;
+constexpr long kBringUpToDateEveryS = 3600; // so that most runs write nothing for it
+
+// Some 20 ms of work each on a small recorder. The pause is longer than SQLite's first sleeps
+// between attempts to get the lock, so whoever waits gets it then.
+constexpr int kRowsAtOnce = 4000;
+constexpr std::chrono::milliseconds kPauseForWriters{30};
+
+// The runs that the ledger holds rows of: a step in the index for each, however many rows it is.
+constexpr const char* kRunsOfLedger =
+    "WITH RECURSIVE kept (run) AS (SELECT min(run) FROM removed UNION ALL "
+    "SELECT (SELECT min(run) FROM removed WHERE removed.run > kept.run) FROM kept "
+    "WHERE kept.run IS NOT NULL) ";
+
+struct LedgerState {
+    bool holdsRows = false;
+    long ageS = 0;           // now
+    bool isUpToDate = false; // nearly, and by this boot
+    bool hasUnknown = false; // runs whose newest removal has no age, or a later one than now
+};
+
+LedgerState ReadState(KRDB::DB_INSTANCE instance, const Moment& now) {
+    const DBResult_tag oldest =
+        Execute(instance, "SELECT run FROM removed ORDER BY run LIMIT 1;", {.readOnly = true});
+    LedgerState state;
+    state.holdsRows = oldest.RowCount() > 0;
+    if (!state.holdsRows) {
+        return state;
+    }
+    const std::string gain = AgeGainSql(now);
+    const DBResult_tag age = Execute(
+        instance,
+        Format("SELECT age_s + %s, CASE WHEN boot = '%s' AND boot <> '' AND uptime_s <= %ld "
+               "AND uptime_s > %ld THEN 1 ELSE 0 END FROM ledger_age;",
+               gain.c_str(), now.kernel.boot.c_str(), now.kernel.uptimeS,
+               now.kernel.uptimeS - kBringUpToDateEveryS),
+        {.readOnly = true});
+    if (age.RowCount() > 0) {
+        state.ageS = std::strtol(age.Field(0, 0), nullptr, 10);
+        state.isUpToDate = std::strtol(age.Field(0, 1), nullptr, 10) != 0;
+    }
+    state.hasUnknown =
+        Execute(instance,
+                kRunsOfLedger +
+                    Format("SELECT kept.run FROM kept WHERE kept.run IS NOT NULL AND NOT EXISTS "
+                           "(SELECT 1 FROM removal_age WHERE removal_age.run = kept.run "
+                           "AND removal_age.age_s <= %ld) LIMIT 1;",
+                           state.ageS),
+                {.readOnly = true})
+            .RowCount() > 0;
+    return state;
+}
+
+// Unknown ages count from now on.
+void BringUpToDate(KRDB::DB_INSTANCE instance, const Moment& now) {
+    Execute(instance, BringAgeUpToDateSql(now) + "INSERT INTO removal_age (run, age_s) " +
+                          kRunsOfLedger +
+                          "SELECT kept.run, ledger_age.age_s FROM kept, ledger_age "
+                          "WHERE kept.run IS NOT NULL "
+                          "ON CONFLICT (run) DO UPDATE SET age_s = excluded.age_s "
+                          "WHERE removal_age.age_s > excluded.age_s;");
+}
+
+// A run that goes on may have removed something meanwhile: its rows stay then.
+bool ForgetSome(KRDB::DB_INSTANCE instance, const char* run, long latestS) {
+    const DBResult_tag left = Execute(
+        instance, Format("DELETE FROM removed WHERE id IN (SELECT id FROM removed WHERE run = %s "
+                         "ORDER BY id LIMIT %d) AND EXISTS (SELECT 1 FROM removal_age "
+                         "WHERE removal_age.run = %s AND removal_age.age_s <= %ld);"
+                         "DELETE FROM removal_age WHERE run = %s AND age_s <= %ld "
+                         "AND NOT EXISTS (SELECT 1 FROM removed WHERE removed.run = %s);"
+                         "SELECT run FROM removal_age WHERE run = %s AND age_s <= %ld;",
+                         run, kRowsAtOnce, run, latestS, run, latestS, run, run, latestS));
+    return left.RowCount() > 0;
+}
+
+void ForgetExpiredIn(KRDB::DB_INSTANCE instance, long keepS) {
+    const Moment now = ReadMoment();
+    const LedgerState state = ReadState(instance, now);
+    if (!state.holdsRows) {
+        return;
+    }
+    if (!state.isUpToDate || state.hasUnknown) {
+        BringUpToDate(instance, now);
+    }
+    const long latestS = state.ageS - keepS;
+    const DBResult_tag runs = Execute(
+        instance, Format("SELECT run FROM removal_age WHERE age_s <= %ld ORDER BY run;", latestS),
+        {.readOnly = true});
+    for (int row = 0; row < runs.RowCount(); ++row) {
+        while (ForgetSome(instance, runs.Field(row, 0), latestS)) {
+            std::this_thread::sleep_for(kPauseForWriters);
+        }
+    }
+}
+
+} // namespace
+
+void ForgetExpired(long keepDays) {
+    for (const KRDB::DB_INSTANCE instance : OpenInstances()) {
+        ForgetExpiredIn(instance, keepDays * kSecondsPerDay);
+    }
+}
+
+} // namespace recorder

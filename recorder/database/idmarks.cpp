@@ -1,0 +1,124 @@
+#include "recorder/database/idmarks.h"
+
+#include "recorder/logging/recorderlog.h"
+#include "recorder/settings/settings.h"
+#include "recorder/support/error.h"
+#include "recorder/support/filelock.h"
+#include "recorder/support/paths.h"
+#include "recorder/support/uninterrupted.h"
+#include "recorder/utility/format.h"
+
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <optional>
+#include <string>
+#include <thread>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace recorder {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::milliseconds kPollEvery{2};
+
+constexpr long kUnknown = -1;
+
+struct Marks {
+    long run = kUnknown;
+    long outbox = kUnknown;
+};
+
+long& MarkOf(Marks& marks, IdKind kind) {
+    return kind == IdKind::Run ? marks.run : marks.outbox;
+}
+
+// Others hold it for the moment that one reading and writing takes, unless they are stopped.
+UniqueFd LockMarks() {
+    const auto deadline =
+        Clock::now() + std::chrono::milliseconds(GetSettings().database.lockTimeoutMs);
+    std::optional<UniqueFd> file = TryLockFile(kIdMarksFile);
+    while (!file && Clock::now() < deadline) {
+        std::this_thread::sleep_for(kPollEvery);
+        file = TryLockFile(kIdMarksFile);
+    }
+    if (!file) {
+        throw Error(std::string("another process holds the lock of ") + kIdMarksFile);
+    }
+    return std::move(*file);
+}
+
+// The same length whatever the numbers: what is replaced needs no further room on a full disk.
+std::string TextOf(const Marks& marks) {
+    return Format("run %019ld\noutbox %019ld\n", marks.run, marks.outbox);
+}
+
+std::optional<Marks> ReadMarks(const UniqueFd& file) {
+    std::array<char, 64> text{};
+    const ssize_t length =
+        Uninterrupted([&] { return pread(file.Get(), text.data(), text.size() - 1, 0); });
+    if (length < 0) {
+        throw SystemError(std::string("read ") + kIdMarksFile);
+    }
+    Marks marks;
+    if (length == 0) {
+        return std::nullopt;
+    }
+    if (std::sscanf(text.data(), "run %ld outbox %ld", &marks.run, &marks.outbox) != 2) {
+        LogWarning(std::string(kIdMarksFile) +
+                   " is damaged and is written anew from the databases' own numbers");
+        return std::nullopt;
+    }
+    return marks;
+}
+
+void WriteMarks(const UniqueFd& file, const Marks& marks) {
+    const std::string text = TextOf(marks);
+    const ssize_t written =
+        Uninterrupted([&] { return pwrite(file.Get(), text.data(), text.size(), 0); });
+    if (written != static_cast<ssize_t>(text.size())) {
+        throw SystemError(std::string("write ") + kIdMarksFile);
+    }
+}
+
+// A file that was just made has its name on the disk, too.
+void Flush(const UniqueFd& file) {
+    const UniqueFd folder(
+        Uninterrupted([] { return open(kDatabaseDir, O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
+    if (!folder.IsOpen() || fsync(file.Get()) != 0 || fsync(folder.Get()) != 0) {
+        throw SystemError(std::string("flush ") + kIdMarksFile);
+    }
+}
+
+// Yields the file, locked.
+UniqueFd Raise(IdKind kind, long id) {
+    UniqueFd file = LockMarks();
+    Marks marks = ReadMarks(file).value_or(Marks());
+    if (MarkOf(marks, kind) < id) {
+        MarkOf(marks, kind) = id;
+        WriteMarks(file, marks);
+    }
+    return file;
+}
+
+} // namespace
+
+std::optional<long> HighestNotedId(IdKind kind) {
+    Marks marks = ReadMarks(LockMarks()).value_or(Marks());
+    const long id = MarkOf(marks, kind);
+    return id == kUnknown ? std::nullopt : std::optional(id);
+}
+
+void NoteId(IdKind kind, long id) {
+    (void)Raise(kind, id);
+}
+
+void NoteIdForGood(IdKind kind, long id) {
+    Flush(Raise(kind, id));
+}
+
+} // namespace recorder

@@ -1,0 +1,99 @@
+#include "recorder/run/runnumber.h"
+
+#include "recorder/database/age.h"
+#include "recorder/database/databases.h"
+#include "recorder/database/idmarks.h"
+#include "recorder/support/edge.h"
+#include "recorder/support/error.h"
+#include "recorder/utility/format.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <optional>
+#include <string>
+
+#include <unistd.h>
+
+namespace recorder {
+
+namespace {
+
+long HighestRunIn(KRDB::DB_INSTANCE instance) {
+    const DBResult_tag rows = Execute(
+        instance,
+        "SELECT coalesce(max(highest), 0) FROM (SELECT max(run) AS highest FROM run_count "
+        "UNION ALL SELECT max(run) FROM removed UNION ALL SELECT max(run) FROM removal_age) "
+        "AS runs;",
+        {.readOnly = true});
+    return std::strtol(rows.Field(0, 0), nullptr, 10);
+}
+
+// A database that can't be read is passed over: before a run changes it, HoldsRun has looked.
+long HighestRunInAll() {
+    long highest = 0;
+    for (const KRDB::DB_INSTANCE instance :
+         {KRDB::DB_SYSTEM, KRDB::DB_RECORDING, KRDB::DB_SNAPSHOT}) {
+        try {
+            highest = std::max(highest, HighestRunIn(instance));
+        } catch (const Error&) {
+            continue;
+        }
+    }
+    return highest;
+}
+
+// No other database is opened where the note is there.
+long HighestRunEver() {
+    const std::optional<long> noted = HighestNotedId(IdKind::Run);
+    return noted ? std::max(*noted, HighestRunIn(KRDB::DB_SYSTEM)) : HighestRunInAll();
+}
+
+} // namespace
+
+long AddRunRecord(long startTm, bool waitForLock) {
+    const DBResult_tag rows = Execute(
+        KRDB::DB_SYSTEM,
+        BringAgeUpToDateSql(ReadMoment()) + RaiseIdsSql(KRDB::DB_SYSTEM, "run", HighestRunEver()) +
+            Format("INSERT INTO run (pid, start_tm, age_s) SELECT %d, %ld, age_s FROM ledger_age "
+                   "RETURNING id;",
+                   getpid(), startTm),
+        {.waitForLock = waitForLock});
+    const long number = std::strtol(rows.Field(0, 0), nullptr, 10);
+    AtEdge([&] { NoteId(IdKind::Run, number); });
+    return number;
+}
+
+void SecureRunNumber(long number) {
+    NoteIdForGood(IdKind::Run, number);
+}
+
+bool HoldsRun(KRDB::DB_INSTANCE instance, long number) {
+    const std::string id = std::to_string(number);
+    const DBResult_tag rows =
+        Execute(instance,
+                "SELECT run FROM run_count WHERE run = " + id +
+                    " UNION ALL SELECT run FROM removed WHERE run = " + id + " LIMIT 1;",
+                {.readOnly = true});
+    return rows.RowCount() > 0;
+}
+
+long RenumberRun(long number) {
+    const long other =
+        1 + std::max({HighestNotedId(IdKind::Run).value_or(0), number, HighestRunInAll()});
+    NoteId(IdKind::Run, other);
+    const DBResult_tag rows =
+        Execute(KRDB::DB_SYSTEM,
+                Format("UPDATE run_part SET run = %ld WHERE run = %ld;", other, number) +
+                    RaiseIdsSql(KRDB::DB_SYSTEM, "run", other) +
+                    Format("UPDATE run SET id = %ld WHERE id = %ld RETURNING id;", other, number));
+    if (rows.RowCount() != 1) {
+        throw Error("the record of run " + std::to_string(number) + " is gone");
+    }
+    return other;
+}
+
+void NoteNumbersOfDatabases() {
+    NoteId(IdKind::Run, HighestRunInAll());
+}
+
+} // namespace recorder
