@@ -6,7 +6,6 @@
 namespace recorder {
 
 void DemandLogOfOurs() {
-    DemandTrustedFolderOf(kLogFile);
     DemandTrustedUnlinked(kLogFile);
 }
 

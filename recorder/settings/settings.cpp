@@ -5,18 +5,22 @@
 #include "recorder/support/error.h"
 #include "recorder/support/textfile.h"
 #include "recorder/support/trust.h"
+#include "recorder/support/uninterrupted.h"
+#include "recorder/utility/format.h"
 
 #include <algorithm>
 #include <cctype>
 #include <climits>
 #include <exception>
-#include <filesystem>
 #include <variant>
+
+#include <sys/stat.h>
 
 namespace recorder {
 
 namespace {
 
+constexpr off64_t kMaxSettingsBytes = 1024L * 1024;
 constexpr int64_t kMaxLogMib = 1024;
 constexpr int64_t kMaxOldLogs = 100;
 constexpr int64_t kMaxLockTimeoutMs = 10L * 60 * 1000;
@@ -164,17 +168,28 @@ DbgLogCfg ReadDebugLog(Section section) {
     return debugLog;
 }
 
-// What others can write is not taken for the operator's will. The folder counts where there is no
+// More is no settings file, whatever it is.
+std::string ReadSettingsText(const UniqueFd& file) {
+    struct stat64 st = {};
+    if (Uninterrupted([&] { return fstat64(file.Get(), &st); }) != 0) {
+        throw SystemError(std::string("look at ") + kSettingsFile);
+    }
+    std::string text;
+    if (st.st_size <= kMaxSettingsBytes) {
+        text = ReadText(file, kSettingsFile, kMaxSettingsBytes + 1); // it may grow meanwhile
+    }
+    if (st.st_size > kMaxSettingsBytes || text.size() > kMaxSettingsBytes) {
+        throw Error(Format("%s is too large; expected at most %ld bytes", kSettingsFile,
+                           static_cast<long>(kMaxSettingsBytes)));
+    }
+    return text;
+}
+
+// What others can write is not taken for the operator's will. The folders count where there is no
 // file, too: to take the settings away is to change them.
 Settings LoadSettings() {
-    DemandTrustedFolderOf(kSettingsFile);
-    const UniqueFd file = OpenTextFileIfThere(kSettingsFile, Links::Follow);
-    if (!file.IsOpen()) {
-        return {};
-    }
-    DemandTrusted(file, kSettingsFile);
-    DemandTrustedFolderOf(std::filesystem::canonical(kSettingsFile)); // where a link leads to
-    return ParseSettings(ReadText(file, kSettingsFile), kSettingsFile);
+    const UniqueFd file = OpenTrustedFileIfThere(kSettingsFile);
+    return file.IsOpen() ? ParseSettings(ReadSettingsText(file), kSettingsFile) : Settings();
 }
 
 // The settings, or why there are none.

@@ -1,11 +1,13 @@
 #include "recorder/support/secretfile.h"
 
 #include "recorder/support/error.h"
-#include "recorder/support/uniquefd.h"
+#include "recorder/support/textfile.h"
+#include "recorder/support/trust.h"
+#include "recorder/support/uninterrupted.h"
+#include "recorder/utility/format.h"
 
-#include <array>
+#include <algorithm>
 
-#include <fcntl.h>
 #include <sys/stat.h>
 
 namespace recorder {
@@ -14,38 +16,43 @@ namespace {
 
 constexpr std::size_t kMaxSecret = 4096;
 
-void DemandPrivate(int file, const std::string& path) {
+void DemandPrivate(const UniqueFd& file, const std::string& path) {
     struct stat64 st = {};
-    if (fstat64(file, &st) != 0) {
-        throw SystemError("look at the password file " + path);
+    if (Uninterrupted([&] { return fstat64(file.Get(), &st); }) != 0) {
+        throw SystemError("look at " + path);
     }
-    if (!S_ISREG(st.st_mode)) {
-        throw Error("the password file " + path + " is no file");
+    if ((st.st_mode & S_IRWXO) != 0) {
+        throw Error(path + " is open to others; expected mode 0600 or 0640");
     }
-    if ((st.st_mode & (S_IRWXO | S_IWGRP)) != 0) {
-        throw Error("the password file " + path + " is open to others; expected mode 0600 or 0640");
+}
+
+// The first line, without its end.
+std::string ReadLine(const UniqueFd& file, const std::string& path) {
+    std::string text = ReadText(file, path, kMaxSecret + 1);
+    if (text.size() > kMaxSecret) {
+        throw Error(
+            Format("%s is too large; expected at most %zu bytes", path.c_str(), kMaxSecret));
     }
+    text.resize(std::min(text.size(), text.find('\n')));
+    if (text.empty()) {
+        throw Error(path + " has no password in its first line");
+    }
+    return text;
 }
 
 } // namespace
 
 std::string ReadSecretFile(const std::string& path) {
-    const UniqueFd file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    if (!file.IsOpen()) {
-        throw SystemError("open the password file " + path);
+    try {
+        const UniqueFd file = OpenTrustedFileIfThere(path);
+        if (!file.IsOpen()) {
+            throw Error(path + " is not there");
+        }
+        DemandPrivate(file, path);
+        return ReadLine(file, path);
+    } catch (const Error& error) {
+        throw Error(std::string("the password file: ") + error.what());
     }
-    DemandPrivate(file.Get(), path);
-    std::array<char, kMaxSecret> buffer{};
-    const ssize_t length = read(file.Get(), buffer.data(), buffer.size());
-    if (length < 0) {
-        throw SystemError("read the password file " + path);
-    }
-    std::string secret(buffer.data(), static_cast<std::size_t>(length));
-    secret.resize(std::min(secret.size(), secret.find('\n')));
-    if (secret.empty()) {
-        throw Error("the password file " + path + " has no password in its first line");
-    }
-    return secret;
 }
 
 } // namespace recorder

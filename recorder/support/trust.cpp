@@ -1,10 +1,17 @@
 #include "recorder/support/trust.h"
 
-#include "platform/utility.h"
 #include "recorder/support/error.h"
 #include "recorder/support/uninterrupted.h"
 #include "recorder/utility/format.h"
 
+#include <algorithm>
+#include <array>
+#include <climits>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -12,59 +19,238 @@ namespace recorder {
 
 namespace {
 
-void DemandTrusted(const struct stat64& st, const std::string& path) {
-    const uid_t self = geteuid();
-    if (st.st_uid != 0 && st.st_uid != self) {
-        throw Error(Format("%s belongs to user %u; expected root or the user of this process, %u",
-                           path.c_str(), st.st_uid, self));
+constexpr int kMaxLinks = 40; // as the kernel
+constexpr mode_t kOthersWrite = S_IWGRP | S_IWOTH;
+
+struct stat64 StatusOf(int file, const std::string& path) {
+    struct stat64 st = {};
+    if (Uninterrupted([&] { return fstat64(file, &st); }) != 0) {
+        throw SystemError("look at " + path);
     }
-    if ((st.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
+    return st;
+}
+
+bool IsOwnerTrusted(const struct stat64& st) {
+    return st.st_uid == 0 || st.st_uid == geteuid();
+}
+
+void DemandOwner(const struct stat64& st, const std::string& path) {
+    if (!IsOwnerTrusted(st)) {
+        throw Error(Format("%s belongs to user %u; expected root or the user of this process, %u",
+                           path.c_str(), st.st_uid, geteuid()));
+    }
+}
+
+void DemandClosed(const struct stat64& st, const std::string& path) {
+    if ((st.st_mode & kOthersWrite) != 0) {
         throw Error(Format("%s may be written by its group or by others (mode %04o); expected its "
                            "owner alone",
                            path.c_str(), st.st_mode & 07777U));
     }
 }
 
-// Whether `path` was looked at. What isn't there, or is out of reach, can't be opened either; that
-// failure speaks for itself. What can't be told for another reason is not trusted.
-template <typename Look> bool IsInReach(const std::string& path, const Look& look) {
-    if (Uninterrupted(look) == 0) {
-        return true;
+const char* KindOf(const struct stat64& st) {
+    switch (st.st_mode & S_IFMT) {
+    case S_IFDIR:
+        return "a folder";
+    case S_IFLNK:
+        return "a symbolic link";
+    case S_IFIFO:
+        return "a FIFO";
+    case S_IFSOCK:
+        return "a socket";
+    case S_IFREG:
+        return "a regular file";
+    default:
+        return "a device";
     }
-    if (errno != ENOENT && errno != ENOTDIR && errno != EACCES) {
-        throw SystemError("look at " + path);
-    }
-    return false;
 }
+
+void DemandRegular(const struct stat64& st, const std::string& path) {
+    if (!S_ISREG(st.st_mode)) {
+        throw Error(path + " is " + KindOf(st) + "; expected a regular file");
+    }
+}
+
+enum class Outcome { There, Absent, OutOfReach };
+enum class LastLink { Follow, Refuse };
+
+// Walks to a file as the kernel does, name by name, and looks at every folder and link on the way.
+class Walk {
+public:
+    Walk(const std::string& path, LastLink lastLink)
+        : m_path(path), m_lastLink(lastLink), m_folder(Open(AT_FDCWD, "/", O_PATH)),
+          m_root(StatusOf(m_folder.Get(), "/")), m_status(m_root) {
+        Push(path, false);
+    }
+
+    // Throws Error when something on the way, or the file, is not trusted.
+    Outcome ToFile() {
+        while (!m_names.empty()) {
+            const Name name = m_names.back();
+            m_names.pop_back();
+            UniqueFd entry = Open(m_folder.Get(), name.text.c_str(), O_PATH);
+            if (!entry.IsOpen() && errno != ENOENT) {
+                return Unreached(name.text);
+            }
+            if (!entry.IsOpen()) {
+                DemandFolderFor(nullptr);
+                return Missing(name);
+            }
+            const struct stat64 st = StatusOf(entry.Get(), Below(name.text));
+            DemandFolderFor(&st);
+            if (!Enter(std::move(entry), st, name)) {
+                return Outcome::There;
+            }
+        }
+        throw Error(m_path + " is a folder; expected a regular file");
+    }
+
+    // For reading. After ToFile has said that it is there.
+    [[nodiscard]] UniqueFd OpenFile() const {
+        UniqueFd file = Open(m_folder.Get(), m_file.c_str(), O_RDONLY | O_NONBLOCK);
+        if (!file.IsOpen()) {
+            throw SystemError("open the file " + m_path);
+        }
+        const struct stat64 st = StatusOf(file.Get(), m_path);
+        DemandRegular(st, m_path);
+        return file;
+    }
+
+private:
+    struct Name {
+        std::string text;
+        bool isOfLink; // part of where a link leads
+    };
+
+    static UniqueFd Open(int folder, const char* name, int flags) {
+        return UniqueFd(
+            Uninterrupted([&] { return openat(folder, name, flags | O_NOFOLLOW | O_CLOEXEC); }));
+    }
+
+    void Push(std::string_view path, bool isOfLink) {
+        std::vector<Name> names;
+        for (std::size_t begin = 0; begin < path.size();) {
+            const std::size_t end = std::min(path.find('/', begin), path.size());
+            if (const std::string_view name = path.substr(begin, end - begin);
+                !name.empty() && name != ".") {
+                names.push_back({std::string(name), isOfLink});
+            }
+            begin = end + 1;
+        }
+        m_names.insert(m_names.end(), names.rbegin(), names.rend());
+    }
+
+    [[nodiscard]] std::string Below(const std::string& name) const {
+        return (m_folderPath == "/" ? "" : m_folderPath) + "/" + name;
+    }
+
+    // `entry` is the one that is looked up in the folder; null where there is none.
+    void DemandFolderFor(const struct stat64* entry) const {
+        const std::string name = "folder " + m_folderPath;
+        if (m_status.st_uid != m_root.st_uid) {
+            DemandOwner(m_status, name);
+        }
+        const bool isKept =
+            entry != nullptr && (m_status.st_mode & S_ISVTX) != 0 &&
+            (IsOwnerTrusted(*entry) || (S_ISDIR(entry->st_mode) && entry->st_uid == m_root.st_uid));
+        if (m_names.empty() || !isKept) {
+            DemandClosed(m_status, name);
+        }
+    }
+
+    // False when it is the file.
+    bool Enter(UniqueFd entry, const struct stat64& st, const Name& name) {
+        const std::string path = Below(name.text);
+        if (S_ISLNK(st.st_mode) && (!m_names.empty() || m_lastLink == LastLink::Follow)) {
+            DemandOwner(st, "link " + path);
+            Follow(entry, path);
+            return true;
+        }
+        if (S_ISDIR(st.st_mode)) {
+            m_folderPath = name.text == ".." ? Above() : path;
+            m_folder = std::move(entry);
+            m_status = st;
+            return true;
+        }
+        if (!m_names.empty()) {
+            throw Error(path + " is " + KindOf(st) + "; expected a folder");
+        }
+        DemandRegular(st, path == m_path ? path : path + ", to which " + m_path + " leads,");
+        DemandOwner(st, m_path);
+        DemandClosed(st, m_path);
+        m_file = name.text;
+        return false;
+    }
+
+    [[nodiscard]] std::string Above() const {
+        const std::size_t slash = m_folderPath.rfind('/');
+        return slash == 0 ? "/" : m_folderPath.substr(0, slash);
+    }
+
+    void Follow(const UniqueFd& link, const std::string& path) {
+        std::array<char, PATH_MAX> target{};
+        const ssize_t length =
+            Uninterrupted([&] { return readlinkat(link.Get(), "", target.data(), target.size()); });
+        if (length < 0) {
+            throw SystemError("read the link " + path);
+        }
+        if (++m_links > kMaxLinks) {
+            throw Error(m_path + " leads through too many links; expected a regular file");
+        }
+        const std::string_view text(target.data(), static_cast<std::size_t>(length));
+        if (text.starts_with('/')) {
+            m_folder = Open(AT_FDCWD, "/", O_PATH);
+            m_folderPath = "/";
+            m_status = m_root;
+        }
+        Push(text, true);
+    }
+
+    [[nodiscard]] Outcome Missing(const Name& name) const {
+        if (name.isOfLink) {
+            throw Error(m_path + " leads by a link to " + Below(name.text) +
+                        ", which is not there; expected a regular file");
+        }
+        return Outcome::Absent;
+    }
+
+    [[nodiscard]] Outcome Unreached(const std::string& name) const {
+        if (errno == EACCES) {
+            return Outcome::OutOfReach;
+        }
+        throw SystemError("look at " + Below(name));
+    }
+
+    const std::string m_path;
+    const LastLink m_lastLink;
+    std::vector<Name> m_names; // still to walk, the next one last
+    UniqueFd m_folder;
+    std::string m_folderPath = "/";
+    const struct stat64 m_root;
+    struct stat64 m_status; // of the folder
+    std::string m_file;
+    int m_links = 0;
+};
 
 } // namespace
 
-void DemandTrusted(const UniqueFd& file, const std::string& path) {
-    struct stat64 st = {};
-    if (Uninterrupted([&] { return fstat64(file.Get(), &st); }) != 0) {
-        throw SystemError("look at " + path);
+UniqueFd OpenTrustedFileIfThere(const std::string& path) {
+    Walk walk(path, LastLink::Follow);
+    switch (walk.ToFile()) {
+    case Outcome::There:
+        return walk.OpenFile();
+    case Outcome::Absent:
+        return {};
+    case Outcome::OutOfReach:
+        break;
     }
-    DemandTrusted(st, path);
-}
-
-void DemandTrustedFolderOf(const std::string& path) {
-    const std::string folder = GetDirPath(path);
-    struct stat64 st = {};
-    if (IsInReach(folder, [&] { return stat64(folder.c_str(), &st); })) {
-        DemandTrusted(st, "folder " + folder);
-    }
+    errno = EACCES;
+    throw SystemError("open the file " + path);
 }
 
 void DemandTrustedUnlinked(const std::string& path) {
-    struct stat64 st = {};
-    if (!IsInReach(path, [&] { return lstat64(path.c_str(), &st); })) {
-        return;
-    }
-    if (!S_ISREG(st.st_mode)) {
-        throw Error(path + " is " + (S_ISLNK(st.st_mode) ? "a symbolic link" : "no regular file") +
-                    "; expected a regular file");
-    }
-    DemandTrusted(st, path);
+    (void)Walk(path, LastLink::Refuse).ToFile();
 }
 
 } // namespace recorder

@@ -1,7 +1,16 @@
-// Whether somebody else could have written what this process is about to rely on: a file or folder
-// is trusted when it belongs to root or to the user that runs the process, and when neither its
-// group nor others may write it. An access list that lets more users write shows in the group's
-// permission, so it is refused too.
+// Whether somebody else could have written what this process is about to rely on.
+//
+// A file or folder is trusted when it belongs to root or to the user that runs the process, and
+// when neither its group nor others may write it. An access list that lets more users write shows
+// in the group's permission, so it is refused too. Whoever may write a folder can put another entry
+// in the place of any in it, so every folder on the way from "/" has to be trusted, and so has
+// every link and every folder on the way to where it leads. On the way, a folder that others may
+// write to is trusted if its sticky bit keeps them from replacing what is not theirs, as in /tmp:
+// the entry in it has to belong to root or the user then. The folder that holds the file itself has
+// to be closed to others without that, as they could make the file where there is none.
+//
+// Where root has another number, as in a user's namespace, its folders are known by the owner of
+// "/".
 
 #pragma once
 
@@ -11,15 +20,14 @@
 
 namespace recorder {
 
-// Each throws Error, with the path and what was expected, when it is not trusted or can't be looked
-// at. What isn't there or is out of this process's reach passes: it can't be opened either.
+// Opens the regular file at `path`, which is absolute, for reading. Links are followed. The
+// descriptor is not open where nothing at all has that name: a link that leads nowhere is
+// something. Throws Error, with the path and what was expected, when it is not trusted, is no
+// regular file, or can't be looked at.
+[[nodiscard]] UniqueFd OpenTrustedFileIfThere(const std::string& path);
 
-void DemandTrusted(const UniqueFd& file, const std::string& path);
-
-// The folder that holds the file at `path`. Whoever may write it can put another file there.
-void DemandTrustedFolderOf(const std::string& path);
-
-// A regular file that is yet to be opened, if it is there. A link is refused.
+// The same for a file that is yet to be opened, or made, in order to write. A link in its place is
+// refused. What is out of this process's reach passes: it can't be opened either.
 void DemandTrustedUnlinked(const std::string& path);
 
 } // namespace recorder

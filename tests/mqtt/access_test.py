@@ -52,7 +52,7 @@ class Password(MqttTest):
 
         log = self.reindex("-r", "-1")
 
-        self.assert_one_warning(log, "the password file /var/packages/Kestora/etc/mqtt.password is "
+        self.assert_one_warning(log, "the password file: /var/packages/Kestora/etc/mqtt.password is "
                                      "open to others")
         self.assertEqual(broker.connections, 0)
         self.assert_due(1, 2, 3)

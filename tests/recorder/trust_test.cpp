@@ -6,14 +6,13 @@
 
 #include <functional>
 
-#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
 namespace fs = std::filesystem;
 
-using recorder::UniqueFd;
 using testing::HasSubstr;
 
 constexpr uid_t kOther = 1001;
@@ -36,42 +35,112 @@ protected:
         chmod(file.c_str(), 0644);
     }
 
-    [[nodiscard]] std::string OfOpenFile() const {
-        return Complaint([this] {
-            recorder::DemandTrusted(UniqueFd(open(file.c_str(), O_RDONLY | O_CLOEXEC)), file);
-        });
+    // Of a file that is read, or opened to write.
+    [[nodiscard]] static std::string ToRead(const std::string& path) {
+        return Complaint([&] { (void)recorder::OpenTrustedFileIfThere(path); });
     }
-    [[nodiscard]] std::string OfFolder() const {
-        return Complaint([this] { recorder::DemandTrustedFolderOf(file); });
+    [[nodiscard]] static std::string ToWrite(const std::string& path) {
+        return Complaint([&] { recorder::DemandTrustedUnlinked(path); });
     }
-    [[nodiscard]] std::string OfUnopenedFile() const {
-        return Complaint([this] { recorder::DemandTrustedUnlinked(file); });
+
+    // A link in a folder of its own.
+    static std::string Link(const std::string& folder, const std::string& target) {
+        std::string link = MakeFolder(folder) + "/link";
+        fs::create_symlink(target, link);
+        return link;
     }
 
     const std::string file;
 };
 
 TEST_F(Trust, IsGivenToWhatOnlyItsOwnerWrites) {
-    EXPECT_EQ(OfOpenFile(), "");
-    EXPECT_EQ(OfFolder(), "");
-    EXPECT_EQ(OfUnopenedFile(), "");
+    EXPECT_EQ(ToRead(file), "");
+    EXPECT_EQ(ToWrite(file), "");
+    EXPECT_EQ(contract::ReadFile("/proc/self/fd/" +
+                                 std::to_string(recorder::OpenTrustedFileIfThere(file).Get())),
+              "x");
 }
 
 TEST_F(Trust, IsDeniedToWhatTheGroupOrOthersWrite) {
     for (const mode_t mode : {0664U, 0646U, 0620U, 0602U}) {
         chmod(file.c_str(), mode);
-        chmod(Scratch("folder").c_str(), mode | 0111U);
 
-        EXPECT_THAT(OfOpenFile(), HasSubstr(file + " may be written by its group or by others"));
-        EXPECT_THAT(OfUnopenedFile(), HasSubstr(file + " may be written"));
-        EXPECT_THAT(OfFolder(), HasSubstr("folder " + Scratch("folder") + " may be written"));
+        EXPECT_THAT(ToRead(file), HasSubstr(file + " may be written by its group or by others"));
+        EXPECT_THAT(ToWrite(file), HasSubstr(file + " may be written"));
+
+        chmod(Scratch("folder").c_str(), mode | 0111U);
+        EXPECT_THAT(ToRead(file), HasSubstr("folder " + Scratch("folder") + " may be written"));
+        EXPECT_THAT(ToWrite(file), HasSubstr("folder " + Scratch("folder") + " may be written"));
+
+        fs::remove(file); // who could make it could take it away as well
+        EXPECT_THAT(ToRead(file), HasSubstr("folder " + Scratch("folder") + " may be written"));
+        EXPECT_THAT(ToWrite(file), HasSubstr("folder " + Scratch("folder") + " may be written"));
+        contract::PutFile(file);
+        chmod(Scratch("folder").c_str(), 0755);
     }
 }
 
-TEST_F(Trust, IsDeniedToAStickyFolderToo) {
+TEST_F(Trust, IsDeniedBelowAFolderThatOthersWrite) {
+    const std::string deep = MakeFolder("folder/a/b/c") + "/file";
+    contract::PutFile(deep);
+    for (const char* const folder : {"folder", "folder/a", "folder/a/b", "folder/a/b/c"}) {
+        chmod(Scratch(folder).c_str(), 0775);
+
+        EXPECT_THAT(ToRead(deep), HasSubstr("folder " + Scratch(folder) + " may be written"));
+        EXPECT_THAT(ToWrite(deep), HasSubstr("folder " + Scratch(folder) + " may be written"));
+        chmod(Scratch(folder).c_str(), 0755);
+    }
+    EXPECT_EQ(ToRead(deep), "");
+}
+
+TEST_F(Trust, IsDeniedToAStickyFolderThatHoldsTheFile) {
     chmod(Scratch("folder").c_str(), 01777);
 
-    EXPECT_THAT(OfFolder(), HasSubstr("(mode 1777)"));
+    EXPECT_THAT(ToRead(file), HasSubstr("(mode 1777)"));
+    EXPECT_THAT(ToWrite(file), HasSubstr("(mode 1777)"));
+}
+
+TEST_F(Trust, IsGivenToWhatAStickyFolderOnTheWayKeepsFromOthers) {
+    const std::string deep = MakeFolder("folder/a") + "/file";
+    contract::PutFile(deep);
+    chmod(Scratch("folder").c_str(), 01777);
+
+    EXPECT_EQ(ToRead(deep), "");
+    EXPECT_EQ(ToRead(Link("links", deep)), "");
+
+    fs::remove_all(Scratch("folder/a")); // others can make it
+    EXPECT_THAT(ToRead(deep), HasSubstr("(mode 1777)"));
+}
+
+TEST_F(Trust, FollowsLinksToWhatIsTrusted) {
+    const std::string first = Link("one", "../two/link");
+    Link("two", Scratch("three") + "/link//file");
+    Link("three", "./../folder");
+
+    EXPECT_EQ(ToRead(first), "");
+    EXPECT_EQ(ToWrite(Scratch("three/link/file")), "");
+}
+
+TEST_F(Trust, IsDeniedToALinkChainThroughAFolderThatOthersWrite) {
+    const std::string first = Link("one", Scratch("two") + "/link");
+    Link("two", "../three/link/file");
+    Link("three", "../folder");
+    for (const char* const folder : {"one", "two", "three", "folder"}) {
+        chmod(Scratch(folder).c_str(), 0777);
+
+        EXPECT_THAT(ToRead(first), HasSubstr("folder " + Scratch(folder) + " may be written"));
+        chmod(Scratch(folder).c_str(), 0755);
+    }
+    EXPECT_EQ(ToRead(first), "");
+}
+
+TEST_F(Trust, IsDeniedToALinkThatLeadsNowhereOrRound) {
+    EXPECT_THAT(ToRead(Link("a", Scratch("nowhere"))),
+                HasSubstr("a/link leads by a link to " + Scratch("nowhere") +
+                          ", which is not there; expected a regular file"));
+    EXPECT_THAT(ToRead(Link("b", Scratch("nowhere")) + "/file"), HasSubstr("which is not there"));
+    EXPECT_THAT(ToWrite(Scratch("b/link/file")), HasSubstr("which is not there"));
+    EXPECT_THAT(ToRead(Link("c", "link")), HasSubstr("too many links"));
 }
 
 // The file is another user's. CTest has these tests as an entry of their own, which it shows as
@@ -86,42 +155,69 @@ protected:
 };
 
 TEST_F(ForeignTrust, IsDeniedToWhatIsAnotherUsers) {
-    ASSERT_EQ(chown(Scratch("folder").c_str(), kOther, 0), 0);
+    EXPECT_THAT(ToRead(file), HasSubstr(file + " belongs to user 1001"));
+    EXPECT_THAT(ToWrite(file), HasSubstr(file + " belongs to user 1001"));
 
-    EXPECT_THAT(OfOpenFile(), HasSubstr(file + " belongs to user 1001"));
-    EXPECT_THAT(OfUnopenedFile(), HasSubstr("belongs to user 1001"));
-    EXPECT_THAT(OfFolder(), HasSubstr("belongs to user 1001"));
+    ASSERT_EQ(chown(Scratch("folder").c_str(), kOther, 0), 0);
+    EXPECT_THAT(ToRead(file), HasSubstr("folder " + Scratch("folder") + " belongs to user 1001"));
+    EXPECT_THAT(ToWrite(file), HasSubstr("folder " + Scratch("folder") + " belongs to user 1001"));
+}
+
+TEST_F(ForeignTrust, IsDeniedToALinkOfAnotherUser) {
+    ASSERT_EQ(chown(file.c_str(), 0, 0), 0);
+    const std::string link = Link("links", file);
+    ASSERT_EQ(ToRead(link), "");
+    ASSERT_EQ(lchown(link.c_str(), kOther, 0), 0);
+
+    EXPECT_THAT(ToRead(link), HasSubstr("link " + link + " belongs to user 1001"));
+}
+
+TEST_F(ForeignTrust, IsDeniedToWhatIsAnotherUsersInAStickyFolder) {
+    const std::string deep = MakeFolder("folder/a") + "/file";
+    chmod(Scratch("folder").c_str(), 01777);
+    ASSERT_EQ(chown(Scratch("folder/a").c_str(), kOther, 0), 0);
+
+    EXPECT_THAT(ToRead(deep), HasSubstr("(mode 1777)"));
 }
 
 TEST_F(ForeignTrust, IsGivenToWhatIsRootsOrOnesOwn) {
     ASSERT_EQ(seteuid(kOther), 0);
-    const std::string ofOwn = OfUnopenedFile();
-    const std::string ofRoots = OfFolder();
+    const std::string ofOwn = ToWrite(file);
     ASSERT_EQ(seteuid(0), 0);
 
     EXPECT_EQ(ofOwn, "");
-    EXPECT_EQ(ofRoots, "");
 }
 
 TEST_F(Trust, IsNoMatterOfWhatIsNotThere) {
     fs::remove_all(Scratch("folder"));
 
-    EXPECT_EQ(OfFolder(), "");
-    EXPECT_EQ(OfUnopenedFile(), "");
+    EXPECT_EQ(ToRead(file), "");
+    EXPECT_FALSE(recorder::OpenTrustedFileIfThere(file).IsOpen());
+    EXPECT_EQ(ToWrite(file), "");
 }
 
 TEST_F(Trust, IsDeniedToALinkInPlaceOfAFileThatIsYetToBeOpened) {
     fs::remove(file);
     fs::create_symlink(Scratch("nowhere"), file);
 
-    EXPECT_THAT(OfUnopenedFile(), HasSubstr("is a symbolic link"));
+    EXPECT_THAT(ToWrite(file), HasSubstr("is a symbolic link"));
 }
 
 TEST_F(Trust, IsDeniedToWhatIsNoRegularFile) {
+    const std::string link = Link("links", file);
     fs::remove(file);
     ASSERT_EQ(mkfifo(file.c_str(), 0600), 0);
+    EXPECT_THAT(ToRead(file), HasSubstr(file + " is a FIFO; expected a regular file"));
+    EXPECT_THAT(ToWrite(file), HasSubstr(file + " is a FIFO; expected a regular file"));
+    EXPECT_THAT(ToRead(link), HasSubstr(file + ", to which " + link + " leads, is a FIFO"));
 
-    EXPECT_THAT(OfUnopenedFile(), HasSubstr("is no regular file"));
+    fs::remove(file);
+    fs::create_directory(file);
+    EXPECT_THAT(ToRead(file), HasSubstr(file + " is a folder; expected a regular file"));
+    EXPECT_THAT(ToWrite(file), HasSubstr(file + " is a folder; expected a regular file"));
+
+    EXPECT_THAT(ToRead("/dev/null"), HasSubstr("/dev/null is a device"));
+    EXPECT_THAT(ToRead("/dev/null/file"), HasSubstr("/dev/null is a device; expected a folder"));
 }
 
 } // namespace

@@ -1,9 +1,9 @@
 #include "platform/logging.h"
 #include "platform/utility.h"
+#include "recorder/logging/logtrust.h"
 #include "recorder/settings/settings.h"
 #include "recorder/support/error.h"
 #include "recorder/support/paths.h"
-#include "recorder/support/trust.h"
 #include "recorder/utility/presence.h"
 #include "tools/doctor/checks.h"
 
@@ -27,8 +27,7 @@ std::string WhereItIsWritten() {
 
 Check CheckTrustAndAccess() {
     try {
-        recorder::DemandTrustedFolderOf(recorder::kLogFile);
-        recorder::DemandTrustedUnlinked(recorder::kLogFile);
+        recorder::DemandLogOfOurs();
     } catch (const recorder::Error& error) {
         return Problem(kSubject, error.what(), "correct it: no run starts before");
     }

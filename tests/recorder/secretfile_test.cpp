@@ -1,0 +1,85 @@
+#include "recorder/support/secretfile.h"
+
+#include "recorder/support/error.h"
+#include "tests/contract/support/files.h"
+#include "tests/contract/support/fixture.h"
+
+#include <sys/stat.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+
+class SecretFile : public contract::ContractTest {
+protected:
+    SecretFile() : file(MakeFolder("folder") + "/password") { Put("open sesame\nmore\n"); }
+
+    void Put(const std::string& text, mode_t mode = 0600) const {
+        contract::PutFile(file, text);
+        chmod(file.c_str(), mode);
+    }
+
+    static std::string Refusal(const std::string& path) {
+        try {
+            return "read: " + recorder::ReadSecretFile(path);
+        } catch (const recorder::Error& error) {
+            EXPECT_THAT(error.what(),
+                        AllOf(HasSubstr("the password file: "), Not(HasSubstr("sesame"))));
+            return error.what();
+        }
+    }
+
+    const std::string file;
+};
+
+TEST_F(SecretFile, HoldsThePasswordInItsFirstLine) {
+    EXPECT_EQ(recorder::ReadSecretFile(file), "open sesame");
+
+    Put("open sesame", 0640);
+    EXPECT_EQ(recorder::ReadSecretFile(file), "open sesame");
+
+    fs::create_symlink("password", Scratch("folder/link"));
+    EXPECT_EQ(recorder::ReadSecretFile(Scratch("folder/link")), "open sesame");
+}
+
+TEST_F(SecretFile, IsRefusedWhereOthersThanItsOwnerAndGroupReadIt) {
+    for (const mode_t mode : {0604U, 0644U, 0601U}) {
+        chmod(file.c_str(), mode);
+
+        EXPECT_THAT(Refusal(file), HasSubstr(file + " is open to others"));
+    }
+}
+
+TEST_F(SecretFile, IsRefusedWhereItsGroupOrOthersWriteIt) {
+    for (const mode_t mode : {0660U, 0620U, 0602U, 0664U}) {
+        chmod(file.c_str(), mode);
+
+        EXPECT_THAT(Refusal(file), HasSubstr(file + " may be written by its group or by others"));
+    }
+}
+
+TEST_F(SecretFile, IsRefusedInAFolderThatOthersWrite) {
+    chmod(Scratch("folder").c_str(), 0777);
+
+    EXPECT_THAT(Refusal(file), HasSubstr("folder " + Scratch("folder") + " may be written"));
+}
+
+TEST_F(SecretFile, IsRefusedWhereItIsNoRegularFileOrEmptyOrMissingOrLarge) {
+    Put("\nopen sesame\n");
+    EXPECT_THAT(Refusal(file), HasSubstr("has no password in its first line"));
+
+    Put(std::string(4097, 'x'));
+    EXPECT_THAT(Refusal(file), HasSubstr("is too large; expected at most 4096 bytes"));
+
+    fs::remove(file);
+    EXPECT_THAT(Refusal(file), HasSubstr(file + " is not there"));
+
+    ASSERT_EQ(mkfifo(file.c_str(), 0600), 0);
+    EXPECT_THAT(Refusal(file), HasSubstr(file + " is a FIFO; expected a regular file"));
+}
+
+} // namespace
