@@ -4,6 +4,7 @@ import os
 import re
 import stat
 
+from support import process
 from run_test import RunTest
 
 SAMPLE = re.compile(r'(?P<name>[a-z_]+)(\{(?P<labels>([a-z]+="([^"\\\n]|\\["\\n])*",?)*)\})? '
@@ -45,6 +46,27 @@ class Metrics(RunTest):
         self.krctl("run", status=1)
         samples = self.samples(self.krctl("metrics").out)
         self.assertEqual(samples["last_run_refusals", ""], 2)
+
+    def test_during_a_run_and_after_it_was_killed_claim_no_end(self):
+        self.krctl("run")
+        ended = self.samples(self.krctl("metrics").out)
+        release = self.hold_up()
+        running = self.started("krindexer", "-r", "1")
+        live = process.until(lambda: self.krctl("status", "--json").json()["running"],
+                             "no run began")
+
+        during = self.samples(self.krctl("metrics").out)
+        os.kill(live["pid"], 9)
+        running.wait(process.DEADLINE_S)
+        release()
+        after = self.samples(self.krctl("metrics").out)
+
+        self.assertEqual((ended["running", ""], during["running", ""], after["running", ""]),
+                         (0, 1, 0))
+        # What is reported of the last run is that of the last one that ended.
+        for samples in (during, after):
+            self.assertEqual({key: value for key, value in samples.items() if key[0] != "running"},
+                             {key: value for key, value in ended.items() if key[0] != "running"})
 
     def test_escape_the_names_of_cameras(self):
         self.recorder.camera(2, 'a"b\\c\nd')

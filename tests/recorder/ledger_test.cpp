@@ -434,6 +434,22 @@ TEST_F(Ledger, CountsRowsThatARunAddsAndNotThoseThatWereThere) {
     EXPECT_EQ(run.changes[0].undoable, 2);
 }
 
+TEST_F(Ledger, CountsNothingOfATransactionThatWasRolledBack) {
+    InsertEvent(1, 1, "a");
+    const std::string rolledBack = "INSERT INTO event (camera_id, path) VALUES (1, 'b');"
+                                   "DELETE FROM event WHERE id = 1; SELECT nothing;";
+    ASSERT_NE(KRDB::Execute(KRDB::DB_RECORDING, rolledBack, nullptr, false, true, true, true), 0);
+    ASSERT_EQ(KRDB::Execute(KRDB::DB_RECORDING,
+                            "INSERT INTO event (camera_id, path) VALUES (1, 'c');", nullptr, false,
+                            true, true, true),
+              0);
+
+    const recorder::RunTotals totals = recorder::TotalsOfRun(recorder::RunNumber());
+
+    EXPECT_EQ(totals.added, 1);
+    EXPECT_EQ(totals.removed, 0);
+}
+
 TEST_F(Ledger, ListsRunsNewestFirst) {
     const long first = recorder::RunNumber();
     EndRun();
