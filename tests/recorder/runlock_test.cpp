@@ -185,6 +185,22 @@ TEST_F(RunLockShown, IsThereThoughItsRecordIsTorn) {
     EXPECT_EQ(found.live.pid, 0);
 }
 
+// Half of one record and half of the next: read while it was being written.
+TEST_F(RunLockShown, PublishesNothingThatIsOfTwoRecords) {
+    const auto record = [](long first, long last) {
+        return "edition " + std::to_string(first) +
+               "\nrun 3\npid 4\nstart 5\nprogress 0.5\nkind event\ncamera 1\nknown 6\n"
+               "part_files 7\nfiles 8\nfailures 0\nrefusals 0\nmark 1\nedition " +
+               std::to_string(last) + "\n";
+    };
+    contract::PutFile(recorder::kRunLockFile, record(7, 7));
+    ASSERT_TRUE(recorder::ReadLiveRun().has_value());
+
+    contract::PutFile(recorder::kRunLockFile, record(8, 7));
+
+    EXPECT_FALSE(recorder::ReadLiveRun().has_value());
+}
+
 TEST_F(RunLockShown, IsUnknownWhereTheLockFileCannotBeOpened) {
     std::filesystem::create_symlink(Scratch("elsewhere"), recorder::kRunLockFile);
 
