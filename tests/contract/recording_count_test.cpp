@@ -188,4 +188,34 @@ TEST_F(RecordingCounts, AreUnchangedWhenTheyCantBeBroughtInLine) {
     EXPECT_THAT(world::Log(), SizeIs(1));
 }
 
+TEST_F(RecordingCounts, AreOfTheDayThatBeginsAtMidnight) {
+    PutEvent(1, 10 * kDay + 36'000);
+    PutEvent(1, 11 * kDay);
+    PutEvent(1, 12 * kDay - 1);
+    PutEvent(2, -kDay);
+    PutEvent(2, 0);
+
+    EXPECT_EQ(RecordingCount::Recount(), 0);
+
+    EXPECT_THAT(Counts(), ElementsAre(world::Row{"1", "10", "1"}, world::Row{"1", "11", "2"},
+                                      world::Row{"2", "-1", "1"}, world::Row{"2", "0", "1"}));
+}
+
+TEST_F(RecordingCounts, OfADayWithoutRecordingsGoThoughOneBeginsAtTheNextMidnight) {
+    PutEvent(1, 11 * kDay);
+    PutCount(1, 10, 3);
+
+    EXPECT_EQ(RecordingCount::Recount(), 0);
+
+    EXPECT_THAT(Counts(), ElementsAre(world::Row{"1", "11", "1"}));
+}
+
+TEST_F(RecordingCounts, OfADayThatIsAddedToLeaveOutTheNextMidnight) {
+    PutEvent(1, 11 * kDay);
+
+    EXPECT_EQ(AddStored({{1, 11 * kDay - 1}}), 0);
+
+    EXPECT_THAT(Counts(), ElementsAre(world::Row{"1", "10", "1"}));
+}
+
 } // namespace

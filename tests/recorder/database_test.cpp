@@ -144,6 +144,18 @@ TEST_F(DatabaseSchema, IsMadeWhereItIsMissing) {
     Execute(KRDB::DB_RECORDING, "SELECT camera_id, day, count FROM recording_count;");
 }
 
+TEST_F(DatabaseSchema, TakesNoTwoCamerasOfOneUuid) {
+    const auto insert = [](int id, const std::string& uuid) {
+        return "INSERT INTO camera (id, name, storage_path, uuid) VALUES (" + std::to_string(id) +
+               ", 'a', '/a', " + uuid + ");";
+    };
+    Execute(KRDB::DB_SYSTEM, insert(1, "'0a'") + insert(2, "NULL") + insert(3, "NULL"));
+
+    EXPECT_THAT(FailureOf(KRDB::DB_SYSTEM, insert(4, "'0a'")), HasSubstr("uuid"));
+    EXPECT_THAT(FailureOf(KRDB::DB_SYSTEM, "UPDATE camera SET uuid = '0a' WHERE id = 2;"),
+                HasSubstr("uuid"));
+}
+
 TEST_F(DatabaseSchema, LeavesWhatIsThere) {
     Execute(KRDB::DB_SYSTEM, "INSERT INTO emap (id, filename) VALUES (7, 'a');");
 

@@ -114,8 +114,13 @@ std::string WithBytes(std::string bytes, const std::string& type, std::size_t of
 std::string WithBox(std::string mp4, const std::string& type, const std::string& box) {
     const std::size_t at = mp4.rfind(type) - 4;
     const uint32_t size = NumberAt(mp4, at);
-    for (const char* const outer : {"moov", "trak", "mdia", "minf", "stbl", "stsd", "mp4a"}) {
-        const std::size_t begin = mp4.rfind(outer, at) - 4;
+    for (const char* const outer :
+         {"moov", "trak", "edts", "mdia", "minf", "stbl", "stsd", "mp4a"}) {
+        const std::size_t name = mp4.rfind(outer, at);
+        if (name == std::string::npos) {
+            continue;
+        }
+        const std::size_t begin = name - 4;
         const uint32_t outerSize = NumberAt(mp4, begin);
         if (begin + outerSize > at) {
             mp4.replace(begin, 4, BigEndian(outerSize + static_cast<uint32_t>(box.size()) - size));
@@ -352,6 +357,28 @@ TEST(ContainerHeaders, OfATrackThatIsCutByItsEditsSayTheLengthThatIsLeft) {
 
     EXPECT_THAT(ReadHeader(mp4, ContainerKind::Mp4),
                 Optional(Judge(mp4, ContainerKind::Mp4).value()));
+}
+
+// The recording with a sound that claims to be long and is cut by two edits, which leave so much of
+// it (in the movie's units).
+std::string WithEdits(std::string mp4, uint32_t first, uint32_t second) {
+    const auto edit = [](uint32_t units, uint32_t from) {
+        return BigEndian(units) + BigEndian(from) + BigEndian(0x10000);
+    };
+    mp4.replace(mp4.rfind("mdhd") + 20, 4, BigEndian(0x7fffffff));
+    return WithBox(mp4, "elst",
+                   BoxOf("elst", BigEndian(0) + BigEndian(2) + edit(first, 0) + edit(second, 9)));
+}
+
+TEST(ContainerHeaders, OfATrackWithSeveralEditsSayWhatAllOfThemLeave) {
+    const std::string mp4 = OrdinaryMp4();
+    const uint32_t movie = NumberAt(mp4, mp4.find("mvhd") + 20);
+    const std::string asLong = WithEdits(mp4, movie / 4, movie - movie / 4);
+    const std::string longer = WithEdits(mp4, movie - 1, movie - 1);
+
+    EXPECT_THAT(ReadHeader(asLong, ContainerKind::Mp4),
+                Optional(Judge(asLong, ContainerKind::Mp4).value()));
+    EXPECT_EQ(ReadHeader(longer, ContainerKind::Mp4), std::nullopt); // than the movie
 }
 
 TEST(ContainerHeaders, OfAviWithAnOddityAreLeftToLibavformat) {

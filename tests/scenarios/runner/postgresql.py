@@ -102,6 +102,12 @@ class Postgresql:
     def hold(self, name, exclusively):
         return Lock(self, tables_of(name), "ACCESS EXCLUSIVE" if exclusively else "EXCLUSIVE")
 
+    def writer(self, _name):
+        return self
+
+    def write(self, sql):
+        self.run(f"{sql};")
+
     def watch(self, name):
         return CommitWatch(self, tables_of(name))
 
@@ -148,6 +154,12 @@ class Lock:
         self.session.stdin.flush()
         if self.session.stdout.readline() != b"held\n":
             raise CaseError("the lock can't be held")
+
+    def write(self, sql):
+        self.session.stdin.write(f"{sql};\nSELECT 'written';\n".encode())
+        self.session.stdin.flush()
+        if self.session.stdout.readline() != b"written\n":
+            raise CaseError("the holder of the lock can't write")
 
     def release(self):
         """Once this has returned somebody else has the lock."""

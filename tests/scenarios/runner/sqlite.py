@@ -82,6 +82,9 @@ class Sqlite:
     def hold(self, name, exclusively):
         return Lock(self.root, name, exclusively)
 
+    def writer(self, name):
+        return Writer(self.root, name)
+
     def watch(self, name):
         return CommitWatch(self.root, name)
 
@@ -92,6 +95,18 @@ class Sqlite:
     def _connection(self, table):
         """A table that a case made itself lies in system.db."""
         return connect(self.root, TABLES.get(table, "system.db"))
+
+
+class Writer:
+    """Another program, which writes without a lock of its own."""
+
+    def __init__(self, root, name):
+        self.root, self.name = root, name
+
+    def write(self, sql):
+        connection = connect(self.root, self.name)
+        connection.execute(sql)
+        connection.close()
 
 
 class Lock:
@@ -106,9 +121,13 @@ class Lock:
         else:
             self.connection.execute("BEGIN IMMEDIATE")
 
+    def write(self, sql):
+        """Within what the lock keeps to itself, and for others to see once it is released."""
+        self.connection.execute(sql)
+
     def release(self):
         if self.connection.in_transaction:
-            self.connection.execute("ROLLBACK")
+            self.connection.execute("COMMIT")
         self.connection.close()
 
 

@@ -116,6 +116,9 @@ class Steps:
                 self.locks[name] = self.engine.hold(name, False)
             case ["hold", name, "exclusively"]:
                 self.locks[name] = self.engine.hold(name, True)
+            case ["in", name, *sql]:
+                writer = self.locks.get(name) or self.engine.writer(name)
+                writer.write(" ".join(sql))
             case ["release", name]:
                 self.locks.pop(name).release()
                 self.waiting.clear()
