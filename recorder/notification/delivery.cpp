@@ -1,5 +1,6 @@
 #include "recorder/notification/delivery.h"
 
+#include "recorder/database/idmarks.h"
 #include "recorder/logging/recorderlog.h"
 #include "recorder/notification/broker.h"
 #include "recorder/notification/message.h"
@@ -81,6 +82,8 @@ private:
     }
 
     void Publish(const std::vector<Word>& words, Broker& broker) {
+        // By its id a receiver knows a message again: no other one ever gets it.
+        NoteIdForGood(IdKind::Outbox, words.back().id);
         std::vector<int> messages;
         messages.reserve(words.size());
         for (const Word& word : words) {

@@ -1,6 +1,7 @@
 #include "recorder/notification/outbox.h"
 
 #include "recorder/database/databases.h"
+#include "recorder/database/idmarks.h"
 #include "recorder/database/quote.h"
 #include "recorder/utility/format.h"
 
@@ -16,15 +17,19 @@ constexpr int kJournalEntries = 10000;
 } // namespace
 
 void PutWord(const std::string& topic, const std::string& body, bool due, const std::string& told) {
+    // An outbox that was lost, or restored from an older copy, gives no id a second time.
     std::string sql =
-        Format("INSERT INTO outbox (created_tm, topic, payload, due) VALUES (%ld, %s, %s, %d);"
+        RaiseIdsSql(KRDB::DB_RECORDING, "outbox", HighestNotedId(IdKind::Outbox).value_or(0)) +
+        Format("INSERT INTO outbox (created_tm, topic, payload, due) VALUES (%ld, %s, %s, %d) "
+               "RETURNING id;"
                "DELETE FROM outbox WHERE due = 0 AND id <= (SELECT max(id) FROM outbox) - %d;",
                static_cast<long>(std::time(nullptr)), Quote(topic).c_str(), Quote(body).c_str(),
                due ? 1 : 0, kJournalEntries);
     if (!told.empty()) {
         sql += "DELETE FROM untold WHERE id IN (" + told + ");";
     }
-    Execute(KRDB::DB_RECORDING, sql);
+    const DBResult_tag rows = Execute(KRDB::DB_RECORDING, sql);
+    NoteId(IdKind::Outbox, std::strtol(rows.Field(0, 0), nullptr, 10));
 }
 
 std::vector<UntoldRecording> UntoldRecordings(int atMost) {
