@@ -16,7 +16,6 @@
 
 #include <chrono>
 #include <cstdio>
-#include <ctime>
 #include <memory>
 #include <optional>
 #include <string>
@@ -63,11 +62,24 @@ void Watch(ChildProcess& child, ProgressDisplay& display, const RunShares& share
     display.End();
 }
 
-// The record of the child's run; nothing where it left none.
-std::optional<RunView> RunOf(const ChildProcess& child, long notBeforeTm) {
-    const std::optional<recorder::RunRecord> newest = recorder::NewestRun();
-    const bool isIt = newest && newest->pid == child.Id() && newest->startTm >= notBeforeTm;
-    return isIt ? std::optional(ViewOf(*newest)) : std::nullopt;
+// The number of the newest run; nothing when it can't be read.
+std::optional<long> NewestNumber() {
+    try {
+        const std::optional<recorder::RunRecord> newest = recorder::NewestRun();
+        return newest ? newest->id : 0;
+    } catch (const recorder::SettingsError&) {
+        throw;
+    } catch (const recorder::Error&) {
+        return std::nullopt;
+    }
+}
+
+// The record of the child's run, by what the clock can't change: its process and that it is newer
+// than the newest one before. Nothing where it left none.
+std::optional<RunView> RunOf(const ChildProcess& child, std::optional<long> newestBefore) {
+    const std::optional<recorder::RunRecord> run =
+        newestBefore ? recorder::NewestRunOf(child.Id(), *newestBefore) : std::nullopt;
+    return run ? std::optional(ViewOf(*run)) : std::nullopt;
 }
 
 [[noreturn]] void FailFor(int status) {
@@ -126,7 +138,7 @@ void Run(const JobOptions& jobs, bool asJson) {
     }
     const RunShares shares = SharesOf(jobs, cameras.value_or(std::vector<recorder::CameraRow>()));
     const std::string krindexer = recorder::ProgramPath("krindexer");
-    const long startTm = std::time(nullptr);
+    const std::optional<long> newestBefore = NewestNumber();
     ChildProcess child(krindexer, ArgumentsOf(jobs));
     ProgressDisplay display(!asJson);
     Watch(child, display, shares);
@@ -134,7 +146,7 @@ void Run(const JobOptions& jobs, bool asJson) {
     if (child.Status() && *child.Status() != 0) {
         FailFor(*child.Status());
     }
-    const std::optional<RunView> run = RunOf(child, startTm);
+    const std::optional<RunView> run = RunOf(child, newestBefore);
     if (run) {
         TellRun(*run, asJson);
     }
@@ -148,6 +160,11 @@ void Run(const JobOptions& jobs, bool asJson) {
     }
     if (!run) {
         throw recorder::Error(std::string("the run left no record; the log says why: ") +
+                              recorder::kLogFile);
+    }
+    if (!run->record.endTm) {
+        throw recorder::Error(std::string("krindexer ended, but the end of the run could not be "
+                                          "recorded; the log says why: ") +
                               recorder::kLogFile);
     }
     if (StatusOf(run->record) != 0) {

@@ -55,6 +55,12 @@ void PrintRefusals(const RunView& run, const CameraNames& names) {
     }
 }
 
+std::string AboutLog(const recorder::RunRecord& record) {
+    return record.unlogged == 0
+               ? "the log says which"
+               : "the log could not be written, " + Counted(record.unlogged, "line") + " missing";
+}
+
 void PrintOutcome(const recorder::RunRecord& record) {
     const std::string run = "run " + std::to_string(record.id) + ": ";
     switch (OutcomeOf(record)) {
@@ -62,8 +68,8 @@ void PrintOutcome(const recorder::RunRecord& record) {
         std::printf("%s%s\n", run.c_str(), Coloured("32", "in line").c_str());
         break;
     case RunOutcome::Failures:
-        std::printf("%s%s; the log says which: %s\n", run.c_str(),
-                    Coloured("1;31", OutcomeText(record)).c_str(), recorder::kLogFile);
+        std::printf("%s%s; %s: %s\n", run.c_str(), Coloured("1;31", OutcomeText(record)).c_str(),
+                    AboutLog(record).c_str(), recorder::kLogFile);
         break;
     case RunOutcome::NotEnded:
         std::printf("%s%s\n", run.c_str(), Coloured("33", OutcomeText(record)).c_str());
@@ -188,6 +194,7 @@ Json JsonOf(const RunView& run) {
     AddCounts(json["total"], TotalOf(run.parts));
     json["total"]["failures"] = run.record.failures;
     json["total"]["refusals"] = run.record.refusals;
+    json["unlogged"] = run.record.unlogged;
     json["parts"] = Json::array();
     for (const recorder::RunPart& part : run.parts) {
         json["parts"].push_back(JsonOfPart(part, names));

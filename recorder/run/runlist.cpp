@@ -125,6 +125,10 @@ std::optional<RunRecord> NewestRun() {
     return NewestOf("");
 }
 
+std::optional<RunRecord> NewestRunOf(int pid, long after) {
+    return NewestOf(" WHERE pid = " + std::to_string(pid) + " AND id > " + std::to_string(after));
+}
+
 std::optional<RunRecord> NewestEndedRun() {
     return NewestOf(" WHERE end_tm IS NOT NULL");
 }

@@ -47,6 +47,8 @@ struct RunPart {
 
 [[nodiscard]] std::optional<RunRecord> FindRun(long id);
 [[nodiscard]] std::optional<RunRecord> NewestRun();
+// Of those that a process did, with a higher number than `after`.
+[[nodiscard]] std::optional<RunRecord> NewestRunOf(int pid, long after);
 [[nodiscard]] std::optional<RunRecord> NewestEndedRun();
 
 // In the order of time. Parts of a run that was killed are not on record; what it changed stands in
