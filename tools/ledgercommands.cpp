@@ -6,8 +6,10 @@
 #include "tools/json.h"
 #include "tools/runview.h"
 #include "tools/table.h"
+#include "tools/terminal.h"
 #include "tools/words.h"
 
+#include <algorithm>
 #include <climits>
 #include <cstdio>
 #include <memory>
@@ -16,6 +18,8 @@
 #include <vector>
 
 namespace {
+
+constexpr int kExitNotRestored = 1;
 
 void AddRows(Table& table, const recorder::RunRecord& run) {
     const std::string id = std::to_string(run.id);
@@ -77,18 +81,74 @@ void PrintRuns(bool asJson) {
     PrintJson(json);
 }
 
-void PrintUndone(const recorder::UndoSelection& selection) {
-    const std::vector<recorder::UndoneKind> undone = recorder::Undo(selection);
+// "row 17, 20140312AM/a.mp4 of camera 3"
+std::string NameOf(const recorder::RowNotRestored& row) {
+    return "row " + std::to_string(row.id) + (row.file.empty() ? "" : ", " + row.file) +
+           (row.camId == 0 ? "" : " of camera " + std::to_string(row.camId));
+}
+
+void PrintUndoneKind(const recorder::UndoneKind& kind) {
+    constexpr std::size_t kNamed = 20;
+    std::printf("%s: %ld restored", kind.kind.c_str(), kind.restored);
+    if (!kind.notRestored.empty()) {
+        std::printf(", %zu not restored", kind.notRestored.size());
+    }
+    std::putchar('\n');
+    for (std::size_t i = 0; i < std::min(kind.notRestored.size(), kNamed); ++i) {
+        const recorder::RowNotRestored& row = kind.notRestored[i];
+        std::printf("not restored: %s\n",
+                    Printable(kind.kind + " " + NameOf(row) + ": " + row.why).c_str());
+    }
+    if (kind.notRestored.size() > kNamed) {
+        std::printf("not restored: %zu more of %s; \"krctl undo --json\" names all\n",
+                    kind.notRestored.size() - kNamed, kind.kind.c_str());
+    }
+}
+
+void PrintUndoneForPeople(long run, const std::vector<recorder::UndoneKind>& undone) {
     if (undone.empty()) {
-        std::printf("the ledger holds no such row of run %ld\n", selection.run);
+        std::printf("the ledger holds no matching rows of run %ld\n", run);
     }
     for (const recorder::UndoneKind& kind : undone) {
-        std::printf("%s: %ld put back", kind.kind.c_str(), kind.restored);
-        if (kind.left > 0) {
-            std::printf(", %ld left in the ledger as there are newer rows for their files",
-                        kind.left);
+        PrintUndoneKind(kind);
+    }
+}
+
+Json JsonOf(const recorder::RowNotRestored& row) {
+    Json json;
+    json["row"] = row.id;
+    json["camera"] = row.camId == 0 ? Json() : Json(row.camId);
+    json["file"] = row.file.empty() ? Json() : JsonText(row.file);
+    json["reason"] = row.why;
+    return json;
+}
+
+Json JsonOf(long run, const std::vector<recorder::UndoneKind>& undone) {
+    Json json;
+    json["run"] = run;
+    json["kinds"] = Json::array();
+    for (const recorder::UndoneKind& kind : undone) {
+        Json rows = Json::array();
+        for (const recorder::RowNotRestored& row : kind.notRestored) {
+            rows.push_back(JsonOf(row));
         }
-        std::putchar('\n');
+        json["kinds"].push_back(
+            {{"kind", kind.kind}, {"restored", kind.restored}, {"not_restored", rows}});
+    }
+    return json;
+}
+
+void Undo(const recorder::UndoSelection& selection, bool asJson) {
+    const std::vector<recorder::UndoneKind> undone = recorder::Undo(selection);
+    if (asJson) {
+        PrintJson(JsonOf(selection.run, undone));
+    } else {
+        PrintUndoneForPeople(selection.run, undone);
+    }
+    const bool isComplete = std::all_of(undone.begin(), undone.end(),
+                                        [](const auto& kind) { return kind.notRestored.empty(); });
+    if (!isComplete) {
+        throw CLI::RuntimeError(kExitNotRestored);
     }
 }
 
@@ -112,8 +172,8 @@ void AddLedgerCommands(CLI::App& app) {
     runs->callback([asJson] { PrintRuns(*asJson); });
 
     const auto selection = std::make_shared<recorder::UndoSelection>();
-    CLI::App* const undo =
-        app.add_subcommand("undo", "put back the rows that a run removed, never over newer rows");
+    CLI::App* const undo = app.add_subcommand(
+        "undo", "restore the rows that a run removed, never over rows that are there");
     undo->add_option("RUN", selection->run, "its number, as \"krctl runs\" prints it")
         ->required()
         ->check(CLI::Range(1L, LONG_MAX));
@@ -121,5 +181,7 @@ void AddLedgerCommands(CLI::App& app) {
         ->check(CLI::Range(1, INT_MAX));
     undo->add_option("--kind", selection->kind, "rows of this kind only")
         ->check(CLI::IsMember(Kinds()));
-    undo->callback([selection] { PrintUndone(*selection); });
+    const auto undoneAsJson = std::make_shared<bool>(false);
+    undo->add_flag("--json", *undoneAsJson, "print what was restored, and what was not, as JSON");
+    undo->callback([selection, undoneAsJson] { Undo(*selection, *undoneAsJson); });
 }

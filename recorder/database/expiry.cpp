@@ -2,11 +2,10 @@
 
 #include "recorder/database/age.h"
 #include "recorder/database/databases.h"
+#include "recorder/database/smalltransactions.h"
 #include "recorder/utility/format.h"
 
-#include <chrono>
 #include <cstdlib>
-#include <thread>
 
 namespace recorder {
 
@@ -14,11 +13,6 @@ namespace {
 
 constexpr long kSecondsPerDay = 86400;
 constexpr long kBringUpToDateEveryS = 3600; // so that most runs write nothing for it
-
-// Some 20 ms of work each on a small recorder. The pause is longer than SQLite's first sleeps
-// between attempts to get the lock, so whoever waits gets it then.
-constexpr int kRowsAtOnce = 4000;
-constexpr std::chrono::milliseconds kPauseForWriters{30};
 
 // The runs that the ledger holds rows of: a step in the index for each, however many rows it is.
 constexpr const char* kRunsOfLedger =
@@ -84,7 +78,7 @@ bool ForgetSome(KRDB::DB_INSTANCE instance, const char* run, long latestS) {
                          "DELETE FROM removal_age WHERE run = %s AND age_s <= %ld "
                          "AND NOT EXISTS (SELECT 1 FROM removed WHERE removed.run = %s);"
                          "SELECT run FROM removal_age WHERE run = %s AND age_s <= %ld;",
-                         run, kRowsAtOnce, run, latestS, run, latestS, run, run, latestS));
+                         run, kRowsPerTransaction, run, latestS, run, latestS, run, run, latestS));
     return left.RowCount() > 0;
 }
 
@@ -103,7 +97,7 @@ void ForgetExpiredIn(KRDB::DB_INSTANCE instance, long keepS) {
         {.readOnly = true});
     for (int row = 0; row < runs.RowCount(); ++row) {
         while (ForgetSome(instance, runs.Field(row, 0), latestS)) {
-            std::this_thread::sleep_for(kPauseForWriters);
+            PauseForOtherWriters();
         }
     }
 }

@@ -19,9 +19,13 @@ std::vector<std::string> AlertEventColumns() {
 
 const std::vector<MediaTable>& MediaTables() {
     static const std::vector<MediaTable> tables{
-        {KRDB::DB_RECORDING, gszTableEvent, EventColumns(), true},
-        {KRDB::DB_RECORDING, gszTableAlertEvent, AlertEventColumns()},
-        {KRDB::DB_SNAPSHOT, gszTableSnapshot, {"filename", "start_tm", "size"}},
+        {KRDB::DB_RECORDING, gszTableEvent, EventColumns(), true, {"camera_id", "path"}},
+        {KRDB::DB_RECORDING, gszTableAlertEvent, AlertEventColumns(), false, {"camera_id", "path"}},
+        {KRDB::DB_SNAPSHOT,
+         gszTableSnapshot,
+         {"filename", "start_tm", "size"},
+         false,
+         {"filename"}},
         {KRDB::DB_SYSTEM, gszTableEmap, {"filename"}},
     };
     return tables;

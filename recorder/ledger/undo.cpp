@@ -2,80 +2,229 @@
 
 #include "platform/recording.h"
 #include "recorder/database/databases.h"
+#include "recorder/database/idlist.h"
 #include "recorder/database/mediatable.h"
+#include "recorder/database/smalltransactions.h"
 #include "recorder/run/runlock.h"
 #include "recorder/support/error.h"
+#include "recorder/utility/format.h"
 
 #include <algorithm>
 #include <cstdlib>
+#include <functional>
+#include <set>
 
 namespace recorder {
 
 namespace {
 
-void DemandRun(long run) {
-    const std::string id = std::to_string(run);
-    if (Execute(KRDB::DB_SYSTEM, "SELECT id FROM run WHERE id = " + id + ";").RowCount() == 0) {
-        throw Error("there is no run " + id + "; \"krctl runs\" lists them");
-    }
-}
-
 RunLock TakeRunLock() {
     std::optional<RunLock> lock = RunLock::TryTake();
     if (!lock) {
-        throw Error("a run is in progress: nothing is put back before it has ended");
+        throw Error("a run is in progress: nothing is restored before it has ended");
     }
     return std::move(*lock);
 }
 
+bool HasColumn(const MediaTable& table, const std::string& column) {
+    return std::find(table.columns.begin(), table.columns.end(), column) != table.columns.end();
+}
+
 bool IsSelected(const MediaTable& table, const UndoSelection& selection) {
-    const bool hasCamera =
-        std::find(table.columns.begin(), table.columns.end(), "camera_id") != table.columns.end();
-    return (!selection.kind || *selection.kind == table.name) && (!selection.camId || hasCamera);
+    return (!selection.kind || *selection.kind == table.name) &&
+           (!selection.camId || HasColumn(table, "camera_id"));
 }
 
-// Yields how many rows of the selection the ledger holds, before and after.
-std::string UndoSql(const MediaTable& table, const UndoSelection& selection) {
-    std::string chosen =
-        "run = " + std::to_string(selection.run) + " AND kind = '" + table.name + "'";
-    if (selection.camId) {
-        chosen += " AND camera_id = " + std::to_string(*selection.camId);
+std::string ChosenSql(const MediaTable& table, const UndoSelection& selection) {
+    return Format("run = %ld AND kind = '%s'", selection.run, table.name.c_str()) +
+           (selection.camId ? Format(" AND camera_id = %d", *selection.camId) : "");
+}
+
+// A run whose record was lost with its database is known by what it removed.
+void RequireRun(const UndoSelection& selection) {
+    const std::string run = std::to_string(selection.run);
+    bool isKnown =
+        Execute(KRDB::DB_SYSTEM, "SELECT id FROM run WHERE id = " + run + ";", {.readOnly = true})
+            .RowCount() > 0;
+    for (const MediaTable& table : MediaTables()) {
+        isKnown = isKnown || (IsSelected(table, selection) &&
+                              Execute(table.instance,
+                                      "SELECT run FROM removed WHERE run = " + run + " LIMIT 1;",
+                                      {.readOnly = true})
+                                      .RowCount() > 0);
     }
-    const std::string count = "SELECT count(*) AS kept FROM removed WHERE " + chosen + ";";
-    const std::string columns = ColumnList(table.columns);
-    return count + "INSERT INTO " + table.name + " (id, " + columns + ") SELECT row_id, " +
-           columns + " FROM removed WHERE " + chosen +
-           " ON CONFLICT DO NOTHING;"
-           // Ids are never used twice: a row of this id is the one that was put back.
-           "DELETE FROM removed WHERE " +
-           chosen + " AND EXISTS (SELECT 1 FROM " + table.name +
-           " AS back WHERE back.id = removed.row_id);" + count;
+    if (!isKnown) {
+        throw Error("there is no run " + run + "; \"krctl runs\" lists them");
+    }
 }
 
-UndoneKind UndoTable(const MediaTable& table, const UndoSelection& selection) {
-    const DBResult_tag kept = Execute(table.instance, UndoSql(table, selection));
-    const long before = std::strtol(kept.Field(0, 0), nullptr, 10);
-    const long after = std::strtol(kept.Field(1, 0), nullptr, 10);
-    return {table.name, before - after, after};
+// The rows of the table that have the same values as those of the ledger in these columns.
+std::string RowsAlikeSql(const MediaTable& table, const std::vector<std::string>& columns,
+                         const char* equals) {
+    std::string sql = "SELECT 1 FROM " + table.name + " AS there WHERE ";
+    for (const std::string& column : columns) {
+        sql += (column == columns.front() ? "" : " AND ") + ("there." + column) + equals +
+               "removed." + column;
+    }
+    return sql;
+}
+
+std::string TakenSql(const MediaTable& table) {
+    const std::string idTaken =
+        "EXISTS (SELECT 1 FROM " + table.name + " AS there WHERE there.id = removed.row_id)";
+    const std::string fileTaken =
+        table.key.empty() ? "1 = 0" : "EXISTS (" + RowsAlikeSql(table, table.key, " = ") + ")";
+    return "CASE WHEN " + fileTaken + " THEN 2 WHEN " + idTaken + " THEN 1 ELSE 0 END";
+}
+
+enum class Taken { Nothing, Id, File };
+
+struct LedgerRow {
+    long id = 0; // in the ledger
+    RowNotRestored row;
+    Taken taken = Taken::Nothing;
+};
+
+// The next rows of the selection. None of them has the id or the file of another one: what comes
+// back first is seen by the next call.
+std::vector<LedgerRow> NextRows(const MediaTable& table, const std::string& chosen, long after) {
+    const DBResult_tag rows =
+        Execute(table.instance,
+                Format("SELECT id, row_id, coalesce(camera_id, 0), %s, %s FROM removed WHERE %s "
+                       "AND id > %ld ORDER BY id LIMIT %d;",
+                       HasColumn(table, "path") ? "path" : "filename", TakenSql(table).c_str(),
+                       chosen.c_str(), after, kRowsPerTransaction),
+                {.readOnly = true});
+    std::vector<LedgerRow> next;
+    std::set<long> ids;
+    std::set<std::pair<int, std::string>> files;
+    for (int i = 0; i < rows.RowCount(); ++i) {
+        const char* const file = rows.Field(i, 3);
+        LedgerRow row;
+        row.id = std::strtol(rows.Field(i, 0), nullptr, 10);
+        row.row.id = std::strtol(rows.Field(i, 1), nullptr, 10);
+        row.row.camId = static_cast<int>(std::strtol(rows.Field(i, 2), nullptr, 10));
+        row.row.file = file == nullptr ? "" : file;
+        row.taken = static_cast<Taken>(std::strtol(rows.Field(i, 4), nullptr, 10));
+        const bool isSecond =
+            !ids.insert(row.row.id).second || (file != nullptr && !table.key.empty() &&
+                                               !files.emplace(row.row.camId, row.row.file).second);
+        if (isSecond) {
+            break;
+        }
+        next.push_back(std::move(row));
+    }
+    return next;
+}
+
+std::vector<long> FreeRows(const std::vector<LedgerRow>& rows) {
+    std::vector<long> free;
+    for (const LedgerRow& row : rows) {
+        if (row.taken == Taken::Nothing) {
+            free.push_back(row.id);
+        }
+    }
+    return free;
+}
+
+// All of them or, by an Error, none. Those rows leave the ledger that are seen to be there now, in
+// every column; their ids in the ledger are returned.
+std::set<long> Restore(const MediaTable& table, const std::vector<long>& rows) {
+    const std::string these = HasIdOf(table.instance, JoinIds(rows, std::identity()));
+    const std::string columns = ColumnList(table.columns);
+    const DBResult_tag gone = Execute(
+        table.instance, "INSERT INTO " + table.name + " (id, " + columns + ") SELECT row_id, " +
+                            columns + " FROM removed WHERE " + these +
+                            " ORDER BY id;DELETE FROM removed WHERE " + these + " AND EXISTS (" +
+                            RowsAlikeSql(table, table.columns, " IS NOT DISTINCT FROM ") +
+                            " AND there.id = removed.row_id) RETURNING id;");
+    std::set<long> restored;
+    for (int i = 0; i < gone.RowCount(); ++i) {
+        restored.insert(std::strtol(gone.Field(i, 0), nullptr, 10));
+    }
+    return restored;
+}
+
+// Another writer may have taken an id or a file since the rows were read: then they are read again.
+std::set<long> RestoreNext(const MediaTable& table, const std::string& chosen, long after,
+                           std::vector<LedgerRow>& rows) {
+    for (;;) {
+        const std::vector<long> free = FreeRows(rows);
+        if (free.empty()) {
+            return {};
+        }
+        try {
+            return Restore(table, free);
+        } catch (const Error&) {
+            rows = NextRows(table, chosen, after);
+            if (FreeRows(rows) == free) {
+                throw;
+            }
+        }
+    }
+}
+
+const char* Why(Taken taken) {
+    switch (taken) {
+    case Taken::File:
+        return "a newer row exists for its file";
+    case Taken::Id:
+        return "another row has its id";
+    case Taken::Nothing:
+        break;
+    }
+    return "the database did not take it as it was";
+}
+
+void UndoTable(const MediaTable& table, const UndoSelection& selection, UndoneKind& undone) {
+    const std::string chosen = ChosenSql(table, selection);
+    long after = 0;
+    for (std::vector<LedgerRow> rows = NextRows(table, chosen, after); !rows.empty();
+         rows = NextRows(table, chosen, after)) {
+        const std::set<long> restored = RestoreNext(table, chosen, after, rows);
+        undone.restored += static_cast<long>(restored.size());
+        for (LedgerRow& row : rows) {
+            if (!restored.contains(row.id)) {
+                row.row.why = Why(row.taken);
+                undone.notRestored.push_back(std::move(row.row));
+            }
+        }
+        after = rows.back().id;
+        if (rows.size() == kRowsPerTransaction) {
+            PauseForOtherWriters();
+        }
+    }
+}
+
+[[noreturn]] void FailAfter(const std::vector<UndoneKind>& undone, const std::string& why) {
+    long restored = 0;
+    for (const UndoneKind& kind : undone) {
+        restored += kind.restored;
+    }
+    throw Error(why + "; before that " + std::to_string(restored) +
+                " rows were restored, and the same command continues with the others");
 }
 
 } // namespace
 
 std::vector<UndoneKind> Undo(const UndoSelection& selection) {
     const RunLock lock = TakeRunLock();
-    DemandRun(selection.run);
+    RequireRun(selection);
     std::vector<UndoneKind> undone;
-    for (const MediaTable& table : MediaTables()) {
-        if (!IsSelected(table, selection)) {
-            continue;
+    try {
+        for (const MediaTable& table : MediaTables()) {
+            if (IsSelected(table, selection)) {
+                UndoTable(table, selection, undone.emplace_back(UndoneKind{.kind = table.name}));
+            }
         }
-        const UndoneKind kind = UndoTable(table, selection);
-        if (kind.restored + kind.left > 0) {
-            undone.push_back(kind);
-        }
+    } catch (const Error& error) {
+        FailAfter(undone, error.what());
     }
+    std::erase_if(undone, [](const UndoneKind& kind) {
+        return kind.restored == 0 && kind.notRestored.empty();
+    });
     if (RecordingCount::Recount() != 0) {
-        throw Error("the rows are back, but the recording counts could not be brought in line; the "
+        throw Error("the rows are restored, but the recording counts could not be corrected; the "
                     "log says why");
     }
     return undone;

@@ -16,16 +16,23 @@ struct UndoSelection {
     std::optional<std::string> kind = std::nullopt; // rows of this table only
 };
 
-struct UndoneKind {
-    std::string kind;  // the table
-    long restored = 0; // rows that are back as they were, id included
-    long left = 0; // rows that stay in the ledger: there is a newer row for their file. An image
-                   // may have several rows; those of e-maps never stay
+// It stays in the ledger.
+struct RowNotRestored {
+    long id = 0;      // the row's own
+    int camId = 0;    // 0 = of no camera
+    std::string file; // its path or file name; empty: it has none
+    std::string why;  // "a newer row exists for its file"
 };
 
-// Puts rows back, never over a newer row, and brings the recording counts in line. One entry for
-// each table that the selection has rows of. Each table is one transaction: after a failure the
-// same call goes on where it ended.
+struct UndoneKind {
+    std::string kind;  // the table
+    long restored = 0; // rows that are back as they were, id included, and left the ledger
+    std::vector<RowNotRestored> notRestored = {};
+};
+
+// Puts rows back, never over a row that is there, and brings the recording counts in line. One
+// entry for each table that the selection has rows of. Rows come back in small transactions: after
+// a failure the same call continues where it ended.
 //
 // Throws Error: there is no such run, a run is registered at the moment, a database failed.
 std::vector<UndoneKind> Undo(const UndoSelection& selection);

@@ -17,9 +17,11 @@
 
 namespace {
 
+using testing::Contains;
 using testing::ElementsAre;
 using testing::Field;
 using testing::IsEmpty;
+using testing::Not;
 using testing::SizeIs;
 
 constexpr long kRunStart = 1700000000;
@@ -76,6 +78,19 @@ protected:
     static void BeginRun(long startTm) {
         recorder::BeginRun(startTm);
         recorder::RecordRun();
+    }
+
+    // What was restored of this run, and what wasn't.
+    static std::vector<std::string> Undo() {
+        std::vector<std::string> lines;
+        for (const recorder::UndoneKind& kind : recorder::Undo({.run = recorder::RunNumber()})) {
+            lines.push_back(kind.kind + ": " + std::to_string(kind.restored) + " restored");
+            for (const recorder::RowNotRestored& row : kind.notRestored) {
+                lines.push_back("not " + std::to_string(row.id) + " " + row.file + " of " +
+                                std::to_string(row.camId) + ": " + row.why);
+            }
+        }
+        return lines;
     }
 
     static void EndRun() {
@@ -141,13 +156,92 @@ TEST_F(Ledger, PutsNothingOverANewerRow) {
     ASSERT_EQ(Remove(kEvent, "1, 2"), 0);
     InsertEvent(3, 1, "a");
 
-    const std::vector<recorder::UndoneKind> undone = recorder::Undo({.run = recorder::RunNumber()});
+    EXPECT_THAT(Undo(),
+                ElementsAre("event: 1 restored", "not 1 a of 1: a newer row exists for its file"));
 
-    EXPECT_THAT(undone, ElementsAre(AllOf(Field(&recorder::UndoneKind::kind, "event"),
-                                          Field(&recorder::UndoneKind::restored, 1),
-                                          Field(&recorder::UndoneKind::left, 1))));
     EXPECT_THAT(Ids(kEvent), ElementsAre(world::Row{"2"}, world::Row{"3"}));
     EXPECT_THAT(KeptIds(kEvent), ElementsAre(world::Row{"1"}));
+}
+
+// As after a database was restored that gave the same ids anew.
+TEST_F(Ledger, KeepsARowWhoseIdAnotherRowHas) {
+    InsertEvent(1, 1, "a");
+    InsertEvent(2, 1, "b");
+    Insert(kSnapshot, "(1, 'a', 0, 0)");
+    Insert(kEmap, "(1, 'a')");
+    ASSERT_EQ(Remove(kEvent, "1, 2"), 0);
+    ASSERT_EQ(Remove(kSnapshot, "1"), 0);
+    ASSERT_EQ(Remove(kEmap, "1"), 0);
+    InsertEvent(1, 1, "another");
+    Insert(kSnapshot, "(1, 'another', 0, 0)");
+    Insert(kEmap, "(1, 'another')");
+
+    EXPECT_THAT(Undo(), ElementsAre("event: 1 restored", "not 1 a of 1: another row has its id",
+                                    "snapshot: 0 restored", "not 1 a of 0: another row has its id",
+                                    "emap: 0 restored", "not 1 a of 0: another row has its id"));
+
+    EXPECT_THAT(world::Read(KRDB::DB_RECORDING, "SELECT id, path FROM event ORDER BY id;"),
+                ElementsAre(world::Row{"1", "another"}, world::Row{"2", "b"}));
+    for (const Table& table : {kEvent, kSnapshot, kEmap}) {
+        EXPECT_THAT(world::Read(table.db, std::string("SELECT row_id FROM removed WHERE kind = '") +
+                                              table.name + "';"),
+                    ElementsAre(world::Row{"1"}))
+            << table.name;
+    }
+
+    world::Write(KRDB::DB_RECORDING, "DELETE FROM event WHERE id = 1;");
+    EXPECT_THAT(recorder::Undo({.run = recorder::RunNumber(), .kind = "event"}),
+                ElementsAre(Field(&recorder::UndoneKind::restored, 1)));
+    EXPECT_THAT(KeptIds(kEvent), Not(Contains(world::Row{"2"})));
+}
+
+TEST_F(Ledger, RestoresOneOfTwoRowsThatHadTheSameId) {
+    InsertEvent(1, 1, "a");
+    ASSERT_EQ(Remove(kEvent, "1"), 0);
+    InsertEvent(1, 1, "b");
+    ASSERT_EQ(Remove(kEvent, "1"), 0);
+
+    EXPECT_THAT(Undo(), ElementsAre("event: 1 restored", "not 1 b of 1: another row has its id"));
+
+    EXPECT_THAT(world::Read(KRDB::DB_RECORDING, "SELECT id, path FROM event;"),
+                ElementsAre(world::Row{"1", "a"}));
+    EXPECT_THAT(world::Read(KRDB::DB_RECORDING, "SELECT row_id, path FROM removed;"),
+                ElementsAre(world::Row{"1", "b"}));
+}
+
+TEST_F(Ledger, RestoresOneOfTwoRowsOfTheSameFile) {
+    InsertEvent(1, 1, "a");
+    ASSERT_EQ(Remove(kEvent, "1"), 0);
+    InsertEvent(2, 1, "a");
+    ASSERT_EQ(Remove(kEvent, "2"), 0);
+
+    EXPECT_THAT(Undo(),
+                ElementsAre("event: 1 restored", "not 2 a of 1: a newer row exists for its file"));
+
+    EXPECT_THAT(KeptIds(kEvent), ElementsAre(world::Row{"2"}));
+}
+
+TEST_F(Ledger, RestoresMoreRowsThanGoAtOnce) {
+    world::Write(KRDB::DB_RECORDING,
+                 "INSERT INTO event (camera_id, path) WITH RECURSIVE number (n) AS (SELECT 1 UNION "
+                 "ALL SELECT n + 1 FROM number WHERE n < 9000) SELECT 1, 'a' || n FROM number;");
+    const std::vector<world::Row> before = Rows(kEvent);
+    ASSERT_EQ(KRDB::Execute(KRDB::DB_RECORDING, "DELETE FROM event WHERE id > 0;", nullptr, false,
+                            true, true, true),
+              0);
+
+    EXPECT_THAT(Undo(), ElementsAre("event: 9000 restored"));
+
+    EXPECT_EQ(Rows(kEvent), before);
+    EXPECT_THAT(KeptIds(kEvent), IsEmpty());
+}
+
+TEST_F(Ledger, GivesBackTheRowsOfARunWhoseRecordIsLost) {
+    InsertEvent(1, 1, "a");
+    ASSERT_EQ(Remove(kEvent, "1"), 0);
+    world::Write(KRDB::DB_SYSTEM, "DELETE FROM run;");
+
+    EXPECT_THAT(Undo(), ElementsAre("event: 1 restored"));
 }
 
 TEST_F(Ledger, PutsAnImagesRowBesideANewerOne) {
