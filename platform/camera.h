@@ -16,15 +16,17 @@ public:
     // has one of each, numbered 0.
     //
     // Returns 0 on success. Any other value is failure: there is no such camera, its row can't be
-    // read, its storage folder is no absolute path, or the volume that the row names isn't the one
-    // mounted there. The object is then unchanged and the reason is in the log.
+    // read, its storage folder is no absolute path, the volume that the row names isn't the one
+    // mounted there, or the folder doesn't hold the identity that the row names. The object is then
+    // unchanged and the reason is in the log.
     [[nodiscard]] int Load(int id, int dataSource, int revision);
 
     // The id that was loaded; 0 before.
     [[nodiscard]] int GetId() const { return m_id; }
 
     // The folder that holds the camera's half-day folders: an absolute path without a trailing "/",
-    // from the camera's row. Empty before a successful Load. Whether it exists isn't checked.
+    // from the camera's row. Empty before a successful Load. Whether it exists isn't checked where
+    // the row names no identity.
     [[nodiscard]] std::string GetStoragePath() const { return m_storagePath; }
 
 private:

@@ -3,6 +3,10 @@
 // Paths are bytes without a trailing "/". Questions about the disk have three answers: yes, no, and
 // "could not tell" (no permission, a disk that fails). Each operation says what it makes of the
 // third; none takes it for "it is gone".
+//
+// The path of a camera's storage folder is the operator's, links included. What is below it belongs
+// to whoever may write there: once the camera is loaded, IsDirEmpty, GetDirsInDir and KRRm follow
+// no link below its storage folder. They fail there, and the log names the link.
 
 #pragma once
 

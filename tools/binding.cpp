@@ -5,15 +5,7 @@
 #include <cstdio>
 #include <string>
 
-#include <sys/stat.h>
-
 namespace {
-
-bool AreOnOneFileSystem(const std::string& a, const std::string& b) {
-    struct stat64 ofA = {};
-    struct stat64 ofB = {};
-    return stat64(a.c_str(), &ofA) == 0 && stat64(b.c_str(), &ofB) == 0 && ofA.st_dev == ofB.st_dev;
-}
 
 void TellVolume(const recorder::CameraRow& camera, const recorder::Volume& volume,
                 const std::optional<std::string>& before) {
@@ -21,10 +13,10 @@ void TellVolume(const recorder::CameraRow& camera, const recorder::Volume& volum
     std::printf("camera %d is bound to the volume %s in %s%s%s\n", camera.id, volume.id.c_str(),
                 Printable(volume.root).c_str(), moved ? ", no longer to " : "",
                 moved ? before->c_str() : "");
-    if (!AreOnOneFileSystem(camera.storagePath, volume.root)) {
+    if (!volume.sharesMount) {
         // Such an identity is there whether the camera's disk is or not.
         std::fprintf(stderr,
-                     "krctl: %s is on another file system than %s: if it is on a disk of its own, "
+                     "krctl: %s is on another mount than %s: if it is on a disk of its own, "
                      "give that an identity (krctl volume init) and bind the camera anew (krctl "
                      "camera bind --id %d)\n",
                      Printable(camera.storagePath).c_str(), Printable(volume.root).c_str(),
@@ -33,11 +25,12 @@ void TellVolume(const recorder::CameraRow& camera, const recorder::Volume& volum
 }
 
 void TellThatNoVolumeIsThere(const recorder::CameraRow& camera) {
-    std::fprintf(stderr,
-                 "krctl: camera %d is bound to no volume, as none above %s has an identity: should "
-                 "its disk not be mounted, a run takes its recordings for deleted. Remedy: krctl "
-                 "volume init with the root folder of the disk, then krctl camera bind --id %d\n",
-                 camera.id, Printable(camera.storagePath).c_str(), camera.id);
+    std::fprintf(
+        stderr,
+        "krctl: camera %d is bound to no volume, as none above %s has an identity: only the "
+        "camera's own identity in that folder protects its rows. Remedy: krctl volume init "
+        "with the root folder of the disk, then krctl camera bind --id %d\n",
+        camera.id, Printable(camera.storagePath).c_str(), camera.id);
 }
 
 } // namespace

@@ -18,6 +18,8 @@ const char* NameOf(VolumeState state) {
     switch (state) {
     case VolumeState::Mounted:
         return "mounted";
+    case VolumeState::OtherMount:
+        return "other-mount";
     case VolumeState::Missing:
         return "missing";
     case VolumeState::Foreign:

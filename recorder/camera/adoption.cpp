@@ -5,6 +5,7 @@
 #include "recorder/camera/storagefolder.h"
 #include "recorder/run/runlock.h"
 #include "recorder/support/error.h"
+#include "recorder/utility/presence.h"
 
 #include <algorithm>
 
@@ -48,6 +49,9 @@ void DemandNoRival(const FoundCamera& camera, const FoundCamera& other) {
 
 // Of a camera whose identity is in another folder than its row says.
 void DemandThatItMoved(const CameraRow& row) {
+    if (FolderPresence(row.storagePath) == Presence::No) {
+        return;
+    }
     const std::optional<CameraIdentity> before = CameraIdentityIn(row.storagePath);
     if (before && before->uuid == *row.uuid) {
         throw Error("it is a copy: the identity is still in " + row.storagePath);

@@ -6,6 +6,7 @@
 #include "recorder/run/run.h"
 #include "recorder/support/edge.h"
 #include "recorder/support/error.h"
+#include "recorder/utility/openfolder.h"
 
 #include <exception>
 #include <string>
@@ -34,10 +35,10 @@ std::string UsableStoragePath(int id, int dataSource, int revision) {
                     "\"; expected an absolute path");
     }
     if (row->volumeId) {
-        DemandVolume(path, *row->volumeId);
+        DemandVolume(path, *row->volumeId, row->uuid ? OtherMounts::Allowed : OtherMounts::Refused);
     }
     if (row->uuid) {
-        DemandNoOtherCamera(path, *row->uuid);
+        RequireIdentity(path, *row->uuid);
     }
     return path;
 }
@@ -50,7 +51,9 @@ int Camera::Load(int id, int dataSource, int revision) {
     recorder::TurnToCamera(id);
     return recorder::AtEdge(-1, [&] {
         try {
-            m_storagePath = recorder::UsableStoragePath(id, dataSource, revision);
+            const std::string path = recorder::UsableStoragePath(id, dataSource, revision);
+            recorder::ProtectStorageFolder(path);
+            m_storagePath = path;
         } catch (const std::exception& error) {
             recorder::NoteRefusal(error.what());
             throw;

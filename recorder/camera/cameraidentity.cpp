@@ -1,8 +1,7 @@
 #include "recorder/camera/cameraidentity.h"
 
+#include "recorder/camera/identityfile.h"
 #include "recorder/support/error.h"
-#include "recorder/support/textfile.h"
-#include "recorder/support/uniquefd.h"
 #include "recorder/support/uuid.h"
 #include "recorder/utility/format.h"
 
@@ -120,22 +119,17 @@ CameraIdentity ParseCameraIdentity(std::string_view text, const std::string& fil
 
 std::optional<CameraIdentity> CameraIdentityIn(const std::string& folder) {
     const std::string path = folder + "/" + kCameraIdentityFileName;
-    // A link in its place could vouch for a folder from another.
-    const UniqueFd file = OpenTextFileIfThere(path, Links::Refuse);
-    if (!file.IsOpen()) {
-        return std::nullopt;
-    }
-    return ParseCameraIdentity(ReadText(file, path, kMaxIdentityBytes), path);
+    const std::optional<std::string> text = ReadIdentityFile(path, kMaxIdentityBytes);
+    return text ? std::optional(ParseCameraIdentity(*text, path)) : std::nullopt;
 }
 
-void DemandNoOtherCamera(const std::string& folder, const std::string& uuid) {
-    std::optional<CameraIdentity> found;
-    try {
-        found = CameraIdentityIn(folder);
-    } catch (const Error&) {
-        return;
+void RequireIdentity(const std::string& folder, const std::string& uuid) {
+    const std::optional<CameraIdentity> found = CameraIdentityIn(folder);
+    if (!found) {
+        throw Error("the storage folder " + folder + " doesn't hold its camera's identity, " +
+                    kCameraIdentityFileName + ": its disk may not be mounted");
     }
-    if (found && found->uuid != uuid) {
+    if (found->uuid != uuid) {
         throw Error("the storage folder " + folder + " belongs to another camera, " +
                     NameOf(*found));
     }

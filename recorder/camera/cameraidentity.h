@@ -39,10 +39,9 @@ struct CameraIdentity {
 // there. Throws Error when it can't be written, or the folder has one.
 void WriteCameraIdentity(const std::string& folder, const CameraIdentity& identity);
 
-// Throws Error when the folder carries the identity of another camera than that with this one, as
-// when two disks have changed places. An identity that isn't there or can't be read is no reason:
-// it says nothing of another.
-void DemandNoOtherCamera(const std::string& folder, const std::string& uuid);
+// Throws Error unless the folder holds the identity with this uuid. Without it the camera's disk
+// may be missing, and what is seen instead is an empty folder or another camera's.
+void RequireIdentity(const std::string& folder, const std::string& uuid);
 
 // For messages: camera 7 "Front".
 [[nodiscard]] std::string NameOf(const CameraIdentity& identity);

@@ -102,12 +102,12 @@ BoundCamera BindCamera(int id) {
                     " is not there: is its disk mounted?");
     }
     const std::optional<Volume> volume = VolumeOf(camera.storagePath);
-    if (!volume) {
+    if (!volume && camera.volumeId) {
         throw Error("no volume above " + camera.storagePath +
                     " has an identity: see krctl volume init");
     }
     const std::optional<std::string> volumeBefore = camera.volumeId;
-    camera.volumeId = volume->id;
+    camera.volumeId = IdOf(volume);
     camera.uuid = IdentityForBound(camera);
     UpdateCamera(camera);
     return {camera, volume, volumeBefore};

@@ -24,11 +24,13 @@ struct BoundCamera {
 // between the two, or the process was killed there, the same call again completes it.
 BoundCamera AddNewCamera(int id, const std::string& name, const std::string& storagePath);
 
-// Binds the camera to the volume that its storage folder lies on now. Folder or row get an identity
-// where they have none yet: a camera of an older version, a disk that replaces a lost one.
+// Binds the camera to the volume that its storage folder lies on now, if there is one. Folder or
+// row get an identity where they have none: a camera of an older version, a disk that replaces a
+// lost one, a folder that lost the file. That the folder is the camera's own is the caller's word.
 //
-// Throws Error when there is no such camera, no such folder, no volume, when the folder belongs to
-// another camera, or when something can't be read or written.
+// Throws Error when there is no such camera, no such folder, when the camera was bound to a volume
+// and there is none now, when the folder belongs to another camera, or when something can't be read
+// or written.
 BoundCamera BindCamera(int id);
 
 // Removes the camera from the table and returns what its row was. Its files stay, and the rows of

@@ -3,9 +3,7 @@
 #include "platform/utility.h"
 #include "recorder/camera/cameraidentity.h"
 #include "recorder/support/error.h"
-
-#include <filesystem>
-#include <system_error>
+#include "recorder/utility/presence.h"
 
 namespace recorder {
 
@@ -13,6 +11,18 @@ namespace {
 
 bool IsInside(const std::string& folder, const std::string& other) {
     return folder.starts_with(other.ends_with('/') ? other : other + "/");
+}
+
+// Behind a link that leads nowhere there is no folder that could be another one.
+std::string ResolvedOrPlain(const std::string& folder) {
+    try {
+        return ResolvedPath(folder);
+    } catch (const Error&) {
+        if (FolderPresence(folder) == Presence::No) {
+            return folder;
+        }
+        throw;
+    }
 }
 
 // Disks that have changed places: the path in the row leads to another camera's folder now.
@@ -35,7 +45,7 @@ void DemandApart(const std::string& folder, const CameraRow& camera) {
 
 // The cameras that the table doesn't know count as well.
 void DemandNoIdentityAbove(const std::string& folder) {
-    for (std::string above = ResolvedFolder(folder); above != "/";) {
+    for (std::string above = ResolvedPath(folder); above != "/";) {
         above = GetDirPath(above);
         if (const std::optional<CameraIdentity> identity = CameraIdentityIn(above)) {
             throw Error(folder + " is inside " + above + ", which belongs to " + NameOf(*identity) +
@@ -46,22 +56,13 @@ void DemandNoIdentityAbove(const std::string& folder) {
 
 } // namespace
 
-std::string ResolvedFolder(const std::string& folder) {
-    std::error_code error;
-    std::string resolved = std::filesystem::weakly_canonical(folder, error).string();
-    while (resolved.size() > 1 && resolved.ends_with('/')) {
-        resolved.pop_back();
-    }
-    return error ? folder : resolved;
-}
-
 bool IsSameFolder(const std::string& a, const std::string& b) {
-    return ResolvedFolder(a) == ResolvedFolder(b);
+    return ResolvedOrPlain(a) == ResolvedOrPlain(b);
 }
 
 std::string Overlap(const std::string& folder, const std::string& other) {
-    const std::string a = ResolvedFolder(folder);
-    const std::string b = ResolvedFolder(other);
+    const std::string a = ResolvedPath(folder);
+    const std::string b = ResolvedOrPlain(other);
     if (a == b) {
         return "the same as";
     }

@@ -9,10 +9,9 @@
 
 namespace recorder {
 
-// The folder as the disks know it, links resolved.
-[[nodiscard]] std::string ResolvedFolder(const std::string& folder);
+// Both throw Error when it can't be told, because a folder can't be looked at.
 
-// Whether both lead to the same folder.
+// Whether both lead to the same folder, or would.
 [[nodiscard]] bool IsSameFolder(const std::string& a, const std::string& b);
 
 // How `folder` lies to another: "the same as", "inside", "around"; empty when they are apart.

@@ -10,34 +10,56 @@ namespace recorder {
 
 namespace {
 
+VolumeEntry Entry(const std::optional<std::string>& id, const std::optional<std::string>& root,
+                  VolumeState state, const std::string& remark = {}) {
+    return {id, root, {}, state, false, remark};
+}
+
+std::string OtherMountRemark(const Volume& found) {
+    return "the identity in " + found.root + " is on another mount than the storage folder";
+}
+
+VolumeEntry EntryOfUnbound(const std::optional<Volume>& found) {
+    if (!found) {
+        return Entry({}, {}, VolumeState::Unbound, "no identity: see krctl volume init");
+    }
+    return Entry(found->id, found->root, VolumeState::Unbound, "see krctl camera bind");
+}
+
 // The entry of a camera that lies on `found`, without its number.
 VolumeEntry EntryOf(const CameraRow& camera, const std::optional<Volume>& found) {
-    if (!camera.volumeId && !found) {
-        return {{}, {}, {}, VolumeState::Unbound, "no identity: see krctl volume init"};
-    }
     if (!camera.volumeId) {
-        return {found->id, found->root, {}, VolumeState::Unbound, "see krctl camera bind"};
+        return EntryOfUnbound(found);
     }
     if (!found) {
-        return {camera.volumeId, {}, {}, VolumeState::Missing, ""};
+        return Entry(camera.volumeId, {}, VolumeState::Missing);
     }
     if (found->id != *camera.volumeId) {
-        return {camera.volumeId, {}, {}, VolumeState::Foreign, found->id + " is in " + found->root};
+        return Entry(camera.volumeId, {}, VolumeState::Foreign,
+                     found->id + " is in " + found->root);
     }
-    return {found->id, found->root, {}, VolumeState::Mounted, ""};
+    if (found->sharesMount) {
+        return Entry(found->id, found->root, VolumeState::Mounted);
+    }
+    // Which no run accepts as proof by itself.
+    return camera.uuid
+               ? Entry(found->id, found->root, VolumeState::OtherMount, OtherMountRemark(*found))
+               : Entry(found->id, {}, VolumeState::Missing, OtherMountRemark(*found));
 }
 
 bool IsSameAnswer(const VolumeEntry& a, const VolumeEntry& b) {
-    return a.id == b.id && a.root == b.root && a.state == b.state && a.remark == b.remark;
+    return a.id == b.id && a.root == b.root && a.state == b.state &&
+           a.hasOwnIdentity == b.hasOwnIdentity && a.remark == b.remark;
 }
 
-void AddCameraTo(std::vector<VolumeEntry>& entries, VolumeEntry entry, int cameraId) {
+void AddCameraTo(std::vector<VolumeEntry>& entries, VolumeEntry entry, const CameraRow& camera) {
+    entry.hasOwnIdentity = camera.uuid.has_value();
     auto place = std::find_if(entries.begin(), entries.end(),
                               [&](const VolumeEntry& other) { return IsSameAnswer(entry, other); });
     if (place == entries.end()) {
         place = entries.insert(entries.end(), std::move(entry));
     }
-    place->cameraIds.push_back(cameraId);
+    place->cameraIds.push_back(camera.id);
 }
 
 // A volume that only stands in another one's place has been on no line so far.
@@ -46,7 +68,7 @@ void AddIfNew(std::vector<VolumeEntry>& entries, const Volume& volume) {
         return entry.id == volume.id && entry.root == volume.root;
     });
     if (!known) {
-        entries.push_back({volume.id, volume.root, {}, VolumeState::Mounted, "no camera's"});
+        entries.push_back(Entry(volume.id, volume.root, VolumeState::Mounted, "no camera's"));
     }
 }
 
@@ -58,13 +80,13 @@ std::vector<VolumeEntry> ListVolumes() {
     for (const CameraRow& camera : ListCameras()) {
         try {
             const std::optional<Volume> found = VolumeOf(camera.storagePath);
-            AddCameraTo(entries, EntryOf(camera, found), camera.id);
+            AddCameraTo(entries, EntryOf(camera, found), camera);
             if (found) {
                 volumes.push_back(*found);
             }
         } catch (const Error& error) {
-            AddCameraTo(entries, {camera.volumeId, {}, {}, VolumeState::Unreadable, error.what()},
-                        camera.id);
+            AddCameraTo(entries, Entry(camera.volumeId, {}, VolumeState::Unreadable, error.what()),
+                        camera);
         }
     }
     for (const Volume& volume : volumes) {

@@ -10,7 +10,8 @@ namespace recorder {
 
 enum class VolumeState {
     Mounted,    // the identity is where its cameras record to
-    Missing,    // cameras are bound to it, and above their storage folders is no identity
+    OtherMount, // likewise, but the cameras' storage folders are on another mount than the identity
+    Missing,    // cameras are bound to it, and above their storage folders is no proof of it
     Foreign,    // cameras are bound to it, and above their storage folders is another identity
     Unreadable, // above the cameras' storage folders is an identity that can't be read
     Unbound,    // the cameras are bound to no volume
@@ -21,7 +22,8 @@ struct VolumeEntry {
     std::optional<std::string> root; // nothing: the volume isn't found
     std::vector<int> cameraIds;      // in ascending order
     VolumeState state = VolumeState::Mounted;
-    std::string remark; // why it isn't found, or what to do; may be empty
+    bool hasOwnIdentity = false; // the cameras have, which vouch for their storage folders
+    std::string remark;          // why it isn't found, or what to do; may be empty
 };
 
 // Every volume that a camera is bound to or lies on, and every camera that is bound to none.

@@ -5,14 +5,14 @@
 #include "recorder/database/databases.h"
 #include "recorder/support/error.h"
 #include "recorder/utility/folder.h"
+#include "recorder/utility/openfolder.h"
+#include "recorder/utility/presence.h"
 
 #include <cstdlib>
 #include <map>
 #include <string_view>
 #include <unordered_set>
 #include <vector>
-
-#include <sys/stat.h>
 
 namespace recorder {
 
@@ -67,38 +67,49 @@ std::string RecordingFolder(int camId, const std::string& subFolder) {
     return subFolder.empty() ? storage : storage + "/" + subFolder;
 }
 
-// A link whose target is gone: an unmounted disk, not a folder that was removed.
-bool IsLink(const std::string& path) {
-    struct stat64 st = {};
-    return lstat64(path.c_str(), &st) == 0 && S_ISLNK(st.st_mode);
-}
-
-// Whether recordings are looked for in this folder: in half-day folders only, and not through
-// links.
-bool IsWalked(const std::string& root, const std::string& folder) {
+// Whether recordings are looked for in this folder.
+bool IsWalked(const std::string& folder) {
     static const KRRegEx halfDay("^[0-9]{8}[AP]M$");
-    return halfDay.IsMatch(folder) && !IsLink(root + "/" + folder);
+    return halfDay.IsMatch(folder);
 }
 
 // Demands that the folder is readable to its end, or truly absent, and that no file in it has one
-// of these names: a recording that wasn't seen because of a passing failure is not gone.
-void DemandGone(const std::string& folder, const Names& names) {
+// of these names: a recording that wasn't seen because of a passing failure is not gone. Whether
+// the folder is there.
+bool DemandGone(const std::string& folder, const Names& names) {
     std::unordered_set<std::string_view> doomed; // of the names, once there is a file at all
-    try {
-        const FolderListing listing = ListFolder(folder, [&](const FolderEntry& entry) {
-            if (entry.isRegularFile && doomed.empty()) {
-                doomed.insert(names.begin(), names.end());
-            }
-            if (entry.isRegularFile && doomed.contains(entry.name)) {
-                throw Error("the file " + folder + "/" + entry.name + " is there");
-            }
-            return true;
-        });
-        if (listing == FolderListing::Absent && IsLink(folder)) {
-            throw Error("the link " + folder + " leads nowhere");
+    const FolderListing listing = ListFolder(folder, [&](const FolderEntry& entry) {
+        if (entry.isRegularFile && doomed.empty()) {
+            doomed.insert(names.begin(), names.end());
         }
-    } catch (const Error& error) {
-        throw Error(std::string("no row is removed: ") + error.what());
+        if (entry.isRegularFile && doomed.contains(entry.name)) {
+            throw Error("the file " + folder + "/" + entry.name + " is there");
+        }
+        return true;
+    });
+    return listing != FolderListing::Absent;
+}
+
+// Demands that a folder behind a link, where no recordings are looked for, is there or truly
+// absent: where the link leads nowhere a disk may be missing.
+void DemandNoDoubt(const std::string& folder) {
+    if (ExistingPart(folder) == folder) {
+        DemandFolder(folder);
+    }
+}
+
+// The same of the folders and files that rows of one camera name. `root` holds the folders.
+void DemandGone(const std::string& root, const NamesByFolder& files) {
+    if (!DemandGone(root, Names())) {
+        return; // nor is anything in it
+    }
+    for (const auto& [view, names] : files) {
+        const std::string folder = view.empty() ? root : root + "/" + std::string(view);
+        try {
+            DemandGone(folder, IsWalked(std::string(view)) ? names : Names());
+        } catch (const LinkInPath&) {
+            DemandNoDoubt(folder);
+        }
     }
 }
 
@@ -109,11 +120,10 @@ void DemandEvidence(const std::string& table, const std::string& rows,
     const DBResult_tag result = SelectFiles(table, rows);
     for (const auto& [camId, files] : NamedFiles(result)) {
         const std::string root = RecordingFolder(camId, subFolder);
-        DemandGone(root, {});
-        for (const auto& [view, names] : files) {
-            const std::string folder(view);
-            DemandGone(folder.empty() ? root : root + "/" + folder,
-                       IsWalked(root, folder) ? names : Names());
+        try {
+            DemandGone(root, files);
+        } catch (const Error& error) {
+            throw Error(std::string("no row is removed: ") + error.what());
         }
     }
 }

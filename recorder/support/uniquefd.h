@@ -27,6 +27,9 @@ public:
     [[nodiscard]] int Get() const { return m_fd; }
     [[nodiscard]] bool IsOpen() const { return m_fd >= 0; }
 
+    // The caller closes it.
+    [[nodiscard]] int Release() { return std::exchange(m_fd, -1); }
+
     void Reset() {
         if (m_fd >= 0) {
             close(m_fd);

@@ -1,7 +1,17 @@
 #include "platform/utility.h"
+#include "recorder/support/edge.h"
+#include "recorder/utility/openfolder.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 int KRRm(const std::string& path) {
-    return rmdir(path.c_str());
+    const std::string parent = GetDirPath(path);
+    if (parent.empty()) {
+        return rmdir(path.c_str());
+    }
+    return recorder::AtEdge(-1, [&] {
+        const recorder::UniqueFd folder = recorder::OpenFolder(parent, recorder::FolderUse::Enter);
+        return unlinkat(folder.Get(), GetBaseName(path).c_str(), AT_REMOVEDIR);
+    });
 }

@@ -3,6 +3,8 @@
 #include "platform/utility.h"
 #include "recorder/support/edge.h"
 #include "recorder/support/error.h"
+#include "recorder/support/uninterrupted.h"
+#include "recorder/utility/openfolder.h"
 #include "recorder/utility/presence.h"
 
 #include <algorithm>
@@ -10,6 +12,7 @@
 #include <cstring>
 #include <memory>
 #include <optional>
+#include <tuple>
 #include <vector>
 
 #include <dirent.h>
@@ -24,14 +27,21 @@ struct CloseDir {
     void operator()(DIR* dir) const { closedir(dir); }
 };
 
-// As in a folder's entry. Not every file system tells it there.
-unsigned char TypeOf(DIR* dir, const struct dirent64& entry) {
+// As in a folder's entry. Not every file system says it there. DT_UNKNOWN: the entry is gone by
+// now.
+unsigned char TypeOf(DIR* dir, const struct dirent64& entry, const std::string& path) {
     struct stat64 st = {};
-    if (entry.d_type != DT_UNKNOWN ||
-        fstatat64(dirfd(dir), entry.d_name, &st, AT_SYMLINK_NOFOLLOW) != 0) {
+    if (entry.d_type != DT_UNKNOWN) {
         return entry.d_type;
     }
-    return static_cast<unsigned char>(IFTODT(st.st_mode));
+    if (Uninterrupted(
+            [&] { return fstatat64(dirfd(dir), entry.d_name, &st, AT_SYMLINK_NOFOLLOW); }) == 0) {
+        return static_cast<unsigned char>(IFTODT(st.st_mode));
+    }
+    if (errno != ENOENT) {
+        throw SystemError("look at " + path + "/" + entry.d_name);
+    }
+    return DT_UNKNOWN;
 }
 
 bool IsDotEntry(const char* name) {
@@ -50,7 +60,7 @@ std::optional<FolderEntry> ReadEntry(DIR* dir, const std::string& path) {
             return std::nullopt;
         }
         if (!IsDotEntry(entry->d_name)) {
-            const unsigned char type = TypeOf(dir, *entry);
+            const unsigned char type = TypeOf(dir, *entry, path);
             return FolderEntry{entry->d_name, type == DT_DIR, type == DT_REG || type == DT_UNKNOWN};
         }
     }
@@ -62,7 +72,8 @@ struct FolderSearch {
     std::optional<KRRegEx> pattern; // nothing: every name
 };
 
-void CollectFolders(const std::string& dir, const FolderSearch& search,
+// False when `dir` is truly absent.
+bool CollectFolders(const std::string& dir, const FolderSearch& search,
                     std::vector<std::string>& found) {
     std::vector<std::string> subFolders;
     const FolderListing listing = ListFolder(dir, [&](const FolderEntry& entry) {
@@ -72,7 +83,7 @@ void CollectFolders(const std::string& dir, const FolderSearch& search,
         return true;
     });
     if (listing == FolderListing::Absent) {
-        throw Error("can't list folder " + dir + ": it went away");
+        return false;
     }
     std::sort(subFolders.begin(), subFolders.end());
     for (const std::string& name : subFolders) {
@@ -80,9 +91,26 @@ void CollectFolders(const std::string& dir, const FolderSearch& search,
         if (!search.pattern || search.pattern->IsMatch(name)) {
             found.push_back(search.fullPath ? path : name);
         }
-        if (search.recursive) {
-            CollectFolders(path, search, found);
+        if (search.recursive && !CollectFolders(path, search, found)) {
+            throw Error("can't list folder " + path + ": it went away");
         }
+    }
+    return true;
+}
+
+// The same, and false also where something that is no folder, or a link that leads nowhere, is in
+// the place of `dir` or above it. A link that is not followed is worth a line of the log.
+bool CollectFoldersIfThere(const std::string& dir, const FolderSearch& search,
+                           std::vector<std::string>& found) {
+    try {
+        return CollectFolders(dir, search, found);
+    } catch (const LinkInPath&) {
+        throw;
+    } catch (const Error&) {
+        if (FolderPresence(dir) != Presence::No) {
+            throw;
+        }
+        return false;
     }
 }
 
@@ -90,13 +118,15 @@ void CollectFolders(const std::string& dir, const FolderSearch& search,
 
 FolderListing ListFolder(const std::string& dir,
                          const std::function<bool(const FolderEntry&)>& visit) {
-    const std::unique_ptr<DIR, CloseDir> handle(opendir(dir.c_str()));
+    UniqueFd folder = OpenFolder(dir, FolderUse::List);
+    if (!folder.IsOpen()) {
+        return FolderListing::Absent;
+    }
+    const std::unique_ptr<DIR, CloseDir> handle(fdopendir(folder.Get()));
     if (!handle) {
-        if (errno == ENOENT) {
-            return FolderListing::Absent;
-        }
         throw SystemError("open folder " + dir);
     }
+    std::ignore = folder.Release(); // it is closed with the handle
     while (const std::optional<FolderEntry> entry = ReadEntry(handle.get(), dir)) {
         if (!visit(*entry)) {
             return FolderListing::Stopped;
@@ -116,16 +146,15 @@ bool IsDirEmpty(const std::string& path) {
 
 int GetDirsInDir(const std::string& dir, std::list<std::string>& out, bool fullPath, bool recursive,
                  std::string pattern) {
-    if (recorder::FolderPresence(dir) == recorder::Presence::No) {
-        return -1;
-    }
     return recorder::AtEdge(-1, [&] {
         recorder::FolderSearch search{fullPath, recursive, std::nullopt};
         if (!pattern.empty()) {
             search.pattern.emplace(pattern);
         }
         std::vector<std::string> found;
-        recorder::CollectFolders(dir, search, found);
+        if (!recorder::CollectFoldersIfThere(dir, search, found)) {
+            return -1;
+        }
         out.insert(out.end(), found.begin(), found.end());
         return 0;
     });

@@ -16,8 +16,9 @@ struct FolderEntry {
 enum class FolderListing { Complete, Stopped, Absent };
 
 // Calls `visit` for each entry but "." and "..", until it returns false (Stopped) or the folder is
-// at its end (Complete). Absent when there is nothing at `dir`. Throws Error on every other
-// failure, also in the middle: a listing that broke off is never taken for a complete one.
+// at its end (Complete). Absent when the folder is truly absent (see ExistingPart). Throws
+// LinkInPath on a link below a storage folder (see OpenFolder), and Error on every other failure,
+// also in the middle: a listing that broke off is never taken for a complete one.
 FolderListing ListFolder(const std::string& dir,
                          const std::function<bool(const FolderEntry&)>& visit);
 

@@ -5,6 +5,8 @@
 #include "recorder/support/uninterrupted.h"
 
 #include <cerrno>
+#include <filesystem>
+#include <system_error>
 
 #include <sys/stat.h>
 
@@ -20,6 +22,26 @@ Presence PresenceOf(const std::string& path, mode_t kind) {
     return errno == ENOENT || errno == ENOTDIR ? Presence::No : Presence::Unknown;
 }
 
+// Whether something is at `part`, of which the folder that would hold it is there. Throws Error
+// when it can't be told.
+bool IsThere(const std::string& part) {
+    struct stat64 st = {};
+    if (Uninterrupted([&] { return stat64(part.c_str(), &st); }) == 0) {
+        return true;
+    }
+    if (errno != ENOENT) {
+        throw SystemError("look at " + part);
+    }
+    if (Uninterrupted([&] { return lstat64(part.c_str(), &st); }) == 0) {
+        throw Error(S_ISLNK(st.st_mode) ? "the link " + part + " leads nowhere"
+                                        : part + " has only just appeared");
+    }
+    if (errno != ENOENT) {
+        throw SystemError("look at " + part);
+    }
+    return false;
+}
+
 } // namespace
 
 Presence FolderPresence(const std::string& path) {
@@ -28,6 +50,36 @@ Presence FolderPresence(const std::string& path) {
 
 Presence FilePresence(const std::string& path) {
     return PresenceOf(path, S_IFREG);
+}
+
+std::string ExistingPart(const std::string& path) {
+    std::string existing;
+    for (std::size_t end = 0; end != std::string::npos;) {
+        end = path.find('/', end + 1);
+        std::string part = path.substr(0, end);
+        if (!IsThere(part)) {
+            break;
+        }
+        existing = std::move(part);
+    }
+    return existing;
+}
+
+std::string ResolvedPath(const std::string& path) {
+    const std::string existing = ExistingPart(path);
+    std::error_code error;
+    const std::filesystem::path resolved =
+        std::filesystem::canonical(existing.empty() ? "/" : existing, error);
+    if (error) {
+        throw Error("can't resolve " + path + ": " + error.message());
+    }
+    const std::string rest = path.substr(existing.size());
+    std::string whole = (resolved.string() + "/" + rest);
+    whole = std::filesystem::path(whole).lexically_normal().string();
+    while (whole.size() > 1 && whole.ends_with('/')) {
+        whole.pop_back();
+    }
+    return whole;
 }
 
 void DemandFolder(const std::string& path) {

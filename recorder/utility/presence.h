@@ -13,6 +13,18 @@ enum class Presence { Yes, No, Unknown };
 [[nodiscard]] Presence FolderPresence(const std::string& path);
 [[nodiscard]] Presence FilePresence(const std::string& path);
 
+// The longest leading part of `path` that is there: all of it where it is there itself, empty where
+// not even its first component is.
+//
+// Throws Error unless what follows is truly absent: the folder that would hold the next component
+// is there and has no such entry. A link that leads nowhere, wherever it stands in the path, a file
+// in place of a folder and what can't be looked at are no absence: a disk may be missing there.
+[[nodiscard]] std::string ExistingPart(const std::string& path);
+
+// The absolute `path` with its links resolved; components that are truly absent stay as they are.
+// Throws Error where ExistingPart does.
+[[nodiscard]] std::string ResolvedPath(const std::string& path);
+
 // Throws Error unless `path` is the absolute path of a folder. An operator's path must not depend
 // on where a command was typed.
 void DemandFolder(const std::string& path);

@@ -154,6 +154,19 @@ class Add(CameraTest):
                 f'{folder} is inside the storage folder of camera 7 "Front", {outer}; '
                 "expected a folder of its own")
 
+    def test_takes_folders_side_by_side_whose_names_begin_alike(self):
+        for number, name in ((1, "cam1"), (10, "cam10"), (100, "cam100")):
+            self.add(number, self.folder(f"volume1/{name}"), name)
+        self.lose_the_databases()
+
+        self.adopt("volume1")
+
+        self.assertEqual([row[:3] for row in self.rows()],
+                         [(number, f"cam{number}", self.recorder.inside(f"volume1/cam{number}"))
+                          for number in (1, 10, 100)])
+        for number in (1, 10, 100):
+            self.krctl("camera", "bind", "--id", str(number))
+
     def test_refuses_a_folder_around_another_camera_s(self):
         storage = self.recorder.camera(7, "Front")
         around = self.recorder.inside("volume1")
@@ -260,6 +273,23 @@ class Bind(CameraTest):
         self.krctl("camera", "bind", "--id", "7")
 
         self.assertEqual(self.uuid(storage), uuid)
+
+    def test_writes_a_lost_identity_anew_where_there_is_no_volume(self):
+        os.makedirs(self.recorder.path("volume2"))
+        storage = self.recorder.camera(7, "Front", "volume2")
+        uuid = self.uuid(storage)
+        self.recorder.recording(storage)
+        os.unlink(self.recorder.path(f"{storage}/{IDENTITY}"))
+        refused = self.recorder.reindex("-r", "7")
+
+        outcome = self.recorder.krctl("camera", "bind", "--id", "7")
+
+        self.assertIn("doesn't hold its camera's identity", "\n".join(refused))
+        self.assertEqual((outcome.status, outcome.out), (0, ""))
+        self.assertIn("krctl: camera 7 is bound to no volume", outcome.err)
+        self.assertEqual(self.uuid(storage), uuid)
+        self.recorder.reindex("-r", "7")
+        self.assertEqual(self.recorder.query("recording.db", "SELECT count(*) FROM event"), [(1,)])
 
     def test_refuses_a_folder_that_belongs_to_another_camera(self):
         storage = self.recorder.camera(7, "Front")
@@ -423,6 +453,17 @@ class Adopt(CameraTest):
             outcome, f'camera 7 "Front" in {self.recorder.inside("volume2/cam7")}: not adopted, it '
             f"is a copy: the identity is still in {self.recorder.inside(storage)}")
         self.assertEqual(self.rows(), before)
+
+    def test_follows_a_camera_whose_link_leads_nowhere_now(self):
+        storage = self.recorder.camera(7, "Front")
+        uuid = self.uuid(storage)
+        os.rename(self.recorder.path("volume1"), self.recorder.path("volume2"))
+        os.symlink("/nowhere", self.recorder.path("volume1"))
+
+        self.adopt("volume2")
+
+        self.assertEqual([row[2:5:2] for row in self.rows()],
+                         [(self.recorder.inside("volume2/cam7"), uuid)])
 
     def test_refuses_both_folders_of_one_identity(self):
         for name in ("a", "b"):

@@ -437,9 +437,19 @@ class Cameras(DoctorTest):
                 "problem", f'camera 7 "cam7": {folder} can\'t be {what} by root',
                 f"let its user have it: chown or chmod {folder}"))
 
-    def test_without_identity_are_a_warning(self):
+    def test_without_their_identity_are_a_problem(self):
         storage = self.camera()
         os.unlink(self.recorder.path(f"{storage}/.kestora-camera"))
+
+        self.assertEqual(self.only(1), (
+            "problem", f'camera 7 "cam7": {self.recorder.inside(storage)} holds no camera\'s '
+            "identity, so no run works on it", "mount its disk; only where the file itself was lost, "
+            "krctl camera bind --id 7 writes it anew"))
+
+    def test_that_never_had_an_identity_are_a_warning(self):
+        storage = self.camera()
+        os.unlink(self.recorder.path(f"{storage}/.kestora-camera"))
+        self.recorder.query("system.db", "UPDATE camera SET uuid = NULL")
 
         self.assertEqual(self.only(), (
             "warning", f'camera 7 "cam7": {self.recorder.inside(storage)} holds no camera\'s '
@@ -523,6 +533,10 @@ class Volumes(DoctorTest):
         self.camera()
         self.recorder.query("system.db", "UPDATE camera SET volume_id = NULL")
 
+        self.assertEqual(self.only(), (
+            "warning", "camera 7: bound to no volume, so only the identity in their own folders "
+            "protects their rows", "krctl camera bind --id 7"))
+        self.recorder.query("system.db", "UPDATE camera SET uuid = NULL")
         self.assertEqual(self.only(), (
             "warning", "camera 7: bound to no volume, so a disk that isn't mounted costs their rows",
             "krctl camera bind --id 7"))

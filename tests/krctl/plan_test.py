@@ -411,6 +411,7 @@ class Incomplete(PlanTest):
 
     def test_a_storage_folder_that_can_t_be_read(self):
         storage = self.recorder.camera(2, volume="volume2")
+        self.recorder.query("system.db", "UPDATE camera SET uuid = NULL WHERE id = 2")
         self.recorder.row("event", camera_id=2, path=f"{HALF_DAY}/a.mp4")
         os.rename(self.recorder.path(storage), self.recorder.path("elsewhere"))
         os.symlink("cam2", self.recorder.path(storage))  # a circle

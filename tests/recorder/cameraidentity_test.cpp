@@ -16,6 +16,7 @@ using recorder::CameraIdentity;
 using recorder::CameraIdentityIn;
 using recorder::CameraIdentityText;
 using recorder::ParseCameraIdentity;
+using recorder::RequireIdentity;
 using recorder::WriteCameraIdentity;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -161,6 +162,32 @@ TEST_F(CameraIdentityTest, IsWholeOrNotThereWhenTheProcessIsKilled) {
     EXPECT_EQ(CameraIdentityIn(Scratch("front")), std::nullopt);
     WriteCameraIdentity(Scratch("front"), {7, "Front", kUuid});
     EXPECT_THAT(contract::NamesIn(Scratch("front")), ElementsAre(".kestora-camera"));
+}
+
+TEST_F(CameraIdentityTest, IsRequiredToBeThereAndTheCamerasOwn) {
+    const std::string folder = MakeFolder("cam1");
+    const auto require = [&] { return Complaint([&] { RequireIdentity(folder, kUuid); }); };
+    EXPECT_THAT(require(), HasSubstr("doesn't hold its camera's identity"));
+
+    contract::PutFile(folder + "/.kestora-camera", "uuid\n");
+    EXPECT_THAT(require(), HasSubstr("holds no camera's identity; expected"));
+
+    contract::PutFile(folder + "/.kestora-camera", With("6f1c", "6f1d"));
+    EXPECT_THAT(require(), HasSubstr("belongs to another camera, camera 7 \"Front\""));
+
+    contract::PutFile(folder + "/.kestora-camera", kText);
+    EXPECT_EQ(require(), "none");
+}
+
+TEST_F(CameraIdentityTest, IsReadFromARegularFileOnly) {
+    MakeFolder("folder/.kestora-camera");
+    MakeFolder("pipe");
+    ASSERT_EQ(mkfifo(Scratch("pipe/.kestora-camera").c_str(), 0600), 0);
+    fs::create_directory_symlink("/nowhere", Scratch("dangling"));
+
+    for (const char* const name : {"folder", "pipe", "dangling"}) {
+        EXPECT_THROW((void)CameraIdentityIn(Scratch(name)), recorder::Error) << name;
+    }
 }
 
 } // namespace

@@ -94,7 +94,7 @@ TEST_F(VolumeTest, CantBeToldFromAnythingButAFile) {
 
     EXPECT_THAT(Obstacle(Scratch("link")), HasSubstr("symbolic link"));
     EXPECT_THAT(Obstacle(Scratch("folder")), HasSubstr("directory"));
-    EXPECT_THAT(Obstacle(Scratch("pipe")), HasSubstr("holds no volume id"));
+    EXPECT_THAT(Obstacle(Scratch("pipe")), HasSubstr("expected a regular file"));
 }
 
 TEST_F(VolumeTest, CantBeToldOfARelativePath) {

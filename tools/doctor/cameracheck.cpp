@@ -23,9 +23,14 @@ std::string BindCommand(const CameraRow& camera) {
 
 Check CheckIdentity(const CameraRow& camera, const std::string& name) {
     const std::optional<CameraIdentity> found = recorder::CameraIdentityIn(camera.storagePath);
+    const std::string without = name + ": " + camera.storagePath + " holds no camera's identity";
+    if (!found && camera.uuid) {
+        return Problem(kSubject, without + ", so no run works on it",
+                       "mount its disk; only where the file itself was lost, " +
+                           BindCommand(camera) + " writes it anew");
+    }
     if (!found) {
-        return Warning(kSubject, name + ": " + camera.storagePath + " holds no camera's identity",
-                       BindCommand(camera));
+        return Warning(kSubject, without, BindCommand(camera));
     }
     if (found->id != camera.id || (camera.uuid && found->uuid != *camera.uuid)) {
         return Problem(kSubject,

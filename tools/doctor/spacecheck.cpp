@@ -24,7 +24,7 @@ constexpr unsigned long kFewPercent = 5;
 std::string PlaceOf(const recorder::CameraRow& camera) {
     try {
         const std::optional<recorder::Volume> volume = recorder::VolumeOf(camera.storagePath);
-        return volume ? volume->root : camera.storagePath;
+        return volume && volume->sharesMount ? volume->root : camera.storagePath;
     } catch (const recorder::Error&) {
         return camera.storagePath;
     }

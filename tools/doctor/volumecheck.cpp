@@ -18,13 +18,21 @@ std::string CamerasOf(const VolumeEntry& volume) {
     return (volume.cameraIds.size() == 1 ? "camera " : "cameras ") + text;
 }
 
+std::string BindCommands(const VolumeEntry& volume) {
+    std::string commands;
+    for (const int id : volume.cameraIds) {
+        commands +=
+            (commands.empty() ? "" : "; ") + ("krctl camera bind --id " + std::to_string(id));
+    }
+    return commands;
+}
+
 Check CheckUnbound(const VolumeEntry& volume) {
     const std::string message =
-        CamerasOf(volume) + ": bound to no volume, so a disk that isn't mounted costs their rows";
-    std::string bind;
-    for (const int id : volume.cameraIds) {
-        bind += (bind.empty() ? "" : "; ") + ("krctl camera bind --id " + std::to_string(id));
-    }
+        CamerasOf(volume) + ": bound to no volume, " +
+        (volume.hasOwnIdentity ? "so only the identity in their own folders protects their rows"
+                               : "so a disk that isn't mounted costs their rows");
+    const std::string bind = BindCommands(volume);
     return Warning(kSubject, message,
                    volume.root ? bind : "krctl volume init with the disk's root folder; " + bind);
 }
@@ -34,8 +42,14 @@ Check CheckVolume(const VolumeEntry& volume) {
     switch (volume.state) {
     case VolumeState::Mounted:
         return Ok(kSubject, id + " is in " + volume.root.value_or(""));
+    case VolumeState::OtherMount:
+        return Warning(kSubject, id + " of " + CamerasOf(volume) + ": " + volume.remark,
+                       "krctl volume init with the root folder of what is mounted there, then " +
+                           BindCommands(volume));
     case VolumeState::Missing:
-        return Problem(kSubject, id + " of " + CamerasOf(volume) + " is not mounted there",
+        return Problem(kSubject,
+                       id + " of " + CamerasOf(volume) + " is not mounted there" +
+                           (volume.remark.empty() ? "" : ": " + volume.remark),
                        "mount it; where it is mounted elsewhere now, krctl camera adopt DIR");
     case VolumeState::Foreign:
         return Problem(kSubject,

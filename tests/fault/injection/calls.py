@@ -21,7 +21,7 @@ CALLS = {
     "fdatasync": ("fdatasync",),
     "rename": ("rename", "renameat", "renameat2"),
     "unlink": ("unlink", "unlinkat"),
-    "rmdir": ("rmdir",),
+    "rmdir": ("rmdir", "unlinkat"),
     "mkdir": ("mkdir", "mkdirat"),
     "sendto": ("sendto",),
     "recvfrom": ("recvfrom",),
@@ -107,3 +107,11 @@ def _lines(trace_file):
 
 def name_of(line):
     return TRACED.match(line)[1]
+
+
+def family_of(line):
+    """Which of CALLS the line of a call belongs to."""
+    name = name_of(line)
+    if name == "unlinkat":
+        return "rmdir" if "AT_REMOVEDIR" in line else "unlink"
+    return next(call for call, names in CALLS.items() if name in names)

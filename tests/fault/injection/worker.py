@@ -19,8 +19,7 @@ def plan(recorder, trace_file):
     """Where an undisturbed run makes the calls: each one's name, which of that name it is, and
     whether it is one of the start-up, before the tool reads its settings."""
     recorder.restore()
-    names = [name for family in calls.CALLS.values() for name in family]
-    family_of = {name: call for call in recorder.tried for name in calls.CALLS[call]}
+    names = sorted({name for family in calls.CALLS.values() for name in family})
     points, counts, startup = {call: [] for call in recorder.tried}, {}, True
     for line in calls.trace(recorder.krindexer, names, trace_file):
         name = calls.name_of(line)
@@ -28,8 +27,8 @@ def plan(recorder, trace_file):
         startup = startup and SETTINGS_FOLDER not in line  # whose owner is looked at first
         if startup and os.fsdecode(PACKAGE_ROOT) in line:
             raise RuntimeError(f"the recorder is touched before the settings are read: {line}")
-        if name in family_of:
-            points[family_of[name]].append({"name": name, "nth": counts[name], "startup": startup})
+        if calls.family_of(line) in points:
+            points[calls.family_of(line)].append({"name": name, "nth": counts[name], "startup": startup})
     return points
 
 
