@@ -24,8 +24,9 @@ def plan(recorder, trace_file):
     for line in calls.trace(recorder.krindexer, names, trace_file):
         name = calls.name_of(line)
         counts[name] = counts.get(name, 0) + 1
-        startup = startup and SETTINGS_FOLDER not in line  # whose owner is looked at first
-        if startup and os.fsdecode(PACKAGE_ROOT) in line:
+        # What leads to the settings is looked at first, folder by folder.
+        startup = startup and SETTINGS_FOLDER not in line
+        if startup and os.fsdecode(PACKAGE_ROOT) + "/" in line:
             raise RuntimeError(f"the recorder is touched before the settings are read: {line}")
         if calls.family_of(line) in points:
             points[calls.family_of(line)].append({"name": name, "nth": counts[name], "startup": startup})
