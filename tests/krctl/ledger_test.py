@@ -1,0 +1,372 @@
+"""What the ledger keeps, and under which number: whatever the clock shows, whichever database is
+lost or restored."""
+
+import os
+import pathlib
+import shutil
+import subprocess
+import time
+
+import server
+from runner.postgresql import Postgresql
+from support import process
+from support.case import KrctlTest
+from support.recorder import Recorder
+
+YEAR_S = 365 * 86400
+TO_1970_S = -int(time.time()) + 86400
+KEEP_S = 90 * 86400
+
+
+class Sqlite:
+    """Rows of the recorder, whatever its engine; copies of its databases."""
+
+    databases = ("system", "recording", "snapshot")
+
+    def __init__(self, recorder):
+        self.recorder = recorder
+
+    def rows(self, database, sql):
+        return [[str(cell) for cell in row]
+                for row in self.recorder.query(f"{database}.db", sql)]
+
+    def do(self, database, sql):
+        self.recorder.query(f"{database}.db", sql)
+
+    def _files(self, database):
+        folder = self.recorder.path("var/db")
+        return [os.path.join(folder, name) for name in os.listdir(folder)
+                if name.startswith(f"{database}.db")]
+
+    def copy(self, database):
+        return {path: pathlib.Path(path).read_bytes() for path in self._files(database)}
+
+    def restore(self, database, copy):
+        self.lose(database)
+        for path, content in copy.items():
+            with open(path, "wb") as file:
+                file.write(content)
+
+    def lose(self, database):
+        for path in self._files(database):
+            os.remove(path)
+
+
+class OnPostgresql:
+    """One database holds all tables: they are lost and restored together."""
+
+    databases = ("recorder",)
+
+    def __init__(self, test):
+        self.server = test.enterContext(server.Server())
+        self.engine = Postgresql(self.server.dsn, "kestora")
+
+    def rows(self, _database, sql):
+        return [line.split("|") for line in
+                self.server.psql("SET search_path TO kestora", sql).splitlines()]
+
+    def do(self, _database, sql):
+        self.engine.run(sql + ";")
+
+    def copy(self, _database):
+        return subprocess.run(
+            [os.path.join(server.bin_dir(), "pg_dump"), "-d", self.server.dsn, "--schema",
+             "kestora"], env=server.without_pg_variables(), stdout=subprocess.PIPE,
+            check=True).stdout
+
+    def restore(self, database, copy):
+        self.lose(database)
+        subprocess.run([os.path.join(server.bin_dir(), "psql"), "-q", "-d", self.server.dsn, "-v",
+                        "ON_ERROR_STOP=1"], env=server.without_pg_variables(), input=copy,
+                       stdout=subprocess.DEVNULL, check=True)
+
+    def lose(self, _database):
+        self.server.psql("DROP SCHEMA kestora CASCADE")
+
+
+class LedgerTest(KrctlTest):
+    def setUp(self):
+        super().setUp()
+        self.engine = self.new_engine()
+        self.recorder.volume()
+        self.recorder.camera(1)
+
+    def new_engine(self):
+        return Sqlite(self.recorder)
+
+    def add_rows(self):
+        """Rows without files, one in each database."""
+        self.rows_added = getattr(self, "rows_added", 0) + 1
+        name = f"gone{self.rows_added}"
+        for database, sql in (
+                ("recording", f"INSERT INTO event (camera_id, path) VALUES (1, '{name}')"),
+                ("snapshot", f"INSERT INTO snapshot (filename) VALUES ('{name}')"),
+                ("system", f"INSERT INTO emap (filename) VALUES ('{name}')")):
+            self.engine.do(database, sql)
+        return name
+
+    def run_tool(self, *jobs, shift_s=0):
+        """The tool at a clock that is wrong by so much."""
+        environment = {**os.environ, "LD_PRELOAD": self.clockfake(), "CLOCKFAKE_S": str(shift_s)}
+        outcome = self.recorder.run("krindexer", *(jobs or ("-r", "-1", "-s", "-e")),
+                                    env=environment)
+        self.assertEqual(outcome.status, 0, outcome)
+
+    @classmethod
+    def clockfake(cls):
+        return os.path.join(Recorder.bin_dir, "../lib/clockfake.so")
+
+    def removal(self, **options):
+        """A run that removes one row of each kind; its number."""
+        self.add_rows()
+        self.run_tool(**options)
+        return self.newest_run()
+
+    def newest_run(self):
+        (number,), = self.engine.rows("system", "SELECT max(id) FROM run")
+        return int(number)
+
+    def kept(self, database="recording"):
+        kind = {"recording": "event", "snapshot": "snapshot", "system": "emap"}[database]
+        return [int(run) for (run,) in self.engine.rows(
+            database, f"SELECT run FROM removed WHERE kind = '{kind}' ORDER BY id")]
+
+    def all_kept(self):
+        return [self.kept(database) for database in ("recording", "snapshot", "system")]
+
+    def assert_no_number_twice(self):
+        """Each run that removed something has a number of its own."""
+        for kept in self.all_kept():
+            self.assertEqual(len(set(kept)), len(kept), self.all_kept())
+
+    def lose(self, database):
+        self.engine.lose(database)
+        self.krctl("init")
+        if not self.engine.rows("system", "SELECT id FROM camera"):
+            self.recorder.do("krctl", "camera", "adopt", self.recorder.inside("volume1"))
+
+
+class Clock(LedgerTest):
+    def test_of_1970_and_of_later_years_empties_no_ledger(self):
+        self.assertEqual(self.removal(shift_s=TO_1970_S), 1)
+        self.removal()
+        self.removal(shift_s=30 * YEAR_S)
+        for shift_s in (TO_1970_S, 30 * YEAR_S, 0, 60 * YEAR_S, TO_1970_S, 0):
+            self.run_tool(shift_s=shift_s)
+        self.assertEqual(self.all_kept(), [[1, 2, 3]] * 3)
+        parts = self.engine.rows("system", "SELECT count(DISTINCT run) FROM run_part")
+        self.assertEqual(parts, [["9"]])
+
+    def test_is_the_programs_own(self):
+        """Otherwise the test above would show nothing."""
+        self.run_tool(shift_s=30 * YEAR_S)
+        (start,), = self.engine.rows("system", "SELECT start_tm FROM run")
+        self.assertGreater(int(start), time.time() + 29 * YEAR_S)
+
+    def test_that_was_ahead_once_stops_no_expiry(self):
+        self.removal(shift_s=30 * YEAR_S)
+        self.let_pass(KEEP_S)
+        self.run_tool()
+        self.assertEqual(self.all_kept(), [[], [], []])
+
+    def test_is_not_what_a_healthy_recorder_expires_by(self):
+        self.removal()
+        for _ in range(3):
+            self.let_pass(KEEP_S / 3)
+            self.assertEqual(self.all_kept(), [[1], [1], [1]])
+            self.run_tool()
+        self.assertEqual(self.all_kept(), [[], [], []])
+
+    def let_pass(self, seconds):
+        """Time of this boot, which only the kernel's own count can't be made to show."""
+        for database in self.engine.databases:
+            self.engine.do(database, f"UPDATE ledger_age SET uptime_s = uptime_s - {seconds:.0f}")
+
+
+class Numbers(LedgerTest):
+    def after_loss(self, database):
+        self.removal()
+        self.removal()
+        self.run_tool("-e")  # changes nothing
+        before = self.newest_run()
+        self.lose(database)
+        self.assertGreater(self.removal(), before)
+        self.assertGreater(self.removal(), before + 1)
+        self.assert_no_number_twice()
+
+    def test_go_on_after_the_loss_of_any_database(self):
+        for database in self.engine.databases:
+            with self.subTest(database):
+                self.after_loss(database)
+
+    def test_go_on_after_any_database_was_restored(self):
+        for database in self.engine.databases:
+            with self.subTest(database):
+                self.removal()
+                copy = self.engine.copy(database)
+                self.removal()
+                self.run_tool("-e")
+                before = self.newest_run()
+                self.engine.restore(database, copy)
+                self.assertGreater(self.removal(), before)
+                self.assert_no_number_twice()
+
+    def test_are_not_used_twice_by_two_runs_at_once(self):
+        runs = [self.started("krindexer", "-o", "-e") for _ in range(8)]
+        for run in runs:
+            self.assertEqual(run.wait(process.DEADLINE_S), 0)
+        self.assertEqual(self.engine.rows("system", "SELECT count(DISTINCT id) FROM run"), [["8"]])
+
+    def test_of_a_restored_recorder_are_not_those_of_its_newer_messages(self):
+        """By its id a receiver drops a message that it has had."""
+        ids = []
+        for database in self.engine.databases:
+            copy = self.engine.copy(database)
+            for _ in range(2):
+                self.run_tool("-a", "1")
+                ids += self.outbox()
+            self.engine.restore(database, copy)
+            self.run_tool("-a", "1")
+            self.assertGreater(min(self.outbox()[-1:]), max(ids))
+            ids += self.outbox()
+            self.lose(database)
+            self.run_tool("-a", "1")
+            self.assertGreater(min(self.outbox()), max(ids) if database in (
+                "recording", "recorder") else 0)
+            ids += self.outbox()
+
+    def outbox(self):
+        return [int(number) for (number,) in
+                self.engine.rows("recording", "SELECT id FROM outbox ORDER BY id")]
+
+
+class LostNote(LedgerTest):
+    def test_go_on_where_the_note_of_them_is_lost_too(self):
+        for others in (("system",), ("system", "recording"), ("system", "snapshot")):
+            with self.subTest(others):
+                self.removal()
+                before = self.newest_run()
+                os.remove(self.recorder.path("var/db/numbers"))
+                for database in others:
+                    self.lose(database)
+                self.assertGreater(self.removal(), before)
+                self.assert_no_number_twice()
+
+    def test_go_on_where_the_note_was_restored_with_the_runs(self):
+        note = self.recorder.path("var/db/numbers")
+        self.removal()
+        shutil.copy(note, note + ".old")
+        copy = self.engine.copy("system")
+        for _ in range(3):
+            self.add_rows()
+            self.run_tool("-r", "-1", "-s")
+        before = self.newest_run()
+        self.engine.restore("system", copy)
+        os.replace(note + ".old", note)
+        self.add_rows()
+        self.run_tool("-r", "-1", "-s")
+        self.assertGreater(self.newest_run(), before)
+        self.assert_no_number_twice()
+        self.assertNotIn("error", "".join(self.recorder.log()[-6:]))
+
+    def test_are_given_where_a_database_cannot_be_read(self):
+        self.removal()
+        with open(self.recorder.path("var/db/recording.db"), "r+b") as file:
+            file.write(b"?" * 4096)
+        self.run_tool("-e")
+        self.assertEqual(self.newest_run(), 2)
+
+
+class ClockOnPostgresql(Clock):
+    def new_engine(self):
+        return self.postgresql
+
+    def new_recorder(self, root):
+        self.postgresql = OnPostgresql(self)
+        os.mkdir(root)
+        return Recorder(root, [f'dsn = "{self.postgresql.server.dsn}"'])
+
+
+class NumbersOnPostgresql(Numbers):
+    new_engine = ClockOnPostgresql.new_engine
+    new_recorder = ClockOnPostgresql.new_recorder
+
+
+class Failures(LedgerTest):
+    """What fails around a run is on its record."""
+
+    def newest(self):
+        return self.krctl("runs", "--json").json()["runs"][0]
+
+    def test_to_record_its_beginning_are_the_runs(self):
+        self.recorder.settings("[database]\nlock_timeout_ms = 2000")
+        holder = self.holder("system")
+        run = self.started("krindexer", "-o", "-e")
+        process.until(lambda: any("[error]" in line for line in self.recorder.log()),
+                      "nothing failed")
+        holder.stdin.write(b"ROLLBACK;\n.quit\n")
+        holder.stdin.flush()
+        holder.wait(process.DEADLINE_S)
+        self.assertEqual(run.wait(process.DEADLINE_S), 0)
+        self.assertGreaterEqual(self.newest()["failures"], 1)
+        self.assertIsNotNone(self.newest()["end"])
+
+    def holder(self, database):
+        """Another writer at work on a database."""
+        holder = subprocess.Popen(
+            [*process.WITH_TEST, "sqlite3", self.recorder.path(f"var/db/{database}.db")],
+            stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+        self.addCleanup(process.end, holder)
+        self.addCleanup(holder.stdin.close)
+        holder.stdin.write(b"BEGIN IMMEDIATE;\nSELECT 'held';\n")
+        holder.stdin.flush()
+        self.assertEqual(holder.stdout.readline(), b"held\n")
+        return holder
+
+    def test_to_record_its_end_are_the_commands(self):
+        self.engine.do("system", "CREATE TRIGGER refuse BEFORE UPDATE OF end_tm ON run "
+                                 "BEGIN SELECT RAISE(ABORT, 'refused by the test'); END")
+        outcome = self.krctl("run", "-e", status=1)
+        self.assertIn("the end of the run could not be recorded", outcome.err)
+        self.assertIn("not ended", outcome.out)
+
+    def test_that_come_after_its_end_are_the_runs(self):
+        name = self.recorder.recording("volume1/cam1")
+        self.engine.do("recording", "INSERT INTO event (id, camera_id, path) VALUES (1, 1, '" +
+                       name.removeprefix("volume1/cam1/") + "')")
+        self.engine.do("recording", "INSERT INTO untold (id, camera_id) VALUES (1, 1)")
+        self.engine.do("recording", "CREATE TRIGGER refuse BEFORE INSERT ON outbox "
+                                    "BEGIN SELECT RAISE(ABORT, 'refused by the test'); END")
+        self.assertIn("1 failure", self.krctl("run", "-r", "-1", status=1).out)
+        self.assertEqual(self.newest()["failures"], 1)
+
+    def test_to_record_a_part_are_made_good_when_the_run_ends(self):
+        self.engine.do("system", "CREATE TRIGGER refuse BEFORE INSERT ON run_part WHEN NOT EXISTS "
+                                 "(SELECT 1 FROM task WHERE done = 1) "
+                                 "BEGIN SELECT RAISE(ABORT, 'refused by the test'); END")
+        self.krctl("run", status=1)
+        (kinds,), = self.engine.rows("system", "SELECT count(DISTINCT kind) FROM run_part")
+        self.assertEqual(kinds, "4")
+        self.assertGreaterEqual(self.newest()["failures"], 1)
+
+
+class Undo(LedgerTest):
+    def test_of_rows_whose_ids_are_taken_says_so(self):
+        self.removal()
+        self.engine.do("recording", "INSERT INTO event (id, camera_id, path) VALUES (1, 1, 'b')")
+        outcome = self.krctl("undo", "1", "--json", status=1)
+        self.assert_matches_schema(outcome.json(), "undo")
+        self.assertEqual(outcome.json()["kinds"][0], {
+            "kind": "event", "restored": 0, "not_restored": [
+                {"row": 1, "camera": 1, "file": "gone1", "reason": "another row has its id"}]})
+        outcome = self.krctl("undo", "1", status=1)
+        self.assertEqual(outcome.out.splitlines(), [
+            "event: 0 restored, 1 not restored",
+            "not restored: event row 1, gone1 of camera 1: another row has its id"])
+        self.assertEqual(self.kept(), [1])
+        self.engine.do("recording", "DELETE FROM event")
+        self.assertEqual(self.krctl("undo", "1").out, "event: 1 restored\n")
+        self.assertEqual(self.krctl("undo", "1").out,
+                         "the ledger holds no matching rows of run 1\n")
+
+
