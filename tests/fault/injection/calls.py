@@ -29,7 +29,8 @@ CALLS = {
 
 KILL = "SIGKILL"
 INTERRUPTED = "EINTR"
-ERRORS = ("EIO", "ENOSPC", INTERRUPTED, "EMFILE")
+FOR_GOOD = "+"  # that call and every later one of its name fails
+ERRORS = ("EIO", "ENOSPC", INTERRUPTED, "EMFILE", "EIO" + FOR_GOOD)
 FAULTS = (KILL, *ERRORS)
 
 # Only a tool that hangs makes a point wait as long: nothing is decided by how long something takes.
@@ -74,9 +75,10 @@ def trace(command, names, trace_file):
 
 def inject(command, point, trace_file, then=None):
     """Runs a command with one fault, and does something once a call has failed; its status and the
-    line of the call that it hit."""
+    lines of the calls that it hit, one where it isn't for good."""
     name, at, fault = point["name"], point["nth"], point["fault"]
-    how = f"signal={fault}" if fault == KILL else f"error={fault}"
+    when = f"{at}{FOR_GOOD}" if fault.endswith(FOR_GOOD) else at
+    how = f"signal={fault}" if fault == KILL else f"error={fault.removesuffix(FOR_GOOD)}"
     with open(trace_file, "wb"):
         pass  # what failed at another point is forgotten
 
@@ -87,12 +89,12 @@ def inject(command, point, trace_file, then=None):
         return failed
 
     status = run_program([*STRACE, "-o", trace_file, "-e", f"trace={name}",
-                          "-e", f"inject={name}:{how}:when={at}", *command],
+                          "-e", f"inject={name}:{how}:when={when}", *command],
                          meanwhile=follow if then else None)
     lines = _lines(trace_file)
     if fault == KILL:
-        return status, lines[-1] if status == -signal.SIGKILL and len(lines) == at else None
-    return status, next((line for line in lines if line.endswith(INJECTED)), None)
+        return status, lines[-1:] if status == -signal.SIGKILL and len(lines) == at else []
+    return status, [line for line in lines if line.endswith(INJECTED)]
 
 
 def _has_failed(trace_file):

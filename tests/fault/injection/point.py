@@ -34,14 +34,14 @@ def try_point(recorder, undisturbed, point, trace_file):
     recorder.restore()
     result = {"problems": [], "rules": []}
     try:
-        status, call = calls.inject(recorder.krindexer, point, trace_file,
+        status, failed = calls.inject(recorder.krindexer, point, trace_file,
                                     recorder.what_follows(point))
     except calls.Hung as hung:
         return {**result, "problems": [f"the faulty run: {hung}"]}
-    if call is None:
+    if not failed:
         return {**result, "problems": [f"the call was not reached (status {status})"]}
     result["problems"] += _status_problems(point, status)
-    excuses = "" if point["fault"] == calls.KILL else call
+    excuses = [] if point["fault"] == calls.KILL else failed
     log = recorder.log() if excuses else ""
     vanished = _vanished(undisturbed, recorder.rows())
     result["problems"] += [f"the faulty run lost a row of {table} whose file is there: {text}"
