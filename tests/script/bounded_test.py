@@ -17,8 +17,9 @@ LEAVE_BEHIND = """
 mkdir "$TMPDIR/closed"
 : >"$TMPDIR/closed/file"
 chmod 0 "$TMPDIR/closed"
-setsid --fork sh -c 'trap "" TERM; echo $$; exec sleep 1000' &
-wait
+setsid --fork sh -c 'trap "" TERM; echo $$ >"$TMPDIR/number"; exec sleep 1000'
+until [ -s "$TMPDIR/number" ]; do sleep 0.01; done
+cat "$TMPDIR/number"
 """
 
 
@@ -50,14 +51,14 @@ class BoundedTest(unittest.TestCase):
         self.assert_nothing_is_left(number)
 
     def test_nothing_is_left_of_a_command_whose_time_was_up(self):
-        process = self.start(1, LEAVE_BEHIND + "sleep 1000")
+        process = self.start(1, LEAVE_BEHIND + "exec sleep 1000")
         number = int(process.stdout.readline())
         self.assertEqual(process.wait(DEADLINE_S), TIME_IS_UP)
         self.assertIn("not done after 1.0 s", process.stdout.read())
         self.assert_nothing_is_left(number)
 
     def test_nothing_is_left_where_it_is_stopped_itself(self):
-        process = self.start(DEADLINE_S, LEAVE_BEHIND + "sleep 1000")
+        process = self.start(DEADLINE_S, LEAVE_BEHIND + "exec sleep 1000")
         number = int(process.stdout.readline())
         deadline = time.monotonic() + DEADLINE_S
         process.send_signal(signal.SIGTERM)
