@@ -71,5 +71,6 @@ void ChildProcess::PassOnSignal() {
     if (read(m_signals.Get(), &info, sizeof info) == sizeof info) {
         m_wasAsked = true;
         kill(m_id, SIGTERM);
+        kill(m_id, SIGCONT); // one that was stopped would not heed it
     }
 }

@@ -6,6 +6,7 @@
 #include "recorder/support/uniquefd.h"
 
 #include <array>
+#include <csignal>
 #include <string>
 #include <vector>
 
@@ -16,7 +17,7 @@ namespace {
 
 constexpr std::size_t kReadAtOnce = 65536;
 
-// A planner at work. However this ends, it is waited for: without a reader it ends by itself.
+// A planner at work. However this ends, it ends with it.
 class Planner {
 public:
     explicit Planner(const std::vector<std::string>& arguments) {
@@ -33,6 +34,7 @@ public:
     ~Planner() {
         m_notes.Reset();
         if (m_id != 0) {
+            kill(m_id, SIGKILL); // it may be stopped, and leaves nothing behind
             recorder::Uninterrupted([&] { return waitpid(m_id, nullptr, 0); });
         }
     }

@@ -49,10 +49,29 @@ recorder::RunTotals TotalsSoFar(long run) {
     }
 }
 
-void Watch(ChildProcess& child, ProgressDisplay& display, const RunShares& shares) {
+// Whether the child's run is on record as over. The child may still publish then.
+bool IsOver(const ChildProcess& child, std::optional<long> newestBefore) {
+    try {
+        const std::optional<recorder::RunRecord> run =
+            newestBefore ? recorder::NewestRunOf(child.Id(), *newestBefore) : std::nullopt;
+        return run && run->endTm;
+    } catch (const std::exception&) {
+        return false; // it will be seen when the child ends
+    }
+}
+
+// Returns whether the child has ended; otherwise its run is over, and it publishes.
+bool Watch(ChildProcess& child, ProgressDisplay& display, const RunShares& shares,
+           std::optional<long> newestBefore) {
     using Clock = std::chrono::steady_clock;
     const Clock::time_point start = Clock::now();
+    bool isOver = false;
     while (!child.EndsWithin(kLookEvery)) {
+        if (isOver) {
+            display.End();
+            return false;
+        }
+        isOver = IsOver(child, newestBefore);
         if (const std::optional<recorder::LiveRun> live = LiveRunOf(child)) {
             const std::chrono::duration<double> elapsed = Clock::now() - start;
             display.Show(
@@ -60,6 +79,7 @@ void Watch(ChildProcess& child, ProgressDisplay& display, const RunShares& share
         }
     }
     display.End();
+    return true;
 }
 
 // The number of the newest run; nothing when it can't be read.
@@ -130,6 +150,34 @@ std::optional<std::vector<recorder::CameraRow>> CamerasIfReadable() {
     }
 }
 
+// The run is over, and its outcome is there to be read.
+void AwaitPublication(ChildProcess& child, std::optional<long> newestBefore, bool asJson) {
+    if (const std::optional<RunView> run = RunOf(child, newestBefore)) {
+        TellRun(*run, asJson);
+    }
+    std::fflush(stdout);
+    std::fprintf(stderr, "krctl: the run has ended; publishing notifications\n");
+    while (!child.EndsWithin(kLookEvery)) {
+    }
+}
+
+void FailIfStopped(const ChildProcess& child, bool whileAtWork) {
+    if (child.WasStopped()) {
+        std::fprintf(stderr,
+                     whileAtWork
+                         ? "krctl: stopped; what was written stays, the next run completes the "
+                           "work\n"
+                         : "krctl: stopped; notifications that are left remain queued\n");
+        throw CLI::RuntimeError(kExitStopped);
+    }
+    if (!child.Status()) {
+        throw recorder::Error(whileAtWork
+                                  ? "krindexer was killed; the next run completes its work"
+                                  : "krindexer was killed; notifications that are left remain "
+                                    "queued");
+    }
+}
+
 void Run(const JobOptions& jobs, bool asJson) {
     DemandOneCamera(jobs);
     const std::optional<std::vector<recorder::CameraRow>> cameras = CamerasIfReadable();
@@ -141,23 +189,19 @@ void Run(const JobOptions& jobs, bool asJson) {
     const std::optional<long> newestBefore = NewestNumber();
     ChildProcess child(krindexer, ArgumentsOf(jobs));
     ProgressDisplay display(!asJson);
-    Watch(child, display, shares);
+    const bool hasEnded = Watch(child, display, shares, newestBefore);
+    if (!hasEnded) {
+        AwaitPublication(child, newestBefore, asJson);
+    }
 
     if (child.Status() && *child.Status() != 0) {
         FailFor(*child.Status());
     }
     const std::optional<RunView> run = RunOf(child, newestBefore);
-    if (run) {
+    if (run && hasEnded) {
         TellRun(*run, asJson);
     }
-    if (child.WasStopped()) {
-        std::fprintf(stderr, "krctl: stopped; what was written stays, the next run completes the "
-                             "work\n");
-        throw CLI::RuntimeError(kExitStopped);
-    }
-    if (!child.Status()) {
-        throw recorder::Error("krindexer was killed; the next run completes its work");
-    }
+    FailIfStopped(child, hasEnded);
     if (!run) {
         throw recorder::Error(std::string("the run left no record; the log says why: ") +
                               recorder::kLogFile);

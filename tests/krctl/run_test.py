@@ -301,6 +301,17 @@ class Stopping(RunTest):
         release()
         self.assert_was_stopped(running.returncode, err)
 
+    def test_a_signal_ends_a_run_that_was_stopped(self):
+        release = self.hold_up()
+        running = self.started("krctl", "run", "-r", "1", stdout=subprocess.PIPE,
+                               stderr=subprocess.PIPE)
+        pid = process.until(lambda: self.parent_of_run(), "no run began")
+        os.kill(self.recorder.krctl("status", "--json").json()["running"]["pid"], signal.SIGSTOP)
+        os.kill(pid, signal.SIGTERM)
+        _, err = running.communicate(timeout=process.DEADLINE_S)
+        release()
+        self.assert_was_stopped(running.returncode, err)
+
     def parent_of_run(self):
         """The process of krctl: what runs it in the sandbox is another."""
         live = self.recorder.krctl("status", "--json").json()["running"]

@@ -7,10 +7,11 @@ import os
 import re
 import signal
 import socket
+import subprocess
 
 from support import process, scriptedbroker
 from support.case import TIMEOUT_MS, MqttTest
-from support.recorder import wait
+from support.recorder import SANDBOX, wait
 from support.scriptedbroker import ScriptedBroker
 
 BACKLOG = 500
@@ -202,6 +203,54 @@ class Messages(SlownessTest):
         self.assert_due(1, 2, 3)
         self.assert_no_complaint(self.reindex("-e"))
         self.assert_delivered(broker.messages(), 1, 2, 3)
+
+
+class Operator(SlownessTest):
+    def krctl_run(self):
+        run = process.start([SANDBOX, self.recorder.root,
+                             os.path.join(self.recorder.bin_dir, "krctl"), "run", "-r", "-1"],
+                            stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+        self.addCleanup(process.end, run)
+        self.addCleanup(run.stdout.close)
+        self.addCleanup(run.stderr.close)
+        return run
+
+    def test_sees_the_outcome_while_messages_are_published_and_can_stop_that(self):
+        self.scripted(scriptedbroker.never_acknowledges, timeout_ms=NEVER_MS)
+
+        run = self.krctl_run()
+
+        self.assertEqual(run.stderr.readline(),
+                         "krctl: the run has ended; publishing notifications\n")
+        shown = ""
+        while "run 1: " not in shown:
+            shown += run.stdout.readline()
+        with open(f"/proc/{self.recorder.worker()}/status", encoding="utf-8") as file:
+            krctl = int(re.search(r"PPid:\s+(\d+)", file.read())[1])
+        os.kill(krctl, signal.SIGTERM)
+        rest, said = run.communicate(timeout=process.DEADLINE_S)
+        self.assertEqual(run.returncode, 130)
+        self.assertNotIn("run 1: ", rest)
+        self.assertEqual(said, "krctl: stopped; notifications that are left remain queued\n")
+        self.assert_due(1, 2, 3)
+
+    def test_is_shown_this_run_though_another_one_began_meanwhile(self):
+        def runs_another_one(connection):
+            connection.let_in()
+            for message in connection.messages():
+                if message.payload["id"] == 1:
+                    self.assertEqual(self.recorder.reindex("-e")[0], 0)
+                connection.acknowledge(message)
+
+        self.scripted(runs_another_one, timeout_ms=NEVER_MS)
+
+        run = self.krctl_run()
+        shown, _ = run.communicate(timeout=process.DEADLINE_S)
+
+        self.assertEqual(run.returncode, 0)
+        self.assertIn("run 1: ", shown)
+        self.assertNotIn("run 2: ", shown)
+        self.assert_due()
 
 
 def _kill(process_id):
