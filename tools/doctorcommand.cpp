@@ -1,7 +1,7 @@
 #include "tools/doctorcommand.h"
 
-#include "recorder/support/error.h"
 #include "tools/doctor/checks.h"
+#include "tools/doctor/examine.h"
 #include "tools/json.h"
 #include "tools/terminal.h"
 
@@ -17,26 +17,20 @@
 
 namespace {
 
-struct Group {
-    const char* subject;
-    Checks (*check)();
-    bool needsSettings;
-};
-
 constexpr std::array kGroups{
-    Group{"settings", CheckSettings, false},
-    Group{"user", CheckUser, false},
-    Group{"log", CheckLog, false},
-    Group{"database", CheckDatabases, true},
-    Group{"modes", CheckModes, false},
-    Group{"space", CheckSpace, false},
-    Group{"modules", CheckModules, false},
-    Group{"camera", CheckCameras, true},
-    Group{"volume", CheckVolumes, true},
-    Group{"media", CheckMediaFolders, true},
-    Group{"run", CheckRun, true},
-    Group{"outbox", CheckOutbox, true},
-    Group{"broker", CheckBroker, true},
+    CheckGroup{"settings", CheckSettings, false},
+    CheckGroup{"user", CheckUser, false},
+    CheckGroup{"log", CheckLog, false},
+    CheckGroup{"database", CheckDatabases, true},
+    CheckGroup{"modes", CheckModes, false},
+    CheckGroup{"space", CheckSpace, false},
+    CheckGroup{"modules", CheckModules, false},
+    CheckGroup{"camera", CheckCameras, true},
+    CheckGroup{"volume", CheckVolumes, true},
+    CheckGroup{"media", CheckMediaFolders, true},
+    CheckGroup{"run", CheckRun, true},
+    CheckGroup{"outbox", CheckOutbox, true},
+    CheckGroup{"broker", CheckBroker, true},
 };
 
 std::size_t Count(const Checks& checks, Health health) {
@@ -44,30 +38,10 @@ std::size_t Count(const Checks& checks, Health health) {
         checks.begin(), checks.end(), [&](const Check& check) { return check.health == health; }));
 }
 
-// What the groups that come first found, on which others depend.
-struct Ground {
-    bool hasSettings = true;
-    bool hasDatabases = true;
-};
-
-// What keeps one group from being checked keeps no other. What has been told is not told again.
-Checks Examine(const Group& group, const Ground& ground) {
-    if (group.needsSettings && !ground.hasSettings) {
-        return {Warning(group.subject, "not checked while the settings are invalid", "")};
-    }
-    try {
-        return group.check();
-    } catch (const recorder::Error& error) {
-        return {ground.hasDatabases
-                    ? Problem(group.subject, std::string("can't be checked: ") + error.what(), "")
-                    : Warning(group.subject, "not checked while a database can't be used", "")};
-    }
-}
-
 Checks ExamineAll() {
     Checks all;
     Ground ground;
-    for (const Group& group : kGroups) {
+    for (const CheckGroup& group : kGroups) {
         const Checks checks = Examine(group, ground);
         const bool isSound = Count(checks, Health::Problem) == 0;
         ground.hasSettings = ground.hasSettings && (isSound || group.check != CheckSettings);
