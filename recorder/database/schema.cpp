@@ -11,6 +11,7 @@
 #include <array>
 #include <filesystem>
 #include <optional>
+#include <system_error>
 
 namespace recorder {
 
@@ -81,6 +82,14 @@ void BringUpToDate(Database& database, const std::vector<KRDB::DB_INSTANCE>& ins
     CheckSchemaVersion(database);
 }
 
+void MakeDatabaseFolder() {
+    std::error_code error;
+    std::filesystem::create_directories(kDatabaseDir, error);
+    if (error) {
+        throw Error(std::string("can't make the folder ") + kDatabaseDir + ": " + error.message());
+    }
+}
+
 } // namespace
 
 std::vector<KRDB::DB_INSTANCE> InstancesBeside(KRDB::DB_INSTANCE instance) {
@@ -122,7 +131,7 @@ void CheckSchemaVersion(Database& database) {
 
 void InitDatabases() {
     const DatabaseSettings& settings = GetSettings().database;
-    std::filesystem::create_directories(kDatabaseDir);
+    MakeDatabaseFolder();
     if (settings.postgres) {
         BringUpToDate(
             *OpenPostgres(*settings.postgres, settings.lockTimeoutMs, PostgresAccess::Create),

@@ -1,6 +1,7 @@
 #include "recorder/database/sqlite.h"
 
 #include "recorder/database/age.h"
+#include "recorder/database/sqlitefiles.h"
 #include "recorder/database/statements.h"
 #include "recorder/support/error.h"
 #include "recorder/utility/format.h"
@@ -130,6 +131,15 @@ const char* LookVfsBefore(const char* under, const char* name) {
     return name;
 }
 
+// Of the whole process, whatever the way to the disk.
+void MapWithSpaceOnly() {
+    [[maybe_unused]] static const int set = [] {
+        sqlite3_vfs* const usual = sqlite3_vfs_find(nullptr);
+        return usual->xSetSystemCall(usual, "mmap",
+                                     reinterpret_cast<sqlite3_syscall_ptr>(MapWithSpace));
+    }();
+}
+
 const char* VfsFor(SqliteLook how) {
     static const char* const usual = LookVfsBefore(nullptr, "kestora-look");
     static const char* const alone = LookVfsBefore("unix-none", "kestora-look-alone");
@@ -217,6 +227,8 @@ SqliteDatabase SqliteDatabase::OpenToLook(const std::string& path, SqliteLook ho
 SqliteDatabase::SqliteDatabase(const std::string& path, const std::string& target, int flags,
                                const char* vfs, int lockTimeoutMs)
     : m_name("database " + path), m_lockTimeoutMs(lockTimeoutMs) {
+    MapWithSpaceOnly();
+    RequireRegularFiles(path);
     sqlite3* handle = nullptr;
     const int error = sqlite3_open_v2(target.c_str(), &handle,
                                       flags | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE, vfs);

@@ -250,6 +250,24 @@ class Databases(DoctorTest):
                          f"{PACKAGE_ROOT}/var/db/system.db is not there", "krctl init")
         self.assert_line(checks, "camera", "warning", "not checked while a database can't be used")
 
+    def test_that_are_no_regular_files_are_named_and_not_waited_for(self):
+        database = f"{PACKAGE_ROOT}/var/db/system.db"
+        for suffix in ("-wal", "-shm", "-journal", ""):
+            path = self.recorder.path("var/db/system.db" + suffix)
+            if os.path.lexists(path):
+                os.unlink(path)
+            os.mkfifo(path)
+            name = database + suffix if suffix else "it"
+            message = f"database {database}: can't open it: {name} is no regular file"
+
+            self.assert_line(self.diagnosis(status=1), "database", "problem", message,
+                             "if it is damaged, restore it from a backup, or move it away, krctl "
+                             "init and krctl run")
+            for command, status in ((("plan", "-e"), 74), (("init",), 1), (("status",), 1)):
+                self.assertIn(message, self.krctl(*command, status=status).err)
+
+            os.unlink(path)
+
     def test_of_an_older_version_are_a_problem(self):
         self.recorder.query("snapshot.db", "PRAGMA user_version = 2")
 

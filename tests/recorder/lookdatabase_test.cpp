@@ -1,10 +1,15 @@
 #include "recorder/database/lookdatabase.h"
 #include "recorder/database/sqlite.h"
+#include "recorder/database/sqlitefiles.h"
 #include "recorder/support/error.h"
+#include "recorder/support/uniquefd.h"
 #include "tests/contract/support/files.h"
 #include "tests/contract/support/fixture.h"
 #include "tests/contract/support/process.h"
 
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -190,6 +195,41 @@ TEST_F(LookDatabaseTest, HasTheVersionOfItsTablesAndKeepsIt) {
     EXPECT_EQ(database.SchemaVersion(), 0);
     EXPECT_THROW(database.ApplySchema("", 1), recorder::Error);
     EXPECT_THROW(database.AttributeTo(1, {}), recorder::Error);
+}
+
+// SQLite would wait for a FIFO to be written.
+TEST_F(LookDatabaseTest, RefusesWhatIsNoRegularFile) {
+    for (const char* const suffix : {"", "-wal", "-shm", "-journal"}) {
+        const std::string path = Path() + suffix;
+        std::filesystem::remove(path);
+        ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+
+        EXPECT_THAT(FailureOf("SELECT 1;"), HasSubstr("is no regular file")) << suffix;
+        EXPECT_THROW((void)SqliteDatabase::Open(Path(), 0), recorder::Error) << suffix;
+        std::filesystem::remove(path);
+    }
+}
+
+TEST_F(LookDatabaseTest, GivesWhatIsMappedToBeWrittenItsSpaceOnTheDisk) {
+    constexpr size_t kLength = 65536;
+    const recorder::UniqueFd file(
+        open(Scratch("sparse").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+    ASSERT_EQ(ftruncate(file.Get(), kLength), 0);
+    const auto blocks = [&] {
+        struct stat64 st = {};
+        fstat64(file.Get(), &st);
+        return static_cast<size_t>(st.st_blocks) * 512;
+    };
+
+    void* const read =
+        recorder::MapWithSpace(nullptr, kLength, PROT_READ, MAP_SHARED, file.Get(), 0);
+    EXPECT_EQ(blocks(), 0U);
+    void* const written =
+        recorder::MapWithSpace(nullptr, kLength, PROT_READ | PROT_WRITE, MAP_SHARED, file.Get(), 0);
+
+    EXPECT_GE(blocks(), kLength);
+    EXPECT_EQ(munmap(read, kLength), 0);
+    EXPECT_EQ(munmap(written, kLength), 0);
 }
 
 } // namespace

@@ -45,8 +45,12 @@ std::string Damage(Database& database) {
     return answer == "ok" ? "" : answer;
 }
 
+bool IsNothingThere(const std::string& path) {
+    return recorder::FilePresence(path) == recorder::Presence::No && !MayUse(path, F_OK);
+}
+
 Check CheckFile(const std::string& path, KRDB::DB_INSTANCE instance) {
-    if (recorder::FilePresence(path) == recorder::Presence::No) {
+    if (IsNothingThere(path)) {
         return Problem(kSubject, path + " is not there", "krctl init");
     }
     if (!MayUse(path, R_OK | W_OK)) {
