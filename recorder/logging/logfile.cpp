@@ -72,7 +72,8 @@ void AppendToLogFile(const std::string& line) {
     }
 }
 
-void DemandTrustedLog() {
+void RequireLog() {
+    (void)GetSettings();
     if (!Distrust().empty()) {
         throw Error(Distrust());
     }

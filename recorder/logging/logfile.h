@@ -15,7 +15,10 @@ namespace recorder {
 // for them wherever their link leads.
 void AppendToLogFile(const std::string& line);
 
-// Throws Error when the log is such a one. The reason is then on stderr, once for the process.
-void DemandTrustedLog();
+// Throws Error when the log is such a one, whose reason is then on stderr, once for the process,
+// and when the settings are invalid. What can't be logged may not be done: every operation of the
+// platform that changes something asks first, as a run without registration is refused by nothing
+// else.
+void RequireLog();
 
 } // namespace recorder

@@ -1,6 +1,7 @@
 #include "recorder/notification/delivery.h"
 
 #include "recorder/database/idmarks.h"
+#include "recorder/logging/logfile.h"
 #include "recorder/logging/recorderlog.h"
 #include "recorder/notification/broker.h"
 #include "recorder/notification/message.h"
@@ -125,6 +126,7 @@ std::string WhatRemains() noexcept {
 } // namespace
 
 void Enqueue(const std::string& topic, const std::string& body, const std::string& told) {
+    RequireLog();
     PutWord(topic, body, BrokerInForce().has_value(), told);
 }
 

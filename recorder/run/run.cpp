@@ -5,6 +5,7 @@
 #include "recorder/database/quote.h"
 #include "recorder/database/schema.h"
 #include "recorder/logging/failures.h"
+#include "recorder/logging/logfile.h"
 #include "recorder/run/live.h"
 #include "recorder/run/runnumber.h"
 #include "recorder/settings/settings.h"
@@ -254,6 +255,7 @@ DBResult_tag ExecuteInRun(KRDB::DB_INSTANCE instance, const std::string& sql,
     if (options.readOnly) {
         return Execute(instance, sql, options);
     }
+    RequireLog();
     if (!ThisRun().hasBegun) {
         Begin(std::time(nullptr));
     }

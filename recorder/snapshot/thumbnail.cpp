@@ -1,5 +1,6 @@
 #include "platform/snapshot.h"
 #include "platform/utility.h"
+#include "recorder/logging/logfile.h"
 #include "recorder/module/module.h"
 #include "recorder/recording/bytesource.h"
 #include "recorder/snapshot/jpeg.h"
@@ -64,6 +65,7 @@ UniqueFd OpenThumbnailFolder(const std::string& path) {
 }
 
 void MakeThumbnail(const std::string& fullPath) {
+    RequireLog();
     static auto* const makeSmallJpeg = ModuleFunction<MakeSmallJpegFunction>(kThumbnailsModule);
     std::vector<uint8_t> thumbnail;
     makeSmallJpeg(ReadPicture(fullPath), kMaxThumbnailWidth, thumbnail);

@@ -32,6 +32,7 @@ struct Assignment {
 // Writes columns of the task's row, which is made where there is none yet. Nothing of it outlives
 // the machine that the run is on, so the disk isn't waited for.
 void UpdateTask(const std::vector<Assignment>& assignments) {
+    RequireLog();
     std::string columns = "name";
     std::string literals = "'reindex'";
     std::string updates;
@@ -45,6 +46,14 @@ void UpdateTask(const std::vector<Assignment>& assignments) {
             "INSERT INTO task (" + columns + ") VALUES (" + literals +
                 ") ON CONFLICT (name) DO UPDATE SET " + updates + ";",
             {.awaitDisk = false});
+}
+
+// Whether anything may be done at all.
+bool IsLogged() {
+    return AtEdge(false, [] {
+        RequireLog();
+        return true;
+    });
 }
 
 int Refuse(int reason, const std::string& message) {
@@ -71,8 +80,7 @@ namespace KRIndex {
 
 int RegTaskStart() {
     try {
-        (void)recorder::GetSettings();
-        recorder::DemandTrustedLog();
+        recorder::RequireLog();
     } catch (const std::exception& error) {
         return recorder::Refuse(EX_CONFIG, error.what());
     }
@@ -110,6 +118,9 @@ double GetTaskProgress() {
 }
 
 void RecordTaskStatusToConf(long startTime, int recordingCount, bool done) {
+    if (!recorder::IsLogged()) {
+        return;
+    }
     if (done) {
         recorder::EndRun();
     } else {

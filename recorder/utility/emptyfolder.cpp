@@ -1,4 +1,5 @@
 #include "platform/utility.h"
+#include "recorder/logging/logfile.h"
 #include "recorder/support/edge.h"
 #include "recorder/utility/openfolder.h"
 
@@ -6,11 +7,12 @@
 #include <unistd.h>
 
 int KRRm(const std::string& path) {
-    const std::string parent = GetDirPath(path);
-    if (parent.empty()) {
-        return rmdir(path.c_str());
-    }
     return recorder::AtEdge(-1, [&] {
+        recorder::RequireLog();
+        const std::string parent = GetDirPath(path);
+        if (parent.empty()) {
+            return rmdir(path.c_str());
+        }
         const recorder::UniqueFd folder = recorder::OpenFolder(parent, recorder::FolderUse::Enter);
         return unlinkat(folder.Get(), GetBaseName(path).c_str(), AT_REMOVEDIR);
     });
