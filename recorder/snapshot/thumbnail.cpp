@@ -43,20 +43,30 @@ std::vector<uint8_t> ReadPicture(const std::string& path) {
     return bytes;
 }
 
-UniqueFd OpenFolder(const std::string& path) {
-    return UniqueFd(Uninterrupted(
-        [&] { return open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC); }));
+UniqueFd OpenIn(const UniqueFd& pictures) {
+    return UniqueFd(Uninterrupted([&] {
+        return openat(pictures.Get(), kThumbnailDirName,
+                      O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    }));
 }
 
-// Opens the folder for thumbnails, which is made if it is missing; never through a link.
-UniqueFd OpenThumbnailFolder(const std::string& path) {
-    UniqueFd folder = OpenFolder(path);
+// Opens the folder for thumbnails of the pictures in a folder, which is made if it is missing;
+// never through a link.
+UniqueFd OpenThumbnailFolder(const std::string& picturesPath) {
+    const std::string path = picturesPath + "/" + kThumbnailDirName;
+    const UniqueFd pictures(Uninterrupted(
+        [&] { return open(picturesPath.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC); }));
+    if (!pictures.IsOpen()) {
+        throw SystemError("open folder " + picturesPath);
+    }
+    UniqueFd folder = OpenIn(pictures);
     if (!folder.IsOpen() && errno == ENOENT) {
-        if (Uninterrupted([&] { return mkdir(path.c_str(), kFolderMode); }) != 0 &&
+        if (Uninterrupted(
+                [&] { return mkdirat(pictures.Get(), kThumbnailDirName, kFolderMode); }) != 0 &&
             errno != EEXIST) {
             throw SystemError("make folder " + path);
         }
-        folder = OpenFolder(path);
+        folder = OpenIn(pictures);
     }
     if (!folder.IsOpen()) {
         throw SystemError("open folder " + path);
@@ -69,7 +79,7 @@ void MakeThumbnail(const std::string& fullPath) {
     static auto* const makeSmallJpeg = ModuleFunction<MakeSmallJpegFunction>(kThumbnailsModule);
     std::vector<uint8_t> thumbnail;
     makeSmallJpeg(ReadPicture(fullPath), kMaxThumbnailWidth, thumbnail);
-    const UniqueFd folder = OpenThumbnailFolder(GetDirPath(fullPath) + "/" + kThumbnailDirName);
+    const UniqueFd folder = OpenThumbnailFolder(GetDirPath(fullPath));
     WriteWholeFile(folder.Get(), GetBaseName(fullPath), thumbnail);
 }
 
