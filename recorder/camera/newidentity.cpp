@@ -6,8 +6,6 @@
 #include "recorder/utility/format.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace recorder {
 
@@ -15,16 +13,6 @@ namespace {
 
 // The name of a camera shows where people are recorded: not for everybody, as the recordings.
 constexpr mode_t kIdentityMode = 0640;
-
-// What root writes on the recorder's behalf is for the recorder's user to read. Where a file system
-// knows no owners it stays as it is.
-void LeaveToOwnerOf(int folder) {
-    struct stat64 st = {};
-    if (geteuid() != 0 || fstat64(folder, &st) != 0 ||
-        fchownat(folder, kCameraIdentityFileName, st.st_uid, st.st_gid, AT_SYMLINK_NOFOLLOW) != 0) {
-        return;
-    }
-}
 
 } // namespace
 
@@ -44,11 +32,11 @@ void WriteCameraIdentity(const std::string& folder, const CameraIdentity& identi
     }
     try {
         WriteNewFile(open.Get(), kCameraIdentityFileName,
-                     {reinterpret_cast<const uint8_t*>(text.data()), text.size()}, kIdentityMode);
+                     {reinterpret_cast<const uint8_t*>(text.data()), text.size()}, kIdentityMode,
+                     FileOwner::OfFolder); // for the recorder's user to read
     } catch (const Error& error) {
         throw Error("can't give " + folder + " an identity: " + error.what());
     }
-    LeaveToOwnerOf(open.Get());
 }
 
 } // namespace recorder

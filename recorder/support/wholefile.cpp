@@ -57,6 +57,15 @@ void WriteThen(int folder, std::span<const uint8_t> bytes,
     temporary.Keep();
 }
 
+// By the open file: under its name the folder's owner could have put another file meanwhile. Where
+// a file system knows no owners it stays as it is.
+void LeaveToOwnerOf(int folder, int file) {
+    struct stat64 st = {};
+    if (geteuid() != 0 || fstat64(folder, &st) != 0 || fchown(file, st.st_uid, st.st_gid) != 0) {
+        return;
+    }
+}
+
 } // namespace
 
 void WriteWholeFile(int folder, const std::string& name, std::span<const uint8_t> bytes,
@@ -73,9 +82,12 @@ void WriteWholeFile(int folder, const std::string& name, std::span<const uint8_t
     });
 }
 
-void WriteNewFile(int folder, const std::string& name, std::span<const uint8_t> bytes,
-                  mode_t mode) {
+void WriteNewFile(int folder, const std::string& name, std::span<const uint8_t> bytes, mode_t mode,
+                  FileOwner owner) {
     WriteThen(folder, bytes, [&](const TemporaryFile& temporary) {
+        if (owner == FileOwner::OfFolder) {
+            LeaveToOwnerOf(folder, temporary.Fd());
+        }
         if (Uninterrupted([&] { return fchmod(temporary.Fd(), mode); }) != 0 ||
             Uninterrupted([&] { return fsync(temporary.Fd()); }) != 0) {
             throw SystemError("set the mode");

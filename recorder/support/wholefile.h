@@ -22,7 +22,11 @@ void WriteWholeFile(int folder, const std::string& name, std::span<const uint8_t
 // The same for a file that must not be there yet, with exactly this mode, whatever the umask. Its
 // name is on the disk too when this returns.
 //
+// FileOwner::OfFolder: what root writes is the folder owner's, where the file system knows owners.
+//
 // Throws Error also when anything of that name is there, which then stays as it is.
-void WriteNewFile(int folder, const std::string& name, std::span<const uint8_t> bytes, mode_t mode);
+enum class FileOwner { Self, OfFolder };
+void WriteNewFile(int folder, const std::string& name, std::span<const uint8_t> bytes, mode_t mode,
+                  FileOwner owner = FileOwner::Self);
 
 } // namespace recorder
