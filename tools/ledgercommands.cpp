@@ -23,9 +23,9 @@ constexpr int kExitNotRestored = 1;
 
 void AddRows(Table& table, const recorder::RunRecord& run) {
     const std::string id = std::to_string(run.id);
-    const std::string start = TimeText(run.startTm);
-    const std::string end = run.endTm ? TimeText(*run.endTm) : "not ended";
-    const std::string outcome = OutcomeText(run);
+    const std::string start = run.isOnRecord ? TimeText(run.startTm) : "-";
+    const std::string end = !run.isOnRecord ? "-" : run.endTm ? TimeText(*run.endTm) : "not ended";
+    const std::string outcome = run.isOnRecord ? OutcomeText(run) : "record lost";
     if (run.changes.empty()) {
         table.AddRow({id, start, end, outcome, "-", "0", "0", "0"});
     }
@@ -53,7 +53,7 @@ void PrintRunsForPeople(const std::vector<recorder::RunRecord>& runs) {
 Json JsonOf(const recorder::RunRecord& run) {
     Json json;
     json["run"] = run.id;
-    json["start"] = TimeText(run.startTm);
+    json["start"] = run.isOnRecord ? Json(TimeText(run.startTm)) : Json();
     json["end"] = run.endTm ? Json(TimeText(*run.endTm)) : Json();
     json["failures"] = run.failures;
     json["refusals"] = run.refusals;

@@ -10,8 +10,8 @@
 
 #include <array>
 #include <chrono>
-#include <cstdio>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <thread>
 
@@ -68,7 +68,11 @@ std::optional<Marks> ReadMarks(const UniqueFd& file) {
     if (length == 0) {
         return std::nullopt;
     }
-    if (std::sscanf(text.data(), "run %ld outbox %ld", &marks.run, &marks.outbox) != 2) {
+    std::istringstream in(text.data());
+    std::string run;
+    std::string outbox;
+    in >> run >> marks.run >> outbox >> marks.outbox;
+    if (!in || run != "run" || outbox != "outbox") {
         LogWarning(std::string(kIdMarksFile) +
                    " is damaged and is written anew from the databases' own numbers");
         return std::nullopt;

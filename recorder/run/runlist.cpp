@@ -38,6 +38,19 @@ void AddChanges(const MediaTable& table, const std::string& chosen, ChangesByRun
     }
 }
 
+// The changes that no record tells of: it was lost with its database.
+void AddLostRuns(ChangesByRun& changes, std::vector<RunRecord>& runs) {
+    for (auto& [id, itsChanges] : changes) {
+        RunRecord run;
+        run.id = id;
+        run.isOnRecord = false;
+        run.changes = std::move(itsChanges);
+        const auto older = std::find_if(runs.begin(), runs.end(),
+                                        [&](const RunRecord& other) { return other.id < run.id; });
+        runs.insert(older, std::move(run));
+    }
+}
+
 std::vector<RunRecord> SelectRuns(const std::string& condition, const std::string& chosen) {
     ChangesByRun changes;
     for (const MediaTable& table : MediaTables()) {
@@ -61,8 +74,10 @@ std::vector<RunRecord> SelectRuns(const std::string& condition, const std::strin
         run.refusals = ToLong(rows.Field(row, 5));
         run.unlogged = ToLong(rows.Field(row, 6));
         run.changes = std::move(changes[run.id]);
+        changes.erase(run.id);
         runs.push_back(std::move(run));
     }
+    AddLostRuns(changes, runs);
     return runs;
 }
 
@@ -118,7 +133,8 @@ std::vector<RunRecord> ListRuns() {
 std::optional<RunRecord> FindRun(long id) {
     const std::string number = std::to_string(id);
     std::vector<RunRecord> found = SelectRuns("WHERE id = " + number, " AND run = " + number);
-    return found.empty() ? std::nullopt : std::optional(std::move(found.front()));
+    const bool isFound = !found.empty() && found.front().isOnRecord;
+    return isFound ? std::optional(std::move(found.front())) : std::nullopt;
 }
 
 std::optional<RunRecord> NewestRun() {

@@ -17,6 +17,7 @@ struct RunChange {
 
 struct RunRecord {
     long id = 0;
+    bool isOnRecord = true;         // false: its record was lost; what it removed is known still
     int pid = 0;                    // process that did the work
     long startTm = 0;               // seconds since the epoch
     std::optional<long> endTm;      // nothing: it hasn't ended, or it was killed
@@ -42,7 +43,7 @@ struct RunPart {
 
 // All throw Error.
 
-// Newest first.
+// Newest first; those whose record was lost are among them.
 [[nodiscard]] std::vector<RunRecord> ListRuns();
 
 [[nodiscard]] std::optional<RunRecord> FindRun(long id);

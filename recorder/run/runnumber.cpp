@@ -19,11 +19,13 @@ namespace recorder {
 namespace {
 
 long HighestRunIn(KRDB::DB_INSTANCE instance) {
+    const std::string record =
+        instance == KRDB::DB_SYSTEM ? "UNION ALL SELECT max(id) FROM run " : "";
     const DBResult_tag rows = Execute(
         instance,
         "SELECT coalesce(max(highest), 0) FROM (SELECT max(run) AS highest FROM run_count "
-        "UNION ALL SELECT max(run) FROM removed UNION ALL SELECT max(run) FROM removal_age) "
-        "AS runs;",
+        "UNION ALL SELECT max(run) FROM removed UNION ALL SELECT max(run) FROM removal_age " +
+            record + ") AS runs;",
         {.readOnly = true});
     return std::strtol(rows.Field(0, 0), nullptr, 10);
 }

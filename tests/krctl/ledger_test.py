@@ -292,6 +292,18 @@ class NumbersOnPostgresql(Numbers):
     new_recorder = ClockOnPostgresql.new_recorder
 
 
+class LostRecord(LedgerTest):
+    def test_of_a_run_leaves_it_listed_and_undoable(self):
+        self.removal()
+        self.lose("system")
+        document = self.krctl("runs", "--json").json()
+        self.assert_matches_schema(document, "runs")
+        run, = document["runs"]
+        self.assertEqual((run["run"], run["start"], run["end"]), (1, None, None))
+        self.assertIn("record lost", self.krctl("runs").out)
+        self.assertIn("event: 1 restored", self.krctl("undo", "1").out)
+
+
 class Failures(LedgerTest):
     """What fails around a run is on its record."""
 

@@ -1,0 +1,68 @@
+#include "recorder/database/idmarks.h"
+#include "recorder/support/paths.h"
+#include "tests/contract/support/files.h"
+#include "tests/contract/support/fixture.h"
+
+#include <filesystem>
+
+namespace {
+
+using recorder::HighestNotedId;
+using recorder::IdKind;
+using recorder::NoteId;
+using testing::SizeIs;
+
+class IdMarks : public contract::ContractTest {
+protected:
+    IdMarks() { std::filesystem::remove(recorder::kIdMarksFile); }
+};
+
+TEST_F(IdMarks, AreUnknownWhereTheFileIsLost) {
+    EXPECT_EQ(HighestNotedId(IdKind::Run), std::nullopt);
+    EXPECT_EQ(HighestNotedId(IdKind::Outbox), std::nullopt);
+}
+
+TEST_F(IdMarks, RiseOnly) {
+    NoteId(IdKind::Run, 7);
+    NoteId(IdKind::Run, 5);
+
+    EXPECT_EQ(HighestNotedId(IdKind::Run), 7);
+}
+
+TEST_F(IdMarks, OfOneKindAreNotThoseOfTheOther) {
+    NoteId(IdKind::Outbox, 9);
+
+    EXPECT_EQ(HighestNotedId(IdKind::Run), std::nullopt);
+    EXPECT_EQ(HighestNotedId(IdKind::Outbox), 9);
+}
+
+TEST_F(IdMarks, TakeNoFurtherRoomWhenTheyRise) {
+    NoteId(IdKind::Run, 1);
+    const auto size = std::filesystem::file_size(recorder::kIdMarksFile);
+
+    recorder::NoteIdForGood(IdKind::Run, 9223372036854775807);
+    NoteId(IdKind::Outbox, 9223372036854775807);
+
+    EXPECT_EQ(std::filesystem::file_size(recorder::kIdMarksFile), size);
+    EXPECT_EQ(HighestNotedId(IdKind::Run), 9223372036854775807);
+}
+
+TEST_F(IdMarks, ThatAreDamagedAreUnknownAndSaidToBe) {
+    contract::PutFile(recorder::kIdMarksFile, "ruin 7\n");
+
+    EXPECT_EQ(HighestNotedId(IdKind::Run), std::nullopt);
+
+    EXPECT_THAT(LogLinesWith("is damaged"), SizeIs(1));
+    NoteId(IdKind::Run, 3);
+    EXPECT_EQ(HighestNotedId(IdKind::Run), 3);
+}
+
+TEST_F(IdMarks, AreNotWrittenThroughALink) {
+    std::filesystem::create_symlink(Scratch("elsewhere"), recorder::kIdMarksFile);
+
+    EXPECT_ANY_THROW(NoteId(IdKind::Run, 3));
+
+    EXPECT_FALSE(std::filesystem::exists(Scratch("elsewhere")));
+}
+
+} // namespace
