@@ -12,7 +12,7 @@ import sys
 import tempfile
 from pathlib import Path
 
-from benchlib import counts, machine, measure, page, peers, plot, report
+from benchlib import counts, machine, measure, page, peers, plot, report, writer
 from benchlib.cases import CASES
 from benchlib.suite import SIZES, Suite
 from benchlib.workshop import Workshop
@@ -46,6 +46,9 @@ def make_parser():
                         help="the numbers of files of the curve (%(default)s)")
     parser.add_argument("--ten-million", action="store_true",
                         help="also the case known with ten million files of ten cameras")
+    parser.add_argument("--writer", action="store_true",
+                        help="also how long a recorder that writes waits beside the removal of a "
+                             "million rows, and beside their undo")
     parser.add_argument("--peers", action="store_true",
                         help="also minidlna and plocate's updatedb on the same tree; installs them")
     parser.add_argument("--only", action="store_true",
@@ -92,6 +95,8 @@ def measure_all(workshop, options):
         run["counts"] = [counts.count(workshop, name, engine) for name in counts.SIZES
                          if name in names for engine in options.engines]
         run["figures"] += counts.figures(run["counts"])
+    if options.writer:
+        run["figures"] += writer.measure_all(workshop, options.engines, options.files)
     if options.peers:
         run["peers"] = peers.measure_all(workshop, options.files)
     if options.ten_million:
