@@ -155,15 +155,19 @@ struct EventFilterParam : SqlFilterParam {
     std::string idList; // ids in decimal, separated by ",", nothing else; empty selects no row
 };
 
-// Deletes the event rows that the filter selects, all or none, because their files are gone.
+// Deletes the event rows that the filter selects, because their files are gone. Many rows go in
+// several transactions, so that other writers need not wait long.
 //
 // The evidence is checked again at this moment: the rows' cameras must load (Camera::Load), and
 // every folder that the rows name must either be readable to its end or be truly absent, and none
 // of the files that they name may be there: no regular file in a half-day folder, neither of them a
-// link. On any doubt nothing is deleted. A filter with a limit is refused: which of the rows it
-// would leave isn't defined.
+// link. On any doubt nothing is deleted. Before each further transaction the evidence for its rows
+// is checked once more, and on doubt nothing further is deleted. A filter with a limit is refused:
+// which of the rows it would leave isn't defined.
 //
-// Returns 0 when no selected row is left; otherwise nothing was deleted and the log has the reason.
+// Returns 0 when no selected row is left. Otherwise the log has the reason, and how many rows were
+// deleted before; the recorder keeps these like all others (KRDB::Execute), and a further call with
+// the same filter deletes the rest.
 [[nodiscard]] int DelUnrefRecsFromDB(EventFilterParam filter);
 
 // As DelUnrefRecsFromDB, for the alert recording rows of camera `camId` with these ids. Ids of

@@ -34,6 +34,10 @@ public:
     virtual DBResult_tag Execute(const std::string& sql, const ExecuteOptions& options) = 0;
     DBResult_tag Execute(const std::string& sql) { return Execute(sql, {}); }
 
+    // Between two transactions of one large change: returns once writers that wait for the first
+    // one's end have had the time to begin.
+    virtual void LetOthersWrite() {}
+
     // The condition that a row's id is one of these, in the words that the engine is quickest with.
     // `ids` in decimal, separated by ",".
     [[nodiscard]] virtual std::string HasIdOf(const std::string& ids) const = 0;

@@ -64,6 +64,10 @@ DBResult_tag ExecuteFor(long run, KRDB::DB_INSTANCE instance, const std::string&
     return open.database->Execute(sql, options);
 }
 
+void LetOthersWrite(KRDB::DB_INSTANCE instance) {
+    DatabaseOf(instance).database->LetOthersWrite();
+}
+
 std::string HasIdOf(KRDB::DB_INSTANCE instance, const std::string& ids) {
     return DatabaseOf(instance).database->HasIdOf(ids);
 }

@@ -20,6 +20,7 @@ DBResult_tag ExecuteFor(long run, KRDB::DB_INSTANCE instance, const std::string&
                         const ExecuteOptions& options = {});
 
 // As Database's of these names. They throw Error.
+void LetOthersWrite(KRDB::DB_INSTANCE instance);
 [[nodiscard]] std::string HasIdOf(KRDB::DB_INSTANCE instance, const std::string& ids);
 [[nodiscard]] std::string RowsWithIds(KRDB::DB_INSTANCE instance, const std::string& table,
                                       const std::string& ids);

@@ -45,6 +45,7 @@ public:
     [[nodiscard]] const std::string& Name() const override { return m_name; }
     using Database::Execute;
     DBResult_tag Execute(const std::string& sql, const ExecuteOptions& options) override;
+    void LetOthersWrite() override;
     [[nodiscard]] std::string HasIdOf(const std::string& ids) const override;
     [[nodiscard]] std::string RowsWithIds(const std::string& table,
                                           const std::string& ids) const override;
@@ -69,6 +70,7 @@ private:
     using Statement = std::unique_ptr<sqlite3_stmt, Finalize>;
 
     struct Attribution;
+    struct Unlocked;
 
     void ConfigureToWrite();
     [[nodiscard]] Statement PrepareNext(const char*& sql);
@@ -81,7 +83,8 @@ private:
     std::string m_name;
     int m_lockTimeoutMs;
     bool m_onlyLooks = false;
-    std::unique_ptr<Attribution> m_attribution; // SQLite holds a pointer to it
+    std::unique_ptr<Attribution> m_attribution; // SQLite holds pointers to these two
+    std::unique_ptr<Unlocked> m_unlocked;
     std::unique_ptr<sqlite3, Close> m_handle;
 };
 

@@ -22,7 +22,7 @@ namespace {
 int CameraIdOf(const char* text) {
     const int camId = static_cast<int>(std::strtol(text, nullptr, 10));
     if (std::to_string(camId) != text) {
-        throw Error(std::string("no row is removed: there is no camera ") + text);
+        throw Error(std::string("there is no camera ") + text);
     }
     return camId;
 }
@@ -61,7 +61,7 @@ std::map<int, NamesByFolder> NamedFiles(const DBResult_tag& rows) {
 std::string RecordingFolder(int camId, const std::string& subFolder) {
     Camera camera;
     if (camera.Load(camId, 0, 0) != 0) {
-        throw Error("no row is removed: camera " + std::to_string(camId) + " can't be loaded");
+        throw Error("camera " + std::to_string(camId) + " can't be loaded");
     }
     const std::string storage = camera.GetStoragePath();
     return subFolder.empty() ? storage : storage + "/" + subFolder;
@@ -115,16 +115,13 @@ void DemandGone(const std::string& root, const NamesByFolder& files) {
 
 } // namespace
 
-void DemandEvidence(const std::string& table, const std::string& rows,
-                    const std::string& subFolder) {
-    const DBResult_tag result = SelectFiles(table, rows);
-    for (const auto& [camId, files] : NamedFiles(result)) {
-        const std::string root = RecordingFolder(camId, subFolder);
-        try {
-            DemandGone(root, files);
-        } catch (const Error& error) {
-            throw Error(std::string("no row is removed: ") + error.what());
-        }
+Evidence::Evidence(const std::string& table, const std::string& rows, std::string subFolder)
+    : m_rows(SelectFiles(table, rows)), m_files(NamedFiles(m_rows)),
+      m_subFolder(std::move(subFolder)) {}
+
+void Evidence::Require() const {
+    for (const auto& [camId, files] : m_files) {
+        DemandGone(RecordingFolder(camId, m_subFolder), files);
     }
 }
 

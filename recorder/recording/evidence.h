@@ -2,18 +2,36 @@
 
 #pragma once
 
+#include "recorder/database/resultset.h"
+
+#include <map>
 #include <string>
+#include <string_view>
+#include <vector>
 
 namespace recorder {
 
-// Checks the folders that are named by rows of a recording table. `rows` is what stands behind FROM
-// to read them (Database::RowsWithIds). `subFolder` is where in a camera's storage folder the
-// half-day folders lie, empty for the storage folder itself.
-//
-// Throws Error when a camera of theirs can't be loaded, when a folder is neither readable to its
-// end nor truly absent, or when the file of a row is there where recordings are looked for. Files
-// that can't be seen are not gone.
-void DemandEvidence(const std::string& table, const std::string& rows,
-                    const std::string& subFolder);
+// Rows of a recording table and the files that they name, read once and looked for as often as it
+// is asked for.
+class Evidence {
+public:
+    // `rows` is what stands behind FROM to read them (Database::RowsWithIds). `subFolder` is where
+    // in a camera's storage folder the half-day folders lie, empty for the storage folder itself.
+    // Throws Error.
+    Evidence(const std::string& table, const std::string& rows, std::string subFolder);
+
+    // Looks at the disk now. Throws Error when a camera of the rows can't be loaded, when a folder
+    // is neither readable to its end nor truly absent, or when the file of a row is there where
+    // recordings are looked for. Files that can't be seen are not gone.
+    void Require() const;
+
+private:
+    using Names = std::vector<std::string_view>;
+    using NamesByFolder = std::map<std::string_view, Names>;
+
+    DBResult_tag m_rows;
+    std::map<int, NamesByFolder> m_files; // by camera; its texts are those of the rows
+    std::string m_subFolder;
+};
 
 } // namespace recorder

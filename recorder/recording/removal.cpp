@@ -3,6 +3,7 @@
 #include "recorder/database/databases.h"
 #include "recorder/database/idlist.h"
 #include "recorder/recording/evidence.h"
+#include "recorder/run/pacedremoval.h"
 #include "recorder/run/run.h"
 #include "recorder/support/edge.h"
 #include "recorder/support/error.h"
@@ -11,6 +12,7 @@
 #include <charconv>
 #include <exception>
 #include <functional>
+#include <span>
 #include <vector>
 
 namespace recorder {
@@ -45,23 +47,47 @@ std::vector<long> SortedIds(const std::string& idList) {
     return ids;
 }
 
-// Removes the rows with these ids, as far as the SQL restriction allows, once it is proven that
-// they may go.
-int RemoveRows(const std::string& table, const std::vector<long>& ids,
-               const std::string& restriction, const std::string& subFolder) {
-    if (ids.empty()) {
-        return 0;
+// The rows as they are in blocks.
+std::vector<Evidence> ReadEvidence(const std::string& table, const std::vector<long>& ids,
+                                   const std::string& restriction, const std::string& subFolder) {
+    std::vector<Evidence> evidence;
+    for (std::size_t first = 0; first < ids.size(); first += kRowsOfBlock) {
+        const std::span<const long> block =
+            std::span(ids).subspan(first, std::min(kRowsOfBlock, ids.size() - first));
+        const std::string idList = JoinIds(block, std::identity());
+        evidence.emplace_back(table, RowsWithIds(KRDB::DB_RECORDING, table, idList) + restriction,
+                              subFolder);
     }
-    const std::string idList = JoinIds(ids, std::identity());
+    return evidence;
+}
+
+// `removed` of `rows` have gone.
+void RequireEvidence(std::span<const Evidence> blocks, std::size_t removed, std::size_t rows) {
     try {
-        DemandEvidence(table, RowsWithIds(KRDB::DB_RECORDING, table, idList) + restriction,
-                       subFolder);
+        for (const Evidence& block : blocks) {
+            block.Require();
+        }
     } catch (const std::exception& error) {
-        NoteRefusal(error.what());
-        throw;
+        const std::string why = ShareRemoved(removed, rows) + ": " + error.what();
+        NoteRefusal(why);
+        throw Error(why);
     }
-    ExecuteInRun(KRDB::DB_RECORDING, "DELETE FROM " + table + " WHERE " +
-                                         HasIdOf(KRDB::DB_RECORDING, idList) + restriction + ";");
+}
+
+// Removes the rows with these ids, as far as the SQL restriction allows, once it is proven for all
+// of them that they may go; and for those of each transaction again, as a disk can go and a file
+// can come between two.
+int RemoveUnreferenced(const std::string& table, const std::vector<long>& ids,
+                       const std::string& restriction, const std::string& subFolder) {
+    const std::vector<Evidence> evidence = ReadEvidence(table, ids, restriction, subFolder);
+    RequireEvidence(evidence, 0, ids.size());
+    RemoveRows(KRDB::DB_RECORDING, table, ids, [&](std::size_t first, std::size_t end) {
+        const std::size_t firstBlock = first / kRowsOfBlock;
+        const std::size_t endBlock = (end + kRowsOfBlock - 1) / kRowsOfBlock;
+        RequireEvidence(std::span(evidence).subspan(firstBlock, endBlock - firstBlock), first,
+                        ids.size());
+        return restriction;
+    });
     return 0;
 }
 
@@ -72,7 +98,8 @@ int RemoveRows(const std::string& table, const std::vector<long>& ids,
 int DelUnrefRecsFromDB(EventFilterParam filter) {
     return recorder::AtEdge(-1, [&] {
         recorder::CheckFilter(filter);
-        return recorder::RemoveRows(gszTableEvent, recorder::SortedIds(filter.idList), "", "");
+        return recorder::RemoveUnreferenced(gszTableEvent, recorder::SortedIds(filter.idList), "",
+                                            "");
     });
 }
 
@@ -80,8 +107,8 @@ int AlertDelUnrefRecsFromDB(const std::list<int>& ids, int camId) {
     return recorder::AtEdge(-1, [&] {
         std::vector<long> sorted(ids.begin(), ids.end());
         std::sort(sorted.begin(), sorted.end());
-        return recorder::RemoveRows(gszTableAlertEvent, sorted,
-                                    " AND camera_id = " + std::to_string(camId),
-                                    recorder::kAlertRecordingFolder);
+        return recorder::RemoveUnreferenced(gszTableAlertEvent, sorted,
+                                            " AND camera_id = " + std::to_string(camId),
+                                            recorder::kAlertRecordingFolder);
     });
 }

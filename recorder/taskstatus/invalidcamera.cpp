@@ -1,11 +1,13 @@
 #include "platform/taskstatus.h"
 #include "recorder/camera/cameratable.h"
 #include "recorder/database/databases.h"
+#include "recorder/run/pacedremoval.h"
 #include "recorder/run/run.h"
 #include "recorder/support/edge.h"
 #include "recorder/support/error.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -53,13 +55,8 @@ std::string WithoutCamera(const std::vector<std::string>& ids,
     return gone;
 }
 
-void RemoveEventsOfInvalidCameras() {
-    BeginPart(gszTableEvent, 0);
-    // Asked before the cameras are: a camera that is added meanwhile has newer events only.
-    const EventsNow events = ReadEventsNow();
-    if (events.cameras.empty()) {
-        return;
-    }
+// Which of the cameras that events name are gone, as WithoutCamera tells.
+std::string GoneCameras(const EventsNow& events) {
     const std::vector<CameraRow> cameras = ListCameras();
     if (cameras.empty()) {
         const std::string why = "the camera table is empty: the events of cameras that no longer "
@@ -67,11 +64,39 @@ void RemoveEventsOfInvalidCameras() {
         NoteRefusal(why);
         throw Error(why);
     }
-    const std::string gone = WithoutCamera(events.cameras, cameras);
-    if (!gone.empty()) {
-        ExecuteInRun(KRDB::DB_RECORDING, "DELETE FROM event WHERE camera_id IN (" + gone +
-                                             ") AND id <= " + events.newest + ";");
+    return WithoutCamera(events.cameras, cameras);
+}
+
+std::vector<long> IdsOfEvents(const std::string& condition) {
+    const DBResult_tag rows =
+        Execute(KRDB::DB_RECORDING, "SELECT id FROM event WHERE " + condition + " ORDER BY id;",
+                {.readOnly = true});
+    std::vector<long> ids;
+    ids.reserve(static_cast<std::size_t>(rows.RowCount()));
+    for (int row = 0; row < rows.RowCount(); ++row) {
+        ids.push_back(std::strtol(rows.Field(row, 0), nullptr, 10));
     }
+    return ids;
+}
+
+void RemoveEventsOfInvalidCameras() {
+    BeginPart(gszTableEvent, 0);
+    // Asked before the cameras are: a camera that is added meanwhile has newer events only.
+    const EventsNow events = ReadEventsNow();
+    if (events.cameras.empty()) {
+        return;
+    }
+    const std::string gone = GoneCameras(events);
+    if (gone.empty()) {
+        return;
+    }
+    const std::vector<long> ids =
+        IdsOfEvents("camera_id IN (" + gone + ") AND id <= " + events.newest);
+    // Asked again for each transaction, as a camera can come back between two.
+    RemoveRows(KRDB::DB_RECORDING, gszTableEvent, ids, [&](std::size_t, std::size_t) {
+        const std::string stillGone = GoneCameras(events);
+        return stillGone.empty() ? " AND 1 = 0" : " AND camera_id IN (" + stillGone + ")";
+    });
 }
 
 } // namespace

@@ -8,6 +8,7 @@
 #include "tests/contract/support/fixture.h"
 #include "tests/contract/support/process.h"
 
+#include <chrono>
 #include <filesystem>
 #include <system_error>
 
@@ -114,6 +115,18 @@ TEST(DatabaseRows, CountARowWhenItIsComplete) {
     rows.AppendField("1");
 
     EXPECT_EQ(rows.RowCount(), 0);
+}
+
+// Who waits for SQLite's write lock tries again every 25 ms at first.
+TEST_F(DatabaseSchema, LeavesAWriterTheTimeOfAnAttemptBetweenTwoTransactions) {
+    using Clock = std::chrono::steady_clock;
+    Execute(KRDB::DB_SYSTEM, "SELECT 1;");
+    const Clock::time_point start = Clock::now();
+    Execute(KRDB::DB_SYSTEM, "INSERT INTO emap (filename) VALUES ('a');");
+
+    recorder::LetOthersWrite(KRDB::DB_SYSTEM);
+
+    EXPECT_GT(Clock::now() - start, std::chrono::milliseconds(25));
 }
 
 TEST_F(DatabaseSchema, HasAFileForEachDatabase) {
