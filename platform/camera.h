@@ -1,4 +1,19 @@
 // The camera service: which cameras a recorder has and where each one's recordings lie.
+//
+// In a camera's storage folder:
+//
+//   20140312AM/, 20140312PM/   half-day folders, which hold the recordings
+//   laRec/                     the alert recordings, in half-day folders of its own; the name is
+//                              fixed, and the folder may be missing
+//
+// A half-day folder is named by a date, year, month and day in eight digits, and AM for the hours
+// before noon or PM for those after it. The recording service that makes the folder chooses the
+// time zone: no operation reads a time from the name, it only has to match ^[0-9]{8}[AP]M$. The
+// recordings lie directly in it. The tool looks at no other folder and at no file
+// beside the half-day folders. Recordings are named as platform/recording.h says, thumbnail
+// folders (GetRecThmbnailDirPath) lie where the recorder puts them.
+//
+// Threads, processes and exceptions: platform/taskstatus.h.
 
 #pragma once
 
@@ -24,9 +39,8 @@ public:
     // The id that was loaded; 0 before.
     [[nodiscard]] int GetId() const { return m_id; }
 
-    // The folder that holds the camera's half-day folders: an absolute path without a trailing "/",
-    // from the camera's row. Empty before a successful Load. Whether it exists isn't checked where
-    // the row names no identity.
+    // The storage folder: an absolute path without a trailing "/", from the camera's row. Empty
+    // before a successful Load. Whether it exists isn't checked where the row names no identity.
     [[nodiscard]] std::string GetStoragePath() const { return m_storagePath; }
 
 private:

@@ -1,4 +1,28 @@
 // The database layer: SQL on numbered database instances.
+//
+// The tool builds these texts, with the table names at the end of this header, and no others:
+//
+//   DB_SYSTEM     SELECT id as id, filename as path FROM emap;
+//                 DELETE FROM emap WHERE id IN (12,7,30);
+//   DB_SNAPSHOT   SELECT id as id, filename as path FROM snapshot;
+//                 DELETE FROM snapshot WHERE id IN (12,7,30);
+//   DB_RECORDING  SELECT id as id, path as path FROM event WHERE camera_id = 7;
+//                 SELECT id as id, path as path FROM alert_event WHERE camera_id = 7;
+//
+// A SELECT may yield its rows in any order; where two paths end in the same file name, the tool
+// goes by the first. A DELETE lists all ids in one statement, however many they are.
+//
+// Further texts are what Event::strSqlInsert, AlertEvent::strSqlInsert (DB_RECORDING) and
+// ReindexSnapshotSql (DB_SNAPSHOT) return, 1 to 1000 of one kind to a call with nothing in between.
+// Those INSERTs have to bring a row that is there already up to date, and those of Event have to
+// yield a row with the column "id" each (ON CONFLICT ... DO UPDATE ... RETURNING id, where the
+// engine has that).
+//
+// The tool asks for a result of the SELECTs and of the INSERTs of Event; for the others `result` is
+// null. It reads the columns "id" and "path", by these names. The flags are false, true, true, true
+// in every call.
+//
+// Threads, processes and exceptions: platform/taskstatus.h.
 
 #pragma once
 
@@ -21,11 +45,12 @@ public:
     // Runs every statement of `sql` in order. Statements end with ";" and need nothing in between.
     //
     // `result`: where not null, receives a result with one row for each row that a statement
-    // yields,
-    //   in order; all statements that yield rows must yield the same column names. It is set on
-    //   success only (also when there is no row) and is then the caller's to free. On failure it is
-    //   left as it was.
-    // `readOnly`: refuse statements that would write.
+    //   yields, in order; all statements that yield rows must yield the same column names. It is
+    //   set on success only (also when there is no row) and is then the caller's to free. On
+    //   failure it is left as it was.
+    // `readOnly`: refuse statements that would write. Without it, a text of nothing but SELECTs may
+    //   still be run on a connection or in a transaction that can only read, so that it waits for
+    //   no writer.
     // `transaction`: the statements are one transaction; all of them take effect or none does.
     //   Otherwise each is on its own, and those before a failing one stay.
     // `waitForLock`: wait for other writers, as long as the recorder's settings allow; otherwise a
@@ -48,12 +73,11 @@ public:
 
 // Moves to the next row, to the first one on the first call. Returns 0 and sets `*row` to the
 // handle of that row; when there is no further row, or `result` is null, returns another value and
-// sets
-// `*row` to a handle for which every field is null.
+// sets `*row` to a handle for which every field is null.
 int KRDBFetchRow(DBResult_tag* result, int* row);
 
 // The text of a row's field, NUL-terminated, as the database writes it (integers in decimal). Null
-// when the field is NULL, the result has no such column, or there is no such row.
+// when the field is NULL, the result has no such column, there is no such row, or `result` is null.
 //
 // Row ids are 32-bit signed throughout the package. A column named "id" whose value isn't an
 // integer of 1 to 2147483647 reads as null, so that no caller can take it for another row's id; the
@@ -66,7 +90,10 @@ int KRDBFetchRow(DBResult_tag* result, int* row);
 // Frees a result; null is allowed.
 void KRDBFreeResult(DBResult_tag* result);
 
-// The names of the media tables, usable in SQL as they stand.
+// The names of the media tables, usable in SQL as they stand. A path in them is a file name, or
+// ends in one behind a "/": the tool compares file names. The e-map images lie in a folder whose
+// path is fixed in the tool, /var/packages/Kestora/target/@KREmap; those named thumb_* are
+// thumbnails and have no rows.
 extern const char* const gszTableEmap;       // in DB_SYSTEM, columns id, filename
 extern const char* const gszTableSnapshot;   // in DB_SNAPSHOT, columns id, filename
 extern const char* const gszTableEvent;      // in DB_RECORDING, columns id, path, camera_id

@@ -1,5 +1,12 @@
 // The log: writing a message, the names of categories and levels, and the configuration that
 // decides which messages the callers let through.
+//
+// The tool's messages are of the category LOG_CATEG_REINDEX. It writes one of level L when
+// g_pDbgLogCfg is null and L is at most LOG_LEVEL_NOTICE, when categLevel of the category is at
+// least L, or when the first entry of this process in pidLevels has at least L. KRPrintf writes
+// whatever it is handed.
+//
+// Threads, processes and exceptions: platform/taskstatus.h.
 
 #pragma once
 

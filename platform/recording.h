@@ -1,5 +1,16 @@
-// The recording library: what a recording file is like, its row, the counts of recordings, and word
-// to the other services that recordings came or went.
+// The recording library: the properties of a recording file, its row, the counts of recordings, and
+// messages to the other services that recordings were added or removed.
+//
+// A file in a half-day folder (platform/camera.h) is a recording if its name matches
+//
+//   .*[0-9]{8}-[0-9]{6}-[0-9]{10}((|-LOCK)\.(mp4|avi|mxg))$
+//
+// as in Front-20140312-101500-1394590500.mp4: anything; date and time of day, in the recording
+// service's time zone; the start time in seconds since the epoch, ten digits; "-LOCK" where the
+// recording is locked against rotation; the extension, in lower case. The tool applies the pattern
+// before it calls GetEvtRecInfo. Alert recordings are named alike.
+//
+// Threads, processes and exceptions: platform/taskstatus.h.
 
 #pragma once
 
@@ -23,16 +34,17 @@ struct RecInfo {
     int32_t imgWidth = 0;  // pixels
     int32_t imgHeight = 0; // pixels
     bool alert = false;    // the file is an alert recording
-    std::string path;      // half-day folder, "/", file name (a snapshot's: the file name)
+    std::string path;      // half-day folder, "/", file name, also of an alert recording, without
+                           // "laRec"; of a snapshot the file name alone
 };
 
 // Reads the properties of the recording at `fullPath` (absolute) into `info`, which the caller
 // hands over empty. `alert` tells that it is an alert recording and is kept in `info`.
 //
-// The path and the start time (the last ten digits of the name) are filled first, from the file's
-// name, then the size, from its status; then the container is opened, by the demuxer that the
-// extension names, for duration, codecs and picture size. Nothing is decoded and no other file is
-// opened.
+// The path and the start time (the ten digits before the extension, or before "-LOCK" where the
+// name has that) are filled first, from the file's name, then the size, from its status; then the
+// container is opened, by the demuxer that the extension names, for duration, codecs and picture
+// size. Nothing is decoded and no other file is opened.
 //
 // Returns 0 when everything was read. Otherwise the log names the file and the reason, the fields
 // read so far stay, and the end time equals the start time.
@@ -178,12 +190,13 @@ enum EVENT_UPDATE_ACTION : int {
     EVENT_UPDATE_ADD = 0, // rows were added or brought up to date
 };
 
-// Tells the recording services that `events` of `camera` changed as `action` says. The events carry
-// the ids that the database gave them. The word is kept until it can be delivered; a failure to
-// keep it is logged here. The trailing arguments address a certain receiver; 0, 0, 0 means all of
-// them.
+// Notifies the recording services that `events` of `camera` changed as `action` says. The events
+// carry the ids that the database gave them; they and the camera are only read. The message is kept
+// until it can be delivered; a failure to keep it is logged here. The trailing arguments address a
+// certain receiver; 0, 0, 0 means all of them.
 void NotifyEventListUpdate(std::list<Event>& events, Camera* camera, EVENT_UPDATE_ACTION action,
                            int receiver, int session, int sequence);
 
-// Tells the alert services to read the alert recording rows afresh. Otherwise as above.
+// Notifies the alert services that the alert recording rows are to be read again. Otherwise as
+// above.
 void NotifyAlertEventRefresh(int receiver, int session, int sequence);

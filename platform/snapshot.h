@@ -1,4 +1,15 @@
 // Snapshots and thumbnails: where they lie, a snapshot's row, making a thumbnail.
+//
+// A file directly in the snapshot folder is a snapshot if its name matches one of
+//
+//   .*-[0-9]{8}-[0-9]{10}\.jpg$
+//   .*-[0-9]{8}-[0-9]{10}-Modified-[0-9]+\.jpg$
+//
+// as in Front-20140312-1394590500.jpg and, for an edited copy, ...-Modified-2.jpg. Nothing is read
+// from the name; the time of the row is the earliest of the file's times. Thumbnails lie in the
+// sub-folder "@Thumbnail" of the snapshot folder, under the snapshot's own name.
+//
+// Threads, processes and exceptions: platform/taskstatus.h.
 
 #pragma once
 
@@ -12,8 +23,8 @@
 
 // The SQL text, one statement ended by ";", that stores a snapshot's row in DB_SNAPSHOT: the
 // picture at `fullPath`, named `fileName`, taken at `startTm` (seconds since the epoch), of `size`
-// bytes. A row of that name is brought up to date instead. Texts of several snapshots can be
-// concatenated.
+// bytes (the low 32 bits of the file's size). A row of that name is brought up to date
+// instead. Texts of several snapshots can be concatenated.
 [[nodiscard]] std::string ReindexSnapshotSql(const std::string& fullPath,
                                              const std::string& fileName, int64_t startTm,
                                              int size);
@@ -26,6 +37,7 @@
 // log names the picture and the reason.
 [[nodiscard]] int CreateThumbnail(const std::string& fullPath);
 
-// The folder that holds the thumbnails of the recordings in the storage folder `storagePath`
-// (absolute, no trailing "/"), likewise without a trailing "/". Whether it exists isn't checked.
+// The folder that holds the thumbnails of the recordings in `storagePath` (a camera's storage
+// folder or its "laRec"; absolute, no trailing "/"), likewise without a trailing "/". Whether it
+// exists isn't checked.
 [[nodiscard]] std::string GetRecThmbnailDirPath(const std::string& storagePath);

@@ -4,6 +4,23 @@
 // There is one re-index task on a recorder. It is registered (RegTaskStart), its status record says
 // "not done" (RecordTaskStatusToConf), its progress rises, its status record says "done", and it is
 // ended (RegTaskDone). A run without registration uses the status record and the progress alone.
+//
+// What holds for the operations of all seven headers:
+//
+// Threads. A process of the tool has one thread, and calls every operation from it. An
+// implementation may have threads of its own, but none may exist when RegTaskStart returns: a run
+// in the background (-n) forks then.
+//
+// Processes. A run in the background is two processes. The parent calls RegTaskStart, forks, waits
+// until the child has called SetTaskPid, calls nothing more (KRPrintf and RegTaskDone if it can't
+// fork) and ends by returning from main, with exit handlers and static destructors; these must
+// leave alone what the child uses. The child calls everything else and ends with _exit(0): nothing
+// may still wait to be written when RegTaskDone returns.
+//
+// Exceptions. No operation may throw; each reports a failure in the way that its comment says, or
+// not at all where its comment names none. The tool catches nothing: an exception ends the process
+// with SIGABRT. The jobs that were left are not run, RegTaskDone is not called, the status record
+// says "not done" until the next run, and destructors may not have run.
 
 #pragma once
 

@@ -7,6 +7,16 @@
 // The path of a camera's storage folder is the operator's, links included. What is below it belongs
 // to whoever may write there: once the camera is loaded, IsDirEmpty, GetDirsInDir and KRRm follow
 // no link below its storage folder. They fail there, and the log names the link.
+//
+// The walk over the files is no operation of the platform: the tool reads each folder itself, with
+// opendir, readdir64_r and stat64, and takes the entries whose type the folder gives as DT_REG. It
+// reports a folder that can't be opened. A read error within a folder ends the folder, as if that
+// were its end, without a message of the tool's: the rows of the files that were not reached count
+// as unreferenced. The recorder here therefore watches the tool's calls of readdir64_r, by the
+// linker's --wrap, and writes a line of its own that names the folder and the reason. Any recorder
+// has to look again before it deletes rows (DelUnrefRecsFromDB, AlertDelUnrefRecsFromDB).
+//
+// Threads, processes and exceptions: platform/taskstatus.h.
 
 #pragma once
 
@@ -50,6 +60,9 @@ int KRRm(const std::string& path);
 // A regular expression in the syntax of RE2; what brackets, repetitions, alternatives and anchors
 // mean is as in POSIX extended expressions. It is compiled once for each pattern and process,
 // however many objects are made of it. Matching works on bytes and takes time linear in the text.
+//
+// The tool makes objects of the patterns in platform/recording.h and platform/snapshot.h, anew for
+// each file, and hands GetDirsInDir that of half-day folders (platform/camera.h) and the empty one.
 class KRRegEx {
 public:
     // A pattern that can't be compiled is logged; it then matches nothing.
