@@ -21,12 +21,11 @@ double ShareOfPart(const recorder::LiveRun& live, const RunShares& shares) {
     return live.camId == 0 ? 1.0 / shares.jobs : 1.0 / shares.jobs / std::max(shares.cameras, 1);
 }
 
-std::string PartText(const recorder::LiveRun& live, const CameraNames& names) {
+std::string StageText(const recorder::LiveRun& live, const CameraNames& names) {
     if (live.kind.empty() && live.camId == 0) {
         return live.run == 0 ? "begins" : "ends";
     }
-    return KindText(live.kind) +
-           (live.camId == 0 ? "" : " of camera " + CameraText(names, live.camId));
+    return PartText(live.kind, live.camId == 0 ? "" : CameraText(names, live.camId));
 }
 
 std::string TimeLeft(const LiveView& view) {
@@ -78,7 +77,7 @@ double FractionOf(const recorder::LiveRun& live, const std::optional<RunShares>&
 }
 
 std::string LiveLine(const LiveView& view, const CameraNames& names, std::size_t columns) {
-    const std::string part = Printable(PartText(view.live, names));
+    const std::string part = Printable(StageText(view.live, names));
     const std::string files = Counted(view.live.files, "file");
     const std::string rows = recorder::Format("+%ld -%ld", view.totals.added, view.totals.removed);
     const std::string percent = recorder::Format("%.0f%%", view.fraction * kPercent);

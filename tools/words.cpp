@@ -37,7 +37,7 @@ std::string KindText(const std::string& kind) {
         {"emap", "e-maps"},
     };
     const auto found = texts.find(kind);
-    return found == texts.end() ? "camera" : found->second;
+    return found == texts.end() ? "-" : found->second;
 }
 
 std::string Counted(long number, const std::string& noun) {
@@ -62,4 +62,11 @@ std::string CameraText(const CameraNames& names, int camId) {
     }
     const auto found = names.find(camId);
     return std::to_string(camId) + (found == names.end() ? "" : " " + found->second);
+}
+
+std::string PartText(const std::string& kind, const std::string& camera) {
+    if (camera.empty()) {
+        return KindText(kind);
+    }
+    return kind.empty() ? "camera " + camera : KindText(kind) + " of camera " + camera;
 }

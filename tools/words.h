@@ -12,7 +12,7 @@
 [[nodiscard]] std::string DurationText(double seconds);
 
 // What the rows of a media table stand for: "recordings", "alert recordings", "snapshots",
-// "e-maps"; "camera" for none.
+// "e-maps"; "-" where the kind isn't known.
 [[nodiscard]] std::string KindText(const std::string& kind);
 
 // "1 row", "2 rows".
@@ -25,3 +25,7 @@ using CameraNames = std::map<int, std::string>;
 
 // "3 Front"; the number alone when there is no name, "-" for 0, no camera.
 [[nodiscard]] std::string CameraText(const CameraNames& names, int camId);
+
+// "recordings of camera 3 Front"; the kind alone without a camera (""), the camera alone where the
+// kind isn't known yet.
+[[nodiscard]] std::string PartText(const std::string& kind, const std::string& camera);

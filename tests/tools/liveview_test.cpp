@@ -38,6 +38,15 @@ TEST(LiveLine, ThenShortensTheNameOfThePart) {
               "recordings of camera …  12345 files  +2 -1  25%  30.0 s left");
 }
 
+TEST(LiveLine, NamesTheCameraAloneBeforeTheKindIsKnown) {
+    LiveView view = View();
+    view.live.kind.clear();
+
+    EXPECT_EQ(LiveLine(view, Names(), 200),
+              "camera 3 Front  12345 files  +2 -1  1234/s  25%  30.0 s left");
+    EXPECT_EQ(LiveLine(view, Names(), 50), "camera …  12345 files  +2 -1  25%  30.0 s left");
+}
+
 TEST(LiveLine, FitsWhateverTheWidth) {
     for (std::size_t columns = 1; columns < 100; ++columns) {
         EXPECT_LE(DisplayWidth(LiveLine(View(), Names(), columns)), columns);

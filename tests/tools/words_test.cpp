@@ -24,4 +24,11 @@ TEST(Counted, KnowsOneFromMany) {
     EXPECT_EQ(Counted(0, "row"), "0 rows");
 }
 
+TEST(PartText, NamesKindAndCameraAsFarAsTheyAreKnown) {
+    EXPECT_EQ(PartText("event", "3 Front"), "recordings of camera 3 Front");
+    EXPECT_EQ(PartText("", "3 Front"), "camera 3 Front");
+    EXPECT_EQ(PartText("snapshot", ""), "snapshots");
+    EXPECT_EQ(PartText("", ""), "-");
+}
+
 } // namespace

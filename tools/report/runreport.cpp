@@ -81,8 +81,7 @@ void AddNotices(const RunView& run, const CameraNames& names, Report& report) {
     std::vector<std::string> failures;
     for (const recorder::RunPart& part : run.parts) {
         if (part.failures > 0) {
-            failures.push_back(KindText(part.kind) +
-                               (part.camId == 0 ? "" : " of camera " + CameraOf(names, part)) +
+            failures.push_back(PartText(part.kind, part.camId == 0 ? "" : CameraOf(names, part)) +
                                ": " + Grouped(part.failures, "failure"));
         }
     }
