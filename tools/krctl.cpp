@@ -23,7 +23,9 @@
 
 #include <CLI/CLI.hpp>
 
+#include <fcntl.h>
 #include <sysexits.h>
+#include <unistd.h>
 
 namespace {
 
@@ -56,9 +58,29 @@ int Tell(const CLI::App& app, const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : EX_USAGE;
 }
 
+// A descriptor that the caller has closed would be given to the next file that is opened, and what
+// is printed would go into that file. These can't be written to.
+void OccupyClosedDescriptors() {
+    for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
+        if (fcntl(fd, F_GETFD) < 0) {
+            open("/dev/null", fd == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+        }
+    }
+}
+
+// What was printed in part, or not at all, must not look like an outcome.
+int FlushOutput() {
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) {
+        return 0;
+    }
+    std::fprintf(stderr, "krctl: can't write to the standard output\n");
+    return 1;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
+    OccupyClosedDescriptors();
     CLI::App app("Operates a Kestora recorder.", "krctl");
     app.require_subcommand(1);
     app.set_version_flag("--version", "krctl " KESTORA_VERSION);
@@ -74,7 +96,7 @@ int main(int argc, char** argv) {
     AddDoctorCommand(app);
     try {
         app.parse(argc, argv);
-        return 0;
+        return FlushOutput();
     } catch (const CLI::RuntimeError& error) {
         return error.get_exit_code(); // a command's own, which has said why
     } catch (const CLI::ParseError& error) {

@@ -62,7 +62,8 @@ public:
             throw recorder::SystemError("wait for krplan");
         }
         if (!WIFEXITED(status)) {
-            throw recorder::Error("krplan was killed: there is no plan");
+            throw recorder::Error("krplan was killed by signal " +
+                                  std::to_string(WTERMSIG(status)) + ": there is no plan");
         }
         return WEXITSTATUS(status);
     }
@@ -72,29 +73,56 @@ private:
     pid_t m_id = 0;
 };
 
-// Hands over the complete lines and leaves the rest.
-void TakeLines(std::string& text, const std::function<void(const plan::Note&)>& take) {
-    std::size_t begin = 0;
-    for (std::size_t end = text.find('\n'); end != std::string::npos;
-         end = text.find('\n', begin)) {
-        const std::string_view line = std::string_view(text).substr(begin, end - begin);
-        const std::optional<plan::Note> note = plan::ParseLine(line);
-        if (!note) {
-            throw recorder::Error("krplan said what can't be understood: is it of this version?");
-        }
-        take(*note);
-        begin = end + 1;
+plan::Note NoteOf(std::string_view line) {
+    std::optional<plan::Note> note = plan::ParseLine(line);
+    if (!note) {
+        throw recorder::Error("krplan printed a line that is no note: is it of this version?");
     }
-    text.erase(0, begin);
+    return std::move(*note);
 }
+
+// The notes of a plan, and whether it is whole.
+class Stream {
+public:
+    explicit Stream(const std::function<void(const plan::Note&)>& take) : m_take(take) {}
+
+    // Hands over the notes of the complete lines and leaves the rest.
+    void TakeLines(std::string& text) {
+        std::size_t begin = 0;
+        for (std::size_t end = text.find('\n'); end != std::string::npos;
+             end = text.find('\n', begin)) {
+            Take(NoteOf(std::string_view(text).substr(begin, end - begin)));
+            begin = end + 1;
+        }
+        text.erase(0, begin);
+    }
+
+    [[nodiscard]] bool IsWhole(const std::string& rest) const { return m_isWhole && rest.empty(); }
+
+private:
+    void Take(const plan::Note& note) {
+        m_isWhole = note.reason == plan::Reason::End && note.number == m_notes;
+        ++m_notes;
+        m_take(note);
+    }
+
+    const std::function<void(const plan::Note&)>& m_take;
+    long m_notes = 0;
+    bool m_isWhole = false; // the last note is the end, and none before it is missing
+};
 
 } // namespace
 
 int ReadPlan(const JobOptions& jobs, const std::function<void(const plan::Note&)>& take) {
     Planner planner(ArgumentsOf(jobs));
+    Stream stream(take);
     std::string text;
     while (planner.Read(text)) {
-        TakeLines(text, take);
+        stream.TakeLines(text);
     }
-    return planner.AwaitEnd();
+    const int status = planner.AwaitEnd();
+    if (status == 0 && !stream.IsWhole(text)) {
+        throw recorder::Error("krplan ended before its plan was complete: there is no plan");
+    }
+    return status;
 }

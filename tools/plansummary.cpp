@@ -57,6 +57,8 @@ void PlanSummary::Add(const plan::Note& note) {
     case Reason::NoPlan:
         m_whyNone = note.text;
         break;
+    case Reason::End:
+        break;
     case Reason::Part:
         PartOf(note).files += note.files;
         PartOf(note).rows += note.number;

@@ -1,7 +1,10 @@
 """krctl plan: it tells what krindexer does, and leaves no trace."""
 
 import os
+import shutil
+import signal
 import socket
+import subprocess
 import threading
 import time
 
@@ -539,6 +542,107 @@ class Agreement(PlanTest):
         self.assert_agreement()
 
 
+class BrokenOff(PlanTest):
+    """A plan of which a part is missing is no plan, however much of it came."""
+
+    COMMANDS = (("plan",), ("plan", "--json"), ("plan", "--list"), ("plan", "--list", "--json"))
+
+    def notes(self):
+        """What krplan prints, byte by byte: of a recorder in line, but for a problem."""
+        return self.recorder.run("krplan", "-r", "1", "-e").out
+
+    def with_planner(self, script, *arguments):
+        """krctl where krplan is this script."""
+        planner = self.recorder.file("planner", mode=0o755, content=f"#!/bin/sh\n{script}\n")
+        sandbox, root, *command = self.recorder.command("krctl", *arguments)
+        return [sandbox, root, "sh", "-c", 'mount --bind "$0" "$1" && shift && "$@"', planner,
+                f"{self.recorder.bin_dir}/krplan", *command]
+
+    def report(self):
+        return self.recorder.path("report.html")
+
+    def assert_no_plan(self, script, why, commands=COMMANDS):
+        for arguments in (*commands, ("report", "--plan", "--html", self.report())):
+            outcome = process.run(self.with_planner(script, *arguments))
+            self.assertEqual(outcome.status, 1, (arguments, outcome))
+            self.assertIn(why, outcome.err)
+            self.assertNotIn("would change nothing", outcome.out)
+            self.assertNotIn("summary", outcome.out)
+            self.assertFalse(os.path.exists(self.report()))
+
+    def printing(self, notes, end):
+        notes_file = self.recorder.file("notes", content=notes)
+        return f"cat {notes_file}\n{end}"
+
+    def test_the_whole_of_it_is_a_plan(self):
+        outcome = process.run(self.with_planner(self.printing(self.notes(), "exit 0"), "plan"))
+        self.assertEqual((outcome.status, outcome.err), (0, ""))
+        self.assertIn("krindexer would change nothing", outcome.out)
+
+    def test_by_a_planner_that_is_killed_is_no_plan(self):
+        notes = self.notes()
+        for length in (0, len(notes) // 2, notes.rindex("end\t"), len(notes)):
+            self.assert_no_plan(self.printing(notes[:length], "kill -KILL $$"),
+                                "krctl: krplan was killed by signal 9: there is no plan")
+
+    def test_at_any_byte_is_no_plan(self):
+        notes = self.notes()
+        lines = [index + 1 for index, char in enumerate(notes) if char == "\n"][:-1]
+        for length in sorted({0, 1, *lines, *(line - 1 for line in lines), len(notes) - 2,
+                              len(notes) - 1}):
+            self.assert_no_plan(self.printing(notes[:length], "exit 0"),
+                                "krctl: krplan ended before its plan was complete",
+                                [("plan", "--json")])
+
+    def test_in_the_middle_is_no_plan(self):
+        lines = self.notes().splitlines(keepends=True)
+        self.assertGreater(len(lines), 3)
+        self.assert_no_plan(self.printing("".join(lines[:1] + lines[2:]), "exit 0"),
+                            "krctl: krplan ended before its plan was complete")
+
+    def test_by_a_planner_that_was_stopped_and_is_killed_is_no_plan(self):
+        pid = self.recorder.path("pid")
+        script = self.printing(self.notes(), f"echo $$ >{self.recorder.inside('pid.new')}\n"
+                               f"mv {self.recorder.inside('pid.new')} {self.recorder.inside('pid')}\n"
+                               "kill -STOP $$")
+        planning = process.start(self.with_planner(script, "plan"), stdout=subprocess.PIPE,
+                                 stderr=subprocess.PIPE)
+        self.addCleanup(process.end, planning)
+        process.until(lambda: os.path.exists(pid), "no planner was started")
+        with open(pid, encoding="ascii") as file:
+            planner = int(file.read())
+        process.until(lambda: _state_of(planner) == "T", "the planner was not stopped")
+        os.kill(planner, signal.SIGKILL)
+        self.assertEqual(planning.wait(process.DEADLINE_S), 1)
+        self.assertNotIn(b"would change nothing", planning.stdout.read())
+        self.assertIn(b"krplan was killed by signal 9", planning.stderr.read())
+
+    def test_by_a_planner_that_can_t_be_started_is_no_plan(self):
+        for mode in ("000", "644"):
+            planner = self.recorder.file(f"planner{mode}", mode=int(mode, 8), content="")
+            sandbox, root, *command = self.recorder.command("krctl", "plan")
+            outcome = process.run([sandbox, root, "sh", "-c",
+                                   'mount --bind "$0" "$1" && shift && "$@"', planner,
+                                   f"{self.recorder.bin_dir}/krplan", *command])
+            self.assertEqual((outcome.status, outcome.out), (1, ""), outcome)
+            self.assertRegex(outcome.err, "^krctl: .*krplan")
+
+    def test_without_a_planner_is_no_plan(self):
+        program = self.recorder.path("krctl")
+        shutil.copy(f"{self.recorder.bin_dir}/krctl", program)
+        sandbox, root, _, *arguments = self.recorder.command("krctl", "plan")
+        outcome = process.run([sandbox, root, program, *arguments])
+        self.assertEqual((outcome.status, outcome.out), (1, ""), outcome)
+        self.assertRegex(outcome.err, "^krctl: .*krplan")
+
+    def test_that_can_t_be_printed_is_a_failure(self):
+        command = self.recorder.command("krctl", "plan")
+        for redirection in (">/dev/full", ">&-"):
+            outcome = process.run(["sh", "-c", f'"$@" {redirection}', "sh", *command])
+            self.assertEqual((outcome.status, outcome.out), (1, ""), redirection)
+            self.assertIn("krctl: can't write to the standard output", outcome.err)
+
+
 class AgreementOnPostgresql(Agreement):
     def new_recorder(self, root):
         self.server = self.enterContext(server.Server())
@@ -567,6 +671,11 @@ class AgreementOnPostgresql(Agreement):
         rows = self.server.psql("SELECT schema_to_xml('kestora', true, false, '')")
         return self.server.psql("SELECT pg_current_xact_id_if_assigned(), "
                                 "txid_snapshot_xmax(txid_current_snapshot())"), rows
+
+
+def _state_of(process_id):
+    with open(f"/proc/{process_id}/stat", encoding="utf-8") as file:
+        return file.read().rpartition(")")[2].split()[0]
 
 
 def _waits_for(parent, database):

@@ -49,7 +49,7 @@ TEST(Note, KeepsItsNumbers) {
 }
 
 TEST(Note, HasANameForEveryReasonThatIsReadAsIt) {
-    for (int number = 0; number <= static_cast<int>(Reason::NoPlan); ++number) {
+    for (int number = 0; number <= static_cast<int>(Reason::End); ++number) {
         const auto reason = static_cast<Reason>(number);
         const std::optional<Note> note = ThereAndBack({reason, "", 0, "", 0, 0});
         ASSERT_TRUE(note) << number;

@@ -27,6 +27,7 @@ constexpr std::array kNames{
     std::pair{Reason::Going, "going"},
     std::pair{Reason::Part, "part"},
     std::pair{Reason::NoPlan, "no-plan"},
+    std::pair{Reason::End, "end"},
 };
 
 // Each with the letter that stands for it behind a backslash.

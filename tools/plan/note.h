@@ -9,7 +9,8 @@
 //   number   a row's id, or what the reason says; 0 where there is none
 //   files    of a part: regular files that were looked at; else 0
 //
-// A note of every camera comes first, then those of a part, then the part itself.
+// A note of every camera comes first, then those of a part, then the part itself. A plan without
+// its End is none: krplan did not come to its end, whatever its exit status says.
 
 #pragma once
 
@@ -39,6 +40,7 @@ enum class Reason {
     Going,  // a run is in progress, process `number`; with a text, that could not be told
     Part,   // a kind, of one camera where it has cameras, is planned; `number` rows there were
     NoPlan, // there is no plan; the text says why
+    End,    // the last note of a whole plan; `number` notes were before it
 };
 
 struct Note {

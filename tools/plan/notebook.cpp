@@ -127,8 +127,15 @@ void Notebook::Flush() {
     m_unwritten.clear();
 }
 
+void Notebook::End() {
+    EndPart();
+    Write({.reason = Reason::End, .kind = "", .text = "", .number = m_notes});
+    Flush();
+}
+
 void Notebook::Write(const Note& note) {
     m_unwritten += LineOf(note);
+    ++m_notes;
     if (m_unwritten.size() >= kWriteAtOnce) {
         Flush();
     }

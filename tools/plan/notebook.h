@@ -43,6 +43,9 @@ public:
     // Writes what isn't written yet.
     void Flush();
 
+    // The plan is whole: writes the rest of it, and that this was all.
+    void End();
+
 private:
     struct Part {
         std::string kind; // empty: none goes on
@@ -61,6 +64,7 @@ private:
     int m_folder = -1; // of the file that the walk came to last
     std::map<int, std::string> m_storagePaths;
     std::string m_unwritten;
+    long m_notes = 0; // so far
 };
 
 } // namespace plan

@@ -54,7 +54,7 @@ void NoteRunInProgress() {
     }
 }
 
-void End() {
+void EndJobs() {
     NoteLastWords();
     Notebook::OfThisProcess().EndPart();
     Notebook::OfThisProcess().Flush();
@@ -85,7 +85,8 @@ int RegTaskStart() {
 }
 
 void RegTaskDone() {
-    plan::End();
+    plan::EndJobs();
+    plan::Notebook::OfThisProcess().End();
 }
 
 void SetTaskPid(int /*pid*/) {}
@@ -98,7 +99,7 @@ double GetTaskProgress() {
 
 void RecordTaskStatusToConf(long /*startTime*/, int /*recordingCount*/, bool done) {
     if (done) {
-        plan::End();
+        plan::EndJobs();
     }
 }
 
