@@ -29,6 +29,8 @@ void ProgressDisplay::Show(const LiveView& view) {
     if (m_isTerminal) {
         const auto columns = static_cast<std::size_t>(TerminalColumns(STDOUT_FILENO) - 1);
         std::printf("%s%s", kClearLine, LiveLine(view, m_names, columns).c_str());
+    } else if (view.live.kind.empty()) {
+        return; // a camera is being loaded: which part it is isn't known yet
     } else if (const std::string part = PartOf(view.live); part != m_part) {
         m_part = part;
         std::puts(LiveLine(view, m_names, INT_MAX).c_str());

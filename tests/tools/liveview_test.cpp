@@ -44,7 +44,7 @@ TEST(LiveLine, NamesTheCameraAloneBeforeTheKindIsKnown) {
 
     EXPECT_EQ(LiveLine(view, Names(), 200),
               "camera 3 Front  12345 files  +2 -1  1234/s  25%  30.0 s left");
-    EXPECT_EQ(LiveLine(view, Names(), 50), "camera …  12345 files  +2 -1  25%  30.0 s left");
+    EXPECT_EQ(LiveLine(view, Names(), 50), "camera 3 Fr…  12345 files  +2 -1  25%  30.0 s left");
 }
 
 TEST(LiveLine, FitsWhateverTheWidth) {
