@@ -86,7 +86,9 @@ std::string RunText(const recorder::RunRecord& run) {
                  static_cast<double>(run.endTm.value_or(0))) +
            Gauge("last_run_duration_seconds", "How long it took.",
                  static_cast<double>(run.endTm.value_or(run.startTm) - run.startTm)) +
-           Gauge("last_run_failures", "What failed in it, parts and all.",
+           Gauge("last_run_failures",
+                 "Failures in the last run that ended. Later runs do not read again what "
+                 "could not be read: 0 does not say that every recording can be.",
                  static_cast<double>(run.failures)) +
            Gauge("last_run_refusals", "What was refused in it, parts and all.",
                  static_cast<double>(run.refusals));

@@ -97,7 +97,7 @@ bool PlanSummary::HasChanges() const {
 
 std::string PlanSummary::Sentence() const {
     if (!HasChanges()) {
-        return IsComplete() ? "In line: krindexer would change nothing."
+        return IsComplete() ? "Nothing to add or remove: krindexer would change nothing."
                             : "krindexer would change nothing, as far as it could be planned.";
     }
     return "krindexer would " + Enumerated(Deeds(Total())) +

@@ -170,9 +170,9 @@ void PrintPlan(const PlanSummary& plan) {
     PrintRemarks(plan);
     PrintProblems(plan);
     PrintRunInProgress(plan);
-    const bool isInLine = plan.IsComplete() && !plan.HasChanges();
+    const bool hasNothingToDo = plan.IsComplete() && !plan.HasChanges();
     std::printf("%s\n",
-                isInLine ? Coloured("32", plan.Sentence()).c_str() : plan.Sentence().c_str());
+                hasNothingToDo ? Coloured("32", plan.Sentence()).c_str() : plan.Sentence().c_str());
 }
 
 std::string ProblemText(const PlanSummary& plan, const plan::Note& problem) {
@@ -200,7 +200,7 @@ Json JsonOf(const PlanSummary& plan) {
     }
     json["run_goes_on"] = IsRunInProgress(plan);
     json["complete"] = plan.IsComplete();
-    json["in_line"] = plan.IsComplete() && !plan.HasChanges();
+    json["nothing_to_change"] = plan.IsComplete() && !plan.HasChanges();
     json["summary"] = plan.Sentence();
     return json;
 }

@@ -128,7 +128,7 @@ std::optional<RunView> RunOf(const ChildProcess& child, std::optional<long> newe
 }
 
 int StatusOf(const recorder::RunRecord& record) {
-    return OutcomeOf(record) == RunOutcome::InLine ? 0 : kExitFailures;
+    return OutcomeOf(record) == RunOutcome::Complete ? 0 : kExitFailures;
 }
 
 void TellRun(const RunView& run, bool asJson) {

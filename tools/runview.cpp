@@ -64,8 +64,8 @@ std::string AboutLog(const recorder::RunRecord& record) {
 void PrintOutcome(const recorder::RunRecord& record) {
     const std::string run = "run " + std::to_string(record.id) + ": ";
     switch (OutcomeOf(record)) {
-    case RunOutcome::InLine:
-        std::printf("%s%s\n", run.c_str(), Coloured("32", "in line").c_str());
+    case RunOutcome::Complete:
+        std::printf("%s%s\n", run.c_str(), Coloured("32", OutcomeText(record)).c_str());
         break;
     case RunOutcome::Failures:
         std::printf("%s%s; %s: %s\n", run.c_str(), Coloured("1;31", OutcomeText(record)).c_str(),
@@ -79,14 +79,20 @@ void PrintOutcome(const recorder::RunRecord& record) {
 
 const char* OutcomeName(RunOutcome outcome) {
     switch (outcome) {
-    case RunOutcome::InLine:
-        return "in line";
+    case RunOutcome::Complete:
+        return "complete";
     case RunOutcome::Failures:
         return "failures";
     case RunOutcome::NotEnded:
         break;
     }
     return "not ended";
+}
+
+bool HasChanges(const recorder::RunRecord& record) {
+    return std::any_of(
+        record.changes.begin(), record.changes.end(),
+        [](const recorder::RunChange& change) { return change.added + change.removed > 0; });
 }
 
 void AddCounts(Json& json, const recorder::RunPart& part) {
@@ -130,12 +136,16 @@ RunOutcome OutcomeOf(const recorder::RunRecord& record) {
     if (!record.endTm) {
         return RunOutcome::NotEnded;
     }
-    return record.failures + record.refusals == 0 ? RunOutcome::InLine : RunOutcome::Failures;
+    return record.failures + record.refusals == 0 ? RunOutcome::Complete : RunOutcome::Failures;
 }
 
 std::string OutcomeText(const recorder::RunRecord& record) {
-    if (OutcomeOf(record) != RunOutcome::Failures) {
-        return OutcomeName(OutcomeOf(record));
+    const RunOutcome outcome = OutcomeOf(record);
+    if (outcome == RunOutcome::Complete && !HasChanges(record)) {
+        return "nothing to add or remove";
+    }
+    if (outcome != RunOutcome::Failures) {
+        return OutcomeName(outcome);
     }
     std::string text;
     if (record.failures > 0) {

@@ -22,13 +22,15 @@ void AddUp(recorder::RunPart& sum, const recorder::RunPart& part);
 
 // How it ended.
 enum class RunOutcome {
-    InLine,   // nothing failed, nothing was refused
+    Complete, // it went to its end, nothing failed, nothing was refused
     Failures, // it went to its end, but something failed or was refused
-    NotEnded, // it goes on, was stopped or was killed
+    NotEnded, // it is in progress, was stopped or was killed
 };
 [[nodiscard]] RunOutcome OutcomeOf(const recorder::RunRecord& record);
 
-// "in line", "3 failures, 1 refusal", "not ended".
+// "complete", or "nothing to add or remove" where it did neither; "3 failures, 1 refusal", "not
+// ended". No more is claimed: of files with rows a run compares the names, and what an earlier run
+// could not read it doesn't read again.
 [[nodiscard]] std::string OutcomeText(const recorder::RunRecord& record);
 
 // The part of cameras that are gone isn't, as there nearly always is nothing to tell of it.

@@ -16,7 +16,7 @@ from support.case import KrctlTest
 from support.recorder import HALF_DAY, START_TM, Recorder
 from support.state import differences, state_of
 
-IN_LINE = "In line: krindexer would change nothing.\n"
+NOTHING_TO_DO = "Nothing to add or remove: krindexer would change nothing.\n"
 COUNTS = ("row_without_file", "file_without_row", "badly_named", "changed_after_start",
           "thumbnail_missing", "folder_empty", "row_renewed", "damaged")
 
@@ -181,7 +181,7 @@ class Reasons(PlanTest):
         self.assertEqual(planning.returncode, 0, out)
         self.assertEqual(out.splitlines()[0],
                          f"changed-after-start\tevent\t1\t{Recorder.inside(path)}")
-        self.assertTrue(out.endswith(IN_LINE), out)
+        self.assertTrue(out.endswith(NOTHING_TO_DO), out)
 
 
 class Output(PlanTest):
@@ -189,9 +189,9 @@ class Output(PlanTest):
         self.recorder.recording(self.storage)
         self.recorder.reindex("-r", "-1")
 
-        self.assertTrue(self.krctl("plan").out.endswith("\n" + IN_LINE))
+        self.assertTrue(self.krctl("plan").out.endswith("\n" + NOTHING_TO_DO))
         plan = self.plan()
-        self.assertEqual((plan["in_line"], plan["complete"], plan["items"]), (True, True, []))
+        self.assertEqual((plan["nothing_to_change"], plan["complete"], plan["items"]), (True, True, []))
 
     def test_the_table_has_a_line_for_each_kind_and_camera(self):
         self.drift()
@@ -407,7 +407,7 @@ class Untouched(PlanTest):
 class Incomplete(PlanTest):
     def problems(self, *options):
         plan = self.plan(*options, status=1)
-        self.assertEqual((plan["complete"], plan["in_line"]), (False, False))
+        self.assertEqual((plan["complete"], plan["nothing_to_change"]), (False, False))
         return [(problem["reason"], problem["kind"], problem["camera"], problem["text"])
                 for problem in plan["problems"]]
 
@@ -532,7 +532,7 @@ class Agreement(PlanTest):
         self.assertEqual(
             {item["path"].removeprefix(root) for item in plan["items"]
              if item["reason"] == "folder-empty"}, before - self.folders())
-        self.assertTrue(self.plan()["in_line"])
+        self.assertTrue(self.plan()["nothing_to_change"])
 
     def folders(self):
         root = self.recorder.path("volume1")

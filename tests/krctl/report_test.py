@@ -27,16 +27,24 @@ class ReportTest(KrctlTest):
 
 
 class Run(ReportTest):
-    def test_says_that_a_run_left_everything_in_line(self):
+    def test_says_that_a_run_was_complete(self):
         storage = self.recorder.camera(1, "Front")
         self.recorder.recording(storage)
         self.recorder.reindex("-r", "-1")
         page = self.report()
-        self.assertEqual(page.texts("h1"), ["In line"])
+        self.assertEqual(page.texts("h1"), ["Complete"])
         self.assertIn("Run 1", page.texts("li"))
         self.assertIn(["Recordings", "1 Front", "1", "0", "1", "0", "0"],
                       [row[:7] for row in page.rows()])
         self.assertEqual(page.texts("h2"), ["By kind and camera", "Recordings by day"])
+
+    def test_claims_no_more_of_a_run_than_that_it_had_nothing_to_add_or_remove(self):
+        self.recorder.recording(self.recorder.camera(1, "Front"), medium="cut.mp4")
+        self.recorder.reindex("-r", "-1")
+        self.recorder.reindex("-r", "-1")
+        page = self.report()
+        self.assertEqual(page.texts("h1"), ["Nothing to add or remove"])
+        self.assertNotIn("in line", page.text().lower())
 
     def test_counts_what_failed_and_says_where(self):
         storage = self.recorder.camera(1, "Front")
@@ -289,7 +297,7 @@ class Plan(ReportTest):
         self.recorder.recording(self.recorder.camera(1, "Front"))
         self.recorder.reindex("-r", "-1")
         page = self.report("--plan", "-r", "1")
-        self.assertEqual(page.texts("h1"), ["In line"])
+        self.assertEqual(page.texts("h1"), ["Nothing to add or remove"])
         self.assertIn("1 recording on 1 day, 12 March 2014.", page.texts("p"))
 
     def test_shows_what_would_be_refused(self):

@@ -55,7 +55,7 @@ class Outcome(RunTest):
         self.recorder.recording(self.storage)
         outcome = self.krctl("run")
         self.assertRegex(outcome.out, r"recordings +1 Front +1 +0 +1 +0 +0")
-        self.assertIn("run 1: in line", outcome.out)
+        self.assertIn("run 1: complete", outcome.out)
         self.assertEqual(self.rows("SELECT count(*) FROM event;"), ["1"])
 
     def test_everything_is_done_where_no_job_is_named(self):
@@ -73,6 +73,17 @@ class Outcome(RunTest):
         self.recorder.recording(self.storage, medium="cut.mp4")
         outcome = self.krctl("run", "-r", "1", status=1)
         self.assertIn("run 1: 1 failure; the log says which", outcome.out)
+
+    def test_after_a_recording_that_could_not_be_read_nothing_is_called_in_line(self):
+        """It has a row, so that no later run reads it again."""
+        self.recorder.recording(self.storage, medium="cut.mp4")
+        self.krctl("run", status=1)
+        for command in ("run", "status", "runs", "plan"):
+            out = self.krctl(command).out
+            self.assertIn("othing to add or remove", out)
+            self.assertNotIn("in line", out.lower())
+        self.assertEqual(self.krctl("run", "--json").json()["outcome"], "complete")
+        self.assertIn("0 does not say that every recording can be", self.krctl("metrics").out)
 
     def test_a_folder_that_can_t_be_read_to_its_end_is_a_failure(self):
         folder = os.path.dirname(self.recorder.recording(self.storage))
@@ -111,7 +122,7 @@ class Outcome(RunTest):
         self.lose_volume()
         outcome = self.krctl("run", status=1)
         self.assertRegex(outcome.out, "(?m)^REFUSED: camera 1 Front: the volume .* is not mounted")
-        self.assertNotIn("in line", outcome.out)
+        self.assertNotIn("complete", outcome.out)
         self.assertEqual(outcome.out.count("REFUSED"), 1)
 
     def test_a_proof_that_failed_is_refused_and_the_rows_stay(self):
@@ -165,7 +176,7 @@ class Outcome(RunTest):
         release()
         self.assertEqual(running.returncode, 1)
         self.assertIn(b"krindexer was killed", err)
-        self.assertNotIn(b"in line", out)
+        self.assertNotIn(b"complete", out)
 
 
 class Arguments(RunTest):
@@ -194,7 +205,7 @@ class Json(RunTest):
         self.recorder.recording(self.storage)
         document = self.krctl("run", "--json").json()
         self.assert_matches_schema(document, "run")
-        self.assertEqual(document["outcome"], "in line")
+        self.assertEqual(document["outcome"], "complete")
         self.assertEqual(document["total"]["added"], 1)
         part = next(part for part in document["parts"] if part["camera"] == 1)
         self.assertEqual((part["kind"], part["camera_name"], part["files"], part["added"]),
@@ -234,7 +245,7 @@ class Progress(RunTest):
         self.assertIn(b"\r\x1b[Krecordings of camera 1 Front  1 file  +0 -0", terminal.shown)
         progress, table = terminal.shown.split(b"\x1b[Kkind", 1)
         self.assertNotIn(b"\n", progress)
-        self.assertIn(b"in line", table)
+        self.assertIn(b"complete", table)
 
     def test_fits_a_narrow_terminal(self):
         terminal = self.shown_while_held_up(40)
@@ -260,12 +271,12 @@ class Progress(RunTest):
     def test_is_coloured_on_a_terminal(self):
         terminal = self.terminal("run", "-e")
         self.assertEqual(terminal.finish(), 0)
-        self.assertIn(b"\x1b[32min line\x1b[0m", terminal.shown)
+        self.assertIn(b"\x1b[32mnothing to add or remove\x1b[0m", terminal.shown)
 
     def test_is_not_coloured_where_the_user_wants_no_colour(self):
         terminal = self.terminal("run", "-e", NO_COLOR="1")
         self.assertEqual(terminal.finish(), 0)
-        self.assertIn(b"run 1: in line", terminal.shown)
+        self.assertIn(b"run 1: nothing to add or remove", terminal.shown)
         self.assertNotRegex(terminal.shown, rb"\x1b\[[0-9;]*m")
 
 

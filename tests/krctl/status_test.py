@@ -131,7 +131,7 @@ class Status(RunTest):
         release()
         self.assertEqual(terminal.finish(), 0)
         self.assertIn(b"run 1: ", terminal.shown)
-        self.assertIn(b"in line", terminal.shown)
+        self.assertIn(b"complete", terminal.shown)
 
     def test_refuses_to_watch_as_json(self):
         outcome = self.krctl("status", "--watch", "--json", status=64)
@@ -157,8 +157,8 @@ class Runs(RunTest):
         lines = self.krctl("runs").out.splitlines()
         self.assertEqual(lines[0].split(), ["run", "start", "end", "outcome", "kind", "added",
                                             "removed", "undoable"])
-        self.assertRegex(lines[1], r"^ +2 .* in line +- +0 +0 +0$")
-        self.assertRegex(lines[2], r"^ +1 .* in line +event +1 +0 +0$")
+        self.assertRegex(lines[1], r"^ +2 .* nothing to add or remove +- +0 +0 +0$")
+        self.assertRegex(lines[2], r"^ +1 .* complete +event +1 +0 +0$")
 
     def test_as_json_are_what_their_schema_says(self):
         name = self.recorder.recording(self.storage)

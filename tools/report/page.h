@@ -10,7 +10,7 @@
 #include <vector>
 
 enum class Tone {
-    Good,    // in line
+    Good,    // nothing failed, or nothing to do
     Bad,     // something failed or was refused
     Waiting, // it hasn't ended
     Change,  // there is something to do

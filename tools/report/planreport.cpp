@@ -91,7 +91,7 @@ void TellOutcome(const PlanSummary& plan, Report& report) {
         report.title = ChangesTitle(plan.Total());
     } else {
         report.tone = Tone::Good;
-        report.title = "In line";
+        report.title = "Nothing to add or remove";
     }
     if (const std::optional<plan::Note>& run = plan.RunInProgress()) {
         report.sentence += run->text.empty() ? " A run is in progress: this shows how far it is."

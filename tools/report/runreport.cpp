@@ -57,9 +57,11 @@ void AddOutcome(const RunView& run, Report& report) {
     const recorder::RunRecord& record = run.record;
     report.title = Capitalised(OutcomeText(record));
     switch (OutcomeOf(record)) {
-    case RunOutcome::InLine:
+    case RunOutcome::Complete:
         report.tone = Tone::Good;
-        report.sentence = "The run went to its end. Nothing failed, nothing was refused.";
+        report.sentence =
+            "The run went to its end. Nothing failed, nothing was refused. Files that "
+            "had rows before were compared by name.";
         break;
     case RunOutcome::Failures:
         report.tone = Tone::Bad;
@@ -162,7 +164,7 @@ Report NewestRunReport() {
     } else {
         report.subject = "Kestora re-index";
         report.title = "No run yet";
-        report.sentence = "\"krctl run\" brings rows and files in line.";
+        report.sentence = "\"krctl run\" adds and removes rows until they match the files.";
     }
     report.calendars = CalendarsOf(names, DaysOf(newest));
     return report;
