@@ -48,6 +48,8 @@ constexpr std::array kSchemaSteps{
     SchemaStep{3, std::nullopt, kSchema3Ledger},
     SchemaStep{4, KRDB::DB_SYSTEM, kSchema4System},
     SchemaStep{4, std::nullopt, kSchema4Ledger},
+    SchemaStep{5, KRDB::DB_RECORDING, kSchema5Recording},
+    SchemaStep{5, std::nullopt, kSchema5Postgresql, true},
 };
 
 const DatabaseFile& FileOf(KRDB::DB_INSTANCE instance) {

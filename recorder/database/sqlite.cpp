@@ -76,6 +76,18 @@ std::string UntoldTriggerSql(const MediaTable& table) {
         "INSERT INTO untold (id, camera_id) VALUES (NEW.id, NEW.camera_id);");
 }
 
+// The days of the rows that the run adds and removes.
+std::string DayTriggerSql(long run, const MediaTable& table, const std::string& operation,
+                          const std::string& row, const std::string& counted) {
+    const std::string counts = counted == "added" ? "1, 0" : "0, 1";
+    return TemporaryTriggerSql(
+        "count_day_" + counted + "_" + table.name, operation + " ON main." + table.name,
+        "INSERT INTO run_day (run, camera_id, day, added, removed) VALUES (" + std::to_string(run) +
+            ", " + row + ".camera_id, " + DayOfSql(row + ".start_tm") + ", " + counts +
+            ") ON CONFLICT (run, camera_id, day) DO UPDATE SET " + counted + " = " + counted +
+            " + 1;");
+}
+
 // A way to the disk that can't write. It stands before one of SQLite's own, as options of a
 // connection don't reach the files beside a database: even to read one whose log is gone SQLite
 // would make a new log.
@@ -199,6 +211,7 @@ struct SqliteDatabase::Attribution {
 
     long run = 0;
     std::vector<Count> counts;
+    bool countsDays = false;
 };
 
 // When the write lock was last given back.
@@ -356,6 +369,9 @@ void SqliteDatabase::AttributeTo(long run, const std::vector<MediaTable>& tables
         RunPlain(LedgerTriggerSql(run, table).c_str());
         if (table.isTold) {
             RunPlain(UntoldTriggerSql(table).c_str());
+            RunPlain(DayTriggerSql(run, table, "INSERT", "NEW", "added").c_str());
+            RunPlain(DayTriggerSql(run, table, "DELETE", "OLD", "removed").c_str());
+            m_attribution->countsDays = true;
         }
     }
     sqlite3_update_hook(
@@ -372,9 +388,11 @@ void SqliteDatabase::WriteCounts(int camId) {
         return;
     }
     bool hasRemoved = false;
+    bool hasChanged = false;
     for (const Attribution::Count& count : m_attribution->counts) {
         hasRemoved = hasRemoved || count.removed > 0;
         if (count.added + count.removed > 0) {
+            hasChanged = true;
             RunPlain((Format("INSERT INTO run_count (run, kind, camera_id, added, removed) "
                              "VALUES (%ld, '%s', %d, %ld, %ld) ",
                              m_attribution->run, count.table.c_str(), camId, count.added,
@@ -382,6 +400,9 @@ void SqliteDatabase::WriteCounts(int camId) {
                       kAddRunCountsSql)
                          .c_str());
         }
+    }
+    if (hasChanged && m_attribution->countsDays) {
+        RunPlain(ForgetDaysSql(m_attribution->run).c_str());
     }
     if (hasRemoved) {
         RunPlain(NoteRemovalAgeSql(m_attribution->run, ReadMoment()).c_str());

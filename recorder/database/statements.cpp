@@ -33,6 +33,14 @@ std::vector<std::string> SplitStatements(const std::string& sql) {
     return statements;
 }
 
+std::string ForgetDaysSql(long run, const std::string& condition) {
+    return "DELETE FROM run_day WHERE run < " + std::to_string(run) + " AND " + condition + ";";
+}
+
+std::string DayOfSql(const std::string& startTm) {
+    return "(" + startTm + " - ((" + startTm + " % 86400) + 86400) % 86400) / 86400";
+}
+
 std::string Excerpt(const char* sql) {
     const std::size_t length = strnlen(sql, kExcerptLength + 1);
     return length <= kExcerptLength ? sql : std::string(sql, kExcerptLength) + "...";

@@ -16,6 +16,12 @@ constexpr const char* kAddRunCountsSql =
     "ON CONFLICT (run, kind, camera_id) DO UPDATE SET added = run_count.added + excluded.added, "
     "removed = run_count.removed + excluded.removed;";
 
+// Of run_day only the last run's rows are asked for: those of the runs before it go.
+[[nodiscard]] std::string ForgetDaysSql(long run, const std::string& condition = "true");
+
+// The day of a row's start time, rounded down, also before the epoch. `startTm` is a column.
+[[nodiscard]] std::string DayOfSql(const std::string& startTm);
+
 // The beginning of a text, for a message.
 [[nodiscard]] std::string Excerpt(const char* sql);
 

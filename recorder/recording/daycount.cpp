@@ -17,31 +17,30 @@ long ToLong(const char* text) {
 
 std::vector<DayCount> ListDayCounts() {
     const DBResult_tag rows =
-        Execute(KRDB::DB_RECORDING, "SELECT camera_id, day, count, stamp FROM recording_count;",
+        Execute(KRDB::DB_RECORDING, "SELECT camera_id, day, count FROM recording_count;",
                 {.readOnly = true});
     std::vector<DayCount> counts;
     counts.reserve(static_cast<std::size_t>(rows.RowCount()));
     for (int row = 0; row < rows.RowCount(); ++row) {
         counts.push_back({static_cast<int>(ToLong(rows.Field(row, 0))), ToLong(rows.Field(row, 1)),
-                          ToLong(rows.Field(row, 2)), ToLong(rows.Field(row, 3))});
+                          ToLong(rows.Field(row, 2))});
     }
     return counts;
 }
 
-std::vector<DayRemoval> RemovalsByDay(long run) {
-    const DBResult_tag rows =
-        Execute(KRDB::DB_RECORDING,
-                "SELECT camera_id, (start_tm - ((start_tm % 86400) + 86400) % 86400) / 86400, "
-                "count(*) FROM removed WHERE run = " +
-                    std::to_string(run) + " AND kind = 'event' GROUP BY 1, 2;",
-                {.readOnly = true});
-    std::vector<DayRemoval> removals;
-    removals.reserve(static_cast<std::size_t>(rows.RowCount()));
+std::vector<DayChange> ChangesByDay(long run) {
+    const DBResult_tag rows = Execute(
+        KRDB::DB_RECORDING,
+        "SELECT camera_id, day, added, removed FROM run_day WHERE run = " + std::to_string(run) +
+            ";",
+        {.readOnly = true});
+    std::vector<DayChange> changes;
+    changes.reserve(static_cast<std::size_t>(rows.RowCount()));
     for (int row = 0; row < rows.RowCount(); ++row) {
-        removals.push_back({static_cast<int>(ToLong(rows.Field(row, 0))),
-                            ToLong(rows.Field(row, 1)), ToLong(rows.Field(row, 2))});
+        changes.push_back({static_cast<int>(ToLong(rows.Field(row, 0))), ToLong(rows.Field(row, 1)),
+                           ToLong(rows.Field(row, 2)), ToLong(rows.Field(row, 3))});
     }
-    return removals;
+    return changes;
 }
 
 } // namespace recorder

@@ -9,22 +9,22 @@ namespace recorder {
 // As the recording counts have it.
 struct DayCount {
     int camId = 0;
-    long day = 0;     // days since the epoch, UTC, of the start time
-    long count = 0;   // recordings
-    long stampUs = 0; // when the count last changed, microseconds since the epoch
+    long day = 0;   // days since the epoch, UTC, of the start time
+    long count = 0; // recordings
 };
 
-struct DayRemoval {
+struct DayChange {
     int camId = 0;
     long day = 0;
-    long rows = 0; // of recordings
+    long added = 0;   // rows of recordings
+    long removed = 0; // likewise
 };
 
 // Both are in no order, and throw Error.
 
 [[nodiscard]] std::vector<DayCount> ListDayCounts();
 
-// What a run removed, as far as the ledger still holds it.
-[[nodiscard]] std::vector<DayRemoval> RemovalsByDay(long run);
+// What a run added and removed. Known of the last run that did either.
+[[nodiscard]] std::vector<DayChange> ChangesByDay(long run);
 
 } // namespace recorder

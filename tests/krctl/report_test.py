@@ -119,8 +119,8 @@ class Days(ReportTest):
         self.recorder.reindex("-r", "-1")
         page = self.report()
         self.assertEqual((page.cells("k"), page.cells("p")), (1, 1))
-        self.assertIn("12 March 2014: rows added", page.texts("li"))
-        self.assertIn("12 March 2014: 1 recording; rows added", page.hints())
+        self.assertIn("12 March 2014: 1 row added", page.texts("li"))
+        self.assertIn("12 March 2014: 1 recording; 1 row added", page.hints())
 
     def test_marks_days_that_a_run_removed_rows_from(self):
         for day in range(2):
@@ -135,6 +135,44 @@ class Days(ReportTest):
         self.assertEqual((page.cells("k"), page.cells("p")), (1, 0))
         self.assertIn("13 March 2014: 2 rows removed", page.texts("li"))
         self.assertIn("13 March 2014: 1 recording; 2 rows removed", page.hints())
+
+    def test_shows_both_on_a_day_on_which_rows_were_added_and_removed(self):
+        for second in range(3):
+            self.recorder.recording("volume1/cam1", START_TM + second)
+        for number in range(2):
+            self.recorder.row("event", camera_id=1, path=f"{HALF_DAY}/gone{number}.mp4",
+                              start_tm=START_TM)
+        self.recorder.reindex("-r", "-1")
+        page = self.report()
+        self.assertIn("12 March 2014: 3 recordings; 3 rows added, 2 rows removed", page.hints())
+        self.assertEqual(page.rows()[-1][3:6], ["2", "3", "2"])
+
+    def test_shows_nothing_of_the_run_before(self):
+        """Which began in the same second: no clock says whose a change was."""
+        self.recorder.recording("volume1/cam1")
+        self.recorder.reindex("-r", "-1")
+        self.recorder.reindex("-r", "-1")
+        self.recorder.query("system.db", "UPDATE run SET start_tm = (SELECT start_tm FROM run "
+                                         "WHERE id = 1), end_tm = end_tm + 1 WHERE id = 2")
+        self.assertIn("No holes, no drift.", self.report().texts("p"))
+
+    def test_shows_nothing_of_what_others_changed_meanwhile(self):
+        self.recorder.recording("volume1/cam1")
+        self.recorder.reindex("-r", "-1")
+        self.recorder.reindex("-r", "-1")
+        self.recorder.query("system.db", "UPDATE run SET end_tm = end_tm + 9 WHERE id = 2")
+        self.recorder.query("recording.db", "UPDATE recording_count SET count = 2, stamp = "
+                                            "(unixepoch() + 1) * 1000000")
+        self.assertIn("No holes, no drift.", self.report().texts("p"))
+
+    def test_shows_what_the_run_did_though_it_was_undone(self):
+        self.recorder.recording("volume1/cam1")
+        gone = self.recorder.recording("volume1/cam1", START_TM + DAY_S)
+        self.recorder.reindex("-r", "-1")
+        os.remove(self.recorder.path(gone))
+        self.recorder.reindex("-r", "-1")
+        self.recorder.do("krctl", "undo", "2")
+        self.assertIn("13 March 2014: 1 row removed", self.report().texts("li"))
 
     def test_marks_a_day_of_which_nothing_is_left(self):
         self.recorder.recording("volume1/cam1")
@@ -332,9 +370,16 @@ class OnPostgresql(ReportTest):
         self.recorder.recording(storage)
         gone = self.recorder.recording(storage, START_TM + DAY_S)
         self.recorder.reindex("-r", "-1")
-        self.assertIn("12–13 March 2014: rows added", self.report().texts("li"))
+        self.assertIn("12–13 March 2014: 2 rows added", self.report().texts("li"))
+        self.recorder.reindex("-r", "-1")
+        self.assertIn("No holes, no drift.", self.report().texts("p"))
         os.remove(self.recorder.path(gone))
+        for second in range(1, 3):
+            self.recorder.recording(storage, START_TM + second)
+            self.recorder.recording(storage, START_TM + DAY_S + second)
         self.recorder.reindex("-r", "-1")
         page = self.report()
-        self.assertIn("13 March 2014: 1 row removed", page.texts("li"))
-        self.assertIn("13 March 2014: no recordings; 1 row removed", page.hints())
+        self.assertIn("12 March 2014: 2 rows added", page.texts("li"))
+        self.assertIn("13 March 2014: 2 rows added, 1 row removed", page.texts("li"))
+        self.assertIn("13 March 2014: 2 recordings; 2 rows added, 1 row removed", page.hints())
+        self.assertEqual(self.server.psql("SELECT DISTINCT run FROM kestora.run_day").split(), ["3"])

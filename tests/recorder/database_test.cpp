@@ -181,12 +181,12 @@ TEST_F(DatabaseSchema, LeavesWhatIsThere) {
 TEST_F(DatabaseSchema, IsBroughtFromTheFirstVersionToThisOne) {
     world::Write(KRDB::DB_RECORDING,
                  "INSERT INTO outbox (created_tm, topic, payload) VALUES (1, 'a', '{}');"
-                 "DROP TABLE removed; DROP TABLE run_count; DROP TABLE untold; "
+                 "DROP TABLE removed; DROP TABLE run_count; DROP TABLE run_day; DROP TABLE untold; "
                  "DROP TABLE ledger_age; DROP TABLE removal_age; ALTER TABLE outbox "
                  "DROP COLUMN due;"
                  "PRAGMA user_version = 1;");
     EXPECT_THAT(FailureOf(KRDB::DB_RECORDING, "SELECT 1;"),
-                HasSubstr("schema version 1; expected 4"));
+                HasSubstr("schema version 1; expected 5"));
 
     recorder::InitDatabases();
 
@@ -211,12 +211,12 @@ TEST_F(DatabaseSchema, KeepsTheCountsOfRunsWhenTheyComeToHaveCameras) {
 }
 
 TEST_F(DatabaseSchema, RefusesAnotherVersion) {
-    world::Write(KRDB::DB_SYSTEM, "PRAGMA user_version = 5;");
+    world::Write(KRDB::DB_SYSTEM, "PRAGMA user_version = 6;");
 
     const std::string failure = FailureOf(KRDB::DB_SYSTEM, "SELECT 1;");
 
     EXPECT_THAT(failure, HasSubstr("/var/packages/Kestora/var/db/system.db"));
-    EXPECT_THAT(failure, HasSubstr("schema version 5; expected 4"));
+    EXPECT_THAT(failure, HasSubstr("schema version 6; expected 5"));
     EXPECT_THROW(recorder::InitDatabases(), recorder::Error);
 }
 

@@ -468,7 +468,7 @@ TEST_F(PostgresSchema, IsMissingWithAWordOnHowToMakeIt) {
     world::Write(KRDB::DB_SYSTEM, "DROP SCHEMA kestora CASCADE;");
 
     EXPECT_THAT(FailureOf([] { recorder::Execute(KRDB::DB_SYSTEM, "SELECT 1;"); }),
-                HasSubstr("expected 4, as \"krctl init\" makes it"));
+                HasSubstr("expected 5, as \"krctl init\" makes it"));
 }
 
 TEST_F(PostgresSchema, IsLeftAsItIsWhereItIsThere) {
@@ -489,10 +489,10 @@ TEST_F(PostgresSchema, IsWaitedForUntilItIsOnTheDiskUnlessNobodyNeedsIt) {
 }
 
 TEST_F(PostgresSchema, OfAnotherVersionIsRefused) {
-    world::Write(KRDB::DB_SYSTEM, "UPDATE schema_version SET version = 5;");
+    world::Write(KRDB::DB_SYSTEM, "UPDATE schema_version SET version = 6;");
 
     EXPECT_THAT(FailureOf([] { recorder::Execute(KRDB::DB_SYSTEM, "SELECT 1;"); }),
-                HasSubstr("PostgreSQL schema kestora has schema version 5; expected 4"));
+                HasSubstr("PostgreSQL schema kestora has schema version 6; expected 5"));
     EXPECT_THROW(recorder::InitDatabases(), recorder::Error);
 }
 
@@ -500,7 +500,7 @@ TEST_F(PostgresSchema, ThatLostItsVersionIsRefused) {
     world::Write(KRDB::DB_SYSTEM, "DELETE FROM schema_version;");
 
     EXPECT_THAT(FailureOf([] { recorder::Execute(KRDB::DB_SYSTEM, "SELECT 1;"); }),
-                HasSubstr("PostgreSQL schema kestora has schema version 0; expected 4"));
+                HasSubstr("PostgreSQL schema kestora has schema version 0; expected 5"));
     EXPECT_THROW(recorder::InitDatabases(), recorder::Error);
 }
 

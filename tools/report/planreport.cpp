@@ -37,7 +37,6 @@ public:
         }
         RecordingDay& day = m_days[item.camId][*startTm / kSecondsPerDay];
         if (gains) {
-            day.gains = true;
             ++day.gained;
         } else {
             ++day.lost;

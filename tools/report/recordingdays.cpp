@@ -11,11 +11,10 @@ constexpr long kBusyPercent = 90; // of the days have no more recordings than a 
 constexpr int kLevels = 4;
 
 bool SameDrift(const RecordingDay& one, const RecordingDay& other) {
-    return one.gains == other.gains && (one.lost > 0) == (other.lost > 0);
+    return (one.gained > 0) == (other.gained > 0) && (one.lost > 0) == (other.lost > 0);
 }
 
 void AddDrift(RecordingDay& sum, const RecordingDay& day) {
-    sum.gains = sum.gains || day.gains;
     sum.gained += day.gained;
     sum.lost += day.lost;
 }
@@ -79,8 +78,9 @@ long RecordingDays::Holes() const {
 }
 
 bool RecordingDays::HasBoth() const {
-    return std::any_of(m_days.begin(), m_days.end(),
-                       [](const auto& day) { return day.second.gains && day.second.lost > 0; });
+    return std::any_of(m_days.begin(), m_days.end(), [](const auto& day) {
+        return day.second.gained > 0 && day.second.lost > 0;
+    });
 }
 
 std::vector<Stretch> RecordingDays::Stretches() const {
@@ -115,8 +115,8 @@ std::vector<Stretch> RecordingDays::Stretches() const {
 
 std::string DriftText(const RecordingDay& day, const DriftWords& words) {
     std::string text;
-    if (day.gains) {
-        text = (day.gained > 0 ? Grouped(day.gained, "row") : "rows") + " " + words.added;
+    if (day.gained > 0) {
+        text = Grouped(day.gained, "row") + " " + words.added;
     }
     if (day.lost > 0) {
         text += (text.empty() ? "" : ", ") + Grouped(day.lost, "row") + " " + words.removed;

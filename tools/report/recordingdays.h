@@ -8,11 +8,10 @@
 #include <vector>
 
 struct RecordingDay {
-    long count = 0;     // recordings
-    bool gains = false; // rows were added, or would be
-    long gained = 0;    // how many; 0 = not known
-    long lost = 0;      // rows that were removed, or would be
-    [[nodiscard]] bool HasDrift() const { return gains || lost > 0; }
+    long count = 0;  // recordings
+    long gained = 0; // rows that were added, or would be
+    long lost = 0;   // rows that were removed, or would be
+    [[nodiscard]] bool HasDrift() const { return gained + lost > 0; }
 };
 
 // How drift is told: of what was done, or of what would be.
@@ -77,7 +76,7 @@ private:
     long m_offCalendar = 0;
 };
 
-// "4 rows removed", "rows added, 3 rows removed".
+// "4 rows removed", "2 rows added, 3 rows removed".
 [[nodiscard]] std::string DriftText(const RecordingDay& day, const DriftWords& words);
 
 // "3–5 March 2026: no recordings, 3 days".

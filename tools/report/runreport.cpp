@@ -17,7 +17,6 @@ namespace {
 using Answer = recorder::RunInProgress::Answer;
 
 constexpr double kMsPerSecond = 1000.0;
-constexpr long kUsPerSecond = 1'000'000;
 constexpr double kShortS = 10.0;
 
 // The clock's seconds are too coarse for a short run.
@@ -120,26 +119,17 @@ void AddTable(const RunView& run, const CameraNames& names, Report& report) {
     };
 }
 
-// A count that changed while the run went on. Of a run that was killed it isn't known until when it
-// went on.
-bool ChangedIn(const recorder::RunRecord& record, bool goesOn, const recorder::DayCount& count) {
-    const long changedTm = count.stampUs / kUsPerSecond;
-    return changedTm >= record.startTm && (record.endTm ? changedTm <= *record.endTm : goesOn);
-}
-
+// What the run's record holds: counts that others changed meanwhile are no drift.
 DaysByCamera DaysOf(const std::optional<recorder::RunRecord>& record) {
     DaysByCamera days;
-    const bool goesOn = record && !record->endTm && InProgress(*record) != Answer::No;
     for (const recorder::DayCount& count : recorder::ListDayCounts()) {
-        RecordingDay& day = days[count.camId][count.day];
-        day.count = count.count;
-        day.gains = record && ChangedIn(*record, goesOn, count);
+        days[count.camId][count.day].count = count.count;
     }
     if (record) {
-        for (const recorder::DayRemoval& removal : recorder::RemovalsByDay(record->id)) {
-            RecordingDay& day = days[removal.camId][removal.day];
-            day.lost = removal.rows;
-            day.gains = false; // the removal changed the count; whether rows were added isn't known
+        for (const recorder::DayChange& change : recorder::ChangesByDay(record->id)) {
+            RecordingDay& day = days[change.camId][change.day];
+            day.gained = change.added;
+            day.lost = change.removed;
         }
     }
     return days;

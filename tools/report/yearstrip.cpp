@@ -66,10 +66,10 @@ public:
             return;
         }
         m_drift.Add(day, row);
-        if (what.gains) {
+        if (what.gained > 0) {
             m_gains.Add(day, row);
         }
-        if (what.gains && what.lost > 0) {
+        if (what.gained > 0 && what.lost > 0) {
             m_both.Add(day, row);
         }
     }
@@ -187,7 +187,7 @@ private:
             ++m_holes;
             sum.holes.push_back(number);
         }
-        if (what.gains) {
+        if (what.gained > 0) {
             sum.gains.push_back(number);
         }
         if (what.lost > 0) {
@@ -241,7 +241,7 @@ Html YearStrip(const RecordingDays& days, int year, const StripOptions& options)
 Html StripLegend(const DriftWords& words, bool withBoth) {
     const RecordingDay plain;
     RecordingDay gain;
-    gain.gains = true;
+    gain.gained = 1;
     RecordingDay loss;
     loss.lost = 1;
     RecordingDay both = gain;
