@@ -163,7 +163,9 @@ void EventIndexer::RemoveUnrefRecs() {
 
 void EventIndexer::ChkToRmEmptylDir() {
     std::list<std::string> dirs = m_tgtDirList;
-    GetDirsInDir(GetRecThmbnailDirPath(GetRecStoragePath()), dirs, true, false, "");
+    std::list<std::string> thumbnailDirs;
+    GetDirsInDir(GetRecThmbnailDirPath(GetRecStoragePath()), thumbnailDirs, true, false, "");
+    dirs.splice(dirs.end(), thumbnailDirs);
     for (const std::string& dir : dirs) {
         if (IsDirEmpty(dir)) {
             REINDEX_LOG(LOG_LEVEL_DETAIL, "Remove dir [%s].\n", dir.c_str());

@@ -72,6 +72,7 @@ public:
     std::string snapshotFolder;
     std::map<std::string, std::list<std::string>> subFolders; // what a folder's listing yields, in
                                                               // this order; else what is on disk
+    std::vector<std::list<std::string>> listsHandedOver; // to each listing of folders, as they were
     bool resultDespiteFailure = false; // a failed Execute hands out a result all the same
     bool noResult = false;             // a successful Execute hands out none
     bool rawRowIds = false;            // an "id" that is no row id is delivered as it stands

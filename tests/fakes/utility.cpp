@@ -139,6 +139,7 @@ int GetDirsInDir(const std::string& dir, std::list<std::string>& out, bool fullP
                  // NOLINTNEXTLINE(performance-unnecessary-value-param): the contract passes a copy
                  std::string pattern) {
     const int failed = fakes::RecordCall("GetDirsInDir", dir, "list", fullPath, recursive, pattern);
+    fakes::Platform().listsHandedOver.push_back(out);
     std::vector<std::string> found;
     const Pattern* compiled = pattern.empty() ? nullptr : &CompiledPattern(pattern);
     if (failed != 0) {

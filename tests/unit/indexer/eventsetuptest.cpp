@@ -176,6 +176,16 @@ TYPED_TEST(RecordingKindTest, ThumbnailFoldersAreNoTargetFolders) {
     EXPECT_EQ(this->m_indexer.m_tgtDirList, std::list<std::string>{storage + "/20140312AM"});
 }
 
+TYPED_TEST(RecordingKindTest, ThumbnailFoldersAreListedIntoAFreshList) {
+    const std::string storage = this->m_indexer.GetRecStoragePath();
+    this->m_indexer.m_tgtDirList = {storage + "/20140312AM"};
+
+    EXPECT_EQ(this->m_indexer.ProcessTgtDirs(), 0);
+
+    ASSERT_EQ(this->platform.listsHandedOver.size(), 1U);
+    EXPECT_TRUE(this->platform.listsHandedOver[0].empty());
+}
+
 class OtherFolderTest : public EventSetupTest, public testing::WithParamInterface<const char*> {};
 
 TEST_P(OtherFolderTest, IsNotWalked) {
