@@ -19,6 +19,10 @@ DBResult_tag Execute(KRDB::DB_INSTANCE instance, const std::string& sql,
 DBResult_tag ExecuteFor(long run, KRDB::DB_INSTANCE instance, const std::string& sql,
                         const ExecuteOptions& options = {});
 
+// How many rows of a large change go in one transaction, where their number alone decides: some
+// tens of milliseconds of work. Between two of them LetOthersWrite is called.
+constexpr int kRowsPerTransaction = 4000;
+
 // As Database's of these names. They throw Error.
 void LetOthersWrite(KRDB::DB_INSTANCE instance);
 [[nodiscard]] std::string HasIdOf(KRDB::DB_INSTANCE instance, const std::string& ids);

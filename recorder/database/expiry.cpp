@@ -2,7 +2,6 @@
 
 #include "recorder/database/age.h"
 #include "recorder/database/databases.h"
-#include "recorder/database/smalltransactions.h"
 #include "recorder/utility/format.h"
 
 #include <cstdlib>
@@ -97,7 +96,7 @@ void ForgetExpiredIn(KRDB::DB_INSTANCE instance, long keepS) {
         {.readOnly = true});
     for (int row = 0; row < runs.RowCount(); ++row) {
         while (ForgetSome(instance, runs.Field(row, 0), latestS)) {
-            PauseForOtherWriters();
+            LetOthersWrite(instance);
         }
     }
 }

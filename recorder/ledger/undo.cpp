@@ -4,7 +4,6 @@
 #include "recorder/database/databases.h"
 #include "recorder/database/idlist.h"
 #include "recorder/database/mediatable.h"
-#include "recorder/database/smalltransactions.h"
 #include "recorder/run/runlock.h"
 #include "recorder/support/error.h"
 #include "recorder/utility/format.h"
@@ -191,7 +190,7 @@ void UndoTable(const MediaTable& table, const UndoSelection& selection, UndoneKi
         }
         after = rows.back().id;
         if (rows.size() == kRowsPerTransaction) {
-            PauseForOtherWriters();
+            LetOthersWrite(table.instance);
         }
     }
 }
