@@ -35,8 +35,8 @@ template <typename Fits> bool EachFits(std::string_view list, char separator, co
     return true;
 }
 
-bool IsHexDigit(unsigned char c) {
-    return std::isxdigit(c) != 0;
+bool IsHexDigit(char c) {
+    return std::isxdigit(static_cast<unsigned char>(c)) != 0;
 }
 
 bool IsEncoded(std::string_view text) {
