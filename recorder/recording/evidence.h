@@ -19,6 +19,12 @@ public:
     // in a camera's storage folder the half-day folders lie, empty for the storage folder itself.
     // Throws Error.
     Evidence(const std::string& table, const std::string& rows, std::string subFolder);
+    ~Evidence() = default;
+    // A copy's texts would be those of the original's rows.
+    Evidence(const Evidence&) = delete;
+    Evidence& operator=(const Evidence&) = delete;
+    Evidence(Evidence&&) = default;
+    Evidence& operator=(Evidence&&) = default;
 
     // Looks at the disk now. Throws Error when a camera of the rows can't be loaded, when a folder
     // is neither readable to its end nor truly absent, or when the file of a row is there where
