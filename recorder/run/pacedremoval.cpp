@@ -17,9 +17,12 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// Others wait for as long as a transaction takes, and then for their next attempt. The fewer
-// transactions, the fewer pauses between them.
-constexpr std::chrono::milliseconds kTargetTime{60};
+// Others wait for as long as transactions take, and then for their next attempt. The fewer
+// transactions, the fewer pauses between them: each pause costs a quarter of the target.
+constexpr std::chrono::milliseconds kTargetTime{100};
+// The first transactions are short, as nobody knows yet how quick the machine is. Several of them
+// count as one.
+constexpr std::chrono::milliseconds kTimeWithoutPause = kTargetTime / 2;
 constexpr std::size_t kMostBlocks = 16;
 
 // How many blocks the next transaction may have, by the time that the one before took.
@@ -49,15 +52,19 @@ std::string ShareRemoved(std::size_t removed, std::size_t rows) {
 void RemoveRows(KRDB::DB_INSTANCE instance, const std::string& table, const std::vector<long>& ids,
                 const RequireRemovable& requireRemovable) {
     std::size_t blocks = 1;
+    Clock::duration sincePause{};
     for (std::size_t first = 0; first < ids.size();) {
-        if (first > 0) {
+        if (sincePause >= kTimeWithoutPause) {
             LetOthersWrite(instance);
+            sincePause = {};
         }
         const std::size_t end = std::min(first + blocks * kRowsOfBlock, ids.size());
         const std::string restriction = requireRemovable(first, end);
         try {
             const std::span<const long> chunk = std::span(ids).subspan(first, end - first);
-            blocks = NextBlocks(blocks, RemoveAtOnce(instance, table, chunk, restriction));
+            const Clock::duration took = RemoveAtOnce(instance, table, chunk, restriction);
+            blocks = NextBlocks(blocks, took);
+            sincePause += took;
         } catch (const std::exception& error) {
             throw Error(ShareRemoved(first, ids.size()) + ": " + error.what());
         }
