@@ -181,6 +181,9 @@ void UndoTable(const MediaTable& table, const UndoSelection& selection, UndoneKi
     for (std::vector<LedgerRow> rows = NextRows(table, chosen, after); !rows.empty();
          rows = NextRows(table, chosen, after)) {
         const std::set<long> restored = RestoreNext(table, chosen, after, rows);
+        if (rows.empty()) { // read again, and a run without registration has forgotten them
+            return;
+        }
         undone.restored += static_cast<long>(restored.size());
         for (LedgerRow& row : rows) {
             if (!restored.contains(row.id)) {
