@@ -3,7 +3,6 @@
 #include "recorder/support/error.h"
 #include "recorder/support/uninterrupted.h"
 
-#include <algorithm>
 #include <csignal>
 #include <utility>
 
@@ -30,7 +29,7 @@ std::optional<int> StatusBefore(const Deadline& deadline, pid_t id) {
         if (ended < 0 || deadline.IsOver()) {
             return std::nullopt;
         }
-        poll(nullptr, 0, std::min(kLookEveryMs, deadline.LeftMs()));
+        poll(nullptr, 0, kLookEveryMs);
     }
 }
 
