@@ -80,6 +80,8 @@ HelperProcess StartBrokerProcess(const BrokerSettings& settings) {
         throw SystemError("start a process that publishes");
     }
     if (id == 0) {
+        // Also where it is a standard descriptor, as its closing by the parent is the end.
+        ends[0].Reset();
         BeBrokerProcess(ends[1].Get(), settings, parent);
     }
     return {id, std::move(ends[0])};
