@@ -53,7 +53,7 @@ Presence FilePresence(const std::string& path) {
 }
 
 std::string ExistingPart(const std::string& path) {
-    std::string existing;
+    std::string existing = path.starts_with('/') ? "/" : "";
     for (std::size_t end = 0; end != std::string::npos;) {
         end = path.find('/', end + 1);
         std::string part = path.substr(0, end);

@@ -13,8 +13,8 @@ enum class Presence { Yes, No, Unknown };
 [[nodiscard]] Presence FolderPresence(const std::string& path);
 [[nodiscard]] Presence FilePresence(const std::string& path);
 
-// The longest leading part of `path` that is there: all of it where it is there itself, empty where
-// not even its first component is.
+// The longest leading part of `path` that is there: all of it where it is there itself, at least
+// the "/" of an absolute path.
 //
 // Throws Error unless what follows is truly absent: the folder that would hold the next component
 // is there and has no such entry. A link that leads nowhere, wherever it stands in the path, a file

@@ -58,7 +58,7 @@ TEST_F(ExistingPartTest, EndsWhereAFolderHasNoSuchEntry) {
     EXPECT_EQ(ExistingPart(folder), folder);
     EXPECT_EQ(ExistingPart(folder + "/a/b"), folder);
     EXPECT_EQ(ExistingPart(Scratch("link/a")), Scratch("link"));
-    EXPECT_EQ(ExistingPart("/nowhere/a"), "");
+    EXPECT_EQ(ExistingPart("/nowhere/a"), "/");
     EXPECT_EQ(ExistingPart("/"), "/");
 }
 
