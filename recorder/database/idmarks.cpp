@@ -2,6 +2,7 @@
 
 #include "recorder/logging/recorderlog.h"
 #include "recorder/settings/settings.h"
+#include "recorder/support/deadline.h"
 #include "recorder/support/error.h"
 #include "recorder/support/filelock.h"
 #include "recorder/support/paths.h"
@@ -22,8 +23,6 @@ namespace recorder {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
 constexpr std::chrono::milliseconds kPollEvery{2};
 
 constexpr long kUnknown = -1;
@@ -39,10 +38,10 @@ long& MarkOf(Marks& marks, IdKind kind) {
 
 // Others hold it for the moment that one reading and writing takes, unless they are stopped.
 UniqueFd LockMarks() {
-    const auto deadline =
-        Clock::now() + std::chrono::milliseconds(GetSettings().database.lockTimeoutMs);
+    const Deadline deadline =
+        Deadline::In(std::chrono::milliseconds(GetSettings().database.lockTimeoutMs));
     std::optional<UniqueFd> file = TryLockFile(kIdMarksFile);
-    while (!file && Clock::now() < deadline) {
+    while (!file && !deadline.IsOver()) {
         std::this_thread::sleep_for(kPollEvery);
         file = TryLockFile(kIdMarksFile);
     }

@@ -4,8 +4,10 @@
 #include "recorder/database/statements.h"
 #include "recorder/logging/recorderlog.h"
 #include "recorder/settings/dsn.h"
+#include "recorder/support/deadline.h"
 #include "recorder/support/error.h"
 #include "recorder/support/secretfile.h"
+#include "recorder/support/uninterrupted.h"
 #include "recorder/utility/format.h"
 
 #include <array>
@@ -477,14 +479,9 @@ PostgresDatabase::Result PostgresDatabase::NextResult() {
 }
 
 void PostgresDatabase::AwaitServer(short events) {
-    const Clock::time_point deadline = Clock::now() + m_answerTimeout;
+    const Deadline deadline = Deadline::In(m_answerTimeout);
     struct pollfd server = {PQsocket(m_connection.get()), events, 0};
-    int ready = 0;
-    do { // a signal interrupts the wait and must not prolong it
-        const auto left =
-            std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
-        ready = poll(&server, 1, static_cast<int>(std::max<long>(left, 0)));
-    } while (ready < 0 && errno == EINTR);
+    const int ready = Uninterrupted([&] { return poll(&server, 1, deadline.LeftMs()); });
     if (ready == 0) {
         m_connection.reset();
         LeaveAlone(m_settings.dsn, m_answerTimeout);
