@@ -9,9 +9,9 @@
 // A half-day folder is named by a date, year, month and day in eight digits, and AM for the hours
 // before noon or PM for those after it. The recording service that makes the folder chooses the
 // time zone: no operation reads a time from the name, it only has to match ^[0-9]{8}[AP]M$. The
-// recordings lie directly in it. The tool looks at no other folder and at no file
-// beside the half-day folders. Recordings are named as platform/recording.h says, thumbnail
-// folders (GetRecThmbnailDirPath) lie where the recorder puts them.
+// recordings lie directly in it. The tool looks at no other folder and at no file beside the
+// half-day folders. Recordings are named as platform/recording.h says, thumbnail folders
+// (GetRecThmbnailDirPath) lie where the recorder puts them.
 //
 // Threads, processes and exceptions: platform/taskstatus.h.
 

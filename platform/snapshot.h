@@ -23,8 +23,8 @@
 
 // The SQL text, one statement ended by ";", that stores a snapshot's row in DB_SNAPSHOT: the
 // picture at `fullPath`, named `fileName`, taken at `startTm` (seconds since the epoch), of `size`
-// bytes (the low 32 bits of the file's size). A row of that name is brought up to date
-// instead. Texts of several snapshots can be concatenated.
+// bytes (the low 32 bits of the file's size). A row of that name is brought up to date instead.
+// Texts of several snapshots can be concatenated.
 [[nodiscard]] std::string ReindexSnapshotSql(const std::string& fullPath,
                                              const std::string& fileName, int64_t startTm,
                                              int size);

@@ -79,10 +79,10 @@ struct Settings {
 // setting must not be a setting that silently doesn't work.
 [[nodiscard]] Settings ParseSettings(std::string_view text, const std::string& fileName);
 
-// The settings in force, read once for the process. Where nothing at all has the
-// file's name they are the defaults: a link that leads nowhere is something. Throws SettingsError,
-// on every call, when the file can't be read, is no regular file, is larger than 1 MiB, is invalid,
-// or could have been written by somebody else than root and the user of this process (trust.h).
+// The settings in force, read once for the process. Where nothing at all has the file's
+// name they are the defaults: a link that leads nowhere is something. Throws SettingsError, on
+// every call, when the file can't be read, is no regular file, is larger than 1 MiB, is invalid, or
+// could have been written by somebody else than root and the user of this process (trust.h).
 [[nodiscard]] const Settings& GetSettings();
 
 // The same for the log, which has to work before anything else does: defaults when the settings are
