@@ -1,5 +1,6 @@
 """krctl doctor on the broker: it knocks, is let in or not, and tells nothing."""
 
+import fcntl
 import json
 import os
 import shutil
@@ -52,6 +53,19 @@ class Backlog(DoctorTest):
         self.assertRegex(message, "^2 notifications wait, the oldest since 2023-11-1")
         self.assert_delivered(server.messages())
         self.assert_due(1, 2)
+
+
+class Publication(DoctorTest):
+    def test_is_not_cut_off_by_a_second_connection_of_its_client(self):
+        server = self.broker()
+        self.recorder.notify(server.port, client_id="recorder-1")
+        with open(self.recorder.path("var/db/outbox.lock"), "w", encoding="ascii") as lock:
+            fcntl.flock(lock, fcntl.LOCK_EX)
+
+            self.assertEqual(self.diagnosis("broker"),
+                             ("ok", f"127.0.0.1:{server.port} was not asked: the last run is still "
+                              "publishing to it", None))
+        self.assert_let_in(server)
 
 
 class Password(DoctorTest):

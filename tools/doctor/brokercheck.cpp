@@ -1,15 +1,36 @@
 #include "recorder/notification/broker.h"
 #include "recorder/run/live.h"
 #include "recorder/settings/settings.h"
+#include "recorder/support/error.h"
+#include "recorder/support/paths.h"
+#include "recorder/support/textfile.h"
+#include "recorder/support/uninterrupted.h"
 #include "tools/doctor/checks.h"
 
+#include <cerrno>
 #include <optional>
 #include <string>
 #include <utility>
 
+#include <sys/file.h>
+
 namespace {
 
 constexpr const char* kSubject = "broker";
+
+// A run publishes after its end, and holds this lock meanwhile. Throws Error.
+bool IsPublishing() {
+    const recorder::UniqueFd file =
+        recorder::OpenTextFileIfThere(recorder::kOutboxLockFile, recorder::Links::Refuse);
+    if (!file.IsOpen() ||
+        recorder::Uninterrupted([&] { return flock(file.Get(), LOCK_SH | LOCK_NB); }) == 0) {
+        return false;
+    }
+    if (errno != EWOULDBLOCK) {
+        throw recorder::SystemError(std::string("query the lock of ") + recorder::kOutboxLockFile);
+    }
+    return true;
+}
 
 // Where a run may be connected to the broker, which ends the older one of two connections of the
 // same client.
@@ -25,6 +46,9 @@ std::optional<Check> CheckOfRun(const std::string& name) {
             "ask again as root, or as the user of the runs");
     case recorder::RunInProgress::Answer::No:
         break;
+    }
+    if (IsPublishing()) {
+        return Ok(kSubject, name + " was not asked: the last run is still publishing to it");
     }
     return std::nullopt;
 }
