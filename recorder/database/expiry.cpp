@@ -68,7 +68,7 @@ void BringUpToDate(KRDB::DB_INSTANCE instance, const Moment& now) {
                           "WHERE removal_age.age_s > excluded.age_s;");
 }
 
-// A run that goes on may have removed something meanwhile: its rows stay then.
+// A run in progress may have removed something meanwhile: its rows stay then.
 bool ForgetSome(KRDB::DB_INSTANCE instance, const char* run, long latestS) {
     const DBResult_tag left = Execute(
         instance, Format("DELETE FROM removed WHERE id IN (SELECT id FROM removed WHERE run = %s "
