@@ -49,12 +49,18 @@ recorder::RunTotals TotalsSoFar(long run) {
     }
 }
 
-// Whether the child's run is on record as over. The child may still publish then.
+// Until it has released the lock its record can still get failures.
+bool IsRegistered(const ChildProcess& child) {
+    const recorder::RunInProgress found = recorder::FindRegisteredRun();
+    return found.answer == recorder::RunInProgress::Answer::Yes && found.live.pid == child.Id();
+}
+
+// Whether the child's run is over and its record complete. The child may still publish then.
 bool IsOver(const ChildProcess& child, std::optional<long> newestBefore) {
     try {
         const std::optional<recorder::RunRecord> run =
             newestBefore ? recorder::NewestRunOf(child.Id(), *newestBefore) : std::nullopt;
-        return run && run->endTm;
+        return run && run->endTm && !IsRegistered(child);
     } catch (const std::exception&) {
         return false; // it will be seen when the child ends
     }
