@@ -2,10 +2,10 @@
 // as on a recorder whose battery is empty. What counts from the machine's start is left alone.
 
 #include <cstdlib>
+#include <ctime>
 
 #include <dlfcn.h>
 #include <sys/time.h>
-#include <time.h>
 
 namespace {
 
