@@ -66,9 +66,14 @@ int Register() {
     if (!lock) {
         return Refuse(EX_TEMPFAIL, "another run is registered as the reindex task");
     }
-    UpdateTask({{"registered", "1"}, {"progress", "'0'"}, {"pid", std::to_string(getpid())}});
     HoldRunLock(std::move(*lock));
-    PublishBeginning(getpid()); // no longer what the run before told
+    PublishBeginning(getpid()); // at once: the database may have to be waited for
+    try {
+        UpdateTask({{"registered", "1"}, {"progress", "'0'"}, {"pid", std::to_string(getpid())}});
+    } catch (const std::exception&) {
+        ReleaseRunLock();
+        throw;
+    }
     return 0;
 }
 

@@ -1,6 +1,7 @@
 """krctl status and krctl runs."""
 
 import os
+import sqlite3
 import subprocess
 
 from support import process
@@ -49,6 +50,16 @@ class Status(RunTest):
         self.assertRegex(outcome.out, rf"A run is in progress, process {live['pid']}, since ")
         self.assertIn("recordings of camera 1 Front  1 file  +0 -0", outcome.out)
         process.until(lambda: not self.running(), "the run never ended")
+
+    def test_sees_a_run_that_waits_to_be_registered(self):
+        holder = sqlite3.connect(self.recorder.path("var/db/system.db"), isolation_level=None)
+        self.addCleanup(holder.close)
+        holder.execute("BEGIN IMMEDIATE")
+        running = self.started("krindexer", "-e")
+        process.until(self.running, "the run that holds the lock is not seen")
+        holder.execute("ROLLBACK")
+        self.assertEqual(running.wait(process.DEADLINE_S), 0)
+        self.assertIn("No run in progress.", self.krctl("status").out)
 
     def test_takes_a_run_that_was_killed_for_what_it_is(self):
         release = self.hold_up()
