@@ -68,14 +68,21 @@ bool IsPort(std::string_view port) {
     return !port.empty() && port.find_first_not_of(kDigits) == std::string_view::npos;
 }
 
+// Of IPv6, in brackets, with its zone behind "%".
+bool IsAddress(std::string_view address) {
+    const std::size_t zone = std::min(address.find('%'), address.size());
+    return address.substr(0, zone).find_first_not_of("0123456789abcdefABCDEF:.") ==
+           std::string_view::npos;
+}
+
 bool IsHost(std::string_view host) {
     if (host.starts_with('[')) {
         const std::optional<std::string_view> rest = CutOff(host, ']');
-        return rest && host.size() > 1 &&
+        return rest && host.size() > 1 && IsAddress(host.substr(1)) &&
                (rest->empty() || (rest->starts_with(':') && IsPort(rest->substr(1))));
     }
     const std::optional<std::string_view> port = CutOff(host, ':');
-    return HoldsNone(host, "[]") && (!port || IsPort(*port));
+    return HoldsNone(host, "[]") && IsUser(host) && (!port || IsPort(*port));
 }
 
 bool IsAuthority(std::string_view authority) {
