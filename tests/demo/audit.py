@@ -25,7 +25,8 @@ from layout import ALERT_CAMERAS, CAMERAS, THUMBNAIL_FOLDER, Recorder
 HALF_DAY = re.compile(r"[0-9]{8}[AP]M")
 RECORDING = re.compile(r".*[0-9]{8}-[0-9]{6}-([0-9]{10})(-LOCK)?\.(mp4|avi|mxg)")
 SNAPSHOT = re.compile(r".*-[0-9]{8}-[0-9]{10}(-Modified-[0-9]+)?\.jpg")
-CHANGING_TABLES = ("task", "outbox", "run", "run_part")  # the course of a run, not what it found
+# The course of a run and the age of the ledger, not what a run found.
+CHANGING_TABLES = ("task", "outbox", "run", "run_part", "ledger_age")
 SECONDS_PER_DAY = 86400
 
 
