@@ -43,8 +43,10 @@ class RunTest(KrctlTest):
         return release
 
     def rows(self, sql, database="recording"):
-        return subprocess.run(["sqlite3", self.recorder.path(f"var/db/{database}.db"), sql],
-                              capture_output=True, check=True, text=True).stdout.split()
+        """The words of the answer, columns separated by "|" as SQLite's own shell has it."""
+        lines = ["|".join(column.decode() if isinstance(column, bytes) else str(column)
+                          for column in row) for row in self.recorder.query(f"{database}.db", sql)]
+        return " ".join(lines).split()
 
     def lose_volume(self):
         os.remove(self.recorder.path("volume1/.kestora-volume"))
@@ -138,8 +140,7 @@ class Outcome(RunTest):
     def test_lost_cameras_are_no_success(self):
         self.recorder.recording(self.storage)
         self.krctl("run")
-        subprocess.run(["sqlite3", self.recorder.path("var/db/system.db"), "DELETE FROM camera;"],
-                       check=True)
+        self.recorder.query("system.db", "DELETE FROM camera")
         outcome = self.krctl("run", status=1)
         self.assertRegex(outcome.out, "(?m)^REFUSED: camera gone: the camera table is empty")
 

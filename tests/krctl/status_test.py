@@ -2,7 +2,6 @@
 
 import os
 import sqlite3
-import subprocess
 
 from support import process
 from support.terminal import Terminal
@@ -190,8 +189,7 @@ class Runs(RunTest):
 
     def test_forgets_the_parts_of_runs_as_old_as_the_ledger(self):
         self.krctl("run")
-        subprocess.run(["sqlite3", self.recorder.path("var/db/system.db"),
-                        "UPDATE ledger_age SET age_s = age_s + 91 * 86400;"], check=True)
+        self.recorder.query("system.db", "UPDATE ledger_age SET age_s = age_s + 91 * 86400")
         self.krctl("run", "-e")
         self.assertEqual(self.rows("SELECT DISTINCT run FROM run_part;", "system"), ["2"])
 
