@@ -2,7 +2,7 @@
 
 #include "recorder/run/live.h"
 #include "recorder/run/runlist.h"
-#include "recorder/utility/format.h"
+#include "recorder/support/format.h"
 #include "tools/json.h"
 #include "tools/outputfile.h"
 #include "tools/runview.h"

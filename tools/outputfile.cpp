@@ -2,10 +2,10 @@
 
 #include "platform/utility.h"
 #include "recorder/support/error.h"
+#include "recorder/support/presence.h"
 #include "recorder/support/uninterrupted.h"
 #include "recorder/support/uniquefd.h"
 #include "recorder/support/wholefile.h"
-#include "recorder/utility/presence.h"
 
 #include <cstdint>
 

@@ -1,6 +1,6 @@
 #include "tools/planview.h"
 
-#include "recorder/utility/format.h"
+#include "recorder/support/format.h"
 #include "tools/table.h"
 #include "tools/terminal.h"
 

@@ -1,6 +1,6 @@
 #include "tools/terminal.h"
 
-#include "recorder/utility/format.h"
+#include "recorder/support/format.h"
 
 #include <cstdlib>
 

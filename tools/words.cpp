@@ -1,7 +1,7 @@
 #include "tools/words.h"
 
 #include "recorder/camera/cameratable.h"
-#include "recorder/utility/format.h"
+#include "recorder/support/format.h"
 
 #include <array>
 #include <ctime>

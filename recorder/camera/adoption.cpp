@@ -5,7 +5,7 @@
 #include "recorder/camera/storagefolder.h"
 #include "recorder/run/runlock.h"
 #include "recorder/support/error.h"
-#include "recorder/utility/presence.h"
+#include "recorder/support/presence.h"
 
 #include <algorithm>
 

@@ -3,10 +3,10 @@
 #include "recorder/camera/cameraidentity.h"
 #include "recorder/camera/cameratable.h"
 #include "recorder/camera/volume.h"
+#include "recorder/logging/edge.h"
 #include "recorder/run/run.h"
-#include "recorder/support/edge.h"
 #include "recorder/support/error.h"
-#include "recorder/utility/openfolder.h"
+#include "recorder/support/openfolder.h"
 
 #include <exception>
 #include <string>

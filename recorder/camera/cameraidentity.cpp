@@ -2,8 +2,8 @@
 
 #include "recorder/camera/identityfile.h"
 #include "recorder/support/error.h"
+#include "recorder/support/format.h"
 #include "recorder/support/uuid.h"
-#include "recorder/utility/format.h"
 
 #include <algorithm>
 #include <cctype>

@@ -2,9 +2,9 @@
 
 #include "platform/utility.h"
 #include "recorder/support/error.h"
+#include "recorder/support/folder.h"
 #include "recorder/support/paths.h"
-#include "recorder/utility/folder.h"
-#include "recorder/utility/presence.h"
+#include "recorder/support/presence.h"
 
 #include <algorithm>
 

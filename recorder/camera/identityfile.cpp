@@ -1,9 +1,9 @@
 #include "recorder/camera/identityfile.h"
 
 #include "recorder/support/error.h"
+#include "recorder/support/presence.h"
 #include "recorder/support/textfile.h"
 #include "recorder/support/uninterrupted.h"
-#include "recorder/utility/presence.h"
 
 #include <sys/stat.h>
 

@@ -5,8 +5,8 @@
 #include "recorder/camera/storagefolder.h"
 #include "recorder/run/runlock.h"
 #include "recorder/support/error.h"
+#include "recorder/support/presence.h"
 #include "recorder/support/uuid.h"
-#include "recorder/utility/presence.h"
 
 #include <algorithm>
 

@@ -1,9 +1,9 @@
 #include "recorder/camera/cameraidentity.h"
 #include "recorder/support/error.h"
+#include "recorder/support/format.h"
 #include "recorder/support/uninterrupted.h"
 #include "recorder/support/uniquefd.h"
 #include "recorder/support/wholefile.h"
-#include "recorder/utility/format.h"
 
 #include <fcntl.h>
 

@@ -3,7 +3,7 @@
 #include "platform/utility.h"
 #include "recorder/camera/cameraidentity.h"
 #include "recorder/support/error.h"
-#include "recorder/utility/presence.h"
+#include "recorder/support/presence.h"
 
 namespace recorder {
 

@@ -4,8 +4,8 @@
 #include "recorder/camera/identityfile.h"
 #include "recorder/camera/mount.h"
 #include "recorder/support/error.h"
+#include "recorder/support/presence.h"
 #include "recorder/support/uuid.h"
-#include "recorder/utility/presence.h"
 
 namespace recorder {
 

@@ -1,6 +1,6 @@
 #include "recorder/database/age.h"
 
-#include "recorder/utility/format.h"
+#include "recorder/support/format.h"
 
 #include <ctime>
 

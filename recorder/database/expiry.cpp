@@ -2,7 +2,7 @@
 
 #include "recorder/database/age.h"
 #include "recorder/database/databases.h"
-#include "recorder/utility/format.h"
+#include "recorder/support/format.h"
 
 #include <cstdlib>
 

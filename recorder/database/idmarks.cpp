@@ -5,9 +5,9 @@
 #include "recorder/support/deadline.h"
 #include "recorder/support/error.h"
 #include "recorder/support/filelock.h"
+#include "recorder/support/format.h"
 #include "recorder/support/paths.h"
 #include "recorder/support/uninterrupted.h"
-#include "recorder/utility/format.h"
 
 #include <array>
 #include <chrono>

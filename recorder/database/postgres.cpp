@@ -6,9 +6,9 @@
 #include "recorder/settings/dsn.h"
 #include "recorder/support/deadline.h"
 #include "recorder/support/error.h"
+#include "recorder/support/format.h"
 #include "recorder/support/secretfile.h"
 #include "recorder/support/uninterrupted.h"
-#include "recorder/utility/format.h"
 
 #include <array>
 #include <cerrno>

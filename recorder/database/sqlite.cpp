@@ -4,7 +4,7 @@
 #include "recorder/database/sqlitefiles.h"
 #include "recorder/database/statements.h"
 #include "recorder/support/error.h"
-#include "recorder/utility/format.h"
+#include "recorder/support/format.h"
 
 #include <chrono>
 #include <cstdlib>

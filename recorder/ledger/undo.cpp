@@ -6,7 +6,7 @@
 #include "recorder/database/mediatable.h"
 #include "recorder/run/runlock.h"
 #include "recorder/support/error.h"
-#include "recorder/utility/format.h"
+#include "recorder/support/format.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -4,8 +4,8 @@
 #include "recorder/logging/journal.h"
 #include "recorder/logging/logfile.h"
 #include "recorder/settings/settings.h"
+#include "recorder/support/format.h"
 #include "recorder/support/umask.h"
-#include "recorder/utility/format.h"
 
 #include <cstdarg>
 #include <exception>

@@ -3,7 +3,7 @@
 #include "recorder/database/databases.h"
 #include "recorder/database/idmarks.h"
 #include "recorder/database/quote.h"
-#include "recorder/utility/format.h"
+#include "recorder/support/format.h"
 
 #include <cstdlib>
 #include <ctime>

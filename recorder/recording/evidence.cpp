@@ -4,9 +4,9 @@
 #include "platform/utility.h"
 #include "recorder/database/databases.h"
 #include "recorder/support/error.h"
-#include "recorder/utility/folder.h"
-#include "recorder/utility/openfolder.h"
-#include "recorder/utility/presence.h"
+#include "recorder/support/folder.h"
+#include "recorder/support/openfolder.h"
+#include "recorder/support/presence.h"
 
 #include <cstdlib>
 #include <map>

@@ -3,10 +3,10 @@
 #include "platform/recording.h"
 #include "recorder/database/databases.h"
 #include "recorder/database/idlist.h"
+#include "recorder/logging/edge.h"
 #include "recorder/notification/delivery.h"
 #include "recorder/notification/outbox.h"
-#include "recorder/support/edge.h"
-#include "recorder/utility/format.h"
+#include "recorder/support/format.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -1,8 +1,8 @@
 #include "platform/recording.h"
 #include "recorder/database/databases.h"
+#include "recorder/logging/edge.h"
 #include "recorder/logging/logfile.h"
-#include "recorder/support/edge.h"
-#include "recorder/utility/format.h"
+#include "recorder/support/format.h"
 
 #include <ctime>
 #include <set>

@@ -2,10 +2,10 @@
 #include "platform/recording.h"
 #include "recorder/database/databases.h"
 #include "recorder/database/idlist.h"
+#include "recorder/logging/edge.h"
 #include "recorder/recording/evidence.h"
 #include "recorder/run/pacedremoval.h"
 #include "recorder/run/run.h"
-#include "recorder/support/edge.h"
 #include "recorder/support/error.h"
 
 #include <algorithm>

@@ -3,9 +3,9 @@
 #include "recorder/database/databases.h"
 #include "recorder/run/runmark.h"
 #include "recorder/support/error.h"
+#include "recorder/support/folder.h"
 #include "recorder/support/paths.h"
 #include "recorder/support/textfile.h"
-#include "recorder/utility/folder.h"
 
 #include <cerrno>
 #include <csignal>

@@ -1,6 +1,6 @@
 #include "recorder/run/live.h"
 #include "recorder/run/runlock.h"
-#include "recorder/utility/format.h"
+#include "recorder/support/format.h"
 
 #include <exception>
 

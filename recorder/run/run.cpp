@@ -4,14 +4,14 @@
 #include "recorder/database/expiry.h"
 #include "recorder/database/quote.h"
 #include "recorder/database/schema.h"
+#include "recorder/logging/edge.h"
 #include "recorder/logging/failures.h"
 #include "recorder/logging/logfile.h"
 #include "recorder/run/live.h"
 #include "recorder/run/runnumber.h"
 #include "recorder/settings/settings.h"
-#include "recorder/support/edge.h"
 #include "recorder/support/error.h"
-#include "recorder/utility/format.h"
+#include "recorder/support/format.h"
 
 #include <chrono>
 #include <cstdlib>

@@ -3,9 +3,9 @@
 #include "recorder/database/age.h"
 #include "recorder/database/databases.h"
 #include "recorder/database/idmarks.h"
-#include "recorder/support/edge.h"
+#include "recorder/logging/edge.h"
 #include "recorder/support/error.h"
-#include "recorder/utility/format.h"
+#include "recorder/support/format.h"
 
 #include <algorithm>
 #include <cstdlib>

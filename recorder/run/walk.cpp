@@ -4,7 +4,7 @@
 
 #include "recorder/logging/recorderlog.h"
 #include "recorder/run/run.h"
-#include "recorder/utility/format.h"
+#include "recorder/support/format.h"
 
 #include <array>
 #include <cstring>

@@ -3,10 +3,10 @@
 #include "recorder/settings/dsn.h"
 #include "recorder/settings/section.h"
 #include "recorder/support/error.h"
+#include "recorder/support/format.h"
 #include "recorder/support/textfile.h"
 #include "recorder/support/trust.h"
 #include "recorder/support/uninterrupted.h"
-#include "recorder/utility/format.h"
 
 #include <algorithm>
 #include <cctype>

@@ -1,6 +1,6 @@
 #include "platform/snapshot.h"
+#include "recorder/logging/edge.h"
 #include "recorder/settings/settings.h"
-#include "recorder/support/edge.h"
 #include "recorder/support/paths.h"
 
 std::string GetSnapshotFullPath() {

@@ -1,7 +1,7 @@
 #include "recorder/support/privacy.h"
 
 #include "recorder/support/error.h"
-#include "recorder/utility/folder.h"
+#include "recorder/support/folder.h"
 
 #include <algorithm>
 #include <cerrno>

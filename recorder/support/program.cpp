@@ -1,8 +1,8 @@
 #include "recorder/support/program.h"
 
 #include "recorder/support/error.h"
+#include "recorder/support/presence.h"
 #include "recorder/support/uninterrupted.h"
-#include "recorder/utility/presence.h"
 
 #include <array>
 #include <cerrno>

@@ -1,10 +1,10 @@
 #include "recorder/support/secretfile.h"
 
 #include "recorder/support/error.h"
+#include "recorder/support/format.h"
 #include "recorder/support/textfile.h"
 #include "recorder/support/trust.h"
 #include "recorder/support/uninterrupted.h"
-#include "recorder/utility/format.h"
 
 #include <algorithm>
 

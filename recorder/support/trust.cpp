@@ -1,8 +1,8 @@
 #include "recorder/support/trust.h"
 
 #include "recorder/support/error.h"
+#include "recorder/support/format.h"
 #include "recorder/support/uninterrupted.h"
-#include "recorder/utility/format.h"
 
 #include <algorithm>
 #include <array>

@@ -1,9 +1,9 @@
 #include "platform/taskstatus.h"
 #include "recorder/camera/cameratable.h"
 #include "recorder/database/databases.h"
+#include "recorder/logging/edge.h"
 #include "recorder/run/pacedremoval.h"
 #include "recorder/run/run.h"
-#include "recorder/support/edge.h"
 #include "recorder/support/error.h"
 
 #include <algorithm>

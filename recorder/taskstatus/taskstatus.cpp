@@ -1,6 +1,7 @@
 #include "platform/taskstatus.h"
 
 #include "recorder/database/databases.h"
+#include "recorder/logging/edge.h"
 #include "recorder/logging/logfile.h"
 #include "recorder/logging/recorderlog.h"
 #include "recorder/notification/delivery.h"
@@ -9,8 +10,7 @@
 #include "recorder/run/run.h"
 #include "recorder/run/runlock.h"
 #include "recorder/settings/settings.h"
-#include "recorder/support/edge.h"
-#include "recorder/utility/format.h"
+#include "recorder/support/format.h"
 
 #include <cstdlib>
 #include <optional>

@@ -1,7 +1,7 @@
 #include "platform/utility.h"
+#include "recorder/logging/edge.h"
 #include "recorder/logging/logfile.h"
-#include "recorder/support/edge.h"
-#include "recorder/utility/openfolder.h"
+#include "recorder/support/openfolder.h"
 
 #include <fcntl.h>
 #include <unistd.h>

@@ -1,70 +1,18 @@
-#include "recorder/utility/folder.h"
-
+#include "recorder/support/folder.h"
 #include "platform/utility.h"
-#include "recorder/support/edge.h"
+#include "recorder/logging/edge.h"
 #include "recorder/support/error.h"
-#include "recorder/support/uninterrupted.h"
-#include "recorder/utility/openfolder.h"
-#include "recorder/utility/presence.h"
+#include "recorder/support/openfolder.h"
+#include "recorder/support/presence.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
-#include <memory>
 #include <optional>
-#include <tuple>
+#include <string>
 #include <vector>
-
-#include <dirent.h>
-#include <fcntl.h>
-#include <sys/stat.h>
 
 namespace recorder {
 
 namespace {
-
-struct CloseDir {
-    void operator()(DIR* dir) const { closedir(dir); }
-};
-
-// As in a folder's entry. Not every file system says it there. DT_UNKNOWN: the entry is gone by
-// now.
-unsigned char TypeOf(DIR* dir, const struct dirent64& entry, const std::string& path) {
-    struct stat64 st = {};
-    if (entry.d_type != DT_UNKNOWN) {
-        return entry.d_type;
-    }
-    if (Uninterrupted(
-            [&] { return fstatat64(dirfd(dir), entry.d_name, &st, AT_SYMLINK_NOFOLLOW); }) == 0) {
-        return static_cast<unsigned char>(IFTODT(st.st_mode));
-    }
-    if (errno != ENOENT) {
-        throw SystemError("look at " + path + "/" + entry.d_name);
-    }
-    return DT_UNKNOWN;
-}
-
-bool IsDotEntry(const char* name) {
-    return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
-}
-
-// Reads the next entry but "." and ".."; nothing at the end of the folder.
-std::optional<FolderEntry> ReadEntry(DIR* dir, const std::string& path) {
-    for (;;) {
-        errno = 0;
-        const struct dirent64* const entry = readdir64(dir);
-        if (entry == nullptr && errno != 0) {
-            throw SystemError("read folder " + path);
-        }
-        if (entry == nullptr) {
-            return std::nullopt;
-        }
-        if (!IsDotEntry(entry->d_name)) {
-            const unsigned char type = TypeOf(dir, *entry, path);
-            return FolderEntry{entry->d_name, type == DT_DIR, type == DT_REG || type == DT_UNKNOWN};
-        }
-    }
-}
 
 struct FolderSearch {
     bool fullPath;
@@ -115,25 +63,6 @@ bool CollectFoldersIfThere(const std::string& dir, const FolderSearch& search,
 }
 
 } // namespace
-
-FolderListing ListFolder(const std::string& dir,
-                         const std::function<bool(const FolderEntry&)>& visit) {
-    UniqueFd folder = OpenFolder(dir, FolderUse::List);
-    if (!folder.IsOpen()) {
-        return FolderListing::Absent;
-    }
-    const std::unique_ptr<DIR, CloseDir> handle(fdopendir(folder.Get()));
-    if (!handle) {
-        throw SystemError("open folder " + dir);
-    }
-    std::ignore = folder.Release(); // it is closed with the handle
-    while (const std::optional<FolderEntry> entry = ReadEntry(handle.get(), dir)) {
-        if (!visit(*entry)) {
-            return FolderListing::Stopped;
-        }
-    }
-    return FolderListing::Complete;
-}
 
 } // namespace recorder
 

@@ -1,4 +1,5 @@
 #include "platform/utility.h"
+#include "recorder/support/presence.h"
 
 #include <cstring>
 
@@ -14,4 +15,12 @@ std::string GetDirPath(const std::string& path) {
         return {};
     }
     return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+bool IsExistDir(const std::string& path) {
+    return recorder::FolderPresence(path) != recorder::Presence::No;
+}
+
+bool IsFileExist(const std::string& path) {
+    return recorder::FilePresence(path) != recorder::Presence::No;
 }

@@ -1,7 +1,7 @@
-#include "recorder/utility/folder.h"
+#include "recorder/support/folder.h"
 
 #include "recorder/support/error.h"
-#include "recorder/utility/presence.h"
+#include "recorder/support/presence.h"
 #include "tests/contract/support/files.h"
 #include "tests/contract/support/fixture.h"
 #include "tests/contract/support/permissions.h"

@@ -1,9 +1,9 @@
-#include "recorder/utility/openfolder.h"
+#include "recorder/support/openfolder.h"
 
 #include "platform/camera.h"
 #include "platform/utility.h"
-#include "recorder/utility/folder.h"
-#include "recorder/utility/presence.h"
+#include "recorder/support/folder.h"
+#include "recorder/support/presence.h"
 #include "tests/contract/support/files.h"
 #include "tests/contract/support/fixture.h"
 #include "tests/contract/support/permissions.h"

@@ -1,7 +1,7 @@
 #include "recorder/camera/cameraidentity.h"
 #include "recorder/camera/cameratable.h"
 #include "recorder/support/error.h"
-#include "recorder/utility/presence.h"
+#include "recorder/support/presence.h"
 #include "tools/doctor/checks.h"
 
 #include <optional>

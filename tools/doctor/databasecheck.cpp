@@ -1,7 +1,7 @@
 #include "recorder/database/schema.h"
 #include "recorder/settings/settings.h"
 #include "recorder/support/error.h"
-#include "recorder/utility/presence.h"
+#include "recorder/support/presence.h"
 #include "tools/doctor/checks.h"
 
 #include <array>

@@ -4,7 +4,7 @@
 #include "recorder/settings/settings.h"
 #include "recorder/support/error.h"
 #include "recorder/support/paths.h"
-#include "recorder/utility/presence.h"
+#include "recorder/support/presence.h"
 #include "tools/doctor/checks.h"
 
 #include <string>

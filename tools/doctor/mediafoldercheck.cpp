@@ -1,8 +1,8 @@
 #include "recorder/database/databases.h"
 #include "recorder/settings/settings.h"
 #include "recorder/support/error.h"
+#include "recorder/support/folder.h"
 #include "recorder/support/paths.h"
-#include "recorder/utility/folder.h"
 #include "tools/doctor/checks.h"
 #include "tools/words.h"
 

@@ -1,5 +1,5 @@
 #include "recorder/settings/settings.h"
-#include "recorder/utility/presence.h"
+#include "recorder/support/presence.h"
 #include "tools/doctor/checks.h"
 
 namespace {

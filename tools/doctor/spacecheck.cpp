@@ -1,8 +1,8 @@
 #include "recorder/camera/cameratable.h"
 #include "recorder/camera/volume.h"
 #include "recorder/support/error.h"
+#include "recorder/support/format.h"
 #include "recorder/support/paths.h"
-#include "recorder/utility/format.h"
 #include "tools/doctor/checks.h"
 
 #include <optional>

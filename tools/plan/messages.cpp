@@ -3,7 +3,7 @@
 #include "platform/database.h"
 #include "platform/logging.h"
 #include "recorder/logging/failures.h"
-#include "recorder/utility/format.h"
+#include "recorder/support/format.h"
 #include "tools/plan/notebook.h"
 
 #include <array>

@@ -1,6 +1,6 @@
 #include "tools/report/yearstrip.h"
 
-#include "recorder/utility/format.h"
+#include "recorder/support/format.h"
 #include "tools/report/dates.h"
 #include "tools/report/texts.h"
 

@@ -1,7 +1,5 @@
-#include "recorder/utility/format.h"
+#include "recorder/support/format.h"
 
-#include "platform/utility.h"
-#include "recorder/support/edge.h"
 #include "recorder/support/error.h"
 
 #include <cstdio>
@@ -30,12 +28,3 @@ std::string Format(const char* format, ...) {
 }
 
 } // namespace recorder
-
-std::string StringPrintf(const char* format, ...) {
-    va_list args;
-    va_start(args, format);
-    std::string text =
-        recorder::AtEdge(std::string(), [&] { return recorder::FormatArgs(format, args); });
-    va_end(args);
-    return text;
-}

@@ -1,7 +1,7 @@
-#include "recorder/utility/openfolder.h"
+#include "recorder/support/openfolder.h"
 
+#include "recorder/support/presence.h"
 #include "recorder/support/uninterrupted.h"
-#include "recorder/utility/presence.h"
 
 #include <algorithm>
 #include <string_view>

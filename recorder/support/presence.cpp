@@ -1,6 +1,5 @@
-#include "recorder/utility/presence.h"
+#include "recorder/support/presence.h"
 
-#include "platform/utility.h"
 #include "recorder/support/error.h"
 #include "recorder/support/uninterrupted.h"
 
@@ -96,11 +95,3 @@ void DemandFolder(const std::string& path) {
 }
 
 } // namespace recorder
-
-bool IsExistDir(const std::string& path) {
-    return recorder::FolderPresence(path) != recorder::Presence::No;
-}
-
-bool IsFileExist(const std::string& path) {
-    return recorder::FilePresence(path) != recorder::Presence::No;
-}

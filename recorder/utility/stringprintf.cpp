@@ -1,0 +1,14 @@
+#include "platform/utility.h"
+#include "recorder/logging/edge.h"
+#include "recorder/support/format.h"
+
+#include <cstdarg>
+
+std::string StringPrintf(const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    std::string text =
+        recorder::AtEdge(std::string(), [&] { return recorder::FormatArgs(format, args); });
+    va_end(args);
+    return text;
+}
