@@ -1,5 +1,6 @@
-#include "platform/database.h"
+// The tool's database: what it executes belongs to its run.
 
+#include "platform/database.h"
 #include "recorder/database/databases.h"
 #include "recorder/database/mediatable.h"
 #include "recorder/logging/recorderlog.h"
