@@ -1,7 +1,7 @@
 #include "platform/recording.h"
 #include "platform/utility.h"
+#include "recorder/container/container.h"
 #include "recorder/logging/edge.h"
-#include "recorder/recording/container.h"
 #include "recorder/support/error.h"
 #include "recorder/support/uninterrupted.h"
 

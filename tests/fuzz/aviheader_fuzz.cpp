@@ -1,7 +1,7 @@
 // The reader of ordinary avi recordings on foreign bytes. Where it answers, libavformat gives the
 // same answer: it refuses no recording for its index.
 
-#include "recorder/recording/aviheader.h"
+#include "recorder/container/aviheader.h"
 #include "tests/fuzz/sameanswer.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);

@@ -1,6 +1,6 @@
 // The judge of containers out of the ordinary on foreign bytes, as each of the kinds that it knows.
 
-#include "recorder/recording/avcontainer.h"
+#include "recorder/container/avcontainer.h"
 #include "recorder/support/error.h"
 
 #include <cstddef>

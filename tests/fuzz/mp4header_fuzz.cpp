@@ -2,7 +2,7 @@
 // same answer, or refuses the recording for what is wrong within its sample tables or its tags:
 // those are passed over. Without them libavformat gives an answer, too.
 
-#include "recorder/recording/mp4header.h"
+#include "recorder/container/mp4header.h"
 #include "tests/fuzz/sameanswer.h"
 
 #include <algorithm>

@@ -2,7 +2,7 @@
 
 #pragma once
 
-#include "recorder/recording/avcontainer.h"
+#include "recorder/container/avcontainer.h"
 #include "recorder/support/error.h"
 
 #include <cstdio>

@@ -1,6 +1,6 @@
-#include "recorder/recording/container.h"
+#include "recorder/container/container.h"
 
-#include "recorder/recording/codectypes.h"
+#include "recorder/container/codectypes.h"
 #include "tests/contract/support/files.h"
 #include "tests/contract/support/process.h"
 

@@ -1,4 +1,4 @@
-#include "recorder/recording/container.h"
+#include "recorder/container/container.h"
 
 #include "recorder/support/error.h"
 #include "tests/contract/support/files.h"

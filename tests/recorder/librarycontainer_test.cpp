@@ -1,9 +1,9 @@
 // The program that reads containers out of the ordinary may end at any time; whoever asked it goes
 // on.
 
-#include "recorder/recording/librarycontainer.h"
+#include "recorder/container/librarycontainer.h"
 
-#include "recorder/recording/codectypes.h"
+#include "recorder/container/codectypes.h"
 #include "recorder/support/error.h"
 #include "tests/contract/support/files.h"
 #include "tests/contract/support/process.h"

@@ -1,9 +1,9 @@
 // The readers of ordinary recordings: what they answer is what libavformat answers, and what is
 // ordinary they do answer.
 
-#include "recorder/recording/avcontainer.h"
-#include "recorder/recording/aviheader.h"
-#include "recorder/recording/mp4header.h"
+#include "recorder/container/avcontainer.h"
+#include "recorder/container/aviheader.h"
+#include "recorder/container/mp4header.h"
 #include "recorder/support/error.h"
 #include "tests/contract/support/files.h"
 

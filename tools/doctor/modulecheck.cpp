@@ -1,5 +1,5 @@
+#include "recorder/container/librarycontainer.h"
 #include "recorder/module/module.h"
-#include "recorder/recording/librarycontainer.h"
 #include "recorder/support/error.h"
 #include "tools/doctor/checks.h"
 

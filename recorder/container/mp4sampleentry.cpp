@@ -1,7 +1,7 @@
-#include "recorder/recording/mp4sampleentry.h"
+#include "recorder/container/mp4sampleentry.h"
 
-#include "recorder/recording/codectypes.h"
-#include "recorder/recording/mpeg4size.h"
+#include "recorder/container/codectypes.h"
+#include "recorder/container/mpeg4size.h"
 
 namespace recorder {
 

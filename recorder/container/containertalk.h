@@ -7,7 +7,7 @@
 
 #pragma once
 
-#include "recorder/recording/container.h"
+#include "recorder/container/container.h"
 
 #include <array>
 #include <cstddef>

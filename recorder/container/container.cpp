@@ -1,8 +1,8 @@
-#include "recorder/recording/container.h"
+#include "recorder/container/container.h"
 
-#include "recorder/recording/aviheader.h"
-#include "recorder/recording/librarycontainer.h"
-#include "recorder/recording/mp4header.h"
+#include "recorder/container/aviheader.h"
+#include "recorder/container/librarycontainer.h"
+#include "recorder/container/mp4header.h"
 
 namespace recorder {
 

@@ -1,4 +1,4 @@
-#include "recorder/recording/headerblocks.h"
+#include "recorder/container/headerblocks.h"
 
 #include <algorithm>
 #include <limits>

@@ -1,4 +1,4 @@
-#include "recorder/recording/containertalk.h"
+#include "recorder/container/containertalk.h"
 
 #include "recorder/support/uninterrupted.h"
 

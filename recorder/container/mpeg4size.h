@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "recorder/recording/headerblocks.h"
+#include "recorder/container/headerblocks.h"
 
 namespace recorder {
 

@@ -1,4 +1,4 @@
-#include "recorder/recording/mp4tables.h"
+#include "recorder/container/mp4tables.h"
 
 namespace recorder {
 

@@ -1,4 +1,4 @@
-#include "recorder/recording/codectypes.h"
+#include "recorder/container/codectypes.h"
 
 #include "platform/recording.h"
 

@@ -2,7 +2,7 @@
 
 #pragma once
 
-#include "recorder/recording/bytesource.h"
+#include "recorder/support/bytesource.h"
 
 #include <cstdint>
 #include <optional>

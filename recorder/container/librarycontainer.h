@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "recorder/recording/container.h"
+#include "recorder/container/container.h"
 
 #include <chrono>
 #include <memory>

@@ -2,7 +2,7 @@
 
 #pragma once
 
-#include "recorder/recording/headerblocks.h"
+#include "recorder/container/headerblocks.h"
 
 #include <optional>
 

@@ -1,4 +1,4 @@
-#include "recorder/recording/bytesource.h"
+#include "recorder/support/bytesource.h"
 
 #include "recorder/support/error.h"
 #include "recorder/support/uninterrupted.h"

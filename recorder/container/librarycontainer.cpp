@@ -1,7 +1,7 @@
-#include "recorder/recording/librarycontainer.h"
+#include "recorder/container/librarycontainer.h"
 
+#include "recorder/container/containertalk.h"
 #include "recorder/logging/recorderlog.h"
-#include "recorder/recording/containertalk.h"
 #include "recorder/support/error.h"
 #include "recorder/support/helperprocess.h"
 #include "recorder/support/program.h"

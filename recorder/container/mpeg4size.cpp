@@ -1,4 +1,4 @@
-#include "recorder/recording/mpeg4size.h"
+#include "recorder/container/mpeg4size.h"
 
 #include <algorithm>
 #include <bit>

@@ -1,6 +1,6 @@
-#include "recorder/recording/avcontainer.h"
+#include "recorder/container/avcontainer.h"
 
-#include "recorder/recording/codectypes.h"
+#include "recorder/container/codectypes.h"
 #include "recorder/snapshot/jpeg.h"
 #include "recorder/support/error.h"
 

@@ -2,7 +2,7 @@
 
 #pragma once
 
-#include "recorder/recording/container.h"
+#include "recorder/container/container.h"
 
 namespace recorder {
 

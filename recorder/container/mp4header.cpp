@@ -1,8 +1,8 @@
-#include "recorder/recording/mp4header.h"
+#include "recorder/container/mp4header.h"
 
-#include "recorder/recording/headerblocks.h"
-#include "recorder/recording/mp4sampleentry.h"
-#include "recorder/recording/mp4tables.h"
+#include "recorder/container/headerblocks.h"
+#include "recorder/container/mp4sampleentry.h"
+#include "recorder/container/mp4tables.h"
 
 #include <algorithm>
 #include <limits>

@@ -1,7 +1,7 @@
-#include "recorder/recording/aviheader.h"
+#include "recorder/container/aviheader.h"
 
-#include "recorder/recording/codectypes.h"
-#include "recorder/recording/headerblocks.h"
+#include "recorder/container/codectypes.h"
+#include "recorder/container/headerblocks.h"
 
 #include <algorithm>
 #include <limits>

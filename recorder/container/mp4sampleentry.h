@@ -2,8 +2,8 @@
 
 #pragma once
 
-#include "recorder/recording/container.h"
-#include "recorder/recording/headerblocks.h"
+#include "recorder/container/container.h"
+#include "recorder/container/headerblocks.h"
 
 namespace recorder {
 

@@ -3,8 +3,8 @@
 // loading it. It opens nothing: the bytes come from the recorder, which starts it and is at the
 // other end of its standard input (containertalk.h). It ends with the recorder.
 
-#include "recorder/recording/avcontainer.h"
-#include "recorder/recording/containertalk.h"
+#include "recorder/container/avcontainer.h"
+#include "recorder/container/containertalk.h"
 #include "recorder/support/error.h"
 
 #include <algorithm>
