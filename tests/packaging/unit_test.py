@@ -22,7 +22,7 @@ def sources(*patterns):
 
 def statuses_of_krctl_run():
     """What `krctl run` can end with but 0: its own statuses, and those of the tool that it hands on."""
-    text = sources("tools/*.cpp", "tools/*.h", "recorder/taskstatus/*.cpp")
+    text = sources("tools/*/*.cpp", "tools/*/*.h", "recorder/taskstatus/*.cpp")
     named = {getattr(os, name) for name in re.findall(r"\bEX_[A-Z]+\b", text)}
     own = {int(value) for value in re.findall(r"constexpr int kExit\w+ = (\d+);", text)}
     return (named | own) - {0}

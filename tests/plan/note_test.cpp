@@ -1,4 +1,4 @@
-#include "tools/plan/note.h"
+#include "tools/common/note.h"
 
 #include <string>
 

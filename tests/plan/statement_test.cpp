@@ -1,4 +1,4 @@
-#include "tools/plan/statement.h"
+#include "tools/krplan/statement.h"
 
 #include "platform/recording.h"
 #include "platform/snapshot.h"

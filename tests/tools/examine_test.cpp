@@ -1,4 +1,4 @@
-#include "tools/doctor/examine.h"
+#include "tools/krctl/doctor/examine.h"
 
 #include "recorder/support/error.h"
 

@@ -1,5 +1,5 @@
-#include "tools/liveview.h"
-#include "tools/terminal.h"
+#include "tools/common/terminal.h"
+#include "tools/krctl/run/liveview.h"
 
 #include <gtest/gtest.h>
 

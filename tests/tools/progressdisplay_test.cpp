@@ -1,4 +1,4 @@
-#include "tools/progressdisplay.h"
+#include "tools/krctl/run/progressdisplay.h"
 
 #include <gtest/gtest.h>
 

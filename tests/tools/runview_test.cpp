@@ -1,4 +1,4 @@
-#include "tools/runview.h"
+#include "tools/krctl/run/runview.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

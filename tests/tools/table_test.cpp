@@ -1,4 +1,4 @@
-#include "tools/table.h"
+#include "tools/common/table.h"
 
 #include <climits>
 

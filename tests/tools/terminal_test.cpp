@@ -1,4 +1,4 @@
-#include "tools/terminal.h"
+#include "tools/common/terminal.h"
 
 #include <gtest/gtest.h>
 

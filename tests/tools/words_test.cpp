@@ -1,4 +1,4 @@
-#include "tools/words.h"
+#include "tools/common/words.h"
 
 #include <gtest/gtest.h>
 

@@ -1,0 +1,122 @@
+#include "tools/krctl/commands.h"
+
+#include "tools/common/json.h"
+#include "tools/common/terminal.h"
+#include "tools/krctl/doctor/checks.h"
+#include "tools/krctl/doctor/examine.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <memory>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include <unistd.h>
+
+namespace {
+
+constexpr std::array kGroups{
+    CheckGroup{"settings", CheckSettings, false},
+    CheckGroup{"user", CheckUser, false},
+    CheckGroup{"log", CheckLog, false},
+    CheckGroup{"database", CheckDatabases, true},
+    CheckGroup{"modes", CheckModes, false},
+    CheckGroup{"space", CheckSpace, false},
+    CheckGroup{"modules", CheckModules, false},
+    CheckGroup{"camera", CheckCameras, true},
+    CheckGroup{"volume", CheckVolumes, true},
+    CheckGroup{"media", CheckMediaFolders, true},
+    CheckGroup{"run", CheckRun, true},
+    CheckGroup{"outbox", CheckOutbox, true},
+    CheckGroup{"broker", CheckBroker, true},
+};
+
+std::size_t Count(const Checks& checks, Health health) {
+    return static_cast<std::size_t>(std::count_if(
+        checks.begin(), checks.end(), [&](const Check& check) { return check.health == health; }));
+}
+
+Checks ExamineAll() {
+    Checks all;
+    Ground ground;
+    for (const CheckGroup& group : kGroups) {
+        const Checks checks = Examine(group, ground);
+        const bool isSound = Count(checks, Health::Problem) == 0;
+        ground.hasSettings = ground.hasSettings && (isSound || group.check != CheckSettings);
+        ground.hasDatabases = ground.hasDatabases && (isSound || group.check != CheckDatabases);
+        all.insert(all.end(), checks.begin(), checks.end());
+    }
+    return all;
+}
+
+const char* NameOf(Health health) {
+    switch (health) {
+    case Health::Ok:
+        return "ok";
+    case Health::Warning:
+        return "warning";
+    case Health::Problem:
+        return "problem";
+    }
+    return "unknown";
+}
+
+const char* ColourOf(Health health) {
+    switch (health) {
+    case Health::Ok:
+        return "\033[32m";
+    case Health::Warning:
+        return "\033[33m";
+    case Health::Problem:
+        return "\033[31m";
+    }
+    return "";
+}
+
+void PrintLine(const Check& check) {
+    const bool coloured = UsesColour(STDOUT_FILENO);
+    std::printf("%s%-7s%s  %-9s  %s", coloured ? ColourOf(check.health) : "", NameOf(check.health),
+                coloured ? "\033[0m" : "", check.subject.c_str(), Printable(check.message).c_str());
+    if (!check.remedy.empty()) {
+        std::printf(". Remedy: %s", Printable(check.remedy).c_str());
+    }
+    std::putchar('\n');
+}
+
+void PrintAsJson(const Checks& checks) {
+    Json list = Json::array();
+    for (const Check& check : checks) {
+        list.push_back({{"check", check.subject},
+                        {"state", NameOf(check.health)},
+                        {"message", JsonText(check.message)},
+                        {"remedy", check.remedy.empty() ? Json(nullptr) : JsonText(check.remedy)}});
+    }
+    PrintJson({{"problems", Count(checks, Health::Problem)},
+               {"warnings", Count(checks, Health::Warning)},
+               {"checks", list}});
+}
+
+void Diagnose(bool asJson) {
+    const Checks checks = ExamineAll();
+    if (asJson) {
+        PrintAsJson(checks);
+    } else {
+        std::for_each(checks.begin(), checks.end(), PrintLine);
+    }
+    if (Count(checks, Health::Problem) > 0) {
+        throw CLI::RuntimeError(1);
+    }
+}
+
+} // namespace
+
+void AddDoctorCommand(CLI::App& app) {
+    const auto asJson = std::make_shared<bool>(false);
+    CLI::App* const doctor =
+        app.add_subcommand("doctor", "what is wrong with this recorder, and what to do about it; "
+                                     "changes nothing");
+    doctor->add_flag("--json", *asJson, "as JSON");
+    doctor->callback([asJson] { Diagnose(*asJson); });
+}

@@ -1,0 +1,189 @@
+#include "tools/krctl/commands.h"
+
+#include "recorder/database/mediatable.h"
+#include "recorder/ledger/undo.h"
+#include "recorder/run/runlist.h"
+#include "tools/common/json.h"
+#include "tools/common/table.h"
+#include "tools/common/terminal.h"
+#include "tools/common/words.h"
+#include "tools/krctl/run/runview.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstdio>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+
+namespace {
+
+constexpr int kExitNotRestored = 1;
+
+void AddRows(Table& table, const recorder::RunRecord& run) {
+    const std::string id = std::to_string(run.id);
+    const std::string start = run.isOnRecord ? TimeText(run.startTm) : "-";
+    const std::string end = !run.isOnRecord ? "-" : run.endTm ? TimeText(*run.endTm) : "not ended";
+    const std::string outcome = run.isOnRecord ? OutcomeText(run) : "record lost";
+    if (run.changes.empty()) {
+        table.AddRow({id, start, end, outcome, "-", "0", "0", "0"});
+    }
+    for (const recorder::RunChange& change : run.changes) {
+        table.AddRow({id, start, end, outcome, change.kind, std::to_string(change.added),
+                      std::to_string(change.removed), std::to_string(change.undoable)});
+    }
+}
+
+void PrintRunsForPeople(const std::vector<recorder::RunRecord>& runs) {
+    Table table({{"run", true},
+                 {"start"},
+                 {"end"},
+                 {"outcome"},
+                 {"kind"},
+                 {"added", true},
+                 {"removed", true},
+                 {"undoable", true}});
+    for (const recorder::RunRecord& run : runs) {
+        AddRows(table, run);
+    }
+    PrintTable(table);
+}
+
+Json JsonOf(const recorder::RunRecord& run) {
+    Json json;
+    json["run"] = run.id;
+    json["start"] = run.isOnRecord ? Json(TimeText(run.startTm)) : Json();
+    json["end"] = run.endTm ? Json(TimeText(*run.endTm)) : Json();
+    json["failures"] = run.failures;
+    json["refusals"] = run.refusals;
+    json["changes"] = Json::array();
+    for (const recorder::RunChange& change : run.changes) {
+        json["changes"].push_back({{"kind", change.kind},
+                                   {"added", change.added},
+                                   {"removed", change.removed},
+                                   {"undoable", change.undoable}});
+    }
+    return json;
+}
+
+void PrintRuns(bool asJson) {
+    const std::vector<recorder::RunRecord> runs = recorder::ListRuns();
+    if (!asJson) {
+        PrintRunsForPeople(runs);
+        return;
+    }
+    Json json;
+    json["runs"] = Json::array();
+    for (const recorder::RunRecord& run : runs) {
+        json["runs"].push_back(JsonOf(run));
+    }
+    PrintJson(json);
+}
+
+// "row 17, 20140312AM/a.mp4 of camera 3"
+std::string NameOf(const recorder::RowNotRestored& row) {
+    return "row " + std::to_string(row.id) + (row.file.empty() ? "" : ", " + row.file) +
+           (row.camId == 0 ? "" : " of camera " + std::to_string(row.camId));
+}
+
+void PrintUndoneKind(const recorder::UndoneKind& kind) {
+    constexpr std::size_t kNamed = 20;
+    std::printf("%s: %ld restored", kind.kind.c_str(), kind.restored);
+    if (!kind.notRestored.empty()) {
+        std::printf(", %zu not restored", kind.notRestored.size());
+    }
+    std::putchar('\n');
+    for (std::size_t i = 0; i < std::min(kind.notRestored.size(), kNamed); ++i) {
+        const recorder::RowNotRestored& row = kind.notRestored[i];
+        std::printf("not restored: %s\n",
+                    Printable(kind.kind + " " + NameOf(row) + ": " + row.why).c_str());
+    }
+    if (kind.notRestored.size() > kNamed) {
+        std::printf("not restored: %zu more of %s; \"krctl undo --json\" names all\n",
+                    kind.notRestored.size() - kNamed, kind.kind.c_str());
+    }
+}
+
+void PrintUndoneForPeople(long run, const std::vector<recorder::UndoneKind>& undone) {
+    if (undone.empty()) {
+        std::printf("the ledger holds no matching rows of run %ld\n", run);
+    }
+    for (const recorder::UndoneKind& kind : undone) {
+        PrintUndoneKind(kind);
+    }
+}
+
+Json JsonOf(const recorder::RowNotRestored& row) {
+    Json json;
+    json["row"] = row.id;
+    json["camera"] = row.camId == 0 ? Json() : Json(row.camId);
+    json["file"] = row.file.empty() ? Json() : JsonText(row.file);
+    json["reason"] = row.why;
+    return json;
+}
+
+Json JsonOf(long run, const std::vector<recorder::UndoneKind>& undone) {
+    Json json;
+    json["run"] = run;
+    json["kinds"] = Json::array();
+    for (const recorder::UndoneKind& kind : undone) {
+        Json rows = Json::array();
+        for (const recorder::RowNotRestored& row : kind.notRestored) {
+            rows.push_back(JsonOf(row));
+        }
+        json["kinds"].push_back(
+            {{"kind", kind.kind}, {"restored", kind.restored}, {"not_restored", rows}});
+    }
+    return json;
+}
+
+void Undo(const recorder::UndoSelection& selection, bool asJson) {
+    const std::vector<recorder::UndoneKind> undone = recorder::Undo(selection);
+    if (asJson) {
+        PrintJson(JsonOf(selection.run, undone));
+    } else {
+        PrintUndoneForPeople(selection.run, undone);
+    }
+    const bool isComplete = std::all_of(undone.begin(), undone.end(),
+                                        [](const auto& kind) { return kind.notRestored.empty(); });
+    if (!isComplete) {
+        throw CLI::RuntimeError(kExitNotRestored);
+    }
+}
+
+std::vector<std::string> Kinds() {
+    std::vector<std::string> kinds;
+    kinds.reserve(recorder::MediaTables().size());
+    for (const recorder::MediaTable& table : recorder::MediaTables()) {
+        kinds.push_back(table.name);
+    }
+    return kinds;
+}
+
+} // namespace
+
+void AddLedgerCommands(CLI::App& app) {
+    CLI::App* const runs =
+        app.add_subcommand("runs", "the runs, newest first, and how many rows of each kind they "
+                                   "added and removed");
+    const auto asJson = std::make_shared<bool>(false);
+    runs->add_flag("--json", *asJson, "print them as JSON");
+    runs->callback([asJson] { PrintRuns(*asJson); });
+
+    const auto selection = std::make_shared<recorder::UndoSelection>();
+    CLI::App* const undo = app.add_subcommand(
+        "undo", "restore the rows that a run removed, never over rows that are there");
+    undo->add_option("RUN", selection->run, "its number, as \"krctl runs\" prints it")
+        ->required()
+        ->check(CLI::Range(1L, LONG_MAX));
+    undo->add_option("--camera", selection->camId, "rows of this camera only")
+        ->check(CLI::Range(1, INT_MAX));
+    undo->add_option("--kind", selection->kind, "rows of this kind only")
+        ->check(CLI::IsMember(Kinds()));
+    const auto undoneAsJson = std::make_shared<bool>(false);
+    undo->add_flag("--json", *undoneAsJson, "print what was restored, and what was not, as JSON");
+    undo->callback([selection, undoneAsJson] { Undo(*selection, *undoneAsJson); });
+}

@@ -1,0 +1,127 @@
+#include "tools/krctl/plan/plansummary.h"
+
+#include <algorithm>
+
+using plan::Reason;
+
+namespace {
+
+// "a, b and c"
+std::string Enumerated(const std::vector<std::string>& items) {
+    std::string text;
+    for (std::size_t i = 0; i < items.size(); ++i) {
+        const char* const between = i + 1 == items.size() ? " and " : ", ";
+        text += (i == 0 ? "" : between) + items[i];
+    }
+    return text;
+}
+
+std::vector<std::string> Deeds(const PlanPart& total) {
+    struct Deed {
+        Reason reason;
+        const char* verb;
+        const char* noun;
+        const char* manner;
+    };
+    static constexpr Deed kDeeds[] = {
+        {Reason::FileWithoutRow, "add ", "row", ""},
+        {Reason::RowWithoutFile, "remove ", "row", ""},
+        {Reason::RowRenewed, "write ", "row", " anew"},
+        {Reason::ThumbnailMissing, "make ", "thumbnail", ""},
+        {Reason::FolderEmpty, "remove ", "empty folder", ""},
+    };
+    std::vector<std::string> deeds;
+    for (const Deed& deed : kDeeds) {
+        if (const long count = total.Count(deed.reason); count > 0) {
+            deeds.push_back(deed.verb + Counted(count, deed.noun) + deed.manner);
+        }
+    }
+    return deeds;
+}
+
+} // namespace
+
+long PlanPart::Count(Reason reason) const {
+    const auto found = counts.find(reason);
+    return found == counts.end() ? 0 : found->second;
+}
+
+void PlanSummary::Add(const plan::Note& note) {
+    switch (note.reason) {
+    case Reason::Camera:
+        m_cameras[note.camId] = note.text;
+        break;
+    case Reason::Going:
+        m_runInProgress = note;
+        break;
+    case Reason::NoPlan:
+        m_whyNone = note.text;
+        break;
+    case Reason::End:
+        break;
+    case Reason::Part:
+        PartOf(note).files += note.files;
+        PartOf(note).rows += note.number;
+        break;
+    case Reason::Warning:
+    case Reason::Refusal:
+    case Reason::Failure:
+        AddProblem(note);
+        break;
+    default:
+        ++PartOf(note).counts[note.reason];
+        break;
+    }
+}
+
+PlanPart PlanSummary::Total() const {
+    PlanPart total;
+    for (const PlanPart& part : m_parts) {
+        total.files += part.files;
+        total.rows += part.rows;
+        for (const auto& [reason, count] : part.counts) {
+            total.counts[reason] += count;
+        }
+    }
+    return total;
+}
+
+bool PlanSummary::IsComplete() const {
+    return std::all_of(m_problems.begin(), m_problems.end(),
+                       [](const plan::Note& problem) { return problem.reason == Reason::Warning; });
+}
+
+bool PlanSummary::HasChanges() const {
+    return !Deeds(Total()).empty();
+}
+
+std::string PlanSummary::Sentence() const {
+    if (!HasChanges()) {
+        return IsComplete() ? "Nothing to add or remove: krindexer would change nothing."
+                            : "krindexer would change nothing, as far as it could be planned.";
+    }
+    return "krindexer would " + Enumerated(Deeds(Total())) +
+           (IsComplete() ? "." : ", as far as it could be planned.");
+}
+
+PlanPart& PlanSummary::PartOf(const plan::Note& note) {
+    const auto [place, isNew] = m_places.try_emplace({note.kind, note.camId}, m_parts.size());
+    if (isNew) {
+        m_parts.emplace_back();
+        m_parts.back().kind = note.kind;
+        m_parts.back().camId = note.camId;
+    }
+    return m_parts[place->second];
+}
+
+// A volume that is missing is refused once for recordings and once for alert recordings.
+void PlanSummary::AddProblem(const plan::Note& note) {
+    const bool isSaid =
+        std::any_of(m_problems.begin(), m_problems.end(), [&](const plan::Note& other) {
+            return other.reason == note.reason && other.camId == note.camId &&
+                   other.text == note.text;
+        });
+    if (!isSaid) {
+        m_problems.push_back(note);
+    }
+}

@@ -1,0 +1,100 @@
+#include "tools/krctl/commands.h"
+
+#include "recorder/support/error.h"
+#include "tools/common/joboptions.h"
+#include "tools/common/json.h"
+#include "tools/krctl/plan/planreader.h"
+#include "tools/krctl/plan/plansummary.h"
+#include "tools/krctl/plan/planview.h"
+
+#include <cstdio>
+#include <memory>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+namespace {
+
+constexpr int kExitIncomplete = 1;
+
+struct PlanOptions {
+    JobOptions jobs;
+    bool withItems = false;
+    bool asJson = false;
+};
+
+// Prints each item as it comes: there may be millions of them.
+class ItemPrinter {
+public:
+    explicit ItemPrinter(bool asJson) : m_asJson(asJson) {}
+
+    void Print(const plan::Note& item) {
+        if (m_asJson) {
+            std::printf("%s    %s", m_hasPrinted ? ",\n" : "{\n  \"items\": [\n",
+                        JsonOfItem(item).dump().c_str());
+        } else {
+            std::puts(ListLine(item).c_str());
+        }
+        m_hasPrinted = true;
+    }
+
+    // Prints the plan behind them.
+    void End(const PlanSummary& plan) const {
+        if (m_asJson) {
+            std::string rest = JsonOf(plan).dump(2);
+            rest.erase(0, rest.find('{') + 1);
+            std::printf("%s],%s\n", m_hasPrinted ? "\n  " : "{\n  \"items\": [", rest.c_str());
+            return;
+        }
+        if (m_hasPrinted) {
+            std::putchar('\n');
+        }
+        PrintPlan(plan);
+    }
+
+private:
+    bool m_asJson;
+    bool m_hasPrinted = false;
+};
+
+void Plan(const PlanOptions& options) {
+    DemandOneCamera(options.jobs);
+    PlanSummary plan;
+    ItemPrinter items(options.asJson);
+    const int status = ReadPlan(options.jobs, [&](const plan::Note& note) {
+        plan.Add(note);
+        if (options.withItems && plan::IsItem(note.reason)) {
+            items.Print(note);
+        }
+    });
+    if (status != 0 && plan.WhyNone().empty()) {
+        throw recorder::Error("krplan ended with status " + std::to_string(status));
+    }
+    if (status != 0) {
+        std::fprintf(stderr, "krctl: there is no plan: %s\n", plan.WhyNone().c_str());
+        throw CLI::RuntimeError(status);
+    }
+    if (options.withItems) {
+        items.End(plan);
+    } else if (options.asJson) {
+        PrintJson(JsonOf(plan));
+    } else {
+        PrintPlan(plan);
+    }
+    if (!plan.IsComplete()) {
+        throw CLI::RuntimeError(kExitIncomplete);
+    }
+}
+
+} // namespace
+
+void AddPlanCommand(CLI::App& app) {
+    CLI::App* const command =
+        app.add_subcommand("plan", "tell what krindexer would do, and write nothing");
+    const auto options = std::make_shared<PlanOptions>();
+    AddJobOptions(*command, options->jobs);
+    command->add_flag("--list", options->withItems, "print every file, row and folder, one a line");
+    command->add_flag("--json", options->asJson, "print the plan as JSON");
+    command->footer("Without -r, -a, -s and -e: everything, as by -e -s -r -1 -a -1.");
+    command->callback([options] { Plan(*options); });
+}

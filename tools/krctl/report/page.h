@@ -1,0 +1,55 @@
+// The report as a page: one file that needs nothing else.
+
+#pragma once
+
+#include "tools/krctl/report/calendar.h"
+#include "tools/krctl/report/html.h"
+#include "tools/krctl/report/recordingdays.h"
+
+#include <string>
+#include <vector>
+
+enum class Tone {
+    Good,    // nothing failed, or nothing to do
+    Bad,     // something failed or was refused
+    Waiting, // it hasn't ended
+    Change,  // there is something to do
+};
+
+struct ReportTotal {
+    long number = 0;
+    std::string what;
+    bool standsOut = false;
+};
+
+struct ReportRow {
+    std::string kind;
+    std::string camera;
+    std::vector<long> numbers;
+    std::string time; // empty: there is none
+};
+
+// What is not as it should be: a title, a sentence, and the cases.
+struct ReportNotice {
+    std::string title;
+    std::string sentence;
+    std::vector<std::string> cases;
+    bool isWarning = false; // not as bad
+};
+
+struct Report {
+    Tone tone = Tone::Waiting;
+    std::string title;              // the outcome in a few words
+    std::string subject;            // "Run 17", "Plan"
+    std::vector<std::string> facts; // when, how long
+    std::string sentence;           // what the outcome means
+    std::vector<ReportTotal> totals;
+    std::vector<ReportNotice> notices;
+    std::vector<std::string> columns; // of the numbers
+    std::vector<ReportRow> rows;      // the last one is the total
+    std::vector<CameraCalendar> calendars;
+    DriftWords words;
+    std::string footer;
+};
+
+[[nodiscard]] std::string PageOf(const Report& report);

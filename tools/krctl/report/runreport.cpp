@@ -1,0 +1,161 @@
+#include "tools/krctl/report/runreport.h"
+
+#include "recorder/camera/cameratable.h"
+#include "recorder/recording/daycount.h"
+#include "recorder/run/live.h"
+#include "recorder/support/paths.h"
+#include "tools/common/words.h"
+#include "tools/krctl/report/dates.h"
+#include "tools/krctl/report/texts.h"
+#include "tools/krctl/run/runview.h"
+
+#include <algorithm>
+#include <map>
+
+namespace {
+
+using Answer = recorder::RunInProgress::Answer;
+
+constexpr double kMsPerSecond = 1000.0;
+constexpr double kShortS = 10.0;
+
+// The clock's seconds are too coarse for a short run.
+std::string Took(const RunView& run) {
+    const double ofParts = static_cast<double>(TotalOf(run.parts).durationMs) / kMsPerSecond;
+    const auto byClock = static_cast<double>(*run.record.endTm - run.record.startTm);
+    return "took " + DurationText(byClock < kShortS ? ofParts : byClock);
+}
+
+// Of a run whose end is not on record.
+Answer InProgress(const recorder::RunRecord& record) {
+    const recorder::RunInProgress found = recorder::FindRunInProgress();
+    return found.answer == Answer::Yes && found.live.run != record.id ? Answer::No : found.answer;
+}
+
+void AddUnended(const recorder::RunRecord& record, Report& report) {
+    report.tone = Tone::Waiting;
+    switch (InProgress(record)) {
+    case Answer::Yes:
+        report.title = "In progress";
+        report.sentence = "What follows is what it had done when this report was made.";
+        break;
+    case Answer::No:
+        report.title = "Not ended";
+        report.sentence = "The run was stopped or killed. What it wrote stays; the next run "
+                          "completes the work.";
+        break;
+    case Answer::Unknown:
+        report.title = "Not ended";
+        report.sentence = "Could not tell whether the run is in progress, or was stopped or "
+                          "killed. What follows is what it had done when this report was made.";
+        break;
+    }
+}
+
+void AddOutcome(const RunView& run, Report& report) {
+    const recorder::RunRecord& record = run.record;
+    report.title = Capitalised(OutcomeText(record));
+    switch (OutcomeOf(record)) {
+    case RunOutcome::Complete:
+        report.tone = Tone::Good;
+        report.sentence =
+            "The run went to its end. Nothing failed, nothing was refused. Files that "
+            "had rows before were compared by name.";
+        break;
+    case RunOutcome::Failures:
+        report.tone = Tone::Bad;
+        report.sentence = "The run went to its end, but files and rows may still differ.";
+        break;
+    case RunOutcome::NotEnded:
+        AddUnended(record, report);
+        break;
+    }
+}
+
+void AddNotices(const RunView& run, const CameraNames& names, Report& report) {
+    const std::vector<std::string> refusals = RefusalsOf(run, names);
+    if (!refusals.empty()) {
+        report.notices.push_back({"Refused",
+                                  "To do no harm, nothing was changed here. Mend it and run again.",
+                                  refusals});
+    }
+    std::vector<std::string> failures;
+    for (const recorder::RunPart& part : run.parts) {
+        if (part.failures > 0) {
+            failures.push_back(PartText(part.kind, part.camId == 0 ? "" : CameraOf(names, part)) +
+                               ": " + Grouped(part.failures, "failure"));
+        }
+    }
+    if (!failures.empty() || run.record.failures > 0) {
+        report.notices.push_back(
+            {"Failed", std::string("The log says which files: ") + recorder::kLogFile, failures});
+    }
+}
+
+ReportRow RowOf(const std::string& kind, const std::string& camera, const recorder::RunPart& part) {
+    return {kind,
+            camera,
+            {part.files, part.known, part.added, part.removed, part.failures},
+            DurationText(static_cast<double>(part.durationMs) / kMsPerSecond)};
+}
+
+void AddTable(const RunView& run, const CameraNames& names, Report& report) {
+    report.columns = {"Files", "Rows before", "Added", "Removed", "Failures"};
+    for (const recorder::RunPart& part : run.parts) {
+        if (IsWorthALine(part)) {
+            report.rows.push_back(
+                RowOf(Capitalised(KindText(part.kind)), CameraOf(names, part), part));
+        }
+    }
+    recorder::RunPart total = TotalOf(run.parts);
+    total.failures = std::max(total.failures, run.record.failures);
+    report.rows.push_back(RowOf("Total", "", total));
+    report.totals = {
+        {total.files, "files looked at"},
+        {total.added, "rows added"},
+        {total.removed, "rows removed"},
+        {total.failures, "failures", total.failures > 0},
+        {total.refusals, "refusals", total.refusals > 0},
+    };
+}
+
+// What the run's record holds: counts that others changed meanwhile are no drift.
+DaysByCamera DaysOf(const std::optional<recorder::RunRecord>& record) {
+    DaysByCamera days;
+    for (const recorder::DayCount& count : recorder::ListDayCounts()) {
+        days[count.camId][count.day].count = count.count;
+    }
+    if (record) {
+        for (const recorder::DayChange& change : recorder::ChangesByDay(record->id)) {
+            RecordingDay& day = days[change.camId][change.day];
+            day.gained = change.added;
+            day.lost = change.removed;
+        }
+    }
+    return days;
+}
+
+} // namespace
+
+Report NewestRunReport() {
+    Report report;
+    const CameraNames names = ReadCameraNames();
+    const std::optional<recorder::RunRecord> newest = recorder::NewestRun();
+    if (newest) {
+        const RunView run = ViewOf(*newest);
+        report.subject = "Run " + std::to_string(newest->id);
+        report.facts = {LongTimeText(newest->startTm)};
+        if (newest->endTm) {
+            report.facts.push_back(Took(run));
+        }
+        AddOutcome(run, report);
+        AddNotices(run, names, report);
+        AddTable(run, names, report);
+    } else {
+        report.subject = "Kestora re-index";
+        report.title = "No run yet";
+        report.sentence = "\"krctl run\" adds and removes rows until they match the files.";
+    }
+    report.calendars = CalendarsOf(names, DaysOf(newest));
+    return report;
+}

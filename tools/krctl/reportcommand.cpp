@@ -1,0 +1,55 @@
+#include "tools/krctl/commands.h"
+
+#include "tools/common/joboptions.h"
+#include "tools/common/outputfile.h"
+#include "tools/krctl/report/dates.h"
+#include "tools/krctl/report/page.h"
+#include "tools/krctl/report/planreport.h"
+#include "tools/krctl/report/runreport.h"
+
+#include <ctime>
+#include <memory>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include <sys/types.h>
+
+namespace {
+
+constexpr mode_t kMode = 0640; // names of cameras, and when they recorded
+
+struct ReportOptions {
+    std::string file;
+    bool ofPlan = false;
+    JobOptions jobs;
+};
+
+Report ReportOf(const ReportOptions& options) {
+    return options.ofPlan ? PlanReport(options.jobs) : NewestRunReport();
+}
+
+void MakeReport(const ReportOptions& options) {
+    Report report = ReportOf(options);
+    report.footer =
+        "Made by krctl report on " + LongTimeText(std::time(nullptr)) + ". Days are UTC.";
+    WriteOutputFile(options.file, PageOf(report), kMode);
+}
+
+} // namespace
+
+void AddReportCommand(CLI::App& app) {
+    CLI::App* const command = app.add_subcommand(
+        "report", "the newest run or a plan, and every camera's recordings by day, as a page");
+    const auto options = std::make_shared<ReportOptions>();
+    command->add_option("--html", options->file, "the page, which is written or replaced")
+        ->type_name("FILE")
+        ->required();
+    CLI::Option* const ofPlan = command->add_flag(
+        "--plan", options->ofPlan, "of what krindexer would do, as \"krctl plan\" tells it");
+    AddJobOptions(*command, options->jobs);
+    for (const char* const name : {"-r", "-a", "-s", "-e"}) {
+        command->get_option(name)->needs(ofPlan);
+    }
+    command->callback([options] { MakeReport(*options); });
+}

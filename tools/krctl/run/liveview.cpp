@@ -1,0 +1,97 @@
+#include "tools/krctl/run/liveview.h"
+
+#include "recorder/support/format.h"
+#include "tools/common/terminal.h"
+
+#include <algorithm>
+#include <vector>
+
+namespace {
+
+constexpr double kPercent = 100.0;
+// Before that much is done the time left would be a guess.
+constexpr double kTellingFraction = 0.02;
+constexpr double kTellingTimeS = 2.0;
+
+// What the part that goes on counts for in the progress of the run.
+double ShareOfPart(const recorder::LiveRun& live, const RunShares& shares) {
+    if (live.kind.empty() || shares.jobs == 0 || (live.kind == "event" && live.camId == 0)) {
+        return 0.0;
+    }
+    return live.camId == 0 ? 1.0 / shares.jobs : 1.0 / shares.jobs / std::max(shares.cameras, 1);
+}
+
+std::string StageText(const recorder::LiveRun& live, const CameraNames& names) {
+    if (live.kind.empty() && live.camId == 0) {
+        return live.run == 0 ? "begins" : "ends";
+    }
+    return PartText(live.kind, live.camId == 0 ? "" : CameraText(names, live.camId));
+}
+
+std::string TimeLeft(const LiveView& view) {
+    if (view.fraction < kTellingFraction || view.elapsedS < kTellingTimeS) {
+        return "";
+    }
+    return DurationText(view.elapsedS * (1.0 - view.fraction) / view.fraction) + " left";
+}
+
+std::string Rate(const LiveView& view) {
+    return view.elapsedS <= 0.0
+               ? ""
+               : recorder::Format("%.0f/s", static_cast<double>(view.live.files) / view.elapsedS);
+}
+
+// The texts that aren't empty, two spaces between them.
+std::string Joined(const std::vector<std::string>& texts) {
+    std::string line;
+    for (const std::string& text : texts) {
+        if (!text.empty()) {
+            line += (line.empty() ? "" : "  ") + text;
+        }
+    }
+    return line;
+}
+
+} // namespace
+
+RunShares SharesOf(const JobOptions& jobs, const std::vector<recorder::CameraRow>& cameras) {
+    RunShares shares;
+    for (const std::string& argument : ArgumentsOf(jobs)) {
+        const bool isJob = argument.size() == 2 && argument[0] == '-' &&
+                           std::string("resa").find(argument[1]) != std::string::npos;
+        shares.jobs += isJob ? 1 : 0;
+    }
+    const int camera = jobs.eventCamera.value_or(jobs.alertEventCamera.value_or(-1));
+    const auto locals = std::count_if(cameras.begin(), cameras.end(),
+                                      [](const recorder::CameraRow& row) { return row.dsId == 0; });
+    shares.cameras = camera > 0 ? 1 : static_cast<int>(locals);
+    return shares;
+}
+
+double FractionOf(const recorder::LiveRun& live, const std::optional<RunShares>& shares) {
+    const double ofPart =
+        live.known == 0
+            ? 0.0
+            : std::min(1.0, static_cast<double>(live.partFiles) / static_cast<double>(live.known));
+    return std::min(1.0, live.progress + (shares ? ShareOfPart(live, *shares) * ofPart : 0.0));
+}
+
+std::string LiveLine(const LiveView& view, const CameraNames& names, std::size_t columns) {
+    const std::string part = Printable(StageText(view.live, names));
+    const std::string files = Counted(view.live.files, "file");
+    const std::string rows = recorder::Format("+%ld -%ld", view.totals.added, view.totals.removed);
+    const std::string percent = recorder::Format("%.0f%%", view.fraction * kPercent);
+    const std::string left = TimeLeft(view);
+    for (const auto& texts : {std::vector{part, files, rows, Rate(view), percent, left},
+                              std::vector{part, files, rows, percent, left}}) {
+        std::string line = Joined(texts);
+        if (DisplayWidth(line) <= columns) {
+            return line;
+        }
+    }
+    const std::string numbers = Joined({files, rows, percent, left});
+    const std::size_t used = DisplayWidth(numbers) + 2;
+    constexpr std::size_t kTellingPart = 8;
+    return used + kTellingPart <= columns ? Joined({Shortened(part, columns - used), numbers})
+                                          : Shortened(Joined({files, percent, left}), columns);
+}

@@ -1,0 +1,213 @@
+#include "tools/krctl/run/runview.h"
+
+#include "recorder/support/paths.h"
+#include "tools/common/table.h"
+#include "tools/common/terminal.h"
+#include "tools/common/words.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include <unistd.h>
+
+namespace {
+
+constexpr double kMsPerSecond = 1000.0;
+
+std::vector<std::string> Cells(const std::string& kind, const std::string& camera,
+                               const recorder::RunPart& part) {
+    return {kind,
+            camera,
+            std::to_string(part.files),
+            std::to_string(part.known),
+            std::to_string(part.added),
+            std::to_string(part.removed),
+            std::to_string(part.failures),
+            DurationText(static_cast<double>(part.durationMs) / kMsPerSecond)};
+}
+
+Table TableOf(const RunView& run, const CameraNames& names) {
+    Table table({{"kind"},
+                 {"camera"},
+                 {"files", true},
+                 {"rows before", true},
+                 {"added", true},
+                 {"removed", true},
+                 {"failures", true},
+                 {"time", true}});
+    for (const recorder::RunPart& part : run.parts) {
+        if (IsWorthALine(part)) {
+            table.AddRow(Cells(KindText(part.kind), CameraOf(names, part), part));
+        }
+    }
+    table.AddRow(Cells("total", "", TotalOf(run.parts)));
+    return table;
+}
+
+std::string Coloured(const char* colour, const std::string& text) {
+    return UsesColour(STDOUT_FILENO) ? "\x1b[" + std::string(colour) + "m" + text + "\x1b[0m"
+                                     : text;
+}
+
+void PrintRefusals(const RunView& run, const CameraNames& names) {
+    for (const std::string& refusal : RefusalsOf(run, names)) {
+        std::printf("%s\n", Coloured("1;31", Printable("REFUSED: " + refusal)).c_str());
+    }
+}
+
+std::string AboutLog(const recorder::RunRecord& record) {
+    return record.unlogged == 0
+               ? "the log says which"
+               : "the log could not be written, " + Counted(record.unlogged, "line") + " missing";
+}
+
+void PrintOutcome(const recorder::RunRecord& record) {
+    const std::string run = "run " + std::to_string(record.id) + ": ";
+    switch (OutcomeOf(record)) {
+    case RunOutcome::Complete:
+        std::printf("%s%s\n", run.c_str(), Coloured("32", OutcomeText(record)).c_str());
+        break;
+    case RunOutcome::Failures:
+        std::printf("%s%s; %s: %s\n", run.c_str(), Coloured("1;31", OutcomeText(record)).c_str(),
+                    AboutLog(record).c_str(), recorder::kLogFile);
+        break;
+    case RunOutcome::NotEnded:
+        std::printf("%s%s\n", run.c_str(), Coloured("33", OutcomeText(record)).c_str());
+        break;
+    }
+}
+
+const char* OutcomeName(RunOutcome outcome) {
+    switch (outcome) {
+    case RunOutcome::Complete:
+        return "complete";
+    case RunOutcome::Failures:
+        return "failures";
+    case RunOutcome::NotEnded:
+        break;
+    }
+    return "not ended";
+}
+
+bool HasChanges(const recorder::RunRecord& record) {
+    return std::any_of(
+        record.changes.begin(), record.changes.end(),
+        [](const recorder::RunChange& change) { return change.added + change.removed > 0; });
+}
+
+void AddCounts(Json& json, const recorder::RunPart& part) {
+    json["files"] = part.files;
+    json["rows_before"] = part.known;
+    json["added"] = part.added;
+    json["removed"] = part.removed;
+    json["failures"] = part.failures;
+    json["refusals"] = part.refusals;
+    json["duration_s"] = static_cast<double>(part.durationMs) / kMsPerSecond;
+}
+
+Json JsonOfPart(const recorder::RunPart& part, const CameraNames& names) {
+    Json json;
+    json["kind"] = part.kind.empty() ? Json() : Json(part.kind);
+    json["camera"] = part.camId == 0 ? Json() : Json(part.camId);
+    const auto name = names.find(part.camId);
+    json["camera_name"] = name == names.end() ? Json() : JsonText(name->second);
+    AddCounts(json, part);
+    json["refusal"] = part.refusal.empty() ? Json() : JsonText(part.refusal);
+    return json;
+}
+
+} // namespace
+
+void AddUp(recorder::RunPart& sum, const recorder::RunPart& part) {
+    sum.durationMs += part.durationMs;
+    sum.files += part.files;
+    sum.known += part.known;
+    sum.added += part.added;
+    sum.removed += part.removed;
+    sum.failures += part.failures;
+    sum.refusals += part.refusals;
+}
+
+RunView ViewOf(const recorder::RunRecord& record) {
+    return {record, recorder::PartsOfRun(record.id)};
+}
+
+RunOutcome OutcomeOf(const recorder::RunRecord& record) {
+    if (!record.endTm) {
+        return RunOutcome::NotEnded;
+    }
+    return record.failures + record.refusals == 0 ? RunOutcome::Complete : RunOutcome::Failures;
+}
+
+std::string OutcomeText(const recorder::RunRecord& record) {
+    const RunOutcome outcome = OutcomeOf(record);
+    if (outcome == RunOutcome::Complete && !HasChanges(record)) {
+        return "nothing to add or remove";
+    }
+    if (outcome != RunOutcome::Failures) {
+        return OutcomeName(outcome);
+    }
+    std::string text;
+    if (record.failures > 0) {
+        text = Counted(record.failures, "failure");
+    }
+    if (record.refusals > 0) {
+        text += (text.empty() ? "" : ", ") + Counted(record.refusals, "refusal");
+    }
+    return text;
+}
+
+bool IsWorthALine(const recorder::RunPart& part) {
+    return part.kind != "event" || part.camId != 0 ||
+           part.added + part.removed + part.failures + part.refusals > 0;
+}
+
+std::string CameraOf(const CameraNames& names, const recorder::RunPart& part) {
+    return part.kind == "event" && part.camId == 0 ? "gone" : CameraText(names, part.camId);
+}
+
+recorder::RunPart TotalOf(const std::vector<recorder::RunPart>& parts) {
+    recorder::RunPart total;
+    for (const recorder::RunPart& part : parts) {
+        AddUp(total, part);
+    }
+    return total;
+}
+
+std::vector<std::string> RefusalsOf(const RunView& run, const CameraNames& names) {
+    std::vector<std::string> refusals;
+    for (const recorder::RunPart& part : run.parts) {
+        const std::string text = "camera " + CameraOf(names, part) + ": " + part.refusal;
+        if (part.refusals > 0 &&
+            std::find(refusals.begin(), refusals.end(), text) == refusals.end()) {
+            refusals.push_back(text);
+        }
+    }
+    return refusals;
+}
+
+void PrintRun(const RunView& run) {
+    const CameraNames names = ReadCameraNames();
+    PrintTable(TableOf(run, names));
+    PrintRefusals(run, names);
+    PrintOutcome(run.record);
+}
+
+Json JsonOf(const RunView& run) {
+    const CameraNames names = ReadCameraNames();
+    Json json;
+    json["run"] = run.record.id;
+    json["pid"] = run.record.pid;
+    json["start"] = TimeText(run.record.startTm);
+    json["end"] = run.record.endTm ? Json(TimeText(*run.record.endTm)) : Json();
+    json["outcome"] = OutcomeName(OutcomeOf(run.record));
+    AddCounts(json["total"], TotalOf(run.parts));
+    json["total"]["failures"] = run.record.failures;
+    json["total"]["refusals"] = run.record.refusals;
+    json["unlogged"] = run.record.unlogged;
+    json["parts"] = Json::array();
+    for (const recorder::RunPart& part : run.parts) {
+        json["parts"].push_back(JsonOfPart(part, names));
+    }
+    return json;
+}

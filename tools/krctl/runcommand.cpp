@@ -1,0 +1,236 @@
+#include "tools/krctl/commands.h"
+
+#include "recorder/camera/cameratable.h"
+#include "recorder/run/live.h"
+#include "recorder/run/runlist.h"
+#include "recorder/settings/settings.h"
+#include "recorder/support/error.h"
+#include "recorder/support/paths.h"
+#include "recorder/support/program.h"
+#include "tools/common/joboptions.h"
+#include "tools/common/words.h"
+#include "tools/krctl/childprocess.h"
+#include "tools/krctl/run/liveview.h"
+#include "tools/krctl/run/progressdisplay.h"
+#include "tools/krctl/run/runview.h"
+
+#include <chrono>
+#include <cstdio>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+
+#include <sysexits.h>
+
+namespace {
+
+constexpr int kExitFailures = 1;
+constexpr int kExitStopped = 130; // as a shell tells of a program that Ctrl-C ended
+constexpr std::chrono::milliseconds kLookEvery{250};
+
+// What the child tells of itself, once it does.
+std::optional<recorder::LiveRun> LiveRunOf(const ChildProcess& child) {
+    try {
+        const std::optional<recorder::LiveRun> live = recorder::ReadLiveRun();
+        return live && live->pid == child.Id() ? live : std::nullopt;
+    } catch (const std::exception&) {
+        return std::nullopt; // a run doesn't depend on being watched
+    }
+}
+
+recorder::RunTotals TotalsSoFar(long run) {
+    try {
+        return run == 0 ? recorder::RunTotals() : recorder::TotalsOfRun(run);
+    } catch (const std::exception&) {
+        return {}; // as above; the database may be in use
+    }
+}
+
+// Until it has released the lock its record can still get failures.
+bool IsRegistered(const ChildProcess& child) {
+    const recorder::RunInProgress found = recorder::FindRegisteredRun();
+    return found.answer == recorder::RunInProgress::Answer::Yes && found.live.pid == child.Id();
+}
+
+// Whether the child's run is over and its record complete. The child may still publish then.
+bool IsOver(const ChildProcess& child, std::optional<long> newestBefore) {
+    try {
+        const std::optional<recorder::RunRecord> run =
+            newestBefore ? recorder::NewestRunOf(child.Id(), *newestBefore) : std::nullopt;
+        return run && run->endTm && !IsRegistered(child);
+    } catch (const std::exception&) {
+        return false; // it will be seen when the child ends
+    }
+}
+
+// Returns whether the child has ended; otherwise its run is over, and it publishes.
+bool Watch(ChildProcess& child, ProgressDisplay& display, const RunShares& shares,
+           std::optional<long> newestBefore) {
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point start = Clock::now();
+    bool isOver = false;
+    while (!child.EndsWithin(kLookEvery)) {
+        if (isOver) {
+            display.End();
+            return false;
+        }
+        isOver = IsOver(child, newestBefore);
+        if (const std::optional<recorder::LiveRun> live = LiveRunOf(child)) {
+            const std::chrono::duration<double> elapsed = Clock::now() - start;
+            display.Show(
+                {*live, TotalsSoFar(live->run), FractionOf(*live, shares), elapsed.count()});
+        }
+    }
+    display.End();
+    return true;
+}
+
+// The number of the newest run; nothing when it can't be read.
+std::optional<long> NewestNumber() {
+    try {
+        const std::optional<recorder::RunRecord> newest = recorder::NewestRun();
+        return newest ? newest->id : 0;
+    } catch (const recorder::SettingsError&) {
+        throw;
+    } catch (const recorder::Error&) {
+        return std::nullopt;
+    }
+}
+
+// The record of the child's run, by what the clock can't change: its process and that it is newer
+// than the newest one before. Nothing where it left none.
+std::optional<RunView> RunOf(const ChildProcess& child, std::optional<long> newestBefore) {
+    const std::optional<recorder::RunRecord> run =
+        newestBefore ? recorder::NewestRunOf(child.Id(), *newestBefore) : std::nullopt;
+    return run ? std::optional(ViewOf(*run)) : std::nullopt;
+}
+
+[[noreturn]] void FailFor(int status) {
+    const std::string log = std::string("; the log says why: ") + recorder::kLogFile;
+    switch (status) {
+    case EX_TEMPFAIL:
+        std::fprintf(
+            stderr,
+            "krctl: another run is in progress, or an undo or an adoption; \"krctl status\" "
+            "shows a run\n");
+        break;
+    case EX_IOERR:
+        std::fprintf(stderr, "krctl: the task store can't be used%s; was \"krctl init\" run?\n",
+                     log.c_str());
+        break;
+    case EX_CONFIG:
+        std::fprintf(stderr, "krctl: the settings or the log are not to be trusted%s\n",
+                     log.c_str());
+        break;
+    default:
+        std::fprintf(stderr, "krctl: krindexer ended with status %d%s\n", status, log.c_str());
+        status = kExitFailures;
+        break;
+    }
+    throw CLI::RuntimeError(status);
+}
+
+int StatusOf(const recorder::RunRecord& record) {
+    return OutcomeOf(record) == RunOutcome::Complete ? 0 : kExitFailures;
+}
+
+void TellRun(const RunView& run, bool asJson) {
+    if (asJson) {
+        PrintJson(JsonOf(run));
+    } else {
+        PrintRun(run);
+    }
+}
+
+// Nothing when the databases can't be used: that is krindexer's to tell, by its exit status.
+std::optional<std::vector<recorder::CameraRow>> CamerasIfReadable() {
+    try {
+        return recorder::ListCameras();
+    } catch (const recorder::SettingsError&) {
+        throw;
+    } catch (const recorder::Error&) {
+        return std::nullopt;
+    }
+}
+
+// The run is over, and its outcome is there to be read.
+void AwaitPublication(ChildProcess& child, std::optional<long> newestBefore, bool asJson) {
+    if (const std::optional<RunView> run = RunOf(child, newestBefore)) {
+        TellRun(*run, asJson);
+    }
+    std::fflush(stdout);
+    std::fprintf(stderr, "krctl: the run has ended; publishing notifications\n");
+    while (!child.EndsWithin(kLookEvery)) {
+    }
+}
+
+void FailIfStopped(const ChildProcess& child, bool whileAtWork) {
+    if (child.WasStopped()) {
+        std::fprintf(stderr,
+                     whileAtWork
+                         ? "krctl: stopped; what was written stays, the next run completes the "
+                           "work\n"
+                         : "krctl: stopped; notifications that are left remain queued\n");
+        throw CLI::RuntimeError(kExitStopped);
+    }
+    if (!child.Status()) {
+        throw recorder::Error(whileAtWork
+                                  ? "krindexer was killed; the next run completes its work"
+                                  : "krindexer was killed; notifications that are left remain "
+                                    "queued");
+    }
+}
+
+void Run(const JobOptions& jobs, bool asJson) {
+    DemandOneCamera(jobs);
+    const std::optional<std::vector<recorder::CameraRow>> cameras = CamerasIfReadable();
+    if (cameras) {
+        DemandKnownCamera(jobs, *cameras);
+    }
+    const RunShares shares = SharesOf(jobs, cameras.value_or(std::vector<recorder::CameraRow>()));
+    const std::string krindexer = recorder::ProgramPath("krindexer");
+    const std::optional<long> newestBefore = NewestNumber();
+    ChildProcess child(krindexer, ArgumentsOf(jobs));
+    ProgressDisplay display(!asJson);
+    const bool hasEnded = Watch(child, display, shares, newestBefore);
+    if (!hasEnded) {
+        AwaitPublication(child, newestBefore, asJson);
+    }
+
+    if (child.Status() && *child.Status() != 0) {
+        FailFor(*child.Status());
+    }
+    const std::optional<RunView> run = RunOf(child, newestBefore);
+    if (run && hasEnded) {
+        TellRun(*run, asJson);
+    }
+    FailIfStopped(child, hasEnded);
+    if (!run) {
+        throw recorder::Error(std::string("the run left no record; the log says why: ") +
+                              recorder::kLogFile);
+    }
+    if (!run->record.endTm) {
+        throw recorder::Error(std::string("krindexer ended, but the end of the run could not be "
+                                          "recorded; the log says why: ") +
+                              recorder::kLogFile);
+    }
+    if (StatusOf(run->record) != 0) {
+        throw CLI::RuntimeError(StatusOf(run->record));
+    }
+}
+
+} // namespace
+
+void AddRunCommand(CLI::App& app) {
+    CLI::App* const command = app.add_subcommand(
+        "run", "bring the rows in line with the files, by krindexer, and tell how it went");
+    const auto jobs = std::make_shared<JobOptions>();
+    const auto asJson = std::make_shared<bool>(false);
+    AddJobOptions(*command, *jobs);
+    command->add_flag("--json", *asJson, "print the outcome as JSON, and no progress");
+    command->footer("Without -r, -a, -s and -e: everything, as by -e -s -r -1 -a -1.");
+    command->callback([jobs, asJson] { Run(*jobs, *asJson); });
+}

@@ -1,0 +1,143 @@
+#include "tools/krctl/commands.h"
+
+#include "recorder/run/live.h"
+#include "recorder/run/runlist.h"
+#include "tools/common/json.h"
+#include "tools/common/terminal.h"
+#include "tools/common/words.h"
+#include "tools/krctl/run/liveview.h"
+#include "tools/krctl/run/progressdisplay.h"
+#include "tools/krctl/run/runview.h"
+
+#include <algorithm>
+#include <chrono>
+#include <climits>
+#include <cstdio>
+#include <ctime>
+#include <memory>
+#include <optional>
+#include <thread>
+
+#include <CLI/CLI.hpp>
+
+namespace {
+
+using recorder::RunInProgress;
+using Answer = RunInProgress::Answer;
+
+constexpr std::chrono::milliseconds kLookEvery{500};
+constexpr int kExitUnknown = 1;
+
+struct StatusOptions {
+    bool watch = false;
+    bool json = false;
+};
+
+LiveView ViewOf(const recorder::LiveRun& live) {
+    const double elapsedS =
+        live.startTm == 0 ? 0.0
+                          : static_cast<double>(std::max(std::time(nullptr) - live.startTm, 0L));
+    const recorder::RunTotals totals =
+        live.run == 0 ? recorder::RunTotals() : recorder::TotalsOfRun(live.run);
+    return {live, totals, FractionOf(live, std::nullopt), elapsedS};
+}
+
+Json JsonOf(const LiveView& view) {
+    const recorder::LiveRun& live = view.live;
+    Json json;
+    json["run"] = live.run == 0 ? Json() : Json(live.run);
+    json["pid"] = live.pid == 0 ? Json() : Json(live.pid);
+    json["start"] = live.startTm == 0 ? Json() : Json(TimeText(live.startTm));
+    json["kind"] = live.kind.empty() ? Json() : Json(live.kind);
+    json["camera"] = live.camId == 0 ? Json() : Json(live.camId);
+    json["files"] = live.files;
+    json["added"] = view.totals.added;
+    json["removed"] = view.totals.removed;
+    json["failures"] = live.failures;
+    json["refusals"] = live.refusals;
+    json["progress"] = view.fraction;
+    return json;
+}
+
+Json InProgress(const RunInProgress& found) {
+    return found.answer == Answer::Unknown ? Json() : Json(found.answer == Answer::Yes);
+}
+
+void PrintAsJson(const RunInProgress& found) {
+    const bool isRunning = found.answer == Answer::Yes;
+    Json json;
+    json["in_progress"] = InProgress(found);
+    json["unknown_because"] = found.answer == Answer::Unknown ? JsonText(found.why) : Json();
+    json["running"] = isRunning ? JsonOf(ViewOf(found.live)) : Json();
+    const std::optional<recorder::RunRecord> newest = recorder::NewestRun();
+    json["last"] = newest && !isRunning ? JsonOf(::ViewOf(*newest)) : Json();
+    PrintJson(json);
+}
+
+void PrintNewestRun(const std::string& state) {
+    if (const std::optional<recorder::RunRecord> newest = recorder::NewestRun()) {
+        std::printf("%s. Last run, %s:\n", state.c_str(), TimeText(newest->startTm).c_str());
+        PrintRun(::ViewOf(*newest));
+    } else {
+        std::printf("%s. No run on record.\n", state.c_str());
+    }
+}
+
+void PrintLive(const recorder::LiveRun& live) {
+    const std::string process = live.pid == 0 ? "" : ", process " + std::to_string(live.pid);
+    const std::string start = live.startTm == 0 ? "" : ", since " + TimeText(live.startTm);
+    std::printf("A run is in progress%s%s:\n%s\n", process.c_str(), start.c_str(),
+                LiveLine(ViewOf(live), ReadCameraNames(), INT_MAX).c_str());
+}
+
+void Print(const RunInProgress& found) {
+    switch (found.answer) {
+    case Answer::Yes:
+        PrintLive(found.live);
+        break;
+    case Answer::No:
+        PrintNewestRun("No run in progress");
+        break;
+    case Answer::Unknown:
+        PrintNewestRun(Printable("Could not tell whether a run is in progress: " + found.why));
+        break;
+    }
+}
+
+// Until the run is over.
+void Watch() {
+    ProgressDisplay display(true);
+    for (RunInProgress found = recorder::FindRunInProgress(); found.answer == Answer::Yes;
+         found = recorder::FindRunInProgress()) {
+        display.Show(ViewOf(found.live));
+        std::this_thread::sleep_for(kLookEvery);
+    }
+    display.End();
+}
+
+void Status(const StatusOptions& options) {
+    if (options.watch) {
+        Watch();
+    }
+    const RunInProgress found = recorder::FindRunInProgress();
+    if (options.json) {
+        PrintAsJson(found);
+    } else {
+        Print(found);
+    }
+    if (found.answer == Answer::Unknown) {
+        throw CLI::RuntimeError(kExitUnknown);
+    }
+}
+
+} // namespace
+
+void AddStatusCommand(CLI::App& app) {
+    CLI::App* const command =
+        app.add_subcommand("status", "the run in progress, or how the last one ended");
+    const auto options = std::make_shared<StatusOptions>();
+    CLI::Option* const watch =
+        command->add_flag("--watch", options->watch, "follow the run until it ends");
+    command->add_flag("--json", options->json, "print it as JSON")->excludes(watch);
+    command->callback([options] { Status(*options); });
+}

@@ -1,0 +1,162 @@
+#include "tools/krplan/notebook.h"
+
+#include "platform/database.h"
+#include "platform/snapshot.h"
+#include "platform/utility.h"
+#include "recorder/support/paths.h"
+#include "recorder/support/uninterrupted.h"
+
+#include <array>
+#include <climits>
+#include <cstdlib>
+
+#include <sysexits.h>
+#include <unistd.h>
+
+namespace plan {
+
+namespace {
+
+constexpr std::size_t kWriteAtOnce = 65536;
+constexpr const char* kAlertRecordingFolder = "laRec";
+
+bool HasCameras(const std::string& kind) {
+    return kind == gszTableEvent || kind == gszTableAlertEvent;
+}
+
+// The last part of the path of an open folder; empty when it can't be told.
+std::string NameOfFolder(int folder) {
+    std::array<char, PATH_MAX> path{};
+    const std::string link = "/proc/self/fd/" + std::to_string(folder);
+    const ssize_t length = readlink(link.c_str(), path.data(), path.size());
+    return length <= 0 ? "" : GetBaseName({path.data(), static_cast<std::size_t>(length)});
+}
+
+} // namespace
+
+Notebook& Notebook::OfThisProcess() {
+    static Notebook notebook;
+    return notebook;
+}
+
+void Notebook::NoteCamera(int camId, const std::string& name, const std::string& storagePath) {
+    m_storagePaths[camId] = storagePath;
+    Write({.reason = Reason::Camera, .kind = "", .camId = camId, .text = name});
+}
+
+void Notebook::NoteGoing(int pid, const std::string& unknownWhy) {
+    Write({.reason = Reason::Going, .kind = "", .text = unknownWhy, .number = pid});
+}
+
+void Notebook::BeginJob(const std::string& kind) {
+    EndPart();
+    m_job = kind;
+}
+
+void Notebook::BeginPart(const std::string& kind, int camId) {
+    if (m_part.kind.empty() || m_part.isKindKnown || m_part.camId != camId) {
+        EndPart();
+        m_part.camId = camId;
+    }
+    m_part.kind = kind;
+    m_part.isKindKnown = true;
+}
+
+void Notebook::TurnToCamera(int camId) {
+    if (m_part.kind.empty() || m_part.camId != camId) {
+        EndPart();
+        m_part.kind = m_job;
+        m_part.camId = camId;
+    }
+}
+
+void Notebook::CountFile(int folder) {
+    m_folder = folder;
+    ++m_part.files;
+}
+
+void Notebook::NoteKnownRows(long rows) {
+    m_part.rows = rows;
+}
+
+void Notebook::EndPart() {
+    // The look for rows of cameras that are gone is no part that people would look for.
+    if (!m_part.kind.empty() && HasCameras(m_part.kind) == (m_part.camId != 0)) {
+        Write({.reason = Reason::Part,
+               .kind = m_part.kind,
+               .camId = m_part.camId,
+               .text = "",
+               .number = m_part.rows,
+               .files = m_part.files});
+    }
+    m_part = Part();
+}
+
+void Notebook::Add(Reason reason, const std::string& text) {
+    Write({.reason = reason,
+           .kind = m_part.kind.empty() ? m_job : m_part.kind,
+           .camId = m_part.camId,
+           .text = text});
+}
+
+void Notebook::AddFileOfWalk(Reason reason, const std::string& fileName) {
+    const std::string path =
+        HasCameras(m_part.kind) ? NameOfFolder(m_folder) + "/" + fileName : fileName;
+    Add(reason, PlaceOf(m_part.kind, m_part.camId, path));
+}
+
+void Notebook::AddRow(Reason reason, const std::string& kind, int camId, const std::string& path,
+                      long id) {
+    Write({.reason = reason,
+           .kind = kind,
+           .camId = camId,
+           .text = PlaceOf(kind, camId, path),
+           .number = id});
+}
+
+void Notebook::Flush() {
+    std::string_view rest = m_unwritten;
+    while (!rest.empty()) {
+        const ssize_t written =
+            recorder::Uninterrupted([&] { return write(STDOUT_FILENO, rest.data(), rest.size()); });
+        if (written < 0) {
+            _exit(EX_IOERR); // nobody reads the plan
+        }
+        rest.remove_prefix(static_cast<std::size_t>(written));
+    }
+    m_unwritten.clear();
+}
+
+void Notebook::End() {
+    EndPart();
+    Write({.reason = Reason::End, .kind = "", .text = "", .number = m_notes});
+    Flush();
+}
+
+void Notebook::Write(const Note& note) {
+    m_unwritten += LineOf(note);
+    ++m_notes;
+    if (m_unwritten.size() >= kWriteAtOnce) {
+        Flush();
+    }
+}
+
+// Of a camera that is gone nobody knows where its recordings lay.
+std::string Notebook::PlaceOf(const std::string& kind, int camId, const std::string& path) const {
+    if (kind == gszTableSnapshot) {
+        return GetSnapshotFullPath() + "/" + path;
+    }
+    if (kind == gszTableEmap) {
+        return std::string(recorder::kEmapDir) + "/" + path;
+    }
+    const auto storage = m_storagePaths.find(camId);
+    if (storage == m_storagePaths.end()) {
+        return path;
+    }
+    const std::string folder = kind == gszTableAlertEvent
+                                   ? storage->second + "/" + kAlertRecordingFolder
+                                   : storage->second;
+    return folder + "/" + path;
+}
+
+} // namespace plan

@@ -1,0 +1,160 @@
+// What a run would write to the databases, noted instead of written.
+
+#include "recorder/run/run.h"
+
+#include "recorder/database/databases.h"
+#include "recorder/database/mediatable.h"
+#include "recorder/database/statements.h"
+#include "recorder/support/error.h"
+#include "tools/krplan/messages.h"
+#include "tools/krplan/notebook.h"
+#include "tools/krplan/statement.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <map>
+
+namespace recorder {
+
+namespace {
+
+using plan::Notebook;
+using plan::Reason;
+
+constexpr const char* kIdOfNoRow = "2147483647"; // the tool only hands it on
+
+// The columns that tell a row of a table from the others; the path is the last one.
+struct Key {
+    bool hasCamera;
+    std::string path;
+};
+
+Key KeyOf(const std::string& table) {
+    for (const MediaTable& media : MediaTables()) {
+        if (media.name == table) {
+            const bool hasCamera = std::find(media.columns.begin(), media.columns.end(),
+                                             "camera_id") != media.columns.end();
+            return {hasCamera, hasCamera ? "path" : "filename"};
+        }
+    }
+    throw Error("a plan can't tell what would become of the table " + table);
+}
+
+int CameraOf(const plan::Insertion& insertion) {
+    const auto camera = insertion.literals.find("camera_id");
+    return camera == insertion.literals.end()
+               ? 0
+               : static_cast<int>(std::strtol(camera->second.c_str(), nullptr, 10));
+}
+
+const std::string& PathLiteralOf(const plan::Insertion& insertion, const Key& key) {
+    const auto path = insertion.literals.find(key.path);
+    if (path == insertion.literals.end()) {
+        throw Error("a plan can't tell which row of " + insertion.table + " would be added");
+    }
+    return path->second;
+}
+
+// The rows that there are already, of those that the statements would add: path to id. The tool's
+// texts are of one table and camera.
+std::map<std::string, std::string> RowsThere(KRDB::DB_INSTANCE instance,
+                                             const std::vector<plan::Insertion>& insertions) {
+    const plan::Insertion& first = insertions.front();
+    const Key key = KeyOf(first.table);
+    std::string paths;
+    for (const plan::Insertion& insertion : insertions) {
+        if (insertion.table != first.table || CameraOf(insertion) != CameraOf(first)) {
+            throw Error("a plan can't tell what would become of rows of several tables or cameras");
+        }
+        paths += (paths.empty() ? "" : ", ") + PathLiteralOf(insertion, key);
+    }
+    const DBResult_tag rows =
+        Execute(instance,
+                "SELECT id, " + key.path + " FROM " + first.table + " WHERE " +
+                    (key.hasCamera ? "camera_id = " + std::to_string(CameraOf(first)) + " AND "
+                                   : std::string()) +
+                    key.path + " IN (" + paths + ");",
+                {.readOnly = true});
+    std::map<std::string, std::string> there;
+    for (int row = 0; row < rows.RowCount(); ++row) {
+        there[rows.Field(row, 1)] = rows.Field(row, 0);
+    }
+    return there;
+}
+
+// As an INSERT of the tool yields it: the row's id.
+DBResult_tag NoteInsertions(KRDB::DB_INSTANCE instance, const std::string& sql) {
+    std::vector<plan::Insertion> insertions;
+    for (const std::string& statement : SplitStatements(sql)) {
+        insertions.push_back(plan::ParseInsertion(statement));
+    }
+    const Key key = KeyOf(insertions.front().table);
+    const std::map<std::string, std::string> there = RowsThere(instance, insertions);
+    DBResult_tag ids;
+    ids.TakeColumns({"id"});
+    for (const plan::Insertion& insertion : insertions) {
+        const std::string path = plan::TextOfLiteral(PathLiteralOf(insertion, key));
+        const auto row = there.find(path);
+        const bool isThere = row != there.end();
+        Notebook::OfThisProcess().AddRow(
+            isThere ? Reason::RowRenewed : Reason::FileWithoutRow, insertion.table,
+            CameraOf(insertion), path, isThere ? std::strtol(row->second.c_str(), nullptr, 10) : 0);
+        ids.AppendField(isThere ? row->second : kIdOfNoRow);
+    }
+    return ids;
+}
+
+void NoteDeletion(KRDB::DB_INSTANCE instance, const std::string& sql) {
+    const plan::Deletion deletion = plan::ParseDeletion(sql);
+    const Key key = KeyOf(deletion.table);
+    const DBResult_tag rows = Execute(
+        instance,
+        "SELECT id, " + key.path + (key.hasCamera ? ", camera_id" : ", 0") + " AS camera_id FROM " +
+            deletion.table + " WHERE " + deletion.condition + " ORDER BY id;",
+        {.readOnly = true});
+    for (int row = 0; row < rows.RowCount(); ++row) {
+        const char* const path = rows.Field(row, 1);
+        Notebook::OfThisProcess().AddRow(
+            Reason::RowWithoutFile, deletion.table,
+            static_cast<int>(std::strtol(rows.Field(row, 2), nullptr, 10)),
+            path == nullptr ? "" : path, std::strtol(rows.Field(row, 0), nullptr, 10));
+    }
+}
+
+} // namespace
+
+DBResult_tag ExecuteInRun(KRDB::DB_INSTANCE instance, const std::string& sql,
+                          const ExecuteOptions& options) {
+    if (sql.starts_with("INSERT ")) {
+        return NoteInsertions(instance, sql);
+    }
+    if (sql.starts_with("DELETE ")) {
+        NoteDeletion(instance, sql);
+        return {};
+    }
+    ExecuteOptions looking = options;
+    looking.readOnly = true;
+    return Execute(instance, sql, looking);
+}
+
+void BeginPart(const std::string& kind, int camId) {
+    Notebook::OfThisProcess().BeginPart(kind, camId);
+}
+
+void TurnToCamera(int camId) {
+    Notebook::OfThisProcess().TurnToCamera(camId);
+}
+
+void NoteKnownRows(long rows) {
+    Notebook::OfThisProcess().NoteKnownRows(rows);
+}
+
+void NoteRefusal(const std::string& why) {
+    plan::NoteRefused(why);
+}
+
+void CountFile(int folder) {
+    Notebook::OfThisProcess().CountFile(folder);
+}
+
+} // namespace recorder

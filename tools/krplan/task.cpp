@@ -1,0 +1,106 @@
+// The task-status store of a plan: there is none. Nobody is told of a plan, and it takes no lock.
+
+#include "platform/taskstatus.h"
+
+#include "recorder/camera/cameratable.h"
+#include "recorder/database/databases.h"
+#include "recorder/logging/logtrust.h"
+#include "recorder/run/live.h"
+#include "recorder/settings/settings.h"
+#include "tools/krplan/messages.h"
+#include "tools/krplan/notebook.h"
+
+#include <exception>
+
+#include <sysexits.h>
+
+namespace plan {
+
+namespace {
+
+int NoPlan(int status, const std::string& why) {
+    Notebook::OfThisProcess().Add(Reason::NoPlan, why);
+    Notebook::OfThisProcess().Flush();
+    return status;
+}
+
+void NoteCameras() {
+    for (const recorder::CameraRow& camera : recorder::ListCameras()) {
+        std::string storagePath = camera.storagePath;
+        while (storagePath.size() > 1 && storagePath.ends_with('/')) {
+            storagePath.pop_back();
+        }
+        Notebook::OfThisProcess().NoteCamera(camera.id, camera.name, storagePath);
+    }
+}
+
+void NoteRunInProgress() {
+    const std::string unknown = "Could not tell whether a run is in progress: ";
+    Notebook& notebook = Notebook::OfThisProcess();
+    try {
+        const recorder::RunInProgress found = recorder::FindRunInProgress();
+        switch (found.answer) {
+        case recorder::RunInProgress::Answer::Yes:
+            notebook.NoteGoing(found.live.pid);
+            break;
+        case recorder::RunInProgress::Answer::Unknown:
+            notebook.NoteGoing(0, unknown + found.why);
+            break;
+        case recorder::RunInProgress::Answer::No:
+            break;
+        }
+    } catch (const std::exception& error) {
+        notebook.NoteGoing(0, unknown + error.what());
+    }
+}
+
+void EndJobs() {
+    NoteLastWords();
+    Notebook::OfThisProcess().EndPart();
+    Notebook::OfThisProcess().Flush();
+}
+
+} // namespace
+
+} // namespace plan
+
+namespace KRIndex {
+
+// Where a run would be refused there is no plan either.
+int RegTaskStart() {
+    try {
+        (void)recorder::GetSettings();
+        recorder::DemandLogOfOurs();
+    } catch (const std::exception& error) {
+        return plan::NoPlan(EX_CONFIG, error.what());
+    }
+    try {
+        recorder::Execute(KRDB::DB_SYSTEM, "SELECT name FROM task;", {.readOnly = true});
+        plan::NoteCameras();
+    } catch (const std::exception& error) {
+        return plan::NoPlan(EX_IOERR, error.what());
+    }
+    plan::NoteRunInProgress();
+    return 0;
+}
+
+void RegTaskDone() {
+    plan::EndJobs();
+    plan::Notebook::OfThisProcess().End();
+}
+
+void SetTaskPid(int /*pid*/) {}
+
+void SetTaskProgress(double /*progress*/) {}
+
+double GetTaskProgress() {
+    return 0.0;
+}
+
+void RecordTaskStatusToConf(long /*startTime*/, int /*recordingCount*/, bool done) {
+    if (done) {
+        plan::EndJobs();
+    }
+}
+
+} // namespace KRIndex
