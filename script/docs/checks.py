@@ -159,7 +159,6 @@ def completion(project, known):
 def settings_that_are_named(project, _known):
     keys = set(settings.keys(project))
     sections = {key.split(".")[0] for key in keys}
-    bare = {key.rpartition(".")[2] for key in keys}
     for name in project.texts():
         text = project.read(name)
         named = set(markdown.settings(text))
@@ -167,9 +166,6 @@ def settings_that_are_named(project, _known):
             named.update(re.findall(rf"^((?:{'|'.join(sections)})\.(?!db$)[a-z]\w*)(?: =|$)", span))
         for key in sorted(named):
             if key not in keys and key.rstrip(".") not in sections:
-                yield f"{name}: there is no setting {key}"
-        for key in markdown.listed_keys(text):
-            if key not in bare:
                 yield f"{name}: there is no setting {key}"
 
 

@@ -50,15 +50,3 @@ def settings(text):
             yield f"{section}.{key[1]}"
             for inner in re.findall(r"[{,]\s*(\w+) = ", line.split("#")[0]):
                 yield f"{section}.{key[1]}.{inner}"
-
-
-def listed_keys(text):
-    """The first cells of tables of keys."""
-    in_table = False
-    for line in prose(text).splitlines():
-        if re.match(r"\| key \|", line):
-            in_table = True
-        elif not line.startswith("|"):
-            in_table = False
-        elif in_table:
-            yield from re.findall(r"`(\w+)`", line.split("|")[1])

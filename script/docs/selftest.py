@@ -7,7 +7,7 @@ import tempfile
 from docs.checks import findings
 from docs.project import Project
 
-README, OPERATIONS = "README.md", "docs/operations.md"
+OPERATIONS = "docs/operations.md"
 KRCTL, KRINDEXER, TOML = (f"packaging/man/{page}" for page in ("krctl.8", "krindexer.8", "kestora.toml.5"))
 COMPLETION = "packaging/completion/krctl"
 
@@ -30,9 +30,8 @@ FAULTS = [
     (OPERATIONS, None, "```toml\n[lock]\n```", "no setting lock."),
     (OPERATIONS, None, "```toml\n[debug_log]\nprocesses = [{ pid = 1, lewel = 2 }]\n```",
      "no setting debug_log.processes.lewel"),
-    (OPERATIONS, None, "| key | |\n|---|---|\n| `hosst` | |", "no setting hosst"),
-    (README, "keep_days = 90", "keep_dais = 90", "no setting ledger.keep_dais"),
-    (README, "# dsn =", "# dns =", "no setting database.dns"),
+    (OPERATIONS, "connect_timeout_s =", "conect_timeout_s =", "no setting database.conect_timeout_s"),
+    (OPERATIONS, None, "```toml\n# [database]\n# dns = 3\n```", "no setting database.dns"),
     (KRCTL, ".Ic krctl run\n", ".Ic krctl rum\n", "krctl has no command rum"),
     (KRCTL, "krctl camera add --id 1", "krctl camera add --ip 1", "krctl camera add has no option --ip"),
     (KRCTL, ".Ss krctl init\n", "", "init of krctl is missing"),

@@ -1,4 +1,4 @@
-"""krindexer.service against the programs: exit statuses and umask."""
+"""krindexer.service and the documents against the programs: exit statuses and umask."""
 
 import configparser
 import glob
@@ -29,9 +29,14 @@ def statuses_of_krctl_run():
 
 
 def statuses_in_readme():
-    table = re.search(r"^\| exit status of `krctl` \|.*?\n\n", read("README.md"), re.M | re.S)[0]
-    return {int(number) for cell in re.findall(r"^\| ([\d, ]+) \|", table, re.M)
-            for number in cell.split(",")} - {0}
+    """The statuses of the table in README.md with a text in the column of krctl."""
+    table = re.search(r"^\| status \| `krctl` \|.*?\n\n", read("README.md"), re.M | re.S)[0]
+    return {int(number) for number in re.findall(r"^\| (\d+) \| [^ |]", table, re.M)} - {0}
+
+
+def statuses_in_manual():
+    section = re.search(r"^\.Sh EXIT STATUS\n(.*?)^\.Sh ", read("packaging/man/krctl.8"), re.M | re.S)[1]
+    return {int(number) for number in re.findall(r"^\.It (\d+)$", section, re.M)} - {0}
 
 
 class UnitTest(unittest.TestCase):
@@ -46,6 +51,9 @@ class UnitTest(unittest.TestCase):
 
     def test_readme_names_the_exit_statuses_of_krctl(self):
         self.assertEqual(statuses_in_readme(), statuses_of_krctl_run())
+
+    def test_the_manual_page_names_the_exit_statuses_of_krctl(self):
+        self.assertEqual(statuses_in_manual(), statuses_of_krctl_run())
 
     def test_every_status_but_another_run_s_fails_the_unit_at_once(self):
         self.assertEqual(self.service["Restart"], "on-failure")
