@@ -1,13 +1,20 @@
 #!/usr/bin/env python3
 """Shows that the runner can fail: selftest.py BIN_DIR MEDIA_DIR.
 
-A case that passes is changed in one place at a time, and each change must turn it red.
+A case that passes is changed in one place at a time, and each change must turn it red. The runner's
+numbers of system calls must be those of the kernel's headers, for each machine.
 """
 
 import os
+import platform
 import subprocess
 import sys
 import tempfile
+import time
+
+from runner.sqlite import SLEEPS
+from runner.steps import DEADLINE_S, POLL_S
+from runner.systemcalls import NUMBERS, numbers_of
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 
@@ -95,7 +102,47 @@ def passes(bin_dir, media_dir, files):
         return done.returncode == 0, done.stdout + done.stderr
 
 
+# What the C compiler reads of a machine's system calls: arm64 has the generic table, which is
+# installed everywhere; that of x86-64 only there.
+HEADERS = {
+    "aarch64": "#include <asm-generic/unistd.h>\n",
+    "x86_64": "#include <asm/unistd_64.h>\n",
+}
+
+
+def wrong_system_calls():
+    """Where the runner's numbers differ from the kernel's, and a sleep that it doesn't notice."""
+    found = []
+    for machine, numbers in NUMBERS.items():
+        if machine == "x86_64" and platform.machine() != machine:
+            continue
+        macros = subprocess.run(["cc", "-E", "-dM", "-"], input=HEADERS[machine], text=True,
+                                capture_output=True, check=True).stdout.splitlines()
+        found += [f"{machine}: {name} is not {number}" for name, number in numbers.items()
+                  if f"#define __NR_{name} {number}" not in macros]
+    return found if sleep_is_noticed() else [*found, "a process that sleeps is not noticed"]
+
+
+def sleep_is_noticed():
+    """On the machine that this is."""
+    with subprocess.Popen(["sleep", "60"]) as sleeper:
+        try:
+            deadline = time.monotonic() + DEADLINE_S
+            while time.monotonic() < deadline:
+                with open(f"/proc/{sleeper.pid}/syscall", encoding="ascii") as file:
+                    if set(file.read().split()[:1]) & numbers_of(SLEEPS):
+                        return True
+                time.sleep(POLL_S)
+            return False
+        finally:
+            sleeper.kill()
+
+
 def main():
+    wrong = wrong_system_calls()
+    if wrong:
+        print("system calls:", *wrong, sep="\n  ")
+        return 1
     bin_dir, media_dir = sys.argv[1:3]
     files = {"given": GIVEN, "run": RUN, "then": THEN}
     passed, output = passes(bin_dir, media_dir, files)

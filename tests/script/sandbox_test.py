@@ -52,6 +52,14 @@ class SandboxTest(unittest.TestCase):
         with open(os.path.join(self.folder, "file"), encoding="utf-8") as file:
             self.assertEqual(file.read(), "text\n")
 
+    def test_the_folder_may_have_any_name(self):
+        for name in ("a b", "tab\there", "line\nbreak", "back\\slash", "\\040", "#", "café", "n" * 255):
+            folder = os.path.join(self.folder, name)
+            os.mkdir(folder)
+            seen = run(SANDBOX, folder, "sh", "-c", "echo text >/var/packages/Kestora/file")
+            self.assertEqual((seen.returncode, seen.stdout, seen.stderr), (0, "", ""))
+            self.assertEqual(os.listdir(folder), ["file"])
+
     def test_the_check_says_that_it_is_possible_and_leaves_nothing(self):
         checked = run("env", f"TMPDIR={self.folder}", SANDBOX, "--check")
         self.assertEqual((checked.returncode, checked.stdout, checked.stderr), (0, "", ""))

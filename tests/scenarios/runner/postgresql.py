@@ -9,9 +9,10 @@ import subprocess
 
 import server
 from runner.database import tables_of
+from runner.systemcalls import numbers_of
 from runner.text import CaseError
 
-POLLS = ("7", "271")  # x86-64: poll, ppoll
+POLLS = ("poll", "ppoll")
 
 ESCAPES = {b"b": b"\b", b"f": b"\f", b"n": b"\n", b"r": b"\r", b"t": b"\t", b"v": b"\v"}
 
@@ -113,7 +114,7 @@ class Postgresql:
 
     def has_waiters(self, number, system_call):
         """The tool waits for the server's word, and so many wait for a lock there."""
-        return system_call in POLLS and int(self.run(
+        return system_call in numbers_of(POLLS) and int(self.run(
             "SELECT count(DISTINCT pid) FROM pg_locks WHERE NOT granted;")) >= number
 
     def stop_server(self):

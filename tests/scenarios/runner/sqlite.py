@@ -5,11 +5,11 @@ import sqlite3
 import struct
 
 from runner.database import TABLES
+from runner.systemcalls import numbers_of
 
 TIMEOUT_S = 30
 
-
-NANOSLEEPS = ("35", "230")  # x86-64: nanosleep, clock_nanosleep
+SLEEPS = ("nanosleep", "clock_nanosleep")
 
 
 def path_of(root, name):
@@ -90,7 +90,7 @@ class Sqlite:
 
     def has_waiters(self, _number, system_call):
         """The tool sleeps only where the engine waits for somebody else's lock."""
-        return system_call in NANOSLEEPS
+        return system_call in numbers_of(SLEEPS)
 
     def _connection(self, table):
         """A table that a case made itself lies in system.db."""
