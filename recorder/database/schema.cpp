@@ -2,6 +2,7 @@
 
 #include "recorder/database/openpostgres.h"
 #include "recorder/database/schemasql.h"
+#include "recorder/database/schemasteps.h"
 #include "recorder/database/sqlite.h"
 #include "recorder/settings/settings.h"
 #include "recorder/support/error.h"
@@ -28,28 +29,12 @@ constexpr std::array kDatabaseFiles{
     DatabaseFile{KRDB::DB_SNAPSHOT, "snapshot.db"},
 };
 
-// What leads from the version before to `version`.
-struct SchemaStep {
-    long version;
-    std::optional<KRDB::DB_INSTANCE> instance; // nothing: every database
-    const char* sql;
-    bool postgresOnly = false;
-};
-
 constexpr std::array kSchemaSteps{
     SchemaStep{1, KRDB::DB_SYSTEM, kSchema1System},
     SchemaStep{1, KRDB::DB_RECORDING, kSchema1Recording},
     SchemaStep{1, KRDB::DB_SNAPSHOT, kSchema1Snapshot},
-    SchemaStep{2, KRDB::DB_SYSTEM, kSchema2System},
-    SchemaStep{2, KRDB::DB_RECORDING, kSchema2Recording},
-    SchemaStep{2, std::nullopt, kSchema2Ledger},
-    SchemaStep{2, std::nullopt, kSchema2Postgresql, true},
-    SchemaStep{3, KRDB::DB_SYSTEM, kSchema3System},
-    SchemaStep{3, std::nullopt, kSchema3Ledger},
-    SchemaStep{4, KRDB::DB_SYSTEM, kSchema4System},
-    SchemaStep{4, std::nullopt, kSchema4Ledger},
-    SchemaStep{5, KRDB::DB_RECORDING, kSchema5Recording},
-    SchemaStep{5, std::nullopt, kSchema5Postgresql, true},
+    SchemaStep{1, std::nullopt, kSchema1Ledger},
+    SchemaStep{1, std::nullopt, kSchema1Postgresql, true},
 };
 
 const DatabaseFile& FileOf(KRDB::DB_INSTANCE instance) {
@@ -65,22 +50,8 @@ bool OnPostgres() {
     return GetSettings().database.postgres.has_value();
 }
 
-std::string SchemaSql(const std::vector<KRDB::DB_INSTANCE>& instances, long version) {
-    std::string sql;
-    for (const SchemaStep& step : kSchemaSteps) {
-        const bool here = !step.instance || std::find(instances.begin(), instances.end(),
-                                                      *step.instance) != instances.end();
-        if (step.version == version && here && (OnPostgres() || !step.postgresOnly)) {
-            sql += step.sql;
-        }
-    }
-    return sql;
-}
-
 void BringUpToDate(Database& database, const std::vector<KRDB::DB_INSTANCE>& instances) {
-    for (long version = database.SchemaVersion() + 1; version <= kSchemaVersion; ++version) {
-        database.ApplySchema(SchemaSql(instances, version), version);
-    }
+    ApplySchemaSteps(database, instances, kSchemaSteps, kSchemaVersion);
     CheckSchemaVersion(database);
 }
 

@@ -12,7 +12,7 @@
 namespace recorder {
 
 // The version of the tables that this program works on.
-constexpr long kSchemaVersion = 5;
+constexpr long kSchemaVersion = 1;
 
 // The instances that lie in one database with this one, itself among them, in ascending order: on
 // PostgreSQL all of them do. Throws Error for an instance that has no database.

@@ -269,17 +269,17 @@ class Databases(DoctorTest):
             os.unlink(path)
 
     def test_of_an_older_version_are_a_problem(self):
-        self.recorder.query("snapshot.db", "PRAGMA user_version = 2")
+        self.recorder.query("snapshot.db", "PRAGMA user_version = 0")
 
         self.assert_line(self.diagnosis(status=1), "database", "problem",
-                         f"{PACKAGE_ROOT}/var/db/snapshot.db has schema version 2; expected 5",
+                         f"{PACKAGE_ROOT}/var/db/snapshot.db has schema version 0; expected 1",
                          "krctl init")
 
     def test_of_a_newer_version_are_a_problem(self):
         self.recorder.query("snapshot.db", "PRAGMA user_version = 1000")
 
         self.assert_line(self.diagnosis(status=1), "database", "problem",
-                         f"{PACKAGE_ROOT}/var/db/snapshot.db has schema version 1000; expected 5: a "
+                         f"{PACKAGE_ROOT}/var/db/snapshot.db has schema version 1000; expected 1: a "
                          "newer version of krctl made it", "install that version again")
 
     def test_that_are_none_are_a_problem(self):
@@ -332,7 +332,7 @@ class Databases(DoctorTest):
             (state, message, _), = self.diagnosis()["database"]
 
         self.assertEqual(state, "ok")
-        self.assertIn("has schema version 5", message)
+        self.assertIn("has schema version 1", message)
 
 
 class Modes(DoctorTest):

@@ -2,14 +2,18 @@
 #include "recorder/database/quote.h"
 #include "recorder/database/resultset.h"
 #include "recorder/database/schema.h"
+#include "recorder/database/schemasteps.h"
+#include "recorder/database/sqlite.h"
 #include "recorder/support/error.h"
 #include "recorder/support/paths.h"
 #include "tests/contract/support/files.h"
 #include "tests/contract/support/fixture.h"
 #include "tests/contract/support/process.h"
 
+#include <array>
 #include <chrono>
 #include <filesystem>
+#include <optional>
 #include <system_error>
 
 namespace {
@@ -178,45 +182,69 @@ TEST_F(DatabaseSchema, LeavesWhatIsThere) {
                 ElementsAre(world::Row{"7", "a"}));
 }
 
-TEST_F(DatabaseSchema, IsBroughtFromTheFirstVersionToThisOne) {
-    world::Write(KRDB::DB_RECORDING,
-                 "INSERT INTO outbox (created_tm, topic, payload) VALUES (1, 'a', '{}');"
-                 "DROP TABLE removed; DROP TABLE run_count; DROP TABLE run_day; DROP TABLE untold; "
-                 "DROP TABLE ledger_age; DROP TABLE removal_age; ALTER TABLE outbox "
-                 "DROP COLUMN due;"
-                 "PRAGMA user_version = 1;");
-    EXPECT_THAT(FailureOf(KRDB::DB_RECORDING, "SELECT 1;"),
-                HasSubstr("schema version 1; expected 5"));
+// Two versions that come after this program's, made up.
+constexpr std::array kLaterSteps{
+    recorder::SchemaStep{
+        recorder::kSchemaVersion + 1, KRDB::DB_SNAPSHOT,
+        "ALTER TABLE snapshot ADD COLUMN taken_by TEXT NOT NULL DEFAULT 'nobody';"},
+    recorder::SchemaStep{recorder::kSchemaVersion + 1, KRDB::DB_SYSTEM,
+                         "ALTER TABLE emap ADD COLUMN floor INTEGER;"},
+    recorder::SchemaStep{recorder::kSchemaVersion + 1, std::nullopt,
+                         "CREATE TABLE everywhere (id INTEGER PRIMARY KEY);"},
+    recorder::SchemaStep{recorder::kSchemaVersion + 1, std::nullopt, "no SQL of this engine;",
+                         true},
+    recorder::SchemaStep{recorder::kSchemaVersion + 2, KRDB::DB_SNAPSHOT,
+                         "UPDATE snapshot SET taken_by = 'somebody';"},
+};
 
-    recorder::InitDatabases();
-
-    Execute(KRDB::DB_RECORDING, "SELECT run, kind, row_id FROM removed;");
-    EXPECT_THAT(world::Read(KRDB::DB_RECORDING, "SELECT topic, due FROM outbox;"),
-                ElementsAre(world::Row{"a", "0"}));
+recorder::SqliteDatabase OpenSnapshots() {
+    recorder::CloseDatabases();
+    return recorder::SqliteDatabase::Create(recorder::DatabasePath(KRDB::DB_SNAPSHOT), 1000);
 }
 
-TEST_F(DatabaseSchema, KeepsTheCountsOfRunsWhenTheyComeToHaveCameras) {
-    world::Write(KRDB::DB_SNAPSHOT,
-                 "DROP TABLE run_count; DROP TABLE ledger_age; DROP TABLE removal_age;"
-                 "CREATE TABLE run_count (run INTEGER NOT NULL, kind TEXT NOT NULL, added INTEGER "
-                 "NOT NULL, removed INTEGER NOT NULL, PRIMARY KEY (run, kind));"
-                 "INSERT INTO run_count VALUES (7, 'snapshot', 2, 1);"
-                 "PRAGMA user_version = 2;");
+TEST_F(DatabaseSchema, IsBroughtFromItsVersionToALaterOneStepByStep) {
+    Execute(KRDB::DB_SNAPSHOT, "INSERT INTO snapshot (id, filename) VALUES (7, 'a.jpg');");
+    recorder::SqliteDatabase database = OpenSnapshots();
 
-    recorder::InitDatabases();
+    recorder::ApplySchemaSteps(database, {KRDB::DB_SNAPSHOT}, kLaterSteps,
+                               recorder::kSchemaVersion + 1);
 
-    EXPECT_THAT(world::Read(KRDB::DB_SNAPSHOT,
-                            "SELECT run, kind, camera_id, added, removed FROM run_count;"),
-                ElementsAre(world::Row{"7", "snapshot", "0", "2", "1"}));
+    EXPECT_EQ(database.SchemaVersion(), recorder::kSchemaVersion + 1);
+    EXPECT_STREQ(database.Execute("SELECT taken_by FROM snapshot WHERE id = 7;").Field(0, 0),
+                 "nobody");
+    EXPECT_EQ(database.Execute("SELECT id FROM everywhere;").RowCount(), 0);
+
+    recorder::ApplySchemaSteps(database, {KRDB::DB_SNAPSHOT}, kLaterSteps,
+                               recorder::kSchemaVersion + 2);
+
+    EXPECT_EQ(database.SchemaVersion(), recorder::kSchemaVersion + 2);
+    EXPECT_STREQ(database.Execute("SELECT taken_by FROM snapshot WHERE id = 7;").Field(0, 0),
+                 "somebody");
+}
+
+TEST_F(DatabaseSchema, OfAVersionWhoseStepFailsIsAsItWas) {
+    recorder::SqliteDatabase database = OpenSnapshots();
+    const std::array steps{
+        recorder::SchemaStep{recorder::kSchemaVersion + 1, std::nullopt, "CREATE TABLE half (id);"},
+        recorder::SchemaStep{recorder::kSchemaVersion + 1, std::nullopt, "no SQL;"},
+    };
+
+    EXPECT_THROW(recorder::ApplySchemaSteps(database, {KRDB::DB_SNAPSHOT}, steps,
+                                            recorder::kSchemaVersion + 1),
+                 recorder::Error);
+
+    EXPECT_EQ(database.SchemaVersion(), recorder::kSchemaVersion);
+    EXPECT_EQ(database.Execute("SELECT name FROM sqlite_master WHERE name = 'half';").RowCount(),
+              0);
 }
 
 TEST_F(DatabaseSchema, RefusesAnotherVersion) {
-    world::Write(KRDB::DB_SYSTEM, "PRAGMA user_version = 6;");
+    world::Write(KRDB::DB_SYSTEM, "PRAGMA user_version = 2;");
 
     const std::string failure = FailureOf(KRDB::DB_SYSTEM, "SELECT 1;");
 
     EXPECT_THAT(failure, HasSubstr("/var/packages/Kestora/var/db/system.db"));
-    EXPECT_THAT(failure, HasSubstr("schema version 6; expected 5"));
+    EXPECT_THAT(failure, HasSubstr("schema version 2; expected 1"));
     EXPECT_THROW(recorder::InitDatabases(), recorder::Error);
 }
 

@@ -1,6 +1,7 @@
 #include "recorder/database/databases.h"
 #include "recorder/database/postgres.h"
 #include "recorder/database/schema.h"
+#include "recorder/database/schemasteps.h"
 #include "recorder/run/run.h"
 #include "recorder/support/error.h"
 #include "tests/contract/support/files.h"
@@ -8,6 +9,7 @@
 #include "tests/contract/support/postgresql.h"
 #include "tests/contract/support/process.h"
 
+#include <array>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -468,7 +470,7 @@ TEST_F(PostgresSchema, IsMissingWithAWordOnHowToMakeIt) {
     world::Write(KRDB::DB_SYSTEM, "DROP SCHEMA kestora CASCADE;");
 
     EXPECT_THAT(FailureOf([] { recorder::Execute(KRDB::DB_SYSTEM, "SELECT 1;"); }),
-                HasSubstr("expected 5, as \"krctl init\" makes it"));
+                HasSubstr("expected 1, as \"krctl init\" makes it"));
 }
 
 TEST_F(PostgresSchema, IsLeftAsItIsWhereItIsThere) {
@@ -489,18 +491,37 @@ TEST_F(PostgresSchema, IsWaitedForUntilItIsOnTheDiskUnlessNobodyNeedsIt) {
 }
 
 TEST_F(PostgresSchema, OfAnotherVersionIsRefused) {
-    world::Write(KRDB::DB_SYSTEM, "UPDATE schema_version SET version = 6;");
+    world::Write(KRDB::DB_SYSTEM, "UPDATE schema_version SET version = 2;");
 
     EXPECT_THAT(FailureOf([] { recorder::Execute(KRDB::DB_SYSTEM, "SELECT 1;"); }),
-                HasSubstr("PostgreSQL schema kestora has schema version 6; expected 5"));
+                HasSubstr("PostgreSQL schema kestora has schema version 2; expected 1"));
     EXPECT_THROW(recorder::InitDatabases(), recorder::Error);
+}
+
+TEST_F(PostgresSchema, IsBroughtFromItsVersionToALaterOneForAllItsDatabasesAtOnce) {
+    const std::array steps{
+        recorder::SchemaStep{2, KRDB::DB_SNAPSHOT, "CREATE TABLE later (id INTEGER PRIMARY KEY);"},
+        recorder::SchemaStep{2, KRDB::DB_SYSTEM, "INSERT INTO later (id) VALUES (1);"},
+        recorder::SchemaStep{2, std::nullopt, "INSERT INTO later (id) VALUES (2);"},
+        recorder::SchemaStep{2, std::nullopt, "INSERT INTO later (id) VALUES (3::BIGINT);", true},
+    };
+    PostgresSettings settings = ServerSettings();
+    settings.schema = "another";
+    PostgresDatabase another(settings, kPatienceMs, recorder::PostgresAccess::Create);
+    another.ApplySchema("CREATE TABLE emap (id INTEGER PRIMARY KEY, filename TEXT);", 1);
+
+    recorder::ApplySchemaSteps(another, recorder::InstancesBeside(KRDB::DB_SYSTEM), steps, 2);
+
+    EXPECT_EQ(another.SchemaVersion(), 2);
+    EXPECT_STREQ(another.Execute("SELECT count(*) FROM later;").Field(0, 0), "3");
+    another.Execute("DROP SCHEMA another CASCADE;");
 }
 
 TEST_F(PostgresSchema, ThatLostItsVersionIsRefused) {
     world::Write(KRDB::DB_SYSTEM, "DELETE FROM schema_version;");
 
     EXPECT_THAT(FailureOf([] { recorder::Execute(KRDB::DB_SYSTEM, "SELECT 1;"); }),
-                HasSubstr("PostgreSQL schema kestora has schema version 0; expected 5"));
+                HasSubstr("PostgreSQL schema kestora has schema version 0; expected 1"));
     EXPECT_THROW(recorder::InitDatabases(), recorder::Error);
 }
 

@@ -56,5 +56,23 @@ CREATE TABLE outbox (
     id         INTEGER PRIMARY KEY AUTOINCREMENT,
     created_tm INTEGER NOT NULL,                  -- seconds since the epoch
     topic      TEXT NOT NULL,
-    payload    TEXT NOT NULL                      -- JSON
+    payload    TEXT NOT NULL,                     -- JSON
+    due        INTEGER NOT NULL DEFAULT 0         -- 1 = to be published
+);
+
+-- The recordings that runs added and have left no word of in the outbox yet.
+CREATE TABLE untold (
+    id        INTEGER PRIMARY KEY,                -- event.id
+    camera_id INTEGER NOT NULL
+);
+
+-- How many rows of event the last run that changed any added, and how many it removed, by the days of
+-- their start times.
+CREATE TABLE run_day (
+    run       INTEGER NOT NULL,                   -- run.id in database instance 0
+    camera_id INTEGER NOT NULL,                   -- of the rows
+    day       INTEGER NOT NULL,                   -- days since the epoch, UTC
+    added     INTEGER NOT NULL,
+    removed   INTEGER NOT NULL,
+    PRIMARY KEY (run, camera_id, day)
 );

@@ -6,8 +6,11 @@ CREATE TABLE camera (
     name         TEXT NOT NULL,                   -- for people
     ds_id        INTEGER NOT NULL DEFAULT 0,      -- data source that records it; 0 = this recorder
     storage_path TEXT NOT NULL,                   -- absolute path of its half-day folders' folder
-    volume_id    TEXT                             -- UUID of the volume it lies on; NULL = any
+    volume_id    TEXT,                            -- UUID of the volume it lies on; NULL = any
+    uuid         TEXT                             -- as in its storage folder; NULL = none yet
 );
+
+CREATE UNIQUE INDEX camera_by_uuid ON camera (uuid);
 
 CREATE TABLE emap (
     id       INTEGER PRIMARY KEY AUTOINCREMENT
@@ -24,4 +27,32 @@ CREATE TABLE task (
     start_tm        INTEGER NOT NULL DEFAULT 0,   -- when the run began, seconds since the epoch
     recording_count INTEGER NOT NULL DEFAULT 0,   -- recording rows added plus removed
     done            INTEGER NOT NULL DEFAULT 0    -- 1 = the run is over
+);
+
+-- The runs of the re-index tool.
+CREATE TABLE run (
+    id       INTEGER PRIMARY KEY AUTOINCREMENT,
+    pid      INTEGER NOT NULL,                    -- process that does the work
+    start_tm INTEGER NOT NULL,                    -- seconds since the epoch
+    end_tm   INTEGER,                             -- NULL = it hasn't ended, or it was killed
+    failures INTEGER NOT NULL DEFAULT 0,          -- counted when it ends
+    refusals INTEGER NOT NULL DEFAULT 0,          -- likewise
+    unlogged INTEGER NOT NULL DEFAULT 0,          -- lines that the log didn't take
+    age_s    INTEGER NOT NULL DEFAULT 0           -- ledger_age.age_s at its end
+);
+
+-- The parts of a run: one kind of media, of one camera where the kind has cameras. A part is on
+-- record once it is over.
+CREATE TABLE run_part (
+    run         INTEGER NOT NULL,                 -- run.id
+    part        INTEGER NOT NULL,                 -- 1, 2, ... in the order of time
+    kind        TEXT NOT NULL,                    -- the table; '' = the camera couldn't be loaded
+    camera_id   INTEGER NOT NULL,                 -- 0 = of no camera
+    duration_ms INTEGER NOT NULL,
+    files       INTEGER NOT NULL,                 -- regular files that were looked at
+    known       INTEGER NOT NULL,                 -- rows that there were before
+    failures    INTEGER NOT NULL,
+    refusals    INTEGER NOT NULL,                 -- what the recorder declined to do, for safety
+    refusal     TEXT NOT NULL,                    -- why, the first time; '' = there was none
+    PRIMARY KEY (run, part)
 );

@@ -41,6 +41,13 @@ BEGIN
                    columns, TG_TABLE_NAME);
     GET DIAGNOSTICS kept = ROW_COUNT;
     PERFORM count_for_run('removed_' || TG_TABLE_NAME, kept);
+    IF TG_TABLE_NAME = 'event' THEN
+        INSERT INTO run_day (run, camera_id, day, added, removed)
+        SELECT current_setting('kestora.run')::BIGINT, camera_id,
+               (start_tm - ((start_tm % 86400) + 86400) % 86400) / 86400, 0, count(*)
+        FROM gone GROUP BY 2, 3
+        ON CONFLICT (run, camera_id, day) DO UPDATE SET removed = run_day.removed + excluded.removed;
+    END IF;
     RETURN NULL;
 END
 $$;
