@@ -4,7 +4,7 @@
 #include "recorder/camera/cameratable.h"
 #include "recorder/camera/volume.h"
 #include "recorder/logging/edge.h"
-#include "recorder/run/run.h"
+#include "recorder/run/taps.h"
 #include "recorder/support/error.h"
 #include "recorder/support/openfolder.h"
 

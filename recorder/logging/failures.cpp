@@ -8,6 +8,8 @@ namespace recorder {
 
 namespace {
 
+constexpr const char* kErrnoInFormat = "errno [%d]"; // as the tool's formats have it
+
 long& Count() {
     static long count = 0;
     return count;
@@ -24,10 +26,10 @@ bool IsSame(const char* text, const char* other) {
 
 } // namespace
 
-bool TellsOfFailure(const char* categ, const char* level, const char* format) {
+bool IsFailure(const char* categ, const char* level, const char* format) {
     const bool isRecorders = IsSame(categ, Enum2String(LOG_CATEG_RECORDER));
     return IsSame(level, Enum2String(LOG_LEVEL_ERROR)) &&
-           (isRecorders || std::strstr(format, "errno [%d]") != nullptr);
+           (isRecorders || std::strstr(format, kErrnoInFormat) != nullptr);
 }
 
 long FailuresLogged() {

@@ -4,9 +4,10 @@
 
 namespace recorder {
 
-// Whether a message tells of a failure, once for each: the recorder's errors do, and of the tool's
-// those that name an errno. Its other errors follow from one that the recorder has logged already.
-[[nodiscard]] bool TellsOfFailure(const char* categ, const char* level, const char* format);
+// Whether a message reports a failure that no other message has reported: the recorder's errors do,
+// and those errors of the tool that name an errno. The tool's other errors follow from one that the
+// recorder has logged.
+[[nodiscard]] bool IsFailure(const char* categ, const char* level, const char* format);
 
 // How many messages of that kind were logged so far. A configuration that closes the tool's errors
 // out of the log keeps them from being counted too.

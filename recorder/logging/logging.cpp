@@ -62,7 +62,7 @@ pid_t g_DbgLogPid = 0;
 
 void KRPrintf(LOG_TYPE /*type*/, const char* categ, const char* level, const char* file, int line,
               const char* func, const char* format, ...) {
-    if (recorder::TellsOfFailure(categ, level, format)) {
+    if (recorder::IsFailure(categ, level, format)) {
         recorder::CountFailure();
     }
     va_list args;

@@ -5,7 +5,7 @@
 #include "recorder/logging/edge.h"
 #include "recorder/recording/evidence.h"
 #include "recorder/run/pacedremoval.h"
-#include "recorder/run/run.h"
+#include "recorder/run/taps.h"
 #include "recorder/support/error.h"
 
 #include <algorithm>

@@ -2,7 +2,7 @@
 
 #include "recorder/database/databases.h"
 #include "recorder/database/idlist.h"
-#include "recorder/run/run.h"
+#include "recorder/run/taps.h"
 #include "recorder/support/error.h"
 
 #include <algorithm>

@@ -9,6 +9,7 @@
 #include "recorder/logging/logfile.h"
 #include "recorder/run/live.h"
 #include "recorder/run/runnumber.h"
+#include "recorder/run/taps.h"
 #include "recorder/settings/settings.h"
 #include "recorder/support/error.h"
 #include "recorder/support/format.h"

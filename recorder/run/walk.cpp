@@ -3,7 +3,7 @@
 // tool's reading of folders (readdir64_r, which nothing else uses) goes through here.
 
 #include "recorder/logging/recorderlog.h"
-#include "recorder/run/run.h"
+#include "recorder/run/taps.h"
 #include "recorder/support/format.h"
 
 #include <array>

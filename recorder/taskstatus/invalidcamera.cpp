@@ -3,7 +3,7 @@
 #include "recorder/database/databases.h"
 #include "recorder/logging/edge.h"
 #include "recorder/run/pacedremoval.h"
-#include "recorder/run/run.h"
+#include "recorder/run/taps.h"
 #include "recorder/support/error.h"
 
 #include <algorithm>

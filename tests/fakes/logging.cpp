@@ -51,7 +51,7 @@ void KRPrintf(LOG_TYPE type, const char* categ, const char* level, const char* f
         return word == nullptr ? fakes::Field() : fakes::Field(word);
     };
     fakes::Platform().messages.push_back(
-        {type, optional(categ), optional(level), file, line, func, text});
+        {type, optional(categ), optional(level), file, line, func, format, text});
     fakes::RecordCall("KRPrintf", static_cast<int>(type), categ == nullptr ? "null" : categ,
                       level == nullptr ? "null" : level, file, func, text);
 }

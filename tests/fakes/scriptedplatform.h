@@ -50,6 +50,7 @@ struct Message {
     std::string file;
     int line = 0;
     std::string func;
+    std::string format;
     std::string text;
 };
 

@@ -5,6 +5,7 @@
 #include "recorder/ledger/undo.h"
 #include "recorder/run/pacedremoval.h"
 #include "recorder/run/run.h"
+#include "recorder/run/taps.h"
 #include "tests/contract/support/files.h"
 #include "tests/contract/support/fixture.h"
 #include "tests/contract/support/process.h"

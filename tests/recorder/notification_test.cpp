@@ -1,6 +1,7 @@
 #include "platform/recording.h"
 #include "platform/taskstatus.h"
 #include "recorder/run/run.h"
+#include "recorder/run/taps.h"
 #include "tests/contract/support/fixture.h"
 
 namespace {

@@ -2,7 +2,7 @@
 #include "recorder/database/postgres.h"
 #include "recorder/database/schema.h"
 #include "recorder/database/schemasteps.h"
-#include "recorder/run/run.h"
+#include "recorder/run/taps.h"
 #include "recorder/support/error.h"
 #include "tests/contract/support/files.h"
 #include "tests/contract/support/fixture.h"

@@ -5,8 +5,8 @@
 #include "recorder/logging/failures.h"
 #include "recorder/support/format.h"
 #include "tools/krplan/notebook.h"
+#include "tools/krplan/toolformats.h"
 
-#include <array>
 #include <cstdarg>
 #include <cstring>
 #include <exception>
@@ -16,24 +16,6 @@
 namespace plan {
 
 namespace {
-
-// Messages of the tool, by their formats.
-constexpr std::string_view kChangedAfterStart = "Skip file [%s] modified after task start time.\n";
-constexpr std::string_view kBadEventName = "Event [%s] doesn't match naming pattern.\n";
-constexpr std::string_view kBadSnapshotName = "Snapshot [%s] doesn't match naming pattern.\n";
-constexpr std::string_view kDamaged = "Failed to get rec info of event [%s]\n";
-
-struct JobBeginning {
-    std::string_view format;
-    const char* const* kind;
-};
-
-constexpr std::array kJobBeginnings{
-    JobBeginning{"Start to re-index emap.\n", &gszTableEmap},
-    JobBeginning{"Start to re-index snapshot.\n", &gszTableSnapshot},
-    JobBeginning{"Start to re-index event.\n", &gszTableEvent},
-    JobBeginning{"Start to re-index alert event.\n", &gszTableAlertEvent},
-};
 
 // A failure that was said last: of a recording that can't be read in full the tool says so next.
 std::optional<std::string>& LastFailure() {
@@ -53,7 +35,7 @@ bool IsLevel(const char* level, LOG_LEVEL of) {
 void NoteJob(std::string_view format) {
     for (const JobBeginning& beginning : kJobBeginnings) {
         if (format == beginning.format) {
-            Notebook::OfThisProcess().BeginJob(*beginning.kind);
+            Notebook::OfThisProcess().BeginJob(*beginning.table);
         }
     }
 }
@@ -99,7 +81,7 @@ void NoteMessage(const char* categ, const char* level, const char* format, va_li
     if (NoteFile(format, args)) {
         return;
     }
-    if (recorder::TellsOfFailure(categ, level, format)) {
+    if (recorder::IsFailure(categ, level, format)) {
         NoteFailure(Sentence(format, args));
     } else if (IsLevel(level, LOG_LEVEL_WARNING)) {
         Notebook::OfThisProcess().Add(Reason::Warning, Sentence(format, args));

@@ -1,6 +1,6 @@
 // What a run would write to the databases, noted instead of written.
 
-#include "recorder/run/run.h"
+#include "recorder/run/taps.h"
 
 #include "recorder/database/databases.h"
 #include "recorder/database/mediatable.h"
