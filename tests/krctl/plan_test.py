@@ -11,6 +11,7 @@ import time
 import server
 from runner import sqlite
 from runner.postgresql import Postgresql
+from runner.systemcalls import numbers_of
 from support import process
 from support.case import KrctlTest
 from support.recorder import HALF_DAY, START_TM, Recorder
@@ -274,8 +275,7 @@ class Output(PlanTest):
 def waits_for_lock(number):
     """SQLite sleeps only where it waits for somebody else's lock."""
     with open(f"/proc/{number}/syscall", encoding="ascii") as file:
-        words = file.read().split()
-    return words[0] in sqlite.NANOSLEEPS
+        return file.read().split()[0] in numbers_of(sqlite.SLEEPS)
 
 
 class Untouched(PlanTest):
@@ -687,7 +687,7 @@ def _waits_for(parent, database):
 def _sleeps_over(pid, database):
     try:
         with open(f"/proc/{pid}/syscall", encoding="utf-8") as file:
-            if file.read().split()[0] not in sqlite.NANOSLEEPS:
+            if file.read().split()[0] not in numbers_of(sqlite.SLEEPS):
                 return False
         return any(os.readlink(f"/proc/{pid}/fd/{fd}").endswith("/" + database)
                    for fd in os.listdir(f"/proc/{pid}/fd"))
