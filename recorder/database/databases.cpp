@@ -13,7 +13,7 @@ namespace {
 
 struct OpenDatabase {
     std::unique_ptr<Database> database;
-    long run = 0; // that what it does is attributed to; 0 = none
+    RunIdentity run; // that what it does is attributed to
 };
 
 // By the first of the instances that a database holds.
@@ -39,10 +39,10 @@ OpenDatabase& DatabaseOf(KRDB::DB_INSTANCE instance) {
     CloseBeforeForks();
     std::unique_ptr<Database> database = OpenDatabaseOf(instance);
     CheckSchemaVersion(*database);
-    return databases.emplace(first, OpenDatabase{std::move(database)}).first->second;
+    return databases.emplace(first, OpenDatabase{std::move(database), {}}).first->second;
 }
 
-void Attribute(OpenDatabase& open, KRDB::DB_INSTANCE instance, long run) {
+void Attribute(OpenDatabase& open, KRDB::DB_INSTANCE instance, const RunIdentity& run) {
     if (open.run == run) {
         return;
     }
@@ -57,7 +57,7 @@ DBResult_tag Execute(KRDB::DB_INSTANCE instance, const std::string& sql,
     return DatabaseOf(instance).database->Execute(sql, options);
 }
 
-DBResult_tag ExecuteFor(long run, KRDB::DB_INSTANCE instance, const std::string& sql,
+DBResult_tag ExecuteFor(const RunIdentity& run, KRDB::DB_INSTANCE instance, const std::string& sql,
                         const ExecuteOptions& options) {
     OpenDatabase& open = DatabaseOf(instance);
     Attribute(open, instance, run);

@@ -16,7 +16,7 @@ DBResult_tag Execute(KRDB::DB_INSTANCE instance, const std::string& sql,
                      const ExecuteOptions& options = {});
 
 // The same, on behalf of a run: what it removes is kept as removed by that run.
-DBResult_tag ExecuteFor(long run, KRDB::DB_INSTANCE instance, const std::string& sql,
+DBResult_tag ExecuteFor(const RunIdentity& run, KRDB::DB_INSTANCE instance, const std::string& sql,
                         const ExecuteOptions& options = {});
 
 // How many rows of a large change go in one transaction, where their number alone decides: some

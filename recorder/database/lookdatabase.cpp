@@ -131,7 +131,8 @@ void LookDatabase::ApplySchema(const std::string& /*sql*/, long /*version*/) {
     throw Error(m_name + " is only looked at");
 }
 
-void LookDatabase::AttributeTo(long /*run*/, const std::vector<MediaTable>& /*tables*/) {
+void LookDatabase::AttributeTo(const RunIdentity& /*run*/,
+                               const std::vector<MediaTable>& /*tables*/) {
     throw Error(m_name + " is only looked at");
 }
 

@@ -28,7 +28,7 @@ public:
 
     // These throw Error, as RaiseIdsSql does: they would write.
     void ApplySchema(const std::string& sql, long version) override;
-    void AttributeTo(long run, const std::vector<MediaTable>& tables) override;
+    void AttributeTo(const RunIdentity& run, const std::vector<MediaTable>& tables) override;
 
 private:
     std::string m_path;

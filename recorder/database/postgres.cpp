@@ -260,7 +260,7 @@ void PostgresDatabase::ApplySchema(const std::string& sql, long version) {
             InPostgresWords(sql) + Format("INSERT INTO schema_version VALUES (%ld);", version));
 }
 
-void PostgresDatabase::AttributeTo(long run, const std::vector<MediaTable>& tables) {
+void PostgresDatabase::AttributeTo(const RunIdentity& run, const std::vector<MediaTable>& tables) {
     m_run = run;
     m_tables.clear();
     for (const MediaTable& table : tables) {
@@ -351,7 +351,7 @@ std::string PostgresDatabase::SessionSql() const {
         "SET jit TO off; SET lock_timeout TO %d; SET statement_timeout TO %d; SET "
         "kestora.run TO '%s';%s%s",
         m_settings.schema.c_str(), std::max(m_lockTimeoutMs, 1), m_settings.statementTimeoutMs,
-        m_run == 0 ? "" : std::to_string(m_run).c_str(), kEndWithClientSql,
+        m_run.number == 0 ? "" : std::to_string(m_run.number).c_str(), kEndWithClientSql,
         m_access == PostgresAccess::Look ? " SET default_transaction_read_only TO on;" : "");
 }
 
@@ -365,13 +365,13 @@ std::string PostgresDatabase::RunCountsSql(int camId) const {
             Format("('%s', run_counted('added_%s'), run_counted('removed_%s'))", name, name, name);
         removed += (removed.empty() ? "" : " + ") + Format("run_counted('removed_%s')", name);
     }
-    return Format(
-               "INSERT INTO run_count (run, kind, camera_id, added, removed) "
-               "SELECT %ld, kind, %d, added, removed FROM (VALUES %s) AS t (kind, added, removed) "
-               "WHERE added + removed > 0 ",
-               m_run, camId, counts.c_str()) +
-           kAddRunCountsSql + NoteRemovalAgeSql(m_run, ReadMoment(), removed + " > 0") +
-           DaysAddedSql(m_run);
+    return Format("INSERT INTO run_count (run, token, kind, camera_id, added, removed) "
+                  "SELECT %ld, %ld, kind, %d, added, removed FROM (VALUES %s) AS t (kind, added, "
+                  "removed) "
+                  "WHERE added + removed > 0 ",
+                  m_run.number, m_run.token, camId, counts.c_str()) +
+           kAddRunCountsSql + NoteRemovalAgeSql(m_run.number, ReadMoment(), removed + " > 0") +
+           DaysAddedSql(m_run.number);
 }
 
 // One that is to be on the disk ends in a text of its own: once the rows are here, and not if they
@@ -386,7 +386,8 @@ void PostgresDatabase::RunTransaction(const std::string& sql, const ExecuteOptio
     if (!options.awaitDisk) {
         text += "SET LOCAL synchronous_commit TO off;";
     }
-    const std::string end = (reads || m_run == 0 ? "" : RunCountsSql(options.camId)) + "COMMIT;";
+    const std::string end =
+        (reads || m_run.number == 0 ? "" : RunCountsSql(options.camId)) + "COMMIT;";
     const bool isOneText = reads || !options.awaitDisk;
     try {
         Send(text + sql + (isOneText ? ";" + end : ""));

@@ -32,7 +32,7 @@ public:
     [[nodiscard]] std::string RaiseIdsSql(const std::string& table, long highest) const override;
     [[nodiscard]] long SchemaVersion() override;
     void ApplySchema(const std::string& sql, long version) override;
-    void AttributeTo(long run, const std::vector<MediaTable>& tables) override;
+    void AttributeTo(const RunIdentity& run, const std::vector<MediaTable>& tables) override;
 
 private:
     struct Close {
@@ -67,7 +67,7 @@ private:
     PostgresSettings m_settings;
     int m_lockTimeoutMs;
     PostgresAccess m_access;
-    long m_run = 0; // that what is done is attributed to; 0 = none
+    RunIdentity m_run; // that what is done is attributed to
     std::vector<std::string> m_tables;
     std::chrono::milliseconds m_answerTimeout{0};
     Connection m_connection;

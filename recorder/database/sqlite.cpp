@@ -209,7 +209,7 @@ struct SqliteDatabase::Attribution {
         }
     }
 
-    long run = 0;
+    RunIdentity run;
     std::vector<Count> counts;
     bool countsDays = false;
 };
@@ -361,16 +361,16 @@ void SqliteDatabase::ApplySchema(const std::string& sql, long version) {
     Execute(sql + "PRAGMA user_version = " + std::to_string(version) + ";");
 }
 
-void SqliteDatabase::AttributeTo(long run, const std::vector<MediaTable>& tables) {
+void SqliteDatabase::AttributeTo(const RunIdentity& run, const std::vector<MediaTable>& tables) {
     m_attribution = std::make_unique<Attribution>();
     m_attribution->run = run;
     for (const MediaTable& table : tables) {
         m_attribution->counts.push_back({table.name});
-        RunPlain(LedgerTriggerSql(run, table).c_str());
+        RunPlain(LedgerTriggerSql(run.number, table).c_str());
         if (table.isTold) {
             RunPlain(UntoldTriggerSql(table).c_str());
-            RunPlain(DayTriggerSql(run, table, "INSERT", "NEW", "added").c_str());
-            RunPlain(DayTriggerSql(run, table, "DELETE", "OLD", "removed").c_str());
+            RunPlain(DayTriggerSql(run.number, table, "INSERT", "NEW", "added").c_str());
+            RunPlain(DayTriggerSql(run.number, table, "DELETE", "OLD", "removed").c_str());
             m_attribution->countsDays = true;
         }
     }
@@ -393,19 +393,19 @@ void SqliteDatabase::WriteCounts(int camId) {
         hasRemoved = hasRemoved || count.removed > 0;
         if (count.added + count.removed > 0) {
             hasChanged = true;
-            RunPlain((Format("INSERT INTO run_count (run, kind, camera_id, added, removed) "
-                             "VALUES (%ld, '%s', %d, %ld, %ld) ",
-                             m_attribution->run, count.table.c_str(), camId, count.added,
-                             count.removed) +
+            RunPlain((Format("INSERT INTO run_count (run, token, kind, camera_id, added, removed) "
+                             "VALUES (%ld, %ld, '%s', %d, %ld, %ld) ",
+                             m_attribution->run.number, m_attribution->run.token,
+                             count.table.c_str(), camId, count.added, count.removed) +
                       kAddRunCountsSql)
                          .c_str());
         }
     }
     if (hasChanged && m_attribution->countsDays) {
-        RunPlain(ForgetDaysSql(m_attribution->run).c_str());
+        RunPlain(ForgetDaysSql(m_attribution->run.number).c_str());
     }
     if (hasRemoved) {
-        RunPlain(NoteRemovalAgeSql(m_attribution->run, ReadMoment()).c_str());
+        RunPlain(NoteRemovalAgeSql(m_attribution->run.number, ReadMoment()).c_str());
     }
     m_attribution->Clear();
 }

@@ -52,7 +52,7 @@ public:
     [[nodiscard]] std::string RaiseIdsSql(const std::string& table, long highest) const override;
     [[nodiscard]] long SchemaVersion() override;
     void ApplySchema(const std::string& sql, long version) override;
-    void AttributeTo(long run, const std::vector<MediaTable>& tables) override;
+    void AttributeTo(const RunIdentity& run, const std::vector<MediaTable>& tables) override;
 
 private:
     struct Close {

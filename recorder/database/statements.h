@@ -12,9 +12,9 @@ namespace recorder {
 [[nodiscard]] std::vector<std::string> SplitStatements(const std::string& sql);
 
 // The end of an INSERT into run_count: adds to what is there already.
-constexpr const char* kAddRunCountsSql =
-    "ON CONFLICT (run, kind, camera_id) DO UPDATE SET added = run_count.added + excluded.added, "
-    "removed = run_count.removed + excluded.removed;";
+constexpr const char* kAddRunCountsSql = "ON CONFLICT (run, token, kind, camera_id) DO UPDATE SET "
+                                         "added = run_count.added + excluded.added, "
+                                         "removed = run_count.removed + excluded.removed;";
 
 // Of run_day only the last run's rows are asked for: those of the runs before it go.
 [[nodiscard]] std::string ForgetDaysSql(long run, const std::string& condition = "true");

@@ -34,27 +34,46 @@ bool IsSelected(const MediaTable& table, const UndoSelection& selection) {
            (!selection.camId || HasColumn(table, "camera_id"));
 }
 
-std::string ChosenSql(const MediaTable& table, const UndoSelection& selection) {
-    return Format("run = %ld AND kind = '%s'", selection.run, table.name.c_str()) +
+std::string ChosenSql(const MediaTable& table, const UndoSelection& selection,
+                      const RunRecord& run) {
+    return Format("run = %ld AND kind = '%s' AND EXISTS (SELECT 1 FROM run_count WHERE "
+                  "run_count.run = %ld AND token = %ld AND run_count.kind = '%s')",
+                  run.id, table.name.c_str(), run.id, run.token, table.name.c_str()) +
            (selection.camId ? Format(" AND camera_id = %d", *selection.camId) : "");
 }
 
-// A run whose record was lost with its database is known by what it removed.
-void RequireRun(const UndoSelection& selection) {
-    const std::string run = std::to_string(selection.run);
-    bool isKnown =
-        Execute(KRDB::DB_SYSTEM, "SELECT id FROM run WHERE id = " + run + ";", {.readOnly = true})
-            .RowCount() > 0;
-    for (const MediaTable& table : MediaTables()) {
-        isKnown = isKnown || (IsSelected(table, selection) &&
-                              Execute(table.instance,
-                                      "SELECT run FROM removed WHERE run = " + run + " LIMIT 1;",
-                                      {.readOnly = true})
-                                      .RowCount() > 0);
+[[noreturn]] void FailAsAmbiguous(const std::vector<RunRecord>& runs) {
+    std::string identities;
+    for (const RunRecord& run : runs) {
+        identities += (identities.empty() ? "" : " or ") + IdentityText(run);
     }
-    if (!isKnown) {
-        throw Error("there is no run " + run + "; \"krctl runs\" lists them");
+    throw Error("there are " + std::to_string(runs.size()) + " runs " +
+                std::to_string(runs.front().id) +
+                ", and the record of each was lost; name one with --identity " + identities);
+}
+
+// A run whose record was lost with its database is known by what it changed.
+RunRecord RequireRun(const UndoSelection& selection) {
+    std::vector<RunRecord> runs = RunsOfNumber(selection.run);
+    if (selection.identity) {
+        std::erase_if(
+            runs, [&](const RunRecord& run) { return IdentityText(run) != *selection.identity; });
     }
+    if (runs.empty()) {
+        throw Error("there is no run " + std::to_string(selection.run) +
+                    (selection.identity ? " with the identity " + *selection.identity : "") +
+                    "; \"krctl runs\" lists them");
+    }
+    if (runs.size() > 1 && !runs.front().isOnRecord) {
+        FailAsAmbiguous(runs);
+    }
+    return std::move(runs.front());
+}
+
+bool HoldsRowsOf(const UndoSelection& selection, const RunRecord& run) {
+    return std::any_of(run.changes.begin(), run.changes.end(), [&](const RunChange& change) {
+        return change.undoable > 0 && (!selection.kind || *selection.kind == change.kind);
+    });
 }
 
 // The rows of the table that have the same values as those of the ledger in these columns.
@@ -175,8 +194,14 @@ const char* Why(Taken taken) {
     return "the database did not take it as it was";
 }
 
-void UndoTable(const MediaTable& table, const UndoSelection& selection, UndoneKind& undone) {
-    const std::string chosen = ChosenSql(table, selection);
+// An age is of no use without rows.
+void ForgetAge(const MediaTable& table, long run) {
+    Execute(table.instance, Format("DELETE FROM removal_age WHERE run = %ld AND NOT EXISTS "
+                                   "(SELECT 1 FROM removed WHERE removed.run = %ld);",
+                                   run, run));
+}
+
+void UndoTable(const MediaTable& table, const std::string& chosen, UndoneKind& undone) {
     long after = 0;
     for (std::vector<LedgerRow> rows = NextRows(table, chosen, after); !rows.empty();
          rows = NextRows(table, chosen, after)) {
@@ -211,12 +236,16 @@ void UndoTable(const MediaTable& table, const UndoSelection& selection, UndoneKi
 
 std::vector<UndoneKind> Undo(const UndoSelection& selection) {
     const RunLock lock = TakeRunLock();
-    RequireRun(selection);
+    const RunRecord run = RequireRun(selection);
     std::vector<UndoneKind> undone;
     try {
         for (const MediaTable& table : MediaTables()) {
             if (IsSelected(table, selection)) {
-                UndoTable(table, selection, undone.emplace_back(UndoneKind{.kind = table.name}));
+                UndoneKind& kind = undone.emplace_back(UndoneKind{.kind = table.name});
+                UndoTable(table, ChosenSql(table, selection, run), kind);
+                if (kind.restored > 0) {
+                    ForgetAge(table, run.id);
+                }
             }
         }
     } catch (const Error& error) {
@@ -230,6 +259,20 @@ std::vector<UndoneKind> Undo(const UndoSelection& selection) {
                     "log says why");
     }
     return undone;
+}
+
+std::vector<RunRecord> OtherRuns(const UndoSelection& selection) {
+    if (selection.identity) {
+        return {};
+    }
+    std::vector<RunRecord> others = RunsOfNumber(selection.run);
+    if (others.empty() || !others.front().isOnRecord) {
+        return {};
+    }
+    std::erase_if(others, [&](const RunRecord& run) {
+        return run.isOnRecord || !HoldsRowsOf(selection, run);
+    });
+    return others;
 }
 
 } // namespace recorder

@@ -2,6 +2,8 @@
 
 #pragma once
 
+#include "recorder/run/runlist.h"
+
 #include <optional>
 #include <string>
 #include <vector>
@@ -11,6 +13,8 @@ namespace recorder {
 // Which of a run's removals are meant.
 struct UndoSelection {
     long run = 0;
+    std::optional<std::string> identity =
+        std::nullopt; // as IdentityText shows it; nothing: the run on record, or the only one
     std::optional<int> camId =
         std::nullopt; // rows of this camera only; snapshots and e-maps have none
     std::optional<std::string> kind = std::nullopt; // rows of this table only
@@ -34,7 +38,12 @@ struct UndoneKind {
 // entry for each table that the selection has rows of. Rows come back in small transactions: after
 // a failure the same call continues where it ended.
 //
-// Throws Error: there is no such run, a run is registered at the moment, a database failed.
+// Throws Error: there is no such run, or which one is meant can't be told, a run is registered at
+// the moment, a database failed.
 std::vector<UndoneKind> Undo(const UndoSelection& selection);
+
+// Other runs of the same number that the ledger holds rows of, which Undo leaves alone. None where
+// the selection names an identity. Throws Error.
+[[nodiscard]] std::vector<RunRecord> OtherRuns(const UndoSelection& selection);
 
 } // namespace recorder

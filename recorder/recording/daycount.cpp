@@ -1,9 +1,9 @@
 #include "recorder/recording/daycount.h"
 
 #include "recorder/database/databases.h"
+#include "recorder/support/format.h"
 
 #include <cstdlib>
-#include <string>
 
 namespace recorder {
 
@@ -28,11 +28,12 @@ std::vector<DayCount> ListDayCounts() {
     return counts;
 }
 
-std::vector<DayChange> ChangesByDay(long run) {
+std::vector<DayChange> ChangesByDay(long run, long token) {
     const DBResult_tag rows = Execute(
         KRDB::DB_RECORDING,
-        "SELECT camera_id, day, added, removed FROM run_day WHERE run = " + std::to_string(run) +
-            ";",
+        Format("SELECT camera_id, day, added, removed FROM run_day WHERE run = %ld AND EXISTS "
+               "(SELECT 1 FROM run_count WHERE run_count.run = %ld AND token = %ld);",
+               run, run, token),
         {.readOnly = true});
     std::vector<DayChange> changes;
     changes.reserve(static_cast<std::size_t>(rows.RowCount()));

@@ -24,7 +24,8 @@ struct DayChange {
 
 [[nodiscard]] std::vector<DayCount> ListDayCounts();
 
-// What a run added and removed. Known of the last run that did either.
-[[nodiscard]] std::vector<DayChange> ChangesByDay(long run);
+// What a run, named by its number and token, added and removed. Known of the last run that did
+// either.
+[[nodiscard]] std::vector<DayChange> ChangesByDay(long run, long token);
 
 } // namespace recorder

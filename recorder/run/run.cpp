@@ -61,6 +61,7 @@ struct Run {
     bool hasBegun = false;
     bool hasParts = false; // it is one that the tool began and will end
     long number = 0;       // 0 = it isn't on record
+    long token = 0;        // its identity, with the number
     long startTm = 0;
     long endTm = 0; // 0 = it hasn't ended
     double progress = 0.0;
@@ -242,7 +243,9 @@ void BeginRun(long startTm) {
 void RecordRun(bool waitForLock) {
     Run& run = ThisRun();
     if (run.number == 0) {
-        run.number = AddRunRecord(run.startTm, waitForLock);
+        const RunIdentity identity = AddRunRecord(run.startTm, waitForLock);
+        run.number = identity.number;
+        run.token = identity.token;
         Publish();
     }
 }
@@ -267,7 +270,7 @@ DBResult_tag ExecuteInRun(KRDB::DB_INSTANCE instance, const std::string& sql,
     }
     RecordRun(options.waitForLock);
     PrepareToChange(instance);
-    return ExecuteFor(ThisRun().number, instance, sql, counted);
+    return ExecuteFor({ThisRun().number, ThisRun().token}, instance, sql, counted);
 }
 
 void BeginPart(const std::string& kind, int camId) {

@@ -2,16 +2,19 @@
 
 #include "recorder/database/databases.h"
 #include "recorder/database/mediatable.h"
+#include "recorder/support/format.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <map>
+#include <utility>
 
 namespace recorder {
 
 namespace {
 
-using ChangesByRun = std::map<long, std::vector<RunChange>>;
+// By number and token.
+using ChangesByRun = std::map<std::pair<long, long>, std::vector<RunChange>>;
 
 long ToLong(const char* text) {
     return std::strtol(text, nullptr, 10);
@@ -25,24 +28,26 @@ int ToInt(const char* text) {
 void AddChanges(const MediaTable& table, const std::string& chosen, ChangesByRun& changes) {
     const DBResult_tag rows =
         Execute(table.instance,
-                "SELECT run, sum(added), sum(removed), "
+                "SELECT run, token, sum(added), sum(removed), "
                 "(SELECT count(*) FROM removed WHERE removed.run = run_count.run "
                 "AND removed.kind = '" +
                     table.name + "') AS undoable FROM run_count WHERE kind = '" + table.name + "'" +
-                    chosen + " GROUP BY run;",
+                    chosen + " GROUP BY run, token;",
                 {.readOnly = true});
     for (int row = 0; row < rows.RowCount(); ++row) {
-        changes[ToLong(rows.Field(row, 0))].push_back({table.name, ToLong(rows.Field(row, 1)),
-                                                       ToLong(rows.Field(row, 2)),
-                                                       ToLong(rows.Field(row, 3))});
+        changes[{ToLong(rows.Field(row, 0)), ToLong(rows.Field(row, 1))}].push_back(
+            {table.name, ToLong(rows.Field(row, 2)), ToLong(rows.Field(row, 3)),
+             ToLong(rows.Field(row, 4))});
     }
 }
 
-// The changes that no record tells of: it was lost with its database.
+// The changes that no record tells of: it was lost with its database. A record of the same number
+// is of another run.
 void AddLostRuns(ChangesByRun& changes, std::vector<RunRecord>& runs) {
-    for (auto& [id, itsChanges] : changes) {
+    for (auto& [identity, itsChanges] : changes) {
         RunRecord run;
-        run.id = id;
+        run.id = identity.first;
+        run.token = identity.second;
         run.isOnRecord = false;
         run.changes = std::move(itsChanges);
         const auto older = std::find_if(runs.begin(), runs.end(),
@@ -58,7 +63,7 @@ std::vector<RunRecord> SelectRuns(const std::string& condition, const std::strin
     }
     const DBResult_tag rows =
         Execute(KRDB::DB_SYSTEM,
-                "SELECT id, pid, start_tm, end_tm, failures, refusals, unlogged FROM run " +
+                "SELECT id, pid, start_tm, end_tm, failures, refusals, unlogged, token FROM run " +
                     condition + " ORDER BY id DESC;",
                 {.readOnly = true});
     std::vector<RunRecord> runs;
@@ -73,8 +78,10 @@ std::vector<RunRecord> SelectRuns(const std::string& condition, const std::strin
         run.failures = ToLong(rows.Field(row, 4));
         run.refusals = ToLong(rows.Field(row, 5));
         run.unlogged = ToLong(rows.Field(row, 6));
-        run.changes = std::move(changes[run.id]);
-        changes.erase(run.id);
+        run.token = ToLong(rows.Field(row, 7));
+        const std::pair identity{run.id, run.token};
+        run.changes = std::move(changes[identity]);
+        changes.erase(identity);
         runs.push_back(std::move(run));
     }
     AddLostRuns(changes, runs);
@@ -130,9 +137,17 @@ std::vector<RunRecord> ListRuns() {
     return SelectRuns("", "");
 }
 
-std::optional<RunRecord> FindRun(long id) {
+std::vector<RunRecord> RunsOfNumber(long id) {
     const std::string number = std::to_string(id);
-    std::vector<RunRecord> found = SelectRuns("WHERE id = " + number, " AND run = " + number);
+    return SelectRuns("WHERE id = " + number, " AND run = " + number);
+}
+
+std::string IdentityText(const RunRecord& run) {
+    return Format("%016lx", run.token);
+}
+
+std::optional<RunRecord> FindRun(long id) {
+    std::vector<RunRecord> found = RunsOfNumber(id);
     const bool isFound = !found.empty() && found.front().isOnRecord;
     return isFound ? std::optional(std::move(found.front())) : std::nullopt;
 }
@@ -151,11 +166,17 @@ std::optional<RunRecord> NewestEndedRun() {
 
 std::vector<RunPart> PartsOfRun(long id) {
     std::vector<RunPart> parts = RecordedParts(id);
+    const DBResult_tag record = Execute(
+        KRDB::DB_SYSTEM, Format("SELECT token FROM run WHERE id = %ld;", id), {.readOnly = true});
+    if (record.RowCount() == 0) {
+        return parts;
+    }
     for (const MediaTable& table : MediaTables()) {
         const DBResult_tag rows = Execute(
             table.instance,
-            "SELECT camera_id, added, removed FROM run_count WHERE run = " + std::to_string(id) +
-                " AND kind = '" + table.name + "' ORDER BY camera_id;",
+            Format("SELECT camera_id, added, removed FROM run_count WHERE run = %ld AND token = %s "
+                   "AND kind = '%s' ORDER BY camera_id;",
+                   id, record.Field(0, 0), table.name.c_str()),
             {.readOnly = true});
         for (int row = 0; row < rows.RowCount(); ++row) {
             RunPart& part = PartOf(parts, table.name, ToInt(rows.Field(row, 0)));

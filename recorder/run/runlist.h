@@ -17,6 +17,7 @@ struct RunChange {
 
 struct RunRecord {
     long id = 0;
+    long token = 0;                 // random; its identity, with the id
     bool isOnRecord = true;         // false: its record was lost; what it removed is known still
     int pid = 0;                    // process that did the work
     long startTm = 0;               // seconds since the epoch
@@ -47,13 +48,20 @@ struct RunPart {
 [[nodiscard]] std::vector<RunRecord> ListRuns();
 
 [[nodiscard]] std::optional<RunRecord> FindRun(long id);
+// All runs of a number: more than one where databases were restored from copies of different times.
+// The one on record, if there is one, comes first.
+[[nodiscard]] std::vector<RunRecord> RunsOfNumber(long id);
+
+// As people and programs are shown it: 16 hexadecimal digits.
+[[nodiscard]] std::string IdentityText(const RunRecord& run);
+
 [[nodiscard]] std::optional<RunRecord> NewestRun();
 // Of those that a process did, with a higher number than `after`.
 [[nodiscard]] std::optional<RunRecord> NewestRunOf(int pid, long after);
 [[nodiscard]] std::optional<RunRecord> NewestEndedRun();
 
-// In the order of time. Parts of a run that was killed are not on record; what it changed stands in
-// parts of its own, without the rest.
+// Of the run on record. In the order of time. Parts of a run that was killed are not on record;
+// what it changed stands in parts of its own, without the rest.
 [[nodiscard]] std::vector<RunPart> PartsOfRun(long id);
 
 // The rows that a run has added and removed so far, of all kinds.

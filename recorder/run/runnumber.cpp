@@ -9,9 +9,11 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <limits>
 #include <optional>
 #include <string>
 
+#include <sys/random.h>
 #include <unistd.h>
 
 namespace recorder {
@@ -44,25 +46,35 @@ long HighestRunInAll() {
     return highest;
 }
 
-// No other database is opened where the note is there.
+// The note may have been restored, too: the databases are always looked at.
 long HighestRunEver() {
-    const std::optional<long> noted = HighestNotedId(IdKind::Run);
-    return noted ? std::max(*noted, HighestRunIn(KRDB::DB_SYSTEM)) : HighestRunInAll();
+    return std::max(HighestNotedId(IdKind::Run).value_or(0), HighestRunInAll());
+}
+
+long NewToken() {
+    long token = 0;
+    // So few bytes come whole and uninterrupted, or not at all.
+    if (getrandom(&token, sizeof token, 0) != static_cast<ssize_t>(sizeof token)) {
+        throw SystemError("get random bytes");
+    }
+    return token & std::numeric_limits<long>::max();
 }
 
 } // namespace
 
-long AddRunRecord(long startTm, bool waitForLock) {
-    const DBResult_tag rows = Execute(
-        KRDB::DB_SYSTEM,
-        BringAgeUpToDateSql(ReadMoment()) + RaiseIdsSql(KRDB::DB_SYSTEM, "run", HighestRunEver()) +
-            Format("INSERT INTO run (pid, start_tm, age_s) SELECT %d, %ld, age_s FROM ledger_age "
-                   "RETURNING id;",
-                   getpid(), startTm),
-        {.waitForLock = waitForLock});
+RunIdentity AddRunRecord(long startTm, bool waitForLock) {
+    const long token = NewToken();
+    const DBResult_tag rows = Execute(KRDB::DB_SYSTEM,
+                                      BringAgeUpToDateSql(ReadMoment()) +
+                                          RaiseIdsSql(KRDB::DB_SYSTEM, "run", HighestRunEver()) +
+                                          Format("INSERT INTO run (token, pid, start_tm, age_s) "
+                                                 "SELECT %ld, %d, %ld, age_s FROM ledger_age "
+                                                 "RETURNING id;",
+                                                 token, getpid(), startTm),
+                                      {.waitForLock = waitForLock});
     const long number = std::strtol(rows.Field(0, 0), nullptr, 10);
     AtEdge([&] { NoteId(IdKind::Run, number); });
-    return number;
+    return {number, token};
 }
 
 void SecureRunNumber(long number) {

@@ -1,17 +1,19 @@
 // The numbers of runs: none is ever used twice, whichever database was lost or restored.
 //
 // A file beside the databases notes the highest one (recorder/database/idmarks.h). Where that is
-// lost, too, or was restored with a database, the ledgers of the other databases tell.
+// lost, too, or was restored with a database, the ledgers of the other databases tell. Where one of
+// these is put back later, the token tells two runs of one number apart.
 
 #pragma once
 
 #include "platform/database.h"
+#include "recorder/database/runidentity.h"
 
 namespace recorder {
 
-// Puts a run on record as begun; its number is returned. `waitForLock` as in ExecuteOptions. Throws
-// Error.
-[[nodiscard]] long AddRunRecord(long startTm, bool waitForLock);
+// Puts a run on record as begun, with a number that no database holds of those that can be read.
+// `waitForLock` as in ExecuteOptions. Throws Error.
+[[nodiscard]] RunIdentity AddRunRecord(long startTm, bool waitForLock);
 
 // To be called before a run changes its first database: from then on no other run gets its number,
 // not even after the machine's sudden end. Throws Error.

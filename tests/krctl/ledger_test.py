@@ -270,12 +270,129 @@ class LostNote(LedgerTest):
         self.assert_no_number_twice()
         self.assertNotIn("error", "".join(self.recorder.log()[-6:]))
 
+    def test_of_a_run_that_changes_nothing_are_in_no_database(self):
+        note = self.recorder.path("var/db/numbers")
+        self.run_tool("-e")
+        shutil.copy(note, note + ".old")
+        copy = self.engine.copy("system")
+        self.removal()
+        self.engine.restore("system", copy)
+        os.replace(note + ".old", note)
+        self.run_tool("-e")
+        self.assertEqual(self.newest_run(), 3)
+
     def test_are_given_where_a_database_cannot_be_read(self):
         self.removal()
         with open(self.recorder.path("var/db/recording.db"), "r+b") as file:
             file.write(b"?" * 4096)
         self.run_tool("-e")
         self.assertEqual(self.newest_run(), 2)
+
+
+class OtherRun(LedgerTest):
+    """Of a number that was used again after system.db and the note of numbers were restored, when
+    another database is put back as it was before."""
+
+    def setUp(self):
+        super().setUp()
+        note = self.recorder.path("var/db/numbers")
+        self.run_tool("-e")
+        old = {database: self.engine.copy(database) for database in self.engine.databases}
+        shutil.copy(note, note + ".old")
+        self.removal()
+        newer = self.engine.copy("recording")
+        for database, copy in old.items():
+            self.engine.restore(database, copy)
+        os.replace(note + ".old", note)
+        self.assertEqual(self.removal(), 2)
+        self.engine.restore("recording", newer)
+
+    def listed(self):
+        document = self.krctl("runs", "--json").json()
+        self.assert_matches_schema(document, "runs")
+        return [run for run in document["runs"] if run["run"] == 2]
+
+    def test_is_listed_as_another_run(self):
+        record, other = self.listed()
+        self.assertNotEqual(record["identity"], other["identity"])
+        self.assertEqual([change["kind"] for change in record["changes"]], ["snapshot", "emap"])
+        self.assertEqual((other["start"], other["changes"]),
+                         (None, [{"kind": "event", "added": 0, "removed": 1, "undoable": 1}]))
+        self.assertIn("another run, record lost, " + other["identity"], self.krctl("runs").out)
+
+    def test_is_undone_by_its_identity_only(self):
+        other = self.listed()[1]["identity"]
+        self.assertEqual(
+            self.krctl("undo", "2").out,
+            "snapshot: 1 restored\nemap: 1 restored\nnot restored: 1 rows of another run 2, whose "
+            f"record was lost: krctl undo 2 --identity {other}\n")
+        self.assertEqual(self.all_kept(), [[2], [], []])
+        document = self.krctl("undo", "2", "--json").json()
+        self.assert_matches_schema(document, "undo")
+        self.assertEqual(document["other_runs"], [{"identity": other, "undoable": 1}])
+        self.assertEqual(self.krctl("undo", "2", "--identity", other).out, "event: 1 restored\n")
+        self.assertEqual(self.all_kept(), [[], [], []])
+
+    def test_is_named_where_no_record_tells_which_one_is_meant(self):
+        self.engine.do("system", "DELETE FROM run WHERE id = 2")
+        identities = [run["identity"] for run in self.listed()]
+        message = self.krctl("undo", "2", status=1).err
+        self.assertIn("there are 2 runs 2", message)
+        for identity in identities:
+            self.assertIn(identity, message)
+        self.assertEqual(self.all_kept(), [[2], [2], [2]])
+
+    def test_of_an_unknown_identity_is_refused(self):
+        self.assertIn("there is no run 2 with the identity 0123456789abcdef",
+                      self.krctl("undo", "2", "--identity", "0123456789abcdef", status=1).err)
+
+    def test_expires_as_any_other(self):
+        Clock.let_pass(self, KEEP_S)
+        self.run_tool()
+        self.assertEqual(self.all_kept(), [[], [], []])
+
+
+class Identity(LedgerTest):
+    def test_is_on_the_record_and_with_the_changes(self):
+        self.removal()
+        self.removal()
+        tokens = [token for (token,) in
+                  self.engine.rows("system", "SELECT token FROM run ORDER BY id")]
+        self.assertEqual(len(set(tokens)), 2)
+        for database in ("recording", "snapshot", "system"):
+            self.assertEqual(
+                [token for (token,) in self.engine.rows(
+                    database, "SELECT token FROM run_count GROUP BY run, token ORDER BY run")],
+                tokens)
+
+    def test_decides_what_is_undone(self):
+        self.removal()
+        self.engine.do("recording", "UPDATE run_count SET token = 7 WHERE kind = 'event'")
+        self.assertNotIn("event", self.krctl("undo", "1").out.split("not restored")[0])
+        self.assertEqual(self.krctl("undo", "1", "--identity", "0000000000000007").out,
+                         "event: 1 restored\n")
+
+    def test_leaves_no_age_where_all_was_undone(self):
+        self.removal()
+        self.krctl("undo", "1")
+        for database in self.engine.databases:
+            self.assertEqual(self.engine.rows(database, "SELECT run FROM removal_age"), [])
+
+    def test_leaves_the_age_where_a_row_was_not_undone(self):
+        self.removal()
+        self.engine.do("recording", "INSERT INTO event (camera_id, path) VALUES (1, 'gone1')")
+        self.krctl("undo", "1", status=1)
+        self.assertEqual(self.engine.rows("recording", "SELECT run FROM removal_age"), [["1"]])
+
+
+class IdentityOnPostgresql(Identity):
+    def new_engine(self):
+        return self.postgresql
+
+    def new_recorder(self, root):
+        self.postgresql = OnPostgresql(self)
+        os.mkdir(root)
+        return Recorder(root, [f'dsn = "{self.postgresql.server.dsn}"'])
 
 
 class ClockOnPostgresql(Clock):

@@ -194,7 +194,7 @@ TEST_F(LookDatabaseTest, HasTheVersionOfItsTablesAndKeepsIt) {
 
     EXPECT_EQ(database.SchemaVersion(), 0);
     EXPECT_THROW(database.ApplySchema("", 1), recorder::Error);
-    EXPECT_THROW(database.AttributeTo(1, {}), recorder::Error);
+    EXPECT_THROW(database.AttributeTo({1, 1}, {}), recorder::Error);
 }
 
 // SQLite would wait for a FIFO to be written.

@@ -23,11 +23,20 @@ namespace {
 
 constexpr int kExitNotRestored = 1;
 
-void AddRows(Table& table, const recorder::RunRecord& run) {
+// Two runs can have one number where databases were restored: then each is shown with its identity.
+std::string LostText(const recorder::RunRecord& run, const std::vector<recorder::RunRecord>& runs) {
+    const auto ofNumber = std::count_if(runs.begin(), runs.end(),
+                                        [&](const auto& other) { return other.id == run.id; });
+    return ofNumber < 2 ? "record lost"
+                        : "another run, record lost, " + recorder::IdentityText(run);
+}
+
+void AddRows(Table& table, const recorder::RunRecord& run,
+             const std::vector<recorder::RunRecord>& runs) {
     const std::string id = std::to_string(run.id);
     const std::string start = run.isOnRecord ? TimeText(run.startTm) : "-";
     const std::string end = !run.isOnRecord ? "-" : run.endTm ? TimeText(*run.endTm) : "not ended";
-    const std::string outcome = run.isOnRecord ? OutcomeText(run) : "record lost";
+    const std::string outcome = run.isOnRecord ? OutcomeText(run) : LostText(run, runs);
     if (run.changes.empty()) {
         table.AddRow({id, start, end, outcome, "-", "0", "0", "0"});
     }
@@ -47,7 +56,7 @@ void PrintRunsForPeople(const std::vector<recorder::RunRecord>& runs) {
                  {"removed", true},
                  {"undoable", true}});
     for (const recorder::RunRecord& run : runs) {
-        AddRows(table, run);
+        AddRows(table, run, runs);
     }
     PrintTable(table);
 }
@@ -55,6 +64,7 @@ void PrintRunsForPeople(const std::vector<recorder::RunRecord>& runs) {
 Json JsonOf(const recorder::RunRecord& run) {
     Json json;
     json["run"] = run.id;
+    json["identity"] = recorder::IdentityText(run);
     json["start"] = run.isOnRecord ? Json(TimeText(run.startTm)) : Json();
     json["end"] = run.endTm ? Json(TimeText(*run.endTm)) : Json();
     json["failures"] = run.failures;
@@ -107,6 +117,22 @@ void PrintUndoneKind(const recorder::UndoneKind& kind) {
     }
 }
 
+long Undoable(const recorder::RunRecord& run) {
+    long rows = 0;
+    for (const recorder::RunChange& change : run.changes) {
+        rows += change.undoable;
+    }
+    return rows;
+}
+
+void PrintOtherRuns(const std::vector<recorder::RunRecord>& others) {
+    for (const recorder::RunRecord& other : others) {
+        std::printf("not restored: %ld rows of another run %ld, whose record was lost: "
+                    "krctl undo %ld --identity %s\n",
+                    Undoable(other), other.id, other.id, recorder::IdentityText(other).c_str());
+    }
+}
+
 void PrintUndoneForPeople(long run, const std::vector<recorder::UndoneKind>& undone) {
     if (undone.empty()) {
         std::printf("the ledger holds no matching rows of run %ld\n", run);
@@ -125,7 +151,8 @@ Json JsonOf(const recorder::RowNotRestored& row) {
     return json;
 }
 
-Json JsonOf(long run, const std::vector<recorder::UndoneKind>& undone) {
+Json JsonOf(long run, const std::vector<recorder::UndoneKind>& undone,
+            const std::vector<recorder::RunRecord>& others) {
     Json json;
     json["run"] = run;
     json["kinds"] = Json::array();
@@ -137,15 +164,22 @@ Json JsonOf(long run, const std::vector<recorder::UndoneKind>& undone) {
         json["kinds"].push_back(
             {{"kind", kind.kind}, {"restored", kind.restored}, {"not_restored", rows}});
     }
+    json["other_runs"] = Json::array();
+    for (const recorder::RunRecord& other : others) {
+        json["other_runs"].push_back(
+            {{"identity", recorder::IdentityText(other)}, {"undoable", Undoable(other)}});
+    }
     return json;
 }
 
 void Undo(const recorder::UndoSelection& selection, bool asJson) {
     const std::vector<recorder::UndoneKind> undone = recorder::Undo(selection);
+    const std::vector<recorder::RunRecord> others = recorder::OtherRuns(selection);
     if (asJson) {
-        PrintJson(JsonOf(selection.run, undone));
+        PrintJson(JsonOf(selection.run, undone, others));
     } else {
         PrintUndoneForPeople(selection.run, undone);
+        PrintOtherRuns(others);
     }
     const bool isComplete = std::all_of(undone.begin(), undone.end(),
                                         [](const auto& kind) { return kind.notRestored.empty(); });
@@ -179,6 +213,8 @@ void AddLedgerCommands(CLI::App& app) {
     undo->add_option("RUN", selection->run, "its number, as \"krctl runs\" prints it")
         ->required()
         ->check(CLI::Range(1L, LONG_MAX));
+    undo->add_option("--identity", selection->identity,
+                     "which of several runs of that number, as \"krctl runs\" prints it");
     undo->add_option("--camera", selection->camId, "rows of this camera only")
         ->check(CLI::Range(1, INT_MAX));
     undo->add_option("--kind", selection->kind, "rows of this kind only")

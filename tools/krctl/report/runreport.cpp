@@ -126,7 +126,8 @@ DaysByCamera DaysOf(const std::optional<recorder::RunRecord>& record) {
         days[count.camId][count.day].count = count.count;
     }
     if (record) {
-        for (const recorder::DayChange& change : recorder::ChangesByDay(record->id)) {
+        for (const recorder::DayChange& change :
+             recorder::ChangesByDay(record->id, record->token)) {
             RecordingDay& day = days[change.camId][change.day];
             day.gained = change.added;
             day.lost = change.removed;

@@ -26,14 +26,16 @@ CREATE TABLE removed (
 
 CREATE INDEX removed_by_run ON removed (run);
 
--- How many rows a run added to a table for a camera, and how many it removed.
+-- How many rows a run added to a table for a camera, and how many it removed. A database holds rows of
+-- one run only of each number: whose rows in "removed" are is said here.
 CREATE TABLE run_count (
     run       INTEGER NOT NULL,                   -- run.id in database instance 0
+    token     INTEGER NOT NULL,                   -- run.token
     kind      TEXT NOT NULL,                      -- the table
     camera_id INTEGER NOT NULL,                   -- 0 = of no camera, or of one that is gone
     added     INTEGER NOT NULL,
     removed   INTEGER NOT NULL,
-    PRIMARY KEY (run, kind, camera_id)
+    PRIMARY KEY (run, token, kind, camera_id)
 );
 
 -- How long the ledger has been kept, by time that the kernel counted. One row: the age of the ledger

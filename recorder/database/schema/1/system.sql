@@ -32,6 +32,7 @@ CREATE TABLE task (
 -- The runs of the re-index tool.
 CREATE TABLE run (
     id       INTEGER PRIMARY KEY AUTOINCREMENT,
+    token    INTEGER NOT NULL DEFAULT 0,          -- random; with the id it is the run's identity
     pid      INTEGER NOT NULL,                    -- process that does the work
     start_tm INTEGER NOT NULL,                    -- seconds since the epoch
     end_tm   INTEGER,                             -- NULL = it hasn't ended, or it was killed
