@@ -1,5 +1,5 @@
-# Before a package is made: takes from its programs and modules what no run needs, as Debian's packages do.
-# `strip` alone, which CPACK_STRIP_FILES would call, leaves the compilers' names in them (.comment).
+# Strips the programs and modules before they are packaged, as Debian's packages do.
+# CPACK_STRIP_FILES would call plain `strip`, which leaves the compilers' names in them (.comment).
 find_program(STRIP strip REQUIRED)
 file(GLOB programs
   ${CPACK_TEMPORARY_DIRECTORY}/usr/sbin/* ${CPACK_TEMPORARY_DIRECTORY}/usr/libexec/kestora/*
