@@ -1,4 +1,4 @@
-"""What must be so. Each check yields its findings, one line each."""
+"""The checks. Each yields its findings, one line each."""
 
 import fnmatch
 import json
@@ -16,7 +16,7 @@ PAGE_OF = {"krctl": "packaging/man/krctl.8", "krindexer": "packaging/man/krindex
 
 
 def findings(project):
-    """All of them, in the order of the checks."""
+    """The findings of all checks, in their order."""
     known = {"krctl": programs.krctl(project.krctl), "krindexer": programs.krindexer(project)}
     found = []
     for check in (paths, tests_that_are_named, commands_that_are_named, pages_of_programs, completion,
@@ -26,7 +26,7 @@ def findings(project):
 
 
 def _code(project, name):
-    """Pieces of code in a document: what is typed, and what is named."""
+    """Pieces of code in a document: what is typed and what is named."""
     text = project.read(name)
     if name in project.pages():
         return list(manual.code(text))
@@ -86,7 +86,7 @@ def tests_that_are_named(project, _known):
 
 
 def _unknown(program, command, words):
-    """What of a command line the program doesn't understand."""
+    """The parts of a command line that the program doesn't understand."""
     for word in words:
         word = word.strip("[](),.")
         if re.match(r"-{1,2}[a-z]", word):
@@ -133,7 +133,7 @@ def pages_of_programs(project, known):
         yield from _differences(page, program, set(said), set(leaves))
         for words, leaf in leaves.items():
             options, arguments = said.get(words, (set(), set()))
-            help_of_all = set() if not words else {"-h", "--help"}  # told once
+            help_of_all = set() if not words else {"-h", "--help"}  # described once
             what = f"{program} {words}".strip()
             if words in said:
                 yield from _differences(page, what, options, leaf.options - help_of_all)
@@ -159,10 +159,16 @@ def completion(project, known):
 def settings_that_are_named(project, _known):
     keys = set(settings.keys(project))
     sections = {key.split(".")[0] for key in keys}
-    for name in project.texts():
+    for name in _documents(project):
         text = project.read(name)
-        named = set(markdown.settings(text))
-        for span in markdown.spans(text):
+        is_page = name in project.pages()
+        named = set()
+        for block in manual.examples(text) if is_page else markdown.settings(text):
+            try:
+                named.update(settings.set_in(block))
+            except ValueError as error:
+                yield f"{name}: an example of settings is not valid TOML: {error}"
+        for span in [] if is_page else markdown.spans(text):
             named.update(re.findall(rf"^((?:{'|'.join(sections)})\.(?!db$)[a-z]\w*)(?: =|$)", span))
         for key in sorted(named):
             if key not in keys and key.rstrip(".") not in sections:
@@ -178,10 +184,10 @@ def settings_page(project, _known):
         key = keys[name]
         words = " ".join(said[name].split())
         if key.least is not None and f"{key.least} to {key.most}" not in words:
-            yield f"{page}: {name} is {key.least} to {key.most}, which isn't said"
+            yield f"{page}: {name} is {key.least} to {key.most}: the page doesn't say so"
         for default in key.defaults:
             if not re.search(rf"default\b.*\b{default}\b", words):
-                yield f"{page}: {name} is {default} by default, which isn't said"
+                yield f"{page}: {name} is {default} by default: the page doesn't say so"
 
 
 # --- schemas -------------------------------------------------------------------------------------
@@ -192,7 +198,7 @@ def schemas(project, _known):
         try:
             schema = json.loads(project.read(name))
             if "$schema" not in schema:
-                yield f"{name}: doesn't say which language it is in ($schema)"
+                yield f"{name}: has no $schema, which names its language"
             jsonschema.validators.validator_for(schema).check_schema(schema)
         except (ValueError, jsonschema.SchemaError) as error:
-            yield f"{name}: is no JSON schema: {str(error).splitlines()[0]}"
+            yield f"{name}: is not a JSON schema: {str(error).splitlines()[0]}"

@@ -1,4 +1,4 @@
-"""Manual pages, as far as the checks need them: sections, items, commands that they name."""
+"""Manual pages, as far as the checks need them: sections, items, examples, commands that they name."""
 
 import re
 
@@ -29,7 +29,7 @@ def commands(text, program):
 
 
 def settings(text):
-    """The words about each key, by SECTION.KEY."""
+    """The text about each key, by SECTION.KEY."""
     found = {}
     section = key = None
     for line in text.splitlines():
@@ -47,13 +47,18 @@ def settings(text):
     return found
 
 
+def examples(text):
+    """Literal blocks that begin with a section of settings."""
+    return re.findall(r"^\.Bd -literal.*\n(\[(?s:.*?))^\.Ed", text, re.M)
+
+
 def references(text):
-    """Other pages that it refers to, NAME.SECTION."""
+    """The other pages that a page refers to, NAME.SECTION."""
     return {f"{name}.{section}" for name, section in re.findall(r"^\.Xr (\S+) (\d)", text, re.M)}
 
 
 def code(text):
-    """What stands for something typed or named, one piece after the other."""
+    """The pieces of text that are typed or that name something."""
     literal = False
     for line in text.splitlines():
         line = line.replace("\\-", "-")

@@ -34,19 +34,5 @@ def links(text):
 
 
 def settings(text):
-    """SECTION.KEY of every settings key in a block, also of those that are commented out."""
-    section = None
-    for language, line in _lines(text):
-        if language != "toml":
-            section = None
-            continue
-        line = re.sub(r"^\s*#\s?", "", line)
-        heading = re.match(r"\[(\w+)\]\s*(#|$)", line)
-        key = re.match(r"(\w+)\s*= ?\S", line)
-        if heading:
-            section = heading[1]
-            yield section + "."
-        elif key and section:
-            yield f"{section}.{key[1]}"
-            for inner in re.findall(r"[{,]\s*(\w+) = ", line.split("#")[0]):
-                yield f"{section}.{key[1]}.{inner}"
+    """The blocks of TOML."""
+    return re.findall(r"^```toml\n(.*?)^```", text, re.M | re.S)

@@ -1,4 +1,4 @@
-"""What the programs understand, by their own words."""
+"""The commands and options that the programs understand, from their help."""
 
 import functools
 import re
@@ -15,7 +15,7 @@ class Command:
         self.commands = {}
 
     def leaves(self):
-        """Those that do something, and the program."""
+        """The commands without subcommands, and the program."""
         if not self.words or not self.commands:
             yield self
         for command in self.commands.values():
@@ -30,7 +30,7 @@ class Command:
 
 @functools.lru_cache(maxsize=None)
 def krctl(program, words=()):
-    """Asks for the help of the program and of every command."""
+    """Reads the help of the program and of every command."""
     text = subprocess.run([program, *words, "--help"], check=True, capture_output=True, text=True).stdout
     command = Command(" ".join(words))
     names = {}
@@ -39,7 +39,7 @@ def krctl(program, words=()):
         heading = re.fullmatch(r"(\w[\w ]*):", line)
         if heading:
             section = heading[1]
-        entry = re.match(r"  (\S+)", line)  # what goes on, is indented further
+        entry = re.match(r"  (\S+)", line)  # continued lines are indented further
         if entry and section:
             names.setdefault(section, []).append(entry[1])
     command.options.update(name for names_ in names.get("Options", []) for name in names_.split(","))
@@ -52,7 +52,7 @@ def krctl(program, words=()):
 
 
 def krindexer(project):
-    """From its source, since the usage doesn't tell of an option for other programs."""
+    """From the source, because the usage omits an option for other programs."""
     letters = re.search(r'getopt\(argc, argv, "([a-z:]+)"\)', project.read("driver/krindexer.cpp"))
     command = Command("")
     command.options.update("-" + letter for letter in letters[1].replace(":", ""))

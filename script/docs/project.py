@@ -1,4 +1,4 @@
-"""The project as the checks see it: its files, its documents, and krctl as it was built."""
+"""The project as the checks see it: its files, its documents, and the built krctl."""
 
 import functools
 import os
@@ -9,7 +9,7 @@ PAGES = "packaging/man/"
 
 
 class Project:
-    """`root` holds what is read; which files there are, the list says, if one is given."""
+    """`root` holds the files to read; `files`, if given, is the list of them."""
 
     def __init__(self, root, krctl, files=None):
         self.root = root
@@ -53,7 +53,7 @@ class Project:
 
     @functools.cached_property
     def tests(self):
-        """GoogleTest's cases, SUITE.NAME."""
+        """The cases of GoogleTest, SUITE.NAME."""
         cases = set()
         for name in self.files:
             if re.fullmatch(r"tests/.+_test\.cpp", name):
@@ -63,7 +63,7 @@ class Project:
 
     @functools.cached_property
     def scripts(self):
-        """The text of everything that is started in the project and is no C++."""
+        """The text of all scripts in the project."""
         return "\n".join(self.read(name) for name in sorted(self.files)
                          if re.match(r"(script|\.ci|bench|packaging|tests)/", name)
                          and self._is_script(name))

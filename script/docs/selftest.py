@@ -1,4 +1,4 @@
-"""Tries the checks on documents that were spoilt: each fault must be found."""
+"""Tries the checks on documents with faults: each fault must be found."""
 
 import os
 import shutil
@@ -11,7 +11,7 @@ OPERATIONS = "docs/operations.md"
 KRCTL, KRINDEXER, TOML = (f"packaging/man/{page}" for page in ("krctl.8", "krindexer.8", "kestora.toml.5"))
 COMPLETION = "packaging/completion/krctl"
 
-# (document, what is replaced, by what, the finding); nothing to replace: it is added at the end.
+# (document, text to replace, its replacement, the finding). None to replace: the text is added at the end.
 FAULTS = [
     (OPERATIONS, None, "See `recorder/camera/valume.cpp`.", "recorder/camera/valume.cpp is not there"),
     (OPERATIONS, None, "See `tests/scenarios/KIND/CAZE/givn`.", "givn is not there"),
@@ -28,10 +28,7 @@ FAULTS = [
     (OPERATIONS, None, "See `ledger.keep_dais`.", "no setting ledger.keep_dais"),
     (OPERATIONS, None, "```toml\n[log]\nsize = 3\n```", "no setting log.size"),
     (OPERATIONS, None, "```toml\n[lock]\n```", "no setting lock."),
-    (OPERATIONS, None, "```toml\n[debug_log]\nprocesses = [{ pid = 1, lewel = 2 }]\n```",
-     "no setting debug_log.processes.lewel"),
     (OPERATIONS, "connect_timeout_s =", "conect_timeout_s =", "no setting database.conect_timeout_s"),
-    (OPERATIONS, None, "```toml\n# [database]\n# dns = 3\n```", "no setting database.dns"),
     (KRCTL, ".Ic krctl run\n", ".Ic krctl rum\n", "krctl has no command rum"),
     (KRCTL, "krctl camera add --id 1", "krctl camera add --ip 1", "krctl camera add has no option --ip"),
     (KRCTL, ".Ss krctl init\n", "", "init of krctl is missing"),
@@ -46,12 +43,14 @@ FAULTS = [
     (COMPLETION, "init list", "init list check", "krctl volume has no check"),
     (TOML, ".It Va keep_days\n", ".It Va keep_dais\n", "ledger.keep_days of the settings is missing"),
     (TOML, ".It Va keep_days\n", ".It Va keep_dais\n", "the settings has no ledger.keep_dais"),
+    (TOML, "level = 7 }", "lewel = 7 }", "no setting debug_log.processes.lewel"),
+    (TOML, 'dsn = "', 'dsn =\n"', "not valid TOML"),
     (TOML, "1 to 36500", "1 to 3650", "ledger.keep_days is 1 to 36500"),
     (TOML, "default 90", "default 60", "ledger.keep_days is 90 by default"),
     ("docs/json/selftest.schema.json", None, '{"$schema": "https://json-schema.org/draft/2020-12/schema", '
-     '"type": "nonsense"}', "is no JSON schema"),
-    ("docs/json/selftest.schema.json", None, '{"type": ', "is no JSON schema"),
-    ("docs/json/selftest.schema.json", None, "{}", "doesn't say which language it is in"),
+     '"type": "nonsense"}', "is not a JSON schema"),
+    ("docs/json/selftest.schema.json", None, '{"type": ', "is not a JSON schema"),
+    ("docs/json/selftest.schema.json", None, "{}", "has no $schema"),
 ]
 
 
@@ -62,7 +61,7 @@ def _copy(project, folder):
 
 
 def _spoil(path, old, new):
-    """Returns what was there."""
+    """Returns the former text."""
     before = None
     if os.path.exists(path):
         with open(path, encoding="utf-8") as file:
@@ -76,7 +75,7 @@ def _spoil(path, old, new):
 
 
 def run(project):
-    """Faults that went unseen, one line each."""
+    """The faults that were not found, one line each."""
     unseen = []
     with tempfile.TemporaryDirectory(prefix="kestora-docs-") as folder:
         _copy(project, folder)

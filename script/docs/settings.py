@@ -1,6 +1,7 @@
-"""The keys that the settings file may have, read from the source that reads them."""
+"""The keys that the settings file may have, from the source that reads them, and those that a text sets."""
 
 import re
+import tomllib
 
 SOURCE = "recorder/settings/settings.cpp"
 HEADER = "recorder/settings/settings.h"
@@ -8,14 +9,14 @@ READERS = "Integer|Size|Flag|Text|AbsolutePath|RequiredInteger|Sections"
 
 
 class Key:
-    """`least` and `most` of a number; `defaults`: the numbers that it has without being set."""
+    """`least` and `most` of a number; `defaults`: its values if it is not set."""
 
     def __init__(self, name, least=None, most=None, defaults=()):
         self.name, self.least, self.most, self.defaults = name, least, most, list(defaults)
 
 
 def _arguments(text, start):
-    """The arguments of a call whose "(" is before `start`."""
+    """The arguments of a call; its "(" is before `start`."""
     depth, begin, found = 1, start, []
     for at in range(start, len(text)):
         depth += {"(": 1, ")": -1}.get(text[at], 0)
@@ -85,8 +86,18 @@ def keys(project):
     found = {}
     for function, section in re.findall(r'(Read\w+)\(root\.Subsection\("(\w+)"\)\)', source.text):
         found |= {key.name: key for key in source.keys(function, section)}
-    # Every key of the source is a text in a call: none may have been overlooked.
+    # Every key in the source is an argument of a call: this finds overlooked ones.
     calls = len(re.findall(rf"\.\s*({READERS})\(", source.text))
     if not found or calls != len(found):
         raise SystemExit(f"check-docs: {SOURCE} has {calls} keys, of which {len(found)} were understood")
     return found
+
+
+def set_in(block):
+    """SECTION. and SECTION.KEY of everything that a block of TOML sets. Raises ValueError if it is invalid."""
+    for section, values in tomllib.loads(block).items():
+        yield section + "."
+        for key, value in values.items():
+            yield f"{section}.{key}"
+            for table in value if isinstance(value, list) else []:
+                yield from (f"{section}.{key}.{inner}" for inner in table)
