@@ -3,6 +3,7 @@
 #pragma once
 
 #include "recorder/database/database.h"
+#include "recorder/support/uniquefd.h"
 
 #include <memory>
 #include <string>
@@ -73,6 +74,7 @@ private:
     struct Unlocked;
 
     void ConfigureToWrite();
+    [[nodiscard]] bool MayBeOpenElsewhere();
     [[nodiscard]] Statement PrepareNext(const char*& sql);
     [[nodiscard]] bool OnlyReads(const Statement& first, const char* rest);
     void Run(const Statement& statement, bool readOnly, DBResult_tag& rows);
@@ -80,11 +82,15 @@ private:
     void WriteCounts(int camId);
     [[noreturn]] void Fail(const std::string& attempted);
 
+    std::string m_path;
     std::string m_name;
     int m_lockTimeoutMs;
     bool m_onlyLooks = false;
     std::unique_ptr<Attribution> m_attribution; // SQLite holds pointers to these two
     std::unique_ptr<Unlocked> m_unlocked;
+    // Closed after SQLite's handle: a process that closes any descriptor of a file loses all the
+    // locks that it has on it.
+    UniqueFd m_locks;
     std::unique_ptr<sqlite3, Close> m_handle;
 };
 
