@@ -7,8 +7,9 @@
 
 namespace recorder {
 
-// Waits for other commands and keeps them waiting until the result goes, or the process. Throws
-// Error when there is nothing to lock: the recorder has no databases yet.
+// Waits for other commands, as long as for another writer of a database, and keeps them waiting
+// until the result goes, or the process. Throws Error when the lock isn't free by then, or when
+// there is nothing to lock: the recorder has no databases yet.
 [[nodiscard]] UniqueFd LockCameras();
 
 } // namespace recorder

@@ -30,9 +30,13 @@ def writing(path):
         connection.close()
 
 
-def waits_for_a_lock(pid):
-    with open("/proc/locks", encoding="ascii") as file:
-        return any("->" in line and f" {pid} " in line for line in file)
+def has_open(pid, path):
+    folder = f"/proc/{pid}/fd"
+    for name in os.listdir(folder):
+        with contextlib.suppress(FileNotFoundError):
+            if os.path.samefile(f"{folder}/{name}", path):
+                return True
+    return False
 
 
 class CameraTest(KrctlTest):
@@ -637,8 +641,10 @@ class Adopt(CameraTest):
                                  stdout=subprocess.PIPE, stderr=subprocess.PIPE)
                     for _ in range(2)]
         for command in commands:
-            process.until(lambda waiting=command: waits_for_a_lock(waiting.pid),
+            process.until(lambda waiting=command: has_open(waiting.pid,
+                                                           self.recorder.path("var/db")),
                           "the command doesn't wait")
+            self.assertIsNone(command.poll())
 
         fcntl.flock(held, fcntl.LOCK_UN)
         said = sorted(command.communicate(timeout=process.DEADLINE_S)[0].splitlines()[0].split()[-1]
@@ -647,6 +653,38 @@ class Adopt(CameraTest):
         self.assertEqual([command.returncode for command in commands], [0, 0])
         self.assertEqual(said, [b"adopted", b"known"])
         self.assertEqual([row[0] for row in self.rows()], [7])
+
+
+class Lock(CameraTest):
+    def test_is_waited_for_no_longer_than_for_another_writer(self):
+        self.recorder.settings("[database]\nlock_timeout_ms = 50")
+        folder = self.folder("volume1/front")
+        self.recorder.camera(7)
+        held = self.locked("var/db")
+
+        for outcome in (self.add(8, folder, status=1), self.adopt("volume1", status=1),
+                        self.krctl("camera", "bind", "--id", "7", status=1),
+                        self.krctl("camera", "remove", "--id", "7", status=1)):
+            self.assertRegex(outcome.err, "^krctl: can't lock the folder /var/packages/Kestora/var"
+                             r"/db within 50 ms(, held by process [0-9]+)?: is another command "
+                             r"changing the cameras\?\n$")
+        self.assertEqual([row[0] for row in self.rows()], [7])
+
+        fcntl.flock(held, fcntl.LOCK_UN)
+        self.add(8, folder)
+        self.assertEqual([row[0] for row in self.rows()], [7, 8])
+
+    def test_of_another_process_is_named_with_it(self):
+        self.recorder.settings("[database]\nlock_timeout_ms = 50")
+        folder = self.folder("volume1/front")
+        holder = subprocess.Popen([*process.WITH_TEST, "flock", self.recorder.path("var/db"), "-c",
+                                   "echo held; read -r line"], stdin=subprocess.PIPE,
+                                  stdout=subprocess.PIPE)
+        self.addCleanup(process.end, holder)
+        self.addCleanup(holder.stdin.close)
+        self.assertEqual(holder.stdout.readline(), b"held\n")
+
+        self.assertRegex(self.add(7, folder, status=1).err, f", held by process {holder.pid}: ")
 
 
 class List(CameraTest):
