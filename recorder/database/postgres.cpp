@@ -10,6 +10,7 @@
 #include "recorder/support/secretfile.h"
 #include "recorder/support/uninterrupted.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdlib>
@@ -74,12 +75,22 @@ std::string OneLine(const std::string& text) {
     return line;
 }
 
+std::string Replaced(std::string text, std::string_view from, std::string_view to) {
+    for (std::size_t at = text.find(from); at != std::string::npos;
+         at = text.find(from, at + to.size())) {
+        text.replace(at, from.size(), to);
+    }
+    return text;
+}
+
+struct FreeOptions {
+    void operator()(PQconninfoOption* options) const { PQconninfoFree(options); }
+};
+using DsnOptions = std::unique_ptr<PQconninfoOption, FreeOptions>;
+
 // libpq's own message would quote the text, and with it a password.
 void DemandSoundDsn(const std::string& dsn) {
-    struct Free {
-        void operator()(PQconninfoOption* options) const { PQconninfoFree(options); }
-    };
-    const std::unique_ptr<PQconninfoOption, Free> options(PQconninfoParse(dsn.c_str(), nullptr));
+    const DsnOptions options(PQconninfoParse(dsn.c_str(), nullptr));
     if (!options) {
         throw Error(std::string("the setting database.dsn can't be read; expected ") +
                     kExpectedDsn);
@@ -91,6 +102,30 @@ void DemandSoundDsn(const std::string& dsn) {
                         "one by database.password_file");
         }
     }
+}
+
+// Whether a message may quote the value: it says which server is meant, or which file.
+bool MayBeQuoted(const PQconninfoOption& option) {
+    constexpr std::array<std::string_view, 5> kServer{"host", "hostaddr", "port", "dbname", "user"};
+    constexpr std::array<std::string_view, 4> kFiles{"sslcert", "sslkey", "sslrootcert", "sslcrl"};
+    const std::string_view name(option.keyword);
+    return std::find(kServer.begin(), kServer.end(), name) != kServer.end() ||
+           (*option.val == '/' && std::find(kFiles.begin(), kFiles.end(), name) != kFiles.end());
+}
+
+// libpq quotes the value of an option that it refuses; what stands there by mistake may be a
+// password.
+std::string WithoutOptionValues(std::string message, const std::string& dsn) {
+    const DsnOptions options(PQconninfoParse(dsn.c_str(), nullptr));
+    for (const PQconninfoOption* option = options.get();
+         option != nullptr && option->keyword != nullptr; ++option) {
+        const bool isGiven = option->val != nullptr && *option->val != '\0';
+        if (isGiven && !MayBeQuoted(*option)) {
+            message = Replaced(std::move(message), '"' + std::string(option->val) + '"',
+                               "(the dsn's " + std::string(option->keyword) + ")");
+        }
+    }
+    return message;
 }
 
 void LogNotice(void* name, const PGresult* notice) {
@@ -129,14 +164,6 @@ void AppendRow(const PGresult* result, DBResult_tag& rows) {
                               static_cast<std::size_t>(PQgetlength(result, 0, column))});
         }
     }
-}
-
-std::string Replaced(std::string text, std::string_view from, std::string_view to) {
-    for (std::size_t at = text.find(from); at != std::string::npos;
-         at = text.find(from, at + to.size())) {
-        text.replace(at, from.size(), to);
-    }
-    return text;
 }
 
 // SQLite's words for types, in PostgreSQL's.
@@ -495,7 +522,8 @@ void PostgresDatabase::AwaitServer(short events) {
 
 // The connection is of no more use.
 void PostgresDatabase::Lose(const std::string& attempted) {
-    const std::string reason = OneLine(PQerrorMessage(m_connection.get()));
+    const std::string reason =
+        OneLine(WithoutOptionValues(PQerrorMessage(m_connection.get()), m_settings.dsn));
     m_connection.reset();
     throw Error(m_name + ": can't " + attempted + ": " + reason);
 }

@@ -375,6 +375,19 @@ TEST_F(PostgresConnecting, RefusesAPasswordInTheSettingAndDoesntRepeatIt) {
     }
 }
 
+TEST_F(PostgresConnecting, DoesNotQuoteTheValueOfAnOptionThatIsRefused) {
+    for (const std::string option :
+         {"sslmode=sesame", "sslmode=open%20sesame", "channel_binding=sesame", "gssencmode=sesame",
+          "target_session_attrs=sesame", "requirepeer=sesame", "replication=sesame",
+          "connect_timeout=4&ssl_min_protocol_version=sesame"}) {
+        EXPECT_THAT(FailureToOpen(SettingsWith(ServerDsn() + "&" + option)),
+                    AllOf(HasSubstr("can't connect: "), Not(HasSubstr("sesame"))))
+            << option;
+    }
+    EXPECT_THAT(FailureToOpen(SettingsWith(ServerDsn() + "&sslmode=sesame")),
+                HasSubstr("invalid sslmode value: (the dsn's sslmode)"));
+}
+
 TEST_F(PostgresConnecting, RefusesASettingThatCantBeReadAndQuotesNothingOfIt) {
     for (const char* const dsn :
          {"postgresql://u:sesame@[", "postgresql://u:%zzsesame@h/d", "postgresql://h/d?sesame=1",
