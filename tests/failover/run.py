@@ -191,13 +191,14 @@ def carry_out(folder, programs, media_dir):
                "the next run completes the work, as if nothing had been")
 
 
-def main():
+def main(usage, test):
+    """Carries out a test in a folder of its own; the exit status."""
     if len(sys.argv) != 3:
-        sys.exit(__doc__)
+        sys.exit(usage)
     programs, media_dir = map(os.path.abspath, sys.argv[1:])
     with tempfile.TemporaryDirectory(prefix="failover-") as folder:
         try:
-            carry_out(folder, programs, media_dir)
+            test(folder, programs, media_dir)
         except (Failed, subprocess.TimeoutExpired) as problem:
             print(f"FAILED: {problem}")
             return 1
@@ -206,4 +207,4 @@ def main():
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    sys.exit(main(__doc__, carry_out))

@@ -13,7 +13,7 @@ import sys
 import tempfile
 import threading
 
-from run import (BATCH, DEADLINE_S, LOCK, Failed, Holder, Recorder, demand, until)
+from run import BATCH, DEADLINE_S, LOCK, Holder, Recorder, demand, main, until
 from run import HALT_SQL, Server  # pylint: disable=ungrouped-imports
 
 BATCHES = 20
@@ -122,19 +122,5 @@ def carry_out(folder, programs, media_dir):
             proxy.close()
 
 
-def main():
-    if len(sys.argv) != 3:
-        sys.exit(__doc__)
-    programs, media_dir = map(os.path.abspath, sys.argv[1:])
-    with tempfile.TemporaryDirectory(prefix="silence-") as folder:
-        try:
-            carry_out(folder, programs, media_dir)
-        except (Failed, subprocess.TimeoutExpired) as problem:
-            print(f"FAILED: {problem}")
-            return 1
-    print("passed")
-    return 0
-
-
 if __name__ == "__main__":
-    sys.exit(main())
+    sys.exit(main(__doc__, carry_out))
