@@ -209,6 +209,20 @@ TEST_F(DatabaseSchema, IsMadeWhereItIsMissing) {
     Execute(KRDB::DB_RECORDING, "SELECT camera_id, day, count FROM recording_count;");
 }
 
+TEST_F(DatabaseSchema, NamesTheFolderThatCannotBeMade) {
+    std::filesystem::remove_all(recorder::kDatabaseDir);
+    contract::PutFile(recorder::kDatabaseDir, "in the way");
+
+    try {
+        recorder::InitDatabases();
+        FAIL() << "succeeded";
+    } catch (const recorder::Error& error) {
+        EXPECT_THAT(error.what(), HasSubstr(std::string("can't make the folder ") +
+                                            recorder::kDatabaseDir + ": "));
+    }
+    std::filesystem::remove(recorder::kDatabaseDir);
+}
+
 TEST_F(DatabaseSchema, TakesNoTwoCamerasOfOneUuid) {
     const auto insert = [](int id, const std::string& uuid) {
         return "INSERT INTO camera (id, name, storage_path, uuid) VALUES (" + std::to_string(id) +
