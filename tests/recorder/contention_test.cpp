@@ -2,6 +2,8 @@
 
 #include "platform/recording.h"
 #include "platform/taskstatus.h"
+#include "recorder/database/databases.h"
+#include "recorder/database/expiry.h"
 #include "recorder/ledger/undo.h"
 #include "recorder/run/pacedremoval.h"
 #include "recorder/run/run.h"
@@ -11,7 +13,12 @@
 #include "tests/contract/support/process.h"
 
 #include <chrono>
+#include <csignal>
 #include <filesystem>
+#include <functional>
+#include <numeric>
+
+#include <unistd.h>
 
 namespace {
 
@@ -49,6 +56,21 @@ int RemoveEvents(int count) {
 }
 
 class Contention : public contract::ContractTest {};
+
+long CountOf(const std::string& table) {
+    return std::stol(*Read("SELECT count(*) FROM " + table + ";")[0][0]);
+}
+
+// Runs `body` in a child and kills that as soon as the number of the table's rows has changed.
+void KillAfterFirstChange(const std::string& table, const std::function<int()>& body) {
+    constexpr std::chrono::seconds kDeadline{60};
+    const auto deadline = std::chrono::steady_clock::now() + kDeadline;
+    const long before = CountOf(table);
+    contract::Child child(body);
+    while (CountOf(table) == before && std::chrono::steady_clock::now() < deadline) {
+    }
+    child.Kill();
+}
 
 class ContentionRemoval : public contract::ContractTest {
 protected:
@@ -137,6 +159,114 @@ TEST_F(ContentionRemoval, SparesTheEventsOfACameraThatComesBackBetweenTwoTransac
     EXPECT_EQ(child.Wait(), 0);
     EXPECT_THAT(EventIds(), ElementsAre(world::Row{std::to_string(kBlock + 1)}));
     ExpectRemovedOnRecord(kBlock);
+}
+
+TEST_F(ContentionRemoval, ThatIsKilledBetweenTwoTransactionsIsOnRecordAndCompletedByTheNextRun) {
+    constexpr int kRows = 20 * kBlock;
+    InsertEvents(1, kRows);
+    recorder::RecordRun();
+    std::vector<long> ids(kRows);
+    std::iota(ids.begin(), ids.end(), 1);
+
+    contract::Child child([&] {
+        recorder::RemoveRows(KRDB::DB_RECORDING, "event", ids, [](std::size_t first, std::size_t) {
+            if (first > 2 * recorder::kRowsOfBlock) {
+                raise(SIGKILL);
+            }
+            return std::string();
+        });
+        return 0;
+    });
+    EXPECT_EQ(child.Wait(), -1);
+
+    const long left = CountOf("event");
+    EXPECT_GT(left, 0);
+    EXPECT_LT(left, kRows);
+    EXPECT_EQ(CountOf("removed"), kRows - left);
+    EXPECT_EQ(CountOf("event JOIN removed ON removed.row_id = event.id"), 0);
+
+    EXPECT_EQ(RemoveEvents(kRows), 0);
+    EXPECT_THAT(EventIds(), IsEmpty());
+    ExpectRemovedOnRecord(kRows);
+}
+
+TEST_F(ContentionRemoval, KeepsEveryRowWhereItsUndoIsKilledAndTheNextUndoCompletesIt) {
+    constexpr int kRows = 40 * kBlock;
+    InsertEvents(1, kRows);
+    recorder::RecordRun();
+    const long run = recorder::RunNumber();
+    ASSERT_EQ(RemoveEvents(kRows), 0);
+    recorder::CloseRun();
+    recorder::CloseDatabases(); // undo is another process's
+
+    KillAfterFirstChange("event", [&] {
+        (void)recorder::Undo({.run = run});
+        return 0;
+    });
+
+    const long back = CountOf("event");
+    EXPECT_GT(back, 0);
+    EXPECT_GT(CountOf("removed"), 0);
+    EXPECT_EQ(CountOf("(SELECT id FROM event UNION SELECT row_id FROM removed) AS either"), kRows);
+
+    EXPECT_THAT(recorder::Undo({.run = run}), SizeIs(1));
+    EXPECT_EQ(CountOf("event"), kRows);
+    EXPECT_EQ(CountOf("removed"), 0);
+}
+
+TEST_F(ContentionRemoval, IsForgottenByTheNextRunWhereItsExpiryIsKilled) {
+    constexpr int kRows = 40 * kBlock;
+    InsertEvents(1, kRows);
+    recorder::RecordRun();
+    ASSERT_EQ(RemoveEvents(kRows), 0);
+    recorder::CloseRun();
+    const auto forgetAll = [] {
+        recorder::Execute(KRDB::DB_RECORDING, "SELECT 1;"); // expiry is of open databases
+        recorder::ForgetExpired(0);
+        return 0;
+    };
+
+    KillAfterFirstChange("removed", forgetAll);
+
+    EXPECT_GT(CountOf("removed"), 0);
+    EXPECT_LT(CountOf("removed"), kRows);
+    EXPECT_EQ(CountOf("removal_age"), 1);
+
+    forgetAll();
+    EXPECT_EQ(CountOf("removed"), 0);
+    EXPECT_EQ(CountOf("removal_age"), 0);
+}
+
+// 20,000 rows each: an undo restores 4000 in one transaction, so every undo leaves the writer its
+// turn several times, as with any larger number.
+TEST_F(ContentionRemoval, CanBeUndoneTenTimesBesideAWriterThatCommitsEvery20Ms) {
+    constexpr int kRows = 10 * kBlock;
+    constexpr int kTimes = 10;
+    InsertEvents(1, kRows);
+    contract::Child writer([&] {
+        for (;;) {
+            world::Write(KRDB::DB_RECORDING, "INSERT INTO outbox (created_tm, topic, payload, due) "
+                                             "VALUES (0, 'turn', '', 0);");
+            usleep(20000);
+        }
+        return 0;
+    });
+    for (int time = 0; time < kTimes; ++time) {
+        recorder::BeginRun(kRunStart);
+        recorder::RecordRun();
+        const long run = recorder::RunNumber();
+        ASSERT_EQ(RemoveEvents(kRows), 0);
+        recorder::CloseRun();
+        recorder::CloseDatabases(); // undo is another process's
+        const long written = CountOf("outbox");
+
+        const std::vector<recorder::UndoneKind> undone = recorder::Undo({.run = run});
+
+        ASSERT_THAT(undone, SizeIs(1));
+        EXPECT_EQ(undone.front().restored, kRows);
+        EXPECT_GT(CountOf("outbox"), written);
+    }
+    EXPECT_EQ(CountOf("event"), kRows);
 }
 
 // Each row that the writer adds holds how many of the others had gone by then.
