@@ -1,10 +1,13 @@
 """krctl plan: it tells what krindexer does, and leaves no trace."""
 
+import fcntl
 import os
 import shutil
 import signal
 import socket
+import struct
 import subprocess
+import termios
 import threading
 import time
 
@@ -20,6 +23,12 @@ from support.state import differences, state_of
 NOTHING_TO_DO = "Nothing to add or remove: krindexer would change nothing.\n"
 COUNTS = ("row_without_file", "file_without_row", "badly_named", "changed_after_start",
           "thumbnail_missing", "folder_empty", "row_renewed", "damaged")
+
+
+def is_full(pipe):
+    """Nearly: who writes to it waits for a reader."""
+    waiting = struct.unpack("i", fcntl.ioctl(pipe, termios.FIONREAD, b"\0" * 4))[0]
+    return waiting > fcntl.fcntl(pipe, fcntl.F_GETPIPE_SZ) - 8192
 
 
 class PlanTest(KrctlTest):
@@ -584,6 +593,31 @@ class BrokenOff(PlanTest):
         for length in (0, len(notes) // 2, notes.rindex("end\t"), len(notes)):
             self.assert_no_plan(self.printing(notes[:length], "kill -KILL $$"),
                                 "krctl: krplan was killed by signal 9: there is no plan")
+
+    def test_is_neither_a_run_nor_a_plan_to_status_and_metrics(self):
+        """krplan writes more than a pipe holds, and nobody reads it: it is killed in the middle."""
+        self.recorder.query("recording.db", "INSERT INTO event (camera_id, path) WITH RECURSIVE "
+                            "number (n) AS (SELECT 1 UNION ALL SELECT n + 1 FROM number WHERE "
+                            "n < 20000) SELECT 1, '20140312AM/gone' || n || '.mp4' FROM number")
+        self.recorder.do("krindexer", "-e")
+        before = self.what_is_shown()
+        plan = process.start(self.recorder.command("krplan", "-r", "1", "-e"),
+                             stdout=subprocess.PIPE)
+        self.addCleanup(process.end, plan)
+        process.until(lambda: is_full(plan.stdout), "krplan doesn't write so much")
+
+        during = self.what_is_shown()
+        plan.kill()
+        plan.wait()
+
+        self.assertEqual(during, before)
+        self.assertEqual(self.what_is_shown(), before)
+
+    def what_is_shown(self):
+        metrics = self.recorder.run("krctl", "metrics").out
+        return [self.recorder.run("krctl", "status", "--json").json(),
+                self.recorder.run("krctl", "status").out,
+                [line for line in metrics.splitlines() if "age_seconds" not in line]]
 
     def test_at_any_byte_is_no_plan(self):
         notes = self.notes()
