@@ -18,8 +18,11 @@ RESTRICTED = ["setpriv", "--bounding-set=-dac_override,-dac_read_search"]
 class DoctorTest(KrctlTest):
     def diagnosis(self, *change, status=0):
         """Of all checks, by subject: (state, message, remedy). `change` starts the command otherwise."""
-        command = self.recorder.command("krctl", "doctor", "--json")
-        outcome = process.run([*command[:2], *change, *command[2:]])
+        if change:
+            command = self.recorder.command("krctl", "doctor", "--json")
+            outcome = process.run([*command[:2], *change, *command[2:]])
+        else:
+            outcome = self.recorder.krctl("doctor", "--json")
         self.assertEqual((outcome.status, outcome.err), (status, ""), outcome)
         document = outcome.json()
         self.assert_matches_schema(document, "doctor")
@@ -328,6 +331,7 @@ class Databases(DoctorTest):
             root = os.path.join(folder, "recorder")
             os.mkdir(root)
             self.recorder = type(self.recorder)(root, [f'dsn = "{postgresql.dsn}"'])
+            self.addCleanup(self.recorder.end)
 
             (state, message, _), = self.diagnosis()["database"]
 

@@ -63,7 +63,8 @@ class Status(RunTest):
     def test_takes_a_run_that_was_killed_for_what_it_is(self):
         release = self.hold_up()
         running = self.started("krindexer", "-r", "1")
-        live = process.until(self.running, "no run began")
+        live = process.until(lambda: (found := self.running()) and found["run"] and found,
+                             "no run began")
         os.kill(live["pid"], 9)
         running.wait(process.DEADLINE_S)
         release()

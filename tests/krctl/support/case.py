@@ -18,6 +18,8 @@ class KrctlTest(unittest.TestCase):
         folder = tempfile.TemporaryDirectory(prefix="kestora-krctl-")
         self.addCleanup(folder.cleanup)
         self.recorder = self.new_recorder(os.path.join(folder.name, "recorder"))
+        if self.recorder:
+            self.addCleanup(self.recorder.end)
 
     def new_recorder(self, root):
         os.mkdir(root)

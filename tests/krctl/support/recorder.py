@@ -5,13 +5,13 @@ import shutil
 import sys
 
 HERE = os.path.dirname(os.path.abspath(__file__))
-SANDBOX = os.path.join(HERE, "../../../script/sandbox")
 sys.path.insert(0, os.path.join(HERE, "../../scenarios"))
 sys.path.insert(0, os.path.join(HERE, "../../postgresql"))
 
 from runner import sqlite  # noqa: E402 (the path above comes first)
 from runner.database import TABLES  # noqa: E402
 from support import process  # noqa: E402
+from support.sandbox import SANDBOX, Sandbox  # noqa: E402
 
 PACKAGE_ROOT = "/var/packages/Kestora"
 HALF_DAY = "20140312AM"
@@ -27,6 +27,7 @@ class Recorder:
     def __init__(self, root, database=()):
         """`database`: lines of that section of the settings."""
         self.root = root
+        self.sandbox = None
         self.database = list(database)
         for folder in ("etc", "target/@KREmap", "var/snapshot", "var/log"):
             os.makedirs(self.path(folder))
@@ -91,13 +92,23 @@ class Recorder:
     # Programs
 
     def command(self, program, *arguments):
+        """With a sandbox of its own, in which it may mount what it likes."""
         return [SANDBOX, self.root, os.path.join(self.bin_dir, program), *arguments]
 
     def run(self, program, *arguments, **options):
-        return process.run(self.command(program, *arguments), **options)
+        return process.run(self._entering(options, program, *arguments), **options)
 
     def start(self, program, *arguments, **options):
-        return process.start(self.command(program, *arguments), **options)
+        return process.start(self._entering(options, program, *arguments), **options)
+
+    def _entering(self, options, program, *arguments):
+        self.sandbox = self.sandbox or Sandbox(self.root)
+        return self.sandbox.entering([os.path.join(self.bin_dir, program), *arguments],
+                                     options.get("cwd") or os.getcwd())
+
+    def end(self):
+        if self.sandbox:
+            self.sandbox.end()
 
     def do(self, program, *arguments):
         """Runs what can't fail; what it printed."""
