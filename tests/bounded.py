@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 """Runs one test: bounded.py SECONDS COMMAND...
 
-The command has a folder of its own for temporary files. However it ends, and where it isn't done in time,
-its processes are killed and that folder is removed. The exit status is the command's; 124 where the time
-was up.
+The command has a folder of its own for temporary files: in TMPDIR where that is set, else in memory where
+there is room. However it ends, and where it isn't done in time, its processes are killed and that folder is
+removed. The exit status is the command's; 124 where the time was up.
 """
 
 import ctypes
@@ -16,6 +16,9 @@ import tempfile
 
 PR_SET_CHILD_SUBREAPER = 36
 EXIT_TIME_IS_UP = 124
+
+IN_MEMORY = "/dev/shm"
+ROOM_BYTES = 1 << 30
 
 
 def adopt_orphans():
@@ -47,8 +50,18 @@ def remove(folder):
     shutil.rmtree(folder)
 
 
+def place():
+    """Where folders are made: recorders and servers of tests wait for a disk more than for anything
+    else. None is the usual place. Programs are started from there too."""
+    if "TMPDIR" in os.environ or not os.access(IN_MEMORY, os.W_OK):
+        return None
+    status = os.statvfs(IN_MEMORY)
+    has_room = status.f_bavail * status.f_frsize >= ROOM_BYTES
+    return IN_MEMORY if has_room and not status.f_flag & os.ST_NOEXEC else None
+
+
 def run(seconds, command):
-    folder = tempfile.mkdtemp(prefix="kt-")
+    folder = tempfile.mkdtemp(prefix="kt-", dir=place())
     # Servers of the tests run as another user where root runs the tests.
     os.chmod(folder, 0o755)
     try:
