@@ -14,6 +14,7 @@ A file "killed" does the same, but all of its processes are killed at once.
 import argparse
 import contextlib
 import ctypes
+import functools
 import os
 import pwd
 import select
@@ -49,6 +50,7 @@ class ServerError(Exception):
     """The server can't be started, or a statement failed on it."""
 
 
+@functools.cache
 def bin_dir():
     found = subprocess.run(["pg_config", "--bindir"], capture_output=True, text=True, check=True)
     return found.stdout.strip()

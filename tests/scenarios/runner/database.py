@@ -14,6 +14,8 @@ TABLES = {
 # What a run must bring in line and a second run must leave alone.
 MEDIA_TABLES = ("camera", "emap", "event", "alert_event", "recording_count", "snapshot")
 
+UNREADABLE = ["unreadable"]  # the columns of a table that can't be read; its row is the reason
+
 
 def tables_of(database):
     return [table for table, name in TABLES.items() if name == database]

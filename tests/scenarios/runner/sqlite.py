@@ -4,7 +4,7 @@ import os
 import sqlite3
 import struct
 
-from runner.database import TABLES
+from runner.database import TABLES, UNREADABLE
 from runner.systemcalls import numbers_of
 
 TIMEOUT_S = 30
@@ -77,7 +77,10 @@ class Sqlite:
             finally:
                 connection.close()
         except sqlite3.Error as error:
-            return ["unreadable"], [(str(error).encode(),)]
+            return UNREADABLE, [(str(error).encode(),)]
+
+    def dump_all(self, tables):
+        return {table: self.dump(table) for table in tables}
 
     def hold(self, name, exclusively):
         return Lock(self.root, name, exclusively)
