@@ -114,6 +114,11 @@ RunInProgress FindByProcess(const LiveRun& live, const UniqueFd& file) {
                : RunInProgress{answer, live, {}};
 }
 
+bool IsEmpty(const UniqueFd& file) {
+    struct stat64 status = {};
+    return fstat64(file.Get(), &status) == 0 && status.st_size == 0;
+}
+
 RunInProgress FindByLock() {
     const UniqueFd file = OpenTextFileIfThere(kRunLockFile, Links::Refuse);
     if (!file.IsOpen()) {
@@ -122,8 +127,13 @@ RunInProgress FindByLock() {
     if (HasRunMark(file)) {
         return {Answer::Yes, ReadRecord(file).value_or(Record()).live, {}};
     }
-    const std::optional<Record> record = ReadRecord(file);
-    return record && !record->hasMark ? FindByProcess(record->live, file) : RunInProgress();
+    if (const std::optional<Record> record = ReadRecord(file)) {
+        return record->hasMark ? RunInProgress() : FindByProcess(record->live, file);
+    }
+    // It may be a run without a mark, whose process is not known.
+    return IsEmpty(file) || CanHoldRunMark(file)
+               ? RunInProgress()
+               : Unknown(std::string("the run record in ") + kRunLockFile + " can't be read");
 }
 
 // Everyone may read a process's name and state, also where its open files are hidden. Where not

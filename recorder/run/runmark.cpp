@@ -33,6 +33,17 @@ void RemoveRunMark(const UniqueFd& lockFile) noexcept {
     fcntl(lockFile.Get(), F_OFD_SETLK, &mark);
 }
 
+bool CanHoldRunMark(const UniqueFd& lockFile) noexcept {
+    struct flock64 beside = ByteOfMark(F_RDLCK);
+    beside.l_start = 1; // nobody asks for this byte
+    if (fcntl(lockFile.Get(), F_OFD_SETLK, &beside) != 0) {
+        return false;
+    }
+    beside.l_type = F_UNLCK;
+    fcntl(lockFile.Get(), F_OFD_SETLK, &beside);
+    return true;
+}
+
 bool HasRunMark(const UniqueFd& lockFile) {
     // As a reader: another process that holds a shared lock on the byte is no run.
     struct flock64 mark = ByteOfMark(F_RDLCK);

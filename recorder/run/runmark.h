@@ -14,6 +14,10 @@ namespace recorder {
 // on the same byte.
 [[nodiscard]] bool SetRunMark(const UniqueFd& lockFile) noexcept;
 
+// Whether a mark could be set on this file: false where the kernel or the file system has no such
+// locks, and where that can't be seen. Takes nothing that keeps anyone from anything.
+[[nodiscard]] bool CanHoldRunMark(const UniqueFd& lockFile) noexcept;
+
 void RemoveRunMark(const UniqueFd& lockFile) noexcept;
 
 // Whether a process holds the mark. Takes nothing. Throws Error when it can't be queried.

@@ -185,6 +185,26 @@ TEST_F(RunLockShown, IsThereThoughItsRecordIsTorn) {
     EXPECT_EQ(found.live.pid, 0);
 }
 
+// A run without a mark may have written it.
+TEST_F(RunLockShown, IsUnknownWhereItsRecordIsTornAndNoMarkCanBeSet) {
+    contract::PutFile(recorder::kRunLockFile, "edition 7\nrun");
+    EXPECT_EQ(Registered(), Answer::No);
+    const recorder::UniqueFd other(open(recorder::kRunLockFile, O_RDWR | O_CLOEXEC));
+    struct flock64 beside = {};
+    beside.l_type = F_WRLCK;
+    beside.l_whence = SEEK_SET;
+    beside.l_start = 1;
+    beside.l_len = 1;
+    ASSERT_EQ(fcntl(other.Get(), F_OFD_SETLK, &beside), 0);
+
+    const recorder::RunInProgress found = recorder::FindRegisteredRun();
+
+    EXPECT_EQ(found.answer, Answer::Unknown);
+    EXPECT_THAT(found.why, testing::HasSubstr("can't be read"));
+    contract::PutFile(recorder::kRunLockFile, "");
+    EXPECT_EQ(Registered(), Answer::No);
+}
+
 // Half of one record and half of the next: read while it was being written.
 TEST_F(RunLockShown, PublishesNothingThatIsOfTwoRecords) {
     const auto record = [](long first, long last) {
