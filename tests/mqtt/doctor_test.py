@@ -67,6 +67,16 @@ class Publication(DoctorTest):
                               "publishing to it", None))
         self.assert_let_in(server)
 
+    def test_of_messages_that_are_queued_is_no_finding(self):
+        self.recorder.notify(self.broker().port)
+        self.recorder.put_due(2)
+        with open(self.recorder.path("var/db/outbox.lock"), "w", encoding="ascii") as lock:
+            fcntl.flock(lock, fcntl.LOCK_EX)
+            state, message, _ = self.diagnosis("outbox")
+        self.assertEqual(state, "ok")
+        self.assertIn("the last run is publishing them", message)
+        self.assertEqual(self.diagnosis("outbox")[0], "warning")
+
 
 class Password(DoctorTest):
     def test_is_right_when_the_broker_takes_it(self):

@@ -2,35 +2,16 @@
 #include "recorder/run/live.h"
 #include "recorder/settings/settings.h"
 #include "recorder/support/error.h"
-#include "recorder/support/paths.h"
-#include "recorder/support/textfile.h"
-#include "recorder/support/uninterrupted.h"
 #include "tools/krctl/doctor/checks.h"
+#include "tools/krctl/doctor/publication.h"
 
-#include <cerrno>
 #include <optional>
 #include <string>
 #include <utility>
 
-#include <sys/file.h>
-
 namespace {
 
 constexpr const char* kSubject = "broker";
-
-// A run publishes after its end, and holds this lock meanwhile. Throws Error.
-bool IsPublishing() {
-    const recorder::UniqueFd file =
-        recorder::OpenTextFileIfThere(recorder::kOutboxLockFile, recorder::Links::Refuse);
-    if (!file.IsOpen() ||
-        recorder::Uninterrupted([&] { return flock(file.Get(), LOCK_SH | LOCK_NB); }) == 0) {
-        return false;
-    }
-    if (errno != EWOULDBLOCK) {
-        throw recorder::SystemError(std::string("query the lock of ") + recorder::kOutboxLockFile);
-    }
-    return true;
-}
 
 // Where a run may be connected to the broker, which ends the older one of two connections of the
 // same client.

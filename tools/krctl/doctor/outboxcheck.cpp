@@ -3,6 +3,7 @@
 #include "recorder/settings/settings.h"
 #include "tools/common/words.h"
 #include "tools/krctl/doctor/checks.h"
+#include "tools/krctl/doctor/publication.h"
 
 #include <cstdlib>
 #include <string>
@@ -31,6 +32,9 @@ Checks CheckOutbox() {
     }
     if (recorder::FindRunInProgress().answer == recorder::RunInProgress::Answer::Yes) {
         return {Ok(kSubject, wait + "; the run in progress delivers them")};
+    }
+    if (IsPublishing()) {
+        return {Ok(kSubject, wait + "; the last run is publishing them")};
     }
     return {Warning(kSubject, wait, "krctl run delivers them once the broker answers")};
 }
