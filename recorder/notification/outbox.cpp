@@ -22,7 +22,8 @@ void PutWord(const std::string& topic, const std::string& body, bool due, const 
         RaiseIdsSql(KRDB::DB_RECORDING, "outbox", HighestNotedId(IdKind::Outbox).value_or(0)) +
         Format("INSERT INTO outbox (created_tm, topic, payload, due) VALUES (%ld, %s, %s, %d) "
                "RETURNING id;"
-               "DELETE FROM outbox WHERE due = 0 AND id <= (SELECT max(id) FROM outbox) - %d;",
+               "DELETE FROM outbox WHERE due = 0 AND id <= "
+               "(SELECT id FROM outbox ORDER BY id DESC LIMIT 1 OFFSET %d);",
                static_cast<long>(std::time(nullptr)), Quote(topic).c_str(), Quote(body).c_str(),
                due ? 1 : 0, kJournalEntries);
     if (!told.empty()) {

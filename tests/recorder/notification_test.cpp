@@ -107,4 +107,14 @@ TEST_F(Notification, KeepsTheNewestTenThousand) {
     EXPECT_EQ(words.back(), "alert_event/refresh {}");
 }
 
+// As after the outbox was restored from an older copy.
+TEST_F(Notification, KeepsOlderEntriesWhereTheirIdsJump) {
+    world::Write(KRDB::DB_RECORDING, "INSERT INTO outbox (id, created_tm, topic, payload) VALUES "
+                                     "(1, 1, 'old', '1'), (50000, 1, 'old', '2');");
+
+    NotifyAlertEventRefresh(0, 0, 0);
+
+    EXPECT_EQ(world::Outbox().size(), 3U);
+}
+
 } // namespace
