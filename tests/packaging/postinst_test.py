@@ -1,5 +1,6 @@
 """The folders that the package's postinst makes, as krctl doctor judges them."""
 
+import fcntl
 import json
 import os
 import re
@@ -18,6 +19,15 @@ set -- abort-remove
 . "$POSTINST"
 as_kestora() { "$@"; }
 make_folders
+"""
+
+# The upgrade of the databases alone; "krctl init" and the taking of a lock are noted instead.
+UPGRADE = """
+set -- abort-remove
+. "$POSTINST"
+flock() { echo "lock taken"; }
+as_kestora() { if [ "$1" = /usr/sbin/krctl ]; then echo "upgraded"; else "$@"; fi; }
+upgrade_databases 1
 """
 
 
@@ -39,6 +49,23 @@ class PostinstTest(KrctlTest):
         return subprocess.run([SANDBOX, self.root, *program, *command[1:]], stdin=subprocess.DEVNULL,
                               env={**os.environ, "POSTINST": POSTINST}, capture_output=True, text=True,
                               check=False, timeout=60)
+
+    def upgrade(self):
+        done = self.command("sh", "-c", UPGRADE)
+        self.assertEqual(done.returncode, 0, done)
+        return done.stdout + done.stderr
+
+    def test_databases_are_upgraded_without_taking_the_run_lock(self):
+        self.command("sh", "-c", MAKE_FOLDERS)
+        self.command("krctl", "init")
+        lock = os.path.join(self.root, "var/db/reindex.lock")
+        with open(lock, "a", encoding="ascii") as file:
+            self.assertEqual(self.upgrade(), "upgraded\n")
+            fcntl.flock(file, fcntl.LOCK_EX)
+            held = self.upgrade()
+        self.assertIn("krctl init", held)
+        self.assertNotIn("upgraded", held)
+        self.assertNotIn("lock taken", held)
 
     def test_doctor_has_no_complaint_about_their_modes(self):
         made = self.command("sh", "-c", MAKE_FOLDERS)
