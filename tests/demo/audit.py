@@ -1,16 +1,16 @@
-"""Compares the demo's recorder with its databases. Knows nothing of the tool: it reads the disk, the
-databases and, for what a recording is like, ffprobe.
+"""Compares the demo's recorder with its databases. It does not use the tool: it reads the disk, the
+databases and, for the properties of recordings, ffprobe.
 
-audit.py count WORK            tells how many files and rows there are
-audit.py table WORK            shows files and rows side by side
-audit.py planned WORK PLAN     fails unless PLAN, as krctl plan --json tells it, has as many rows to add and
+audit.py count WORK            prints the number of files and rows
+audit.py table WORK            prints files and rows side by side
+audit.py planned WORK PLAN     fails unless PLAN, printed by krctl plan --json, has as many rows to add and
                                to remove as there are files without row and rows without file
-audit.py save WORK STATE       keeps all rows and all files, as they are now, in the file STATE
+audit.py save WORK STATE       saves all rows and the state of all files to the file STATE
 audit.py agree WORK            fails unless every file has a row and every row a file
 audit.py same STATE STATE      fails unless nothing changed between the two
 audit.py report WORK STATE STATE
-                               fails unless files, rows and what the rows say are right, and no file
-                               was harmed; STATE: before and after the run that is reported
+                               fails unless files, rows and their contents are correct, and no file
+                               was harmed; STATE: before and after the run
 """
 
 import json
@@ -25,13 +25,13 @@ from layout import ALERT_CAMERAS, CAMERAS, THUMBNAIL_FOLDER, Recorder
 HALF_DAY = re.compile(r"[0-9]{8}[AP]M")
 RECORDING = re.compile(r".*[0-9]{8}-[0-9]{6}-([0-9]{10})(-LOCK)?\.(mp4|avi|mxg)")
 SNAPSHOT = re.compile(r".*-[0-9]{8}-[0-9]{10}(-Modified-[0-9]+)?\.jpg")
-# The course of a run and the age of the ledger, not what a run found.
+# These tables hold the progress of runs and the age of the ledger, not their results.
 CHANGING_TABLES = ("task", "outbox", "run", "run_part", "ledger_age")
 SECONDS_PER_DAY = 86400
 
 
 class Kind:
-    """One line of the table: the media files of a kind, and the rows that stand for them."""
+    """One line of the table: the media files of a kind, and their rows."""
 
     def __init__(self, label, title, root, files, others, table, column, camera=None):
         self.label, self.title, self.root = label, title, root
@@ -59,7 +59,7 @@ def half_days(root):
 
 
 def recordings(root):
-    """The files in the half-day folders: the well-named ones, and the others."""
+    """The files in the half-day folders: those with valid names, and the others."""
     files = [f"{folder}/{name}" for folder in half_days(root)
              for name in plain_files(os.path.join(root, folder))]
     named = [file for file in files if RECORDING.fullmatch(os.path.basename(file))]
@@ -87,7 +87,7 @@ def all_kinds(recorder):
 
 
 def read_disk(recorder):
-    """Every file that the recorder's users care for, and the half-day folders that hold none."""
+    """All files below the media folders, and the empty folders."""
     files, empty = {}, []
     for root in [recorder.storage(camera) for camera in CAMERAS] + [recorder.snapshots,
                                                                    recorder.emaps]:
@@ -116,7 +116,7 @@ def show_table(recorder):
         print(f"  {kind.title:28}{len(kind.files):6}{len(kind.rows(tables)):6}"
               f"{files_only:14}{rows_only:14}")
     others = sum(len(kind.others) for kind in all_kinds(recorder))
-    print(f"  beside these: badly named files: {others}, "
+    print(f"  not counted above: files with invalid names: {others}, "
           f"empty half-day folders: {len(read_disk(recorder)[1])}")
 
 
@@ -154,8 +154,7 @@ def change_faults(before, after):
 
 
 def harm_faults(recorder, before, after):
-    """A run makes thumbnails of snapshots and removes empty folders; the disk is otherwise as it
-    was."""
+    """A run makes thumbnails of snapshots and removes empty folders. Nothing else on the disk may change."""
     thumbnails = os.path.join(recorder.snapshots, THUMBNAIL_FOLDER, "")
     faults = [f"file harmed: {path}" for path, status in before["files"].items()
               if after["files"].get(path) != status]
@@ -221,7 +220,7 @@ def count_faults(tables):
 
 
 def difference(kind, tables):
-    """How many files have no row, and how many rows no file."""
+    """The number of files without a row, and of rows without a file."""
     files, rows = set(kind.files), set(kind.rows(tables))
     return len(files - rows), len(rows - files)
 
@@ -272,7 +271,7 @@ def main():
         faults = change_faults(before, after)
         if not faults:
             print(f"  {sum(map(len, after['tables'].values()))} rows and {len(after['files'])} "
-                  "files compared: all as before")
+                  "files compared: unchanged")
     else:
         recorder = Recorder(arguments[0])
         if command == "count":

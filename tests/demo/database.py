@@ -1,5 +1,5 @@
-"""The demo's view of the recorder's rows, past the tool: SQLite's files, or, where DEMO_DSN names one,
-a PostgreSQL server by psql."""
+"""The rows of the demo's recorder, read without the tool: from SQLite's files, or with psql from the PostgreSQL
+server that DEMO_DSN names."""
 
 import contextlib
 import json
@@ -21,7 +21,7 @@ class Sqlite:
         self.folder = folder
 
     def tables(self):
-        """Name of a table to its rows, each a dict. The next ids are a table too."""
+        """A map from the name of a table to its rows, each a dict. The next ids are a table, too."""
         found = {}
         for database in DATABASES:
             with self._open(database) as connection:
@@ -35,7 +35,7 @@ class Sqlite:
         return found
 
     def delete(self, table, column, value):
-        """Returns how many rows went."""
+        """Returns the number of deleted rows."""
         for database in DATABASES:
             with self._open(database) as connection:
                 if self._holds(connection, table):
@@ -50,7 +50,7 @@ class Sqlite:
 
     @contextlib.contextmanager
     def _open(self, database):
-        """What was changed is committed at the end."""
+        """Changes are committed at the end."""
         path = os.path.join(self.folder, database + ".db")
         if not os.path.exists(path):
             raise SystemExit(f"demo: there is no database {path}")
@@ -93,7 +93,7 @@ class Postgres:
     def _psql(self, statement, **variables):
         words = [word for name, value in {**variables, "schema": SCHEMA}.items()
                  for word in ("-v", f"{name}={value}")]
-        # Variables are known on standard input only.
+        # psql expands variables only on standard input.
         done = subprocess.run(["psql", "-XqAt", "-v", "ON_ERROR_STOP=1", *words, "-d", self.dsn],
                               input=f"SET search_path TO {SCHEMA}; {statement};", text=True,
                               capture_output=True, check=False)

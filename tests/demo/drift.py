@@ -1,5 +1,5 @@
-"""drift.py WORK: lets the demo's recorder drift: files come and go behind the database's back, and
-rows get lost behind the disk's. Tells what it did, a line for each."""
+"""drift.py WORK: makes files and rows of the demo's recorder differ: adds and deletes files without the
+database, and rows without the disk. Prints a line for each change."""
 
 import os
 import shutil
@@ -58,7 +58,7 @@ def drift_front(recorder):
     yield f"Front: {len(new)} recordings made while the database was down"
     cut, = new_recordings(recorder, FRONT, storage, "Front.mp4", [moment(21, 11, 15)])
     os.truncate(cut, os.path.getsize(cut) // 2)
-    yield "Front: 1 recording cut short by a power failure"
+    yield "Front: 1 recording truncated by a power failure"
 
 
 def drift_yard(recorder):
@@ -71,7 +71,7 @@ def drift_yard(recorder):
     yield f"Yard:  {len(new)} recordings copied in from a card"
     nameless = os.path.join(storage, half_day(moment(20, 20, 0)), "Yard-last-night.avi")
     media.record(os.path.join(recorder.masters, "Yard.avi"), [nameless])
-    yield "Yard:  1 file copied in whose name tells no time"
+    yield "Yard:  1 file copied in without a time in its name"
     os.mkdir(os.path.join(storage, "20261121AM"))
     yield "Yard:  1 half-day folder left empty"
 
@@ -105,9 +105,9 @@ def drift_snapshots(recorder):
     media.take_pictures(master, [thumbnail(path) for path in paths[:2]], "160x90")
     for path, when in zip(paths, times + times[:1]):
         media.take_at(path, when)
-    yield f"snapshots: {len(paths)} new, 2 of them with a thumbnail already"
+    yield f"snapshots: {len(paths)} new, 2 of them already with a thumbnail"
     media.take_pictures(master, [os.path.join(recorder.snapshots, "Front-holiday.jpg")])
-    yield "snapshots: 1 picture copied in whose name tells no time"
+    yield "snapshots: 1 picture copied in without a time in its name"
 
 
 def thumbnail(path):
@@ -116,7 +116,7 @@ def thumbnail(path):
 
 def drift_emaps(recorder):
     os.remove(os.path.join(recorder.emaps, "cellar.jpg"))
-    yield "e-maps: 1 image deleted, its row left"
+    yield "e-maps: 1 image deleted, but not its row"
 
 
 def main():

@@ -1,5 +1,5 @@
-"""fill.py WORK: gives the demo's recorder its recordings, snapshots and e-maps, and the rows of the
-e-maps. The rows of everything else are the tool's to make."""
+"""fill.py WORK: creates the recordings, snapshots and e-maps of the demo's recorder, and the rows of the
+e-maps. The tool adds all other rows."""
 
 import os
 import sys

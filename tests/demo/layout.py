@@ -1,4 +1,4 @@
-"""Where things lie on the demo's recorder, and how its files are named."""
+"""The folders of the demo's recorder, and the names of its files."""
 
 import datetime
 import os
@@ -26,7 +26,7 @@ THUMBNAIL_FOLDER = "@Thumbnail"
 
 
 class Recorder:
-    """A recorder in a folder of its own; `package` is what the tool sees as the package's root."""
+    """A recorder in a folder of its own; for the tool, `package` is the package's root."""
 
     def __init__(self, work):
         self.work = work

@@ -1,7 +1,7 @@
-"""Real recordings and pictures, by the ffmpeg command line.
+"""Real recordings and pictures, made with the ffmpeg command line.
 
-A handful of master clips is encoded; every recording is a stretch of one, of a length of its own,
-taken without encoding again.
+A few master clips are encoded. Every recording is a part of one, with a different length, copied without
+encoding it again.
 """
 
 import os
@@ -38,12 +38,12 @@ def encode_masters(folder):
 
 
 def length(number):
-    """Seconds, 2.1 to 8.9, different for neighbours; never near a half, which rounds either way."""
+    """Seconds, 2.1 to 8.9, different for neighbours; never near a half, which could be rounded up or down."""
     return 2 + number % 7 + (0.1, 0.3, 0.7, 0.9)[number % 4]
 
 
 def record(master, paths, first_number=0):
-    """Makes a recording at each of the paths, all in one go."""
+    """Makes a recording at each of the paths with one command."""
     container = FORMATS[os.path.splitext(master)[1]]
     outputs = []
     for number, path in enumerate(paths, first_number):
@@ -56,7 +56,7 @@ def record(master, paths, first_number=0):
 
 
 def take_pictures(master, paths, size="640x360"):
-    """Makes a JPEG picture at each of the paths, each of another moment of the master."""
+    """Makes a JPEG picture at each of the paths, each from a different moment of the master."""
     container = FORMATS[os.path.splitext(master)[1]]
     outputs = []
     for number, path in enumerate(paths):
@@ -68,5 +68,5 @@ def take_pictures(master, paths, size="640x360"):
 
 
 def take_at(path, when):
-    """Gives a file the times that it would have, had it been made then."""
+    """Sets the times of a file as if it had been made at that moment."""
     os.utime(path, (when.timestamp(), when.timestamp()))

@@ -1,4 +1,4 @@
-"""What ffprobe says of a recording."""
+"""The properties of a recording, from ffprobe."""
 
 import json
 import os
@@ -21,7 +21,7 @@ class Facts:
 
 
 def recording(path):
-    """The facts of a recording; nothing but zeros where its container can't be read."""
+    """The properties of a recording; all zero if its container can't be read."""
     container = FORMATS[os.path.splitext(path)[1]]
     entries = "format=duration:stream=codec_type,codec_name,width,height,nb_read_packets"
     done = subprocess.run(["ffprobe", "-v", "error", "-f", container, "-count_packets",
@@ -32,7 +32,7 @@ def recording(path):
     answer = json.loads(done.stdout)
     streams = {stream["codec_type"]: stream for stream in answer["streams"]}
     video, audio = streams["video"], streams.get("audio", {})
-    # A bare stream of frames has no times: its frames are its length.
+    # A bare stream of frames has no times: its length is the number of frames.
     seconds = (int(video["nb_read_packets"]) / FRAMES_PER_SECOND if container == "mjpeg"
                else float(answer["format"]["duration"]))
     return Facts(int(seconds + 0.5), VIDEO_TYPES[video["codec_name"]],
