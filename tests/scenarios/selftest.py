@@ -35,9 +35,8 @@ krindexer -e -s -r 1
 
 THEN = """\
 log
-  [reindex] [notice] krindexer DoReindexEmap: Start to re-index emap.
-  [reindex] [notice] emapindexer Log: Have removed [1] unreferenced emap records.
-  [reindex] [notice] krindexer DoReindexEmap: Re-index emap complete with re-indexed record cnt [1].
+  part emap 1
+    [reindex] [notice] emapindexer Log: Have removed [1] unreferenced emap records.
   [reindex] [notice] krindexer DoReindexSnapshot: Start to re-index snapshot.
   ...
   [reindex] [notice] krindexer DoReindexEvent: Start to re-index event.
@@ -62,8 +61,15 @@ new var/snapshot/@Thumbnail/cam1-20240101-1704067200.jpg jpeg=320x240
 
 # What is wrong then: the file, the text, and what stands there instead.
 CHANGES = {
-    "a log line too few": ("then", "  [reindex] [notice] emapindexer Log: Have removed [1] "
+    "a log line too few": ("then", "    [reindex] [notice] emapindexer Log: Have removed [1] "
                                    "unreferenced emap records.\n", ""),
+    "a log line outside of its part": ("then", "    [reindex] [notice] emapindexer",
+                                       "  [reindex] [notice] emapindexer"),
+    "a part too many": ("then", "log\n", "log\n  part emap 0\n"),
+    "a part of another kind": ("then", "part emap 1", "part event 1"),
+    "a wrong number of a part": ("then", "part emap 1", "part emap 2"),
+    "a part that is not expected": ("then", "  part emap 1\n    [reindex]", "  [reindex]"),
+    "a part of no kind": ("then", "part emap 1", "part map 1"),
     "a log line too many": ("then", "  ...\n", "  ...\n  nothing of this kind\n"),
     "a wrong number in the log": (
         "then", "event complete with <some text> cnt [1]",

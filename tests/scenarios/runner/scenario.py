@@ -8,6 +8,7 @@ import subprocess
 import sys
 
 from runner.given import PACKAGE_ROOT, Given
+from runner.parts import fold
 from runner.postgresql import Postgresql
 from runner.sqlite import Sqlite
 from runner.steps import StepFailed, Steps
@@ -120,7 +121,7 @@ def show_moment(root, moment, steps):
         print(f"exit {label} {process.status}")
         for stream in ("stdout", "stderr"):
             show_block(f"{stream} {label}", process.output(stream).split("\n")[:-1])
-    show_block("log", read_log(root))
+    show_block("log", fold(read_log(root)))
     for table, content in moment.tables.items():
         show_block(f"rows {table}", show_rows(*content) if content[1] else [])
     show_block("files", show_files(moment.files))

@@ -7,6 +7,7 @@ import subprocess
 
 from runner import tree
 from runner.database import MEDIA_TABLES, UNREADABLE
+from runner.parts import unfold
 from runner.text import (CaseError, blocks, expand, pattern_of, show_cell, shown, split_cells,
                          split_options, tokens, unquote)
 
@@ -99,7 +100,7 @@ class Then:
             case ["stdout" | "stderr" as stream, *label]:
                 self.outputs[(label[0] if label else "1", stream)] = lines
             case ["log"]:
-                self.log = lines
+                self.log = unfold(lines)
             case ["rows", table]:
                 self.tables[table] = lines
             case ["count", table, number]:
