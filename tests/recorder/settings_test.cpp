@@ -190,6 +190,8 @@ INSTANTIATE_TEST_SUITE_P(
                 "an integer from 0 to 600000"},
         Refused{"[database]\nlock_timeout_ms = 600001\n", 2, "database.lock_timeout_ms",
                 "from 0 to 600000"},
+        Refused{"# of how many\n[database]\n\nlock_timeout_ms = \"10\"\n", 4,
+                "database.lock_timeout_ms", "an integer from 0 to 600000"},
         Refused{"[debug_log]\nreindex = 8\n", 2, "debug_log.reindex", "an integer from 0 to 7"},
         Refused{"[debug_log]\nreindex = 'debug'\n", 2, "debug_log.reindex", "from 0 to 7"}));
 
@@ -343,6 +345,8 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         Refused{"\ncolour = 1\n", 2, "unknown key colour",
                 "expected one of database, debug_log, ledger, log, notifications, snapshot"},
+        Refused{"[logg]\nold_files = 3\n", 1, "unknown key logg",
+                "expected one of database, debug_log, ledger, log, notifications, snapshot"},
         Refused{"[log]\nmax_size = 1\n", 2, "unknown key log.max_size",
                 "expected one of max_size_mib, old_files"},
         Refused{"[database]\ntimeout = 1\n", 2, "unknown key database.timeout",
@@ -378,6 +382,7 @@ TEST_P(SettingsNoToml, IsRefusedWithFileLineAndReason) {
 
 INSTANTIATE_TEST_SUITE_P(Texts, SettingsNoToml,
                          testing::Values(NoToml{"[log]\n[log]\n", 2}, NoToml{"a = \n", 1},
+                                         NoToml{"[log]\nold_files = = 3\n", 2},
                                          NoToml{"\n\n[log\n", 3},
                                          NoToml{"[log]\nold_files = 1\nold_files = 2\n", 3}));
 

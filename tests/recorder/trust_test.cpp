@@ -216,6 +216,14 @@ TEST_F(Trust, IsDeniedToWhatIsNoRegularFile) {
     EXPECT_THAT(ToRead(file), HasSubstr(file + " is a folder; expected a regular file"));
     EXPECT_THAT(ToWrite(file), HasSubstr(file + " is a folder; expected a regular file"));
 
+    fs::remove(file);
+    ASSERT_EQ(mknod(file.c_str(), S_IFSOCK | 0600, 0), 0);
+    EXPECT_THAT(ToRead(file), HasSubstr(file + " is a socket; expected a regular file"));
+    EXPECT_THAT(ToWrite(file), HasSubstr(file + " is a socket; expected a regular file"));
+
+    const std::string zero = Link("device", "/dev/zero");
+    EXPECT_THAT(ToRead(zero), HasSubstr("/dev/zero, to which " + zero +
+                                        " leads, is a device; expected a regular file"));
     EXPECT_THAT(ToRead("/dev/null"), HasSubstr("/dev/null is a device"));
     EXPECT_THAT(ToRead("/dev/null/file"), HasSubstr("/dev/null is a device; expected a folder"));
 }
