@@ -13,14 +13,6 @@ namespace recorder {
 
 namespace {
 
-RunLock TakeRunLock() {
-    std::optional<RunLock> lock = RunLock::TryTake();
-    if (!lock) {
-        throw Error("a run is in progress: no camera is adopted before it has ended");
-    }
-    return std::move(*lock);
-}
-
 std::optional<CameraRow> RowWithUuid(const std::string& uuid) {
     for (const CameraRow& camera : ListCameras()) {
         if (camera.uuid == uuid) {
@@ -135,7 +127,7 @@ Adoption Adopt(const FoundCamera& camera, const std::vector<FoundCamera>& found)
 AdoptionReport AdoptCamerasIn(const std::string& folder) {
     AdoptionReport report{{}, FindCamerasIn(folder)};
     const UniqueFd lock = LockCameras();
-    const RunLock runLock = TakeRunLock();
+    const RunLock runLock = RunLock::Take("no camera is adopted before it has ended");
     (void)ListCameras(); // a database that can't be read is no camera's fault
     for (const FoundCamera& camera : report.search.found) {
         try {

@@ -6,6 +6,7 @@
 #include "recorder/logging/edge.h"
 #include "recorder/run/taps.h"
 #include "recorder/support/error.h"
+#include "recorder/support/folder.h"
 #include "recorder/support/openfolder.h"
 
 #include <exception>
@@ -26,10 +27,7 @@ std::string UsableStoragePath(int id, int dataSource, int revision) {
     if (!row) {
         throw Error("can't load " + name + ": there is none");
     }
-    std::string path = row->storagePath;
-    while (path.size() > 1 && path.ends_with('/')) {
-        path.pop_back();
-    }
+    std::string path = WithoutTrailingSlashes(row->storagePath);
     if (!path.starts_with('/')) {
         throw Error("can't load " + name + ": its storage folder is \"" + path +
                     "\"; expected an absolute path");

@@ -3,6 +3,7 @@
 #include "recorder/settings/settings.h"
 #include "recorder/support/deadline.h"
 #include "recorder/support/error.h"
+#include "recorder/support/folder.h"
 #include "recorder/support/format.h"
 #include "recorder/support/paths.h"
 #include "recorder/support/uninterrupted.h"
@@ -26,8 +27,7 @@ constexpr std::chrono::milliseconds kBetweenAttempts{20};
 
 // The folder itself, so that there is no other file to make, own and clean up.
 UniqueFd OpenFolder() {
-    UniqueFd folder(
-        Uninterrupted([] { return open(kDatabaseDir, O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
+    UniqueFd folder = OpenFolderByPath(kDatabaseDir);
     if (folder.IsOpen()) {
         return folder;
     }

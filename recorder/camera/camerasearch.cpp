@@ -1,9 +1,8 @@
 #include "recorder/camera/camerasearch.h"
 
-#include "platform/utility.h"
 #include "recorder/support/error.h"
 #include "recorder/support/folder.h"
-#include "recorder/support/paths.h"
+#include "recorder/support/medianames.h"
 #include "recorder/support/presence.h"
 
 #include <algorithm>
@@ -15,12 +14,10 @@ namespace recorder {
 namespace {
 
 constexpr int kLevels = 5;
-constexpr const char* kAlertDirName = "laRec";
 
 bool IsSearched(const std::string& name) {
-    static const KRRegEx halfDay("^[0-9]{8}[AP]M$");
-    return !name.starts_with('.') && name != kThumbnailDirName && name != kAlertDirName &&
-           !halfDay.IsMatch(name);
+    return !name.starts_with('.') && name != kThumbnailDirName && name != kAlertRecordingDirName &&
+           !IsHalfDayName(name);
 }
 
 dev_t FileSystemOf(const std::string& folder) {

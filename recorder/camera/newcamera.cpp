@@ -5,6 +5,7 @@
 #include "recorder/camera/storagefolder.h"
 #include "recorder/run/runlock.h"
 #include "recorder/support/error.h"
+#include "recorder/support/folder.h"
 #include "recorder/support/presence.h"
 #include "recorder/support/uuid.h"
 
@@ -16,13 +17,6 @@ namespace {
 
 std::optional<std::string> IdOf(const std::optional<Volume>& volume) {
     return volume ? std::optional(volume->id) : std::nullopt;
-}
-
-std::string WithoutTrailingSlash(std::string path) {
-    while (path.size() > 1 && path.ends_with('/')) {
-        path.pop_back();
-    }
-    return path;
 }
 
 [[noreturn]] void RefuseFolderOf(const CameraIdentity& owner, const std::string& folder) {
@@ -68,20 +62,12 @@ std::string IdentityForBound(const CameraRow& camera) {
     return uuid;
 }
 
-RunLock TakeRunLock() {
-    std::optional<RunLock> lock = RunLock::TryTake();
-    if (!lock) {
-        throw Error("a run is in progress: no camera is removed before it has ended");
-    }
-    return std::move(*lock);
-}
-
 } // namespace
 
 BoundCamera AddNewCamera(int id, const std::string& name, const std::string& storagePath) {
     DemandFolder(storagePath);
     const UniqueFd lock = LockCameras();
-    CameraRow camera{.id = id, .name = name, .storagePath = WithoutTrailingSlash(storagePath)};
+    CameraRow camera{.id = id, .name = name, .storagePath = WithoutTrailingSlashes(storagePath)};
     if (FindCamera(id)) {
         throw Error("there is a camera with the id " + std::to_string(id) + " already");
     }
@@ -116,7 +102,7 @@ BoundCamera BindCamera(int id) {
 CameraRow ForgetCamera(int id) {
     const UniqueFd lock = LockCameras();
     CameraRow camera = DemandCamera(id);
-    const RunLock runLock = TakeRunLock();
+    const RunLock runLock = RunLock::Take("no camera is removed before it has ended");
     RemoveCamera(id);
     return camera;
 }

@@ -1,7 +1,7 @@
 #include "recorder/camera/cameraidentity.h"
 #include "recorder/support/error.h"
+#include "recorder/support/folder.h"
 #include "recorder/support/format.h"
-#include "recorder/support/uninterrupted.h"
 #include "recorder/support/uniquefd.h"
 #include "recorder/support/wholefile.h"
 
@@ -25,8 +25,7 @@ void WriteCameraIdentity(const std::string& folder, const CameraIdentity& identi
                            "bytes",
                            folder.c_str(), kMaxCameraNameBytes));
     }
-    const UniqueFd open(
-        Uninterrupted([&] { return ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
+    const UniqueFd open = OpenFolderByPath(folder);
     if (!open.IsOpen()) {
         throw SystemError("open the folder " + folder);
     }

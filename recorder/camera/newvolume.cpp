@@ -2,7 +2,7 @@
 
 #include "recorder/camera/volume.h"
 #include "recorder/support/error.h"
-#include "recorder/support/uninterrupted.h"
+#include "recorder/support/folder.h"
 #include "recorder/support/uniquefd.h"
 #include "recorder/support/uuid.h"
 #include "recorder/support/wholefile.h"
@@ -23,8 +23,7 @@ UniqueFd OpenFolder(const std::string& path) {
     if (!path.starts_with('/')) {
         throw Error(path + ": expected an absolute path");
     }
-    UniqueFd folder(
-        Uninterrupted([&] { return open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
+    UniqueFd folder = OpenFolderByPath(path);
     if (!folder.IsOpen() && (errno == ENOENT || errno == ENOTDIR)) {
         throw Error(path + ": expected a folder that exists");
     }

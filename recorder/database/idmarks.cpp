@@ -5,6 +5,7 @@
 #include "recorder/support/deadline.h"
 #include "recorder/support/error.h"
 #include "recorder/support/filelock.h"
+#include "recorder/support/folder.h"
 #include "recorder/support/format.h"
 #include "recorder/support/paths.h"
 #include "recorder/support/uninterrupted.h"
@@ -90,8 +91,7 @@ void WriteMarks(const UniqueFd& file, const Marks& marks) {
 
 // A file that was just made has its name on the disk, too.
 void Flush(const UniqueFd& file) {
-    const UniqueFd folder(
-        Uninterrupted([] { return open(kDatabaseDir, O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
+    const UniqueFd folder = OpenFolderByPath(kDatabaseDir);
     if (!folder.IsOpen() || fsync(file.Get()) != 0 || fsync(folder.Get()) != 0) {
         throw SystemError(std::string("flush ") + kIdMarksFile);
     }

@@ -17,14 +17,6 @@ namespace recorder {
 
 namespace {
 
-RunLock TakeRunLock() {
-    std::optional<RunLock> lock = RunLock::TryTake();
-    if (!lock) {
-        throw Error("a run is in progress: nothing is restored before it has ended");
-    }
-    return std::move(*lock);
-}
-
 bool HasColumn(const MediaTable& table, const std::string& column) {
     return std::find(table.columns.begin(), table.columns.end(), column) != table.columns.end();
 }
@@ -235,7 +227,7 @@ void UndoTable(const MediaTable& table, const std::string& chosen, UndoneKind& u
 } // namespace
 
 std::vector<UndoneKind> Undo(const UndoSelection& selection) {
-    const RunLock lock = TakeRunLock();
+    const RunLock lock = RunLock::Take("nothing is restored before it has ended");
     const RunRecord run = RequireRun(selection);
     std::vector<UndoneKind> undone;
     try {

@@ -5,6 +5,7 @@
 #include "recorder/database/databases.h"
 #include "recorder/support/error.h"
 #include "recorder/support/folder.h"
+#include "recorder/support/medianames.h"
 #include "recorder/support/openfolder.h"
 #include "recorder/support/presence.h"
 
@@ -67,12 +68,6 @@ std::string RecordingFolder(int camId, const std::string& subFolder) {
     return subFolder.empty() ? storage : storage + "/" + subFolder;
 }
 
-// Whether recordings are looked for in this folder.
-bool IsWalked(const std::string& folder) {
-    static const KRRegEx halfDay("^[0-9]{8}[AP]M$");
-    return halfDay.IsMatch(folder);
-}
-
 // Demands that the folder is readable to its end, or truly absent, and that no file in it has one
 // of these names: a recording that wasn't seen because of a passing failure is not gone. Whether
 // the folder is there.
@@ -106,7 +101,7 @@ void DemandGone(const std::string& root, const NamesByFolder& files) {
     for (const auto& [view, names] : files) {
         const std::string folder = view.empty() ? root : root + "/" + std::string(view);
         try {
-            DemandGone(folder, IsWalked(std::string(view)) ? names : Names());
+            DemandGone(folder, IsHalfDayName(std::string(view)) ? names : Names());
         } catch (const LinkInPath&) {
             DemandNoDoubt(folder);
         }

@@ -3,12 +3,10 @@
 #include "recorder/container/container.h"
 #include "recorder/logging/edge.h"
 #include "recorder/support/error.h"
+#include "recorder/support/medianames.h"
 #include "recorder/support/uninterrupted.h"
 
-#include <algorithm>
-#include <charconv>
 #include <optional>
-#include <string_view>
 
 #include <sys/stat.h>
 
@@ -16,30 +14,9 @@ namespace recorder {
 
 namespace {
 
-constexpr std::size_t kStartDigits = 10;
-constexpr std::string_view kLockedSuffix = "-LOCK";
-
 // The half-day folder and the file name: a volume may be mounted elsewhere tomorrow.
 std::string RowPath(const std::string& fullPath) {
     return GetBaseName(GetDirPath(fullPath)) + "/" + GetBaseName(fullPath);
-}
-
-// The ten digits before the extension, or before "-LOCK"; nothing where there are none.
-std::optional<int64_t> StartTimeOf(const std::string& fileName) {
-    std::string_view stem(fileName);
-    stem = stem.substr(0, stem.rfind('.'));
-    if (stem.ends_with(kLockedSuffix)) {
-        stem.remove_suffix(kLockedSuffix.size());
-    }
-    const std::string_view digits = stem.substr(stem.size() - std::min(stem.size(), kStartDigits));
-    int64_t startTm = 0;
-    const auto [end, error] =
-        std::from_chars(digits.data(), digits.data() + digits.size(), startTm);
-    if (digits.size() != kStartDigits || error != std::errc() || startTm < 0 ||
-        end != digits.data() + digits.size()) {
-        return std::nullopt;
-    }
-    return startTm;
 }
 
 uint64_t FileSize(const std::string& path) {
@@ -78,7 +55,7 @@ void FillFromFile(Reidx::RecInfo& info, const std::string& fullPath, ContainerKi
 
 void Fill(Reidx::RecInfo& info, const std::string& fullPath) {
     // First what needs no disk: a failing one must not cost the recording its day.
-    const std::optional<int64_t> startTm = StartTimeOf(GetBaseName(fullPath));
+    const std::optional<int64_t> startTm = StartTmOfName(fullPath);
     info.startTm = startTm.value_or(0);
     info.endTm = info.startTm;
     const std::optional<ContainerKind> kind = ContainerKindOf(fullPath);

@@ -7,6 +7,7 @@
 #include "recorder/run/pacedremoval.h"
 #include "recorder/run/taps.h"
 #include "recorder/support/error.h"
+#include "recorder/support/medianames.h"
 
 #include <algorithm>
 #include <charconv>
@@ -18,8 +19,6 @@
 namespace recorder {
 
 namespace {
-
-constexpr const char* kAlertRecordingFolder = "laRec";
 
 void CheckFilter(const EventFilterParam& filter) {
     if (filter.limit != 0) {
@@ -109,6 +108,6 @@ int AlertDelUnrefRecsFromDB(const std::list<int>& ids, int camId) {
         std::sort(sorted.begin(), sorted.end());
         return recorder::RemoveUnreferenced(gszTableAlertEvent, sorted,
                                             " AND camera_id = " + std::to_string(camId),
-                                            recorder::kAlertRecordingFolder);
+                                            recorder::kAlertRecordingDirName);
     });
 }

@@ -1,6 +1,7 @@
 #include "recorder/run/runlock.h"
 
 #include "recorder/run/runmark.h"
+#include "recorder/support/error.h"
 #include "recorder/support/filelock.h"
 #include "recorder/support/paths.h"
 
@@ -21,6 +22,14 @@ std::optional<RunLock>& Held() {
 std::optional<RunLock> RunLock::TryTake() {
     std::optional<UniqueFd> file = TryLockFile(kRunLockFile);
     return file ? std::optional(RunLock(std::move(*file))) : std::nullopt;
+}
+
+RunLock RunLock::Take(const std::string& consequence) {
+    std::optional<RunLock> lock = TryTake();
+    if (!lock) {
+        throw Error("a run is in progress: " + consequence);
+    }
+    return std::move(*lock);
 }
 
 void RunLock::Release() {

@@ -1,6 +1,7 @@
 #include "recorder/settings/section.h"
 
 #include "recorder/support/error.h"
+#include "recorder/support/folder.h"
 
 namespace recorder {
 
@@ -84,10 +85,7 @@ std::optional<std::string> Section::Text(std::string_view key, const std::string
 std::optional<std::string> Section::AbsolutePath(std::string_view key) {
     std::optional<std::string> path =
         Text(key, "an absolute path", [](const std::string& text) { return text[0] == '/'; });
-    while (path && path->size() > 1 && path->ends_with('/')) {
-        path->pop_back();
-    }
-    return path;
+    return path ? std::optional(WithoutTrailingSlashes(*path)) : std::nullopt;
 }
 
 Section Section::Subsection(std::string_view key) {

@@ -1,7 +1,7 @@
 #include "platform/snapshot.h"
 #include "recorder/logging/edge.h"
 #include "recorder/settings/settings.h"
-#include "recorder/support/paths.h"
+#include "recorder/support/medianames.h"
 
 std::string GetSnapshotFullPath() {
     return recorder::AtEdge(std::string(), [] { return recorder::GetSettings().snapshot.folder; });

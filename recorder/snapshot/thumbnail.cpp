@@ -6,7 +6,7 @@
 #include "recorder/snapshot/jpeg.h"
 #include "recorder/support/bytesource.h"
 #include "recorder/support/error.h"
-#include "recorder/support/paths.h"
+#include "recorder/support/medianames.h"
 #include "recorder/support/uninterrupted.h"
 #include "recorder/support/wholefile.h"
 

@@ -82,4 +82,16 @@ FolderListing ListFolder(const std::string& dir,
     return FolderListing::Complete;
 }
 
+UniqueFd OpenFolderByPath(const std::string& path) {
+    return UniqueFd(
+        Uninterrupted([&] { return open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
+}
+
+std::string WithoutTrailingSlashes(std::string path) {
+    while (path.size() > 1 && path.ends_with('/')) {
+        path.pop_back();
+    }
+    return path;
+}
+
 } // namespace recorder

@@ -2,6 +2,8 @@
 
 #pragma once
 
+#include "recorder/support/uniquefd.h"
+
 #include <functional>
 #include <string>
 
@@ -21,5 +23,12 @@ enum class FolderListing { Complete, Stopped, Absent };
 // also in the middle: a listing that broke off is never taken for a complete one.
 FolderListing ListFolder(const std::string& dir,
                          const std::function<bool(const FolderEntry&)>& visit);
+
+// Opens the folder at `path`, links followed, to flush or lock it or to reach what is in it. Not
+// open, with the reason in errno, when that fails.
+[[nodiscard]] UniqueFd OpenFolderByPath(const std::string& path);
+
+// The path without the slashes at its end; "/" stays.
+[[nodiscard]] std::string WithoutTrailingSlashes(std::string path);
 
 } // namespace recorder

@@ -15,7 +15,6 @@ constexpr const char* kIdMarksFile = KESTORA_ROOT "/var/db/numbers";
 constexpr const char* kLogFile = KESTORA_ROOT "/var/log/kestora.log";
 constexpr const char* kDefaultSnapshotDir = KESTORA_ROOT "/var/snapshot";
 constexpr const char* kEmapDir = KESTORA_ROOT "/target/@KREmap";
-constexpr const char* kThumbnailDirName = "@Thumbnail";
 
 } // namespace recorder
 

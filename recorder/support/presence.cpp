@@ -1,6 +1,7 @@
 #include "recorder/support/presence.h"
 
 #include "recorder/support/error.h"
+#include "recorder/support/folder.h"
 #include "recorder/support/uninterrupted.h"
 
 #include <cerrno>
@@ -75,10 +76,7 @@ std::string ResolvedPath(const std::string& path) {
     const std::string rest = path.substr(existing.size());
     std::string whole = (resolved.string() + "/" + rest);
     whole = std::filesystem::path(whole).lexically_normal().string();
-    while (whole.size() > 1 && whole.ends_with('/')) {
-        whole.pop_back();
-    }
-    return whole;
+    return WithoutTrailingSlashes(std::move(whole));
 }
 
 void DemandFolder(const std::string& path) {

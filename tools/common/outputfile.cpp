@@ -2,8 +2,8 @@
 
 #include "platform/utility.h"
 #include "recorder/support/error.h"
+#include "recorder/support/folder.h"
 #include "recorder/support/presence.h"
-#include "recorder/support/uninterrupted.h"
 #include "recorder/support/uniquefd.h"
 #include "recorder/support/wholefile.h"
 
@@ -22,8 +22,7 @@ std::string FolderOf(const std::string& path) {
 }
 
 recorder::UniqueFd OpenFolder(const std::string& path) {
-    recorder::UniqueFd folder(recorder::Uninterrupted(
-        [&] { return open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
+    recorder::UniqueFd folder = recorder::OpenFolderByPath(path);
     if (!folder.IsOpen()) {
         throw recorder::SystemError("open the folder " + path);
     }

@@ -3,6 +3,7 @@
 #include "platform/database.h"
 #include "platform/snapshot.h"
 #include "platform/utility.h"
+#include "recorder/support/medianames.h"
 #include "recorder/support/paths.h"
 #include "recorder/support/uninterrupted.h"
 
@@ -18,7 +19,6 @@ namespace plan {
 namespace {
 
 constexpr std::size_t kWriteAtOnce = 65536;
-constexpr const char* kAlertRecordingFolder = "laRec";
 
 bool HasCameras(const std::string& kind) {
     return kind == gszTableEvent || kind == gszTableAlertEvent;
@@ -154,7 +154,7 @@ std::string Notebook::PlaceOf(const std::string& kind, int camId, const std::str
         return path;
     }
     const std::string folder = kind == gszTableAlertEvent
-                                   ? storage->second + "/" + kAlertRecordingFolder
+                                   ? storage->second + "/" + recorder::kAlertRecordingDirName
                                    : storage->second;
     return folder + "/" + path;
 }

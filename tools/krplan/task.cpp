@@ -7,6 +7,7 @@
 #include "recorder/logging/logtrust.h"
 #include "recorder/run/live.h"
 #include "recorder/settings/settings.h"
+#include "recorder/support/folder.h"
 #include "tools/krplan/messages.h"
 #include "tools/krplan/notebook.h"
 
@@ -26,11 +27,8 @@ int NoPlan(int status, const std::string& why) {
 
 void NoteCameras() {
     for (const recorder::CameraRow& camera : recorder::ListCameras()) {
-        std::string storagePath = camera.storagePath;
-        while (storagePath.size() > 1 && storagePath.ends_with('/')) {
-            storagePath.pop_back();
-        }
-        Notebook::OfThisProcess().NoteCamera(camera.id, camera.name, storagePath);
+        Notebook::OfThisProcess().NoteCamera(camera.id, camera.name,
+                                             recorder::WithoutTrailingSlashes(camera.storagePath));
     }
 }
 

@@ -1,12 +1,12 @@
 #include "tools/krctl/report/planreport.h"
 
 #include "recorder/recording/daycount.h"
+#include "recorder/support/medianames.h"
 #include "tools/common/words.h"
 #include "tools/krctl/plan/planreader.h"
 #include "tools/krctl/plan/plansummary.h"
 #include "tools/krctl/plan/planview.h"
 #include "tools/krctl/report/dates.h"
-#include "tools/krctl/report/recordingname.h"
 #include "tools/krctl/report/texts.h"
 
 #include <algorithm>
@@ -31,7 +31,7 @@ public:
         if (item.kind != "event" || (!gains && item.reason != Reason::RowWithoutFile)) {
             return;
         }
-        const std::optional<long> startTm = StartTmOfName(item.text);
+        const std::optional<int64_t> startTm = recorder::StartTmOfName(item.text);
         if (!startTm) {
             return;
         }
