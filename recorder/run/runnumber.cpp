@@ -3,6 +3,8 @@
 #include "recorder/database/age.h"
 #include "recorder/database/databases.h"
 #include "recorder/database/idmarks.h"
+#include "recorder/database/lookdatabase.h"
+#include "recorder/database/schema.h"
 #include "recorder/logging/edge.h"
 #include "recorder/support/error.h"
 #include "recorder/support/format.h"
@@ -21,22 +23,26 @@ namespace recorder {
 namespace {
 
 long HighestRunIn(KRDB::DB_INSTANCE instance) {
-    const std::string record =
-        instance == KRDB::DB_SYSTEM ? "UNION ALL SELECT max(id) FROM run " : "";
-    const DBResult_tag rows = Execute(
-        instance,
+    const std::string highest =
         "SELECT coalesce(max(highest), 0) FROM (SELECT max(run) AS highest FROM run_count "
-        "UNION ALL SELECT max(run) FROM removed UNION ALL SELECT max(run) FROM removal_age " +
-            record + ") AS runs;",
-        {.readOnly = true});
+        "UNION ALL SELECT max(run) FROM removed UNION ALL SELECT max(run) FROM removal_age";
+    const DBResult_tag rows =
+        instance == KRDB::DB_SYSTEM
+            ? Execute(instance, highest + " UNION ALL SELECT max(id) FROM run) AS runs;",
+                      {.readOnly = true})
+            : LookDatabase(DatabasePath(instance), 0).Execute(highest + ") AS runs;", {});
     return std::strtol(rows.Field(0, 0), nullptr, 10);
 }
 
-// A database that can't be read is passed over: before a run changes it, HoldsRun has looked.
+// Databases that the run may have no need of are neither waited for nor kept open. One that can't
+// be read is passed over: before a run changes it, HoldsRun looks.
 long HighestRunInAll() {
     long highest = 0;
     for (const KRDB::DB_INSTANCE instance :
          {KRDB::DB_SYSTEM, KRDB::DB_RECORDING, KRDB::DB_SNAPSHOT}) {
+        if (InstancesBeside(instance).front() != instance) {
+            continue; // it was read with that one
+        }
         try {
             highest = std::max(highest, HighestRunIn(instance));
         } catch (const Error&) {
