@@ -71,13 +71,22 @@ TEST_F(Outbox, NeverUsesAnIdTwice) {
 }
 
 TEST_F(Outbox, KeepsDueWordsBeyondTheJournalsBound) {
-    world::Write(KRDB::DB_RECORDING, "INSERT INTO outbox (id, created_tm, topic, payload, due) "
-                                     "VALUES (1, 1, 'due', '{}', 1), (2, 2, 'journal', '{}', 0), "
-                                     "(20000, 3, 'recent', '{}', 0);");
+    constexpr std::size_t kJournalEntries = 10000;
+    world::Write(KRDB::DB_RECORDING,
+                 "INSERT INTO outbox (id, created_tm, topic, payload, due) "
+                 "VALUES (1, 1, 'due', '{}', 1), (2, 2, 'journal', '{}', 0);"
+                 "WITH RECURSIVE number (n) AS "
+                 "(SELECT 3 UNION ALL SELECT n + 1 FROM number WHERE n < 10001) "
+                 "INSERT INTO outbox (id, created_tm, topic, payload, due) "
+                 "SELECT n, 3, 'recent', '{}', 0 FROM number;");
 
-    recorder::PutWord("due too", "{}", true);
+    recorder::PutWord("newest", "{}", false);
 
-    EXPECT_THAT(world::Outbox(), ElementsAre("due {}", "recent {}", "due too {}"));
+    const std::vector<std::string> words = world::Outbox();
+    ASSERT_EQ(words.size(), 1 + kJournalEntries);
+    EXPECT_EQ(words[0], "due {}");
+    EXPECT_EQ(words[1], "recent {}");
+    EXPECT_EQ(words.back(), "newest {}");
 }
 
 TEST_F(Outbox, IsEmptyAtFirst) {
