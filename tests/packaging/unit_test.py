@@ -28,14 +28,17 @@ def statuses_of_krctl_run():
     return (named | own) - {0}
 
 
-def statuses_in_readme():
-    """The statuses of the table in README.md with a text in the column of krctl."""
-    table = re.search(r"^\| status \| `krctl` \|.*?\n\n", read("README.md"), re.M | re.S)[0]
-    return {int(number) for number in re.findall(r"^\| (\d+) \| [^ |]", table, re.M)} - {0}
+def statuses_in_readme(program):
+    """The statuses of the table in README.md with a text in the column of the program."""
+    table = re.search(r"^\| status \| .*?\n\n", read("README.md"), re.M | re.S)[0]
+    rows = [[cell.strip() for cell in line.split("|")[1:-1]] for line in table.splitlines() if line]
+    column = rows[0].index(f"`{program}`")
+    return {int(row[0]) for row in rows[2:] if row[column]} - {0}
 
 
-def statuses_in_manual():
-    section = re.search(r"^\.Sh EXIT STATUS\n(.*?)^\.Sh ", read("packaging/man/krctl.8"), re.M | re.S)[1]
+def statuses_in_manual(program):
+    page = read(f"packaging/man/{program}.8")
+    section = re.search(r"^\.Sh EXIT STATUS\n(.*?)^\.Sh ", page, re.M | re.S)[1]
     return {int(number) for number in re.findall(r"^\.It (\d+)$", section, re.M)} - {0}
 
 
@@ -50,10 +53,13 @@ class UnitTest(unittest.TestCase):
         return {int(number) for number in self.service[key].split()}
 
     def test_readme_names_the_exit_statuses_of_krctl(self):
-        self.assertEqual(statuses_in_readme(), statuses_of_krctl_run())
+        self.assertEqual(statuses_in_readme("krctl"), statuses_of_krctl_run())
 
     def test_the_manual_page_names_the_exit_statuses_of_krctl(self):
-        self.assertEqual(statuses_in_manual(), statuses_of_krctl_run())
+        self.assertEqual(statuses_in_manual("krctl"), statuses_of_krctl_run())
+
+    def test_readme_and_manual_page_name_the_same_exit_statuses_of_krindexer(self):
+        self.assertEqual(statuses_in_readme("krindexer"), statuses_in_manual("krindexer"))
 
     def test_every_status_but_another_run_s_fails_the_unit_at_once(self):
         self.assertEqual(self.service["Restart"], "on-failure")
