@@ -165,6 +165,11 @@ std::optional<LiveRun> UnregisteredRun() {
     return run.pid > 0 && MayBeKrindexer(run.pid) ? std::optional(run) : std::nullopt;
 }
 
+bool IsUnregisteredRunMarked() {
+    const UniqueFd file = OpenTextFileIfThere(kRunLockFile, Links::Refuse);
+    return file.IsOpen() && HasUnregisteredRunMark(file);
+}
+
 } // namespace
 
 std::optional<LiveRun> ReadLiveRun() {
@@ -189,7 +194,10 @@ RunInProgress FindRunInProgress() {
     }
     const std::optional<LiveRun> unregistered = UnregisteredRun();
     if (!unregistered) {
-        return found;
+        return IsUnregisteredRunMarked()
+                   ? Unknown(
+                         "a krindexer that is not registered has begun, and is not on record yet")
+                   : found;
     }
     found = FindRegisteredRun(); // it may have begun meanwhile
     return found.answer != Answer::No

@@ -5,6 +5,8 @@
 #include "recorder/support/filelock.h"
 #include "recorder/support/paths.h"
 
+#include <exception>
+
 #include <sys/file.h>
 #include <unistd.h>
 
@@ -15,6 +17,11 @@ namespace {
 std::optional<RunLock>& Held() {
     static std::optional<RunLock> lock;
     return lock;
+}
+
+UniqueFd& UnregisteredRun() {
+    static UniqueFd file;
+    return file;
 }
 
 } // namespace
@@ -62,6 +69,19 @@ void ReleaseRunLock() {
         Held()->Release();
         Held().reset();
     }
+}
+
+void ShowUnregisteredRun() noexcept {
+    try {
+        UnregisteredRun() = OpenLockFile(kRunLockFile);
+        SetUnregisteredRunMark(UnregisteredRun());
+    } catch (const std::exception&) {
+        UnregisteredRun().Reset();
+    }
+}
+
+void HideUnregisteredRun() noexcept {
+    UnregisteredRun().Reset();
 }
 
 } // namespace recorder

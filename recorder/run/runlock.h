@@ -49,4 +49,9 @@ void HoldRunLock(RunLock lock);
 // Releases the held lock, if there is one.
 void ReleaseRunLock();
 
+// Shows that a run without the lock is in progress in this process, until HideUnregisteredRun or
+// the end of the process. A run doesn't depend on it.
+void ShowUnregisteredRun() noexcept;
+void HideUnregisteredRun() noexcept;
+
 } // namespace recorder

@@ -12,30 +12,38 @@ namespace recorder {
 
 namespace {
 
-struct flock64 ByteOfMark(short type) {
+enum Byte : off64_t { kRun = 0, kTrial = 1, kUnregisteredRun = 2 };
+
+struct flock64 LockOf(Byte which, short type) {
     struct flock64 byte = {};
     byte.l_type = type;
     byte.l_whence = SEEK_SET;
-    byte.l_start = 0;
+    byte.l_start = which;
     byte.l_len = 1;
     return byte;
+}
+
+bool IsHeld(const UniqueFd& lockFile, struct flock64 lock) {
+    if (fcntl(lockFile.Get(), F_OFD_GETLK, &lock) != 0) {
+        throw SystemError(std::string("query the lock of ") + kRunLockFile);
+    }
+    return lock.l_type != F_UNLCK;
 }
 
 } // namespace
 
 bool SetRunMark(const UniqueFd& lockFile) noexcept {
-    struct flock64 mark = ByteOfMark(F_WRLCK);
+    struct flock64 mark = LockOf(kRun, F_WRLCK);
     return fcntl(lockFile.Get(), F_OFD_SETLK, &mark) == 0;
 }
 
 void RemoveRunMark(const UniqueFd& lockFile) noexcept {
-    struct flock64 mark = ByteOfMark(F_UNLCK);
+    struct flock64 mark = LockOf(kRun, F_UNLCK);
     fcntl(lockFile.Get(), F_OFD_SETLK, &mark);
 }
 
 bool CanHoldRunMark(const UniqueFd& lockFile) noexcept {
-    struct flock64 beside = ByteOfMark(F_RDLCK);
-    beside.l_start = 1; // nobody asks for this byte
+    struct flock64 beside = LockOf(kTrial, F_RDLCK);
     if (fcntl(lockFile.Get(), F_OFD_SETLK, &beside) != 0) {
         return false;
     }
@@ -46,11 +54,16 @@ bool CanHoldRunMark(const UniqueFd& lockFile) noexcept {
 
 bool HasRunMark(const UniqueFd& lockFile) {
     // As a reader: another process that holds a shared lock on the byte is no run.
-    struct flock64 mark = ByteOfMark(F_RDLCK);
-    if (fcntl(lockFile.Get(), F_OFD_GETLK, &mark) != 0) {
-        throw SystemError(std::string("query the lock of ") + kRunLockFile);
-    }
-    return mark.l_type != F_UNLCK;
+    return IsHeld(lockFile, LockOf(kRun, F_RDLCK));
+}
+
+void SetUnregisteredRunMark(const UniqueFd& lockFile) noexcept {
+    struct flock64 mark = LockOf(kUnregisteredRun, F_RDLCK);
+    fcntl(lockFile.Get(), F_OFD_SETLK, &mark);
+}
+
+bool HasUnregisteredRunMark(const UniqueFd& lockFile) {
+    return IsHeld(lockFile, LockOf(kUnregisteredRun, F_WRLCK));
 }
 
 } // namespace recorder

@@ -23,4 +23,11 @@ void RemoveRunMark(const UniqueFd& lockFile) noexcept;
 // Whether a process holds the mark. Takes nothing. Throws Error when it can't be queried.
 [[nodiscard]] bool HasRunMark(const UniqueFd& lockFile);
 
+// The mark of a run that is not registered, which holds no lock: several of them can hold it at
+// once, on another byte. A failure is no one's: such a run is then found by its record only.
+void SetUnregisteredRunMark(const UniqueFd& lockFile) noexcept;
+
+// Whether a process holds that mark. Takes nothing. Throws Error when it can't be queried.
+[[nodiscard]] bool HasUnregisteredRunMark(const UniqueFd& lockFile);
+
 } // namespace recorder

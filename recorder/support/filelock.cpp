@@ -26,7 +26,7 @@ void DemandRegular(const UniqueFd& file, const char* path) {
 
 } // namespace
 
-std::optional<UniqueFd> TryLockFile(const char* path) {
+UniqueFd OpenLockFile(const char* path) {
     UniqueFd file(Uninterrupted([&] {
         return open(path, O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, kLockFileMode);
     }));
@@ -34,6 +34,11 @@ std::optional<UniqueFd> TryLockFile(const char* path) {
         throw SystemError(std::string("open the lock file ") + path);
     }
     DemandRegular(file, path);
+    return file;
+}
+
+std::optional<UniqueFd> TryLockFile(const char* path) {
+    UniqueFd file = OpenLockFile(path);
     if (Uninterrupted([&] { return flock(file.Get(), LOCK_EX | LOCK_NB); }) == 0) {
         return file;
     }

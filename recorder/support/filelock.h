@@ -13,4 +13,7 @@ namespace recorder {
 // file can't be used.
 [[nodiscard]] std::optional<UniqueFd> TryLockFile(const char* path);
 
+// Opens the file without locking it, and makes it if it isn't there. Throws Error.
+[[nodiscard]] UniqueFd OpenLockFile(const char* path);
+
 } // namespace recorder

@@ -129,6 +129,9 @@ void RecordTaskStatusToConf(long startTime, int recordingCount, bool done) {
     if (done) {
         recorder::EndRun();
     } else {
+        if (recorder::HeldRunLock() == nullptr) {
+            recorder::ShowUnregisteredRun();
+        }
         recorder::BeginRun(startTime);
     }
     recorder::AtEdge([&] {
@@ -150,6 +153,7 @@ void RecordTaskStatusToConf(long startTime, int recordingCount, bool done) {
             }
         });
         recorder::AtEdge(recorder::CloseRun);
+        recorder::HideUnregisteredRun();
         if (recorder::HeldRunLock() == nullptr) {
             recorder::PublishQueuedMessages(); // otherwise RegTaskDone does, at the very end
         }

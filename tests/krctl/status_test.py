@@ -60,6 +60,19 @@ class Status(RunTest):
         self.assertEqual(running.wait(process.DEADLINE_S), 0)
         self.assertIn("No run in progress.", self.krctl("status").out)
 
+    def test_sees_an_unregistered_run_that_waits_to_be_recorded(self):
+        self.assertIn("No run in progress.", self.krctl("status").out)
+        holder = sqlite3.connect(self.recorder.path("var/db/system.db"), isolation_level=None)
+        self.addCleanup(holder.close)
+        holder.execute("BEGIN IMMEDIATE")
+        running = self.started("krindexer", "-o", "-e")
+        said = "Could not tell whether a run is in progress: a krindexer that is not registered"
+        process.until(lambda: said in self.recorder.run("krctl", "status").out,
+                      "the run is not seen")
+        holder.execute("ROLLBACK")
+        self.assertEqual(running.wait(process.DEADLINE_S), 0)
+        self.assertIn("No run in progress.", self.krctl("status").out)
+
     def test_takes_a_run_that_was_killed_for_what_it_is(self):
         release = self.hold_up()
         running = self.started("krindexer", "-r", "1")
