@@ -172,10 +172,11 @@ struct EventFilterParam : SqlFilterParam {
 //
 // The evidence is checked again at this moment: the rows' cameras must load (Camera::Load), and
 // every folder that the rows name must either be readable to its end or be truly absent, and none
-// of the files that they name may be there: no regular file in a half-day folder, neither of them a
-// link. On any doubt nothing is deleted. Before each further transaction the evidence for its rows
-// is checked once more, and on doubt nothing further is deleted. A filter with a limit is refused:
-// which of the rows it would leave isn't defined.
+// of the files that they name may be there: neither a regular file nor a link in a half-day folder.
+// A link in place of a half-day folder is doubt, wherever it leads. On any doubt nothing is
+// deleted. Before each further transaction the evidence for its rows is checked once more, and on
+// doubt nothing further is deleted. A filter with a limit is refused: which of the rows it would
+// leave isn't defined.
 //
 // Returns 0 when no selected row is left. Otherwise the log has the reason, and how many rows were
 // deleted before; the recorder keeps these like all others (KRDB::Execute), and a further call with

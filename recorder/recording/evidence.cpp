@@ -68,21 +68,31 @@ std::string RecordingFolder(int camId, const std::string& subFolder) {
     return subFolder.empty() ? storage : storage + "/" + subFolder;
 }
 
-// Demands that the folder is readable to its end, or truly absent, and that no file in it has one
-// of these names: a recording that wasn't seen because of a passing failure is not gone. Whether
-// the folder is there.
+// Requires that the folder is readable to its end, or truly absent, and that no file and no link in
+// it has one of these names: a recording that wasn't seen because of a passing failure is not gone,
+// nor is one that was moved and linked to. Returns whether the folder is there.
 bool DemandGone(const std::string& folder, const Names& names) {
     std::unordered_set<std::string_view> doomed; // of the names, once there is a file at all
     const FolderListing listing = ListFolder(folder, [&](const FolderEntry& entry) {
-        if (entry.isRegularFile && doomed.empty()) {
+        if (!entry.isRegularFile && !entry.isLink) {
+            return true;
+        }
+        if (doomed.empty()) {
             doomed.insert(names.begin(), names.end());
         }
-        if (entry.isRegularFile && doomed.contains(entry.name)) {
-            throw Error("the file " + folder + "/" + entry.name + " is there");
+        if (doomed.contains(entry.name)) {
+            throw Error((entry.isLink ? "the symbolic link " : "the file ") + folder + "/" +
+                        entry.name + " is there");
         }
         return true;
     });
     return listing != FolderListing::Absent;
+}
+
+// Whether a link on the way to this folder, which rows name, would be in place of a folder that
+// recordings are looked for in.
+bool IsWithinWalked(std::string_view folder) {
+    return IsHalfDayName(folder.substr(0, folder.find('/')));
 }
 
 // Demands that a folder behind a link, where no recordings are looked for, is there or truly
@@ -103,6 +113,9 @@ void DemandGone(const std::string& root, const NamesByFolder& files) {
         try {
             DemandGone(folder, IsHalfDayName(std::string(view)) ? names : Names());
         } catch (const LinkInPath&) {
+            if (IsWithinWalked(view)) {
+                throw; // the recordings may be behind it, or on a disk that is not mounted there
+            }
             DemandNoDoubt(folder);
         }
     }

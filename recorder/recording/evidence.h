@@ -27,8 +27,9 @@ public:
     Evidence& operator=(Evidence&&) = default;
 
     // Looks at the disk now. Throws Error when a camera of the rows can't be loaded, when a folder
-    // is neither readable to its end nor truly absent, or when the file of a row is there where
-    // recordings are looked for. Files that can't be seen are not gone.
+    // is neither readable to its end nor truly absent, or when the file of a row, or a link of its
+    // name, is there where recordings are looked for. Files that can't be seen are not gone, nor
+    // are those behind a link in place of a half-day folder.
     void Require() const;
 
 private:

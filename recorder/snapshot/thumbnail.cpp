@@ -7,6 +7,7 @@
 #include "recorder/support/bytesource.h"
 #include "recorder/support/error.h"
 #include "recorder/support/medianames.h"
+#include "recorder/support/openfolder.h"
 #include "recorder/support/uninterrupted.h"
 #include "recorder/support/wholefile.h"
 
@@ -43,13 +44,6 @@ std::vector<uint8_t> ReadPicture(const std::string& path) {
     return bytes;
 }
 
-UniqueFd OpenIn(const UniqueFd& pictures) {
-    return UniqueFd(Uninterrupted([&] {
-        return openat(pictures.Get(), kThumbnailDirName,
-                      O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-    }));
-}
-
 // Opens the folder for thumbnails of the pictures in a folder, which is made if it is missing;
 // never through a link.
 UniqueFd OpenThumbnailFolder(const std::string& picturesPath) {
@@ -59,17 +53,17 @@ UniqueFd OpenThumbnailFolder(const std::string& picturesPath) {
     if (!pictures.IsOpen()) {
         throw SystemError("open folder " + picturesPath);
     }
-    UniqueFd folder = OpenIn(pictures);
-    if (!folder.IsOpen() && errno == ENOENT) {
+    UniqueFd folder = OpenSubFolder(pictures, kThumbnailDirName, path, FolderUse::List);
+    if (!folder.IsOpen()) {
         if (Uninterrupted(
                 [&] { return mkdirat(pictures.Get(), kThumbnailDirName, kFolderMode); }) != 0 &&
             errno != EEXIST) {
             throw SystemError("make folder " + path);
         }
-        folder = OpenIn(pictures);
+        folder = OpenSubFolder(pictures, kThumbnailDirName, path, FolderUse::List);
     }
     if (!folder.IsOpen()) {
-        throw SystemError("open folder " + path);
+        throw Error("can't open folder " + path + ": it went away");
     }
     return folder;
 }

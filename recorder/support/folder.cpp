@@ -56,7 +56,10 @@ std::optional<FolderEntry> ReadEntry(DIR* dir, const std::string& path) {
         }
         if (!IsDotEntry(entry->d_name)) {
             const unsigned char type = TypeOf(dir, *entry, path);
-            return FolderEntry{entry->d_name, type == DT_DIR, type == DT_REG || type == DT_UNKNOWN};
+            return FolderEntry{.name = entry->d_name,
+                               .isFolder = type == DT_DIR,
+                               .isRegularFile = type == DT_REG || type == DT_UNKNOWN,
+                               .isLink = type == DT_LNK};
         }
     }
 }

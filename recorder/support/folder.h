@@ -13,6 +13,7 @@ struct FolderEntry {
     std::string name;
     bool isFolder = false;      // a link to a folder is none
     bool isRegularFile = false; // or could be; a link to a file is none
+    bool isLink = false;        // wherever it leads
 };
 
 enum class FolderListing { Complete, Stopped, Absent };

@@ -52,25 +52,6 @@ UniqueFd OpenFollowing(const std::string& path, FolderUse use) {
     return folder;
 }
 
-// Opens a sub-folder, which is no link; not open when there is none. `path` is for messages.
-UniqueFd OpenSubFolder(const UniqueFd& folder, const std::string& name, const std::string& path,
-                       FolderUse use) {
-    UniqueFd subFolder(Uninterrupted(
-        [&] { return openat(folder.Get(), name.c_str(), FlagsFor(use) | O_NOFOLLOW); }));
-    if (subFolder.IsOpen() || errno == ENOENT) {
-        return subFolder;
-    }
-    const Error error = SystemError("open folder " + path);
-    struct stat64 st = {};
-    if (Uninterrupted(
-            [&] { return fstatat64(folder.Get(), name.c_str(), &st, AT_SYMLINK_NOFOLLOW); }) == 0 &&
-        S_ISLNK(st.st_mode)) {
-        throw LinkInPath("can't open folder " + path +
-                         ": it is a symbolic link, and none is followed below a storage folder");
-    }
-    throw error;
-}
-
 } // namespace
 
 void ProtectStorageFolder(const std::string& folder) {
@@ -94,6 +75,24 @@ UniqueFd OpenFolder(const std::string& path, FolderUse use) {
         begin = isLast ? end : end + 1;
     }
     return folder;
+}
+
+UniqueFd OpenSubFolder(const UniqueFd& folder, const std::string& name, const std::string& path,
+                       FolderUse use) {
+    UniqueFd subFolder(Uninterrupted(
+        [&] { return openat(folder.Get(), name.c_str(), FlagsFor(use) | O_NOFOLLOW); }));
+    if (subFolder.IsOpen() || errno == ENOENT) {
+        return subFolder;
+    }
+    const Error error = SystemError("open folder " + path);
+    struct stat64 st = {};
+    if (Uninterrupted(
+            [&] { return fstatat64(folder.Get(), name.c_str(), &st, AT_SYMLINK_NOFOLLOW); }) == 0 &&
+        S_ISLNK(st.st_mode)) {
+        throw LinkInPath("can't open folder " + path +
+                         ": it is a symbolic link, and none is followed there");
+    }
+    throw error;
 }
 
 } // namespace recorder

@@ -11,7 +11,7 @@
 
 namespace recorder {
 
-// A link below a storage folder, where none is followed.
+// A link where none is followed, such as below a storage folder.
 class LinkInPath : public Error {
 public:
     using Error::Error;
@@ -29,5 +29,11 @@ enum class FolderUse {
 // ExistingPart). Throws LinkInPath on a link below a storage folder, and Error on every other
 // failure.
 [[nodiscard]] UniqueFd OpenFolder(const std::string& path, FolderUse use);
+
+// Opens the sub-folder `name` of an open folder, never through a link. The result is not open when
+// there is none. `path` is the sub-folder's, for messages. Throws LinkInPath when it is a link, and
+// Error on every other failure.
+[[nodiscard]] UniqueFd OpenSubFolder(const UniqueFd& folder, const std::string& name,
+                                     const std::string& path, FolderUse use);
 
 } // namespace recorder

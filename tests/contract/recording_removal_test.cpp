@@ -130,15 +130,47 @@ TEST_F(RecordingRemoval, TakesNoFileForARecordingOutsideOfHalfDayFolders) {
     EXPECT_THAT(Ids("event"), SizeIs(4));
 }
 
-TEST_F(RecordingRemoval, TakesNoFileForARecordingBehindALink) {
-    contract::PutFile(Scratch("elsewhere/c"));
-    contract::PutFile(Scratch("elsewhere/target"));
+TEST_F(RecordingRemoval, DeletesNothingWhenAHalfDayFolderIsALink) {
+    MakeFolder("empty");
+    std::filesystem::create_directory_symlink(Scratch("empty"), Scratch("one/20140312PM"));
+
+    EXPECT_NE(Delete("1,3"), 0);
+
+    ExpectNothingDeleted();
+    EXPECT_THAT(LogLinesWith(Scratch("one/20140312PM") + ": it is a symbolic link"), SizeIs(1));
+}
+
+TEST_F(RecordingRemoval, DeletesNothingWhenAFolderInALinkedHalfDayFolderIsNamed) {
+    PutEvent("9, 1, '20140312PM/deeper/e'");
+    MakeFolder("elsewhere/deeper");
     std::filesystem::create_directory_symlink(Scratch("elsewhere"), Scratch("one/20140312PM"));
+
+    EXPECT_NE(Delete("9"), 0);
+
+    EXPECT_THAT(Ids("event"), SizeIs(5));
+}
+
+TEST_F(RecordingRemoval, DeletesNothingWhenALinkHasTheNameOfAFile) {
+    contract::PutFile(Scratch("elsewhere/target"));
     std::filesystem::create_symlink(Scratch("elsewhere/target"), Scratch("one/20140312AM/a"));
+    std::filesystem::create_symlink("nowhere", Scratch("one/20140312AM/other"));
 
-    EXPECT_EQ(Delete("1,3"), 0);
+    EXPECT_NE(Delete("1,3"), 0);
 
-    EXPECT_THAT(Ids("event"), ElementsAre("2", "4"));
+    ExpectNothingDeleted();
+    EXPECT_THAT(LogLinesWith("the symbolic link " + Scratch("one/20140312AM/a") + " is there"),
+                SizeIs(1));
+    EXPECT_EQ(Delete("3"), 0);
+}
+
+TEST_F(RecordingRemoval, TakesNoFileForARecordingBehindALinkOfAnotherName) {
+    PutEvent("9, 1, 'copies/e'");
+    contract::PutFile(Scratch("elsewhere/e"));
+    std::filesystem::create_directory_symlink(Scratch("elsewhere"), Scratch("one/copies"));
+
+    EXPECT_EQ(Delete("9"), 0);
+
+    EXPECT_THAT(Ids("event"), SizeIs(4));
 }
 
 TEST_F(RecordingRemoval, TakesATrulyAbsentFolderForEvidence) {
