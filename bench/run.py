@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""Measures krindexer against floor programs, which do the least that the work can cost: ours, floor,
+"""Measures krindexer against floor programs, which do the minimum that the work can cost: ours, floor,
 ours, floor, ... on one tree in one run, each from its start to its exit. The figure is the median of
-the ratios pair by pair, or a difference of medians. Both must have done the same work; how they
-compare is told, and never a failure."""
+the ratios of the pairs, or a difference of medians. Both must have done the same work. The comparison
+is reported and is never a failure."""
 
 import argparse
 import json
@@ -20,48 +20,48 @@ from benchlib.workshop import Workshop
 ENGINES = ("sqlite", "postgresql")
 
 
-def cases_told():
-    lines = [f"  {name:20}{case.told}" for name, case in CASES.items()]
+def case_list():
+    lines = [f"  {name:20}{case.summary}" for name, case in CASES.items()]
     return "\n".join(["cases:", *lines])
 
 
 def make_parser():
     parser = argparse.ArgumentParser(
-        prog="script/bench", description=__doc__, epilog=cases_told(),
+        prog="script/bench", description=__doc__, epilog=case_list(),
         formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("cases", nargs="*", metavar="CASE", help="see below; all of them")
+    parser.add_argument("cases", nargs="*", metavar="CASE", help="see below (default: all)")
     parser.add_argument("--bin", type=Path, required=True, help=argparse.SUPPRESS)
     parser.add_argument("--engine", choices=(*ENGINES, "both"), default="both")
-    parser.add_argument("--files", type=int, metavar="N", help="instead of each case's own number")
+    parser.add_argument("--files", type=int, metavar="N", help="the number of files, instead of each case's own")
     parser.add_argument("--cameras", type=int, metavar="N", default=1,
-                        help="the known files are spread over so many")
+                        help="the number of cameras over which the known files are spread")
     parser.add_argument("--runs", type=int, metavar="N", default=5,
-                        help="counted runs of each program (5); a difference in ms takes 21 at least")
+                        help="counted runs of each program (5); a difference in ms needs at least 21")
     parser.add_argument("--cold", action="store_true",
-                        help="also with a cold page cache, which takes root")
+                        help="also with a cold page cache; requires root")
     parser.add_argument("--counts", action="store_true",
-                        help="also calls of the system and instructions per file")
-    parser.add_argument("--curve", action="store_true", help="also by number of files, to a million")
+                        help="also system calls and instructions per file")
+    parser.add_argument("--curve", action="store_true", help="also by number of files, up to a million")
     parser.add_argument("--sizes", metavar="N,...", default=",".join(map(str, SIZES)),
                         help="the numbers of files of the curve (%(default)s)")
     parser.add_argument("--ten-million", action="store_true",
-                        help="also the case known with ten million files of ten cameras")
+                        help="also the case 'known' with ten million files of ten cameras")
     parser.add_argument("--writer", action="store_true",
-                        help="also how long a recorder that writes waits beside the removal of a "
-                             "million rows, and beside their undo")
+                        help="also how long a recorder that writes waits during the removal of a "
+                             "million rows, and during their undo")
     parser.add_argument("--peers", action="store_true",
                         help="also minidlna and plocate's updatedb on the same tree; installs them")
     parser.add_argument("--only", action="store_true",
-                        help="only what options that begin with 'also' ask for")
+                        help="only the measurements of options that begin with 'also'")
     parser.add_argument("--work", type=Path, metavar="DIR",
-                        help="where to make trees and recorders (the folder for temporary files)")
+                        help="where to create trees and recorders (default: the folder for temporary files)")
     parser.add_argument("--json", type=Path, metavar="FILE", help="write the results there, too")
     parser.add_argument("--svg", type=Path, metavar="FILE", help="draw the curve there")
     parser.add_argument("--from", type=Path, metavar="FILE", nargs="+", dest="earlier",
-                        help="measure nothing: the results are those that --json wrote")
+                        help="measure nothing: use the results that --json wrote")
     parser.add_argument("--document", action="store_true",
-                        help="put tables and plot into docs/performance.md; measures warm and cold, "
-                             "counts and curve unless --from tells the results")
+                        help="write tables and plot to docs/performance.md; measures warm and cold, "
+                             "counts and curve unless --from is given")
     return parser
 
 
@@ -105,7 +105,7 @@ def measure_all(workshop, options):
 
 
 def _words_of_interest():
-    """The command line without what says where things are."""
+    """The command line without the options that name files and folders."""
     words = iter(sys.argv[1:])
     for word in words:
         if word in ("--bin", "--json", "--svg", "--work"):
@@ -137,7 +137,7 @@ def main():
 
 
 if __name__ == "__main__":
-    # Whoever ends it is to find nothing left behind.
+    # Also when the bench is stopped, nothing may be left behind.
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))
     try:
         main()

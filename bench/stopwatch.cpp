@@ -1,6 +1,6 @@
-// stopwatch FILE COMMAND...: runs a command and writes to FILE how many seconds it took from start
-// to exit, its peak memory in KiB, and its exit status. The peak that the kernel tells is never
-// below the parent's at the start: so this one is small.
+// stopwatch FILE COMMAND...: runs a command and writes to FILE its time in seconds from start to
+// exit, its peak memory in KiB, and its exit status. This program is small because the peak that
+// the kernel reports is never below the parent's at the start.
 
 #include <cstdio>
 #include <ctime>

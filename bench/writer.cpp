@@ -1,7 +1,7 @@
-// writer DATABASE PRELUDE: a recorder that adds a recording every 20 ms, after the statements of
-// the prelude, until its standard input ends. Prints a line when it begins; and how many rows it
-// added, and how long it took for the slowest one, in ms, when it ends. One that it can't add ends
-// it.
+// writer DATABASE PRELUDE: a recorder that executes the statements of the prelude and then adds a
+// recording every 20 ms, until its standard input ends. Prints a line when it begins. At the end it
+// prints the number of added rows and the time of the slowest one in ms. A row that it can't add
+// ends the program.
 
 #include "bench/floors/engine.h"
 #include "bench/floors/floor.h"

@@ -1,1 +1,1 @@
-"""The benchmark's parts, one job each; bench/run.py puts them together."""
+"""The parts of the benchmark, one job each; bench/run.py combines them."""

@@ -1,4 +1,4 @@
-"""The cases: what is put on the recorder, what is run, and what both programs must have done then."""
+"""The cases: the contents of the recorder, the programs to run, and the expected results of both."""
 
 import tempfile
 from dataclasses import dataclass
@@ -15,11 +15,11 @@ ALL_ROWS = f"SELECT {ROW_COLUMNS} FROM event ORDER BY camera_id, path"
 
 @dataclass(frozen=True)
 class Case:
-    """`files` where no other number is asked for; the `most` that a curve goes to, 0 = it has none;
-    `cold`, the files for a cold cache, each in its own place on the disk, 0 = it isn't measured."""
+    """`files`: the default number. `most`: the end of the curve, 0 = no curve. `cold`: the number of files for
+    a cold cache, each in its own place on the disk, 0 = not measured."""
 
     prepare: Callable  # of a recorder, its bench and a number of files; returns a Pair
-    told: str
+    summary: str
     files: int
     most: int
     aims: dict  # by engine
@@ -91,7 +91,7 @@ def _prepare_new(kind):
 
 
 def prepare_gone(recorder, bench, files):
-    """The half-day folders of all recordings are gone, as when the oldest ones are removed."""
+    """Removes the half-day folders of all recordings, as a recorder removes the oldest ones."""
     store = bench.folder("gone")
     recorder.add_cameras([store])
     recorder.insert_recordings(trees.rows_of(1, files))
@@ -139,8 +139,8 @@ def _prepare_new_snapshots(writes):
         recorder.store.save()
 
         def forget():
-            # They are put away, not removed: ext4 passes over each inode that was freed within the
-            # last minutes, one by one, whenever it makes a file.
+            # The folders are moved, not removed: whenever ext4 creates a file, it skips each inode that was
+            # freed within the last minutes, one by one.
             recorder.store.restore()
             away = Path(tempfile.mkdtemp(dir=recorder.folder))
             for each in (thumbnails, theirs):
@@ -163,7 +163,7 @@ def _prepare_new_snapshots(writes):
 
 
 def peak_of_an_empty_run(recorder, bench):
-    """KiB; what the process takes before it holds any row."""
+    """The KiB that the process needs before it holds any row."""
     recorder.add_cameras([bench.folder("nothing")])
     return measure.run_once(recorder, recorder.ours("-r", "-1"))[1]
 

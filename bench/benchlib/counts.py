@@ -1,5 +1,5 @@
-"""What a run does for one file, counted rather than timed: calls of the system by strace,
-instructions by callgrind. Both are taken at two sizes, so that what a run does once falls out."""
+"""The work of a run for one file, counted rather than timed: system calls by strace, instructions by
+callgrind. Both are measured at two sizes, so that the difference excludes what a run does once."""
 
 import collections
 import re
@@ -14,7 +14,7 @@ MESSAGE = "KRPrintf("
 
 
 def calls_of(recorder, command, media):
-    """Calls by name, from what strace tells of each: on recordings, on their folders, on all else."""
+    """Calls by name, from the output of strace: on recordings, on their folders, on everything else."""
     log = recorder.folder / "strace"
     subprocess.run(recorder.inside("strace", "-f", "-qq", "-y", "-s", "4096", "-o", log, *command),
                    check=True, stdout=subprocess.DEVNULL)
@@ -29,7 +29,7 @@ def calls_of(recorder, command, media):
 
 
 def about(arguments, media):
-    """What a call is about, by its descriptor, or by its path where it has none."""
+    """The object of a call, by its descriptor, or by its path if it has none."""
     words = re.match(r'(?:\d+<([^>]*)>|(?:AT_FDCWD(?:<[^>]*>)?, )?"([^"]*)")', arguments)
     path = (words[1] or words[2] or "") if words else ""
     if not any(path.startswith(folder) for folder in media):
@@ -38,7 +38,7 @@ def about(arguments, media):
 
 
 def instructions_of(recorder, command):
-    """All of them, those in the gate of the log, and how many messages passed it."""
+    """All instructions, those in the gate of the log, and the number of messages that passed it."""
     profile = recorder.folder / "callgrind"
     subprocess.run(recorder.inside("valgrind", "--quiet", "--tool=callgrind", "--compress-strings=no",
                                    "--compress-pos=no", f"--callgrind-out-file={profile}", *command),
@@ -87,7 +87,7 @@ def count(workshop, name, engine):
 
 
 def figures(counts):
-    """What of it has an aim."""
+    """The figures that have an aim."""
     for each in counts:
         calls = each["calls"]["recordings"]
         if each["case"] == "new":

@@ -1,4 +1,4 @@
-"""On what was measured."""
+"""The machine on which the benchmark ran."""
 
 import os
 import platform
@@ -16,7 +16,7 @@ def _memory_gib():
 
 
 def described(work):
-    """In a line: processor, memory, kernel, and the file system of the folder to work in."""
+    """One line: processor, memory, kernel, and the file system of the working folder."""
     file_system = subprocess.run(["findmnt", "-n", "--first-only", "-o", "FSTYPE", "--target", work],
                                  check=True, text=True, stdout=subprocess.PIPE).stdout.strip()
     kernel = platform.release().split("-")[0]

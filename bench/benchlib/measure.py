@@ -1,4 +1,4 @@
-"""Runs a case's programs in turn and tells what they took."""
+"""Runs the programs of a case alternately and measures them."""
 
 import os
 import statistics
@@ -11,7 +11,7 @@ PATIENCE_S = 60
 
 
 class Unequal(Exception):
-    """The tool and its floor didn't do the same work, so there is nothing to compare."""
+    """The tool and its floor didn't do the same work, so they can't be compared."""
 
 
 def demand(found, expected, what):
@@ -21,8 +21,8 @@ def demand(found, expected, what):
 
 @dataclass
 class Pair:
-    """A tool and its floor. `before` is called before each run; the checks, with what the program
-    printed, after the first run of each."""
+    """A tool and its floor. `before` is called before each run. The checks are called after the first run of
+    each, with its output."""
 
     ours: list
     floor: list
@@ -33,7 +33,7 @@ class Pair:
 
 @dataclass
 class Timing:
-    """Seconds of the counted runs, pair by pair."""
+    """The seconds of the counted runs, in pairs."""
 
     ours: list = field(default_factory=list)
     floor: list = field(default_factory=list)
@@ -62,18 +62,18 @@ class Timing:
 
 
 def run_once(recorder, command):
-    """Seconds, peak KiB and output of one run in the sandbox, which isn't counted."""
-    told = recorder.folder / "stopwatch"
-    done = subprocess.run(recorder.inside(recorder.programs / "stopwatch", told, *command),
+    """Seconds, peak KiB and output of one run in the sandbox. The sandbox itself is not counted."""
+    result = recorder.folder / "stopwatch"
+    done = subprocess.run(recorder.inside(recorder.programs / "stopwatch", result, *command),
                           check=True, stdout=subprocess.PIPE, text=True)
-    seconds, peak, status = told.read_text(encoding="utf-8").split()
+    seconds, peak, status = result.read_text(encoding="utf-8").split()
     demand(int(status), 0, f"the status of {' '.join(command)[:200]}")
     return float(seconds), int(peak), done.stdout
 
 
 def in_turn(recorder, pair, runs, before=lambda: None):
-    """Ours, floor, ours, floor, ...; after one run of each that isn't counted but checked. Where those
-    two take longer than anybody would wait for the others, one more pair has to do."""
+    """Ours, floor, ours, floor, ..., after one run of each that is checked but not counted. If those two take
+    too long, only one more pair is run."""
     first = _one_pair(recorder, pair, before, (pair.check_ours, pair.check_floor))
     timing = Timing(peak_kib=first.peak_kib)
     for _ in range(runs if first.ours[0] + first.floor[0] <= PATIENCE_S else 1):
@@ -84,7 +84,7 @@ def in_turn(recorder, pair, runs, before=lambda: None):
 def _one_pair(recorder, pair, before, checks=(None, None)):
     def run(command, check):
         pair.before()
-        os.sync()  # what the preparation left to be written is none of the run's
+        os.sync()  # writes of the preparation don't count for the run
         before()
         seconds, peak, out = run_once(recorder, command)
         if check:
@@ -101,7 +101,7 @@ def can_drop_caches():
 
 
 def drop_caches(recorder):
-    """So that every page comes from the disk: the server's and the kernel's."""
+    """Drops the caches of the server and the kernel, so that every page comes from the disk."""
     recorder.store.cool_down()
     os.sync()
     with open(DROP_CACHES, "w", encoding="ascii") as file:

@@ -9,7 +9,7 @@ BEGIN, END = "<!-- The figures, by script/bench --document: -->", "<!-- Up to he
 
 
 def figures(runs):
-    """For each run its command, its machine and its tables; and the picture of all curves."""
+    """The command, machine and tables of each run, and the picture of all curves."""
     parts = [f"`{run['command']}`, on {run['machine']}:\n\n{report.text(run)}" for run in runs]
     if any(run["curve"] for run in runs):
         parts.append("![Time per file by number of files](performance.svg)")

@@ -1,5 +1,5 @@
-"""Other programs that keep an index of a tree, on the same tree: minidlna, which reads every film it
-doesn't know, and plocate's updatedb, which looks at names only."""
+"""Other programs that index a tree, on the same tree: minidlna, which reads every unknown film, and plocate's
+updatedb, which reads only names."""
 
 import os
 import shutil
@@ -25,7 +25,7 @@ inotify=no
 
 
 def measure_all(workshop, files=None):
-    """Ours and theirs, first with all files new, then with nothing to do."""
+    """Measures krindexer and the others, first with only new files, then with nothing to do."""
     files = files or FILES
     tree = workshop.tree("small", files, cameras=1)
     peers = []
@@ -35,8 +35,8 @@ def measure_all(workshop, files=None):
                     ("minidlna", *_minidlna(recorder, tree, files)),
                     ("updatedb (plocate)", *_updatedb(recorder, tree)))
         for name, run, forget in programs:
-            for told, before in (("all files are new", forget), ("nothing is new", lambda: None)):
-                peers.append({"program": name, "told": told, "files": files,
+            for state, before in (("all files are new", forget), ("nothing is new", lambda: None)):
+                peers.append({"program": name, "state": state, "files": files,
                               **_median(run, before)})
     return peers
 
@@ -71,7 +71,7 @@ def _minidlna(recorder, tree, files):
         folder.mkdir()
 
     def run():
-        """It goes on serving when it has scanned: its log tells when it has."""
+        """minidlna continues to serve after the scan; its log shows the end of the scan."""
         (folder / "minidlna.log").unlink(missing_ok=True)
         begin = time.monotonic()
         # pylint: disable-next=consider-using-with
@@ -92,7 +92,7 @@ def _minidlna(recorder, tree, files):
 
 
 def _await_scan(log):
-    """Playlists are what it looks at last, whether a file was new or not."""
+    """minidlna processes playlists last, whether a file was new or not."""
     deadline = time.monotonic() + DEADLINE_S
     end = "Finished parsing playlists."
     while not log.exists() or end not in log.read_text(encoding="utf-8", errors="replace"):

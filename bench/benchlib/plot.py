@@ -1,4 +1,4 @@
-"""The curve as a picture: what a file costs, by number of files."""
+"""The curve as a picture: the time per file by number of files."""
 
 import html
 import math
@@ -14,7 +14,7 @@ STYLE = ("text{font:12px sans-serif;fill:#333}.name{font-weight:bold;font-size:1
 
 
 class Panel:
-    """One case: both axes are logarithmic, both ends round."""
+    """One case: both axes are logarithmic and end at round values."""
 
     def __init__(self, name, points, corner):
         self.name, self.points, self.corner = name, points, corner
@@ -60,7 +60,7 @@ class Panel:
 
 
 def _cost(point, key):
-    """Microseconds a file."""
+    """Microseconds per file."""
     return point[key] / point["files"] * 1e6
 
 

@@ -1,4 +1,4 @@
-"""Recorders to measure on, with their rows in SQLite or on a PostgreSQL server of the benchmark's."""
+"""Recorders for measurements, with their rows in SQLite or on the PostgreSQL server of the benchmark."""
 
 import shutil
 import sqlite3
@@ -17,8 +17,7 @@ INSIDE = "/var/packages/Kestora"  # where the package root appears
 SCHEMA = "bench"
 EVENT_COLUMNS = "camera_id, path, start_tm, end_tm, size"
 
-# What switches the ledger on, as for a run with the number 1: SQLite has no triggers but those of
-# a run's connection.
+# Enables the ledger, as for run 1: on SQLite only the connection of a run has triggers.
 SQLITE_LEDGER = """
 CREATE TEMP TRIGGER keep_removed_event AFTER DELETE ON main.event BEGIN
 INSERT INTO removed (run, removed_tm, kind, row_id, ds_id, camera_id, path, start_tm, end_tm, size,
@@ -37,14 +36,14 @@ class SqliteStore:
         self.folder = folder / "package/var/db"
 
     def address(self, name):
-        """What a floor is to open, from within the sandbox."""
+        """The database that a floor opens, as seen in the sandbox."""
         return f"{INSIDE}/var/db/{name}.db"
 
     def table(self, name):
         return name
 
     def query(self, name, sql):
-        """The rows of a SELECT as lines, columns apart by bars."""
+        """The rows of a SELECT as lines, with columns separated by bars."""
         connection = sqlite3.connect(self.folder / f"{name}.db")
         try:
             lines = ["|".join(map(str, row)) for row in connection.execute(sql)]
@@ -70,14 +69,14 @@ class SqliteStore:
         shutil.copytree(self.folder.with_name("saved"), self.folder)
 
     def cool_down(self):
-        """What is kept in memory is the kernel's."""
+        """SQLite's files are cached only by the kernel."""
 
     def remove(self):
-        """The files go with their folder."""
+        """The files are removed with their folder."""
 
 
 class PostgresStore:
-    """The rows of a recorder on the server, in a database of the recorder's own."""
+    """The rows of a recorder on the server, in a separate database."""
 
     ledger = "SET kestora.run TO '1';"
     made = 0
@@ -134,7 +133,7 @@ STORES = {"sqlite": SqliteStore, "postgresql": PostgresStore}
 
 
 class Engines:
-    """The engines to measure on; the server starts when it is first wanted."""
+    """The engines to measure; the server is started at its first use."""
 
     def __init__(self, durable):
         self.durable, self.server = durable, None
@@ -154,7 +153,7 @@ class Engines:
 
 
 class Recorder:
-    """A recorder whose package root is a folder's."""
+    """A recorder with the given folder as its package root."""
 
     def __init__(self, folder, programs, engine, engines):
         self.folder, self.programs, self.engine = folder, programs, engine
@@ -177,11 +176,11 @@ class Recorder:
         return [str(self.programs / "krindexer"), *arguments]
 
     def floor(self, name, *arguments):
-        """A floor that knows this engine."""
+        """The floor program for this engine."""
         return [str(self.programs / f"floor_{name}_{self.engine}"), *map(str, arguments)]
 
     def add_cameras(self, stores):
-        """They take over folders that were another recorder's, which is no more."""
+        """The cameras take over folders of another recorder that no longer exists."""
         for number, store in enumerate(stores, 1):
             (store / ".kestora-camera").unlink(missing_ok=True)
             self.run("krctl", "camera", "add", "--id", number, "--name", "FrontDoor",

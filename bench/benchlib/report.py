@@ -1,4 +1,4 @@
-"""What was measured, as text: a line, a table, and the part of the page that is made."""
+"""The results as text: a line, a table, and the generated part of the page."""
 
 HEAD = ("case", "engine", "cache", "files", "ours", "floor", "figure", "aim", "kept", "per file",
         "peak")
@@ -7,7 +7,7 @@ UNITS = {"ratio": "{:.2f}", "ms": "{:+.1f} ms", "ms waited": "{:.0f} ms", "bytes
 
 
 def cells(result):
-    """Those of a result's row in the table."""
+    """The cells of a result's row in the table."""
     unit, files = UNITS[result["unit"]], result["files"]
     aim = result["aim"]
     return (result["case"], result["engine"], result["cache"], f"{files:,}" if files else "",
@@ -31,7 +31,7 @@ def plain(result):
 
 
 def table(head, rows):
-    """In Markdown, which is read as it is as well."""
+    """A table in Markdown, which is also readable as text."""
     lines = [head, *rows]
     widths = [max(len(line[column]) for line in lines) for column in range(len(head))]
     text = ["| " + " | ".join(cell.ljust(width) for cell, width in zip(line, widths)) + " |"
@@ -41,7 +41,7 @@ def table(head, rows):
 
 
 def counts_table(counts):
-    """What is done for one file, by calls of the system and instructions."""
+    """The work for one file, in system calls and instructions."""
     return table(("case", "engine", "calls on the recording", "on its folder", "other calls",
                   "instructions", "of these in the log's gate", "messages"),
                  [(count["case"], count["engine"], *map(_calls, count["calls"].values()),
@@ -56,13 +56,13 @@ def _calls(calls):
 
 def peers_table(peers):
     return table(("program", "what it does", "files", "time", "per file", "peak"),
-                 [(peer["program"], peer["told"], f"{peer['files']:,}", _seconds(peer["seconds"]),
+                 [(peer["program"], peer["state"], f"{peer['files']:,}", _seconds(peer["seconds"]),
                    f"{peer['seconds'] / peer['files'] * 1e6:.2f} µs",
                    f"{peer['peak_kib'] / 1024:.1f} MiB") for peer in peers])
 
 
 def text(run):
-    """All of a run's tables."""
+    """All tables of a run."""
     parts = []
     if run["figures"]:
         parts.append(table(HEAD, map(cells, run["figures"])))

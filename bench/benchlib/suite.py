@@ -1,4 +1,4 @@
-"""What a benchmark consists of: cases, warm and cold, their curves, and what follows from them."""
+"""The parts of a benchmark: cases, warm and cold, their curves, and the figures derived from them."""
 
 import sys
 
@@ -18,13 +18,13 @@ def _figure(case, engine, files, value, unit, aim, **others):
 
 
 class Suite:
-    """Measures on a workshop as the options say, and tells each result when it is there."""
+    """Measures in a workshop according to the options, and reports each result at once."""
 
     def __init__(self, workshop, engines, runs):
         self.workshop, self.engines, self.runs = workshop, engines, runs
 
     def cases(self, names, files=None):
-        """Each with its own number of files where no other is asked for."""
+        """Each case, by default with its own number of files."""
         results = []
         for name, engine in self._each(names):
             count = CASES[name].files if files is None else files
@@ -46,7 +46,7 @@ class Suite:
         return results
 
     def curve(self, names, sizes=SIZES):
-        """Each case at each size; and what a file costs among many more than among many."""
+        """Each case at each size, and the growth of the cost of a file with their number."""
         points, growth = [], []
         for name, engine in self._each(names):
             line = [self._measure(name, engine, size) for size in sizes if size <= CASES[name].most]
@@ -58,7 +58,7 @@ class Suite:
         return points, growth
 
     def ten_million(self):
-        """As many recordings of ten cameras, all with their rows."""
+        """Ten million recordings of ten cameras, all with their rows."""
         self.workshop.cameras = TEN_MILLION_CAMERAS
         return [self._measure("known", engine, TEN_MILLION) for engine in self.engines]
 
@@ -74,7 +74,7 @@ class Suite:
             before = (lambda: measure.drop_caches(recorder)) if cold else (lambda: None)
             timing = measure.in_turn(recorder, pair, runs, before)
         figure = timing.difference_s * 1000 if case.unit == "ms" else timing.ratio
-        # Among fewer files what a run does once tells more than what it does for each.
+        # With fewer files, the cost of what a run does once dominates.
         aim = None if cold or files < case.files else case.aims.get(engine)
         result = _figure(name, engine, files, figure, case.unit, aim, runs=len(timing.ours),
                          ours_s=timing.ours_s, floor_s=timing.floor_s, peak_kib=timing.peak_kib)

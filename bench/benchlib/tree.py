@@ -1,4 +1,4 @@
-"""Trees of media: cameras × half days × files, with names as the recorder's."""
+"""Trees of media: cameras × half days × files, with names like those of a recorder."""
 
 import os
 import struct
@@ -9,7 +9,7 @@ CAMERA_NAME = "FrontDoor"  # makes names of 40 bytes
 FILES_PER_HALF_DAY = 1000
 HALF_DAY_S = 43200
 FIRST_START = 1_699_920_000  # a midnight
-LINKED_SOURCES = 256  # a file can't have as many names as a tree needs
+LINKED_SOURCES = 256  # a file can't have enough hard links for a whole tree
 PICTURES = 20
 TEN_MINUTES_BYTES = 150_000_000
 
@@ -17,7 +17,7 @@ KINDS = ("empty", "small", "ten-minute")
 
 
 def start_of(number):
-    """When the recording with this number began."""
+    """The start of the recording with this number."""
     half_day, place = divmod(number, FILES_PER_HALF_DAY)
     return FIRST_START + half_day * HALF_DAY_S + place * (HALF_DAY_S // FILES_PER_HALF_DAY)
 
@@ -29,7 +29,7 @@ def half_day_of(number):
 
 
 def recording_path(number):
-    """As the row of a recording has it."""
+    """The path as in the row of a recording."""
     start = start_of(number)
     moment = time.strftime("%Y%m%d-%H%M%S", time.gmtime(start))
     return f"{half_day_of(number)}/{CAMERA_NAME}-{moment}-{start:010}.mp4"
@@ -41,7 +41,7 @@ def snapshot_name(number):
 
 
 class Media:
-    """What the files of the trees hold, made once."""
+    """The contents of the files of the trees, created once."""
 
     def __init__(self, folder):
         self.folder = folder
@@ -71,7 +71,7 @@ class Media:
 
     def _ten_minutes(self):
         """Ten minutes of H.264 and AAC, with the index of 15,000 pictures and 9,000 pieces of sound
-        at the end. What lies before it, a camera's bytes, is a hole."""
+        at the end. The pictures and sound before it are a hole."""
         self._film(10, "640x360", 25)
         path = self.folder / "ten-minutes.mp4"
         self._ffmpeg("-stream_loop", "59", "-i", self.folder / "film.mp4", "-c", "copy", path)

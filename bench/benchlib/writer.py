@@ -26,10 +26,10 @@ class Writer:
                               stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True) as process:
             demand(process.stdout.readline(), "began\n", "the writer")
             yield
-            told = process.communicate()[0].split()
+            result = process.communicate()[0].split()
         demand(process.returncode, 0, "the status of the writer")
-        demand(int(told[0]) > 1, True, "the writer wrote")
-        self.longest_ms = float(told[1])
+        demand(int(result[0]) > 1, True, "the writer wrote")
+        self.longest_ms = float(result[1])
 
 
 def measure_all(workshop, engines, rows):
