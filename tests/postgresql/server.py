@@ -38,6 +38,7 @@ shared_buffers = 16MB
 max_connections = 40        # a standby needs as many as its primary
 wal_level = logical         # so that the transactions of a test can be told
 autovacuum = off            # what a test measures is not to depend on when it comes
+dynamic_shared_memory_type = mmap   # in the directory, which is removed however the server ends
 timezone = UTC
 log_timezone = UTC
 {durability}
