@@ -11,6 +11,7 @@ import server
 from runner.postgresql import Postgresql
 from support import process
 from support.case import KrctlTest
+from support.postgresql import ServedDatabase
 from support.recorder import Recorder
 
 YEAR_S = 365 * 86400
@@ -57,8 +58,8 @@ class OnPostgresql:
 
     databases = ("recorder",)
 
-    def __init__(self, test):
-        self.server = test.enterContext(server.Server())
+    def __init__(self):
+        self.server = ServedDatabase()
         self.engine = Postgresql(self.server.dsn, "kestora")
 
     def rows(self, _database, sql):
@@ -390,7 +391,7 @@ class IdentityOnPostgresql(Identity):
         return self.postgresql
 
     def new_recorder(self, root):
-        self.postgresql = OnPostgresql(self)
+        self.postgresql = OnPostgresql()
         os.mkdir(root)
         return Recorder(root, [f'dsn = "{self.postgresql.server.dsn}"'])
 
@@ -400,7 +401,7 @@ class ClockOnPostgresql(Clock):
         return self.postgresql
 
     def new_recorder(self, root):
-        self.postgresql = OnPostgresql(self)
+        self.postgresql = OnPostgresql()
         os.mkdir(root)
         return Recorder(root, [f'dsn = "{self.postgresql.server.dsn}"'])
 

@@ -11,12 +11,12 @@ import termios
 import threading
 import time
 
-import server
 from runner import sqlite
 from runner.postgresql import Postgresql
 from runner.systemcalls import numbers_of
 from support import process
 from support.case import KrctlTest
+from support.postgresql import ServedDatabase
 from support.recorder import HALF_DAY, START_TM, Recorder
 from support.state import differences, state_of
 
@@ -679,7 +679,7 @@ class BrokenOff(PlanTest):
 
 class AgreementOnPostgresql(Agreement):
     def new_recorder(self, root):
-        self.server = self.enterContext(server.Server())
+        self.server = ServedDatabase()
         self.engine = Postgresql(self.server.dsn, "kestora")
         os.mkdir(root)
         return Recorder(root, [f'dsn = "{self.server.dsn}"'])

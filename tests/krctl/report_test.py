@@ -3,10 +3,10 @@
 import os
 import stat
 
-import server
 from support import process
 from support.case import KrctlTest
 from support.page import Page
+from support.postgresql import ServedDatabase
 from support.recorder import HALF_DAY, START_TM, Recorder
 
 DAY_S = 86400
@@ -361,7 +361,7 @@ class Plan(ReportTest):
 
 class OnPostgresql(ReportTest):
     def new_recorder(self, root):
-        self.server = self.enterContext(server.Server())
+        self.server = ServedDatabase()
         os.mkdir(root)
         return Recorder(root, [f'dsn = "{self.server.dsn}"'])
 
