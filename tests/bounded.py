@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 """Runs one test: bounded.py SECONDS COMMAND...
 
-The command has a folder of its own for temporary files: in TMPDIR where that is set, else in memory where
-there is room. However it ends, and where it isn't done in time, its processes are killed and that folder is
-removed. The exit status is the command's; 124 where the time was up.
+The command gets a separate folder for temporary files: in TMPDIR if that is set, otherwise in memory if there is
+room. When the command ends, or exceeds its time, its processes are killed and the folder is removed. The exit
+status is the command's, or 124 if it exceeded its time.
 """
 
 import ctypes
@@ -22,7 +22,7 @@ ROOM_BYTES = 1 << 30
 
 
 def adopt_orphans():
-    """Processes whose parent ends become this one's children: none is lost sight of."""
+    """Makes orphaned processes children of this one, so that none is overlooked."""
     ctypes.CDLL(None, use_errno=True).prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0)
 
 
@@ -32,7 +32,7 @@ def children():
 
 
 def kill_all():
-    """Children, and theirs, which become children when their parents are gone."""
+    """The children, and their descendants, which become children when their parents end."""
     while found := children():
         for number in found:
             os.kill(number, signal.SIGKILL)
@@ -41,7 +41,7 @@ def kill_all():
 
 
 def remove(folder):
-    """Also what the test has closed to its own user."""
+    """Removes a folder, also if the test has closed it to its own user."""
     for place, folders, _ in os.walk(folder):
         for name in folders:
             path = os.path.join(place, name)
@@ -51,8 +51,8 @@ def remove(folder):
 
 
 def place():
-    """Where folders are made: recorders and servers of tests wait for a disk more than for anything
-    else. None is the usual place. Programs are started from there too."""
+    """The place for temporary folders: a file system in memory, because recorders and servers of tests mostly
+    wait for the disk. None means the default place. Programs are started from there, too."""
     if "TMPDIR" in os.environ or not os.access(IN_MEMORY, os.W_OK):
         return None
     status = os.statvfs(IN_MEMORY)
@@ -62,7 +62,7 @@ def place():
 
 def run(seconds, command):
     folder = tempfile.mkdtemp(prefix="kt-", dir=place())
-    # Servers of the tests run as another user where root runs the tests.
+    # If root runs the tests, their servers run as another user.
     os.chmod(folder, 0o755)
     try:
         with subprocess.Popen(command, env={**os.environ, "TMPDIR": folder}) as child:

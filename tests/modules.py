@@ -15,8 +15,8 @@ def main():
         sys.exit(__doc__)
     folder, bin_dir, media_dir = (os.path.abspath(each) for each in sys.argv[1:4])
     sys.path.insert(0, folder)
-    from support.recorder import Recorder  # only the folder knows which
-    from runner import media  # the folder's support tells where it is
+    from support.recorder import Recorder  # found in the folder
+    from runner import media  # the path is set by the folder's support
     Recorder.bin_dir, Recorder.media_dir = bin_dir, media_dir
     media.make_all(media_dir)
     unittest.main(module=sys.argv[4], argv=[sys.argv[0], *sys.argv[5:]], verbosity=2)

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""What a run of the tests left out, and why: skipped.py LOG.
+"""Prints the skipped tests and the reasons: skipped.py LOG.
 
 LOG is CTest's Testing/Temporary/LastTest.log. A test of CTest's may hold many cases, some of which are
 skipped where the others pass: they are named as well.
@@ -9,7 +9,7 @@ import re
 import sys
 
 TEST = re.compile(r"^\d+/\d+ Testing: (.+)$")
-# (what skips, pattern of case and reason)
+# patterns of case and reason
 SKIPPED = [
     re.compile(r"^\w+ \((?P<case>[\w.]+)\) \.\.\. skipped (?P<reason>['\"].*['\"])$"),  # unittest
     re.compile(r"^skipped (?P<case>\S+) \([\d.]+ s\)\n {2}(?P<reason>.+)$"),  # tests/scenarios/run.py
@@ -18,7 +18,7 @@ SKIPPED = [
 
 
 def cases(lines):
-    """(case, reason), as the programs of the tests print them."""
+    """(case, reason), as printed by the programs of the tests."""
     for at in range(len(lines)):
         text = "\n".join(lines[at:at + 4])
         for pattern in SKIPPED:
@@ -28,7 +28,7 @@ def cases(lines):
 
 
 def by_test(text):
-    """{test: lines of its output}"""
+    """A map from tests to the lines of their output."""
     outputs, lines = {}, []
     for line in text.splitlines():
         test = TEST.match(line)
@@ -39,7 +39,7 @@ def by_test(text):
 
 
 def skipped(text):
-    """One line for each case, with its reason; and for a test that gave none."""
+    """One line for each case, with its reason, and for each test without a reason."""
     for test, lines in by_test(text).items():
         found = list(dict.fromkeys(cases(lines)))
         for case, reason in found:

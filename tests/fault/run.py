@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""Kills the shipped tool, and fails its system calls, one at a time; then a clean run must mend it.
+"""Kills the shipped tool or makes one of its system calls fail; a clean run must then repair the result.
 
 run.py BIN_DIR                                  every call, every point, every fault
 run.py --most 8 --fault SIGKILL --fault EIO BIN_DIR
 run.py --on sqlite --call openat --fault EIO --at 170 BIN_DIR    one point
 
-README.md tells what is compared, and which of the tool's rules show.
+README.md describes the comparison and the rules of the tool that affect it.
 """
 
 import argparse

@@ -1,4 +1,4 @@
-"""What bash offers after each command of krctl and krindexer, on a recorder with cameras and runs."""
+"""The completions of bash for each command of krctl and krindexer, on a recorder with cameras and runs."""
 
 import os
 import subprocess
@@ -11,8 +11,8 @@ from support.recorder import Recorder
 HERE = os.path.dirname(os.path.abspath(__file__))
 COMPLETION = os.path.join(HERE, "../../packaging/completion")
 
-# $1: the program; the other arguments: its words, the last of which is to be completed. compopt is for
-# completions that readline asked for.
+# $1: the program; the other arguments: its words, the last of which is completed. compopt works only in
+# completions that readline has started.
 ASK_BASH = """
 compopt() { :; }
 . "$COMPLETION/$1"
@@ -39,7 +39,7 @@ class CompletionTest(KrctlTest):
             self.recorder.reindex("-r", "12")
 
     def offered(self, *words):
-        """Words that bash offers, sorted."""
+        """The words that bash offers, sorted."""
         environment = {**os.environ, "COMPLETION": os.path.realpath(COMPLETION), "COLUMNS": "40",
                        "PATH": f"{os.path.abspath(Recorder.bin_dir)}:{os.environ['PATH']}"}
         command = self.recorder.command("krctl")[:2] + ["bash", "-c", ASK_BASH, "bash", *words]

@@ -1,5 +1,4 @@
-"""What an installation leaves: documents whose links lead somewhere, and what `copyright` says of the
-libraries in the programs."""
+"""The installed files: the links of the documents, and the libraries that `copyright` names."""
 
 import glob
 import os
@@ -24,7 +23,7 @@ def output(*command):
 def package_of(library):
     """The Debian package of a shared library, by its name within a program."""
     path = re.search(rf"^\s*{re.escape(library)} .*=> (\S+)", output("/sbin/ldconfig", "-p"), re.M)[1]
-    # Some packages have it below /lib, which is a link to /usr/lib.
+    # Some packages install it below /lib, which is a link to /usr/lib.
     real = os.path.realpath(path).removeprefix("/usr")
     owners = subprocess.run(["dpkg", "-S", real, f"/usr{real}"], check=False, capture_output=True,
                             text=True, timeout=120).stdout
@@ -47,7 +46,7 @@ class InstalledTest(unittest.TestCase):
             return file.read()
 
     def programs(self):
-        """Path below the root, and where it is, of all that was compiled."""
+        """The path below the root, and the actual path, of each compiled file."""
         for pattern in ("sbin/*", "libexec/kestora/*", "lib/kestora/*.so"):
             found = glob.glob(f"{self.usr}/{pattern}")
             self.assertTrue(found, pattern)

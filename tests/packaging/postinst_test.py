@@ -1,4 +1,4 @@
-"""The folders that the package's postinst makes, as krctl doctor judges them."""
+"""The folders that the package's postinst creates, checked with krctl doctor, and its upgrade of databases."""
 
 import fcntl
 import json
@@ -12,7 +12,7 @@ from support.case import KrctlTest
 POSTINST = os.path.realpath(os.path.join(os.path.dirname(os.path.abspath(__file__)),
                                          "../../packaging/debian/postinst"))
 
-# Its functions alone ("abort-remove" does nothing), without the change of user.
+# Only its functions ("abort-remove" does nothing), without the change of user.
 MAKE_FOLDERS = """
 umask 022
 set -- abort-remove
@@ -38,7 +38,7 @@ def text():
 
 class PostinstTest(KrctlTest):
     def new_recorder(self, root):
-        """With the folders of the package alone, before `krctl init`."""
+        """Only the folders of the package, before `krctl init`."""
         os.mkdir(root, 0o750)
         self.root = root
         return None
@@ -83,7 +83,7 @@ class PostinstTest(KrctlTest):
             ".", "etc", "target", "target/@KREmap", "var", "var/db", "var/log", "var/snapshot")})
 
     def test_the_recorder_s_own_folder_is_as_closed_as_those_in_it(self):
-        # The sandbox has that folder already, so that this line of the script is not run there.
+        # In the sandbox that folder exists, so this line of the script is not run there.
         own = re.search(r'install -d -o kestora -g kestora -m (\d+) "\$recorder"', text())[1]
         self.assertEqual(int(own, 8), 0o750)
 

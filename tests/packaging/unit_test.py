@@ -7,7 +7,7 @@ import re
 import unittest
 
 ROOT = os.path.realpath(os.path.join(os.path.dirname(os.path.abspath(__file__)), "../.."))
-ANOTHER_RUN = os.EX_TEMPFAIL  # passes by itself: the unit tries again
+ANOTHER_RUN = os.EX_TEMPFAIL  # temporary: the unit tries again
 
 
 def read(name):
@@ -21,7 +21,7 @@ def sources(*patterns):
 
 
 def statuses_of_krctl_run():
-    """What `krctl run` can end with but 0: its own statuses, and those of the tool that it hands on."""
+    """The exit statuses of `krctl run` except 0: its own, and those of the tool that it passes on."""
     text = sources("tools/*/*.cpp", "tools/*/*.h", "recorder/taskstatus/*.cpp")
     named = {getattr(os, name) for name in re.findall(r"\bEX_[A-Z]+\b", text)}
     own = {int(value) for value in re.findall(r"constexpr int kExit\w+ = (\d+);", text)}

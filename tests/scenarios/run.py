@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Runs scenarios on the shipped programs: run.py BIN_DIR CASE..., each case twice.
 
-A case is a folder with the files `given`, `run` and `then`; README.md tells how to write one. The
-recorder of a case lies in a temporary folder that appears as the package's root to the programs.
+A case is a folder with the files `given`, `run` and `then`; README.md describes how to write one. The
+recorder of a case is a temporary folder that appears to the programs as the package's root.
 """
 
 import argparse
@@ -14,16 +14,16 @@ import tempfile
 import time
 
 from runner.text import CaseError, blocks
-from server import Server  # runner tells where it is
+from server import Server  # the path is set by runner
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 ENGINES = ("sqlite", "postgresql")
 SANDBOX = os.path.join(HERE, "../../script/sandbox")
-EXIT_SKIPPED = 77  # of a case that this machine grants too little for, or no engine that is asked for
+EXIT_SKIPPED = 77  # the machine lacks something that a case needs, or the case is for another engine
 
 
 def make_media(folder):
-    """Before any case: they may run at the same time."""
+    """Makes the media before any case, because cases may run at the same time."""
     from runner import media
     media.make_all(folder)
 

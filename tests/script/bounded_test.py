@@ -1,4 +1,4 @@
-"""tests/bounded.py: what is left of a test, however it ends."""
+"""tests/bounded.py: a test leaves nothing behind, however it ends."""
 
 import os
 import signal
@@ -12,7 +12,7 @@ BOUNDED = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../bounded.p
 DEADLINE_S = 60
 TIME_IS_UP = 124
 
-# A folder that its user can't open, and a process that its parent lost sight of; prints its number.
+# A folder that its user can't open, and an orphaned process; prints the process id.
 LEAVE_BEHIND = """
 mkdir "$TMPDIR/closed"
 : >"$TMPDIR/closed/file"

@@ -1,4 +1,4 @@
-"""script/install-packages, in a root of its own, with an apt that only does as a script says."""
+"""script/install-packages, in a separate root folder, with a scripted apt."""
 
 import os
 import subprocess
@@ -9,7 +9,7 @@ ROOT = os.path.realpath(os.path.join(os.path.dirname(os.path.abspath(__file__)),
 MOUNTS = os.path.join(ROOT, "script/own-mounts")
 DEADLINE_S = 60
 
-# $1: the root; $2: the project. What is Debian's own is seen there; /etc, /var and /usr/sbin are empty.
+# $1: the root; $2: the project. Debian's own files are visible there; /etc, /var and /usr/sbin are empty.
 ENTER_ROOT = """
 set -eu
 cd "$1"
@@ -23,7 +23,7 @@ exec "$(PATH=$PATH:/usr/sbin command -v chroot)" . env -i PATH=/usr/local/bin:/u
     /project/script/install-packages newcomer postgresql
 """
 
-# Where a package's own scripts would run it notes what they meet.
+# Where a package's scripts would run, it records the state that they would find.
 APT = """#!/bin/sh
 case "$*" in
 *' update'*) echo 'Fetched 60.0 MB in 10s (6,000 kB/s)' ;;

@@ -1,4 +1,4 @@
-"""script/sandbox and script/own-mounts: what they give, and what they say where they can't."""
+"""script/sandbox and script/own-mounts: their effects, and their messages if they fail."""
 
 import os
 import subprocess
@@ -10,12 +10,12 @@ SANDBOX = os.path.join(ROOT, "script/sandbox")
 UNAVAILABLE = 69
 DEADLINE_S = 60
 
-# Rights over a mount namespace, in which everything mounted is seen by those it was copied from.
+# Rights over a mount namespace whose mounts are visible in the namespaces from which it was copied.
 SHARED_MOUNTS = ["unshare", *([] if os.geteuid() == 0 else ["--user", "--map-root-user"]),
                  "--mount", "--propagation", "shared"]
 
-# A root folder that is no mount point; $1: the folder, $2: the project. Prints the mounts that are there
-# before and after the sandbox.
+# A root folder that is not a mount point; $1: the folder, $2: the project. Prints the mounts before and after
+# the sandbox.
 IN_A_CHROOT = """
 set -eu
 mkdir "$1"/usr "$1"/proc "$1"/dev "$1"/mnt "$1"/var "$1"/var/lib "$1"/tmp "$1"/recorder "$1"/project

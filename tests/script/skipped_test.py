@@ -1,4 +1,4 @@
-"""tests/skipped.py: each way in which a test says what it skips, and why."""
+"""tests/skipped.py: each form in which a test reports what it skips, and why."""
 
 import os
 import subprocess
