@@ -93,7 +93,7 @@ void EndReadingProgram() {
 }
 
 // Short, as it is waited for in full; long enough for one that is not stopped.
-constexpr std::chrono::seconds kPatience{3};
+constexpr std::chrono::seconds kPatience{2};
 
 ContainerInfo ReadFrames(recorder::ContainerLibrary& library, const std::function<void()>& action) {
     DisturbedSource source(contract::Media("frames.mxg"), action);
@@ -216,7 +216,7 @@ TEST(ContainerLibrary, ThatIsStoppedTwiceFailsForThatContainerOnly) {
         failure = error.what();
     }
 
-    EXPECT_EQ(failure, "the program krcontainers did not answer within 3000 ms and was killed");
+    EXPECT_EQ(failure, "the program krcontainers did not answer within 2000 ms and was killed");
     EXPECT_THAT(stopped, testing::SizeIs(2));
     EXPECT_FALSE(std::any_of(stopped.begin(), stopped.end(), IsThere));
     EXPECT_EQ(ReadFrames(library, LeaveInPeace).width, 320);
