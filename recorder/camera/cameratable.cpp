@@ -4,22 +4,12 @@
 #include "recorder/database/quote.h"
 #include "recorder/support/error.h"
 
-#include <cstdlib>
-
 namespace recorder {
 
 namespace {
 
 constexpr const char* kSelect =
     "SELECT id, name, ds_id, storage_path, volume_id, uuid FROM camera ";
-
-int ToInt(const char* text) {
-    return static_cast<int>(std::strtol(text, nullptr, 10));
-}
-
-std::optional<std::string> ToText(const char* field) {
-    return field == nullptr ? std::nullopt : std::optional<std::string>(field);
-}
 
 std::string QuoteOrNull(const std::optional<std::string>& text) {
     return text ? Quote(*text) : "NULL";
@@ -31,9 +21,12 @@ std::vector<CameraRow> Select(const std::string& condition) {
     std::vector<CameraRow> cameras;
     cameras.reserve(static_cast<std::size_t>(rows.RowCount()));
     for (int row = 0; row < rows.RowCount(); ++row) {
-        cameras.push_back({ToInt(rows.Field(row, 0)), rows.Field(row, 1), ToInt(rows.Field(row, 2)),
-                           rows.Field(row, 3), ToText(rows.Field(row, 4)),
-                           ToText(rows.Field(row, 5))});
+        cameras.push_back({.id = rows.Int(row, "id"),
+                           .name = rows.Text(row, "name"),
+                           .dsId = rows.Int(row, "ds_id"),
+                           .storagePath = rows.Text(row, "storage_path"),
+                           .volumeId = rows.TextIfAny(row, "volume_id"),
+                           .uuid = rows.TextIfAny(row, "uuid")});
     }
     return cameras;
 }

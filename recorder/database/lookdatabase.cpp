@@ -4,7 +4,6 @@
 #include "recorder/support/error.h"
 
 #include <chrono>
-#include <cstdlib>
 #include <ctime>
 #include <optional>
 
@@ -124,7 +123,7 @@ std::string LookDatabase::RaiseIdsSql(const std::string& /*table*/, long /*highe
 }
 
 long LookDatabase::SchemaVersion() {
-    return std::strtol(Execute("PRAGMA user_version").Field(0, 0), nullptr, 10);
+    return Execute("PRAGMA user_version").Long(0, "user_version");
 }
 
 void LookDatabase::ApplySchema(const std::string& /*sql*/, long /*version*/) {

@@ -13,7 +13,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <map>
@@ -269,12 +268,12 @@ long PostgresDatabase::SchemaVersion() {
     constexpr ExecuteOptions kReads{.readOnly = true};
     try { // the table is missing but once in the life of a schema
         const DBResult_tag version =
-            Execute("SELECT coalesce(max(version), 0) FROM schema_version;", kReads);
-        return std::strtol(version.Field(0, 0), nullptr, 10);
+            Execute("SELECT max(version) AS version FROM schema_version;", kReads);
+        return version.Long(0, "version");
     } catch (const Error&) {
-        const DBResult_tag there =
-            Execute("SELECT to_regclass('" + m_settings.schema + ".schema_version');", kReads);
-        if (there.Field(0, 0) != nullptr) {
+        const DBResult_tag there = Execute(
+            "SELECT to_regclass('" + m_settings.schema + ".schema_version') AS found;", kReads);
+        if (there.TextIfAny(0, "found")) {
             throw;
         }
         return 0;

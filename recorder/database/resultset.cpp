@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <charconv>
 #include <climits>
+#include <cstdlib>
 #include <cstring>
 #include <iterator>
 #include <limits>
@@ -62,6 +63,32 @@ const char* DBResult_tag::Field(int row, std::size_t column) const {
         field = FieldBehind(field);
     }
     return LengthAt(field) == kNullLength ? nullptr : field + sizeof(uint32_t);
+}
+
+const char* DBResult_tag::FieldOf(int row, std::string_view column) const {
+    const std::optional<std::size_t> index = ColumnIndex(column);
+    if (!index) {
+        throw recorder::Error("the result has no column " + std::string(column));
+    }
+    return Field(row, *index);
+}
+
+long DBResult_tag::Long(int row, std::string_view column) const {
+    const char* const text = FieldOf(row, column);
+    return text == nullptr ? 0 : std::strtol(text, nullptr, 10);
+}
+
+int DBResult_tag::Int(int row, std::string_view column) const {
+    return static_cast<int>(Long(row, column));
+}
+
+std::string DBResult_tag::Text(int row, std::string_view column) const {
+    return TextIfAny(row, column).value_or("");
+}
+
+std::optional<std::string> DBResult_tag::TextIfAny(int row, std::string_view column) const {
+    const char* const text = FieldOf(row, column);
+    return text == nullptr ? std::nullopt : std::optional<std::string>(text);
 }
 
 std::optional<std::size_t> DBResult_tag::ColumnIndex(std::string_view name) const {

@@ -20,6 +20,17 @@ struct DBResult_tag {
     // exist.
     [[nodiscard]] const char* Field(int row, std::size_t column) const;
 
+    // The field of a column as an integer; 0 where it is NULL or no integer. Throws Error when
+    // there is no such column.
+    [[nodiscard]] long Long(int row, std::string_view column) const;
+    [[nodiscard]] int Int(int row, std::string_view column) const;
+
+    // As bytes; empty where it is NULL. Throws Error likewise.
+    [[nodiscard]] std::string Text(int row, std::string_view column) const;
+
+    // Nothing where it is NULL. Throws Error likewise.
+    [[nodiscard]] std::optional<std::string> TextIfAny(int row, std::string_view column) const;
+
     [[nodiscard]] std::optional<std::size_t> ColumnIndex(std::string_view name) const;
 
     // The columns of the statement whose rows come next: the same for all statements of a text.
@@ -37,6 +48,8 @@ struct DBResult_tag {
     mutable bool foreignIdSeen = false; // a row id that can't be one was withheld
 
 private:
+    [[nodiscard]] const char* FieldOf(int row, std::string_view column) const;
+
     struct Block {
         int firstRow = 0;
         std::vector<uint32_t> rows; // of each row, where it begins in `fields`

@@ -8,7 +8,6 @@
 #include "recorder/support/uninterrupted.h"
 
 #include <chrono>
-#include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <string_view>
@@ -379,7 +378,7 @@ std::string SqliteDatabase::RaiseIdsSql(const std::string& table, long highest) 
 }
 
 long SqliteDatabase::SchemaVersion() {
-    return std::strtol(Execute("PRAGMA user_version").Field(0, 0), nullptr, 10);
+    return Execute("PRAGMA user_version").Long(0, "user_version");
 }
 
 void SqliteDatabase::ApplySchema(const std::string& sql, long version) {

@@ -5,7 +5,6 @@
 #include "recorder/database/quote.h"
 #include "recorder/support/format.h"
 
-#include <cstdlib>
 #include <ctime>
 
 namespace recorder {
@@ -30,7 +29,7 @@ void PutWord(const std::string& topic, const std::string& body, bool due, const 
         sql += "DELETE FROM untold WHERE id IN (" + told + ");";
     }
     const DBResult_tag rows = Execute(KRDB::DB_RECORDING, sql);
-    NoteId(IdKind::Outbox, std::strtol(rows.Field(0, 0), nullptr, 10));
+    NoteId(IdKind::Outbox, rows.Long(0, "id"));
 }
 
 std::vector<UntoldRecording> UntoldRecordings(int atMost) {
@@ -46,8 +45,7 @@ std::vector<UntoldRecording> UntoldRecordings(int atMost) {
     std::vector<UntoldRecording> recordings;
     recordings.reserve(static_cast<std::size_t>(rows.RowCount()));
     for (int row = 0; row < rows.RowCount(); ++row) {
-        recordings.push_back({static_cast<int>(std::strtol(rows.Field(row, 0), nullptr, 10)),
-                              static_cast<int>(std::strtol(rows.Field(row, 1), nullptr, 10))});
+        recordings.push_back({rows.Int(row, "camera_id"), rows.Int(row, "id")});
     }
     return recordings;
 }
@@ -62,18 +60,19 @@ std::vector<Word> DueWords(int atMost) {
     std::vector<Word> words;
     words.reserve(static_cast<std::size_t>(rows.RowCount()));
     for (int row = 0; row < rows.RowCount(); ++row) {
-        words.push_back({.id = std::strtol(rows.Field(row, 0), nullptr, 10),
-                         .createdTm = std::strtol(rows.Field(row, 1), nullptr, 10),
-                         .topic = rows.Field(row, 2),
-                         .body = rows.Field(row, 3)});
+        words.push_back({.id = rows.Long(row, "id"),
+                         .createdTm = rows.Long(row, "created_tm"),
+                         .topic = rows.Text(row, "topic"),
+                         .body = rows.Text(row, "payload")});
     }
     return words;
 }
 
 long CountDueWords() {
-    const DBResult_tag rows = Execute(
-        KRDB::DB_RECORDING, "SELECT count(*) FROM outbox WHERE due = 1;", {.readOnly = true});
-    return std::strtol(rows.Field(0, 0), nullptr, 10);
+    const DBResult_tag rows =
+        Execute(KRDB::DB_RECORDING, "SELECT count(*) AS due FROM outbox WHERE due = 1;",
+                {.readOnly = true});
+    return rows.Long(0, "due");
 }
 
 void ForgetWord(long id) {

@@ -3,17 +3,7 @@
 #include "recorder/database/databases.h"
 #include "recorder/support/format.h"
 
-#include <cstdlib>
-
 namespace recorder {
-
-namespace {
-
-long ToLong(const char* text) {
-    return std::strtol(text, nullptr, 10);
-}
-
-} // namespace
 
 std::vector<DayCount> ListDayCounts() {
     const DBResult_tag rows =
@@ -22,8 +12,8 @@ std::vector<DayCount> ListDayCounts() {
     std::vector<DayCount> counts;
     counts.reserve(static_cast<std::size_t>(rows.RowCount()));
     for (int row = 0; row < rows.RowCount(); ++row) {
-        counts.push_back({static_cast<int>(ToLong(rows.Field(row, 0))), ToLong(rows.Field(row, 1)),
-                          ToLong(rows.Field(row, 2))});
+        counts.push_back(
+            {rows.Int(row, "camera_id"), rows.Long(row, "day"), rows.Long(row, "count")});
     }
     return counts;
 }
@@ -38,8 +28,8 @@ std::vector<DayChange> ChangesByDay(long run, long token) {
     std::vector<DayChange> changes;
     changes.reserve(static_cast<std::size_t>(rows.RowCount()));
     for (int row = 0; row < rows.RowCount(); ++row) {
-        changes.push_back({static_cast<int>(ToLong(rows.Field(row, 0))), ToLong(rows.Field(row, 1)),
-                           ToLong(rows.Field(row, 2)), ToLong(rows.Field(row, 3))});
+        changes.push_back({rows.Int(row, "camera_id"), rows.Long(row, "day"),
+                           rows.Long(row, "added"), rows.Long(row, "removed")});
     }
     return changes;
 }

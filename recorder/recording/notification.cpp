@@ -9,7 +9,6 @@
 #include "recorder/support/format.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <functional>
 
 namespace recorder {
@@ -34,9 +33,9 @@ void TellEventList(int camId, EVENT_UPDATE_ACTION action, unsigned long long sta
 unsigned long long NewestCountStamp(int camId) {
     const DBResult_tag rows = Execute(
         KRDB::DB_RECORDING,
-        Format("SELECT coalesce(max(stamp), 0) FROM recording_count WHERE camera_id = %d;", camId),
+        Format("SELECT max(stamp) AS stamp FROM recording_count WHERE camera_id = %d;", camId),
         {.readOnly = true});
-    return std::strtoull(rows.Field(0, 0), nullptr, 10);
+    return static_cast<unsigned long long>(rows.Long(0, "stamp"));
 }
 
 } // namespace

@@ -9,7 +9,6 @@
 
 #include <cerrno>
 #include <csignal>
-#include <cstdlib>
 #include <sstream>
 #include <string_view>
 #include <utility>
@@ -160,8 +159,8 @@ std::optional<LiveRun> UnregisteredRun() {
         return std::nullopt;
     }
     LiveRun run;
-    run.run = std::strtol(newest.Field(0, 0), nullptr, 10);
-    run.pid = static_cast<int>(std::strtol(newest.Field(0, 1), nullptr, 10));
+    run.run = newest.Long(0, "id");
+    run.pid = newest.Int(0, "pid");
     return run.pid > 0 && MayBeKrindexer(run.pid) ? std::optional(run) : std::nullopt;
 }
 

@@ -5,7 +5,6 @@
 #include "recorder/support/format.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <map>
 #include <utility>
 
@@ -16,28 +15,20 @@ namespace {
 // By number and token.
 using ChangesByRun = std::map<std::pair<long, long>, std::vector<RunChange>>;
 
-long ToLong(const char* text) {
-    return std::strtol(text, nullptr, 10);
-}
-
-int ToInt(const char* text) {
-    return static_cast<int>(ToLong(text));
-}
-
 // What the chosen runs did to one table, its ledger counted.
 void AddChanges(const MediaTable& table, const std::string& chosen, ChangesByRun& changes) {
     const DBResult_tag rows =
         Execute(table.instance,
-                "SELECT run, token, sum(added), sum(removed), "
+                "SELECT run, token, sum(added) AS added, sum(removed) AS removed, "
                 "(SELECT count(*) FROM removed WHERE removed.run = run_count.run "
                 "AND removed.kind = '" +
                     table.name + "') AS undoable FROM run_count WHERE kind = '" + table.name + "'" +
                     chosen + " GROUP BY run, token;",
                 {.readOnly = true});
     for (int row = 0; row < rows.RowCount(); ++row) {
-        changes[{ToLong(rows.Field(row, 0)), ToLong(rows.Field(row, 1))}].push_back(
-            {table.name, ToLong(rows.Field(row, 2)), ToLong(rows.Field(row, 3)),
-             ToLong(rows.Field(row, 4))});
+        changes[{rows.Long(row, "run"), rows.Long(row, "token")}].push_back(
+            {table.name, rows.Long(row, "added"), rows.Long(row, "removed"),
+             rows.Long(row, "undoable")});
     }
 }
 
@@ -69,16 +60,16 @@ std::vector<RunRecord> SelectRuns(const std::string& condition, const std::strin
     std::vector<RunRecord> runs;
     for (int row = 0; row < rows.RowCount(); ++row) {
         RunRecord run;
-        run.id = ToLong(rows.Field(row, 0));
-        run.pid = ToInt(rows.Field(row, 1));
-        run.startTm = ToLong(rows.Field(row, 2));
-        if (const char* const endTm = rows.Field(row, 3)) {
-            run.endTm = ToLong(endTm);
+        run.id = rows.Long(row, "id");
+        run.pid = rows.Int(row, "pid");
+        run.startTm = rows.Long(row, "start_tm");
+        if (rows.TextIfAny(row, "end_tm")) {
+            run.endTm = rows.Long(row, "end_tm");
         }
-        run.failures = ToLong(rows.Field(row, 4));
-        run.refusals = ToLong(rows.Field(row, 5));
-        run.unlogged = ToLong(rows.Field(row, 6));
-        run.token = ToLong(rows.Field(row, 7));
+        run.failures = rows.Long(row, "failures");
+        run.refusals = rows.Long(row, "refusals");
+        run.unlogged = rows.Long(row, "unlogged");
+        run.token = rows.Long(row, "token");
         const std::pair identity{run.id, run.token};
         run.changes = std::move(changes[identity]);
         changes.erase(identity);
@@ -98,23 +89,22 @@ std::vector<RunPart> RecordedParts(long id) {
     std::vector<RunPart> parts;
     parts.reserve(static_cast<std::size_t>(rows.RowCount()));
     for (int row = 0; row < rows.RowCount(); ++row) {
-        parts.push_back({.kind = rows.Field(row, 0),
-                         .camId = ToInt(rows.Field(row, 1)),
-                         .durationMs = ToLong(rows.Field(row, 2)),
-                         .files = ToLong(rows.Field(row, 3)),
-                         .known = ToLong(rows.Field(row, 4)),
-                         .failures = ToLong(rows.Field(row, 5)),
-                         .refusals = ToLong(rows.Field(row, 6)),
-                         .refusal = rows.Field(row, 7)});
+        parts.push_back({.kind = rows.Text(row, "kind"),
+                         .camId = rows.Int(row, "camera_id"),
+                         .durationMs = rows.Long(row, "duration_ms"),
+                         .files = rows.Long(row, "files"),
+                         .known = rows.Long(row, "known"),
+                         .failures = rows.Long(row, "failures"),
+                         .refusals = rows.Long(row, "refusals"),
+                         .refusal = rows.Text(row, "refusal")});
     }
     return parts;
 }
 
 std::optional<RunRecord> NewestOf(const std::string& condition) {
-    const DBResult_tag newest =
-        Execute(KRDB::DB_SYSTEM, "SELECT coalesce(max(id), 0) FROM run" + condition + ";",
-                {.readOnly = true});
-    return FindRun(ToLong(newest.Field(0, 0)));
+    const DBResult_tag newest = Execute(
+        KRDB::DB_SYSTEM, "SELECT max(id) AS id FROM run" + condition + ";", {.readOnly = true});
+    return FindRun(newest.Long(0, "id"));
 }
 
 // A camera twice in a run, as after "-r 3 -r 3", has its changes with the first part.
@@ -174,14 +164,15 @@ std::vector<RunPart> PartsOfRun(long id) {
     for (const MediaTable& table : MediaTables()) {
         const DBResult_tag rows = Execute(
             table.instance,
-            Format("SELECT camera_id, added, removed FROM run_count WHERE run = %ld AND token = %s "
-                   "AND kind = '%s' ORDER BY camera_id;",
-                   id, record.Field(0, 0), table.name.c_str()),
+            Format(
+                "SELECT camera_id, added, removed FROM run_count WHERE run = %ld AND token = %ld "
+                "AND kind = '%s' ORDER BY camera_id;",
+                id, record.Long(0, "token"), table.name.c_str()),
             {.readOnly = true});
         for (int row = 0; row < rows.RowCount(); ++row) {
-            RunPart& part = PartOf(parts, table.name, ToInt(rows.Field(row, 0)));
-            part.added += ToLong(rows.Field(row, 1));
-            part.removed += ToLong(rows.Field(row, 2));
+            RunPart& part = PartOf(parts, table.name, rows.Int(row, "camera_id"));
+            part.added += rows.Long(row, "added");
+            part.removed += rows.Long(row, "removed");
         }
     }
     return parts;

@@ -10,7 +10,6 @@
 #include "recorder/support/format.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <limits>
 #include <optional>
 #include <string>
@@ -24,14 +23,14 @@ namespace {
 
 long HighestRunIn(KRDB::DB_INSTANCE instance) {
     const std::string highest =
-        "SELECT coalesce(max(highest), 0) FROM (SELECT max(run) AS highest FROM run_count "
+        "SELECT max(highest) AS highest FROM (SELECT max(run) AS highest FROM run_count "
         "UNION ALL SELECT max(run) FROM removed UNION ALL SELECT max(run) FROM removal_age";
     const DBResult_tag rows =
         instance == KRDB::DB_SYSTEM
             ? Execute(instance, highest + " UNION ALL SELECT max(id) FROM run) AS runs;",
                       {.readOnly = true})
             : LookDatabase(DatabasePath(instance), 0).Execute(highest + ") AS runs;", {});
-    return std::strtol(rows.Field(0, 0), nullptr, 10);
+    return rows.Long(0, "highest");
 }
 
 // Databases that the run may have no need of are neither waited for nor kept open. One that can't
@@ -78,7 +77,7 @@ RunIdentity AddRunRecord(long startTm, bool waitForLock) {
                                                  "RETURNING id;",
                                                  token, getpid(), startTm),
                                       {.waitForLock = waitForLock});
-    const long number = std::strtol(rows.Field(0, 0), nullptr, 10);
+    const long number = rows.Long(0, "id");
     AtEdge([&] { NoteId(IdKind::Run, number); });
     return {number, token};
 }

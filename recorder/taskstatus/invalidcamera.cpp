@@ -7,7 +7,6 @@
 #include "recorder/support/error.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -29,13 +28,13 @@ EventsNow ReadEventsNow() {
                 "SELECT min(camera_id) FROM event UNION ALL "
                 "SELECT (SELECT min(camera_id) FROM event WHERE camera_id > named.camera_id) "
                 "FROM named WHERE named.camera_id IS NOT NULL) "
-                "SELECT camera_id, (SELECT max(id) FROM event) FROM named "
+                "SELECT camera_id, (SELECT max(id) FROM event) AS newest FROM named "
                 "WHERE camera_id IS NOT NULL;",
                 {.readOnly = true});
     EventsNow events;
     for (int row = 0; row < rows.RowCount(); ++row) {
-        events.cameras.emplace_back(rows.Field(row, 0));
-        events.newest = rows.Field(row, 1);
+        events.cameras.emplace_back(rows.Text(row, "camera_id"));
+        events.newest = rows.Text(row, "newest");
     }
     return events;
 }
@@ -74,7 +73,7 @@ std::vector<long> IdsOfEvents(const std::string& condition) {
     std::vector<long> ids;
     ids.reserve(static_cast<std::size_t>(rows.RowCount()));
     for (int row = 0; row < rows.RowCount(); ++row) {
-        ids.push_back(std::strtol(rows.Field(row, 0), nullptr, 10));
+        ids.push_back(rows.Long(row, "id"));
     }
     return ids;
 }

@@ -77,7 +77,7 @@ std::map<std::string, std::string> RowsThere(KRDB::DB_INSTANCE instance,
                 {.readOnly = true});
     std::map<std::string, std::string> there;
     for (int row = 0; row < rows.RowCount(); ++row) {
-        there[rows.Field(row, 1)] = rows.Field(row, 0);
+        there[rows.Text(row, key.path)] = rows.Text(row, "id");
     }
     return there;
 }
@@ -113,11 +113,9 @@ void NoteDeletion(KRDB::DB_INSTANCE instance, const std::string& sql) {
             deletion.table + " WHERE " + deletion.condition + " ORDER BY id;",
         {.readOnly = true});
     for (int row = 0; row < rows.RowCount(); ++row) {
-        const char* const path = rows.Field(row, 1);
-        Notebook::OfThisProcess().AddRow(
-            Reason::RowWithoutFile, deletion.table,
-            static_cast<int>(std::strtol(rows.Field(row, 2), nullptr, 10)),
-            path == nullptr ? "" : path, std::strtol(rows.Field(row, 0), nullptr, 10));
+        Notebook::OfThisProcess().AddRow(Reason::RowWithoutFile, deletion.table,
+                                         rows.Int(row, "camera_id"), rows.Text(row, key.path),
+                                         rows.Long(row, "id"));
     }
 }
 

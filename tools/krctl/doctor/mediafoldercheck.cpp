@@ -6,7 +6,6 @@
 #include "tools/common/words.h"
 #include "tools/krctl/doctor/checks.h"
 
-#include <cstdlib>
 #include <string>
 
 namespace {
@@ -33,9 +32,9 @@ std::string WhyItCantBeListed(const std::string& folder) {
 // By the tool's fixed rules the rows go, whether the folder is gone or only out of reach.
 Check CheckFolder(const MediaFolder& folder) {
     const DBResult_tag rows = recorder::Execute(
-        folder.instance, std::string("SELECT count(*) FROM ") + folder.table + ";",
+        folder.instance, std::string("SELECT count(*) AS count FROM ") + folder.table + ";",
         {.readOnly = true});
-    const long count = std::strtol(rows.Field(0, 0), nullptr, 10);
+    const long count = rows.Long(0, "count");
     const std::string obstacle = WhyItCantBeListed(folder.path);
     if (obstacle.empty()) {
         return Ok(folder.subject, folder.path + " can be read");

@@ -5,7 +5,6 @@
 #include "tools/krctl/doctor/checks.h"
 #include "tools/krctl/doctor/publication.h"
 
-#include <cstdlib>
 #include <string>
 
 namespace {
@@ -19,13 +18,12 @@ Checks CheckOutbox() {
         KRDB::DB_RECORDING,
         "SELECT count(*) AS due, coalesce(min(created_tm), 0) AS oldest FROM outbox WHERE due = 1;",
         {.readOnly = true});
-    const long due = std::strtol(rows.Field(0, 0), nullptr, 10);
+    const long due = rows.Long(0, "due");
     if (due == 0) {
         return {Ok(kSubject, "no notification waits")};
     }
     const std::string wait = Counted(due, "notification") + (due == 1 ? " waits" : " wait") +
-                             ", the oldest since " +
-                             TimeText(std::strtol(rows.Field(0, 1), nullptr, 10));
+                             ", the oldest since " + TimeText(rows.Long(0, "oldest"));
     if (!recorder::GetSettings().notifications.broker) {
         return {Warning(kSubject, wait + ", and the settings name no broker",
                         std::string("host under [notifications] of ") + recorder::kSettingsFile)};
