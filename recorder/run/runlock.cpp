@@ -1,5 +1,6 @@
 #include "recorder/run/runlock.h"
 
+#include "recorder/run/live.h"
 #include "recorder/run/runmark.h"
 #include "recorder/support/error.h"
 #include "recorder/support/filelock.h"
@@ -24,6 +25,19 @@ UniqueFd& UnregisteredRun() {
     return file;
 }
 
+// Who holds the run lock. Only a run shows that it does.
+std::string HolderText() {
+    switch (FindRegisteredRun().answer) {
+    case RunInProgress::Answer::Yes:
+        return "a run";
+    case RunInProgress::Answer::No:
+        return "an undo, an adoption or the removal of a camera";
+    case RunInProgress::Answer::Unknown:
+        break;
+    }
+    return "a run, an undo, an adoption or the removal of a camera";
+}
+
 } // namespace
 
 std::optional<RunLock> RunLock::TryTake() {
@@ -34,7 +48,7 @@ std::optional<RunLock> RunLock::TryTake() {
 RunLock RunLock::Take(const std::string& consequence) {
     std::optional<RunLock> lock = TryTake();
     if (!lock) {
-        throw Error("a run is in progress: " + consequence);
+        throw Error(HolderText() + " is in progress: " + consequence);
     }
     return std::move(*lock);
 }

@@ -15,8 +15,8 @@ public:
     // Nothing when another process holds it. Throws Error when the lock file can't be used.
     [[nodiscard]] static std::optional<RunLock> TryTake();
 
-    // Likewise; throws Error also when another process holds it: "a run is in progress: ", and what
-    // is not done for that reason.
+    // Likewise; throws Error also when another process holds it: "a run is in progress: ", or what
+    // else is, and what is not done for that reason.
     [[nodiscard]] static RunLock Take(const std::string& consequence);
 
     // Releases it for every process that shares it.

@@ -348,13 +348,14 @@ class Remove(CameraTest):
         self.recorder.reindex("-r", "-1")
         self.assertEqual(self.owners("event"), [7])
 
-    def test_is_refused_while_a_run_is_registered(self):
+    def test_is_refused_while_another_command_holds_the_run_lock(self):
         self.recorder.camera(7)
         self.recorder.reindex("-r", "-1")
         self.locked("var/db/reindex.lock")
 
         self.assert_refused(self.krctl("camera", "remove", "--id", "7", status=1),
-                            "a run is in progress: no camera is removed before it has ended")
+                            "an undo, an adoption or the removal of a camera is in progress: "
+                            "no camera is removed before it has ended")
         self.assertEqual(len(self.rows()), 1)
 
     def test_wants_a_camera_that_is_there(self):
@@ -623,14 +624,15 @@ class Adopt(CameraTest):
                                   ("/nowhere", "/nowhere: expected a folder that exists")):
             self.assert_refused(self.krctl("camera", "adopt", folder, status=1), complaint)
 
-    def test_is_refused_while_a_run_is_registered(self):
+    def test_is_refused_while_another_command_holds_the_run_lock(self):
         self.recorder.camera(7)
         self.recorder.reindex("-r", "-1")
         self.forget(7)
         self.locked("var/db/reindex.lock")
 
         self.assert_refused(self.adopt("volume1", status=1),
-                            "a run is in progress: no camera is adopted before it has ended")
+                            "an undo, an adoption or the removal of a camera is in progress: "
+                            "no camera is adopted before it has ended")
         self.assertEqual(self.rows(), [])
 
     def test_twice_at_once_makes_one_row(self):
