@@ -159,6 +159,12 @@ class Outcome(RunTest):
         outcome = self.krctl("run", status=78)
         self.assertIn("kestora.toml", outcome.err)
 
+    def test_a_log_that_is_not_trusted_is_status_78_and_not_pointed_to(self):
+        os.symlink("/dev/null", self.recorder.path("var/log/kestora.log"))
+        outcome = self.krctl("run", status=78)
+        self.assertIn("krctl: the log is not trusted, so nothing was changed: ", outcome.err)
+        self.assertNotIn("says why", outcome.err)
+
     def test_missing_databases_are_status_74(self):
         os.remove(self.recorder.path("var/db/system.db"))
         outcome = self.krctl("run", status=74)

@@ -1,6 +1,7 @@
 #include "tools/krctl/commands.h"
 
 #include "recorder/camera/cameratable.h"
+#include "recorder/logging/logtrust.h"
 #include "recorder/run/live.h"
 #include "recorder/run/runlist.h"
 #include "recorder/settings/settings.h"
@@ -8,6 +9,7 @@
 #include "recorder/support/paths.h"
 #include "recorder/support/program.h"
 #include "tools/common/joboptions.h"
+#include "tools/common/terminal.h"
 #include "tools/common/words.h"
 #include "tools/krctl/childprocess.h"
 #include "tools/krctl/run/liveview.h"
@@ -108,6 +110,16 @@ std::optional<RunView> RunOf(const ChildProcess& child, std::optional<long> newe
     return run ? std::optional(ViewOf(*run)) : std::nullopt;
 }
 
+// What is in a log that is not trusted says nothing.
+std::string WhyUntrusted(const std::string& seeLog) {
+    try {
+        recorder::DemandLogOfOurs();
+    } catch (const recorder::Error& error) {
+        return std::string("the log is not trusted, so nothing was changed: ") + error.what();
+    }
+    return "the settings or the log were not trusted" + seeLog;
+}
+
 [[noreturn]] void FailFor(int status) {
     const std::string log = std::string("; the log says why: ") + recorder::kLogFile;
     switch (status) {
@@ -122,8 +134,7 @@ std::optional<RunView> RunOf(const ChildProcess& child, std::optional<long> newe
                      log.c_str());
         break;
     case EX_CONFIG:
-        std::fprintf(stderr, "krctl: the settings or the log are not to be trusted%s\n",
-                     log.c_str());
+        std::fprintf(stderr, "krctl: %s\n", Printable(WhyUntrusted(log)).c_str());
         break;
     default:
         std::fprintf(stderr, "krctl: krindexer ended with status %d%s\n", status, log.c_str());
