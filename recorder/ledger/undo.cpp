@@ -4,14 +4,17 @@
 #include "recorder/database/databases.h"
 #include "recorder/database/idlist.h"
 #include "recorder/database/mediatable.h"
+#include "recorder/logging/logfile.h"
 #include "recorder/run/runlock.h"
 #include "recorder/support/error.h"
 #include "recorder/support/format.h"
+#include "recorder/support/paths.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <functional>
 #include <set>
+#include <string_view>
 
 namespace recorder {
 
@@ -155,6 +158,36 @@ std::set<long> Restore(const MediaTable& table, const std::vector<long>& rows) {
     return restored;
 }
 
+// It can't be told whether the last batch was restored: its transaction may have been committed
+// before the connection was lost.
+class OutcomeUnknown : public Error {
+public:
+    using Error::Error;
+};
+
+bool HasAll(const std::vector<LedgerRow>& rows, const std::vector<long>& ids) {
+    return std::all_of(ids.begin(), ids.end(), [&](long id) {
+        return std::any_of(rows.begin(), rows.end(),
+                           [&](const LedgerRow& row) { return row.id == id; });
+    });
+}
+
+// The next rows after it failed to restore those of `free`. Throws OutcomeUnknown, with that
+// failure, unless all of them are seen to be in the ledger still.
+std::vector<LedgerRow> ReadAgain(const MediaTable& table, const std::string& chosen, long after,
+                                 const std::vector<long>& free, const Error& failure) {
+    std::vector<LedgerRow> rows;
+    try {
+        rows = NextRows(table, chosen, after);
+    } catch (const Error&) {
+        throw OutcomeUnknown(failure.what());
+    }
+    if (!HasAll(rows, free)) {
+        throw OutcomeUnknown(failure.what());
+    }
+    return rows;
+}
+
 // Another writer may have taken an id or a file since the rows were read: then they are read again.
 std::set<long> RestoreNext(const MediaTable& table, const std::string& chosen, long after,
                            std::vector<LedgerRow>& rows) {
@@ -165,8 +198,8 @@ std::set<long> RestoreNext(const MediaTable& table, const std::string& chosen, l
         }
         try {
             return Restore(table, free);
-        } catch (const Error&) {
-            rows = NextRows(table, chosen, after);
+        } catch (const Error& failure) {
+            rows = ReadAgain(table, chosen, after, free, failure);
             if (FreeRows(rows) == free) {
                 throw;
             }
@@ -198,9 +231,6 @@ void UndoTable(const MediaTable& table, const std::string& chosen, UndoneKind& u
     for (std::vector<LedgerRow> rows = NextRows(table, chosen, after); !rows.empty();
          rows = NextRows(table, chosen, after)) {
         const std::set<long> restored = RestoreNext(table, chosen, after, rows);
-        if (rows.empty()) { // read again, and a run without registration has forgotten them
-            return;
-        }
         undone.restored += static_cast<long>(restored.size());
         for (LedgerRow& row : rows) {
             if (!restored.contains(row.id)) {
@@ -215,41 +245,68 @@ void UndoTable(const MediaTable& table, const std::string& chosen, UndoneKind& u
     }
 }
 
-[[noreturn]] void FailAfter(const std::vector<UndoneKind>& undone, const std::string& why) {
+long RowsRestored(const std::vector<UndoneKind>& kinds) {
     long restored = 0;
-    for (const UndoneKind& kind : undone) {
+    for (const UndoneKind& kind : kinds) {
         restored += kind.restored;
     }
-    throw Error(why + "; before that " + std::to_string(restored) +
-                " rows were restored, and the same command continues with the others");
+    return restored;
+}
+
+bool HasRestored(const Undone& undone, std::string_view kind) {
+    return std::any_of(undone.kinds.begin(), undone.kinds.end(), [&](const UndoneKind& other) {
+        return other.kind == kind && other.restored > 0;
+    });
+}
+
+void UndoTables(const UndoSelection& selection, const RunRecord& run, Undone& undone) {
+    for (const MediaTable& table : MediaTables()) {
+        if (IsSelected(table, selection)) {
+            UndoneKind& kind = undone.kinds.emplace_back(UndoneKind{.kind = table.name});
+            UndoTable(table, ChosenSql(table, selection, run), kind);
+            if (kind.restored > 0) {
+                ForgetAge(table, run.id);
+            }
+        }
+    }
+}
+
+// Whether recordings may have been restored that are not in `undone`.
+bool UndoAsFarAsPossible(const UndoSelection& selection, const RunRecord& run, Undone& undone) {
+    const char* const rest = "; the same command continues with the others";
+    try {
+        UndoTables(selection, run, undone);
+    } catch (const OutcomeUnknown& error) {
+        undone.failures.push_back(
+            std::string(error.what()) + "; at least " + std::to_string(RowsRestored(undone.kinds)) +
+            " rows were restored; the outcome of the last batch is unknown" + rest);
+        return undone.kinds.back().kind == gszTableEvent;
+    } catch (const Error& error) {
+        undone.failures.push_back(std::string(error.what()) + "; " +
+                                  std::to_string(RowsRestored(undone.kinds)) +
+                                  " rows were restored before" + rest);
+    }
+    return false;
 }
 
 } // namespace
 
-std::vector<UndoneKind> Undo(const UndoSelection& selection) {
+Undone Undo(const UndoSelection& selection) {
+    RequireLog();
     const RunLock lock = RunLock::Take("nothing is restored before it has ended");
     const RunRecord run = RequireRun(selection);
-    std::vector<UndoneKind> undone;
-    try {
-        for (const MediaTable& table : MediaTables()) {
-            if (IsSelected(table, selection)) {
-                UndoneKind& kind = undone.emplace_back(UndoneKind{.kind = table.name});
-                UndoTable(table, ChosenSql(table, selection, run), kind);
-                if (kind.restored > 0) {
-                    ForgetAge(table, run.id);
-                }
-            }
-        }
-    } catch (const Error& error) {
-        FailAfter(undone, error.what());
+    Undone undone;
+    const bool mayHaveRestored = UndoAsFarAsPossible(selection, run, undone);
+    const bool areCountsOutdated = mayHaveRestored || HasRestored(undone, gszTableEvent);
+    if (areCountsOutdated && RecordingCount::Recount() != 0) {
+        undone.failures.emplace_back(std::string("the recording counts could not be corrected; the "
+                                                 "next run of recordings corrects them; the log "
+                                                 "has the reason: ") +
+                                     kLogFile);
     }
-    std::erase_if(undone, [](const UndoneKind& kind) {
+    std::erase_if(undone.kinds, [](const UndoneKind& kind) {
         return kind.restored == 0 && kind.notRestored.empty();
     });
-    if (RecordingCount::Recount() != 0) {
-        throw Error("the rows are restored, but the recording counts could not be corrected; the "
-                    "log says why");
-    }
     return undone;
 }
 

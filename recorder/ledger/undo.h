@@ -34,13 +34,19 @@ struct UndoneKind {
     std::vector<RowNotRestored> notRestored = {};
 };
 
-// Puts rows back, never over a row that is there, and brings the recording counts in line. One
-// entry for each table that the selection has rows of. Rows come back in small transactions: after
-// a failure the same call continues where it ended.
+struct Undone {
+    std::vector<UndoneKind> kinds; // one for each table that the selection has rows of
+    // What failed, if anything: the rest of the rows, or the correction of the recording counts.
+    std::vector<std::string> failures = {};
+};
+
+// Restores rows, never over a row that is there, and corrects the recording counts where recordings
+// were restored. Rows are restored in small transactions: after a failure the same call continues
+// where it ended.
 //
-// Throws Error: there is no such run, or which one is meant can't be told, a run is registered at
-// the moment, a database failed.
-std::vector<UndoneKind> Undo(const UndoSelection& selection);
+// Throws before any change. UntrustedLog: the log is not trusted. Error: there is no such run, or
+// which one is meant can't be told, the run lock is held, a database failed.
+[[nodiscard]] Undone Undo(const UndoSelection& selection);
 
 // Other runs of the same number that the ledger holds rows of, which Undo leaves alone. None where
 // the selection names an identity. Throws Error.

@@ -75,7 +75,7 @@ void AppendToLogFile(const std::string& line) {
 void RequireLog() {
     (void)GetSettings();
     if (!Distrust().empty()) {
-        throw Error(Distrust());
+        throw UntrustedLog(Distrust());
     }
 }
 

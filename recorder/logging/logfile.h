@@ -2,9 +2,16 @@
 
 #pragma once
 
+#include "recorder/support/error.h"
+
 #include <string>
 
 namespace recorder {
+
+class UntrustedLog : public Error {
+public:
+    using Error::Error;
+};
 
 // Appends one line, stamped with time and process id. It is with the kernel when this returns: the
 // tool's child ends without flushing anything, and a killed process flushes nothing either. A log
@@ -15,10 +22,10 @@ namespace recorder {
 // for them wherever their link leads.
 void AppendToLogFile(const std::string& line);
 
-// Throws Error when the log is such a one, whose reason is then on stderr, once for the process,
-// and when the settings are invalid. What can't be logged may not be done: every operation of the
-// platform that changes something asks first, as a run without registration is refused by nothing
-// else.
+// Throws UntrustedLog when the log is such a one, whose reason is then on stderr, once for the
+// process, and SettingsError when the settings are invalid. What can't be logged may not be done:
+// every operation of the platform that changes something asks first, as a run without registration
+// is refused by nothing else.
 void RequireLog();
 
 } // namespace recorder

@@ -1,9 +1,12 @@
 """What the ledger keeps, and under which number: whatever the clock shows, whichever database is
 lost or restored."""
 
+import fcntl
 import os
 import pathlib
 import shutil
+import signal
+import struct
 import subprocess
 import time
 
@@ -17,6 +20,7 @@ from support.recorder import Recorder
 YEAR_S = 365 * 86400
 TO_1970_S = -int(time.time()) + 86400
 KEEP_S = 90 * 86400
+F_OFD_SETLK = 37  # not in the module fcntl
 
 
 class Sqlite:
@@ -500,4 +504,123 @@ class Undo(LedgerTest):
         self.assertEqual(self.krctl("undo", "1").out,
                          "the ledger holds no matching rows of run 1\n")
 
+    def test_of_no_row_corrects_no_counts(self):
+        """So that a writer beside it is no failure."""
+        self.removal()
+        self.engine.do("recording", "INSERT INTO event (id, camera_id, path) VALUES (1, 1, 'b')")
+        self.refuse_counts()
+        outcome = self.krctl("undo", "1", "--kind", "event", status=1)
+        self.assertEqual((outcome.out.splitlines()[0], outcome.err),
+                         ("event: 0 restored, 1 not restored", ""))
+        self.assertEqual(self.recorder.log(), self.log_before)
 
+    def test_shows_what_was_restored_though_the_counts_are_not_corrected(self):
+        for name in ("a", "b"):
+            self.engine.do("recording", "INSERT INTO event (camera_id, path, start_tm) "
+                                        f"VALUES (1, '{name}', 1394590500)")
+        self.run_tool("-r", "-1")
+        self.engine.do("recording", "INSERT INTO event (id, camera_id, path) VALUES (1, 1, 'c')")
+        self.refuse_counts()
+        outcome = self.krctl("undo", "1", status=1)
+        self.assertEqual(outcome.out.splitlines(), [
+            "event: 1 restored, 1 not restored",
+            "not restored: event row 1, a of camera 1: another row has its id"])
+        self.assertRegex(outcome.err, "^krctl: the recording counts could not be corrected; .*log")
+
+    def test_names_in_json_that_the_counts_are_not_corrected(self):
+        self.engine.do("recording", "INSERT INTO event (camera_id, path, start_tm) "
+                                    "VALUES (1, 'a', 1394590500)")
+        self.run_tool("-r", "-1")
+        self.refuse_counts()
+        outcome = self.krctl("undo", "1", "--json", status=1)
+        self.assert_matches_schema(outcome.json(), "undo")
+        self.assertEqual(outcome.json()["kinds"],
+                         [{"kind": "event", "restored": 1, "not_restored": []}])
+        failure, = outcome.json()["failures"]
+        self.assertIn("the recording counts could not be corrected", failure)
+
+    def refuse_counts(self):
+        self.engine.do("recording", "DROP TABLE recording_count")
+        self.log_before = self.recorder.log()
+
+    def test_is_refused_beside_another_one(self):
+        self.removal()
+        descriptor = os.open(self.recorder.path("var/db/reindex.lock"), os.O_RDONLY)
+        self.addCleanup(os.close, descriptor)
+        fcntl.flock(descriptor, fcntl.LOCK_EX)
+        self.assertEqual(self.krctl("undo", "1", status=1).err,
+                         "krctl: an undo, an adoption or the removal of a camera is in progress: "
+                         "nothing is restored before it has ended\n")
+        mark = struct.pack("hhqqi", fcntl.F_WRLCK, os.SEEK_SET, 0, 1, 0)
+        writer = os.open(self.recorder.path("var/db/reindex.lock"), os.O_RDWR)
+        self.addCleanup(os.close, writer)
+        fcntl.fcntl(writer, F_OFD_SETLK, mark)
+        self.assertEqual(self.krctl("undo", "1", status=1).err,
+                         "krctl: a run is in progress: nothing is restored before it has ended\n")
+
+    def test_without_a_trusted_log_is_refused_with_status_78(self):
+        self.removal()
+        os.remove(self.recorder.path("var/log/kestora.log"))
+        for make, unmake in (
+                (lambda log: os.chmod(os.path.dirname(log), 0o777),
+                 lambda log: os.chmod(os.path.dirname(log), 0o750)),
+                (os.mkfifo, os.remove), (os.mkdir, os.rmdir),
+                (lambda log: os.symlink("/dev/null", log), os.remove)):
+            log = self.recorder.path("var/log/kestora.log")
+            make(log)
+            outcome = self.krctl("undo", "1", status=78)
+            unmake(log)
+            self.assertEqual(outcome.out, "")
+            self.assertRegex(outcome.err, "krctl: nothing is logged: .*/var/log")
+            self.assertEqual(self.all_kept(), [[1], [1], [1]])
+        self.krctl("undo", "1")
+
+    def test_with_invalid_settings_is_refused_with_status_78(self):
+        self.removal()
+        settings = self.recorder.path("etc/kestora.toml")
+        before = pathlib.Path(settings).read_bytes()
+        with open(settings, "ab") as file:
+            file.write(b"[x]\n")
+        self.krctl("undo", "1", status=78)
+        pathlib.Path(settings).write_bytes(before)
+        self.assertEqual(self.all_kept(), [[1], [1], [1]])
+
+
+class UndoOnPostgresql(Undo):
+    new_engine = ClockOnPostgresql.new_engine
+    new_recorder = ClockOnPostgresql.new_recorder
+
+
+class InterruptedUndo(LedgerTest):
+    """By a server that stops at a batch."""
+
+    def new_engine(self):
+        return self.postgresql
+
+    def new_recorder(self, root):
+        self.postgresql = OnPostgresql(self)
+        os.mkdir(root)
+        return Recorder(root, [f'dsn = "{self.postgresql.server.dsn}"',
+                               "statement_timeout_ms = 5000"])
+
+    def test_keeps_the_first_failure_and_says_what_is_unknown(self):
+        self.removal()
+        self.engine.do("", "CREATE FUNCTION delay() RETURNS trigger LANGUAGE plpgsql AS "
+                           "$$ BEGIN PERFORM pg_sleep(60); RETURN NEW; END $$")
+        self.engine.do("", "CREATE TRIGGER delay BEFORE INSERT ON event "
+                           "FOR EACH ROW EXECUTE FUNCTION delay()")
+        undo = self.started("krctl", "undo", "1", stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        backend = int(process.until(self.sleeping_backend, "no row was restored"))
+        os.kill(backend, signal.SIGSTOP)
+        self.addCleanup(os.kill, backend, signal.SIGCONT)
+        out, err = undo.communicate(timeout=process.DEADLINE_S)
+        self.assertEqual((undo.returncode, out), (1, b""))
+        first = err.decode().splitlines()[0]
+        self.assertIn("; at least 0 rows were restored; the outcome of the last batch is unknown",
+                      first)
+        self.assertNotIn("not tried", first)
+
+    def sleeping_backend(self):
+        found = self.engine.rows(
+            "", "SELECT pid FROM pg_stat_activity WHERE wait_event = 'PgSleep'")
+        return found[0][0] if found else None

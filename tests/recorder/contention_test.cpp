@@ -97,7 +97,7 @@ TEST_F(Contention, OfUndoWithAWriterIsAWait) {
     world::ForeignWriter writer(KRDB::DB_RECORDING);
 
     contract::Child child([&] {
-        const std::vector<recorder::UndoneKind> undone = recorder::Undo({.run = run});
+        const std::vector<recorder::UndoneKind> undone = recorder::Undo({.run = run}).kinds;
         return undone.size() == 1 && undone.front().restored == 2 ? 0 : 1;
     });
     writer.AwaitWaiter(child);
@@ -209,7 +209,7 @@ TEST_F(ContentionRemoval, KeepsEveryRowWhereItsUndoIsKilledAndTheNextUndoComplet
     EXPECT_GT(CountOf("removed"), 0);
     EXPECT_EQ(CountOf("(SELECT id FROM event UNION SELECT row_id FROM removed) AS either"), kRows);
 
-    EXPECT_THAT(recorder::Undo({.run = run}), SizeIs(1));
+    EXPECT_THAT(recorder::Undo({.run = run}).kinds, SizeIs(1));
     EXPECT_EQ(CountOf("event"), kRows);
     EXPECT_EQ(CountOf("removed"), 0);
 }
@@ -260,7 +260,7 @@ TEST_F(ContentionRemoval, CanBeUndoneTenTimesBesideAWriterThatCommitsEvery20Ms) 
         recorder::CloseRun();
         recorder::CloseDatabases(); // undo is another process's
 
-        const std::vector<recorder::UndoneKind> undone = recorder::Undo({.run = run});
+        const std::vector<recorder::UndoneKind> undone = recorder::Undo({.run = run}).kinds;
 
         ASSERT_THAT(undone, SizeIs(1));
         EXPECT_EQ(undone.front().restored, kRows);

@@ -1,6 +1,7 @@
 // krctl: the operator's command.
 
 #include "recorder/database/schema.h"
+#include "recorder/logging/logfile.h"
 #include "recorder/run/runnumber.h"
 #include "recorder/settings/settings.h"
 #include "recorder/support/paths.h"
@@ -95,6 +96,10 @@ int main(int argc, char** argv) {
         return Tell(app, error);
     } catch (const recorder::SettingsError& error) {
         return Complain(error, EX_CONFIG);
+    } catch (const recorder::UntrustedLog&) {
+        // the reason is on stderr already
+        std::fputs("krctl: a change that can't be logged is not made\n", stderr);
+        return EX_CONFIG;
     } catch (const std::exception& error) {
         return Complain(error, 1);
     }

@@ -21,7 +21,7 @@
 
 namespace {
 
-constexpr int kExitNotRestored = 1;
+constexpr int kExitNotRestored = 1; // or not all of it, or the counts are not corrected
 
 // Two runs can have one number where databases were restored: then each is shown with its identity.
 std::string LostText(const recorder::RunRecord& run, const std::vector<recorder::RunRecord>& runs) {
@@ -133,11 +133,11 @@ void PrintOtherRuns(const std::vector<recorder::RunRecord>& others) {
     }
 }
 
-void PrintUndoneForPeople(long run, const std::vector<recorder::UndoneKind>& undone) {
-    if (undone.empty()) {
+void PrintUndoneForPeople(long run, const recorder::Undone& undone) {
+    if (undone.kinds.empty() && undone.failures.empty()) {
         std::printf("the ledger holds no matching rows of run %ld\n", run);
     }
-    for (const recorder::UndoneKind& kind : undone) {
+    for (const recorder::UndoneKind& kind : undone.kinds) {
         PrintUndoneKind(kind);
     }
 }
@@ -151,18 +151,22 @@ Json JsonOf(const recorder::RowNotRestored& row) {
     return json;
 }
 
-Json JsonOf(long run, const std::vector<recorder::UndoneKind>& undone,
+Json JsonOf(long run, const recorder::Undone& undone,
             const std::vector<recorder::RunRecord>& others) {
     Json json;
     json["run"] = run;
     json["kinds"] = Json::array();
-    for (const recorder::UndoneKind& kind : undone) {
+    for (const recorder::UndoneKind& kind : undone.kinds) {
         Json rows = Json::array();
         for (const recorder::RowNotRestored& row : kind.notRestored) {
             rows.push_back(JsonOf(row));
         }
         json["kinds"].push_back(
             {{"kind", kind.kind}, {"restored", kind.restored}, {"not_restored", rows}});
+    }
+    json["failures"] = Json::array();
+    for (const std::string& failure : undone.failures) {
+        json["failures"].push_back(JsonText(failure));
     }
     json["other_runs"] = Json::array();
     for (const recorder::RunRecord& other : others) {
@@ -172,18 +176,27 @@ Json JsonOf(long run, const std::vector<recorder::UndoneKind>& undone,
     return json;
 }
 
+bool IsComplete(const recorder::Undone& undone) {
+    return undone.failures.empty() &&
+           std::all_of(undone.kinds.begin(), undone.kinds.end(),
+                       [](const auto& kind) { return kind.notRestored.empty(); });
+}
+
 void Undo(const recorder::UndoSelection& selection, bool asJson) {
-    const std::vector<recorder::UndoneKind> undone = recorder::Undo(selection);
+    // First: what fails afterwards must not hide what was restored.
     const std::vector<recorder::RunRecord> others = recorder::OtherRuns(selection);
+    const recorder::Undone undone = recorder::Undo(selection);
     if (asJson) {
         PrintJson(JsonOf(selection.run, undone, others));
     } else {
         PrintUndoneForPeople(selection.run, undone);
         PrintOtherRuns(others);
     }
-    const bool isComplete = std::all_of(undone.begin(), undone.end(),
-                                        [](const auto& kind) { return kind.notRestored.empty(); });
-    if (!isComplete) {
+    std::fflush(stdout);
+    for (const std::string& failure : undone.failures) {
+        std::fprintf(stderr, "krctl: %s\n", Printable(failure).c_str());
+    }
+    if (!IsComplete(undone)) {
         throw CLI::RuntimeError(kExitNotRestored);
     }
 }
