@@ -8,6 +8,7 @@
 #include "recorder/support/error.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <cstddef>
 #include <cstdio>
@@ -97,6 +98,9 @@ int main() {
     prctl(PR_SET_PDEATHSIG, SIGKILL);   // even if the library never gets done
     dup2(STDERR_FILENO, STDOUT_FILENO); // others read what the recorder prints
     if (!SendMessage(kRecorder, std::as_bytes(std::span(kVersion)))) {
+        if (errno == EPIPE) {
+            return 0; // the recorder has ended meanwhile
+        }
         std::fputs("krcontainers: expected krindexer or krctl at the other end of standard input\n",
                    stderr);
         return EX_USAGE;
