@@ -29,6 +29,10 @@ constexpr int kLoaderFailed = 127;
 // use it: it was stopped, or waits for something itself.
 constexpr std::chrono::seconds kPatience{90};
 
+// So often is it waited for in vain. One that is stopped at every recording would otherwise hold up
+// a run for hours.
+constexpr int kMaxTimeOuts = 2;
+
 // From the moment when it closed its socket.
 constexpr std::chrono::seconds kTimeToEnd{10};
 
@@ -66,8 +70,13 @@ class ContainerProgram {
 public:
     explicit ContainerProgram(std::chrono::milliseconds patience) : m_patience(patience) {}
 
-    // Starts it unless it is there. False when it ended at once, or said nothing. Throws Error.
+    // Starts it unless it is there. False when it ended at once, or said nothing. Throws Error,
+    // also when it is left alone.
     bool Start() {
+        if (IsLeftAlone()) {
+            throw Error(std::string("the program ") + kName + " is not used any more: it did not " +
+                        "answer " + std::to_string(m_timeOuts) + " times");
+        }
         if (m_process.IsThere()) {
             return true;
         }
@@ -99,10 +108,14 @@ public:
     // Why bytes couldn't be read of the container that was asked about last; empty if they could.
     [[nodiscard]] const std::string& ReadFailure() const { return m_readFailure; }
 
+    // It did not answer too often to be used again by this process.
+    [[nodiscard]] bool IsLeftAlone() const { return m_timeOuts >= kMaxTimeOuts; }
+
     // Waits for its end, which comes by itself without the recorder; how it ended.
     std::string End() {
         if (m_isSilent) {
             m_process.Kill();
+            ++m_timeOuts;
             return "did not answer within " + std::to_string(m_patience.count()) +
                    " ms and was killed";
         }
@@ -174,6 +187,7 @@ private:
     Deadline m_deadline = Deadline::Never();
     HelperProcess m_process;
     bool m_isSilent = false;
+    int m_timeOuts = 0;
     std::string m_readFailure;
 };
 
@@ -185,15 +199,28 @@ ContainerLibrary::~ContainerLibrary() = default;
 ContainerInfo ContainerLibrary::Read(ByteSource& source, ContainerKind kind) {
     std::optional<ContainerReply> reply = m_program->Ask(source, kind);
     if (!reply) {
-        LogWarning(std::string(EndedError(m_program->End()).what()) + "; it is started again");
+        const Error ended = EndOfProgram();
+        if (m_program->IsLeftAlone()) {
+            throw ended;
+        }
+        LogWarning(std::string(ended.what()) + "; it is started again");
         // The second time is for what has nothing to do with the container: somebody ended or
         // stopped the program, or memory was short.
         reply = m_program->Ask(source, kind);
     }
     if (!reply) {
-        throw EndedError(m_program->End());
+        throw EndOfProgram();
     }
     return InfoIn(*reply, m_program->ReadFailure());
+}
+
+Error ContainerLibrary::EndOfProgram() {
+    Error ended = EndedError(m_program->End());
+    if (m_program->IsLeftAlone()) {
+        LogWarning(std::string(ended.what()) + "; it is not used again in this run: recordings "
+                                               "that need it count as unreadable");
+    }
+    return ended;
 }
 
 void ContainerLibrary::Require() {

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "recorder/container/container.h"
+#include "recorder/support/error.h"
 
 #include <chrono>
 #include <memory>
@@ -24,13 +25,17 @@ public:
     ContainerLibrary& operator=(ContainerLibrary&&) = delete;
 
     // As ReadAvContainer. Throws Error also when krcontainers can't be started, or twice didn't
-    // survive the container or didn't answer.
+    // survive the container or didn't answer. After two times without an answer, whichever the
+    // containers were, it isn't asked again, and every further call throws Error at once.
     [[nodiscard]] ContainerInfo Read(ByteSource& source, ContainerKind kind);
 
     // Starts krcontainers now. Throws Error when Read would for want of it.
     void Require();
 
 private:
+    // How krcontainers ended, which is waited for.
+    Error EndOfProgram();
+
     std::unique_ptr<ContainerProgram> m_program;
 };
 

@@ -5,7 +5,10 @@
 
 #include "recorder/container/codectypes.h"
 #include "recorder/support/error.h"
+#include "recorder/support/helperprocess.h"
+#include "recorder/support/program.h"
 #include "tests/contract/support/files.h"
+#include "tests/contract/support/fixture.h"
 #include "tests/contract/support/process.h"
 
 #include <algorithm>
@@ -27,6 +30,7 @@
 #include <fcntl.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -82,6 +86,15 @@ std::string FailureToRead(recorder::ByteSource& source, ContainerKind kind) {
     return "succeeded";
 }
 
+std::string Failure(const std::function<void()>& read) {
+    try {
+        read();
+    } catch (const recorder::Error& error) {
+        return error.what();
+    }
+    return "succeeded";
+}
+
 void LeaveInPeace() {}
 
 // For a test that needs to be the one that starts it.
@@ -117,6 +130,46 @@ std::vector<pid_t> ReadingPrograms(pid_t parent) {
         }
     }
     return found;
+}
+
+class ContainerLibraryLog : public contract::ContractTest {};
+
+// What krcontainers prints and how it ends, with `input` as its standard input.
+std::pair<std::string, int> OutcomeWith(int input) {
+    std::array<int, 2> output{};
+    if (pipe2(output.data(), O_CLOEXEC) != 0) {
+        throw std::runtime_error("no pipe");
+    }
+    const std::string program = recorder::ProgramPath("krcontainers");
+    contract::Child child([&] {
+        dup2(input, STDIN_FILENO);
+        dup2(output[1], STDERR_FILENO);
+        return execl(program.c_str(), program.c_str(), nullptr);
+    });
+    close(output[1]);
+    std::string text;
+    std::array<char, 256> buffer{};
+    for (ssize_t length = 0; (length = read(output[0], buffer.data(), buffer.size())) > 0;) {
+        text.append(buffer.data(), static_cast<std::size_t>(length));
+    }
+    close(output[0]);
+    return {text, child.Wait()};
+}
+
+TEST(ContainerProgram, SaysNothingWhereTheRecorderIsGone) {
+    std::array<recorder::UniqueFd, 2> ends = recorder::SocketPair(SOCK_SEQPACKET);
+    ends[0].Reset();
+
+    EXPECT_EQ(OutcomeWith(ends[1].Get()), std::pair(std::string(), 0));
+}
+
+TEST(ContainerProgram, WantsARecorderAtItsStandardInput) {
+    const recorder::UniqueFd file(open("/dev/null", O_RDONLY | O_CLOEXEC));
+
+    const auto [text, status] = OutcomeWith(file.Get());
+
+    EXPECT_EQ(status, 64);
+    EXPECT_THAT(text, testing::HasSubstr("expected krindexer or krctl"));
 }
 
 TEST(ContainerLibrary, IsStartedOnceForAllContainers) {
@@ -200,26 +253,53 @@ TEST(ContainerLibrary, ThatIsStoppedAtItsStartIsKilledAndStartedAgain) {
     EXPECT_EQ(ReadingPrograms(parent).size(), 1U);
 }
 
-TEST(ContainerLibrary, ThatIsStoppedTwiceFailsForThatContainerOnly) {
+TEST_F(ContainerLibraryLog, NamesOnceThatOneThatIsStoppedTwiceIsLeftAlone) {
     EndReadingProgram();
     recorder::ContainerLibrary library(kPatience);
     std::vector<pid_t> stopped;
-    DisturbedSource deadly(contract::Media("frames.mxg"), [&] {
+    const auto stop = [&] {
         stopped.push_back(ReadingProgram());
         kill(stopped.back(), SIGSTOP);
-    });
+    };
 
-    std::string failure;
-    try {
-        (void)library.Read(deadly, ContainerKind::Mxg);
-    } catch (const recorder::Error& error) {
-        failure = error.what();
+    EXPECT_EQ(Failure([&] { (void)ReadFrames(library, stop); }),
+              "the program krcontainers did not answer within 2000 ms and was killed");
+    for (int time = 0; time < 3; ++time) {
+        EXPECT_EQ(Failure([&] { (void)ReadFrames(library, stop); }),
+                  "the program krcontainers is not used any more: it did not answer 2 times");
     }
 
-    EXPECT_EQ(failure, "the program krcontainers did not answer within 2000 ms and was killed");
     EXPECT_THAT(stopped, testing::SizeIs(2));
     EXPECT_FALSE(std::any_of(stopped.begin(), stopped.end(), IsThere));
-    EXPECT_EQ(ReadFrames(library, LeaveInPeace).width, 320);
+    EXPECT_THAT(ReadingPrograms(getpid()), testing::IsEmpty());
+    EXPECT_THAT(LogLinesWith("it is not used again in this run"), testing::SizeIs(1));
+}
+
+TEST(ContainerLibrary, ThatIsStoppedOnceAtEachOfTwoContainersIsLeftAlone) {
+    EndReadingProgram();
+    recorder::ContainerLibrary library(kPatience);
+    std::vector<pid_t> stopped;
+    const auto stopOnceMore = [&] {
+        if (stopped.empty() || stopped.back() != ReadingProgram()) {
+            stopped.push_back(ReadingProgram());
+            kill(stopped.back(), SIGSTOP);
+        }
+    };
+    bool isStopped = false;
+
+    EXPECT_EQ(ReadFrames(library,
+                         [&] {
+                             if (!std::exchange(isStopped, true)) {
+                                 stopOnceMore();
+                             }
+                         })
+                  .width,
+              320);
+    EXPECT_EQ(Failure([&] { (void)ReadFrames(library, stopOnceMore); }),
+              "the program krcontainers did not answer within 2000 ms and was killed");
+
+    EXPECT_THAT(stopped, testing::SizeIs(2));
+    EXPECT_THAT(ReadingPrograms(getpid()), testing::IsEmpty());
 }
 
 TEST(ContainerLibrary, IsNotBlamedForTheTimeThatTheDiskTakes) {
