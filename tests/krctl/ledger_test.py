@@ -598,7 +598,7 @@ class InterruptedUndo(LedgerTest):
         return self.postgresql
 
     def new_recorder(self, root):
-        self.postgresql = OnPostgresql(self)
+        self.postgresql = OnPostgresql()
         os.mkdir(root)
         return Recorder(root, [f'dsn = "{self.postgresql.server.dsn}"',
                                "statement_timeout_ms = 5000"])
