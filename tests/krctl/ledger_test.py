@@ -622,5 +622,6 @@ class InterruptedUndo(LedgerTest):
 
     def sleeping_backend(self):
         found = self.engine.rows(
-            "", "SELECT pid FROM pg_stat_activity WHERE wait_event = 'PgSleep'")
+            "", "SELECT pid FROM pg_stat_activity "
+                "WHERE wait_event = 'PgSleep' AND datname = current_database()")
         return found[0][0] if found else None
