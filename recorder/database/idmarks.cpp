@@ -12,6 +12,7 @@
 
 #include <array>
 #include <chrono>
+#include <limits>
 #include <optional>
 #include <sstream>
 #include <string>
@@ -57,6 +58,11 @@ std::string TextOf(const Marks& marks) {
     return Format("run %019ld\noutbox %019ld\n", marks.run, marks.outbox);
 }
 
+// A number follows each mark.
+bool IsPlausible(long mark) {
+    return mark >= kUnknown && mark < std::numeric_limits<long>::max();
+}
+
 std::optional<Marks> ReadMarks(const UniqueFd& file) {
     std::array<char, 64> text{};
     const ssize_t length =
@@ -72,7 +78,8 @@ std::optional<Marks> ReadMarks(const UniqueFd& file) {
     std::string run;
     std::string outbox;
     in >> run >> marks.run >> outbox >> marks.outbox;
-    if (!in || run != "run" || outbox != "outbox") {
+    if (!in || run != "run" || outbox != "outbox" || !IsPlausible(marks.run) ||
+        !IsPlausible(marks.outbox) || TextOf(marks) != text.data()) {
         LogWarning(std::string(kIdMarksFile) +
                    " is damaged and is written anew from the databases' own numbers");
         return std::nullopt;
@@ -84,7 +91,8 @@ void WriteMarks(const UniqueFd& file, const Marks& marks) {
     const std::string text = TextOf(marks);
     const ssize_t written =
         Uninterrupted([&] { return pwrite(file.Get(), text.data(), text.size(), 0); });
-    if (written != static_cast<ssize_t>(text.size())) {
+    if (written != static_cast<ssize_t>(text.size()) ||
+        Uninterrupted([&] { return ftruncate(file.Get(), written); }) != 0) {
         throw SystemError(std::string("write ") + kIdMarksFile);
     }
 }

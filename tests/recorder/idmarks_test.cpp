@@ -40,11 +40,11 @@ TEST_F(IdMarks, TakeNoFurtherRoomWhenTheyRise) {
     NoteId(IdKind::Run, 1);
     const auto size = std::filesystem::file_size(recorder::kIdMarksFile);
 
-    recorder::NoteIdForGood(IdKind::Run, 9223372036854775807);
-    NoteId(IdKind::Outbox, 9223372036854775807);
+    recorder::NoteIdForGood(IdKind::Run, 9223372036854775806);
+    NoteId(IdKind::Outbox, 9223372036854775806);
 
     EXPECT_EQ(std::filesystem::file_size(recorder::kIdMarksFile), size);
-    EXPECT_EQ(HighestNotedId(IdKind::Run), 9223372036854775807);
+    EXPECT_EQ(HighestNotedId(IdKind::Run), 9223372036854775806);
 }
 
 TEST_F(IdMarks, ThatAreDamagedAreUnknownAndSaidToBe) {
@@ -56,6 +56,27 @@ TEST_F(IdMarks, ThatAreDamagedAreUnknownAndSaidToBe) {
     NoteId(IdKind::Run, 3);
     EXPECT_EQ(HighestNotedId(IdKind::Run), 3);
 }
+
+class DamagedIdMarks : public IdMarks, public testing::WithParamInterface<const char*> {};
+
+TEST_P(DamagedIdMarks, AreUnknownAndWrittenAnew) {
+    contract::PutFile(recorder::kIdMarksFile, GetParam());
+
+    EXPECT_EQ(HighestNotedId(IdKind::Run), std::nullopt);
+
+    EXPECT_THAT(LogLinesWith("is damaged"), SizeIs(1));
+    NoteId(IdKind::Run, 3);
+    EXPECT_EQ(HighestNotedId(IdKind::Run), 3);
+    EXPECT_EQ(HighestNotedId(IdKind::Outbox), std::nullopt);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    OfEachKind, DamagedIdMarks,
+    testing::Values("run 9223372036854775807\noutbox 0000000000000000002\n",
+                    "run 0000000000000000007\noutbox 9223372036854775807\n",
+                    "run -000000000000000007\noutbox 0000000000000000002\n",
+                    "run 0000000000000000007\noutbox 0000000000000000002\nand more\n",
+                    "run 0000000000000000007\noutbox 0000000000000000002", "run 7\noutbox 2\n"));
 
 TEST_F(IdMarks, AreNotWrittenThroughALink) {
     std::filesystem::create_symlink(Scratch("elsewhere"), recorder::kIdMarksFile);

@@ -1,3 +1,4 @@
+#include "recorder/database/age.h"
 #include "recorder/database/databases.h"
 #include "recorder/database/quote.h"
 #include "recorder/ledger/undo.h"
@@ -453,6 +454,29 @@ TEST_F(LedgerAge, CountsNoMoreOfAnotherBootThanTheClockConfirms) {
     AnEmptyRun();
 
     EXPECT_LE(AgeS(), 60);
+}
+
+// Their machine id is the same where the one is an image of the other.
+TEST_F(LedgerAge, AddsNoUptimeAtEachTurnOfTwoHostsWhoseClocksDiffer) {
+    recorder::Moment here = recorder::ReadMoment();
+    here.kernel.machine = "0";
+    recorder::Moment ahead = here;
+    ahead.kernel.boot = "0";
+    ahead.kernel.uptimeS = kKeepS;
+    ahead.clockTm += 4 * kKeepS;
+    const auto turn = [](const recorder::Moment& host) {
+        world::Write(KRDB::DB_RECORDING, recorder::BringAgeUpToDateSql(host));
+    };
+    turn(here);
+    turn(ahead);
+    const long once = AgeS();
+
+    for (int turns = 0; turns < 3; ++turns) {
+        turn(here);
+        turn(ahead);
+    }
+
+    EXPECT_EQ(AgeS(), once);
 }
 
 TEST_F(LedgerAge, OfRowsIsUnknownUntilTheyAreSeen) {
