@@ -1,6 +1,7 @@
 #include "platform/taskstatus.h"
 
 #include "recorder/database/databases.h"
+#include "recorder/database/idmarksfile.h"
 #include "recorder/logging/edge.h"
 #include "recorder/logging/logfile.h"
 #include "recorder/logging/recorderlog.h"
@@ -62,6 +63,7 @@ int Refuse(int reason, const std::string& message) {
 }
 
 int Register() {
+    RequireUsableIdMarks(); // without it no run can be recorded, so nothing could be changed
     std::optional<RunLock> lock = RunLock::TryTake();
     if (!lock) {
         return Refuse(EX_TEMPFAIL, "another run is registered as the reindex task");

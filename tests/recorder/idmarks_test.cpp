@@ -57,9 +57,9 @@ TEST_F(IdMarks, ThatAreDamagedAreUnknownAndSaidToBe) {
     EXPECT_EQ(HighestNotedId(IdKind::Run), 3);
 }
 
-class DamagedIdMarks : public IdMarks, public testing::WithParamInterface<const char*> {};
+class IdMarksDamaged : public IdMarks, public testing::WithParamInterface<const char*> {};
 
-TEST_P(DamagedIdMarks, AreUnknownAndWrittenAnew) {
+TEST_P(IdMarksDamaged, AreUnknownAndWrittenAnew) {
     contract::PutFile(recorder::kIdMarksFile, GetParam());
 
     EXPECT_EQ(HighestNotedId(IdKind::Run), std::nullopt);
@@ -71,7 +71,7 @@ TEST_P(DamagedIdMarks, AreUnknownAndWrittenAnew) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    OfEachKind, DamagedIdMarks,
+    OfEachKind, IdMarksDamaged,
     testing::Values("run 9223372036854775807\noutbox 0000000000000000002\n",
                     "run 0000000000000000007\noutbox 9223372036854775807\n",
                     "run -000000000000000007\noutbox 0000000000000000002\n",

@@ -4,6 +4,7 @@
 
 #include "recorder/camera/cameratable.h"
 #include "recorder/database/databases.h"
+#include "recorder/database/idmarksfile.h"
 #include "recorder/logging/logtrust.h"
 #include "recorder/run/live.h"
 #include "recorder/settings/settings.h"
@@ -73,6 +74,7 @@ int RegTaskStart() {
         return plan::NoPlan(EX_CONFIG, error.what());
     }
     try {
+        recorder::RequireUsableIdMarks();
         recorder::Execute(KRDB::DB_SYSTEM, "SELECT name FROM task;", {.readOnly = true});
         plan::NoteCameras();
     } catch (const std::exception& error) {

@@ -1,3 +1,4 @@
+#include "recorder/database/idmarksfile.h"
 #include "recorder/database/schema.h"
 #include "recorder/settings/settings.h"
 #include "recorder/support/error.h"
@@ -15,6 +16,8 @@ namespace {
 using recorder::Database;
 
 constexpr const char* kSubject = "database";
+constexpr const char* kRemedyForDamage =
+    "restore it from a backup, or move it away, krctl init and krctl run";
 constexpr std::array kInstances{KRDB::DB_SYSTEM, KRDB::DB_RECORDING, KRDB::DB_SNAPSHOT};
 
 // Without the word that says what the line is about.
@@ -60,10 +63,17 @@ Check CheckFile(const std::string& path, KRDB::DB_INSTANCE instance) {
     const std::unique_ptr<Database> database = recorder::OpenDatabaseOf(instance);
     const std::string damage = Damage(*database);
     if (!damage.empty()) {
-        return Problem(kSubject, path + " is damaged: " + damage,
-                       "restore it from a backup, or move it away, krctl init and krctl run");
+        return Problem(kSubject, path + " is damaged: " + damage, kRemedyForDamage);
     }
     return CheckVersion(*database);
+}
+
+// By SQLite's own texts. Other failures, of a full disk or a lock, say nothing about the file.
+std::string RemedyFor(const std::string& failure) {
+    const bool isDamaged = failure.find("malformed") != std::string::npos ||
+                           failure.find("file is not a database") != std::string::npos;
+    return isDamaged ? kRemedyForDamage
+                     : "correct what the message says: the database may be whole";
 }
 
 Check CheckFileOf(KRDB::DB_INSTANCE instance) {
@@ -71,9 +81,18 @@ Check CheckFileOf(KRDB::DB_INSTANCE instance) {
     try {
         return CheckFile(path, instance);
     } catch (const recorder::Error& error) {
-        return Problem(kSubject, error.what(),
-                       "if it is damaged, restore it from a backup, or move it away, krctl init "
-                       "and krctl run");
+        return Problem(kSubject, error.what(), RemedyFor(error.what()));
+    }
+}
+
+// Where it is unusable no run starts.
+Checks CheckNumbers() {
+    try {
+        recorder::RequireUsableIdMarks();
+        return {};
+    } catch (const recorder::Error& error) {
+        return {Problem(kSubject, error.what() + std::string("; no run starts before"),
+                        "remove it: the next run makes it anew from the databases")};
     }
 }
 
@@ -91,10 +110,11 @@ Check CheckServer() {
 } // namespace
 
 Checks CheckDatabases() {
+    Checks checks = CheckNumbers();
     if (recorder::GetSettings().database.postgres) {
-        return {CheckServer()};
+        checks.push_back(CheckServer());
+        return checks;
     }
-    Checks checks;
     for (const KRDB::DB_INSTANCE instance : kInstances) {
         checks.push_back(CheckFileOf(instance));
     }
