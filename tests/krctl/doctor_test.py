@@ -264,12 +264,26 @@ class Databases(DoctorTest):
             message = f"database {database}: can't open it: {name} is no regular file"
 
             self.assert_line(self.diagnosis(status=1), "database", "problem", message,
-                             "if it is damaged, restore it from a backup, or move it away, krctl "
-                             "init and krctl run")
+                             "correct what the message says: the database may be whole")
             for command, status in ((("plan", "-e"), 74), (("init",), 1), (("status",), 1)):
                 self.assertIn(message, self.krctl(*command, status=status).err)
 
             os.unlink(path)
+
+    def test_whose_numbers_are_in_no_regular_file_keep_runs_from_starting(self):
+        numbers = self.recorder.path("var/db/numbers")
+        os.remove(numbers)
+        os.mkdir(numbers)
+        problem = f"{self.recorder.inside('var/db/numbers')} is no regular file"
+        self.assert_line(self.diagnosis(status=1), "database", "problem",
+                         problem + "; no run starts before",
+                         "remove it: the next run makes it anew from the databases")
+        self.assertIn(problem, self.krctl("plan", status=74).err)
+        self.assertIn("the log says why", self.krctl("run", status=74).err)
+        self.assertIn(problem, "\n".join(self.recorder.log()))
+        os.rmdir(numbers)
+        self.krctl("run")
+        self.assertTrue(os.path.isfile(numbers))
 
     def test_of_an_older_version_are_a_problem(self):
         self.recorder.query("snapshot.db", "PRAGMA user_version = 0")
@@ -403,6 +417,21 @@ class Space(DoctorTest):
         self.assertRegex(outcome.out, rf"warning  space      {self.recorder.inside('volume1')} has "
                          r"15 MiB free, \d+ %. Remedy: make room: less than 5 % or 200 MiB is little")
         self.assertTrue(storage)
+
+    def test_of_the_log_that_is_used_up_is_a_problem(self):
+        self.krctl("run")
+        command = self.recorder.command("krctl")
+        script = ('mount -t tmpfs -o size=64k,mode=750 none "$1" && umask 027 && '
+                  'touch "$1/kestora.log" && head -c 64K /dev/zero >"$1/fill"; exec "$0" doctor')
+
+        outcome = process.run([*command[:2], "sh", "-c", script, command[2],
+                               self.recorder.inside("var/log")])
+
+        log = self.recorder.inside("var/log")
+        self.assertEqual(outcome.status, 1, outcome)
+        self.assertIn(f"the file system of {log}/kestora.log is full. Remedy: make room: a run's "
+                      "messages are lost until then", outcome.out)
+        self.assertRegex(outcome.out, rf"warning +space +{log} has 0 MiB free")
 
 
 class Modules(DoctorTest):

@@ -9,6 +9,7 @@
 
 #include <string>
 
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 namespace {
@@ -25,6 +26,12 @@ std::string WhereItIsWritten() {
     return path;
 }
 
+// False also where that can't be told: the check of the space says so.
+bool IsFileSystemFull(const std::string& path) {
+    struct statvfs64 st = {};
+    return statvfs64(path.c_str(), &st) == 0 && st.f_blocks > 0 && st.f_bavail == 0;
+}
+
 Check CheckTrustAndAccess() {
     try {
         recorder::DemandLogOfOurs();
@@ -35,6 +42,10 @@ Check CheckTrustAndAccess() {
     if (!MayUse(place, W_OK)) {
         return Problem(kSubject, place + " may not be written by " + UserName(geteuid()),
                        "run as the user that it belongs to, see \"user\"");
+    }
+    if (IsFileSystemFull(place)) {
+        return Problem(kSubject, "the file system of " + place + " is full",
+                       "make room: a run's messages are lost until then");
     }
     return Ok(kSubject, std::string(recorder::kLogFile) + " can be written");
 }

@@ -1,3 +1,4 @@
+#include "platform/utility.h"
 #include "recorder/camera/cameratable.h"
 #include "recorder/camera/volume.h"
 #include "recorder/support/error.h"
@@ -30,9 +31,10 @@ std::string PlaceOf(const recorder::CameraRow& camera) {
     }
 }
 
-// The databases' place comes first. Cameras that can't be read have none; another check says why.
+// Databases and log, then the cameras' places. Cameras that can't be read have none; another check
+// says why.
 std::vector<std::string> Places() {
-    std::vector<std::string> places{recorder::kDatabaseDir};
+    std::vector<std::string> places{recorder::kDatabaseDir, GetDirPath(recorder::kLogFile)};
     try {
         for (const recorder::CameraRow& camera : recorder::ListCameras()) {
             places.push_back(PlaceOf(camera));
