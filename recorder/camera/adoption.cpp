@@ -23,7 +23,7 @@ std::optional<CameraRow> RowWithUuid(const std::string& uuid) {
 }
 
 // What two folders can't both be.
-void DemandNoRival(const FoundCamera& camera, const FoundCamera& other) {
+void RequireNoRival(const FoundCamera& camera, const FoundCamera& other) {
     if (camera.identity.uuid == other.identity.uuid) {
         throw Error("its identity is in " + other.folder +
                     " as well, so one of them is a copy: adopt the right folder itself");
@@ -40,7 +40,7 @@ void DemandNoRival(const FoundCamera& camera, const FoundCamera& other) {
 }
 
 // Of a camera whose identity is in another folder than its row says.
-void DemandThatItMoved(const CameraRow& row) {
+void RequireThatItMoved(const CameraRow& row) {
     if (FolderPresence(row.storagePath) == Presence::No) {
         return;
     }
@@ -50,14 +50,14 @@ void DemandThatItMoved(const CameraRow& row) {
     }
 }
 
-void DemandIdOf(const CameraRow& row, const FoundCamera& camera) {
+void RequireIdOf(const CameraRow& row, const FoundCamera& camera) {
     if (row.id != camera.identity.id) {
         throw Error("the recorder knows this identity as camera " + std::to_string(row.id) +
                     " in " + row.storagePath);
     }
 }
 
-void DemandUnidentified(const CameraRow& row, const FoundCamera& camera) {
+void RequireUnidentified(const CameraRow& row, const FoundCamera& camera) {
     const std::string name = NameOf({row.id, row.name, ""}) + " in " + row.storagePath;
     if (row.uuid) {
         throw Error("its id is taken by another camera, " + name);
@@ -74,11 +74,11 @@ Adoption Done(const FoundCamera& camera, AdoptionOutcome outcome,
 
 // A camera that is in the table with this very identity.
 Adoption AdoptKnown(CameraRow row, const FoundCamera& camera, const std::optional<Volume>& volume) {
-    DemandIdOf(row, camera);
+    RequireIdOf(row, camera);
     if (IsSameFolder(row.storagePath, camera.folder)) {
         return Done(camera, AdoptionOutcome::Known, std::nullopt);
     }
-    DemandThatItMoved(row);
+    RequireThatItMoved(row);
     const std::string before = std::exchange(row.storagePath, camera.folder);
     row.volumeId = volume ? std::optional(volume->id) : std::nullopt;
     UpdateCamera(row);
@@ -86,7 +86,7 @@ Adoption AdoptKnown(CameraRow row, const FoundCamera& camera, const std::optiona
 }
 
 Adoption TakeOver(CameraRow row, const FoundCamera& camera, const std::optional<Volume>& volume) {
-    DemandUnidentified(row, camera);
+    RequireUnidentified(row, camera);
     row.uuid = camera.identity.uuid;
     row.volumeId = volume ? std::optional(volume->id) : row.volumeId;
     UpdateCamera(row);
@@ -110,10 +110,10 @@ Adoption AdoptNew(const FoundCamera& camera, const std::optional<Volume>& volume
 Adoption Adopt(const FoundCamera& camera, const std::vector<FoundCamera>& found) {
     for (const FoundCamera& other : found) {
         if (&other != &camera) {
-            DemandNoRival(camera, other);
+            RequireNoRival(camera, other);
         }
     }
-    DemandOwnFolder(camera.folder, camera.identity.id);
+    RequireOwnFolder(camera.folder, camera.identity.id);
     const std::optional<Volume> volume = VolumeOf(camera.folder);
     if (const std::optional<CameraRow> row = RowWithUuid(camera.identity.uuid)) {
         return AdoptKnown(*row, camera, volume);

@@ -3,7 +3,7 @@
 #include "recorder/camera/cameraidentity.h"
 #include "recorder/camera/cameratable.h"
 #include "recorder/camera/volume.h"
-#include "recorder/logging/edge.h"
+#include "recorder/logging/logexceptions.h"
 #include "recorder/run/taps.h"
 #include "recorder/support/error.h"
 #include "recorder/support/folder.h"
@@ -33,7 +33,8 @@ std::string UsableStoragePath(int id, int dataSource, int revision) {
                     "\"; expected an absolute path");
     }
     if (row->volumeId) {
-        DemandVolume(path, *row->volumeId, row->uuid ? OtherMounts::Allowed : OtherMounts::Refused);
+        RequireVolume(path, *row->volumeId,
+                      row->uuid ? OtherMounts::Allowed : OtherMounts::Refused);
     }
     if (row->uuid) {
         RequireIdentity(path, *row->uuid);
@@ -47,7 +48,7 @@ std::string UsableStoragePath(int id, int dataSource, int revision) {
 
 int Camera::Load(int id, int dataSource, int revision) {
     recorder::TurnToCamera(id);
-    return recorder::AtEdge(-1, [&] {
+    return recorder::LogExceptions(-1, [&] {
         try {
             const std::string path = recorder::UsableStoragePath(id, dataSource, revision);
             recorder::ProtectStorageFolder(path);
@@ -62,7 +63,7 @@ int Camera::Load(int id, int dataSource, int revision) {
 }
 
 std::list<int> CamGetIdList(bool localOnly, int dataSource) {
-    return recorder::AtEdge(std::list<int>(), [&] {
+    return recorder::LogExceptions(std::list<int>(), [&] {
         std::list<int> ids;
         for (const recorder::CameraRow& camera : recorder::ListCameras()) {
             if (camera.dsId == (localOnly ? 0 : dataSource)) {

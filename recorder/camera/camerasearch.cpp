@@ -31,24 +31,24 @@ dev_t FileSystemOf(const std::string& folder) {
 class Search {
 public:
     explicit Search(const std::string& root) : m_fileSystem(FileSystemOf(root)) {
-        Look(root, kLevels);
+        SearchIn(root, kLevels);
     }
 
     [[nodiscard]] CameraSearch Result() && { return std::move(m_result); }
 
 private:
-    void Look(const std::string& folder, int levels) {
-        LookForIdentity(folder);
+    void SearchIn(const std::string& folder, int levels) {
+        ReadIdentity(folder);
         if (levels == 0) {
             return;
         }
         const std::string prefix = folder.ends_with('/') ? folder : folder + "/";
         for (const std::string& name : FoldersIn(folder)) {
-            LookBelow(prefix + name, levels - 1);
+            SearchBelow(prefix + name, levels - 1);
         }
     }
 
-    void LookForIdentity(const std::string& folder) {
+    void ReadIdentity(const std::string& folder) {
         try {
             if (const std::optional<CameraIdentity> identity = CameraIdentityIn(folder)) {
                 m_result.found.push_back({*identity, folder});
@@ -74,10 +74,10 @@ private:
         return names;
     }
 
-    void LookBelow(const std::string& folder, int levels) {
+    void SearchBelow(const std::string& folder, int levels) {
         try {
             if (FileSystemOf(folder) == m_fileSystem) {
-                Look(folder, levels);
+                SearchIn(folder, levels);
             } else {
                 m_result.otherFileSystems.push_back(folder);
             }
@@ -93,7 +93,7 @@ private:
 } // namespace
 
 CameraSearch FindCamerasIn(const std::string& folder) {
-    DemandFolder(folder);
+    RequireFolder(folder);
     return Search(folder).Result();
 }
 

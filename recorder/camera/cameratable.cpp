@@ -38,7 +38,7 @@ std::optional<CameraRow> FindCamera(int id) {
     return found.empty() ? std::nullopt : std::optional(found.front());
 }
 
-CameraRow DemandCamera(int id) {
+CameraRow RequireCamera(int id) {
     std::optional<CameraRow> camera = FindCamera(id);
     if (!camera) {
         throw Error("there is no camera with the id " + std::to_string(id));

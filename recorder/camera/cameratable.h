@@ -23,7 +23,7 @@ struct CameraRow {
 [[nodiscard]] std::optional<CameraRow> FindCamera(int id);
 
 // Throws Error also when there is no such camera.
-[[nodiscard]] CameraRow DemandCamera(int id);
+[[nodiscard]] CameraRow RequireCamera(int id);
 
 // In ascending order of their ids.
 [[nodiscard]] std::vector<CameraRow> ListCameras();

@@ -11,7 +11,7 @@ namespace recorder {
 
 namespace {
 
-void DemandRegularFile(const UniqueFd& file, const std::string& path) {
+void RequireRegularFile(const UniqueFd& file, const std::string& path) {
     struct stat64 st = {};
     if (Uninterrupted([&] { return fstat64(file.Get(), &st); }) != 0) {
         throw SystemError("look at the file " + path);
@@ -32,7 +32,7 @@ std::optional<std::string> ReadIdentityFile(const std::string& path, std::size_t
         }
         return std::nullopt;
     }
-    DemandRegularFile(file, path);
+    RequireRegularFile(file, path);
     return ReadText(file, path, maxBytes);
 }
 

@@ -65,14 +65,14 @@ std::string IdentityForBound(const CameraRow& camera) {
 } // namespace
 
 BoundCamera AddNewCamera(int id, const std::string& name, const std::string& storagePath) {
-    DemandFolder(storagePath);
+    RequireFolder(storagePath);
     const UniqueFd lock = LockCameras();
     CameraRow camera{.id = id, .name = name, .storagePath = WithoutTrailingSlashes(storagePath)};
     if (FindCamera(id)) {
         throw Error("there is a camera with the id " + std::to_string(id) + " already");
     }
     const std::optional<Volume> volume = VolumeOf(camera.storagePath);
-    DemandOwnFolder(camera.storagePath, id);
+    RequireOwnFolder(camera.storagePath, id);
     camera.volumeId = IdOf(volume);
     camera.uuid = IdentityForNew(camera);
     AddCamera(camera);
@@ -81,7 +81,7 @@ BoundCamera AddNewCamera(int id, const std::string& name, const std::string& sto
 
 BoundCamera BindCamera(int id) {
     const UniqueFd lock = LockCameras();
-    CameraRow camera = DemandCamera(id);
+    CameraRow camera = RequireCamera(id);
     // Without the folder, its disk isn't mounted: what is found above is not the camera's volume.
     if (FolderPresence(camera.storagePath) != Presence::Yes) {
         throw Error("the storage folder " + camera.storagePath +
@@ -101,7 +101,7 @@ BoundCamera BindCamera(int id) {
 
 CameraRow ForgetCamera(int id) {
     const UniqueFd lock = LockCameras();
-    CameraRow camera = DemandCamera(id);
+    CameraRow camera = RequireCamera(id);
     const RunLock runLock = RunLock::Take("no camera is removed before it has ended");
     RemoveCamera(id);
     return camera;

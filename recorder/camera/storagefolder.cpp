@@ -31,7 +31,7 @@ bool HasLostItsFolder(const CameraRow& camera) {
     return camera.uuid && identity && identity->uuid != *camera.uuid;
 }
 
-void DemandApart(const std::string& folder, const CameraRow& camera) {
+void RequireApart(const std::string& folder, const CameraRow& camera) {
     if (camera.dsId != 0 || !camera.storagePath.starts_with('/')) {
         return; // another recorder's
     }
@@ -44,7 +44,7 @@ void DemandApart(const std::string& folder, const CameraRow& camera) {
 }
 
 // The cameras that the table doesn't know count as well.
-void DemandNoIdentityAbove(const std::string& folder) {
+void RequireNoIdentityAbove(const std::string& folder) {
     for (std::string above = ResolvedPath(folder); above != "/";) {
         above = GetDirPath(above);
         if (const std::optional<CameraIdentity> identity = CameraIdentityIn(above)) {
@@ -69,13 +69,13 @@ std::string Overlap(const std::string& folder, const std::string& other) {
     return IsInside(a, b) ? "inside" : (IsInside(b, a) ? "around" : "");
 }
 
-void DemandOwnFolder(const std::string& folder, int id) {
+void RequireOwnFolder(const std::string& folder, int id) {
     for (const CameraRow& camera : ListCameras()) {
         if (camera.id != id) {
-            DemandApart(folder, camera);
+            RequireApart(folder, camera);
         }
     }
-    DemandNoIdentityAbove(folder);
+    RequireNoIdentityAbove(folder);
 }
 
 } // namespace recorder

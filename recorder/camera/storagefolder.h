@@ -20,6 +20,6 @@ namespace recorder {
 // Throws Error when `folder` is the storage folder of another camera than `id`, or lies inside or
 // around it, or inside a folder that carries another camera's identity. A row whose folder carries
 // somebody else's identity by now says nothing.
-void DemandOwnFolder(const std::string& folder, int id);
+void RequireOwnFolder(const std::string& folder, int id);
 
 } // namespace recorder

@@ -42,7 +42,8 @@ std::optional<Volume> VolumeOf(const std::string& folder) {
     }
 }
 
-void DemandVolume(const std::string& folder, const std::string& volumeId, OtherMounts otherMounts) {
+void RequireVolume(const std::string& folder, const std::string& volumeId,
+                   OtherMounts otherMounts) {
     const std::optional<Volume> found = VolumeOf(folder);
     if (!found || found->id != volumeId) {
         throw Error("the volume " + volumeId + " is not mounted at " + folder + ": there is " +

@@ -28,6 +28,6 @@ enum class OtherMounts { Refused, Allowed };
 // Throws Error unless `folder` lies on the volume with this id. The identity of a volume is no
 // proof for what is mounted below it, which may be missing: where no other proof is asked for, the
 // folder must be on the same mount as the identity.
-void DemandVolume(const std::string& folder, const std::string& volumeId, OtherMounts otherMounts);
+void RequireVolume(const std::string& folder, const std::string& volumeId, OtherMounts otherMounts);
 
 } // namespace recorder

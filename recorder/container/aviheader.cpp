@@ -25,12 +25,12 @@ struct Chunk {
 };
 
 Chunk ReadChunk(HeaderBlocks& file, int64_t offset, int64_t limit) {
-    Require(limit - offset >= kHeadBytes);
+    RequireUsual(limit - offset >= kHeadBytes);
     const Bytes head = file.At(offset, kHeadBytes);
     Chunk chunk{Big32(head, 0), 0, offset + kHeadBytes, offset + kHeadBytes + Little32(head, 4)};
-    Require(chunk.end <= limit && (chunk.end - chunk.begin) % 2 == 0);
-    if (chunk.name == (offset == 0 ? Name("RIFF") : Name("LIST"))) {
-        Require(chunk.end - chunk.begin >= 4);
+    RequireUsual(chunk.end <= limit && (chunk.end - chunk.begin) % 2 == 0);
+    if (chunk.name == (offset == 0 ? FourCc("RIFF") : FourCc("LIST"))) {
+        RequireUsual(chunk.end - chunk.begin >= 4);
         chunk.kind = Big32(file.At(offset, kListHeadBytes), kHeadBytes);
         chunk.begin += 4;
     }
@@ -39,7 +39,7 @@ Chunk ReadChunk(HeaderBlocks& file, int64_t offset, int64_t limit) {
 
 Bytes ContentOf(HeaderBlocks& file, const Chunk& chunk, std::size_t least) {
     const auto length = static_cast<std::size_t>(chunk.end - chunk.begin);
-    Require(length >= least && length <= HeaderBlocks::kBlockBytes);
+    RequireUsual(length >= least && length <= HeaderBlocks::kBlockBytes);
     return file.At(chunk.begin, length);
 }
 
@@ -47,7 +47,7 @@ template <typename Visitor>
 void ForEachChunk(HeaderBlocks& file, int64_t begin, int64_t end, Visitor visit) {
     int count = 0;
     for (int64_t offset = begin; offset < end;) {
-        Require(++count <= kMaxChunks);
+        RequireUsual(++count <= kMaxChunks);
         const Chunk chunk = ReadChunk(file, offset, end);
         visit(chunk);
         offset = chunk.end;
@@ -67,16 +67,16 @@ uint32_t Upper(uint32_t name) {
 int VideoTypeOf(uint32_t codec) {
     const uint32_t name = Upper(codec);
     const auto isOneOf = [name](auto... names) { return ((name == names) || ...); };
-    if (isOneOf(Name("H264"), Name("X264"), Name("AVC1"))) {
+    if (isOneOf(FourCc("H264"), FourCc("X264"), FourCc("AVC1"))) {
         return VIDEO_H264;
     }
-    if (isOneOf(Name("HEVC"), Name("H265"))) {
+    if (isOneOf(FourCc("HEVC"), FourCc("H265"))) {
         return VIDEO_H265;
     }
-    if (isOneOf(Name("FMP4"), Name("XVID"), Name("DIVX"), Name("DX50"), Name("MP4V"))) {
+    if (isOneOf(FourCc("FMP4"), FourCc("XVID"), FourCc("DIVX"), FourCc("DX50"), FourCc("MP4V"))) {
         return VIDEO_MPEG4;
     }
-    Require(isOneOf(Name("MJPG")));
+    RequireUsual(isOneOf(FourCc("MJPG")));
     return VIDEO_MJPEG;
 }
 
@@ -88,7 +88,7 @@ int AudioTypeOf(uint32_t format, uint32_t bitsPerSample) {
     constexpr uint32_t kAac = 0xff;
     switch (format) {
     case kPcm:
-        Require(bitsPerSample == 8 || bitsPerSample == 16);
+        RequireUsual(bitsPerSample == 8 || bitsPerSample == 16);
         return AUDIO_PCM;
     case kAlaw:
         return AUDIO_G711A;
@@ -99,7 +99,7 @@ int AudioTypeOf(uint32_t format, uint32_t bitsPerSample) {
     case kAac:
         return AUDIO_AAC;
     default:
-        throw Unusual();
+        throw UnusualContainer();
     }
 }
 
@@ -126,23 +126,23 @@ void Streams::ReadList(const Chunk& hdrl) {
     constexpr std::size_t kMainHeaderBytes = 56;
     ForEachChunk(m_file, hdrl.begin, hdrl.end, [&](const Chunk& chunk) {
         const bool isFirst = chunk.begin == hdrl.begin + kHeadBytes;
-        Require(isFirst == (chunk.name == Name("avih")));
+        RequireUsual(isFirst == (chunk.name == FourCc("avih")));
         if (isFirst) {
-            Require(ContentOf(m_file, chunk, kMainHeaderBytes).size() == kMainHeaderBytes);
-        } else if (chunk.kind == Name("strl")) {
+            RequireUsual(ContentOf(m_file, chunk, kMainHeaderBytes).size() == kMainHeaderBytes);
+        } else if (chunk.kind == FourCc("strl")) {
             ReadStream(chunk);
         } else {
-            Require(chunk.name == Name("JUNK") || chunk.kind == Name("odml"));
-            if (chunk.kind == Name("odml")) {
+            RequireUsual(chunk.name == FourCc("JUNK") || chunk.kind == FourCc("odml"));
+            if (chunk.kind == FourCc("odml")) {
                 const Chunk dmlh = ReadChunk(m_file, chunk.begin, chunk.end);
-                Require(dmlh.name == Name("dmlh") && dmlh.end == chunk.end);
+                RequireUsual(dmlh.name == FourCc("dmlh") && dmlh.end == chunk.end);
             }
         }
     });
 }
 
 ContainerInfo Streams::Info() const {
-    Require(m_hasVideo && m_info.durationSec > 0);
+    RequireUsual(m_hasVideo && m_info.durationSec > 0);
     return m_info;
 }
 
@@ -150,15 +150,15 @@ void Streams::ReadStream(const Chunk& strl) {
     const Chunk strh = ReadChunk(m_file, strl.begin, strl.end);
     const bool isVideo = ReadStreamHeader(strh);
     const Chunk strf = ReadChunk(m_file, strh.end, strl.end);
-    Require(strf.name == Name("strf"));
+    RequireUsual(strf.name == FourCc("strf"));
     if (isVideo) {
         ReadPicture(strf);
     } else {
         ReadSound(strf);
     }
     ForEachChunk(m_file, strf.end, strl.end, [](const Chunk& chunk) {
-        Require(chunk.name == Name("JUNK") || chunk.name == Name("indx") ||
-                chunk.name == Name("vprp"));
+        RequireUsual(chunk.name == FourCc("JUNK") || chunk.name == FourCc("indx") ||
+                     chunk.name == FourCc("vprp"));
     });
 }
 
@@ -166,18 +166,18 @@ void Streams::ReadStream(const Chunk& strl) {
 bool Streams::ReadStreamHeader(const Chunk& strh) {
     constexpr std::size_t kLeastBytes = 48;
     constexpr std::size_t kMostBytes = 64;
-    Require(strh.name == Name("strh"));
+    RequireUsual(strh.name == FourCc("strh"));
     const Bytes bytes = ContentOf(m_file, strh, kLeastBytes);
-    Require(bytes.size() <= kMostBytes && Big32(bytes, 4) != Name("Axan"));
-    const bool isVideo = Big32(bytes, 0) == Name("vids");
-    Require(isVideo || Big32(bytes, 0) == Name("auds"));
+    RequireUsual(bytes.size() <= kMostBytes && Big32(bytes, 4) != FourCc("Axan"));
+    const bool isVideo = Big32(bytes, 0) == FourCc("vids");
+    RequireUsual(isVideo || Big32(bytes, 0) == FourCc("auds"));
     const uint32_t scale = Little32(bytes, 20);
     const uint32_t rate = Little32(bytes, 24);
     const uint32_t start = Little32(bytes, 28);
     const uint32_t sampleBytes = Little32(bytes, 44);
     constexpr uint32_t kMost = std::numeric_limits<int32_t>::max();
-    Require(scale > 0 && scale <= kMost && rate > 0 && rate <= kMost);
-    Require(start == 0 && sampleBytes <= kMost);
+    RequireUsual(scale > 0 && scale <= kMost && rate > 0 && rate <= kMost);
+    RequireUsual(start == 0 && sampleBytes <= kMost);
     if (isVideo || sampleBytes == 0) {
         m_info.durationSec =
             std::max(m_info.durationSec, RoundedSeconds(Little32(bytes, 32), scale, rate));
@@ -189,14 +189,14 @@ void Streams::ReadPicture(const Chunk& strf) {
     constexpr std::size_t kLeastBytes = 40;
     constexpr uint32_t kMostPixels = 65'535;
     constexpr uint32_t kTrueColour = 24;
-    Require(!m_hasVideo);
+    RequireUsual(!m_hasVideo);
     m_hasVideo = true;
     const Bytes bytes = ContentOf(m_file, strf, kLeastBytes);
-    Require(Little32(bytes, 0) == bytes.size() || Little32(bytes, 0) == kLeastBytes);
+    RequireUsual(Little32(bytes, 0) == bytes.size() || Little32(bytes, 0) == kLeastBytes);
     const uint32_t width = Little32(bytes, 4);
     const uint32_t height = Little32(bytes, 8);
-    Require(width > 0 && width <= kMostPixels && height > 0 && height <= kMostPixels);
-    Require(Little16(bytes, 14) == kTrueColour);
+    RequireUsual(width > 0 && width <= kMostPixels && height > 0 && height <= kMostPixels);
+    RequireUsual(Little16(bytes, 14) == kTrueColour);
     m_info.width = static_cast<int32_t>(width);
     m_info.height = static_cast<int32_t>(height);
     m_info.vdoType = VideoTypeOf(Big32(bytes, 16));
@@ -206,11 +206,11 @@ void Streams::ReadSound(const Chunk& strf) {
     constexpr std::size_t kLeastBytes = 16;
     constexpr std::size_t kMostBytes = 64;
     const Bytes bytes = ContentOf(m_file, strf, kLeastBytes);
-    Require(bytes.size() <= kMostBytes);
+    RequireUsual(bytes.size() <= kMostBytes);
     const uint32_t samplesPerSecond = Little32(bytes, 4);
-    Require(samplesPerSecond > 0 &&
-            samplesPerSecond <= static_cast<uint32_t>(std::numeric_limits<int32_t>::max()));
-    Require(Little16(bytes, 2) > 0); // channels
+    RequireUsual(samplesPerSecond > 0 &&
+                 samplesPerSecond <= static_cast<uint32_t>(std::numeric_limits<int32_t>::max()));
+    RequireUsual(Little16(bytes, 2) > 0); // channels
     const int audType = AudioTypeOf(Little16(bytes, 0), Little16(bytes, 14));
     m_info.audType = m_hasAudio ? m_info.audType : audType;
     m_hasAudio = true;
@@ -221,28 +221,28 @@ void Streams::ReadSound(const Chunk& strf) {
 void CheckTags(HeaderBlocks& file, const Chunk& info) {
     int count = 0;
     for (int64_t offset = info.begin; offset < info.end;) {
-        Require(++count <= kMaxChunks && info.end - offset >= kHeadBytes);
+        RequireUsual(++count <= kMaxChunks && info.end - offset >= kHeadBytes);
         const int64_t length = Little32(file.At(offset, kHeadBytes), 4);
         offset += kHeadBytes + length + length % 2;
-        Require(offset <= info.end);
+        RequireUsual(offset <= info.end);
     }
 }
 
 ContainerInfo ReadChunks(HeaderBlocks& file) {
     const Chunk riff = ReadChunk(file, 0, file.Size());
-    Require(riff.name == Name("RIFF") && riff.kind == Name("AVI "));
+    RequireUsual(riff.name == FourCc("RIFF") && riff.kind == FourCc("AVI "));
     const Chunk hdrl = ReadChunk(file, riff.begin, riff.end);
-    Require(hdrl.kind == Name("hdrl"));
+    RequireUsual(hdrl.kind == FourCc("hdrl"));
     Streams streams(file);
     streams.ReadList(hdrl);
     bool hasFrames = false;
     for (int64_t offset = hdrl.end; !hasFrames;) {
         const Chunk chunk = ReadChunk(file, offset, riff.end);
-        hasFrames = chunk.kind == Name("movi");
-        if (chunk.kind == Name("INFO")) {
+        hasFrames = chunk.kind == FourCc("movi");
+        if (chunk.kind == FourCc("INFO")) {
             CheckTags(file, chunk);
         } else {
-            Require(hasFrames || chunk.name == Name("JUNK"));
+            RequireUsual(hasFrames || chunk.name == FourCc("JUNK"));
         }
         offset = chunk.end;
     }
@@ -256,7 +256,7 @@ std::optional<ContainerInfo> ReadAviHeader(ByteSource& source) {
         HeaderBlocks file(source);
         file.ExpectUntil(std::min(source.Size(), kHeadersEnd));
         return ReadChunks(file);
-    } catch (const Unusual&) {
+    } catch (const UnusualContainer&) {
         return std::nullopt;
     }
 }

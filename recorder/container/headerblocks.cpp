@@ -33,28 +33,29 @@ std::size_t HeaderBlocks::BlockLength(int64_t offset, std::size_t length) const 
 }
 
 void HeaderBlocks::Read(int64_t offset, std::size_t length) {
-    Require(length <= kMaxBlockBytes && m_blocks < kMaxBlocks);
-    Require(offset >= 0 && offset <= Size() && static_cast<int64_t>(length) <= Size() - offset);
+    RequireUsual(length <= kMaxBlockBytes && m_blocks < kMaxBlocks);
+    RequireUsual(offset >= 0 && offset <= Size() &&
+                 static_cast<int64_t>(length) <= Size() - offset);
     ++m_blocks;
     m_begin = offset;
     m_length = 0;
     m_length = m_source.ReadAt(offset, std::span(m_block).first(BlockLength(offset, length)));
-    Require(m_length >= length);
+    RequireUsual(m_length >= length);
 }
 
 uint64_t Rescaled(uint64_t units, uint32_t scale, uint32_t unitsScale) {
     const Wide rescaled = (static_cast<Wide>(units) * scale + unitsScale / 2) / unitsScale;
-    Require(rescaled <= std::numeric_limits<int64_t>::max());
+    RequireUsual(rescaled <= std::numeric_limits<int64_t>::max());
     return static_cast<uint64_t>(rescaled);
 }
 
 int32_t RoundedSeconds(uint64_t units, uint32_t num, uint32_t den) {
     constexpr uint64_t kMicroseconds = 1'000'000;
     constexpr uint64_t kMaxSeconds = std::numeric_limits<int32_t>::max();
-    Require(den > 0 && num > 0 && units <= kMaxSeconds * den);
+    RequireUsual(den > 0 && num > 0 && units <= kMaxSeconds * den);
     const Wide us = (static_cast<Wide>(units) * num * kMicroseconds + den / 2) / den;
     const Wide seconds = us / kMicroseconds + (us % kMicroseconds >= kMicroseconds / 2 ? 1 : 0);
-    Require(seconds <= kMaxSeconds);
+    RequireUsual(seconds <= kMaxSeconds);
     return static_cast<int32_t>(seconds);
 }
 

@@ -16,14 +16,14 @@ using Bytes = std::span<const uint8_t>;
 
 // What a reader of ordinary recordings throws where it can't be sure of its answer. It is caught
 // where that reader begins.
-class Unusual : public std::exception {
+class UnusualContainer : public std::exception {
 public:
     [[nodiscard]] const char* what() const noexcept override { return "unusual recording"; }
 };
 
-inline void Require(bool isOrdinary) {
+inline void RequireUsual(bool isOrdinary) {
     if (!isOrdinary) {
-        throw Unusual();
+        throw UnusualContainer();
     }
 }
 
@@ -42,7 +42,7 @@ public:
     void ExpectUntil(int64_t end) { m_expectedEnd = end; }
 
     // The bytes at a place, out of the block that was read last or of a new one that begins there.
-    // They stay until the next call. Unusual, where there are no such bytes.
+    // They stay until the next call. UnusualContainer, where there are no such bytes.
     [[nodiscard]] Bytes At(int64_t offset, std::size_t length);
 
     // As many of them as have been read, perhaps none.
@@ -78,7 +78,7 @@ private:
 }
 
 // A four-letter name as Big32 reads it.
-[[nodiscard]] constexpr uint32_t Name(const char (&letters)[5]) {
+[[nodiscard]] constexpr uint32_t FourCc(const char (&letters)[5]) {
     uint32_t name = 0;
     for (std::size_t i = 0; i < 4; ++i) {
         name = name << 8U | static_cast<uint8_t>(letters[i]);
@@ -90,7 +90,7 @@ private:
 [[nodiscard]] uint64_t Rescaled(uint64_t units, uint32_t scale, uint32_t unitsScale);
 
 // So many units of num/den seconds, rounded to microseconds and then to seconds as libavformat's
-// caller rounds them. Unusual, where they don't fit into 31 bits.
+// caller rounds them. UnusualContainer, where they don't fit into 31 bits.
 [[nodiscard]] int32_t RoundedSeconds(uint64_t units, uint32_t num, uint32_t den);
 
 } // namespace recorder

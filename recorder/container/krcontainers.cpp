@@ -1,10 +1,10 @@
 // krcontainers: libavformat, in a process of its own. Whatever a damaged container does to the
 // library, a run goes on; and only a run that meets a container out of the ordinary pays for
 // loading it. It opens nothing: the bytes come from the recorder, which starts it and is at the
-// other end of its standard input (containertalk.h). It ends with the recorder.
+// other end of its standard input (containerprotocol.h). It ends with the recorder.
 
 #include "recorder/container/avcontainer.h"
-#include "recorder/container/containertalk.h"
+#include "recorder/container/containerprotocol.h"
 #include "recorder/support/error.h"
 
 #include <algorithm>

@@ -1,6 +1,6 @@
 #include "recorder/container/librarycontainer.h"
 
-#include "recorder/container/containertalk.h"
+#include "recorder/container/containerprotocol.h"
 #include "recorder/logging/recorderlog.h"
 #include "recorder/support/error.h"
 #include "recorder/support/helperprocess.h"
@@ -169,7 +169,7 @@ private:
         return Send(BytesOf(bytes), std::as_bytes(room.first(length)));
     }
 
-    // Both as those of containertalk.h, and as if it were gone where it is silent for too long.
+    // Both as those of containerprotocol.h, and as if it were gone where it is silent for too long.
     bool Send(std::span<const std::byte> head, std::span<const std::byte> tail = {}) {
         return IsReady(POLLOUT) && SendMessage(m_process.Socket(), head, tail);
     }
@@ -223,7 +223,7 @@ Error ContainerLibrary::EndOfProgram() {
     return ended;
 }
 
-void ContainerLibrary::Require() {
+void ContainerLibrary::RequireUsual() {
     if (!m_program->Start()) {
         throw EndedError(m_program->End());
     }
@@ -242,8 +242,8 @@ ContainerInfo ReadContainerByLibrary(ByteSource& source, ContainerKind kind) {
     return Library().Read(source, kind);
 }
 
-void DemandContainerLibrary() {
-    Library().Require();
+void RequireContainerLibrary() {
+    Library().RequireUsual();
 }
 
 } // namespace recorder

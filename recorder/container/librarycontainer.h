@@ -30,7 +30,7 @@ public:
     [[nodiscard]] ContainerInfo Read(ByteSource& source, ContainerKind kind);
 
     // Starts krcontainers now. Throws Error when Read would for want of it.
-    void Require();
+    void RequireUsual();
 
 private:
     // How krcontainers ended, which is waited for.
@@ -41,6 +41,6 @@ private:
 
 // The same by the one krcontainers of this process.
 [[nodiscard]] ContainerInfo ReadContainerByLibrary(ByteSource& source, ContainerKind kind);
-void DemandContainerLibrary();
+void RequireContainerLibrary();
 
 } // namespace recorder

@@ -31,30 +31,30 @@ struct Box {
 
 // A box within another one that ends at `limit`.
 Box ReadBox(HeaderBlocks& file, int64_t offset, int64_t limit) {
-    Require(limit - offset >= kHeadBytes);
+    RequireUsual(limit - offset >= kHeadBytes);
     const Bytes head = file.At(offset, kHeadBytes);
     const int64_t size = Big32(head, 0);
-    Require(size >= kHeadBytes && size <= limit - offset);
+    RequireUsual(size >= kHeadBytes && size <= limit - offset);
     return {Big32(head, 4), offset + kHeadBytes, offset + size};
 }
 
 // A box of the file itself: only the pictures and sounds may be larger than 32 bits can tell.
 Box ReadOuterBox(HeaderBlocks& file, int64_t offset) {
-    Require(file.Size() - offset >= kHeadBytes);
+    RequireUsual(file.Size() - offset >= kHeadBytes);
     const Bytes head = file.At(offset, kHeadBytes);
     if (Big32(head, 0) != 1) {
         return ReadBox(file, offset, file.Size());
     }
-    Require(Big32(head, 4) == Name("mdat"));
+    RequireUsual(Big32(head, 4) == FourCc("mdat"));
     const uint64_t size = Big64(file.At(offset, kLongHeadBytes), kHeadBytes);
-    Require(size >= kLongHeadBytes && size <= static_cast<uint64_t>(file.Size() - offset));
-    return {Name("mdat"), offset + kLongHeadBytes, offset + static_cast<int64_t>(size)};
+    RequireUsual(size >= kLongHeadBytes && size <= static_cast<uint64_t>(file.Size() - offset));
+    return {FourCc("mdat"), offset + kLongHeadBytes, offset + static_cast<int64_t>(size)};
 }
 
 // What a box holds, where that is small.
 Bytes ContentOf(HeaderBlocks& file, const Box& box, std::size_t least) {
-    Require(box.Length() >= static_cast<int64_t>(least) &&
-            box.Length() <= static_cast<int64_t>(HeaderBlocks::kMaxBlockBytes));
+    RequireUsual(box.Length() >= static_cast<int64_t>(least) &&
+                 box.Length() <= static_cast<int64_t>(HeaderBlocks::kMaxBlockBytes));
     return file.At(box.begin, static_cast<std::size_t>(box.Length()));
 }
 
@@ -64,7 +64,7 @@ template <typename Visitor, typename End>
 void ForEachBoxUntil(HeaderBlocks& file, const Box& outer, End isOver, Visitor visit) {
     int64_t count = 0;
     for (int64_t offset = outer.begin; offset < outer.end && !isOver(offset);) {
-        Require(++count <= kMaxBoxes);
+        RequireUsual(++count <= kMaxBoxes);
         const Box box = ReadBox(file, offset, outer.end);
         visit(box);
         offset = box.end;
@@ -85,13 +85,13 @@ struct Length {
 Length ReadLength(HeaderBlocks& file, const Box& header, std::size_t shortBytes) {
     constexpr std::size_t kWiderTimesBytes = 12;
     const Bytes bytes = ContentOf(file, header, shortBytes);
-    Require(bytes[0] <= 1);
+    RequireUsual(bytes[0] <= 1);
     const bool isLong = bytes[0] == 1;
-    Require(bytes.size() == (isLong ? shortBytes + kWiderTimesBytes : shortBytes));
+    RequireUsual(bytes.size() == (isLong ? shortBytes + kWiderTimesBytes : shortBytes));
     const Length length = isLong ? Length{Big64(bytes, 24), Big32(bytes, 20)}
                                  : Length{Big32(bytes, 16), Big32(bytes, 12)};
-    Require(isLong || length.units != std::numeric_limits<uint32_t>::max()); // "not known"
-    Require(length.scale > 0 && length.scale <= std::numeric_limits<int32_t>::max());
+    RequireUsual(isLong || length.units != std::numeric_limits<uint32_t>::max()); // "not known"
+    RequireUsual(length.scale > 0 && length.scale <= std::numeric_limits<int32_t>::max());
     return length;
 }
 
@@ -140,18 +140,18 @@ void Movie::Read(const Box& moov) {
     bool isFirst = true;
     const auto isOver = [&](int64_t offset) { return IsRestNothing(offset, moov.end); };
     ForEachBoxUntil(m_file, moov, isOver, [&](const Box& box) {
-        Require(isFirst == (box.name == Name("mvhd")));
+        RequireUsual(isFirst == (box.name == FourCc("mvhd")));
         if (isFirst) {
             const Length length = ReadLength(m_file, box, kMovieHeaderBytes);
             m_info.durationSec = RoundedSeconds(length.units, 1, length.scale);
             m_scale = length.scale;
             isFirst = false;
-        } else if (box.name == Name("trak")) {
+        } else if (box.name == FourCc("trak")) {
             ReadTrack(box);
-        } else if (box.name == Name("udta")) {
+        } else if (box.name == FourCc("udta")) {
             CheckUserData(box);
         } else {
-            Require(box.name == Name("iods") || box.name == Name("free"));
+            RequireUsual(box.name == FourCc("iods") || box.name == FourCc("free"));
         }
     });
 }
@@ -166,8 +166,8 @@ bool Movie::IsRestNothing(int64_t offset, int64_t end) const {
 // libavformat takes the longest of the movie and its tracks, and cuts a track's own length by what
 // its tables and edits hold. So that is known where no track claims more than the movie.
 ContainerInfo Movie::Info() const {
-    Require(m_hasVideo);
-    Require(m_info.durationSec > 0 && m_longestTrackSec <= m_info.durationSec);
+    RequireUsual(m_hasVideo);
+    RequireUsual(m_info.durationSec > 0 && m_longestTrackSec <= m_info.durationSec);
     return m_info;
 }
 
@@ -176,18 +176,18 @@ void Movie::ReadTrack(const Box& trak) {
     bool hasHeader = false;
     bool hasMedia = false;
     ForEachBox(m_file, trak, [&](const Box& box) {
-        if (box.name == Name("tkhd") && !hasHeader) {
+        if (box.name == FourCc("tkhd") && !hasHeader) {
             hasHeader = true;
             CheckTrackHeader(box);
-        } else if (box.name == Name("edts") && !hasMedia) {
+        } else if (box.name == FourCc("edts") && !hasMedia) {
             ReadEdits(box, track);
         } else {
-            Require(box.name == Name("mdia") && hasHeader && !hasMedia);
+            RequireUsual(box.name == FourCc("mdia") && hasHeader && !hasMedia);
             hasMedia = true;
             ReadMedia(box, track);
         }
     });
-    Require(hasMedia);
+    RequireUsual(hasMedia);
     m_longestTrackSec = std::max(m_longestTrackSec, SecondsOf(track));
 }
 
@@ -208,20 +208,20 @@ void Movie::CheckTrackHeader(const Box& tkhd) {
     constexpr std::size_t kShortBytes = 84;
     constexpr std::size_t kLongBytes = 96;
     const Bytes bytes = ContentOf(m_file, tkhd, kShortBytes);
-    Require(bytes[0] <= 1 && bytes.size() == (bytes[0] == 1 ? kLongBytes : kShortBytes));
+    RequireUsual(bytes[0] <= 1 && bytes.size() == (bytes[0] == 1 ? kLongBytes : kShortBytes));
 }
 
 // One list of edits is ordinary; what it leaves of the track is the sum of its edits.
 void Movie::ReadEdits(const Box& edts, Track& track) {
     constexpr std::size_t kHead = 8;
     const Box elst = ReadBox(m_file, edts.begin, edts.end);
-    Require(!track.hasEdits && elst.name == Name("elst") && elst.end == edts.end);
+    RequireUsual(!track.hasEdits && elst.name == FourCc("elst") && elst.end == edts.end);
     const Bytes bytes = ContentOf(m_file, elst, kHead);
     const std::size_t entryBytes = bytes[0] == 1 ? 20 : 12;
-    Require(bytes[0] <= 1 && bytes.size() == kHead + Big32(bytes, 4) * entryBytes);
+    RequireUsual(bytes[0] <= 1 && bytes.size() == kHead + Big32(bytes, 4) * entryBytes);
     for (std::size_t at = kHead; at < bytes.size(); at += entryBytes) {
         const uint64_t units = bytes[0] == 1 ? Big64(bytes, at) : Big32(bytes, at);
-        Require(units <= kMostEditUnits);
+        RequireUsual(units <= kMostEditUnits);
         track.editedUnits += units;
     }
     track.hasEdits = bytes.size() > kHead;
@@ -230,56 +230,57 @@ void Movie::ReadEdits(const Box& edts, Track& track) {
 void Movie::ReadMedia(const Box& mdia, Track& track) {
     constexpr std::size_t kMediaHeaderBytes = 24;
     const Box mdhd = ReadBox(m_file, mdia.begin, mdia.end);
-    Require(mdhd.name == Name("mdhd"));
+    RequireUsual(mdhd.name == FourCc("mdhd"));
     track.media = ReadLength(m_file, mdhd, kMediaHeaderBytes);
     const Box hdlr = ReadBox(m_file, mdhd.end, mdia.end);
     const Media media = MediaOf(hdlr);
     const Box minf = ReadBox(m_file, hdlr.end, mdia.end);
-    Require(minf.name == Name("minf") && minf.end == mdia.end);
+    RequireUsual(minf.name == FourCc("minf") && minf.end == mdia.end);
     ReadMediaInformation(minf, media, track);
 }
 
 Media Movie::MediaOf(const Box& hdlr) {
-    Require(hdlr.name == Name("hdlr"));
+    RequireUsual(hdlr.name == FourCc("hdlr"));
     const uint32_t handler = Big32(ContentOf(m_file, hdlr, 24), 8);
-    Require(handler == Name("vide") || handler == Name("soun"));
-    return handler == Name("vide") ? Media::Video : Media::Audio;
+    RequireUsual(handler == FourCc("vide") || handler == FourCc("soun"));
+    return handler == FourCc("vide") ? Media::Video : Media::Audio;
 }
 
 void Movie::ReadMediaInformation(const Box& minf, Media media, Track& track) {
     bool hasTables = false;
     ForEachBox(m_file, minf, [&](const Box& box) {
-        Require(!hasTables);
-        if (box.name == Name("dinf")) {
+        RequireUsual(!hasTables);
+        if (box.name == FourCc("dinf")) {
             CheckDataReference(box);
-        } else if (box.name == Name("stbl")) {
+        } else if (box.name == FourCc("stbl")) {
             hasTables = true;
             ReadSampleDescription(box, media, track);
         } else {
-            Require(box.name == (media == Media::Video ? Name("vmhd") : Name("smhd")));
+            RequireUsual(box.name == (media == Media::Video ? FourCc("vmhd") : FourCc("smhd")));
         }
     });
-    Require(hasTables);
+    RequireUsual(hasTables);
 }
 
 // The samples lie in this file.
 void Movie::CheckDataReference(const Box& dinf) {
     const Box dref = ReadBox(m_file, dinf.begin, dinf.end);
-    Require(dref.name == Name("dref") && dref.end == dinf.end);
+    RequireUsual(dref.name == FourCc("dref") && dref.end == dinf.end);
     constexpr std::size_t kOneEntryBytes = 20;
     const Bytes bytes = ContentOf(m_file, dref, kOneEntryBytes);
-    Require(bytes.size() == kOneEntryBytes && Big32(bytes, 4) == 1 && Big32(bytes, 8) == 12);
-    Require(Big32(bytes, 12) == Name("url ") && Big32(bytes, 16) == 1);
+    RequireUsual(bytes.size() == kOneEntryBytes && Big32(bytes, 4) == 1 && Big32(bytes, 8) == 12);
+    RequireUsual(Big32(bytes, 12) == FourCc("url ") && Big32(bytes, 16) == 1);
 }
 
 void Movie::ReadSampleDescription(const Box& stbl, Media media, Track& track) {
     const Box stsd = ReadBox(m_file, stbl.begin, stbl.end);
-    Require(stsd.name == Name("stsd"));
+    RequireUsual(stsd.name == FourCc("stsd"));
     const Bytes bytes = ContentOf(m_file, stsd, 16);
-    Require(Big32(bytes, 0) == 0 && Big32(bytes, 4) == 1 && Big32(bytes, 8) == bytes.size() - 8);
+    RequireUsual(Big32(bytes, 0) == 0 && Big32(bytes, 4) == 1 &&
+                 Big32(bytes, 8) == bytes.size() - 8);
     ContainerInfo entry;
     if (media == Media::Video) {
-        Require(!m_hasVideo);
+        RequireUsual(!m_hasVideo);
         m_hasVideo = true;
         ReadVideoEntry(bytes.subspan(8), m_info);
     } else {
@@ -292,9 +293,9 @@ void Movie::ReadSampleDescription(const Box& stbl, Media media, Track& track) {
 
 // As far as the tables happen to have been read. No box among them may say more than tables say.
 SampleTables Movie::SeenTables(int64_t begin, int64_t end) const {
-    constexpr std::array kTables{Name("stts"), Name("ctts"), Name("cslg"), Name("stss"),
-                                 Name("stsc"), Name("stsz"), Name("stco"), Name("co64"),
-                                 Name("sdtp"), Name("sgpd"), Name("sbgp"), Name("free")};
+    constexpr std::array kTables{FourCc("stts"), FourCc("ctts"), FourCc("cslg"), FourCc("stss"),
+                                 FourCc("stsc"), FourCc("stsz"), FourCc("stco"), FourCc("co64"),
+                                 FourCc("sdtp"), FourCc("sgpd"), FourCc("sbgp"), FourCc("free")};
     SampleTables tables;
     while (begin < end) {
         const Bytes seen = m_file.Held(begin);
@@ -303,8 +304,8 @@ SampleTables Movie::SeenTables(int64_t begin, int64_t end) const {
         }
         const int64_t size = Big32(seen, 0);
         const uint32_t name = Big32(seen, 4);
-        Require(std::find(kTables.begin(), kTables.end(), name) != kTables.end());
-        Require(size >= kHeadBytes && size <= end - begin);
+        RequireUsual(std::find(kTables.begin(), kTables.end(), name) != kTables.end());
+        RequireUsual(size >= kHeadBytes && size <= end - begin);
         const auto seenBytes =
             static_cast<std::size_t>(std::min<int64_t>(static_cast<int64_t>(seen.size()), size));
         tables.Add(name, size - kHeadBytes, seen.first(seenBytes).subspan(kHeadBytes));
@@ -316,43 +317,44 @@ SampleTables Movie::SeenTables(int64_t begin, int64_t end) const {
 
 // Tags that say nothing of the streams: the name of the program that wrote the file, a title.
 void Movie::CheckUserData(const Box& udta) {
-    Require(m_hasVideo);
+    RequireUsual(m_hasVideo);
     ForEachBox(m_file, udta, [&](const Box& box) {
-        if (box.name == Name("meta")) {
+        if (box.name == FourCc("meta")) {
             CheckTags(box);
         } else {
-            Require(box.name == Name("free"));
+            RequireUsual(box.name == FourCc("free"));
         }
     });
 }
 
 void Movie::CheckTags(const Box& meta) {
     constexpr uint32_t kCopyrightSign = 0xa9;
-    Require(Big32(ContentOf(m_file, meta, 4), 0) == 0);
+    RequireUsual(Big32(ContentOf(m_file, meta, 4), 0) == 0);
     ForEachBox(m_file, {meta.name, meta.begin + 4, meta.end}, [&](const Box& box) {
         const bool isFirst = box.begin == meta.begin + 4 + kHeadBytes;
-        Require(isFirst == (box.name == Name("hdlr")));
+        RequireUsual(isFirst == (box.name == FourCc("hdlr")));
         if (isFirst) {
-            Require(Big32(ContentOf(m_file, box, 24), 8) == Name("mdir"));
+            RequireUsual(Big32(ContentOf(m_file, box, 24), 8) == FourCc("mdir"));
             return;
         }
-        Require(box.name == Name("ilst") || box.name == Name("free"));
-        if (box.name == Name("ilst")) {
+        RequireUsual(box.name == FourCc("ilst") || box.name == FourCc("free"));
+        if (box.name == FourCc("ilst")) {
             ForEachBox(m_file, box, [&](const Box& tag) {
-                Require(tag.name >> 24U == kCopyrightSign);
+                RequireUsual(tag.name >> 24U == kCopyrightSign);
                 const Box data = ReadBox(m_file, tag.begin, tag.end);
-                Require(data.name == Name("data") && data.end == tag.end && data.Length() >= 8);
+                RequireUsual(data.name == FourCc("data") && data.end == tag.end &&
+                             data.Length() >= 8);
             });
         }
     });
 }
 
 void CheckBrand(HeaderBlocks& file, const Box& ftyp) {
-    constexpr std::array kBrands{Name("isom"), Name("iso2"), Name("iso3"), Name("iso4"),
-                                 Name("iso5"), Name("iso6"), Name("mp41"), Name("mp42"),
-                                 Name("avc1"), Name("M4V "), Name("MSNV")};
+    constexpr std::array kBrands{FourCc("isom"), FourCc("iso2"), FourCc("iso3"), FourCc("iso4"),
+                                 FourCc("iso5"), FourCc("iso6"), FourCc("mp41"), FourCc("mp42"),
+                                 FourCc("avc1"), FourCc("M4V "), FourCc("MSNV")};
     const uint32_t brand = Big32(ContentOf(file, ftyp, 8), 0);
-    Require(std::find(kBrands.begin(), kBrands.end(), brand) != kBrands.end());
+    RequireUsual(std::find(kBrands.begin(), kBrands.end(), brand) != kBrands.end());
 }
 
 ContainerInfo ReadBoxes(HeaderBlocks& file) {
@@ -361,22 +363,22 @@ ContainerInfo ReadBoxes(HeaderBlocks& file) {
     bool hasSamples = false;
     int64_t count = 0;
     for (int64_t offset = 0; offset < file.Size();) {
-        Require(++count <= kMaxBoxes);
+        RequireUsual(++count <= kMaxBoxes);
         const Box box = ReadOuterBox(file, offset);
-        Require((offset == 0) == (box.name == Name("ftyp")));
+        RequireUsual((offset == 0) == (box.name == FourCc("ftyp")));
         if (offset == 0) {
             CheckBrand(file, box);
-        } else if (box.name == Name("moov")) {
-            Require(!hasMovie);
+        } else if (box.name == FourCc("moov")) {
+            RequireUsual(!hasMovie);
             hasMovie = true;
             movie.Read(box);
         } else {
-            hasSamples = hasSamples || box.name == Name("mdat");
-            Require(box.name == Name("mdat") || box.name == Name("free"));
+            hasSamples = hasSamples || box.name == FourCc("mdat");
+            RequireUsual(box.name == FourCc("mdat") || box.name == FourCc("free"));
         }
         offset = box.end;
     }
-    Require(hasMovie && hasSamples);
+    RequireUsual(hasMovie && hasSamples);
     return movie.Info();
 }
 
@@ -386,7 +388,7 @@ std::optional<ContainerInfo> ReadMp4Header(ByteSource& source) {
     try {
         HeaderBlocks file(source);
         return ReadBoxes(file);
-    } catch (const Unusual&) {
+    } catch (const UnusualContainer&) {
         return std::nullopt;
     }
 }

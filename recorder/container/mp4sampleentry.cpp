@@ -12,9 +12,9 @@ constexpr std::size_t kHeadBytes = 8;
 // The boxes at the end of a sample entry.
 template <typename Visitor> void ForEachExtension(Bytes rest, Visitor visit) {
     while (!rest.empty()) {
-        Require(rest.size() >= kHeadBytes);
+        RequireUsual(rest.size() >= kHeadBytes);
         const std::size_t size = Big32(rest, 0);
-        Require(size >= kHeadBytes && size <= rest.size());
+        RequireUsual(size >= kHeadBytes && size <= rest.size());
         visit(Big32(rest, 4), rest.subspan(kHeadBytes, size - kHeadBytes));
         rest = rest.subspan(size);
     }
@@ -26,31 +26,31 @@ void CheckRemark(uint32_t name, Bytes content) {
     constexpr std::size_t kAspectBytes = 8;
     constexpr std::size_t kFieldOrderBytes = 2;
     constexpr std::size_t kColourBytes = 11;
-    if (name == Name("btrt")) {
-        Require(content.size() == kBitRateBytes);
-    } else if (name == Name("pasp")) {
-        Require(content.size() == kAspectBytes);
-    } else if (name == Name("fiel")) {
-        Require(content.size() == kFieldOrderBytes);
+    if (name == FourCc("btrt")) {
+        RequireUsual(content.size() == kBitRateBytes);
+    } else if (name == FourCc("pasp")) {
+        RequireUsual(content.size() == kAspectBytes);
+    } else if (name == FourCc("fiel")) {
+        RequireUsual(content.size() == kFieldOrderBytes);
     } else {
-        Require(name == Name("colr") && content.size() == kColourBytes &&
-                Big32(content, 0) == Name("nclx"));
+        RequireUsual(name == FourCc("colr") && content.size() == kColourBytes &&
+                     Big32(content, 0) == FourCc("nclx"));
     }
 }
 
 // Takes a descriptor's tag and length off the front, and returns what it holds.
 Bytes TakeDescriptor(Bytes& bytes, uint8_t tag) {
     constexpr int kLengthBytes = 4;
-    Require(!bytes.empty() && bytes[0] == tag);
+    RequireUsual(!bytes.empty() && bytes[0] == tag);
     std::size_t length = 0;
     std::size_t at = 1;
     bool isComplete = false;
     for (int i = 0; i < kLengthBytes && !isComplete; ++i, ++at) {
-        Require(at < bytes.size());
+        RequireUsual(at < bytes.size());
         length = length << 7U | (bytes[at] & 0x7fU);
         isComplete = (bytes[at] & 0x80U) == 0;
     }
-    Require(isComplete && length <= bytes.size() - at);
+    RequireUsual(isComplete && length <= bytes.size() - at);
     const Bytes content = bytes.subspan(at, length);
     bytes = bytes.subspan(at + length);
     return content;
@@ -67,13 +67,13 @@ ElementaryStream ReadElementaryStream(Bytes esds) {
     constexpr uint8_t kDecoderInfoTag = 5;
     constexpr std::size_t kIdAndFlagsBytes = 3;
     constexpr std::size_t kDecoderBytes = 13;
-    Require(esds.size() > 4 && Big32(esds, 0) == 0);
+    RequireUsual(esds.size() > 4 && Big32(esds, 0) == 0);
     esds = esds.subspan(4);
     Bytes stream = TakeDescriptor(esds, kStreamTag);
-    Require(esds.empty() && stream.size() > kIdAndFlagsBytes && stream[2] == 0);
+    RequireUsual(esds.empty() && stream.size() > kIdAndFlagsBytes && stream[2] == 0);
     stream = stream.subspan(kIdAndFlagsBytes);
     Bytes decoder = TakeDescriptor(stream, kDecoderTag);
-    Require(decoder.size() >= kDecoderBytes);
+    RequireUsual(decoder.size() >= kDecoderBytes);
     ElementaryStream read{decoder[0], {}};
     decoder = decoder.subspan(kDecoderBytes);
     if (!decoder.empty()) {
@@ -87,18 +87,18 @@ ElementaryStream ReadElementaryStream(Bytes esds) {
 void CheckAacConfiguration(Bytes info) {
     constexpr unsigned int kLowComplexity = 2;
     constexpr unsigned int kSamplingRates = 13;
-    Require(info.size() >= 2);
+    RequireUsual(info.size() >= 2);
     const uint32_t bits = Big16(info, 0);
     const uint32_t channels = bits >> 3U & 15U;
-    Require(bits >> 11U == kLowComplexity && (bits >> 7U & 15U) < kSamplingRates);
-    Require(channels >= 1 && channels <= 7);
+    RequireUsual(bits >> 11U == kLowComplexity && (bits >> 7U & 15U) < kSamplingRates);
+    RequireUsual(channels >= 1 && channels <= 7);
 }
 
 void ReadMpeg4Video(Bytes esds, ContainerInfo& info) {
     constexpr uint8_t kMpeg4Visual = 0x20;
     constexpr uint8_t kJpeg = 0x6c;
     const ElementaryStream stream = ReadElementaryStream(esds);
-    Require(stream.objectType == kMpeg4Visual || stream.objectType == kJpeg);
+    RequireUsual(stream.objectType == kMpeg4Visual || stream.objectType == kJpeg);
     info.vdoType = stream.objectType == kJpeg ? VIDEO_MJPEG : VIDEO_MPEG4;
     if (info.vdoType == VIDEO_MPEG4) {
         const PictureSize size = ReadMpeg4Size(stream.decoderInfo);
@@ -113,7 +113,7 @@ void ReadMpeg4Audio(Bytes esds, ContainerInfo& info) {
     constexpr uint8_t kMp3OfLowRate = 0x69;
     const ElementaryStream stream = ReadElementaryStream(esds);
     const bool isMp3 = stream.objectType == kMp3 || stream.objectType == kMp3OfLowRate;
-    Require(isMp3 || stream.objectType == kAac);
+    RequireUsual(isMp3 || stream.objectType == kAac);
     info.audType = isMp3 ? AUDIO_MP3 : AUDIO_AAC;
     if (stream.objectType == kAac) {
         CheckAacConfiguration(stream.decoderInfo);
@@ -122,14 +122,14 @@ void ReadMpeg4Audio(Bytes esds, ContainerInfo& info) {
 
 // The box that configures the decoder of what a sample entry's name stands for.
 uint32_t ConfigurationOf(uint32_t entryName) {
-    if (entryName == Name("avc1")) {
-        return Name("avcC");
+    if (entryName == FourCc("avc1")) {
+        return FourCc("avcC");
     }
-    if (entryName == Name("hvc1") || entryName == Name("hev1")) {
-        return Name("hvcC");
+    if (entryName == FourCc("hvc1") || entryName == FourCc("hev1")) {
+        return FourCc("hvcC");
     }
-    Require(entryName == Name("mp4v"));
-    return Name("esds");
+    RequireUsual(entryName == FourCc("mp4v"));
+    return FourCc("esds");
 }
 
 } // namespace
@@ -139,12 +139,12 @@ void ReadVideoEntry(Bytes entry, ContainerInfo& info) {
     constexpr std::size_t kCodecName = 51; // behind its length
     constexpr uint32_t kTrueColour = 24;
     constexpr uint32_t kNoColourTable = 0xffff;
-    Require(entry.size() > kFixedBytes && Big16(entry, 14) == 1); // the first data reference
+    RequireUsual(entry.size() > kFixedBytes && Big16(entry, 14) == 1); // the first data reference
     info.width = static_cast<int32_t>(Big16(entry, 32));
     info.height = static_cast<int32_t>(Big16(entry, 34));
-    Require(info.width > 0 && info.height > 0);
-    Require(Big16(entry, 82) == kTrueColour && Big16(entry, 84) == kNoColourTable);
-    Require(entry[kCodecName] != 'P'); // "Planar ...": a size that is rounded
+    RequireUsual(info.width > 0 && info.height > 0);
+    RequireUsual(Big16(entry, 82) == kTrueColour && Big16(entry, 84) == kNoColourTable);
+    RequireUsual(entry[kCodecName] != 'P'); // "Planar ...": a size that is rounded
 
     const uint32_t wanted = ConfigurationOf(Big32(entry, 4));
     bool isConfigured = false;
@@ -154,38 +154,38 @@ void ReadVideoEntry(Bytes entry, ContainerInfo& info) {
             return;
         }
         // Less than this is no configuration, and more may be another box in disguise.
-        Require(!isConfigured && content.size() >= 7 && Big32(content, 4) != Name("fiel"));
+        RequireUsual(!isConfigured && content.size() >= 7 && Big32(content, 4) != FourCc("fiel"));
         isConfigured = true;
-        if (wanted == Name("esds")) {
+        if (wanted == FourCc("esds")) {
             ReadMpeg4Video(content, info);
         } else {
-            info.vdoType = wanted == Name("avcC") ? VIDEO_H264 : VIDEO_H265;
+            info.vdoType = wanted == FourCc("avcC") ? VIDEO_H264 : VIDEO_H265;
         }
     });
-    Require(isConfigured);
+    RequireUsual(isConfigured);
 }
 
 void ReadAudioEntry(Bytes entry, ContainerInfo& info) {
     constexpr std::size_t kFixedBytes = 36;
     constexpr uint32_t kMaxChannels = 8;
-    Require(entry.size() >= kFixedBytes && Big16(entry, 14) == 1); // the first data reference
-    Require(Big16(entry, 16) == 0);                                // the version
-    Require(Big16(entry, 24) >= 1 && Big16(entry, 24) <= kMaxChannels);
+    RequireUsual(entry.size() >= kFixedBytes && Big16(entry, 14) == 1); // the first data reference
+    RequireUsual(Big16(entry, 16) == 0);                                // the version
+    RequireUsual(Big16(entry, 24) >= 1 && Big16(entry, 24) <= kMaxChannels);
     const uint32_t format = Big32(entry, 4);
     bool isConfigured = false;
     ForEachExtension(entry.subspan(kFixedBytes), [&](uint32_t name, Bytes content) {
-        if (format == Name("mp4a") && name == Name("esds")) {
-            Require(!isConfigured);
+        if (format == FourCc("mp4a") && name == FourCc("esds")) {
+            RequireUsual(!isConfigured);
             isConfigured = true;
             ReadMpeg4Audio(content, info);
         } else {
             CheckRemark(name, content);
         }
     });
-    if (format == Name("ulaw") || format == Name("alaw")) {
-        info.audType = format == Name("ulaw") ? AUDIO_G711U : AUDIO_G711A;
+    if (format == FourCc("ulaw") || format == FourCc("alaw")) {
+        info.audType = format == FourCc("ulaw") ? AUDIO_G711U : AUDIO_G711A;
     } else {
-        Require(isConfigured);
+        RequireUsual(isConfigured);
     }
 }
 

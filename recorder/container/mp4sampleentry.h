@@ -7,8 +7,8 @@
 
 namespace recorder {
 
-// Fill in their part. `entry` is one sample entry with its size and name. Unusual, where it isn't
-// known what libavformat makes of it.
+// Fill in their part. `entry` is one sample entry with its size and name. UnusualContainer, where
+// it isn't known what libavformat makes of it.
 void ReadVideoEntry(Bytes entry, ContainerInfo& info);
 void ReadAudioEntry(Bytes entry, ContainerInfo& info);
 

@@ -39,15 +39,15 @@ bool AreSizesCounted(int64_t length, Bytes seen) {
 
 void SampleTables::Add(uint32_t name, int64_t length, Bytes seen) {
     std::optional<Table>* place = nullptr;
-    if (name == Name("stts")) {
+    if (name == FourCc("stts")) {
         place = &m_times;
-    } else if (name == Name("stsz")) {
+    } else if (name == FourCc("stsz")) {
         place = &m_sizes;
-    } else if (name == Name("stsc")) {
+    } else if (name == FourCc("stsc")) {
         place = &m_chunkLengths;
-    } else if (name == Name("stco") || name == Name("co64")) {
+    } else if (name == FourCc("stco") || name == FourCc("co64")) {
         place = &m_chunks;
-        m_placeBytes = name == Name("stco") ? 4 : 8;
+        m_placeBytes = name == FourCc("stco") ? 4 : 8;
     }
     if (place != nullptr) {
         m_isOdd = m_isOdd || place->has_value();

@@ -15,13 +15,13 @@ public:
     uint32_t Take(std::size_t count) {
         uint32_t value = 0;
         for (; count > 0; --count, ++m_position) {
-            Require(m_position / 8 < m_bytes.size());
+            RequireUsual(m_position / 8 < m_bytes.size());
             value = value << 1U | (m_bytes[m_position / 8] >> (7 - m_position % 8) & 1U);
         }
         return value;
     }
 
-    void ExpectMarker() { Require(Take(1) == 1); }
+    void ExpectMarker() { RequireUsual(Take(1) == 1); }
 
 private:
     Bytes m_bytes;
@@ -44,9 +44,9 @@ Bytes LayerOf(Bytes header) {
         if (code >= kFirstLayer && code <= kLastLayer) {
             return header.subspan(at + 4);
         }
-        Require(code <= kLastObject || code == kSequence || code == kVisualObject);
+        RequireUsual(code <= kLastObject || code == kSequence || code == kVisualObject);
     }
-    throw Unusual();
+    throw UnusualContainer();
 }
 
 void SkipPurpose(Bits& bits) {
@@ -58,16 +58,16 @@ void SkipPurpose(Bits& bits) {
     if (bits.Take(4) == kExtendedAspect) {
         bits.Take(16);
     }
-    if (bits.Take(1) == 1) {        // control parameters
-        Require(bits.Take(2) == 1); // of the colours
+    if (bits.Take(1) == 1) {             // control parameters
+        RequireUsual(bits.Take(2) == 1); // of the colours
         bits.Take(1);
-        Require(bits.Take(1) == 0); // no buffer's size
+        RequireUsual(bits.Take(1) == 0); // no buffer's size
     }
 }
 
 void SkipTimes(Bits& bits) {
     const uint32_t ticks = bits.Take(16);
-    Require(ticks > 0);
+    RequireUsual(ticks > 0);
     bits.ExpectMarker();
     if (bits.Take(1) == 1) { // a fixed rate
         bits.Take(
@@ -82,7 +82,7 @@ PictureSize ReadMpeg4Size(Bytes header) {
     constexpr uint32_t kRectangular = 0;
     Bits bits(LayerOf(header));
     SkipPurpose(bits);
-    Require(bits.Take(2) == kRectangular);
+    RequireUsual(bits.Take(2) == kRectangular);
     bits.ExpectMarker();
     SkipTimes(bits);
     bits.ExpectMarker();
@@ -90,7 +90,7 @@ PictureSize ReadMpeg4Size(Bytes header) {
     bits.ExpectMarker();
     const uint32_t height = bits.Take(kSizeBits);
     bits.ExpectMarker();
-    Require(width > 0 && height > 0);
+    RequireUsual(width > 0 && height > 0);
     return {static_cast<int32_t>(width), static_cast<int32_t>(height)};
 }
 

@@ -12,7 +12,7 @@ struct PictureSize {
     int32_t height = 0;
 };
 
-// Of a rectangular video object layer. Unusual, where the header holds anything else.
+// Of a rectangular video object layer. UnusualContainer, where the header holds anything else.
 [[nodiscard]] PictureSize ReadMpeg4Size(Bytes header);
 
 } // namespace recorder

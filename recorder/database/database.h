@@ -63,7 +63,8 @@ public:
 
     // From now on each row that is removed from one of these tables by this connection goes to the
     // ledger as removed by `run`, rows added and removed are counted, and those that are told of
-    // are noted as untold, all of it within the transaction that adds or removes. Throws Error.
+    // are noted as unannounced, all of it within the transaction that adds or removes. Throws
+    // Error.
     virtual void AttributeTo(const RunIdentity& run, const std::vector<MediaTable>& tables) = 0;
 
 protected:

@@ -13,7 +13,7 @@ struct MediaTable {
     KRDB::DB_INSTANCE instance;
     std::string name;
     std::vector<std::string> columns;  // all but "id"
-    bool isTold = false;               // the package gets word of each row that a run adds
+    bool isAnnounced = false;          // the package gets word of each row that a run adds
     std::vector<std::string> key = {}; // columns that tell a row from all others; none: no column
 };
 

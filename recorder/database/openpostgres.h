@@ -11,8 +11,8 @@ namespace recorder {
 
 enum class PostgresAccess {
     Write,
-    Look,   // every transaction is one that the server lets write nothing
-    Create, // as Write, and the recorder's schema is made where there is none yet
+    ReadOnly, // every transaction is one that the server lets write nothing
+    Create,   // as Write, and the recorder's schema is made where there is none yet
 };
 
 // Connects. Throws Error: no host of the dsn takes the connection and writes, or the database's

@@ -45,7 +45,7 @@ private:
     using Result = std::unique_ptr<pg_result, Clear>;
 
     void CreateSchema();
-    void DemandConnection();
+    void RequireConnection();
     void Connect();
     void OpenConnection();
     void SetUpSession();
@@ -61,7 +61,7 @@ private:
     void Collect(const std::string& sql, DBResult_tag& rows);
     [[nodiscard]] Result NextResult();
     void AwaitServer(short events);
-    [[noreturn]] void Lose(const std::string& attempted);
+    [[noreturn]] void FailConnection(const std::string& attempted);
 
     std::string m_name;
     PostgresSettings m_settings;

@@ -23,7 +23,7 @@ constexpr long kSchemaVersion = 1;
 [[nodiscard]] std::string DatabasePath(KRDB::DB_INSTANCE instance);
 
 // Opens a database that is there, on the engine that the settings choose. Whether it can be written
-// is decided where a program is linked (opentowrite.cpp, opentolook.cpp), so no mistake of a
+// is decided where a program is linked (openwritable.cpp, openreadonly.cpp), so no mistake of a
 // program that only looks can write. Throws Error.
 [[nodiscard]] std::unique_ptr<Database> OpenDatabaseOf(KRDB::DB_INSTANCE instance);
 

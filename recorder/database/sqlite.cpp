@@ -75,10 +75,10 @@ std::string LedgerTriggerSql(long run, const MediaTable& table) {
                                    ColumnList(table.columns, "OLD.") + ");");
 }
 
-std::string UntoldTriggerSql(const MediaTable& table) {
+std::string UnannouncedTriggerSql(const MediaTable& table) {
     return TemporaryTriggerSql(
         "note_untold_" + table.name, "INSERT ON main." + table.name,
-        "INSERT INTO untold (id, camera_id) VALUES (NEW.id, NEW.camera_id);");
+        "INSERT INTO unannounced (id, camera_id) VALUES (NEW.id, NEW.camera_id);");
 }
 
 // The days of the rows that the run adds and removes.
@@ -96,29 +96,29 @@ std::string DayTriggerSql(long run, const MediaTable& table, const std::string& 
 // A way to the disk that can't write. It stands before one of SQLite's own, as options of a
 // connection don't reach the files beside a database: even to read one whose log is gone SQLite
 // would make a new log.
-struct LookVfs {
+struct ReadOnlyVfs {
     sqlite3_vfs vfs; // first: SQLite knows this part
     sqlite3_vfs* under;
 };
 
 int OpenToRead(sqlite3_vfs* vfs, const char* name, sqlite3_file* file, int flags, int* outFlags) {
-    sqlite3_vfs* const under = reinterpret_cast<LookVfs*>(vfs)->under;
+    sqlite3_vfs* const under = reinterpret_cast<ReadOnlyVfs*>(vfs)->under;
     constexpr int kWrites = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_EXCLUSIVE |
                             SQLITE_OPEN_DELETEONCLOSE;
     return under->xOpen(under, name, file, (flags & ~kWrites) | SQLITE_OPEN_READONLY, outFlags);
 }
 
 // Whether the connection at work is one that only looks.
-thread_local bool isLooking = false;
+thread_local bool isReadingOnly = false;
 
-class Looking {
+class ReadingOnly {
 public:
-    explicit Looking(bool looks) : m_before(std::exchange(isLooking, looks)) {}
-    ~Looking() { isLooking = m_before; }
-    Looking(const Looking&) = delete;
-    Looking& operator=(const Looking&) = delete;
-    Looking(Looking&&) = delete;
-    Looking& operator=(Looking&&) = delete;
+    explicit ReadingOnly(bool looks) : m_before(std::exchange(isReadingOnly, looks)) {}
+    ~ReadingOnly() { isReadingOnly = m_before; }
+    ReadingOnly(const ReadingOnly&) = delete;
+    ReadingOnly& operator=(const ReadingOnly&) = delete;
+    ReadingOnly(ReadingOnly&&) = delete;
+    ReadingOnly& operator=(ReadingOnly&&) = delete;
 
 private:
     bool m_before;
@@ -127,11 +127,11 @@ private:
 // As root SQLite gives every log and index that it opens the owner of its database, and with him a
 // new time of change, also where he is the owner already.
 int ChangeOwner(int fd, uid_t owner, gid_t group) {
-    return isLooking ? 0 : fchown(fd, owner, group);
+    return isReadingOnly ? 0 : fchown(fd, owner, group);
 }
 
 int ChangeMode(int fd, mode_t mode) {
-    return isLooking ? 0 : fchmod(fd, mode);
+    return isReadingOnly ? 0 : fchmod(fd, mode);
 }
 
 int RefuseToDelete(sqlite3_vfs* /*vfs*/, const char* /*name*/, int /*syncFolder*/) {
@@ -139,8 +139,8 @@ int RefuseToDelete(sqlite3_vfs* /*vfs*/, const char* /*name*/, int /*syncFolder*
 }
 
 // Registers it in front of the one named `under` (null: the usual one).
-const char* LookVfsBefore(const char* under, const char* name) {
-    auto* const look = new LookVfs{}; // SQLite keeps it until the process ends
+const char* ReadOnlyVfsBefore(const char* under, const char* name) {
+    auto* const look = new ReadOnlyVfs{}; // SQLite keeps it until the process ends
     look->under = sqlite3_vfs_find(under);
     look->vfs = *look->under;
     look->vfs.pNext = nullptr;
@@ -165,13 +165,13 @@ void MapWithSpaceOnly() {
     }();
 }
 
-const char* VfsFor(SqliteLook how) {
-    static const char* const usual = LookVfsBefore(nullptr, "kestora-look");
-    static const char* const alone = LookVfsBefore("unix-none", "kestora-look-alone");
-    return how == SqliteLook::Alone ? alone : usual;
+const char* VfsFor(SqliteReadMode how) {
+    static const char* const usual = ReadOnlyVfsBefore(nullptr, "kestora-look");
+    static const char* const alone = ReadOnlyVfsBefore("unix-none", "kestora-look-alone");
+    return how == SqliteReadMode::Alone ? alone : usual;
 }
 
-std::string UriOf(const std::string& path, SqliteLook how) {
+std::string UriOf(const std::string& path, SqliteReadMode how) {
     std::string uri = "file:";
     for (const char c : path) {
         const bool isPlain = std::strchr("%?#", c) == nullptr;
@@ -179,11 +179,11 @@ std::string UriOf(const std::string& path, SqliteLook how) {
                        : Format("%%%02x", static_cast<unsigned>(static_cast<unsigned char>(c)));
     }
     switch (how) {
-    case SqliteLook::Immutable:
+    case SqliteReadMode::Immutable:
         return uri + "?immutable=1";
-    case SqliteLook::Shared:
+    case SqliteReadMode::Shared:
         return uri + "?mode=ro&readonly_shm=1";
-    case SqliteLook::Alone:
+    case SqliteReadMode::Alone:
         return uri + "?mode=ro";
     }
     return uri;
@@ -243,15 +243,15 @@ SqliteDatabase SqliteDatabase::Create(const std::string& path, int lockTimeoutMs
     return database;
 }
 
-SqliteDatabase SqliteDatabase::OpenToLook(const std::string& path, SqliteLook how,
-                                          int lockTimeoutMs) {
+SqliteDatabase SqliteDatabase::OpenReadOnly(const std::string& path, SqliteReadMode how,
+                                            int lockTimeoutMs) {
     SqliteDatabase database(path, UriOf(path, how), SQLITE_OPEN_READONLY | SQLITE_OPEN_URI,
                             VfsFor(how), lockTimeoutMs);
-    database.m_onlyLooks = true;
-    const Looking looking(true);
+    database.m_isReadOnly = true;
+    const ReadingOnly looking(true);
     database.RunPlain("PRAGMA query_only = ON");
     database.RunPlain("PRAGMA temp_store = MEMORY");
-    if (how == SqliteLook::Alone) {
+    if (how == SqliteReadMode::Alone) {
         database.RunPlain("PRAGMA locking_mode = EXCLUSIVE"); // the log's index in this process
     }
     return database;
@@ -316,18 +316,18 @@ bool SqliteDatabase::MayBeOpenElsewhere() {
 }
 
 DBResult_tag SqliteDatabase::Execute(const std::string& sql, const ExecuteOptions& options) {
-    const Looking looking(m_onlyLooks);
+    const ReadingOnly looking(m_isReadOnly);
     sqlite3_busy_timeout(m_handle.get(), options.waitForLock ? m_lockTimeoutMs : 0);
     DBResult_tag rows;
     const char* rest = sql.c_str();
     Statement statement = PrepareNext(rest);
     if (options.transaction) {
-        const bool reads = options.readOnly || m_onlyLooks || OnlyReads(statement, rest);
+        const bool reads = options.readOnly || m_isReadOnly || OnlyReads(statement, rest);
         RunPlain(reads ? "BEGIN" : "BEGIN IMMEDIATE");
     }
     try {
         for (; statement; statement = PrepareNext(rest)) {
-            Run(statement, options.readOnly || m_onlyLooks, rows);
+            Run(statement, options.readOnly || m_isReadOnly, rows);
         }
         WriteCounts(options.camId);
         if (options.transaction) {
@@ -391,8 +391,8 @@ void SqliteDatabase::AttributeTo(const RunIdentity& run, const std::vector<Media
     for (const MediaTable& table : tables) {
         m_attribution->counts.push_back({table.name});
         RunPlain(LedgerTriggerSql(run.number, table).c_str());
-        if (table.isTold) {
-            RunPlain(UntoldTriggerSql(table).c_str());
+        if (table.isAnnounced) {
+            RunPlain(UnannouncedTriggerSql(table).c_str());
             RunPlain(DayTriggerSql(run.number, table, "INSERT", "NEW", "added").c_str());
             RunPlain(DayTriggerSql(run.number, table, "DELETE", "OLD", "removed").c_str());
             m_attribution->countsDays = true;

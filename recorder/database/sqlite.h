@@ -15,7 +15,7 @@ struct sqlite3_stmt;
 namespace recorder {
 
 // How a database is read that must stay exactly as it is, and so must what lies beside it.
-enum class SqliteLook {
+enum class SqliteReadMode {
     Immutable, // without a lock, and without a log beside it: the caller sees to it that none is
                // there, and that nobody writes meanwhile
     Shared,    // with its log, beside others who may write; SQLite can't always
@@ -34,8 +34,8 @@ public:
 
     // Opens it so that nothing on the disk can be written by it, whatever is executed. Throws
     // Error.
-    [[nodiscard]] static SqliteDatabase OpenToLook(const std::string& path, SqliteLook how,
-                                                   int lockTimeoutMs);
+    [[nodiscard]] static SqliteDatabase OpenReadOnly(const std::string& path, SqliteReadMode how,
+                                                     int lockTimeoutMs);
 
     ~SqliteDatabase() override;
     SqliteDatabase(const SqliteDatabase&) = delete;
@@ -85,7 +85,7 @@ private:
     std::string m_path;
     std::string m_name;
     int m_lockTimeoutMs;
-    bool m_onlyLooks = false;
+    bool m_isReadOnly = false;
     std::unique_ptr<Attribution> m_attribution; // SQLite holds pointers to these two
     std::unique_ptr<Unlocked> m_unlocked;
     // Closed after SQLite's handle: a process that closes any descriptor of a file loses all the

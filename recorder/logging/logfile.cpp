@@ -37,7 +37,7 @@ std::unique_ptr<spdlog::logger> OpenLog() {
 const std::string& Distrust() {
     static const std::string distrust = []() -> std::string {
         try {
-            DemandLogOfOurs();
+            RequireTrustedLog();
             return {};
         } catch (const Error& error) {
             // The one thing that the recorder ever says on the terminal: the log can't take it, and

@@ -5,8 +5,8 @@
 
 namespace recorder {
 
-void DemandLogOfOurs() {
-    DemandTrustedUnlinked(kLogFile);
+void RequireTrustedLog() {
+    RequireTrustedUnlinked(kLogFile);
 }
 
 } // namespace recorder

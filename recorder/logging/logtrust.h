@@ -5,6 +5,6 @@
 namespace recorder {
 
 // Looks at the log as it is now, and says nothing. Throws Error when it is not trusted.
-void DemandLogOfOurs();
+void RequireTrustedLog();
 
 } // namespace recorder

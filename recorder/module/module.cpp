@@ -56,7 +56,7 @@ void* Symbol(void* module, const std::string& path, const char* symbol) {
     return address;
 }
 
-void DemandVersion(const char* version, const std::string& path) {
+void RequireVersion(const char* version, const std::string& path) {
     if (std::string_view(version) != KESTORA_VERSION) {
         throw Error("can't use the recorder's module " + path + ": it is of version " + version +
                     "; expected " + KESTORA_VERSION);
@@ -68,7 +68,7 @@ void DemandVersion(const char* version, const std::string& path) {
 void* ModuleEntry(const std::string& name) {
     const std::string path = ModulePath(name);
     void* const module = Load(path);
-    DemandVersion(static_cast<const char*>(Symbol(module, path, "kestoraModuleVersion")), path);
+    RequireVersion(static_cast<const char*>(Symbol(module, path, "kestoraModuleVersion")), path);
     return Symbol(module, path, "KestoraModuleEntry");
 }
 

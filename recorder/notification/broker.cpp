@@ -1,7 +1,7 @@
 #include "recorder/notification/broker.h"
 
 #include "recorder/notification/brokerprocess.h"
-#include "recorder/notification/brokertalk.h"
+#include "recorder/notification/brokerprotocol.h"
 
 #include <chrono>
 #include <utility>
@@ -77,16 +77,16 @@ private:
         return reply;
     }
 
-    void Require(Talk talk, const std::string& attempted) {
-        m_isBroken = m_isBroken || talk != Talk::Done;
+    void Require(Exchange talk, const std::string& attempted) {
+        m_isBroken = m_isBroken || talk != Exchange::Done;
         const std::string failure = m_name + ": can't " + attempted + ": ";
-        if (talk == Talk::PeerGone) {
+        if (talk == Exchange::PeerGone) {
             throw BrokerError(failure + "the process that publishes has ended");
         }
-        if (talk == Talk::TimedOut && m_deadline.IsOver()) {
+        if (talk == Exchange::TimedOut && m_deadline.IsOver()) {
             throw BrokerSilence(failure + "the time to publish is used up");
         }
-        if (talk == Talk::TimedOut) {
+        if (talk == Exchange::TimedOut) {
             throw BrokerSilence(failure + "no answer within " + std::to_string(m_timeout.count()) +
                                 " ms");
         }

@@ -2,7 +2,7 @@
 
 #include "recorder/module/module.h"
 #include "recorder/notification/broker.h"
-#include "recorder/notification/brokertalk.h"
+#include "recorder/notification/brokerprotocol.h"
 #include "recorder/support/error.h"
 
 #include <array>
@@ -38,8 +38,8 @@ void Serve(int socket, const BrokerSettings& settings) {
     BrokerMessage reply;
     reply.payload = broker->TakeComplaints();
     BrokerMessage request;
-    while (Send(socket, reply, Deadline::Never()) == Talk::Done &&
-           Receive(socket, request, Deadline::Never()) == Talk::Done) {
+    while (Send(socket, reply, Deadline::Never()) == Exchange::Done &&
+           Receive(socket, request, Deadline::Never()) == Exchange::Done) {
         reply = ReplyTo(request, *broker);
     }
 }

@@ -7,8 +7,8 @@
 
 namespace recorder {
 
-// Forks a process that connects and then does what the messages of brokertalk.h ask for, until its
-// socket is closed. It ends with this one. Throws Error.
+// Forks a process that connects and then does what the messages of brokerprotocol.h ask for, until
+// its socket is closed. It ends with this one. Throws Error.
 [[nodiscard]] HelperProcess StartBrokerProcess(const BrokerSettings& settings);
 
 } // namespace recorder

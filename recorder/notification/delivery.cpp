@@ -23,7 +23,7 @@ namespace {
 
 // Published before the first acknowledgement is waited for. libmosquitto holds back what is
 // beyond 20.
-constexpr int kWordsAtOnce = 16;
+constexpr int kMessagesAtOnce = 16;
 
 // Nothing when there is none; also when the settings are invalid, which others complain of.
 const std::optional<BrokerSettings>& BrokerInForce() {
@@ -41,7 +41,7 @@ public:
         // One publisher at a time, or the same message would go out twice. What another run queues
         // meanwhile is left to the one that has the lock; so that one looks again once it has
         // released it.
-        while (!DueWords(1).empty()) {
+        while (!DueMessages(1).empty()) {
             const std::optional<UniqueFd> lock = TryLockFile(kOutboxLockFile);
             if (!lock) {
                 LogNotice("another process is publishing: the messages of this run are left to it");
@@ -71,10 +71,10 @@ private:
 
     void ConnectAndPublish() {
         const std::unique_ptr<Broker> broker = ConnectBroker(m_settings, m_deadline);
-        for (std::vector<Word> words = DueWords(kWordsAtOnce); !words.empty();
-             words = DueWords(kWordsAtOnce)) {
+        for (std::vector<Message> messages = DueMessages(kMessagesAtOnce); !messages.empty();
+             messages = DueMessages(kMessagesAtOnce)) {
             RequireTime();
-            Publish(words, *broker);
+            Publish(messages, *broker);
         }
         const std::string complaints = broker->TakeComplaints();
         if (!complaints.empty()) {
@@ -82,18 +82,18 @@ private:
         }
     }
 
-    void Publish(const std::vector<Word>& words, Broker& broker) {
+    void Publish(const std::vector<Message>& messages, Broker& broker) {
         // By its id a receiver knows a message again: no other one ever gets it.
-        NoteIdForGood(IdKind::Outbox, words.back().id);
-        std::vector<int> messages;
-        messages.reserve(words.size());
-        for (const Word& word : words) {
-            messages.push_back(
-                broker.Publish(TopicOf(word, m_settings.topicPrefix), MessageOf(word)));
+        NoteIdForGood(IdKind::Outbox, messages.back().id);
+        std::vector<int> published;
+        published.reserve(messages.size());
+        for (const Message& message : messages) {
+            published.push_back(
+                broker.Publish(TopicOf(message, m_settings.topicPrefix), MessageOf(message)));
         }
-        for (std::size_t i = 0; i < words.size(); ++i) {
-            broker.AwaitAcknowledgement(messages[i]);
-            ForgetWord(words[i].id);
+        for (std::size_t i = 0; i < messages.size(); ++i) {
+            broker.AwaitAcknowledgement(published[i]);
+            DeleteMessage(messages[i].id);
             ++m_acknowledged;
         }
     }
@@ -114,7 +114,7 @@ private:
 
 std::string WhatRemains() noexcept {
     try {
-        const long count = CountDueWords();
+        const long count = CountDueMessages();
         return std::to_string(count) + (count == 1 ? " message remains" : " messages remain") +
                " queued in the outbox and " + (count == 1 ? "goes" : "go") +
                " out with the next run";
@@ -127,7 +127,7 @@ std::string WhatRemains() noexcept {
 
 void Enqueue(const std::string& topic, const std::string& body, const std::string& told) {
     RequireLog();
-    PutWord(topic, body, BrokerInForce().has_value(), told);
+    QueueMessage(topic, body, BrokerInForce().has_value(), told);
 }
 
 void PublishQueuedMessages() noexcept {

@@ -13,7 +13,7 @@
 namespace recorder {
 
 // Queues the message; nothing connects to the broker. Without a broker it goes to the journal.
-// Throws Error when it can't be kept. `told` as in PutWord.
+// Throws Error when it can't be kept. `told` as in QueueMessage.
 void Enqueue(const std::string& topic, const std::string& body, const std::string& told = {});
 
 // Publishes what is queued, in no more time than the settings allow. The run's lock must be free by

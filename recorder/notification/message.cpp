@@ -2,13 +2,13 @@
 
 namespace recorder {
 
-std::string TopicOf(const Word& word, const std::string& prefix) {
-    return prefix + "/" + word.topic;
+std::string TopicOf(const Message& message, const std::string& prefix) {
+    return prefix + "/" + message.topic;
 }
 
-std::string MessageOf(const Word& word) {
-    return R"({"id":)" + std::to_string(word.id) + R"(,"time":)" + std::to_string(word.createdTm) +
-           R"(,"body":)" + word.body + "}";
+std::string MessageOf(const Message& message) {
+    return R"({"id":)" + std::to_string(message.id) + R"(,"time":)" +
+           std::to_string(message.createdTm) + R"(,"body":)" + message.body + "}";
 }
 
 } // namespace recorder

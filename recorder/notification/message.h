@@ -1,4 +1,4 @@
-// A word of the outbox as it is published.
+// A message of the outbox as it is published.
 
 #pragma once
 
@@ -9,10 +9,10 @@
 namespace recorder {
 
 // "kestora/event/list"
-[[nodiscard]] std::string TopicOf(const Word& word, const std::string& prefix);
+[[nodiscard]] std::string TopicOf(const Message& message, const std::string& prefix);
 
-// JSON: the word's body as it is, and around it the id, by which a receiver knows a message that it
-// has had before, and the time.
-[[nodiscard]] std::string MessageOf(const Word& word);
+// JSON: the message's body as it is, and around it the id, by which a receiver knows a message that
+// it has had before, and the time.
+[[nodiscard]] std::string MessageOf(const Message& message);
 
 } // namespace recorder

@@ -77,9 +77,10 @@ MosquittoBroker::~MosquittoBroker() {
 
 int MosquittoBroker::Publish(const std::string& topic, const std::string& payload) {
     int message = 0;
-    Demand(mosquitto_publish(m_client.get(), &message, topic.c_str(),
-                             static_cast<int>(payload.size()), payload.data(), kAtLeastOnce, false),
-           "publish to " + topic);
+    Require(mosquitto_publish(m_client.get(), &message, topic.c_str(),
+                              static_cast<int>(payload.size()), payload.data(), kAtLeastOnce,
+                              false),
+            "publish to " + topic);
     return message;
 }
 
@@ -115,7 +116,7 @@ void MosquittoBroker::UseTls() {
     }
     const char* const file = m_settings.caFile ? authorities.c_str() : nullptr;
     const char* const folder = m_settings.caFile ? nullptr : authorities.c_str();
-    Demand(mosquitto_tls_set(m_client.get(), file, folder, nullptr, nullptr, nullptr), attempted);
+    Require(mosquitto_tls_set(m_client.get(), file, folder, nullptr, nullptr, nullptr), attempted);
 }
 
 void MosquittoBroker::UsePassword() {
@@ -127,14 +128,14 @@ void MosquittoBroker::UsePassword() {
     } catch (const Error& error) {
         throw BrokerError(m_name + ": " + error.what());
     }
-    Demand(mosquitto_username_pw_set(m_client.get(), OrNull(m_settings.user), OrNull(password)),
-           "use the name of the user");
+    Require(mosquitto_username_pw_set(m_client.get(), OrNull(m_settings.user), OrNull(password)),
+            "use the name of the user");
 }
 
 void MosquittoBroker::Connect() {
-    Demand(mosquitto_connect_async(m_client.get(), m_settings.host.c_str(), m_settings.port,
-                                   kKeepaliveS),
-           "connect");
+    Require(mosquitto_connect_async(m_client.get(), m_settings.host.c_str(), m_settings.port,
+                                    kKeepaliveS),
+            "connect");
     while (m_answer < 0) {
         Work("connect");
     }
@@ -146,11 +147,11 @@ void MosquittoBroker::Connect() {
 // One round of sending and receiving, which calls the events. What came in before the connection
 // was lost counts: the loss is an error for whoever waits for more.
 void MosquittoBroker::Work(const std::string& attempted) {
-    Demand(m_state, attempted);
+    Require(m_state, attempted);
     m_state = mosquitto_loop(m_client.get(), kLoopMs, 1);
 }
 
-void MosquittoBroker::Demand(int result, const std::string& attempted) {
+void MosquittoBroker::Require(int result, const std::string& attempted) {
     if (result != MOSQ_ERR_SUCCESS) {
         Fail(attempted, mosquitto_strerror(result));
     }

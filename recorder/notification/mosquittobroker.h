@@ -41,7 +41,7 @@ private:
     void UsePassword();
     void Connect();
     void Work(const std::string& attempted);
-    void Demand(int result, const std::string& attempted);
+    void Require(int result, const std::string& attempted);
     [[noreturn]] void Fail(const std::string& attempted, const std::string& reason);
 
     std::string m_name; // for messages

@@ -15,7 +15,8 @@ constexpr int kJournalEntries = 10000;
 
 } // namespace
 
-void PutWord(const std::string& topic, const std::string& body, bool due, const std::string& told) {
+void QueueMessage(const std::string& topic, const std::string& body, bool due,
+                  const std::string& told) {
     // An outbox that was lost, or restored from an older copy, gives no id a second time.
     std::string sql =
         RaiseIdsSql(KRDB::DB_RECORDING, "outbox", HighestNotedId(IdKind::Outbox).value_or(0)) +
@@ -26,23 +27,24 @@ void PutWord(const std::string& topic, const std::string& body, bool due, const 
                static_cast<long>(std::time(nullptr)), Quote(topic).c_str(), Quote(body).c_str(),
                due ? 1 : 0, kJournalEntries);
     if (!told.empty()) {
-        sql += "DELETE FROM untold WHERE id IN (" + told + ");";
+        sql += "DELETE FROM unannounced WHERE id IN (" + told + ");";
     }
     const DBResult_tag rows = Execute(KRDB::DB_RECORDING, sql);
     NoteId(IdKind::Outbox, rows.Long(0, "id"));
 }
 
-std::vector<UntoldRecording> UntoldRecordings(int atMost) {
+std::vector<UnannouncedRecording> UnannouncedRecordings(int atMost) {
     const std::string select =
-        Format("SELECT camera_id, id FROM untold ORDER BY camera_id, id LIMIT %d;", atMost);
+        Format("SELECT camera_id, id FROM unannounced ORDER BY camera_id, id LIMIT %d;", atMost);
     if (Execute(KRDB::DB_RECORDING, select, {.readOnly = true}).RowCount() == 0) {
         return {}; // as nearly always; a deletion would wait for other writers
     }
-    const DBResult_tag rows = Execute(
-        KRDB::DB_RECORDING, "DELETE FROM untold WHERE NOT EXISTS (SELECT 1 FROM event "
-                            "WHERE event.id = untold.id AND event.camera_id = untold.camera_id);" +
-                                select);
-    std::vector<UntoldRecording> recordings;
+    const DBResult_tag rows =
+        Execute(KRDB::DB_RECORDING,
+                "DELETE FROM unannounced WHERE NOT EXISTS (SELECT 1 FROM event "
+                "WHERE event.id = unannounced.id AND event.camera_id = unannounced.camera_id);" +
+                    select);
+    std::vector<UnannouncedRecording> recordings;
     recordings.reserve(static_cast<std::size_t>(rows.RowCount()));
     for (int row = 0; row < rows.RowCount(); ++row) {
         recordings.push_back({rows.Int(row, "camera_id"), rows.Int(row, "id")});
@@ -50,32 +52,32 @@ std::vector<UntoldRecording> UntoldRecordings(int atMost) {
     return recordings;
 }
 
-std::vector<Word> DueWords(int atMost) {
+std::vector<Message> DueMessages(int atMost) {
     const DBResult_tag rows =
         Execute(KRDB::DB_RECORDING,
                 Format("SELECT id, created_tm, topic, payload FROM outbox WHERE due = 1 "
                        "ORDER BY id LIMIT %d;",
                        atMost),
                 {.readOnly = true});
-    std::vector<Word> words;
-    words.reserve(static_cast<std::size_t>(rows.RowCount()));
+    std::vector<Message> messages;
+    messages.reserve(static_cast<std::size_t>(rows.RowCount()));
     for (int row = 0; row < rows.RowCount(); ++row) {
-        words.push_back({.id = rows.Long(row, "id"),
-                         .createdTm = rows.Long(row, "created_tm"),
-                         .topic = rows.Text(row, "topic"),
-                         .body = rows.Text(row, "payload")});
+        messages.push_back({.id = rows.Long(row, "id"),
+                            .createdTm = rows.Long(row, "created_tm"),
+                            .topic = rows.Text(row, "topic"),
+                            .body = rows.Text(row, "payload")});
     }
-    return words;
+    return messages;
 }
 
-long CountDueWords() {
+long CountDueMessages() {
     const DBResult_tag rows =
         Execute(KRDB::DB_RECORDING, "SELECT count(*) AS due FROM outbox WHERE due = 1;",
                 {.readOnly = true});
     return rows.Long(0, "due");
 }
 
-void ForgetWord(long id) {
+void DeleteMessage(long id) {
     Execute(KRDB::DB_RECORDING, Format("DELETE FROM outbox WHERE id = %ld;", id));
 }
 

@@ -1,4 +1,4 @@
-// The words to the rest of the package that are kept in the database: the outbox.
+// The messages to the rest of the package that are kept in the database: the outbox.
 
 #pragma once
 
@@ -7,36 +7,37 @@
 
 namespace recorder {
 
-struct Word {
+struct Message {
     long id = 0;        // rises, and is never used twice
     long createdTm = 0; // seconds since the epoch
     std::string topic;  // without the prefix
     std::string body;   // JSON
 };
 
-// Keeps a word. If it is `due` it stays until it is forgotten; otherwise it belongs to a journal of
-// which the newest entries stay. It is word of the recordings with the ids `told` (separated by
-// ","), which are untold no more. Throws Error.
-void PutWord(const std::string& topic, const std::string& body, bool due,
-             const std::string& told = {});
+// Keeps a message. If it is `due` it stays until it is forgotten; otherwise it belongs to a journal
+// of which the newest entries stay. It is message of the recordings with the ids `told` (separated
+// by
+// ","), which are unannounced no more. Throws Error.
+void QueueMessage(const std::string& topic, const std::string& body, bool due,
+                  const std::string& told = {});
 
-// A recording that a run added without having left word of it: the run was killed in between.
-struct UntoldRecording {
+// A recording that a run added without having left message of it: the run was killed in between.
+struct UnannouncedRecording {
     int camId = 0;
     int id = 0;
 };
 
 // The first of them, `atMost`, by camera. Those whose rows are gone again are forgotten. Throws
 // Error.
-[[nodiscard]] std::vector<UntoldRecording> UntoldRecordings(int atMost);
+[[nodiscard]] std::vector<UnannouncedRecording> UnannouncedRecordings(int atMost);
 
-// The oldest words that are due, `atMost` of them, oldest first. Throws Error.
-[[nodiscard]] std::vector<Word> DueWords(int atMost);
+// The oldest messages that are due, `atMost` of them, oldest first. Throws Error.
+[[nodiscard]] std::vector<Message> DueMessages(int atMost);
 
 // How many are due. Throws Error.
-[[nodiscard]] long CountDueWords();
+[[nodiscard]] long CountDueMessages();
 
-// The word has been delivered. Throws Error.
-void ForgetWord(long id);
+// The message has been delivered. Throws Error.
+void DeleteMessage(long id);
 
 } // namespace recorder

@@ -71,7 +71,7 @@ std::string RecordingFolder(int camId, const std::string& subFolder) {
 // Requires that the folder is readable to its end, or truly absent, and that no file and no link in
 // it has one of these names: a recording that wasn't seen because of a passing failure is not gone,
 // nor is one that was moved and linked to. Returns whether the folder is there.
-bool DemandGone(const std::string& folder, const Names& names) {
+bool RequireGone(const std::string& folder, const Names& names) {
     std::unordered_set<std::string_view> doomed; // of the names, once there is a file at all
     const FolderListing listing = ListFolder(folder, [&](const FolderEntry& entry) {
         if (!entry.isRegularFile && !entry.isLink) {
@@ -97,26 +97,26 @@ bool IsWithinWalked(std::string_view folder) {
 
 // Demands that a folder behind a link, where no recordings are looked for, is there or truly
 // absent: where the link leads nowhere a disk may be missing.
-void DemandNoDoubt(const std::string& folder) {
+void RequireNoDoubt(const std::string& folder) {
     if (ExistingPart(folder) == folder) {
-        DemandFolder(folder);
+        RequireFolder(folder);
     }
 }
 
 // The same of the folders and files that rows of one camera name. `root` holds the folders.
-void DemandGone(const std::string& root, const NamesByFolder& files) {
-    if (!DemandGone(root, Names())) {
+void RequireGone(const std::string& root, const NamesByFolder& files) {
+    if (!RequireGone(root, Names())) {
         return; // nor is anything in it
     }
     for (const auto& [view, names] : files) {
         const std::string folder = view.empty() ? root : root + "/" + std::string(view);
         try {
-            DemandGone(folder, IsHalfDayName(std::string(view)) ? names : Names());
+            RequireGone(folder, IsHalfDayName(std::string(view)) ? names : Names());
         } catch (const LinkInPath&) {
             if (IsWithinWalked(view)) {
                 throw; // the recordings may be behind it, or on a disk that is not mounted there
             }
-            DemandNoDoubt(folder);
+            RequireNoDoubt(folder);
         }
     }
 }
@@ -129,7 +129,7 @@ Evidence::Evidence(const std::string& table, const std::string& rows, std::strin
 
 void Evidence::Require() const {
     for (const auto& [camId, files] : m_files) {
-        DemandGone(RecordingFolder(camId, m_subFolder), files);
+        RequireGone(RecordingFolder(camId, m_subFolder), files);
     }
 }
 

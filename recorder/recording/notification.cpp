@@ -3,7 +3,7 @@
 #include "platform/recording.h"
 #include "recorder/database/databases.h"
 #include "recorder/database/idlist.h"
-#include "recorder/logging/edge.h"
+#include "recorder/logging/logexceptions.h"
 #include "recorder/notification/delivery.h"
 #include "recorder/notification/outbox.h"
 #include "recorder/support/format.h"
@@ -22,8 +22,8 @@ const char* NameOf(EVENT_UPDATE_ACTION action) {
 }
 
 // `stamp` of the recording counts; `ids` of the recordings, separated by ",".
-void TellEventList(int camId, EVENT_UPDATE_ACTION action, unsigned long long stamp,
-                   const std::string& ids) {
+void AnnounceEventList(int camId, EVENT_UPDATE_ACTION action, unsigned long long stamp,
+                       const std::string& ids) {
     Enqueue("event/list",
             Format(R"({"camera":%d,"action":"%s","stamp":%llu,"ids":[%s]})", camId, NameOf(action),
                    stamp, ids.c_str()),
@@ -40,17 +40,16 @@ unsigned long long NewestCountStamp(int camId) {
 
 } // namespace
 
-void TellOfUntoldRecordings() {
-    for (std::vector<UntoldRecording> untold = UntoldRecordings(kRecordingsAtOnce); !untold.empty();
-         untold = UntoldRecordings(kRecordingsAtOnce)) {
-        const int camId = untold.front().camId;
-        const auto others =
-            std::find_if(untold.begin(), untold.end(), [camId](const UntoldRecording& recording) {
-                return recording.camId != camId;
-            });
-        untold.erase(others, untold.end());
-        TellEventList(camId, EVENT_UPDATE_ADD, NewestCountStamp(camId),
-                      JoinIds(untold, std::mem_fn(&UntoldRecording::id)));
+void AnnounceRecordings() {
+    for (std::vector<UnannouncedRecording> unannounced = UnannouncedRecordings(kRecordingsAtOnce);
+         !unannounced.empty(); unannounced = UnannouncedRecordings(kRecordingsAtOnce)) {
+        const int camId = unannounced.front().camId;
+        const auto others = std::find_if(
+            unannounced.begin(), unannounced.end(),
+            [camId](const UnannouncedRecording& recording) { return recording.camId != camId; });
+        unannounced.erase(others, unannounced.end());
+        AnnounceEventList(camId, EVENT_UPDATE_ADD, NewestCountStamp(camId),
+                          JoinIds(unannounced, std::mem_fn(&UnannouncedRecording::id)));
     }
 }
 
@@ -58,13 +57,13 @@ void TellOfUntoldRecordings() {
 
 void NotifyEventListUpdate(std::list<Event>& events, Camera* camera, EVENT_UPDATE_ACTION action,
                            int /*receiver*/, int /*session*/, int /*sequence*/) {
-    recorder::AtEdge([&] {
-        recorder::TellEventList(camera->GetId(), action,
-                                events.empty() ? 0 : events.front().GetRecCntTimestamp(),
-                                recorder::JoinIds(events, std::mem_fn(&Event::GetId)));
+    recorder::LogExceptions([&] {
+        recorder::AnnounceEventList(camera->GetId(), action,
+                                    events.empty() ? 0 : events.front().GetRecCntTimestamp(),
+                                    recorder::JoinIds(events, std::mem_fn(&Event::GetId)));
     });
 }
 
 void NotifyAlertEventRefresh(int /*receiver*/, int /*session*/, int /*sequence*/) {
-    recorder::AtEdge([] { recorder::Enqueue("alert_event/refresh", "{}"); });
+    recorder::LogExceptions([] { recorder::Enqueue("alert_event/refresh", "{}"); });
 }

@@ -6,6 +6,6 @@ namespace recorder {
 
 // Tells of the recordings that an earlier run added without telling, as it was killed in between.
 // Throws Error when it can't be kept.
-void TellOfUntoldRecordings();
+void AnnounceRecordings();
 
 } // namespace recorder

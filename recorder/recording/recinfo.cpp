@@ -1,7 +1,7 @@
 #include "platform/recording.h"
 #include "platform/utility.h"
 #include "recorder/container/container.h"
-#include "recorder/logging/edge.h"
+#include "recorder/logging/logexceptions.h"
 #include "recorder/support/error.h"
 #include "recorder/support/medianames.h"
 #include "recorder/support/uninterrupted.h"
@@ -73,7 +73,7 @@ void Fill(Reidx::RecInfo& info, const std::string& fullPath) {
 } // namespace recorder
 
 int Reidx::GetEvtRecInfo(RecInfo& info, const std::string& fullPath, bool alert) {
-    return recorder::AtEdge(-1, [&] {
+    return recorder::LogExceptions(-1, [&] {
         info.alert = alert;
         info.path = recorder::RowPath(fullPath);
         try {

@@ -1,6 +1,6 @@
 #include "platform/recording.h"
 #include "recorder/database/databases.h"
-#include "recorder/logging/edge.h"
+#include "recorder/logging/logexceptions.h"
 #include "recorder/logging/logfile.h"
 #include "recorder/support/format.h"
 
@@ -77,7 +77,7 @@ constexpr const char* kRecountSql =
 
 int RecordingCount::AddRecCounts(const std::list<std::pair<int, long>>& recordings,
                                  unsigned long long& stamp) {
-    return recorder::AtEdge(-1, [&] {
+    return recorder::LogExceptions(-1, [&] {
         recorder::RequireLog();
         std::set<std::pair<int, long>> cameraDays;
         for (const auto& [camId, startTm] : recordings) {
@@ -91,7 +91,7 @@ int RecordingCount::AddRecCounts(const std::list<std::pair<int, long>>& recordin
 }
 
 int RecordingCount::Recount() {
-    return recorder::AtEdge(-1, [] {
+    return recorder::LogExceptions(-1, [] {
         recorder::RequireLog();
         recorder::Execute(KRDB::DB_RECORDING,
                           recorder::Format(recorder::kRecountSql, recorder::NowUs()));

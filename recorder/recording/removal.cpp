@@ -2,7 +2,7 @@
 #include "platform/recording.h"
 #include "recorder/database/databases.h"
 #include "recorder/database/idlist.h"
-#include "recorder/logging/edge.h"
+#include "recorder/logging/logexceptions.h"
 #include "recorder/recording/evidence.h"
 #include "recorder/run/pacedremoval.h"
 #include "recorder/run/taps.h"
@@ -95,7 +95,7 @@ int RemoveUnreferenced(const std::string& table, const std::vector<long>& ids,
 } // namespace recorder
 
 int DelUnrefRecsFromDB(EventFilterParam filter) {
-    return recorder::AtEdge(-1, [&] {
+    return recorder::LogExceptions(-1, [&] {
         recorder::CheckFilter(filter);
         return recorder::RemoveUnreferenced(gszTableEvent, recorder::SortedIds(filter.idList), "",
                                             "");
@@ -103,7 +103,7 @@ int DelUnrefRecsFromDB(EventFilterParam filter) {
 }
 
 int AlertDelUnrefRecsFromDB(const std::list<int>& ids, int camId) {
-    return recorder::AtEdge(-1, [&] {
+    return recorder::LogExceptions(-1, [&] {
         std::vector<long> sorted(ids.begin(), ids.end());
         std::sort(sorted.begin(), sorted.end());
         return recorder::RemoveUnreferenced(gszTableAlertEvent, sorted,

@@ -4,8 +4,8 @@
 #include "recorder/database/expiry.h"
 #include "recorder/database/quote.h"
 #include "recorder/database/schema.h"
-#include "recorder/logging/edge.h"
 #include "recorder/logging/failures.h"
+#include "recorder/logging/logexceptions.h"
 #include "recorder/logging/logfile.h"
 #include "recorder/run/live.h"
 #include "recorder/run/runnumber.h"
@@ -30,7 +30,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr long kSecondsPerDay = 86400;
-constexpr long kFilesBetweenLooks = 256; // at the clock
+constexpr long kFilesBetweenClockReads = 256; // at the clock
 constexpr std::chrono::milliseconds kPublishEvery{200};
 
 struct Part {
@@ -174,7 +174,7 @@ void RecordParts() {
 
 void EndPart() {
     FinishPart();
-    AtEdge(RecordParts);
+    LogExceptions(RecordParts);
 }
 
 // By the age of the ledger in the same database, as of what was removed. Of the runs, which stay,
@@ -326,7 +326,8 @@ void CountFile(int /*folder*/) {
         return;
     }
     ++run.part->files;
-    if (run.part->files % kFilesBetweenLooks == 0 && Clock::now() - run.published > kPublishEvery) {
+    if (run.part->files % kFilesBetweenClockReads == 0 &&
+        Clock::now() - run.published > kPublishEvery) {
         Publish();
     }
 }
@@ -346,7 +347,7 @@ void RecordRunEnd() {
     }
     const long keepDays = GetSettings().ledger.keepDays;
     // First, as its failure is the run's.
-    AtEdge([&] { ForgetExpired(keepDays); });
+    LogExceptions([&] { ForgetExpired(keepDays); });
     RecordEnd(keepDays * kSecondsPerDay);
 }
 

@@ -3,9 +3,9 @@
 #include "recorder/database/age.h"
 #include "recorder/database/databases.h"
 #include "recorder/database/idmarks.h"
-#include "recorder/database/lookdatabase.h"
+#include "recorder/database/readonlydatabase.h"
 #include "recorder/database/schema.h"
-#include "recorder/logging/edge.h"
+#include "recorder/logging/logexceptions.h"
 #include "recorder/support/error.h"
 #include "recorder/support/format.h"
 
@@ -29,7 +29,7 @@ long HighestRunIn(KRDB::DB_INSTANCE instance) {
         instance == KRDB::DB_SYSTEM
             ? Execute(instance, highest + " UNION ALL SELECT max(id) FROM run) AS runs;",
                       {.readOnly = true})
-            : LookDatabase(DatabasePath(instance), 0).Execute(highest + ") AS runs;", {});
+            : ReadOnlyDatabase(DatabasePath(instance), 0).Execute(highest + ") AS runs;", {});
     return rows.Long(0, "highest");
 }
 
@@ -78,7 +78,7 @@ RunIdentity AddRunRecord(long startTm, bool waitForLock) {
                                                  token, getpid(), startTm),
                                       {.waitForLock = waitForLock});
     const long number = rows.Long(0, "id");
-    AtEdge([&] { NoteId(IdKind::Run, number); });
+    LogExceptions([&] { NoteId(IdKind::Run, number); });
     return {number, token};
 }
 

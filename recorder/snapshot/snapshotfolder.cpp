@@ -1,10 +1,11 @@
 #include "platform/snapshot.h"
-#include "recorder/logging/edge.h"
+#include "recorder/logging/logexceptions.h"
 #include "recorder/settings/settings.h"
 #include "recorder/support/medianames.h"
 
 std::string GetSnapshotFullPath() {
-    return recorder::AtEdge(std::string(), [] { return recorder::GetSettings().snapshot.folder; });
+    return recorder::LogExceptions(std::string(),
+                                   [] { return recorder::GetSettings().snapshot.folder; });
 }
 
 std::string GetRecThmbnailDirPath(const std::string& storagePath) {

@@ -1,6 +1,6 @@
 #include "platform/snapshot.h"
 #include "platform/utility.h"
-#include "recorder/logging/edge.h"
+#include "recorder/logging/logexceptions.h"
 #include "recorder/logging/logfile.h"
 #include "recorder/module/module.h"
 #include "recorder/snapshot/jpeg.h"
@@ -82,7 +82,7 @@ void MakeThumbnail(const std::string& fullPath) {
 } // namespace recorder
 
 int CreateThumbnail(const std::string& fullPath) {
-    return recorder::AtEdge(-1, [&] {
+    return recorder::LogExceptions(-1, [&] {
         try {
             recorder::MakeThumbnail(fullPath);
         } catch (const std::exception& error) {

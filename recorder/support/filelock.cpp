@@ -14,7 +14,7 @@ namespace {
 constexpr mode_t kLockFileMode = 0640;
 
 // Whoever locked a FIFO would write to it until it is full, and a device may do anything.
-void DemandRegular(const UniqueFd& file, const char* path) {
+void RequireRegular(const UniqueFd& file, const char* path) {
     struct stat64 st = {};
     if (Uninterrupted([&] { return fstat64(file.Get(), &st); }) != 0) {
         throw SystemError(std::string("look at the lock file ") + path);
@@ -33,7 +33,7 @@ UniqueFd OpenLockFile(const char* path) {
     if (!file.IsOpen()) {
         throw SystemError(std::string("open the lock file ") + path);
     }
-    DemandRegular(file, path);
+    RequireRegular(file, path);
     return file;
 }
 

@@ -14,7 +14,7 @@ namespace recorder {
 
 namespace {
 
-constexpr int kLookEveryMs = 2; // only while a process is ending
+constexpr int kPollIntervalMs = 2; // only while a process is ending
 // What is killed is gone at once, unless it waits for a disk that doesn't answer.
 constexpr std::chrono::seconds kTimeToDie{10};
 
@@ -29,7 +29,7 @@ std::optional<int> StatusBefore(const Deadline& deadline, pid_t id) {
         if (ended < 0 || deadline.IsOver()) {
             return std::nullopt;
         }
-        poll(nullptr, 0, kLookEveryMs);
+        poll(nullptr, 0, kPollIntervalMs);
     }
 }
 

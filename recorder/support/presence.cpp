@@ -79,7 +79,7 @@ std::string ResolvedPath(const std::string& path) {
     return WithoutTrailingSlashes(std::move(whole));
 }
 
-void DemandFolder(const std::string& path) {
+void RequireFolder(const std::string& path) {
     if (!path.starts_with('/')) {
         throw Error(path + ": expected an absolute path");
     }

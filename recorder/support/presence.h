@@ -27,6 +27,6 @@ enum class Presence { Yes, No, Unknown };
 
 // Throws Error unless `path` is the absolute path of a folder. An operator's path must not depend
 // on where a command was typed.
-void DemandFolder(const std::string& path);
+void RequireFolder(const std::string& path);
 
 } // namespace recorder

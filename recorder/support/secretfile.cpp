@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::size_t kMaxSecret = 4096;
 
-void DemandPrivate(const UniqueFd& file, const std::string& path) {
+void RequirePrivate(const UniqueFd& file, const std::string& path) {
     struct stat64 st = {};
     if (Uninterrupted([&] { return fstat64(file.Get(), &st); }) != 0) {
         throw SystemError("look at " + path);
@@ -48,7 +48,7 @@ std::string ReadSecretFile(const std::string& path) {
         if (!file.IsOpen()) {
             throw Error(path + " is not there");
         }
-        DemandPrivate(file, path);
+        RequirePrivate(file, path);
         return ReadLine(file, path);
     } catch (const Error& error) {
         throw Error(std::string("the password file: ") + error.what());

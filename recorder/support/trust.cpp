@@ -34,14 +34,14 @@ bool IsOwnerTrusted(const struct stat64& st) {
     return st.st_uid == 0 || st.st_uid == geteuid();
 }
 
-void DemandOwner(const struct stat64& st, const std::string& path) {
+void RequireOwner(const struct stat64& st, const std::string& path) {
     if (!IsOwnerTrusted(st)) {
         throw Error(Format("%s belongs to user %u; expected root or the user of this process, %u",
                            path.c_str(), st.st_uid, geteuid()));
     }
 }
 
-void DemandClosed(const struct stat64& st, const std::string& path) {
+void RequireClosed(const struct stat64& st, const std::string& path) {
     if ((st.st_mode & kOthersWrite) != 0) {
         throw Error(Format("%s may be written by its group or by others (mode %04o); expected its "
                            "owner alone",
@@ -66,7 +66,7 @@ const char* KindOf(const struct stat64& st) {
     }
 }
 
-void DemandRegular(const struct stat64& st, const std::string& path) {
+void RequireRegular(const struct stat64& st, const std::string& path) {
     if (!S_ISREG(st.st_mode)) {
         throw Error(path + " is " + KindOf(st) + "; expected a regular file");
     }
@@ -94,11 +94,11 @@ public:
                 return Unreached(name.text);
             }
             if (!entry.IsOpen()) {
-                DemandFolderFor(nullptr);
+                RequireFolderFor(nullptr);
                 return Missing(name);
             }
             const struct stat64 st = StatusOf(entry.Get(), Below(name.text));
-            DemandFolderFor(&st);
+            RequireFolderFor(&st);
             if (!Enter(std::move(entry), st, name)) {
                 return Outcome::There;
             }
@@ -113,7 +113,7 @@ public:
             throw SystemError("open the file " + m_path);
         }
         const struct stat64 st = StatusOf(file.Get(), m_path);
-        DemandRegular(st, m_path);
+        RequireRegular(st, m_path);
         return file;
     }
 
@@ -146,16 +146,16 @@ private:
     }
 
     // `entry` is the one that is looked up in the folder; null where there is none.
-    void DemandFolderFor(const struct stat64* entry) const {
+    void RequireFolderFor(const struct stat64* entry) const {
         const std::string name = "folder " + m_folderPath;
         if (m_status.st_uid != m_root.st_uid) {
-            DemandOwner(m_status, name);
+            RequireOwner(m_status, name);
         }
         const bool isKept =
             entry != nullptr && (m_status.st_mode & S_ISVTX) != 0 &&
             (IsOwnerTrusted(*entry) || (S_ISDIR(entry->st_mode) && entry->st_uid == m_root.st_uid));
         if (m_names.empty() || !isKept) {
-            DemandClosed(m_status, name);
+            RequireClosed(m_status, name);
         }
     }
 
@@ -163,7 +163,7 @@ private:
     bool Enter(UniqueFd entry, const struct stat64& st, const Name& name) {
         const std::string path = Below(name.text);
         if (S_ISLNK(st.st_mode) && (!m_names.empty() || m_lastLink == LastLink::Follow)) {
-            DemandOwner(st, "link " + path);
+            RequireOwner(st, "link " + path);
             Follow(entry, path);
             return true;
         }
@@ -176,9 +176,9 @@ private:
         if (!m_names.empty()) {
             throw Error(path + " is " + KindOf(st) + "; expected a folder");
         }
-        DemandRegular(st, path == m_path ? path : path + ", to which " + m_path + " leads,");
-        DemandOwner(st, m_path);
-        DemandClosed(st, m_path);
+        RequireRegular(st, path == m_path ? path : path + ", to which " + m_path + " leads,");
+        RequireOwner(st, m_path);
+        RequireClosed(st, m_path);
         m_file = name.text;
         return false;
     }
@@ -249,7 +249,7 @@ UniqueFd OpenTrustedFileIfThere(const std::string& path) {
     throw SystemError("open the file " + path);
 }
 
-void DemandTrustedUnlinked(const std::string& path) {
+void RequireTrustedUnlinked(const std::string& path) {
     (void)Walk(path, LastLink::Refuse).ToFile();
 }
 

@@ -28,6 +28,6 @@ namespace recorder {
 
 // The same for a file that is yet to be opened, or made, in order to write. A link in its place is
 // refused. What is out of this process's reach passes: it can't be opened either.
-void DemandTrustedUnlinked(const std::string& path);
+void RequireTrustedUnlinked(const std::string& path);
 
 } // namespace recorder

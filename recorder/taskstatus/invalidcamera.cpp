@@ -1,7 +1,7 @@
 #include "platform/taskstatus.h"
 #include "recorder/camera/cameratable.h"
 #include "recorder/database/databases.h"
-#include "recorder/logging/edge.h"
+#include "recorder/logging/logexceptions.h"
 #include "recorder/run/pacedremoval.h"
 #include "recorder/run/taps.h"
 #include "recorder/support/error.h"
@@ -103,5 +103,5 @@ void RemoveEventsOfInvalidCameras() {
 } // namespace recorder
 
 void KRIndex::RmEvtOfInvalidCamId() {
-    recorder::AtEdge(recorder::RemoveEventsOfInvalidCameras);
+    recorder::LogExceptions(recorder::RemoveEventsOfInvalidCameras);
 }

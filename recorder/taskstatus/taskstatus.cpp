@@ -2,7 +2,7 @@
 
 #include "recorder/database/databases.h"
 #include "recorder/database/idmarksfile.h"
-#include "recorder/logging/edge.h"
+#include "recorder/logging/logexceptions.h"
 #include "recorder/logging/logfile.h"
 #include "recorder/logging/recorderlog.h"
 #include "recorder/notification/delivery.h"
@@ -51,7 +51,7 @@ void UpdateTask(const std::vector<Assignment>& assignments) {
 
 // Whether anything may be done at all.
 bool IsLogged() {
-    return AtEdge(false, [] {
+    return LogExceptions(false, [] {
         RequireLog();
         return true;
     });
@@ -91,32 +91,32 @@ int RegTaskStart() {
     } catch (const std::exception& error) {
         return recorder::Refuse(EX_CONFIG, error.what());
     }
-    return recorder::AtEdge(EX_IOERR, recorder::Register);
+    return recorder::LogExceptions(EX_IOERR, recorder::Register);
 }
 
 void RegTaskDone() {
     if (recorder::HeldRunLock() == nullptr) {
         return; // the row is another run's
     }
-    recorder::AtEdge([] { recorder::UpdateTask({{"registered", "0"}}); });
+    recorder::LogExceptions([] { recorder::UpdateTask({{"registered", "0"}}); });
     recorder::ReleaseRunLock();
     recorder::PublishQueuedMessages(); // nobody who waits for the lock waits for the broker
 }
 
 void SetTaskPid(int pid) {
     recorder::PublishBeginning(pid);
-    recorder::AtEdge([&] { recorder::UpdateTask({{"pid", std::to_string(pid)}}); });
+    recorder::LogExceptions([&] { recorder::UpdateTask({{"pid", std::to_string(pid)}}); });
 }
 
 void SetTaskProgress(double progress) {
-    recorder::AtEdge([&] {
+    recorder::LogExceptions([&] {
         recorder::UpdateTask({{"progress", recorder::Format("'%.17g'", progress)}});
     });
     recorder::NoteProgress(progress);
 }
 
 double GetTaskProgress() {
-    return recorder::AtEdge(0.0, [] {
+    return recorder::LogExceptions(0.0, [] {
         const DBResult_tag rows =
             recorder::Execute(KRDB::DB_SYSTEM, "SELECT progress FROM task WHERE name = 'reindex';",
                               {.readOnly = true});
@@ -136,7 +136,7 @@ void RecordTaskStatusToConf(long startTime, int recordingCount, bool done) {
         }
         recorder::BeginRun(startTime);
     }
-    recorder::AtEdge([&] {
+    recorder::LogExceptions([&] {
         recorder::UpdateTask({{"start_tm", std::to_string(startTime)},
                               {"recording_count", std::to_string(recordingCount)},
                               {"done", done ? "1" : "0"}});
@@ -147,14 +147,14 @@ void RecordTaskStatusToConf(long startTime, int recordingCount, bool done) {
         }
     });
     if (done) {
-        recorder::AtEdge([] {
+        recorder::LogExceptions([] {
             // A run of other media doesn't open the recordings' database for the journal's sake.
             if (recorder::IsOpen(KRDB::DB_RECORDING) ||
                 recorder::GetSettings().notifications.broker) {
-                recorder::TellOfUntoldRecordings();
+                recorder::AnnounceRecordings();
             }
         });
-        recorder::AtEdge(recorder::CloseRun);
+        recorder::LogExceptions(recorder::CloseRun);
         recorder::HideUnregisteredRun();
         if (recorder::HeldRunLock() == nullptr) {
             recorder::PublishQueuedMessages(); // otherwise RegTaskDone does, at the very end

@@ -1,5 +1,5 @@
 #include "platform/utility.h"
-#include "recorder/logging/edge.h"
+#include "recorder/logging/logexceptions.h"
 #include "recorder/logging/logfile.h"
 #include "recorder/support/openfolder.h"
 
@@ -7,7 +7,7 @@
 #include <unistd.h>
 
 int KRRm(const std::string& path) {
-    return recorder::AtEdge(-1, [&] {
+    return recorder::LogExceptions(-1, [&] {
         recorder::RequireLog();
         const std::string parent = GetDirPath(path);
         if (parent.empty()) {

@@ -1,6 +1,6 @@
 #include "recorder/support/folder.h"
 #include "platform/utility.h"
-#include "recorder/logging/edge.h"
+#include "recorder/logging/logexceptions.h"
 #include "recorder/support/error.h"
 #include "recorder/support/openfolder.h"
 #include "recorder/support/presence.h"
@@ -67,7 +67,7 @@ bool CollectFoldersIfThere(const std::string& dir, const FolderSearch& search,
 } // namespace recorder
 
 bool IsDirEmpty(const std::string& path) {
-    return recorder::AtEdge(false, [&] {
+    return recorder::LogExceptions(false, [&] {
         return recorder::ListFolder(path, [](const recorder::FolderEntry&) { return false; }) ==
                recorder::FolderListing::Complete;
     });
@@ -75,7 +75,7 @@ bool IsDirEmpty(const std::string& path) {
 
 int GetDirsInDir(const std::string& dir, std::list<std::string>& out, bool fullPath, bool recursive,
                  std::string pattern) {
-    return recorder::AtEdge(-1, [&] {
+    return recorder::LogExceptions(-1, [&] {
         recorder::FolderSearch search{fullPath, recursive, std::nullopt};
         if (!pattern.empty()) {
             search.pattern.emplace(pattern);

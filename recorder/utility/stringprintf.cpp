@@ -1,5 +1,5 @@
 #include "platform/utility.h"
-#include "recorder/logging/edge.h"
+#include "recorder/logging/logexceptions.h"
 #include "recorder/support/format.h"
 
 #include <cstdarg>
@@ -8,7 +8,7 @@ std::string StringPrintf(const char* format, ...) {
     va_list args;
     va_start(args, format);
     std::string text =
-        recorder::AtEdge(std::string(), [&] { return recorder::FormatArgs(format, args); });
+        recorder::LogExceptions(std::string(), [&] { return recorder::FormatArgs(format, args); });
     va_end(args);
     return text;
 }

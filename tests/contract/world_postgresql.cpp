@@ -29,7 +29,7 @@ bool tablesAreAsMade = false;
 const std::vector<std::string>& TablesOf(KRDB::DB_INSTANCE db) {
     static const std::map<KRDB::DB_INSTANCE, std::vector<std::string>> tables{
         {KRDB::DB_SYSTEM, {"camera", "emap", "task", "run"}},
-        {KRDB::DB_RECORDING, {"event", "alert_event", "recording_count", "outbox", "untold"}},
+        {KRDB::DB_RECORDING, {"event", "alert_event", "recording_count", "outbox", "unannounced"}},
         {KRDB::DB_SNAPSHOT, {"snapshot"}},
     };
     return tables.at(db);

@@ -469,7 +469,7 @@ class Failures(LedgerTest):
         name = self.recorder.recording("volume1/cam1")
         self.engine.do("recording", "INSERT INTO event (id, camera_id, path) VALUES (1, 1, '" +
                        name.removeprefix("volume1/cam1/") + "')")
-        self.engine.do("recording", "INSERT INTO untold (id, camera_id) VALUES (1, 1)")
+        self.engine.do("recording", "INSERT INTO unannounced (id, camera_id) VALUES (1, 1)")
         self.engine.do("recording", "CREATE TRIGGER refuse BEFORE INSERT ON outbox "
                                     "BEGIN SELECT RAISE(ABORT, 'refused by the test'); END")
         self.assertIn("1 failure", self.krctl("run", "-r", "-1", status=1).out)

@@ -12,7 +12,7 @@ using testing::SizeIs;
 
 class Notification : public contract::ContractTest {
 protected:
-    // As a run does it, and its row is untold.
+    // As a run does it, and its row is unannounced.
     static void AddRecording(int camId, const std::string& path) {
         Event event;
         event.SetCamId(camId);
@@ -82,7 +82,7 @@ TEST_F(Notification, IsNotGivenOfRowsThatAreGoneAgain) {
     EndRun();
 
     EXPECT_THAT(world::Outbox(), IsEmpty());
-    EXPECT_THAT(world::Read(KRDB::DB_RECORDING, "SELECT id FROM untold;"), IsEmpty());
+    EXPECT_THAT(world::Read(KRDB::DB_RECORDING, "SELECT id FROM unannounced;"), IsEmpty());
 }
 
 TEST_F(Notification, IsNotOwedForRowsThatWereThere) {

@@ -14,8 +14,8 @@ class Outbox : public contract::ContractTest {
 protected:
     static std::vector<std::string> DueTopics(int atMost) {
         std::vector<std::string> topics;
-        for (const recorder::Word& word : recorder::DueWords(atMost)) {
-            topics.push_back(word.topic);
+        for (const recorder::Message& message : recorder::DueMessages(atMost)) {
+            topics.push_back(message.topic);
         }
         return topics;
     }
@@ -24,50 +24,50 @@ protected:
 TEST_F(Outbox, YieldsADueWordAsItWasPutIn) {
     const long before = std::time(nullptr);
 
-    recorder::PutWord("event/list", R"({"name":"it's 100 %"})", true);
+    recorder::QueueMessage("event/list", R"({"name":"it's 100 %"})", true);
 
-    const std::vector<recorder::Word> words = recorder::DueWords(10);
-    ASSERT_THAT(words, SizeIs(1));
-    EXPECT_GT(words.front().id, 0);
-    EXPECT_GE(words.front().createdTm, before);
-    EXPECT_LE(words.front().createdTm, std::time(nullptr));
-    EXPECT_EQ(words.front().topic, "event/list");
-    EXPECT_EQ(words.front().body, R"({"name":"it's 100 %"})");
+    const std::vector<recorder::Message> messages = recorder::DueMessages(10);
+    ASSERT_THAT(messages, SizeIs(1));
+    EXPECT_GT(messages.front().id, 0);
+    EXPECT_GE(messages.front().createdTm, before);
+    EXPECT_LE(messages.front().createdTm, std::time(nullptr));
+    EXPECT_EQ(messages.front().topic, "event/list");
+    EXPECT_EQ(messages.front().body, R"({"name":"it's 100 %"})");
 }
 
 TEST_F(Outbox, YieldsTheOldestDueWordsFirst) {
     for (const char* const topic : {"a", "c", "b"}) {
-        recorder::PutWord(topic, "{}", true);
+        recorder::QueueMessage(topic, "{}", true);
     }
 
     EXPECT_THAT(DueTopics(2), ElementsAre("a", "c"));
 }
 
 TEST_F(Outbox, PassesTheJournalOver) {
-    recorder::PutWord("journal", "{}", false);
-    recorder::PutWord("due", "{}", true);
+    recorder::QueueMessage("journal", "{}", false);
+    recorder::QueueMessage("due", "{}", true);
 
     EXPECT_THAT(DueTopics(10), ElementsAre("due"));
 }
 
 TEST_F(Outbox, ForgetsTheWordThatWasDelivered) {
-    recorder::PutWord("first", "{}", true);
-    recorder::PutWord("second", "{}", true);
+    recorder::QueueMessage("first", "{}", true);
+    recorder::QueueMessage("second", "{}", true);
 
-    recorder::ForgetWord(recorder::DueWords(1).front().id);
+    recorder::DeleteMessage(recorder::DueMessages(1).front().id);
 
     EXPECT_THAT(world::Outbox(), ElementsAre("second {}"));
 }
 
-// By its id a receiver tells a new word from one that it has had before.
+// By its id a receiver tells a new message from one that it has had before.
 TEST_F(Outbox, NeverUsesAnIdTwice) {
-    recorder::PutWord("first", "{}", true);
-    const long first = recorder::DueWords(1).front().id;
-    recorder::ForgetWord(first);
+    recorder::QueueMessage("first", "{}", true);
+    const long first = recorder::DueMessages(1).front().id;
+    recorder::DeleteMessage(first);
 
-    recorder::PutWord("second", "{}", true);
+    recorder::QueueMessage("second", "{}", true);
 
-    EXPECT_GT(recorder::DueWords(1).front().id, first);
+    EXPECT_GT(recorder::DueMessages(1).front().id, first);
 }
 
 TEST_F(Outbox, KeepsDueWordsBeyondTheJournalsBound) {
@@ -80,24 +80,24 @@ TEST_F(Outbox, KeepsDueWordsBeyondTheJournalsBound) {
                  "INSERT INTO outbox (id, created_tm, topic, payload, due) "
                  "SELECT n, 3, 'recent', '{}', 0 FROM number;");
 
-    recorder::PutWord("newest", "{}", false);
+    recorder::QueueMessage("newest", "{}", false);
 
-    const std::vector<std::string> words = world::Outbox();
-    ASSERT_EQ(words.size(), 1 + kJournalEntries);
-    EXPECT_EQ(words[0], "due {}");
-    EXPECT_EQ(words[1], "recent {}");
-    EXPECT_EQ(words.back(), "newest {}");
+    const std::vector<std::string> messages = world::Outbox();
+    ASSERT_EQ(messages.size(), 1 + kJournalEntries);
+    EXPECT_EQ(messages[0], "due {}");
+    EXPECT_EQ(messages[1], "recent {}");
+    EXPECT_EQ(messages.back(), "newest {}");
 }
 
 TEST_F(Outbox, IsEmptyAtFirst) {
-    EXPECT_THAT(recorder::DueWords(10), IsEmpty());
+    EXPECT_THAT(recorder::DueMessages(10), IsEmpty());
 }
 
 TEST(OutboxMessage, HoldsIdTimeAndTheBodyAsItIs) {
-    const recorder::Word word{
+    const recorder::Message message{
         .id = 3000000000, .createdTm = 1700000000, .topic = "a", .body = R"({"ids":[1, 2]})"};
 
-    EXPECT_EQ(recorder::MessageOf(word),
+    EXPECT_EQ(recorder::MessageOf(message),
               R"({"id":3000000000,"time":1700000000,"body":{"ids":[1, 2]}})");
 }
 

@@ -259,7 +259,7 @@ TEST_F(Postgres, EndsACallThatWaitsTooLongForALock) {
 }
 
 TEST_F(Postgres, IsOnlyLookedAtByASessionThatIsForThat) {
-    PostgresDatabase database(ServerSettings(), kPatienceMs, recorder::PostgresAccess::Look);
+    PostgresDatabase database(ServerSettings(), kPatienceMs, recorder::PostgresAccess::ReadOnly);
 
     for (const char* sql : {kInsert, "DELETE FROM emap;", "CREATE TABLE other (a INTEGER);",
                             "SELECT nextval('emap_id_seq');"}) {

@@ -40,7 +40,7 @@ protected:
         return Complaint([&] { (void)recorder::OpenTrustedFileIfThere(path); });
     }
     [[nodiscard]] static std::string ToWrite(const std::string& path) {
-        return Complaint([&] { recorder::DemandTrustedUnlinked(path); });
+        return Complaint([&] { recorder::RequireTrustedUnlinked(path); });
     }
 
     // A link in a folder of its own.

@@ -56,7 +56,7 @@ std::vector<std::string> ArgumentsOf(const JobOptions& jobs) {
     return arguments;
 }
 
-void DemandOneCamera(const JobOptions& jobs) {
+void RequireOneCamera(const JobOptions& jobs) {
     if (jobs.eventCamera && jobs.alertEventCamera && *jobs.eventCamera != *jobs.alertEventCamera) {
         throw recorder::Error(
             "-r " + std::to_string(*jobs.eventCamera) + " -a " +
@@ -66,7 +66,7 @@ void DemandOneCamera(const JobOptions& jobs) {
     }
 }
 
-void DemandKnownCamera(const JobOptions& jobs, const std::vector<recorder::CameraRow>& cameras) {
+void RequireKnownCamera(const JobOptions& jobs, const std::vector<recorder::CameraRow>& cameras) {
     for (const std::optional<int>& id : {jobs.eventCamera, jobs.alertEventCamera}) {
         const bool isKnown =
             !id || *id == kAllCameras ||

@@ -28,7 +28,7 @@ void AddJobOptions(CLI::App& command, JobOptions& jobs);
 [[nodiscard]] std::vector<std::string> ArgumentsOf(const JobOptions& jobs);
 
 // Throws Error where they name two cameras: krindexer would take the last one for both jobs.
-void DemandOneCamera(const JobOptions& jobs);
+void RequireOneCamera(const JobOptions& jobs);
 
 // Throws Error where they name a camera that is none of these.
-void DemandKnownCamera(const JobOptions& jobs, const std::vector<recorder::CameraRow>& cameras);
+void RequireKnownCamera(const JobOptions& jobs, const std::vector<recorder::CameraRow>& cameras);

@@ -30,7 +30,7 @@ recorder::UniqueFd OpenFolder(const std::string& path) {
 }
 
 // A device such as /dev/stdout, or a link that leads to one, isn't replaced by a file.
-void DemandReplaceable(const std::string& path) {
+void RequireReplaceable(const std::string& path) {
     struct stat64 st = {};
     if (lstat64(path.c_str(), &st) == 0 && !S_ISREG(st.st_mode)) {
         throw Error("something else than a file is there, and stays");
@@ -45,7 +45,7 @@ void WriteOutputFile(const std::string& path, const std::string& text, mode_t mo
             recorder::FolderPresence(path) == recorder::Presence::Yes) {
             throw Error("expected the name of a file");
         }
-        DemandReplaceable(path);
+        RequireReplaceable(path);
         recorder::WriteWholeFile(OpenFolder(FolderOf(path)).Get(), GetBaseName(path),
                                  {reinterpret_cast<const uint8_t*>(text.data()), text.size()},
                                  mode);

@@ -33,7 +33,7 @@ std::string WhatBecameOf(const Adoption& adoption) {
     return "not adopted, " + adoption.remark;
 }
 
-void TellAdoption(const Adoption& adoption) {
+void PrintAdoption(const Adoption& adoption) {
     const recorder::FoundCamera& camera = adoption.camera;
     const std::string line =
         Printable(NameOf(camera.identity) + " in " + camera.folder + ": " + WhatBecameOf(adoption));
@@ -46,7 +46,7 @@ void TellAdoption(const Adoption& adoption) {
         recorder::CameraRow row;
         row.id = camera.identity.id;
         row.storagePath = camera.folder;
-        TellBinding({row, adoption.volume, std::nullopt});
+        PrintBinding({row, adoption.volume, std::nullopt});
     }
 }
 
@@ -54,7 +54,7 @@ void TellAdoption(const Adoption& adoption) {
 bool Tell(const AdoptionReport& report) {
     bool isWhole = report.search.obstacles.empty();
     for (const Adoption& adoption : report.adoptions) {
-        TellAdoption(adoption);
+        PrintAdoption(adoption);
         isWhole = isWhole && adoption.outcome != AdoptionOutcome::Refused;
     }
     for (const std::string& folder : report.search.otherFileSystems) {

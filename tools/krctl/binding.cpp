@@ -7,8 +7,8 @@
 
 namespace {
 
-void TellVolume(const recorder::CameraRow& camera, const recorder::Volume& volume,
-                const std::optional<std::string>& before) {
+void PrintVolume(const recorder::CameraRow& camera, const recorder::Volume& volume,
+                 const std::optional<std::string>& before) {
     const bool moved = before && *before != volume.id;
     std::printf("camera %d is bound to the volume %s in %s%s%s\n", camera.id, volume.id.c_str(),
                 Printable(volume.root).c_str(), moved ? ", no longer to " : "",
@@ -24,7 +24,7 @@ void TellVolume(const recorder::CameraRow& camera, const recorder::Volume& volum
     }
 }
 
-void TellThatNoVolumeIsThere(const recorder::CameraRow& camera) {
+void PrintNoVolume(const recorder::CameraRow& camera) {
     std::fprintf(
         stderr,
         "krctl: camera %d is bound to no volume, as none above %s has an identity: only the "
@@ -35,10 +35,10 @@ void TellThatNoVolumeIsThere(const recorder::CameraRow& camera) {
 
 } // namespace
 
-void TellBinding(const recorder::BoundCamera& bound) {
+void PrintBinding(const recorder::BoundCamera& bound) {
     if (bound.volume) {
-        TellVolume(bound.camera, *bound.volume, bound.volumeBefore);
+        PrintVolume(bound.camera, *bound.volume, bound.volumeBefore);
     } else {
-        TellThatNoVolumeIsThere(bound.camera);
+        PrintNoVolume(bound.camera);
     }
 }

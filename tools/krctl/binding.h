@@ -6,4 +6,4 @@
 
 // Prints which volume the camera is bound to; on standard error where that protects it from
 // nothing.
-void TellBinding(const recorder::BoundCamera& bound);
+void PrintBinding(const recorder::BoundCamera& bound);

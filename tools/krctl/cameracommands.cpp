@@ -16,7 +16,7 @@
 
 namespace {
 
-void TellWhatTheNextRunDoes(const recorder::CameraRow& camera, bool isLast) {
+void PrintNextRun(const recorder::CameraRow& camera, bool isLast) {
     std::printf("camera %d \"%s\" is removed; its files in %s stay\n", camera.id,
                 Printable(camera.name).c_str(), Printable(camera.storagePath).c_str());
     if (isLast) {
@@ -32,7 +32,7 @@ void TellWhatTheNextRunDoes(const recorder::CameraRow& camera, bool isLast) {
 
 void RemoveCamera(int id) {
     const recorder::CameraRow camera = recorder::ForgetCamera(id);
-    TellWhatTheNextRunDoes(camera, recorder::ListCameras().empty());
+    PrintNextRun(camera, recorder::ListCameras().empty());
 }
 
 void PrintCameras() {
@@ -88,13 +88,13 @@ void AddCameraCommands(CLI::App& app) {
                     "the folder that holds its half-day folders, an absolute path")
         ->required();
     add->callback([camera] {
-        TellBinding(recorder::AddNewCamera(camera->id, camera->name, camera->storagePath));
+        PrintBinding(recorder::AddNewCamera(camera->id, camera->name, camera->storagePath));
     });
 
     CLI::App* const bind = command->add_subcommand(
         "bind", "bind a camera to the volume that its storage folder lies on now");
     AddIdOption(*bind, camera->id);
-    bind->callback([camera] { TellBinding(recorder::BindCamera(camera->id)); });
+    bind->callback([camera] { PrintBinding(recorder::BindCamera(camera->id)); });
 
     AddListCommand(*command);
 

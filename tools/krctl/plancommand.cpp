@@ -58,7 +58,7 @@ private:
 };
 
 void Plan(const PlanOptions& options) {
-    DemandOneCamera(options.jobs);
+    RequireOneCamera(options.jobs);
     PlanSummary plan;
     ItemPrinter items(options.asJson);
     const int status = ReadPlan(options.jobs, [&](const plan::Note& note) {

@@ -31,7 +31,7 @@ namespace {
 
 constexpr int kExitFailures = 1;
 constexpr int kExitStopped = 130; // as a shell tells of a program that Ctrl-C ended
-constexpr std::chrono::milliseconds kLookEvery{250};
+constexpr std::chrono::milliseconds kPollInterval{250};
 
 // What the child tells of itself, once it does.
 std::optional<recorder::LiveRun> LiveRunOf(const ChildProcess& child) {
@@ -74,7 +74,7 @@ bool Watch(ChildProcess& child, ProgressDisplay& display, const RunShares& share
     using Clock = std::chrono::steady_clock;
     const Clock::time_point start = Clock::now();
     bool isOver = false;
-    while (!child.EndsWithin(kLookEvery)) {
+    while (!child.EndsWithin(kPollInterval)) {
         if (isOver) {
             display.End();
             return false;
@@ -113,7 +113,7 @@ std::optional<RunView> RunOf(const ChildProcess& child, std::optional<long> newe
 // What is in a log that is not trusted says nothing.
 std::string WhyUntrusted(const std::string& seeLog) {
     try {
-        recorder::DemandLogOfOurs();
+        recorder::RequireTrustedLog();
     } catch (const recorder::Error& error) {
         return std::string("the log is not trusted, so nothing was changed: ") + error.what();
     }
@@ -148,7 +148,7 @@ int StatusOf(const recorder::RunRecord& record) {
     return OutcomeOf(record) == RunOutcome::Complete ? 0 : kExitFailures;
 }
 
-void TellRun(const RunView& run, bool asJson) {
+void PrintResult(const RunView& run, bool asJson) {
     if (asJson) {
         PrintJson(JsonOf(run));
     } else {
@@ -170,11 +170,11 @@ std::optional<std::vector<recorder::CameraRow>> CamerasIfReadable() {
 // The run is over, and its outcome is there to be read.
 void AwaitPublication(ChildProcess& child, std::optional<long> newestBefore, bool asJson) {
     if (const std::optional<RunView> run = RunOf(child, newestBefore)) {
-        TellRun(*run, asJson);
+        PrintResult(*run, asJson);
     }
     std::fflush(stdout);
     std::fprintf(stderr, "krctl: the run has ended; publishing notifications\n");
-    while (!child.EndsWithin(kLookEvery)) {
+    while (!child.EndsWithin(kPollInterval)) {
     }
 }
 
@@ -196,10 +196,10 @@ void FailIfStopped(const ChildProcess& child, bool whileAtWork) {
 }
 
 void Run(const JobOptions& jobs, bool asJson) {
-    DemandOneCamera(jobs);
+    RequireOneCamera(jobs);
     const std::optional<std::vector<recorder::CameraRow>> cameras = CamerasIfReadable();
     if (cameras) {
-        DemandKnownCamera(jobs, *cameras);
+        RequireKnownCamera(jobs, *cameras);
     }
     const RunShares shares = SharesOf(jobs, cameras.value_or(std::vector<recorder::CameraRow>()));
     const std::string krindexer = recorder::ProgramPath("krindexer");
@@ -216,7 +216,7 @@ void Run(const JobOptions& jobs, bool asJson) {
     }
     const std::optional<RunView> run = RunOf(child, newestBefore);
     if (run && hasEnded) {
-        TellRun(*run, asJson);
+        PrintResult(*run, asJson);
     }
     FailIfStopped(child, hasEnded);
     if (!run) {

@@ -25,7 +25,7 @@ namespace {
 using recorder::RunInProgress;
 using Answer = RunInProgress::Answer;
 
-constexpr std::chrono::milliseconds kLookEvery{500};
+constexpr std::chrono::milliseconds kPollInterval{500};
 constexpr int kExitUnknown = 1;
 
 struct StatusOptions {
@@ -110,7 +110,7 @@ void Watch() {
     for (RunInProgress found = recorder::FindRunInProgress(); found.answer == Answer::Yes;
          found = recorder::FindRunInProgress()) {
         display.Show(ViewOf(found.live));
-        std::this_thread::sleep_for(kLookEvery);
+        std::this_thread::sleep_for(kPollInterval);
     }
     display.End();
 }

@@ -76,7 +76,7 @@ void NoteMessage(const char* categ, const char* level, const char* format, va_li
         Notebook::OfThisProcess().Add(Reason::Damaged, va_arg(args, const char*));
         return;
     }
-    NoteLastWords();
+    NoteLastFailure();
     NoteJob(format);
     if (NoteFile(format, args)) {
         return;
@@ -101,12 +101,12 @@ const DbgLogCfg* AllThatIsNoted() noexcept {
 } // namespace
 
 void NoteRefused(const std::string& why) {
-    NoteLastWords();
+    NoteLastFailure();
     Notebook::OfThisProcess().Add(Reason::Refusal, why);
     LastRefusal() = why;
 }
 
-void NoteLastWords() {
+void NoteLastFailure() {
     if (LastFailure()) {
         Notebook::OfThisProcess().Add(Reason::Failure, *LastFailure());
         LastFailure().reset();

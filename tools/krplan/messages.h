@@ -11,6 +11,6 @@ namespace plan {
 void NoteRefused(const std::string& why);
 
 // Notes what was said last, which waits to be explained by what is said next.
-void NoteLastWords();
+void NoteLastFailure();
 
 } // namespace plan

@@ -1,6 +1,6 @@
 // The seam of krplan: krindexer's own code (driver/, indexer/) on a recorder that is only read.
-// krplan links recorder_looking, the part of recorder/ that reads, and has an implementation of its
-// own of each function that would write, lock or publish. These are all of them; tests/plan
+// krplan links recorder_readonly, the part of recorder/ that reads, and has an implementation of
+// its own of each function that would write, lock or publish. These are all of them; tests/plan
 // compares the list with what is linked.
 //
 //   file          functions that it implements
@@ -12,6 +12,7 @@
 //   task.cpp      KRIndex::RegTaskStart, KRIndex::RegTaskDone, KRIndex::SetTaskPid,
 //                 KRIndex::SetTaskProgress, KRIndex::GetTaskProgress,
 //                 KRIndex::RecordTaskStatusToConf
-//   (recorder)    recorder::OpenDatabaseOf, of database/opentolook.cpp instead of opentowrite.cpp
+//   (recorder)    recorder::OpenDatabaseOf, of database/openreadonly.cpp instead of
+//   openwritable.cpp
 
 #pragma once

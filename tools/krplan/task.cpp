@@ -54,7 +54,7 @@ void NoteRunInProgress() {
 }
 
 void EndJobs() {
-    NoteLastWords();
+    NoteLastFailure();
     Notebook::OfThisProcess().EndPart();
     Notebook::OfThisProcess().Flush();
 }
@@ -69,7 +69,7 @@ namespace KRIndex {
 int RegTaskStart() {
     try {
         (void)recorder::GetSettings();
-        recorder::DemandLogOfOurs();
+        recorder::RequireTrustedLog();
     } catch (const std::exception& error) {
         return plan::NoPlan(EX_CONFIG, error.what());
     }

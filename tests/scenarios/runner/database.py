@@ -8,7 +8,7 @@ TABLES = {
     "camera": "system.db", "emap": "system.db", "task": "system.db", "run": "system.db",
     "run_part": "system.db",
     "event": "recording.db", "alert_event": "recording.db", "recording_count": "recording.db",
-    "outbox": "recording.db", "untold": "recording.db", "snapshot": "snapshot.db",
+    "outbox": "recording.db", "unannounced": "recording.db", "snapshot": "snapshot.db",
 }
 
 # What a run must bring in line and a second run must leave alone.

@@ -34,7 +34,7 @@ bool IsFileSystemFull(const std::string& path) {
 
 Check CheckTrustAndAccess() {
     try {
-        recorder::DemandLogOfOurs();
+        recorder::RequireTrustedLog();
     } catch (const recorder::Error& error) {
         return Problem(kSubject, error.what(), "correct it: no run starts before");
     }

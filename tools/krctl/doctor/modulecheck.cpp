@@ -16,7 +16,7 @@ struct NeededPart {
 
 // The others are loaded by the checks of databases and broker, where the settings ask for them.
 constexpr std::array kNeededParts{
-    NeededPart{recorder::DemandContainerLibrary,
+    NeededPart{recorder::RequireContainerLibrary,
                "it would add rows without length and format for recordings out of the ordinary"},
     NeededPart{[] { (void)recorder::ModuleEntry(recorder::kThumbnailsModule); },
                "it would add rows of snapshots without thumbnails"}};

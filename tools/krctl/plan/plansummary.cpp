@@ -16,14 +16,14 @@ std::string Enumerated(const std::vector<std::string>& items) {
     return text;
 }
 
-std::vector<std::string> Deeds(const PlanPart& total) {
-    struct Deed {
+std::vector<std::string> Changes(const PlanPart& total) {
+    struct Change {
         Reason reason;
         const char* verb;
         const char* noun;
         const char* manner;
     };
-    static constexpr Deed kDeeds[] = {
+    static constexpr Change kChanges[] = {
         {Reason::FileWithoutRow, "add ", "row", ""},
         {Reason::RowWithoutFile, "remove ", "row", ""},
         {Reason::RowRenewed, "write ", "row", " anew"},
@@ -31,7 +31,7 @@ std::vector<std::string> Deeds(const PlanPart& total) {
         {Reason::FolderEmpty, "remove ", "empty folder", ""},
     };
     std::vector<std::string> deeds;
-    for (const Deed& deed : kDeeds) {
+    for (const Change& deed : kChanges) {
         if (const long count = total.Count(deed.reason); count > 0) {
             deeds.push_back(deed.verb + Counted(count, deed.noun) + deed.manner);
         }
@@ -92,7 +92,7 @@ bool PlanSummary::IsComplete() const {
 }
 
 bool PlanSummary::HasChanges() const {
-    return !Deeds(Total()).empty();
+    return !Changes(Total()).empty();
 }
 
 std::string PlanSummary::Sentence() const {
@@ -100,7 +100,7 @@ std::string PlanSummary::Sentence() const {
         return IsComplete() ? "Nothing to add or remove: krindexer would change nothing."
                             : "krindexer would change nothing, as far as it could be planned.";
     }
-    return "krindexer would " + Enumerated(Deeds(Total())) +
+    return "krindexer would " + Enumerated(Changes(Total())) +
            (IsComplete() ? "." : ", as far as it could be planned.");
 }
 

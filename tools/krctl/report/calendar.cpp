@@ -38,7 +38,7 @@ long DriftDays(const std::vector<Stretch>& stretches) {
 }
 
 // Newest first: they are what somebody may still do something about.
-Html List(const std::vector<Stretch>& stretches, const DriftWords& words) {
+Html List(const std::vector<Stretch>& stretches, const DriftLabels& words) {
     Html items;
     std::size_t told = 0;
     for (auto stretch = stretches.rbegin(); stretch != stretches.rend() && told < kMostStretches;
@@ -53,7 +53,7 @@ Html List(const std::vector<Stretch>& stretches, const DriftWords& words) {
     return Element("ul", {}, items);
 }
 
-Html InWords(const RecordingDays& days, const DriftWords& words) {
+Html InWords(const RecordingDays& days, const DriftLabels& words) {
     const std::vector<Stretch> stretches = days.Stretches();
     const long drift = DriftDays(stretches);
     Html summary;

@@ -48,7 +48,7 @@ struct Report {
     std::vector<std::string> columns; // of the numbers
     std::vector<ReportRow> rows;      // the last one is the total
     std::vector<CameraCalendar> calendars;
-    DriftWords words;
+    DriftLabels words;
     std::string footer;
 };
 

@@ -80,7 +80,7 @@ std::string ChangesTitle(const PlanPart& total) {
     return added > 0 ? Grouped(added, "row") + " to add" : Grouped(removed, "row") + " to remove";
 }
 
-void TellOutcome(const PlanSummary& plan, Report& report) {
+void PrintOutcome(const PlanSummary& plan, Report& report) {
     report.sentence = plan.Sentence();
     if (!plan.IsComplete()) {
         report.tone = Tone::Bad;
@@ -147,7 +147,7 @@ void AddTable(const PlanSummary& plan, Report& report) {
 } // namespace
 
 Report PlanReport(const JobOptions& jobs) {
-    DemandOneCamera(jobs);
+    RequireOneCamera(jobs);
     PlanSummary plan;
     DriftDays drift;
     const int status = ReadPlan(jobs, [&](const plan::Note& note) {
@@ -161,7 +161,7 @@ Report PlanReport(const JobOptions& jobs) {
     report.subject = "Plan";
     report.facts = {LongTimeText(std::time(nullptr)), "nothing was changed"};
     report.words = {"to add", "to remove"};
-    TellOutcome(plan, report);
+    PrintOutcome(plan, report);
     AddNotice(plan, Reason::Refusal,
               {"Refused", "To do no harm, nothing would be changed here.", {}}, report);
     AddNotice(plan, Reason::Failure, {"Failed", "This could not be looked at.", {}}, report);

@@ -113,7 +113,7 @@ std::vector<Stretch> RecordingDays::Stretches() const {
     return stretches;
 }
 
-std::string DriftText(const RecordingDay& day, const DriftWords& words) {
+std::string DriftText(const RecordingDay& day, const DriftLabels& words) {
     std::string text;
     if (day.gained > 0) {
         text = Grouped(day.gained, "row") + " " + words.added;
@@ -124,7 +124,7 @@ std::string DriftText(const RecordingDay& day, const DriftWords& words) {
     return text;
 }
 
-std::string StretchText(const Stretch& stretch, const DriftWords& words) {
+std::string StretchText(const Stretch& stretch, const DriftLabels& words) {
     std::string text = RangeText(stretch.firstDay, stretch.lastDay) + ": ";
     if (!stretch.isHole) {
         return text + DriftText(stretch.sum, words);

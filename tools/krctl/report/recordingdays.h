@@ -15,7 +15,7 @@ struct RecordingDay {
 };
 
 // How drift is told: of what was done, or of what would be.
-struct DriftWords {
+struct DriftLabels {
     std::string added = "added";
     std::string removed = "removed";
 };
@@ -77,7 +77,7 @@ private:
 };
 
 // "4 rows removed", "2 rows added, 3 rows removed".
-[[nodiscard]] std::string DriftText(const RecordingDay& day, const DriftWords& words);
+[[nodiscard]] std::string DriftText(const RecordingDay& day, const DriftLabels& words);
 
 // "3–5 March 2026: no recordings, 3 days".
-[[nodiscard]] std::string StretchText(const Stretch& stretch, const DriftWords& words);
+[[nodiscard]] std::string StretchText(const Stretch& stretch, const DriftLabels& words);

@@ -97,7 +97,7 @@ std::string CountText(long count) {
     return count == 0 ? "no recordings" : Grouped(count, "recording");
 }
 
-std::string DayText(long day, const RecordingDay& what, const DriftWords& words) {
+std::string DayText(long day, const RecordingDay& what, const DriftLabels& words) {
     const std::string text = RangeText(day, day) + ": " + CountText(what.count);
     return what.HasDrift() ? text + "; " + DriftText(what, words) : text;
 }
@@ -110,7 +110,7 @@ struct MonthSum {
     std::vector<unsigned> losses;
 };
 
-std::string MonthText(const Date& month, const MonthSum& sum, const DriftWords& words) {
+std::string MonthText(const Date& month, const MonthSum& sum, const DriftLabels& words) {
     std::string text = std::string(MonthName(month.month)) + " " + std::to_string(month.year) +
                        ": " + CountText(sum.count);
     const auto tell = [&](const std::string& what, const std::vector<unsigned>& days) {
@@ -238,7 +238,7 @@ Html YearStrip(const RecordingDays& days, int year, const StripOptions& options)
     return YearPicture(days, year, options).Draw();
 }
 
-Html StripLegend(const DriftWords& words, bool withBoth) {
+Html StripLegend(const DriftLabels& words, bool withBoth) {
     const RecordingDay plain;
     RecordingDay gain;
     gain.gained = 1;

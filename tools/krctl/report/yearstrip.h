@@ -6,7 +6,7 @@
 #include "tools/krctl/report/recordingdays.h"
 
 struct StripOptions {
-    DriftWords words;
+    DriftLabels words;
     bool tellsEachDay = false; // in words, under the pointer; otherwise each month
 };
 
@@ -14,4 +14,4 @@ struct StripOptions {
 [[nodiscard]] Html YearStrip(const RecordingDays& days, int year, const StripOptions& options);
 
 // What the cells mean.
-[[nodiscard]] Html StripLegend(const DriftWords& words, bool withBoth);
+[[nodiscard]] Html StripLegend(const DriftLabels& words, bool withBoth);

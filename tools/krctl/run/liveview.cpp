@@ -10,8 +10,8 @@ namespace {
 
 constexpr double kPercent = 100.0;
 // Before that much is done the time left would be a guess.
-constexpr double kTellingFraction = 0.02;
-constexpr double kTellingTimeS = 2.0;
+constexpr double kMinFraction = 0.02;
+constexpr double kMinTimeS = 2.0;
 
 // What the part that goes on counts for in the progress of the run.
 double ShareOfPart(const recorder::LiveRun& live, const RunShares& shares) {
@@ -29,7 +29,7 @@ std::string StageText(const recorder::LiveRun& live, const CameraNames& names) {
 }
 
 std::string TimeLeft(const LiveView& view) {
-    if (view.fraction < kTellingFraction || view.elapsedS < kTellingTimeS) {
+    if (view.fraction < kMinFraction || view.elapsedS < kMinTimeS) {
         return "";
     }
     return DurationText(view.elapsedS * (1.0 - view.fraction) / view.fraction) + " left";
@@ -91,7 +91,7 @@ std::string LiveLine(const LiveView& view, const CameraNames& names, std::size_t
     }
     const std::string numbers = Joined({files, rows, percent, left});
     const std::size_t used = DisplayWidth(numbers) + 2;
-    constexpr std::size_t kTellingPart = 8;
-    return used + kTellingPart <= columns ? Joined({Shortened(part, columns - used), numbers})
-                                          : Shortened(Joined({files, percent, left}), columns);
+    constexpr std::size_t kMinPart = 8;
+    return used + kMinPart <= columns ? Joined({Shortened(part, columns - used), numbers})
+                                      : Shortened(Joined({files, percent, left}), columns);
 }

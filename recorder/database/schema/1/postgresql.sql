@@ -20,7 +20,7 @@ BEGIN
         PERFORM set_config(
             what, (coalesce(nullif(current_setting(what, true), ''), '0')::BIGINT + 1)::TEXT, true);
         IF TG_TABLE_NAME = 'event' THEN
-            INSERT INTO untold (id, camera_id) VALUES (NEW.id, NEW.camera_id);
+            INSERT INTO unannounced (id, camera_id) VALUES (NEW.id, NEW.camera_id);
         END IF;
     END IF;
     RETURN NULL;

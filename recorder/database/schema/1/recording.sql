@@ -61,7 +61,7 @@ CREATE TABLE outbox (
 );
 
 -- The recordings that runs added and have left no word of in the outbox yet.
-CREATE TABLE untold (
+CREATE TABLE unannounced (
     id        INTEGER PRIMARY KEY,                -- event.id
     camera_id INTEGER NOT NULL
 );

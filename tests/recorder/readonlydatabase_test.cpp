@@ -1,4 +1,4 @@
-#include "recorder/database/lookdatabase.h"
+#include "recorder/database/readonlydatabase.h"
 #include "recorder/database/sqlite.h"
 #include "recorder/database/sqlitefiles.h"
 #include "recorder/support/error.h"
@@ -15,16 +15,16 @@
 namespace {
 
 using contract::NamesIn;
-using recorder::LookDatabase;
+using recorder::ReadOnlyDatabase;
 using recorder::SqliteDatabase;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
 constexpr int kPatienceMs = 10000;
 
-class LookDatabaseTest : public contract::ContractTest {
+class ReadOnlyDatabaseTest : public contract::ContractTest {
 protected:
-    LookDatabaseTest() {
+    ReadOnlyDatabaseTest() {
         SqliteDatabase database = SqliteDatabase::Create(Path(), kPatienceMs);
         database.Execute(
             "CREATE TABLE pair (a INTEGER, b INTEGER); INSERT INTO pair VALUES (1, 1);");
@@ -45,12 +45,12 @@ protected:
     }
 
     static std::string NumberIn(const std::string& select) {
-        return LookDatabase(Path(), kPatienceMs).Execute(select).Field(0, 0);
+        return ReadOnlyDatabase(Path(), kPatienceMs).Execute(select).Field(0, 0);
     }
 
     static std::string FailureOf(const std::string& sql) {
         try {
-            LookDatabase(Path(), kPatienceMs).Execute(sql, {.transaction = false});
+            ReadOnlyDatabase(Path(), kPatienceMs).Execute(sql, {.transaction = false});
         } catch (const recorder::Error& error) {
             return error.what();
         }
@@ -75,13 +75,13 @@ protected:
     }
 };
 
-TEST_F(LookDatabaseTest, ReadsAFileThatNobodyUsesAndMakesNoneBeside) {
+TEST_F(ReadOnlyDatabaseTest, ReadsAFileThatNobodyUsesAndMakesNoneBeside) {
     EXPECT_EQ(NumberIn("SELECT a FROM pair;"), "1");
 
     EXPECT_EQ(NamesIn(MakeFolder("look")).size(), 1U);
 }
 
-TEST_F(LookDatabaseTest, ReadsALogThatAKilledWriterLeft) {
+TEST_F(ReadOnlyDatabaseTest, ReadsALogThatAKilledWriterLeft) {
     LeaveBehind("UPDATE pair SET a = 2, b = 2;");
 
     EXPECT_EQ(NumberIn("SELECT a FROM pair;"), "2");
@@ -89,7 +89,7 @@ TEST_F(LookDatabaseTest, ReadsALogThatAKilledWriterLeft) {
     EXPECT_EQ(NamesIn(MakeFolder("look")).size(), 3U);
 }
 
-TEST_F(LookDatabaseTest, ReadsALogWhoseIndexIsGoneAndMakesNone) {
+TEST_F(ReadOnlyDatabaseTest, ReadsALogWhoseIndexIsGoneAndMakesNone) {
     LeaveBehind("UPDATE pair SET a = 2, b = 2;");
     std::filesystem::remove(Path() + "-shm");
 
@@ -98,7 +98,7 @@ TEST_F(LookDatabaseTest, ReadsALogWhoseIndexIsGoneAndMakesNone) {
     EXPECT_EQ(NamesIn(MakeFolder("look")).size(), 2U);
 }
 
-TEST_F(LookDatabaseTest, ReadsWhatAWriterHasCommittedAndNothingElse) {
+TEST_F(ReadOnlyDatabaseTest, ReadsWhatAWriterHasCommittedAndNothingElse) {
     SqliteDatabase writer = SqliteDatabase::Open(Path(), kPatienceMs);
     writer.Execute("UPDATE pair SET a = 3;");
     writer.Execute("BEGIN IMMEDIATE; UPDATE pair SET a = 4;", {.transaction = false});
@@ -109,7 +109,7 @@ TEST_F(LookDatabaseTest, ReadsWhatAWriterHasCommittedAndNothingElse) {
     EXPECT_EQ(NumberIn("SELECT a FROM pair;"), "4");
 }
 
-TEST_F(LookDatabaseTest, SeesNoHalfOfWhatWritersDoThatComeAndGo) {
+TEST_F(ReadOnlyDatabaseTest, SeesNoHalfOfWhatWritersDoThatComeAndGo) {
     const contract::Child writer([] {
         for (;;) {
             SqliteDatabase database = SqliteDatabase::Open(Path(), kPatienceMs);
@@ -121,7 +121,7 @@ TEST_F(LookDatabaseTest, SeesNoHalfOfWhatWritersDoThatComeAndGo) {
     constexpr long kEnough = 100;
     for (long last = 1; last < kEnough;) {
         const DBResult_tag rows =
-            LookDatabase(Path(), kPatienceMs).Execute("SELECT a, b FROM pair;");
+            ReadOnlyDatabase(Path(), kPatienceMs).Execute("SELECT a, b FROM pair;");
         ASSERT_STREQ(rows.Field(0, 0), rows.Field(0, 1));
         const long now = std::stol(rows.Field(0, 0));
         ASSERT_GE(now, last);
@@ -130,7 +130,7 @@ TEST_F(LookDatabaseTest, SeesNoHalfOfWhatWritersDoThatComeAndGo) {
 }
 
 // The reader takes its time for each row, so that the writer comes and goes in the middle.
-TEST_F(LookDatabaseTest, ReadsAgainWhatWasWrittenMeanwhile) {
+TEST_F(ReadOnlyDatabaseTest, ReadsAgainWhatWasWrittenMeanwhile) {
     SqliteDatabase::Open(Path(), kPatienceMs)
         .Execute("DELETE FROM pair; WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n "
                  "WHERE i < 1000) INSERT INTO pair SELECT 1, zeroblob(1000) FROM n;");
@@ -143,7 +143,7 @@ TEST_F(LookDatabaseTest, ReadsAgainWhatWasWrittenMeanwhile) {
         return 0;
     });
 
-    const DBResult_tag rows = LookDatabase(Path(), kPatienceMs)
+    const DBResult_tag rows = ReadOnlyDatabase(Path(), kPatienceMs)
                                   .Execute("SELECT min(a), max(a) FROM pair WHERE (WITH RECURSIVE "
                                            "n(i) AS (SELECT a UNION ALL SELECT i + 1 FROM n "
                                            "WHERE i < 2000) SELECT count(*) FROM n) > 0;");
@@ -153,7 +153,7 @@ TEST_F(LookDatabaseTest, ReadsAgainWhatWasWrittenMeanwhile) {
     EXPECT_EQ(NumberIn("SELECT min(a) FROM pair;"), "2");
 }
 
-TEST_F(LookDatabaseTest, RefusesWhateverWouldWrite) {
+TEST_F(ReadOnlyDatabaseTest, RefusesWhateverWouldWrite) {
     const std::string copy = MakeFolder("look") + "/copy.db";
     for (const std::string& sql : {
              std::string("INSERT INTO pair VALUES (2, 2);"),
@@ -178,7 +178,7 @@ TEST_F(LookDatabaseTest, RefusesWhateverWouldWrite) {
     EXPECT_FALSE(std::filesystem::exists(copy));
 }
 
-TEST_F(LookDatabaseTest, TellsWhyItCantRead) {
+TEST_F(ReadOnlyDatabaseTest, TellsWhyItCantRead) {
     EXPECT_THAT(FailureOf("SELECT a FROM other;"), HasSubstr("no such table: other"));
 
     contract::PutFile(Path(), "no database at all, but long enough to be looked at as one");
@@ -189,8 +189,8 @@ TEST_F(LookDatabaseTest, TellsWhyItCantRead) {
     EXPECT_THAT(NamesIn(MakeFolder("look")), ElementsAre());
 }
 
-TEST_F(LookDatabaseTest, HasTheVersionOfItsTablesAndKeepsIt) {
-    LookDatabase database(Path(), kPatienceMs);
+TEST_F(ReadOnlyDatabaseTest, HasTheVersionOfItsTablesAndKeepsIt) {
+    ReadOnlyDatabase database(Path(), kPatienceMs);
 
     EXPECT_EQ(database.SchemaVersion(), 0);
     EXPECT_THROW(database.ApplySchema("", 1), recorder::Error);
@@ -198,7 +198,7 @@ TEST_F(LookDatabaseTest, HasTheVersionOfItsTablesAndKeepsIt) {
 }
 
 // SQLite would wait for a FIFO to be written.
-TEST_F(LookDatabaseTest, RefusesWhatIsNoRegularFile) {
+TEST_F(ReadOnlyDatabaseTest, RefusesWhatIsNoRegularFile) {
     for (const char* const suffix : {"", "-wal", "-shm", "-journal"}) {
         const std::string path = Path() + suffix;
         std::filesystem::remove(path);
@@ -210,7 +210,7 @@ TEST_F(LookDatabaseTest, RefusesWhatIsNoRegularFile) {
     }
 }
 
-TEST_F(LookDatabaseTest, GivesWhatIsMappedToBeWrittenItsSpaceOnTheDisk) {
+TEST_F(ReadOnlyDatabaseTest, GivesWhatIsMappedToBeWrittenItsSpaceOnTheDisk) {
     constexpr size_t kLength = 65536;
     const recorder::UniqueFd file(
         open(Scratch("sparse").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));

@@ -11,9 +11,9 @@ namespace recorder {
 
 // Each call opens the file anew, in the way that its state allows, and reads again if it was
 // changed meanwhile.
-class LookDatabase final : public Database {
+class ReadOnlyDatabase final : public Database {
 public:
-    LookDatabase(std::string path, int lockTimeoutMs);
+    ReadOnlyDatabase(std::string path, int lockTimeoutMs);
 
     [[nodiscard]] const std::string& Name() const override { return m_name; }
     using Database::Execute;

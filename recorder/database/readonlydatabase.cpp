@@ -1,4 +1,4 @@
-#include "recorder/database/lookdatabase.h"
+#include "recorder/database/readonlydatabase.h"
 
 #include "recorder/database/sqlite.h"
 #include "recorder/support/error.h"
@@ -72,30 +72,30 @@ void AwaitTickAfter(const std::optional<FileState>& file) {
 }
 
 // Of the ways to read it in this state the best one first.
-std::vector<SqliteLook> WaysToRead(const DiskState& state) {
+std::vector<SqliteReadMode> WaysToRead(const DiskState& state) {
     if (!state.log && !state.journal) {
-        return {SqliteLook::Immutable};
+        return {SqliteReadMode::Immutable};
     }
-    return {SqliteLook::Shared, SqliteLook::Alone};
+    return {SqliteReadMode::Shared, SqliteReadMode::Alone};
 }
 
 } // namespace
 
-LookDatabase::LookDatabase(std::string path, int lockTimeoutMs)
+ReadOnlyDatabase::ReadOnlyDatabase(std::string path, int lockTimeoutMs)
     : m_path(std::move(path)), m_name("database " + m_path), m_lockTimeoutMs(lockTimeoutMs) {}
 
-DBResult_tag LookDatabase::Execute(const std::string& sql, const ExecuteOptions& options) {
+DBResult_tag ReadOnlyDatabase::Execute(const std::string& sql, const ExecuteOptions& options) {
     const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(m_lockTimeoutMs);
     std::string failure;
     for (int attempts = kAttempts; attempts > 0;) {
         const DiskState before = StateOf(m_path);
         AwaitTickAfter(before.file);
         AwaitTickAfter(before.log);
-        for (const SqliteLook how : WaysToRead(before)) {
+        for (const SqliteReadMode how : WaysToRead(before)) {
             try {
-                DBResult_tag rows =
-                    SqliteDatabase::OpenToLook(m_path, how, m_lockTimeoutMs).Execute(sql, options);
-                if (how == SqliteLook::Shared || StateOf(m_path) == before) {
+                DBResult_tag rows = SqliteDatabase::OpenReadOnly(m_path, how, m_lockTimeoutMs)
+                                        .Execute(sql, options);
+                if (how == SqliteReadMode::Shared || StateOf(m_path) == before) {
                     return rows;
                 }
                 failure = m_name + ": can't be read without touching it: others write all the time";
@@ -110,28 +110,28 @@ DBResult_tag LookDatabase::Execute(const std::string& sql, const ExecuteOptions&
     throw Error(failure);
 }
 
-std::string LookDatabase::HasIdOf(const std::string& ids) const {
+std::string ReadOnlyDatabase::HasIdOf(const std::string& ids) const {
     return SqliteDatabase::IdCondition(ids);
 }
 
-std::string LookDatabase::RowsWithIds(const std::string& table, const std::string& ids) const {
+std::string ReadOnlyDatabase::RowsWithIds(const std::string& table, const std::string& ids) const {
     return SqliteDatabase::RowsByIds(table, ids);
 }
 
-std::string LookDatabase::RaiseIdsSql(const std::string& /*table*/, long /*highest*/) const {
+std::string ReadOnlyDatabase::RaiseIdsSql(const std::string& /*table*/, long /*highest*/) const {
     throw Error(m_name + " is only looked at");
 }
 
-long LookDatabase::SchemaVersion() {
+long ReadOnlyDatabase::SchemaVersion() {
     return Execute("PRAGMA user_version").Long(0, "user_version");
 }
 
-void LookDatabase::ApplySchema(const std::string& /*sql*/, long /*version*/) {
+void ReadOnlyDatabase::ApplySchema(const std::string& /*sql*/, long /*version*/) {
     throw Error(m_name + " is only looked at");
 }
 
-void LookDatabase::AttributeTo(const RunIdentity& /*run*/,
-                               const std::vector<MediaTable>& /*tables*/) {
+void ReadOnlyDatabase::AttributeTo(const RunIdentity& /*run*/,
+                                   const std::vector<MediaTable>& /*tables*/) {
     throw Error(m_name + " is only looked at");
 }
 

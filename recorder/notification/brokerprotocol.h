@@ -28,9 +28,9 @@ struct BrokerMessage {
     std::string payload;
 };
 
-enum class Talk { Done, PeerGone, TimedOut };
+enum class Exchange { Done, PeerGone, TimedOut };
 
-[[nodiscard]] Talk Send(int socket, const BrokerMessage& message, const Deadline& deadline);
-[[nodiscard]] Talk Receive(int socket, BrokerMessage& message, const Deadline& deadline);
+[[nodiscard]] Exchange Send(int socket, const BrokerMessage& message, const Deadline& deadline);
+[[nodiscard]] Exchange Receive(int socket, BrokerMessage& message, const Deadline& deadline);
 
 } // namespace recorder

@@ -11,8 +11,8 @@ namespace recorder {
 // Runs `operation` and returns its result. An exception becomes one log line and `failure`, the
 // failure value of the platform operation that calls this: no exception leaves the recorder.
 template <typename Result, typename Operation>
-Result AtEdge(Result failure, const Operation& operation,
-              const SourcePlace& where = SourcePlace::Here()) noexcept {
+Result LogExceptions(Result failure, const Operation& operation,
+                     const SourcePlace& where = SourcePlace::Here()) noexcept {
     try {
         return operation();
     } catch (const std::exception& error) {
@@ -23,7 +23,8 @@ Result AtEdge(Result failure, const Operation& operation,
 
 // The same for an operation without a result.
 template <typename Operation>
-void AtEdge(const Operation& operation, const SourcePlace& where = SourcePlace::Here()) noexcept {
+void LogExceptions(const Operation& operation,
+                   const SourcePlace& where = SourcePlace::Here()) noexcept {
     try {
         operation();
     } catch (const std::exception& error) {

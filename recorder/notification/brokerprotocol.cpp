@@ -1,4 +1,4 @@
-#include "recorder/notification/brokertalk.h"
+#include "recorder/notification/brokerprotocol.h"
 
 #include "recorder/support/helperprocess.h"
 #include "recorder/support/uninterrupted.h"
@@ -23,67 +23,68 @@ struct Head {
     std::size_t payloadBytes = 0;
 };
 
-Talk SendBytes(int socket, std::span<const std::byte> bytes, const Deadline& deadline) {
+Exchange SendBytes(int socket, std::span<const std::byte> bytes, const Deadline& deadline) {
     while (!bytes.empty()) {
         if (!IsReadyBefore(deadline, socket, POLLOUT)) {
-            return Talk::TimedOut;
+            return Exchange::TimedOut;
         }
         const ssize_t sent = Uninterrupted(
             [&] { return send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT); });
         if (sent < 0 && errno != EAGAIN) {
-            return Talk::PeerGone;
+            return Exchange::PeerGone;
         }
         bytes = bytes.subspan(static_cast<std::size_t>(std::max<ssize_t>(sent, 0)));
     }
-    return Talk::Done;
+    return Exchange::Done;
 }
 
-Talk ReceiveBytes(int socket, std::span<std::byte> bytes, const Deadline& deadline) {
+Exchange ReceiveBytes(int socket, std::span<std::byte> bytes, const Deadline& deadline) {
     while (!bytes.empty()) {
         if (!IsReadyBefore(deadline, socket, POLLIN)) {
-            return Talk::TimedOut;
+            return Exchange::TimedOut;
         }
         const ssize_t received =
             Uninterrupted([&] { return recv(socket, bytes.data(), bytes.size(), MSG_DONTWAIT); });
         if (received == 0 || (received < 0 && errno != EAGAIN)) {
-            return Talk::PeerGone;
+            return Exchange::PeerGone;
         }
         bytes = bytes.subspan(static_cast<std::size_t>(std::max<ssize_t>(received, 0)));
     }
-    return Talk::Done;
+    return Exchange::Done;
 }
 
-Talk ReceiveText(int socket, std::string& text, std::size_t length, const Deadline& deadline) {
+Exchange ReceiveText(int socket, std::string& text, std::size_t length, const Deadline& deadline) {
     text.resize(length);
     return ReceiveBytes(socket, std::as_writable_bytes(std::span(text)), deadline);
 }
 
 } // namespace
 
-Talk Send(int socket, const BrokerMessage& message, const Deadline& deadline) {
+Exchange Send(int socket, const BrokerMessage& message, const Deadline& deadline) {
     const Head head{.kind = message.kind,
                     .number = message.number,
                     .topicBytes = message.topic.size(),
                     .payloadBytes = message.payload.size()};
-    Talk talk = SendBytes(socket, std::as_bytes(std::span(&head, 1)), deadline);
+    Exchange talk = SendBytes(socket, std::as_bytes(std::span(&head, 1)), deadline);
     for (const std::string* const text : {&message.topic, &message.payload}) {
-        if (talk == Talk::Done) {
+        if (talk == Exchange::Done) {
             talk = SendBytes(socket, std::as_bytes(std::span(*text)), deadline);
         }
     }
     return talk;
 }
 
-Talk Receive(int socket, BrokerMessage& message, const Deadline& deadline) {
+Exchange Receive(int socket, BrokerMessage& message, const Deadline& deadline) {
     Head head;
-    Talk talk = ReceiveBytes(socket, std::as_writable_bytes(std::span(&head, 1)), deadline);
-    if (talk == Talk::Done) {
+    Exchange talk = ReceiveBytes(socket, std::as_writable_bytes(std::span(&head, 1)), deadline);
+    if (talk == Exchange::Done) {
         message.kind = head.kind;
         message.number = head.number;
         talk = ReceiveText(socket, message.topic, head.topicBytes, deadline);
     }
-    return talk == Talk::Done ? ReceiveText(socket, message.payload, head.payloadBytes, deadline)
-                              : talk;
+    return talk == Exchange::Done
+               ? ReceiveText(socket, message.payload, head.payloadBytes, deadline)
+               : talk;
 }
 
 } // namespace recorder

@@ -1,4 +1,4 @@
-#include "recorder/container/containertalk.h"
+#include "recorder/container/containerprotocol.h"
 
 #include "recorder/support/uninterrupted.h"
 

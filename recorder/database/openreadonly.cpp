@@ -1,5 +1,5 @@
-#include "recorder/database/lookdatabase.h"
 #include "recorder/database/openpostgres.h"
+#include "recorder/database/readonlydatabase.h"
 #include "recorder/database/schema.h"
 #include "recorder/settings/settings.h"
 
@@ -8,9 +8,9 @@ namespace recorder {
 std::unique_ptr<Database> OpenDatabaseOf(KRDB::DB_INSTANCE instance) {
     const DatabaseSettings& settings = GetSettings().database;
     if (settings.postgres) {
-        return OpenPostgres(*settings.postgres, settings.lockTimeoutMs, PostgresAccess::Look);
+        return OpenPostgres(*settings.postgres, settings.lockTimeoutMs, PostgresAccess::ReadOnly);
     }
-    return std::make_unique<LookDatabase>(DatabasePath(instance), settings.lockTimeoutMs);
+    return std::make_unique<ReadOnlyDatabase>(DatabasePath(instance), settings.lockTimeoutMs);
 }
 
 } // namespace recorder
