@@ -81,16 +81,25 @@ std::string UnannouncedTriggerSql(const MediaTable& table) {
         "INSERT INTO unannounced (id, camera_id) VALUES (NEW.id, NEW.camera_id);");
 }
 
-// The days of the rows that the run adds and removes.
-std::string DayTriggerSql(long run, const MediaTable& table, const std::string& operation,
-                          const std::string& row, const std::string& counted) {
-    const std::string counts = counted == "added" ? "1, 0" : "0, 1";
+// The days of the rows that the run adds.
+std::string AddedDayTriggerSql(long run, const MediaTable& table) {
     return TemporaryTriggerSql(
-        "count_day_" + counted + "_" + table.name, operation + " ON main." + table.name,
+        "count_day_added_" + table.name, "INSERT ON main." + table.name,
         "INSERT INTO run_day (run, camera_id, day, added, removed) VALUES (" + std::to_string(run) +
-            ", " + row + ".camera_id, " + DayOfSql(row + ".start_tm") + ", " + counts +
-            ") ON CONFLICT (run, camera_id, day) DO UPDATE SET " + counted + " = " + counted +
-            " + 1;");
+            ", NEW.camera_id, " + DayOfSql("NEW.start_tm") +
+            ", 1, 0) ON CONFLICT (run, camera_id, day) DO UPDATE SET added = added + 1;");
+}
+
+// Those of the rows that it removed, from what the ledger has since `firstId`: a trigger for each
+// row would make a removal a third slower.
+std::string RemovedDaysSql(long run, const std::string& table, sqlite3_int64 firstId) {
+    return Format("INSERT INTO run_day (run, camera_id, day, added, removed) "
+                  "SELECT run, camera_id, %s, 0, count(*) FROM removed "
+                  "WHERE id >= %lld AND run = %ld AND kind = '%s' GROUP BY 1, 2, 3 "
+                  "ON CONFLICT (run, camera_id, day) DO UPDATE SET removed = removed + "
+                  "excluded.removed;",
+                  DayOfSql("start_tm").c_str(), static_cast<long long>(firstId), run,
+                  table.c_str());
 }
 
 // A way to the disk that can't write. It stands before one of SQLite's own, as options of a
@@ -197,9 +206,13 @@ struct SqliteDatabase::Attribution {
         std::string table;
         long added = 0;
         long removed = 0;
+        bool hasDays = false; // what is added and removed is counted by day, too
     };
 
-    void Add(int operation, std::string_view table) {
+    void Add(int operation, std::string_view table, sqlite3_int64 row) {
+        if (table == "removed" && operation == SQLITE_INSERT) {
+            firstInLedger = std::min(firstInLedger.value_or(row), row);
+        }
         for (Count& count : counts) {
             if (count.table == table) {
                 count.added += operation == SQLITE_INSERT ? 1 : 0;
@@ -212,11 +225,12 @@ struct SqliteDatabase::Attribution {
         for (Count& count : counts) {
             count.added = count.removed = 0;
         }
+        firstInLedger.reset();
     }
 
     RunIdentity run;
     std::vector<Count> counts;
-    bool countsDays = false;
+    std::optional<sqlite3_int64> firstInLedger; // of the rows that were removed since Clear
 };
 
 // When the write lock was last given back.
@@ -389,20 +403,18 @@ void SqliteDatabase::AttributeTo(const RunIdentity& run, const std::vector<Media
     m_attribution = std::make_unique<Attribution>();
     m_attribution->run = run;
     for (const MediaTable& table : tables) {
-        m_attribution->counts.push_back({table.name});
+        m_attribution->counts.push_back({.table = table.name, .hasDays = table.isAnnounced});
         RunPlain(LedgerTriggerSql(run.number, table).c_str());
         if (table.isAnnounced) {
             RunPlain(UnannouncedTriggerSql(table).c_str());
-            RunPlain(DayTriggerSql(run.number, table, "INSERT", "NEW", "added").c_str());
-            RunPlain(DayTriggerSql(run.number, table, "DELETE", "OLD", "removed").c_str());
-            m_attribution->countsDays = true;
+            RunPlain(AddedDayTriggerSql(run.number, table).c_str());
         }
     }
     sqlite3_update_hook(
         m_handle.get(),
         [](void* attribution, int operation, const char* /*database*/, const char* table,
-           sqlite3_int64 /*row*/) {
-            static_cast<Attribution*>(attribution)->Add(operation, table);
+           sqlite3_int64 row) {
+            static_cast<Attribution*>(attribution)->Add(operation, table, row);
         },
         m_attribution.get());
 }
@@ -412,11 +424,11 @@ void SqliteDatabase::WriteCounts(int camId) {
         return;
     }
     bool hasRemoved = false;
-    bool hasChanged = false;
+    bool hasDays = false;
     for (const Attribution::Count& count : m_attribution->counts) {
         hasRemoved = hasRemoved || count.removed > 0;
         if (count.added + count.removed > 0) {
-            hasChanged = true;
+            hasDays = hasDays || count.hasDays;
             RunPlain((Format("INSERT INTO run_count (run, token, kind, camera_id, added, removed) "
                              "VALUES (%ld, %ld, '%s', %d, %ld, %ld) ",
                              m_attribution->run.number, m_attribution->run.token,
@@ -424,8 +436,13 @@ void SqliteDatabase::WriteCounts(int camId) {
                       kAddRunCountsSql)
                          .c_str());
         }
+        if (count.hasDays && count.removed > 0 && m_attribution->firstInLedger) {
+            RunPlain(RemovedDaysSql(m_attribution->run.number, count.table,
+                                    *m_attribution->firstInLedger)
+                         .c_str());
+        }
     }
-    if (hasChanged && m_attribution->countsDays) {
+    if (hasDays) {
         RunPlain(ForgetDaysSql(m_attribution->run.number).c_str());
     }
     if (hasRemoved) {
