@@ -1,7 +1,7 @@
 #include "recorder/camera/cameratable.h"
 
 #include "recorder/database/databases.h"
-#include "recorder/database/quote.h"
+#include "recorder/database/sqltext.h"
 #include "recorder/support/error.h"
 
 namespace recorder {

@@ -2,8 +2,8 @@
 
 #include "platform/recording.h"
 #include "recorder/database/databases.h"
-#include "recorder/database/idlist.h"
 #include "recorder/database/mediatable.h"
+#include "recorder/database/sqltext.h"
 #include "recorder/logging/logfile.h"
 #include "recorder/run/runlock.h"
 #include "recorder/support/error.h"

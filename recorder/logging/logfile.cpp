@@ -1,10 +1,10 @@
 #include "recorder/logging/logfile.h"
 
 #include "recorder/logging/failures.h"
-#include "recorder/logging/logtrust.h"
 #include "recorder/settings/settings.h"
 #include "recorder/support/error.h"
 #include "recorder/support/paths.h"
+#include "recorder/support/trust.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -37,7 +37,7 @@ std::unique_ptr<spdlog::logger> OpenLog() {
 const std::string& Distrust() {
     static const std::string distrust = []() -> std::string {
         try {
-            RequireTrustedLog();
+            RequireTrustedUnlinked(kLogFile);
             return {};
         } catch (const Error& error) {
             // The one thing that the recorder ever says on the terminal: the log can't take it, and

@@ -5,7 +5,7 @@
 #include "recorder/logging/logfile.h"
 #include "recorder/settings/settings.h"
 #include "recorder/support/format.h"
-#include "recorder/support/umask.h"
+#include "recorder/support/privacy.h"
 
 #include <cstdarg>
 #include <exception>

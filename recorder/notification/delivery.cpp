@@ -4,7 +4,6 @@
 #include "recorder/logging/logfile.h"
 #include "recorder/logging/recorderlog.h"
 #include "recorder/notification/broker.h"
-#include "recorder/notification/message.h"
 #include "recorder/notification/outbox.h"
 #include "recorder/support/deadline.h"
 #include "recorder/support/filelock.h"

@@ -2,7 +2,7 @@
 
 #include "recorder/database/databases.h"
 #include "recorder/database/idmarks.h"
-#include "recorder/database/quote.h"
+#include "recorder/database/sqltext.h"
 #include "recorder/support/format.h"
 
 #include <ctime>
@@ -79,6 +79,15 @@ long CountDueMessages() {
 
 void DeleteMessage(long id) {
     Execute(KRDB::DB_RECORDING, Format("DELETE FROM outbox WHERE id = %ld;", id));
+}
+
+std::string TopicOf(const Message& message, const std::string& prefix) {
+    return prefix + "/" + message.topic;
+}
+
+std::string MessageOf(const Message& message) {
+    return R"({"id":)" + std::to_string(message.id) + R"(,"time":)" +
+           std::to_string(message.createdTm) + R"(,"body":)" + message.body + "}";
 }
 
 } // namespace recorder

@@ -40,4 +40,11 @@ struct UnannouncedRecording {
 // The message has been delivered. Throws Error.
 void DeleteMessage(long id);
 
+// "kestora/event/list"
+[[nodiscard]] std::string TopicOf(const Message& message, const std::string& prefix);
+
+// JSON: the message's body as it is, and around it the id, by which a receiver knows a message that
+// it has had before, and the time.
+[[nodiscard]] std::string MessageOf(const Message& message);
+
 } // namespace recorder

@@ -1,5 +1,5 @@
 #include "platform/recording.h"
-#include "recorder/database/quote.h"
+#include "recorder/database/sqltext.h"
 
 #include <algorithm>
 #include <cstdint>

@@ -2,7 +2,7 @@
 
 #include "platform/recording.h"
 #include "recorder/database/databases.h"
-#include "recorder/database/idlist.h"
+#include "recorder/database/sqltext.h"
 #include "recorder/logging/logexceptions.h"
 #include "recorder/notification/delivery.h"
 #include "recorder/notification/outbox.h"

@@ -1,7 +1,7 @@
 #include "platform/database.h"
 #include "platform/recording.h"
 #include "recorder/database/databases.h"
-#include "recorder/database/idlist.h"
+#include "recorder/database/sqltext.h"
 #include "recorder/logging/logexceptions.h"
 #include "recorder/recording/evidence.h"
 #include "recorder/run/pacedremoval.h"

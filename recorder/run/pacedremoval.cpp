@@ -1,7 +1,7 @@
 #include "recorder/run/pacedremoval.h"
 
 #include "recorder/database/databases.h"
-#include "recorder/database/idlist.h"
+#include "recorder/database/sqltext.h"
 #include "recorder/run/taps.h"
 #include "recorder/support/error.h"
 

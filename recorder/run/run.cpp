@@ -2,8 +2,8 @@
 
 #include "recorder/database/age.h"
 #include "recorder/database/expiry.h"
-#include "recorder/database/quote.h"
 #include "recorder/database/schema.h"
+#include "recorder/database/sqltext.h"
 #include "recorder/logging/failures.h"
 #include "recorder/logging/logexceptions.h"
 #include "recorder/logging/logfile.h"

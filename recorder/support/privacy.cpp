@@ -14,6 +14,7 @@ namespace recorder {
 namespace {
 
 constexpr mode_t kAllModeBits = 07777;
+constexpr mode_t kNotForOthers = 027;
 
 // 0 where it can't be told, or is a link's.
 mode_t ModeOf(const std::string& path) {
@@ -57,6 +58,12 @@ std::vector<std::string> CloseToOthers(const std::string& folder) {
         }
     }
     return open;
+}
+
+mode_t TightenUmask() noexcept {
+    const mode_t callers = umask(kNotForOthers); // it can't be read without being set
+    umask(callers | kNotForOthers);
+    return callers;
 }
 
 } // namespace recorder

@@ -1,7 +1,7 @@
 // The world of the recorder, whatever its engine: the files below /var/packages/Kestora.
 
 #include "recorder/database/databases.h"
-#include "recorder/database/quote.h"
+#include "recorder/database/sqltext.h"
 #include "recorder/support/paths.h"
 #include "tests/contract/support/files.h"
 #include "tests/contract/support/sandbox.h"

@@ -71,7 +71,7 @@ class UnitTest(unittest.TestCase):
         self.assertIn(130, statuses_of_krctl_run())
 
     def test_the_umask_is_the_programs_own(self):
-        own = re.search(r"constexpr mode_t kNotForOthers = (0\d+);", read("recorder/support/umask.cpp"))[1]
+        own = re.search(r"constexpr mode_t kNotForOthers = (0\d+);", read("recorder/support/privacy.cpp"))[1]
         self.assertEqual(int(self.service["UMask"], 8), int(own, 8))
 
 

@@ -1,6 +1,6 @@
 #include "recorder/database/age.h"
 #include "recorder/database/databases.h"
-#include "recorder/database/quote.h"
+#include "recorder/database/sqltext.h"
 #include "recorder/ledger/undo.h"
 #include "recorder/run/run.h"
 #include "recorder/run/runlist.h"

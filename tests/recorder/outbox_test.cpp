@@ -1,4 +1,3 @@
-#include "recorder/notification/message.h"
 #include "recorder/notification/outbox.h"
 #include "tests/contract/support/fixture.h"
 

@@ -4,8 +4,7 @@
 #include "tools/common/outputfile.h"
 #include "tools/krctl/report/dates.h"
 #include "tools/krctl/report/page.h"
-#include "tools/krctl/report/planreport.h"
-#include "tools/krctl/report/runreport.h"
+#include "tools/krctl/report/reports.h"
 
 #include <ctime>
 #include <memory>

@@ -1,13 +1,13 @@
 #include "tools/krctl/commands.h"
 
 #include "recorder/camera/cameratable.h"
-#include "recorder/logging/logtrust.h"
 #include "recorder/run/live.h"
 #include "recorder/run/runlist.h"
 #include "recorder/settings/settings.h"
 #include "recorder/support/error.h"
 #include "recorder/support/paths.h"
 #include "recorder/support/program.h"
+#include "recorder/support/trust.h"
 #include "tools/common/joboptions.h"
 #include "tools/common/terminal.h"
 #include "tools/common/words.h"
@@ -113,7 +113,7 @@ std::optional<RunView> RunOf(const ChildProcess& child, std::optional<long> newe
 // What is in a log that is not trusted says nothing.
 std::string WhyUntrusted(const std::string& seeLog) {
     try {
-        recorder::RequireTrustedLog();
+        recorder::RequireTrustedUnlinked(recorder::kLogFile);
     } catch (const recorder::Error& error) {
         return std::string("the log is not trusted, so nothing was changed: ") + error.what();
     }

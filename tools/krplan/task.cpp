@@ -5,10 +5,11 @@
 #include "recorder/camera/cameratable.h"
 #include "recorder/database/databases.h"
 #include "recorder/database/idmarksfile.h"
-#include "recorder/logging/logtrust.h"
 #include "recorder/run/live.h"
 #include "recorder/settings/settings.h"
 #include "recorder/support/folder.h"
+#include "recorder/support/paths.h"
+#include "recorder/support/trust.h"
 #include "tools/krplan/messages.h"
 #include "tools/krplan/notebook.h"
 
@@ -69,7 +70,7 @@ namespace KRIndex {
 int RegTaskStart() {
     try {
         (void)recorder::GetSettings();
-        recorder::RequireTrustedLog();
+        recorder::RequireTrustedUnlinked(recorder::kLogFile);
     } catch (const std::exception& error) {
         return plan::NoPlan(EX_CONFIG, error.what());
     }

@@ -1,10 +1,10 @@
 #include "platform/logging.h"
 #include "platform/utility.h"
-#include "recorder/logging/logtrust.h"
 #include "recorder/settings/settings.h"
 #include "recorder/support/error.h"
 #include "recorder/support/paths.h"
 #include "recorder/support/presence.h"
+#include "recorder/support/trust.h"
 #include "tools/krctl/doctor/checks.h"
 
 #include <string>
@@ -34,7 +34,7 @@ bool IsFileSystemFull(const std::string& path) {
 
 Check CheckTrustAndAccess() {
     try {
-        recorder::RequireTrustedLog();
+        recorder::RequireTrustedUnlinked(recorder::kLogFile);
     } catch (const recorder::Error& error) {
         return Problem(kSubject, error.what(), "correct it: no run starts before");
     }

@@ -1,4 +1,4 @@
-#include "tools/krctl/report/planreport.h"
+#include "tools/krctl/report/reports.h"
 
 #include "recorder/recording/daycount.h"
 #include "recorder/support/medianames.h"

@@ -1,4 +1,4 @@
-#include "tools/krctl/report/runreport.h"
+#include "tools/krctl/report/reports.h"
 
 #include "recorder/camera/cameratable.h"
 #include "recorder/recording/daycount.h"

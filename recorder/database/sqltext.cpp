@@ -1,4 +1,4 @@
-#include "recorder/database/quote.h"
+#include "recorder/database/sqltext.h"
 
 namespace recorder {
 

@@ -1,5 +1,17 @@
 #include "platform/snapshot.h"
-#include "recorder/database/quote.h"
+#include "recorder/database/sqltext.h"
+#include "recorder/logging/logexceptions.h"
+#include "recorder/settings/settings.h"
+#include "recorder/support/medianames.h"
+
+std::string GetSnapshotFullPath() {
+    return recorder::LogExceptions(std::string(),
+                                   [] { return recorder::GetSettings().snapshot.folder; });
+}
+
+std::string GetRecThmbnailDirPath(const std::string& storagePath) {
+    return storagePath + "/" + recorder::kThumbnailDirName;
+}
 
 std::string ReindexSnapshotSql(const std::string& /*fullPath*/, const std::string& fileName,
                                int64_t startTm, int size) {

@@ -1,10 +1,15 @@
-// Ids as a list in SQL or JSON.
+// Values in SQL: texts as literals, ids as lists.
 
 #pragma once
 
 #include <string>
+#include <string_view>
 
 namespace recorder {
+
+// `text` as a literal that is read back unchanged: file names hold quotes, newlines and bytes of no
+// encoding. It must hold no NUL.
+[[nodiscard]] std::string Quote(std::string_view text);
 
 // The ids of all items, in decimal, separated by ",". `idOf` takes an item to its id.
 template <typename Items, typename IdOf>
