@@ -36,8 +36,7 @@ std::string BringAgeUpToDateSql(const Moment& now, const std::string& condition)
                   "SELECT 1, 0, '%s', '%s', %ld, %ld WHERE %s "
                   "ON CONFLICT (id) DO UPDATE SET age_s = ledger_age.age_s + %s, "
                   "machine = excluded.machine, boot = excluded.boot, "
-                  "uptime_s = excluded.uptime_s, clock_tm = CASE WHEN excluded.clock_tm > "
-                  "ledger_age.clock_tm THEN excluded.clock_tm ELSE ledger_age.clock_tm END;",
+                  "uptime_s = excluded.uptime_s, clock_tm = excluded.clock_tm;",
                   now.kernel.machine.c_str(), now.kernel.boot.c_str(), now.kernel.uptimeS,
                   now.clockTm, condition.c_str(), AgeGainSql(now).c_str());
 }

@@ -24,9 +24,6 @@ struct Moment {
 // Within one boot it is what the kernel counted. Of another boot of the same machine it is what
 // both this boot and the clock confirm: an id of a machine may have been copied, and a container
 // that moves to another host finds one that has been up for long. Of another machine it is 0.
-//
-// The clock that is noted never goes back: two hosts with the same machine id that take turns, one
-// of them with a clock that is ahead, would otherwise add an uptime at each of their turns.
 [[nodiscard]] std::string AgeGainSql(const Moment& now);
 
 // A statement that brings the age up to date where `condition` holds.
