@@ -401,18 +401,13 @@ class IdentityOnPostgresql(Identity):
 
 
 class ClockOnPostgresql(Clock):
-    def new_engine(self):
-        return self.postgresql
-
-    def new_recorder(self, root):
-        self.postgresql = OnPostgresql()
-        os.mkdir(root)
-        return Recorder(root, [f'dsn = "{self.postgresql.server.dsn}"'])
+    new_engine = IdentityOnPostgresql.new_engine
+    new_recorder = IdentityOnPostgresql.new_recorder
 
 
 class NumbersOnPostgresql(Numbers):
-    new_engine = ClockOnPostgresql.new_engine
-    new_recorder = ClockOnPostgresql.new_recorder
+    new_engine = IdentityOnPostgresql.new_engine
+    new_recorder = IdentityOnPostgresql.new_recorder
 
 
 class LostRecord(LedgerTest):
@@ -587,15 +582,14 @@ class Undo(LedgerTest):
 
 
 class UndoOnPostgresql(Undo):
-    new_engine = ClockOnPostgresql.new_engine
-    new_recorder = ClockOnPostgresql.new_recorder
+    new_engine = IdentityOnPostgresql.new_engine
+    new_recorder = IdentityOnPostgresql.new_recorder
 
 
 class InterruptedUndo(LedgerTest):
     """By a server that stops at a batch."""
 
-    def new_engine(self):
-        return self.postgresql
+    new_engine = IdentityOnPostgresql.new_engine
 
     def new_recorder(self, root):
         self.postgresql = OnPostgresql()
