@@ -13,7 +13,7 @@ using testing::Not;
 class CameraLoad : public contract::ContractTest {};
 class CameraIdList : public contract::ContractTest {};
 
-TEST_F(CameraLoad, GivesTheIdAndTheStorageFolderOfTheRow) {
+TEST_F(CameraLoad, SetsIdAndStorageFolderFromTheRow) {
     world::AddCamera({.id = 7, .storagePath = "/volume1/front door"});
     Camera camera;
 
@@ -23,14 +23,14 @@ TEST_F(CameraLoad, GivesTheIdAndTheStorageFolderOfTheRow) {
     EXPECT_EQ(camera.GetStoragePath(), "/volume1/front door");
 }
 
-TEST_F(CameraLoad, LeavesACameraEmptyBeforeItSucceeds) {
+TEST_F(CameraLoad, ACameraIsEmptyBeforeItIsLoaded) {
     const Camera camera;
 
     EXPECT_EQ(camera.GetId(), 0);
     EXPECT_EQ(camera.GetStoragePath(), "");
 }
 
-TEST_F(CameraLoad, TakesTheSmallestAndTheLargestId) {
+TEST_F(CameraLoad, AcceptsTheSmallestAndTheLargestId) {
     world::AddCamera({.id = 1, .storagePath = "/a"});
     world::AddCamera({.id = INT_MAX, .storagePath = "/b"});
     Camera first;
@@ -43,7 +43,7 @@ TEST_F(CameraLoad, TakesTheSmallestAndTheLargestId) {
     EXPECT_EQ(last.GetStoragePath(), "/b");
 }
 
-TEST_F(CameraLoad, RefusesAnIdThatIsNoCamera) {
+TEST_F(CameraLoad, FailsForAnIdWithoutACamera) {
     world::AddCamera({.id = 1, .storagePath = "/a"});
 
     for (const int id : {0, -1, INT_MIN, 2}) {
@@ -53,7 +53,7 @@ TEST_F(CameraLoad, RefusesAnIdThatIsNoCamera) {
     }
 }
 
-TEST_F(CameraLoad, RefusesADataSourceAndARevisionThatThePlatformHasNot) {
+TEST_F(CameraLoad, FailsForAnUnknownDataSourceOrRevision) {
     world::AddCamera({.id = 1, .storagePath = "/a"});
     Camera camera;
 
@@ -76,7 +76,7 @@ TEST_F(CameraLoad, LeavesTheObjectUnchangedWhenItFails) {
 }
 
 TEST_F(CameraLoad, FailsWhenTheRowCantBeRead) {
-    world::Spoil(KRDB::DB_SYSTEM);
+    world::DamageDatabase(KRDB::DB_SYSTEM);
     Camera camera;
 
     EXPECT_NE(camera.Load(1, 0, 0), 0);
@@ -85,7 +85,7 @@ TEST_F(CameraLoad, FailsWhenTheRowCantBeRead) {
     EXPECT_EQ(world::Log().size(), 1U);
 }
 
-TEST_F(CameraLoad, RefusesAStorageFolderThatIsNoAbsolutePath) {
+TEST_F(CameraLoad, FailsIfTheStorageFolderIsNotAnAbsolutePath) {
     world::AddCamera({.id = 1, .storagePath = "volume1/a"});
     world::AddCamera({.id = 2, .storagePath = ""});
     Camera camera;
@@ -97,7 +97,7 @@ TEST_F(CameraLoad, RefusesAStorageFolderThatIsNoAbsolutePath) {
     EXPECT_EQ(world::Log().size(), 2U);
 }
 
-TEST_F(CameraLoad, TakesTrailingSlashesOffTheStorageFolder) {
+TEST_F(CameraLoad, RemovesTrailingSlashesFromTheStorageFolder) {
     world::AddCamera({.id = 1, .storagePath = "/volume1/a//"});
     Camera camera;
 
@@ -118,14 +118,14 @@ TEST_F(CameraLoad, KeepsEveryByteOfTheStorageFolder) {
     }
 }
 
-TEST_F(CameraLoad, DoesntCheckWhetherTheStorageFolderExists) {
+TEST_F(CameraLoad, SucceedsIfTheStorageFolderDoesNotExist) {
     world::AddCamera({.id = 1, .storagePath = Scratch("nowhere")});
     Camera camera;
 
     EXPECT_EQ(camera.Load(1, 0, 0), 0);
 }
 
-TEST_F(CameraLoad, MakesIndependentCopies) {
+TEST_F(CameraLoad, CopiesOfACameraAreIndependent) {
     world::AddCamera({.id = 1, .storagePath = "/a"});
     world::AddCamera({.id = 2, .storagePath = "/b"});
     Camera camera;
@@ -148,7 +148,7 @@ TEST_F(CameraLoad, SucceedsOnTheVolumeThatTheRowNames) {
     EXPECT_EQ(camera.Load(1, 0, 0), 0);
 }
 
-TEST_F(CameraLoad, FailsOnAnotherVolumeThanTheRowNames) {
+TEST_F(CameraLoad, FailsOnAnyVolumeButTheOneThatTheRowNames) {
     contract::PutFile(Scratch("volume/.kestora-volume"), "00000000-0000-4000-8000-000000000000\n");
     world::AddCamera({.id = 1,
                       .storagePath = Scratch("volume"),
@@ -161,7 +161,7 @@ TEST_F(CameraLoad, FailsOnAnotherVolumeThanTheRowNames) {
     EXPECT_EQ(world::Log().size(), 1U);
 }
 
-TEST_F(CameraLoad, FailsWhenTheIdentityOfTheVolumeIsNone) {
+TEST_F(CameraLoad, FailsIfTheVolumeIdIsNotAUuid) {
     contract::PutFile(Scratch("volume/.kestora-volume"), "5e1f0e9c-6a2b\n");
     world::AddCamera({.id = 1, .storagePath = Scratch("volume"), .volumeId = "5e1f0e9c-6a2b"});
     Camera camera;
@@ -172,7 +172,7 @@ TEST_F(CameraLoad, FailsWhenTheIdentityOfTheVolumeIsNone) {
     EXPECT_EQ(world::Log().size(), 1U);
 }
 
-TEST_F(CameraLoad, FailsWhenTheVolumeThatTheRowNamesIsNotMounted) {
+TEST_F(CameraLoad, FailsIfTheVolumeThatTheRowNamesIsNotMounted) {
     MakeFolder("volume");
     world::AddCamera({.id = 1,
                       .storagePath = Scratch("volume"),
@@ -185,7 +185,7 @@ TEST_F(CameraLoad, FailsWhenTheVolumeThatTheRowNamesIsNotMounted) {
     EXPECT_EQ(world::Log().size(), 1U);
 }
 
-TEST_F(CameraIdList, HasTheLocalCamerasInAscendingOrder) {
+TEST_F(CameraIdList, ContainsTheLocalCamerasInAscendingOrder) {
     world::AddCamera({.id = 30, .storagePath = "/a"});
     world::AddCamera({.id = 4, .storagePath = "/b"});
     world::AddCamera({.id = 5, .storagePath = "/c", .dsId = 1});
@@ -194,7 +194,7 @@ TEST_F(CameraIdList, HasTheLocalCamerasInAscendingOrder) {
     EXPECT_THAT(CamGetIdList(true, 0), ElementsAre(4, 30, INT_MAX));
 }
 
-TEST_F(CameraIdList, HasTheCamerasOfADataSource) {
+TEST_F(CameraIdList, ContainsTheCamerasOfADataSource) {
     world::AddCamera({.id = 1, .storagePath = "/a"});
     world::AddCamera({.id = 9, .storagePath = "/b", .dsId = 2});
     world::AddCamera({.id = 8, .storagePath = "/c", .dsId = 2});
@@ -204,14 +204,14 @@ TEST_F(CameraIdList, HasTheCamerasOfADataSource) {
     EXPECT_THAT(CamGetIdList(false, 3), IsEmpty());
 }
 
-TEST_F(CameraIdList, IsEmptyAndSilentWhenThereIsNoCamera) {
+TEST_F(CameraIdList, IsEmptyAndNothingIsLoggedWithoutCameras) {
     EXPECT_THAT(CamGetIdList(true, 0), IsEmpty());
 
     EXPECT_THAT(world::Log(), IsEmpty());
 }
 
-TEST_F(CameraIdList, IsEmptyWithAReasonWhenTheTableCantBeRead) {
-    world::Spoil(KRDB::DB_SYSTEM);
+TEST_F(CameraIdList, IsEmptyAndTheReasonIsLoggedIfTheTableCantBeRead) {
+    world::DamageDatabase(KRDB::DB_SYSTEM);
 
     EXPECT_THAT(CamGetIdList(true, 0), IsEmpty());
 

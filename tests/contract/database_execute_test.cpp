@@ -1,11 +1,11 @@
 #include "platform/database.h"
+#include "tests/contract/support/execute.h"
 #include "tests/contract/support/fixture.h"
-#include "tests/contract/support/resultrows.h"
 
 namespace {
 
+using contract::Execute;
 using contract::Rows;
-using contract::RunText;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -21,7 +21,7 @@ std::string InsertEmap(int id, const std::string& literal) {
     return "INSERT INTO emap (id, filename) VALUES (" + std::to_string(id) + ", " + literal + ");";
 }
 
-// A text of SQL in quotes, as the standard writes them.
+// The text as a literal of standard SQL.
 std::string Literal(const std::string& text) {
     std::string literal = "'";
     for (const char c : text) {
@@ -30,14 +30,14 @@ std::string Literal(const std::string& text) {
     return literal + "'";
 }
 
-TEST_F(DatabaseExecute, RunsEveryStatementInOrderWithNothingInBetween) {
+TEST_F(DatabaseExecute, RunsAllStatementsInOrder) {
     EXPECT_EQ(
-        RunText(InsertEmap(1, "'a'") + InsertEmap(2, "'b'") + "DELETE FROM emap WHERE id = 1;"), 0);
+        Execute(InsertEmap(1, "'a'") + InsertEmap(2, "'b'") + "DELETE FROM emap WHERE id = 1;"), 0);
 
     EXPECT_THAT(Emaps(), ElementsAre(world::Row{"2", "b"}));
 }
 
-TEST_F(DatabaseExecute, YieldsTheRowsOfAllStatementsInOrder) {
+TEST_F(DatabaseExecute, ReturnsTheRowsOfAllStatementsInOrder) {
     const std::string insert = "INSERT INTO emap (filename) VALUES ('x') RETURNING id;";
 
     const Rows rows("SELECT 5 AS id;" + insert + "SELECT 7 AS id;" + insert);
@@ -45,23 +45,18 @@ TEST_F(DatabaseExecute, YieldsTheRowsOfAllStatementsInOrder) {
     EXPECT_THAT(rows.Column("id"), ElementsAre("5", "1", "7", "2"));
 }
 
-TEST_F(DatabaseExecute, FailsWhenStatementsYieldDifferentColumns) {
-    EXPECT_NE(RunText("SELECT 1 AS a; SELECT 2 AS b;"), 0);
+TEST_F(DatabaseExecute, FailsIfStatementsReturnDifferentColumns) {
+    EXPECT_NE(Execute("SELECT 1 AS a; SELECT 2 AS b;"), 0);
 }
 
-TEST_F(DatabaseExecute, SetsAResultWithoutRowsWhenNoStatementYieldsOne) {
-    DBResult_tag* result = nullptr;
+TEST_F(DatabaseExecute, SetsAnEmptyResultIfNoStatementReturnsRows) {
+    const Rows rows(InsertEmap(1, "'a'"));
 
-    EXPECT_EQ(
-        KRDB::Execute(KRDB::DB_SYSTEM, InsertEmap(1, "'a'"), &result, false, true, true, true), 0);
-
-    int row = 0;
-    EXPECT_NE(result, nullptr);
-    EXPECT_NE(KRDBFetchRow(result, &row), 0);
-    KRDBFreeResult(result);
+    EXPECT_NE(rows.Get(), nullptr);
+    EXPECT_THAT(rows.Column("id"), IsEmpty());
 }
 
-TEST_F(DatabaseExecute, LeavesTheResultAsItWasOnFailure) {
+TEST_F(DatabaseExecute, LeavesTheResultPointerUnchangedOnFailure) {
     auto* const before = reinterpret_cast<DBResult_tag*>(0x10);
     DBResult_tag* result = before;
 
@@ -72,9 +67,9 @@ TEST_F(DatabaseExecute, LeavesTheResultAsItWasOnFailure) {
     EXPECT_EQ(result, before);
 }
 
-TEST_F(DatabaseExecute, FailsWhenTheReadingBreaksOffHalfWay) {
+TEST_F(DatabaseExecute, FailsIfReadingTheRowsFailsHalfway) {
     const std::string ids = InsertEmap(1, "'5'") + InsertEmap(2, "'broken'");
-    ASSERT_EQ(RunText(ids), 0);
+    ASSERT_EQ(Execute(ids), 0);
     DBResult_tag* result = nullptr;
 
     EXPECT_NE(KRDB::Execute(KRDB::DB_SYSTEM,
@@ -86,131 +81,121 @@ TEST_F(DatabaseExecute, FailsWhenTheReadingBreaksOffHalfWay) {
     EXPECT_EQ(result, nullptr);
 }
 
-TEST_F(DatabaseExecute, TakesATextWithoutAnyStatement) {
-    EXPECT_EQ(RunText(""), 0);
-    EXPECT_EQ(RunText(" \n"), 0);
+TEST_F(DatabaseExecute, SucceedsForATextWithoutStatements) {
+    EXPECT_EQ(Execute(""), 0);
+    EXPECT_EQ(Execute(" \n"), 0);
 }
 
-TEST_F(DatabaseExecute, WritesNothingReadOnlyAndReadsAllTheSame) {
-    ASSERT_EQ(RunText(InsertEmap(1, "'a'")), 0);
+TEST_F(DatabaseExecute, ReadsButRefusesToWriteIfReadOnly) {
+    ASSERT_EQ(Execute(InsertEmap(1, "'a'")), 0);
 
     for (const char* const sql :
          {"INSERT INTO emap (filename) VALUES ('b');", "UPDATE emap SET filename = 'b';",
           "DELETE FROM emap;", "DROP TABLE emap;", "CREATE TABLE other (id INTEGER);",
           "INSERT INTO emap (filename) VALUES ('b') RETURNING id;"}) {
-        EXPECT_NE(KRDB::Execute(KRDB::DB_SYSTEM, sql, nullptr, true, true, true, false), 0) << sql;
-        EXPECT_NE(KRDB::Execute(KRDB::DB_SYSTEM, sql, nullptr, true, false, true, false), 0) << sql;
+        EXPECT_NE(Execute(sql, {.readOnly = true, .logError = false}), 0) << sql;
+        EXPECT_NE(Execute(sql, {.readOnly = true, .transaction = false, .logError = false}), 0)
+            << sql;
     }
-    EXPECT_EQ(
-        KRDB::Execute(KRDB::DB_SYSTEM, "SELECT id FROM emap;", nullptr, true, true, true, true), 0);
+    EXPECT_EQ(Execute("SELECT id FROM emap;", {.readOnly = true}), 0);
 
     EXPECT_THAT(Emaps(), ElementsAre(world::Row{"1", "a"}));
 }
 
-TEST_F(DatabaseExecute, ReadOnlyRefusesAWritingStatementBehindAReadingOne) {
-    EXPECT_NE(KRDB::Execute(KRDB::DB_SYSTEM, "SELECT 1 AS id;" + InsertEmap(1, "'a'"), nullptr,
-                            true, true, true, false),
+TEST_F(DatabaseExecute, RefusesAWriteAfterAReadIfReadOnly) {
+    EXPECT_NE(
+        Execute("SELECT 1 AS id;" + InsertEmap(1, "'a'"), {.readOnly = true, .logError = false}),
+        0);
+
+    EXPECT_THAT(Emaps(), IsEmpty());
+}
+
+TEST_F(DatabaseExecute, RollsTheWholeTransactionBackIfAStatementFails) {
+    EXPECT_NE(Execute(InsertEmap(1, "'a'") + InsertEmap(2, "'b'") + InsertEmap(1, "'c'") +
+                          InsertEmap(3, "'d'"),
+                      {.logError = false}),
               0);
 
     EXPECT_THAT(Emaps(), IsEmpty());
 }
 
-TEST_F(DatabaseExecute, UndoesEverythingWhenAStatementOfATransactionFails) {
-    EXPECT_NE(KRDB::Execute(KRDB::DB_SYSTEM,
-                            InsertEmap(1, "'a'") + InsertEmap(2, "'b'") + InsertEmap(1, "'c'") +
-                                InsertEmap(3, "'d'"),
-                            nullptr, false, true, true, false),
-              0);
-
-    EXPECT_THAT(Emaps(), IsEmpty());
-}
-
-TEST_F(DatabaseExecute, KeepsWhatCameBeforeAFailureWithoutATransaction) {
-    EXPECT_NE(KRDB::Execute(KRDB::DB_SYSTEM,
-                            InsertEmap(1, "'a'") + InsertEmap(1, "'b'") + InsertEmap(2, "'c'"),
-                            nullptr, false, false, true, false),
+TEST_F(DatabaseExecute, KeepsTheStatementsBeforeAFailureWithoutATransaction) {
+    EXPECT_NE(Execute(InsertEmap(1, "'a'") + InsertEmap(1, "'b'") + InsertEmap(2, "'c'"),
+                      {.transaction = false, .logError = false}),
               0);
 
     EXPECT_THAT(Emaps(), ElementsAre(world::Row{"1", "a"}));
 }
 
-TEST_F(DatabaseExecute, WorksAgainAfterAFailedTransaction) {
-    ASSERT_NE(KRDB::Execute(KRDB::DB_SYSTEM, InsertEmap(1, "'a'") + "nonsense;", nullptr, false,
-                            true, true, false),
-              0);
+TEST_F(DatabaseExecute, SucceedsAfterAFailedTransaction) {
+    ASSERT_NE(Execute(InsertEmap(1, "'a'") + "nonsense;", {.logError = false}), 0);
 
-    EXPECT_EQ(RunText(InsertEmap(2, "'b'")), 0);
+    EXPECT_EQ(Execute(InsertEmap(2, "'b'")), 0);
 
     EXPECT_THAT(Emaps(), ElementsAre(world::Row{"2", "b"}));
 }
 
-TEST_F(DatabaseExecute, LogsOneLineWithDatabaseAndReasonWhereAsked) {
-    EXPECT_NE(
-        KRDB::Execute(KRDB::DB_SYSTEM, "SELECT x FROM missing;", nullptr, false, false, true, true),
-        0);
+TEST_F(DatabaseExecute, LogsAFailureInOneLineWithDatabaseAndReasonIfAskedTo) {
+    EXPECT_NE(Execute("SELECT x FROM missing;", {.transaction = false}), 0);
 
     ASSERT_EQ(world::Log().size(), 1U);
     EXPECT_THAT(world::Log().front(), HasSubstr(world::NameInLog(KRDB::DB_SYSTEM)));
     EXPECT_THAT(world::Log().front(), HasSubstr("missing"));
 }
 
-TEST_F(DatabaseExecute, NamesTheDatabaseWhenStatementsYieldDifferentColumns) {
-    EXPECT_NE(KRDB::Execute(KRDB::DB_SYSTEM, "SELECT 1 AS a; SELECT 2 AS b;", nullptr, false, false,
-                            true, true),
-              0);
+TEST_F(DatabaseExecute, LogsTheDatabaseIfStatementsReturnDifferentColumns) {
+    EXPECT_NE(Execute("SELECT 1 AS a; SELECT 2 AS b;", {.transaction = false}), 0);
 
     ASSERT_EQ(world::Log().size(), 1U);
     EXPECT_THAT(world::Log().front(), HasSubstr(world::NameInLog(KRDB::DB_SYSTEM)));
 }
 
-TEST_F(DatabaseExecute, LogsNoFailureWhereNotAsked) {
-    EXPECT_NE(KRDB::Execute(KRDB::DB_SYSTEM, "SELECT x FROM missing;", nullptr, false, false, true,
-                            false),
-              0);
+TEST_F(DatabaseExecute, LogsNoFailureUnlessAskedTo) {
+    EXPECT_NE(Execute("SELECT x FROM missing;", {.transaction = false, .logError = false}), 0);
 
     EXPECT_THAT(world::Log(), IsEmpty());
 }
 
-TEST_F(DatabaseExecute, FailsOnTheDatabaseThatIsNone) {
-    EXPECT_NE(KRDB::Execute(KRDB::DB_NONE, "SELECT 1;", nullptr, true, false, true, true), 0);
+TEST_F(DatabaseExecute, FailsForTheInstanceThatStandsForNoDatabase) {
+    EXPECT_NE(Execute(KRDB::DB_NONE, "SELECT 1;", {.readOnly = true, .transaction = false}), 0);
 
     ASSERT_EQ(world::Log().size(), 1U);
     EXPECT_THAT(world::Log().front(), HasSubstr("15"));
 }
 
-TEST_F(DatabaseExecute, FailsOnADatabaseThatCantBeRead) {
-    world::Spoil(KRDB::DB_SNAPSHOT);
+TEST_F(DatabaseExecute, FailsForADamagedDatabase) {
+    world::DamageDatabase(KRDB::DB_SNAPSHOT);
 
-    EXPECT_NE(KRDB::Execute(KRDB::DB_SNAPSHOT, "SELECT id FROM snapshot;", nullptr, true, false,
-                            true, true),
+    EXPECT_NE(Execute(KRDB::DB_SNAPSHOT, "SELECT id FROM snapshot;",
+                      {.readOnly = true, .transaction = false}),
               0);
 
     EXPECT_EQ(world::Log().size(), 1U);
 }
 
-TEST_F(DatabaseExecute, KeepsEveryByteOfALiteral) {
+TEST_F(DatabaseExecute, StoresHostileNamesUnchanged) {
     for (const std::string& name : contract::HostileNames()) {
-        world::Renew();
+        world::Reset();
 
-        ASSERT_EQ(RunText(InsertEmap(1, Literal(name))), 0) << name;
+        ASSERT_EQ(Execute(InsertEmap(1, Literal(name))), 0) << name;
 
         EXPECT_THAT(Emaps(), ElementsAre(world::Row{"1", name}));
         EXPECT_THAT(Rows("SELECT filename FROM emap;").Column("filename"), ElementsAre(name));
     }
 }
 
-TEST_F(DatabaseExecute, KeepsEveryByteValueButNul) {
+TEST_F(DatabaseExecute, StoresEveryByteValueExceptNul) {
     std::string all;
     for (int byte = 1; byte <= 0xff; ++byte) {
         all += static_cast<char>(byte);
     }
 
-    ASSERT_EQ(RunText(InsertEmap(1, Literal(all))), 0);
+    ASSERT_EQ(Execute(InsertEmap(1, Literal(all))), 0);
 
     EXPECT_THAT(Rows("SELECT filename FROM emap;").Column("filename"), ElementsAre(all));
 }
 
-TEST_F(DatabaseExecute, RunsTensOfThousandsOfStatementsInOneText) {
+TEST_F(DatabaseExecute, RunsATextOfTwentyThousandStatements) {
     constexpr int kCount = 20000;
     std::string sql;
     for (int id = 1; id <= kCount; ++id) {
@@ -227,10 +212,10 @@ TEST_F(DatabaseExecute, RunsTensOfThousandsOfStatementsInOneText) {
                 ElementsAre(world::Row{"20000"}));
 }
 
-TEST_F(DatabaseExecute, KnowsTheMediaTablesByTheirNames) {
+TEST_F(DatabaseExecute, FindsTheMediaTablesByTheirNames) {
     const auto selects = [](KRDB::DB_INSTANCE db, const std::string& columns, const char* table) {
-        return KRDB::Execute(db, "SELECT " + columns + " FROM " + table + ";", nullptr, true, false,
-                             true, true);
+        return Execute(db, "SELECT " + columns + " FROM " + table + ";",
+                       {.readOnly = true, .transaction = false});
     };
 
     EXPECT_EQ(selects(KRDB::DB_SYSTEM, "id, filename", gszTableEmap), 0);

@@ -1,5 +1,5 @@
+#include "tests/contract/support/execute.h"
 #include "tests/contract/support/fixture.h"
-#include "tests/contract/support/resultrows.h"
 
 namespace {
 
@@ -7,23 +7,24 @@ using contract::Rows;
 using testing::ElementsAre;
 using testing::SizeIs;
 
-// Runs on the scripted platform too: the texts below yield what Answer tells.
+// These tests also run on the scripted platform, where AnswerSelect defines the result of each
+// text.
 class DatabaseResult : public contract::ContractTest {
 protected:
     static constexpr const char* kTwoRows =
         "SELECT 1 AS id, 'a' AS filename UNION ALL SELECT 2, NULL;";
 
-    DatabaseResult() { world::Answer(kTwoRows, {"id", "filename"}, {{"1", "a"}, {"2", {}}}); }
+    DatabaseResult() { world::AnswerSelect(kTwoRows, {"id", "filename"}, {{"1", "a"}, {"2", {}}}); }
 
-    // What the id column of a single row reads as whose value is written so.
+    // Reads an id that is written as `literal` in SQL; a real database returns it as `text`.
     static std::string IdReadFrom(const std::string& literal, const std::string& text) {
         const std::string select = "SELECT " + literal + " AS id;";
-        world::Answer(select, {"id"}, {{text}});
+        world::AnswerSelect(select, {"id"}, {{text}});
         return Rows(select).Column("id").at(0);
     }
 };
 
-TEST_F(DatabaseResult, GoesThroughTheRowsOnceAndStaysAtTheEnd) {
+TEST_F(DatabaseResult, VisitsEachRowOnceAndThenStaysAtTheEnd) {
     const Rows rows(kTwoRows);
     int row = 0;
 
@@ -36,26 +37,26 @@ TEST_F(DatabaseResult, GoesThroughTheRowsOnceAndStaysAtTheEnd) {
     EXPECT_NE(KRDBFetchRow(rows.Get(), &row), 0);
 }
 
-TEST_F(DatabaseResult, ReadsANullFieldAsNull) {
+TEST_F(DatabaseResult, ReturnsNullForAFieldThatIsNull) {
     const Rows rows(kTwoRows);
 
     EXPECT_THAT(rows.Column("filename"), ElementsAre("a", "NULL"));
 }
 
-TEST_F(DatabaseResult, ReadsAMissingColumnAsNull) {
+TEST_F(DatabaseResult, ReturnsNullForAMissingColumn) {
     const Rows rows(kTwoRows);
 
     EXPECT_THAT(rows.Column("path"), ElementsAre("NULL", "NULL"));
 }
 
-TEST_F(DatabaseResult, TellsAnEmptyTextFromNull) {
+TEST_F(DatabaseResult, DistinguishesAnEmptyTextFromNull) {
     const std::string select = "SELECT '' AS filename;";
-    world::Answer(select, {"filename"}, {{""}});
+    world::AnswerSelect(select, {"filename"}, {{""}});
 
     EXPECT_THAT(Rows(select).Column("filename"), ElementsAre(""));
 }
 
-TEST_F(DatabaseResult, GivesBehindTheLastRowAHandleWhoseFieldsAreNull) {
+TEST_F(DatabaseResult, ReturnsNullForEveryFieldAfterTheLastRow) {
     const Rows rows(kTwoRows);
     int row = 0;
     while (KRDBFetchRow(rows.Get(), &row) == 0) {
@@ -65,7 +66,7 @@ TEST_F(DatabaseResult, GivesBehindTheLastRowAHandleWhoseFieldsAreNull) {
     EXPECT_EQ(KRDBFetchField(rows.Get(), row, "filename"), nullptr);
 }
 
-TEST_F(DatabaseResult, TakesNullForAResultWithoutRows) {
+TEST_F(DatabaseResult, TreatsANullResultAsEmpty) {
     int row = 0;
 
     EXPECT_NE(KRDBFetchRow(nullptr, &row), 0);
@@ -74,7 +75,7 @@ TEST_F(DatabaseResult, TakesNullForAResultWithoutRows) {
     KRDBFreeResult(nullptr);
 }
 
-TEST_F(DatabaseResult, KeepsAFieldsTextUntilTheNextRow) {
+TEST_F(DatabaseResult, KeepsAFieldsTextValidUntilTheNextRow) {
     const Rows rows(kTwoRows);
     int row = 0;
     ASSERT_EQ(KRDBFetchRow(rows.Get(), &row), 0);
@@ -88,12 +89,12 @@ TEST_F(DatabaseResult, KeepsAFieldsTextUntilTheNextRow) {
     EXPECT_STREQ(text, "a");
 }
 
-TEST_F(DatabaseResult, GivesTheSmallestAndTheLargestRowId) {
+TEST_F(DatabaseResult, ReturnsTheSmallestAndTheLargestRowId) {
     EXPECT_EQ(IdReadFrom("1", "1"), "1");
     EXPECT_EQ(IdReadFrom("2147483647", "2147483647"), "2147483647");
 }
 
-TEST_F(DatabaseResult, WithholdsAnIdThatIsNoRowId) {
+TEST_F(DatabaseResult, WithholdsAnInvalidId) {
     EXPECT_EQ(IdReadFrom("0", "0"), "NULL");
     EXPECT_EQ(IdReadFrom("-1", "-1"), "NULL");
     EXPECT_EQ(IdReadFrom("2147483648", "2147483648"), "NULL");
@@ -105,17 +106,17 @@ TEST_F(DatabaseResult, WithholdsAnIdThatIsNoRowId) {
     EXPECT_EQ(IdReadFrom("1.5", "1.5"), "NULL");
 }
 
-TEST_F(DatabaseResult, WithholdsNoOtherColumn) {
+TEST_F(DatabaseResult, ReturnsLargeNumbersInOtherColumns) {
     const std::string select = "SELECT 4294967297 AS size;";
-    world::Answer(select, {"size"}, {{"4294967297"}});
+    world::AnswerSelect(select, {"size"}, {{"4294967297"}});
 
     EXPECT_THAT(Rows(select).Column("size"), ElementsAre("4294967297"));
 }
 
-// The log of a withheld id belongs to the database layer; the scripted platform leaves it out.
+// The scripted platform doesn't log withheld ids.
 class DatabaseResultLog : public DatabaseResult {};
 
-TEST_F(DatabaseResultLog, TellsOfWithheldIdsOnceForEachResult) {
+TEST_F(DatabaseResultLog, ReportsWithheldIdsOncePerResult) {
     const std::string select = "SELECT 0 AS id UNION ALL SELECT 2147483648 UNION ALL SELECT -5;";
 
     (void)Rows(select).Column("id");
@@ -124,7 +125,7 @@ TEST_F(DatabaseResultLog, TellsOfWithheldIdsOnceForEachResult) {
     EXPECT_THAT(world::Log(), SizeIs(2));
 }
 
-TEST_F(DatabaseResultLog, SaysNothingOfAnIdThatIsNull) {
+TEST_F(DatabaseResultLog, IsSilentAboutAnIdThatIsNull) {
     EXPECT_THAT(Rows("SELECT NULL AS id;").Column("id"), ElementsAre("NULL"));
 
     EXPECT_THAT(world::Log(), SizeIs(0));

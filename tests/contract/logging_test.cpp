@@ -14,12 +14,13 @@ class LoggingNames : public contract::ContractTest {};
 class LoggingLine : public contract::ContractTest {};
 class LoggingConfiguration : public contract::ContractTest {};
 
-void Say(const std::string& text) {
+void LogInfo(const std::string& text) {
     KRPrintf(LOG_TYPE_DEFAULT, Enum2String(LOG_CATEG_REINDEX), Enum2String(LOG_LEVEL_INFO),
              "source", 12, "Function", "%s\n", text.c_str());
 }
 
-// The configuration as the process has it: "none", or levels that the tests ask for.
+// The configuration of this process as a text: "none", or the levels of some categories and of all
+// processes.
 std::string Configuration() {
     if (g_pDbgLogCfg == nullptr) {
         return "none";
@@ -35,19 +36,19 @@ std::string Configuration() {
 
 const contract::Probe kConfiguration("log configuration", Configuration);
 
-std::string SayNowhere() {
-    Say("nobody hears this");
+std::string LogWithoutALogFile() {
+    LogInfo("this line is not written");
     return "survived";
 }
 
-const contract::Probe kSayNowhere("log that can't be written", SayNowhere);
+const contract::Probe kLogWithoutALogFile("log that can't be written", LogWithoutALogFile);
 
-TEST_F(LoggingNames, NamesEveryCategory) {
+TEST_F(LoggingNames, ExistForEveryCategory) {
     EXPECT_STREQ(Enum2String(LOG_CATEG_RECORDER), "recorder");
     EXPECT_STREQ(Enum2String(LOG_CATEG_REINDEX), "reindex");
 }
 
-TEST_F(LoggingNames, NamesEveryLevel) {
+TEST_F(LoggingNames, ExistForEveryLevel) {
     EXPECT_STREQ(Enum2String(LOG_LEVEL_ERROR), "error");
     EXPECT_STREQ(Enum2String(LOG_LEVEL_WARNING), "warning");
     EXPECT_STREQ(Enum2String(LOG_LEVEL_NOTICE), "notice");
@@ -57,15 +58,15 @@ TEST_F(LoggingNames, NamesEveryLevel) {
     EXPECT_STREQ(Enum2String(LOG_LEVEL_TRACE), "trace");
 }
 
-TEST_F(LoggingNames, CallsANumberWithoutANameUnknown) {
+TEST_F(LoggingNames, AreUnknownForOtherNumbers) {
     EXPECT_STREQ(Enum2String(static_cast<LOG_CATEG>(0)), "unknown");
     EXPECT_STREQ(Enum2String(static_cast<LOG_CATEG>(63)), "unknown");
     EXPECT_STREQ(Enum2String(static_cast<LOG_LEVEL>(0)), "unknown");
     EXPECT_STREQ(Enum2String(static_cast<LOG_LEVEL>(7 + 1)), "unknown");
 }
 
-TEST_F(LoggingLine, HoldsEverythingThatWasTold) {
-    Say("the message");
+TEST_F(LoggingLine, ContainsCategoryLevelSourceAndMessage) {
+    LogInfo("the message");
 
     ASSERT_EQ(world::Log().size(), 1U);
     EXPECT_THAT(world::Log().front(),
@@ -73,7 +74,7 @@ TEST_F(LoggingLine, HoldsEverythingThatWasTold) {
                       HasSubstr("Function"), HasSubstr("the message")));
 }
 
-TEST_F(LoggingLine, IsFilledAsPrintfDoes) {
+TEST_F(LoggingLine, IsFormattedLikePrintf) {
     KRPrintf(LOG_TYPE_DEFAULT, "a", "b", "source", 1, "Function", "%d %s %03u\n", -1, "x", 7U);
 
     EXPECT_THAT(world::Log(), ElementsAre(HasSubstr("-1 x 007")));
@@ -85,20 +86,20 @@ TEST_F(LoggingLine, NeedsNeitherCategoryNorLevel) {
     EXPECT_THAT(world::Log(), ElementsAre(HasSubstr("plain")));
 }
 
-TEST_F(LoggingLine, IsOneLineWhateverTheArgumentsHold) {
-    Say("first\nsecond\r\nthird");
+TEST_F(LoggingLine, StaysOneLineIfAnArgumentContainsNewlines) {
+    LogInfo("first\nsecond\r\nthird");
 
     ASSERT_EQ(world::Log().size(), 1U);
     EXPECT_THAT(world::Log().front(), AllOf(HasSubstr("first"), HasSubstr("third")));
 }
 
-TEST_F(LoggingLine, EscapesEveryControlCharacter) {
+TEST_F(LoggingLine, ContainsNoControlCharacters) {
     std::string controls = "\x7f";
     for (char c = 1; c < 0x20; ++c) {
         controls += c;
     }
 
-    Say("<" + controls + ">");
+    LogInfo("<" + controls + ">");
 
     ASSERT_EQ(world::Log().size(), 1U);
     for (const char c : controls) {
@@ -106,70 +107,70 @@ TEST_F(LoggingLine, EscapesEveryControlCharacter) {
     }
 }
 
-TEST_F(LoggingLine, HasNoLimitOfLength) {
+TEST_F(LoggingLine, CanBeOfAnyLength) {
     const std::string text(100'000, 'x');
 
-    Say(text);
+    LogInfo(text);
 
     EXPECT_THAT(world::Log(), ElementsAre(HasSubstr(text)));
 }
 
-TEST_F(LoggingLine, IsNeverFilledTwice) {
-    Say("100%s {} %n");
+TEST_F(LoggingLine, DoesNotFormatItsArgumentsAgain) {
+    LogInfo("100%s {} %n");
 
     EXPECT_THAT(world::Log(), ElementsAre(HasSubstr("100%s {} %n")));
 }
 
-TEST_F(LoggingLine, IsInTheLogWhenTheProcessIsKilled) {
-    contract::Gate said;
+TEST_F(LoggingLine, SurvivesTheDeathOfItsProcess) {
+    contract::Gate logged;
     contract::Child child([&] {
-        Say("last words");
-        said.Open();
+        LogInfo("the last line");
+        logged.Open();
         return pause();
     });
-    ASSERT_TRUE(said.Await());
+    ASSERT_TRUE(logged.Await());
 
     child.Kill();
 
-    EXPECT_THAT(world::Log(), ElementsAre(HasSubstr("last words")));
+    EXPECT_THAT(world::Log(), ElementsAre(HasSubstr("the last line")));
 }
 
-TEST_F(LoggingLine, StaysOffTheTerminal) {
+TEST_F(LoggingLine, IsNotPrintedOnTheTerminal) {
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
 
-    Say("quiet");
+    LogInfo("quiet");
 
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
-TEST_F(LoggingLine, IsNoFailureOfTheCallersWhenItCantBeWritten) {
-    world::SpoilLog();
+TEST_F(LoggingLine, DoesNotFailTheCallerIfItCantBeWritten) {
+    world::MakeLogUnwritable();
 
-    EXPECT_EQ(kSayNowhere.Run(), "survived");
+    EXPECT_EQ(kLogWithoutALogFile.Run(), "survived");
 }
 
-TEST_F(LoggingConfiguration, IsNullWhenTheOperatorSetNone) {
+TEST_F(LoggingConfiguration, IsNullUnlessTheSettingsContainOne) {
     EXPECT_EQ(kConfiguration.Run(), "none");
     world::PutSettings("[log]\nold_files = 1\n");
     EXPECT_EQ(kConfiguration.Run(), "none");
 }
 
-TEST_F(LoggingConfiguration, HasTheLevelsOfTheSettings) {
+TEST_F(LoggingConfiguration, ContainsTheLevelsOfTheSettings) {
     world::PutSettings("[debug_log]\nreindex = 6\nprocesses = [{pid = 42, level = 7}, "
                        "{pid = 42, level = 1}]\n");
 
     EXPECT_EQ(kConfiguration.Run(), "recorder=0 reindex=6 other=0 42:7 42:1");
 }
 
-TEST_F(LoggingConfiguration, IsInForceWhenItIsEmpty) {
+TEST_F(LoggingConfiguration, ExistsEvenIfItIsEmpty) {
     world::PutSettings("[debug_log]\n");
 
     EXPECT_EQ(kConfiguration.Run(), "recorder=0 reindex=0 other=0");
 }
 
-TEST_F(LoggingConfiguration, BeginsWithoutAProcessId) {
+TEST_F(LoggingConfiguration, HasNoProcessIdAtFirst) {
     EXPECT_EQ(g_DbgLogPid, 0);
 }
 

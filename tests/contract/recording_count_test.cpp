@@ -30,7 +30,8 @@ protected:
                                              std::to_string(startTm) + ");");
     }
 
-    // Adds recordings whose rows are stored just before, as those of every caller are.
+    // Stores the rows of the recordings and adds the recordings to the counts, as every caller
+    // does.
     int AddStored(const std::list<std::pair<int, long>>& recordings) {
         for (const auto& [camId, startTm] : recordings) {
             PutEvent(camId, startTm);
@@ -55,14 +56,14 @@ protected:
     unsigned long long stamp = kOldStamp;
 };
 
-TEST_F(RecordingCounts, AreMadeByCameraAndDay) {
+TEST_F(RecordingCounts, AreStoredPerCameraAndDay) {
     EXPECT_EQ(AddStored({{1, 0}, {1, kDay - 1}, {1, kDay}, {2, 0}}), 0);
 
     EXPECT_THAT(Counts(), ElementsAre(world::Row{"1", "0", "2"}, world::Row{"1", "1", "1"},
                                       world::Row{"2", "0", "1"}));
 }
 
-TEST_F(RecordingCounts, AreAddedToWhatIsThere) {
+TEST_F(RecordingCounts, AreAddedToExistingCounts) {
     ASSERT_EQ(AddStored({{1, 4}}), 0);
 
     EXPECT_EQ(AddStored({{1, 5}, {1, 5}}), 0);
@@ -70,7 +71,7 @@ TEST_F(RecordingCounts, AreAddedToWhatIsThere) {
     EXPECT_THAT(Counts(), ElementsAre(world::Row{"1", "0", "3"}));
 }
 
-TEST_F(RecordingCounts, AreNotRaisedForARecordingThatWasCountedAlready) {
+TEST_F(RecordingCounts, IgnoreARecordingThatWasAlreadyCounted) {
     ASSERT_EQ(AddStored({{1, 4}}), 0);
     const auto added = Counts("day, count, stamp");
 
@@ -79,13 +80,13 @@ TEST_F(RecordingCounts, AreNotRaisedForARecordingThatWasCountedAlready) {
     EXPECT_EQ(Counts("day, count, stamp"), added);
 }
 
-TEST_F(RecordingCounts, RoundDaysDownBeforeTheEpoch) {
+TEST_F(RecordingCounts, RoundDaysBeforeTheEpochDown) {
     EXPECT_EQ(AddStored({{1, -1}, {1, -kDay}, {1, -kDay - 1}}), 0);
 
     EXPECT_THAT(Counts(), ElementsAre(world::Row{"1", "-2", "1"}, world::Row{"1", "-1", "2"}));
 }
 
-TEST_F(RecordingCounts, CarryTheTimeOfTheUpdateInMicroseconds) {
+TEST_F(RecordingCounts, AreStampedWithTheTimeOfTheirUpdate) {
     PutCount(1, 5, 1);
     const unsigned long long before = NowUs();
 
@@ -106,8 +107,8 @@ TEST_F(RecordingCounts, AreAllAddedOrNone) {
     EXPECT_THAT(world::Log(), SizeIs(1));
 }
 
-TEST_F(RecordingCounts, LeaveTheStampWhenTheyCantBeWritten) {
-    world::Spoil(KRDB::DB_RECORDING);
+TEST_F(RecordingCounts, LeaveTheCallersStampUnchangedIfTheyCantBeWritten) {
+    world::DamageDatabase(KRDB::DB_RECORDING);
 
     EXPECT_NE(RecordingCount::AddRecCounts({{1, 0}}, stamp), 0);
 
@@ -115,13 +116,13 @@ TEST_F(RecordingCounts, LeaveTheStampWhenTheyCantBeWritten) {
     EXPECT_THAT(world::Log(), SizeIs(1));
 }
 
-TEST_F(RecordingCounts, OfNoRecordingsAreNoFailure) {
+TEST_F(RecordingCounts, AcceptAnEmptyListOfRecordings) {
     EXPECT_EQ(RecordingCount::AddRecCounts({}, stamp), 0);
 
     EXPECT_THAT(Counts(), IsEmpty());
 }
 
-TEST_F(RecordingCounts, AreBroughtInLineWhateverTheyWere) {
+TEST_F(RecordingCounts, AreCorrectedByARecount) {
     PutEvent(1, 0);
     PutEvent(1, kDay - 1);
     PutEvent(1, kDay);
@@ -136,7 +137,7 @@ TEST_F(RecordingCounts, AreBroughtInLineWhateverTheyWere) {
                                       world::Row{"2", "-1", "1"}));
 }
 
-TEST_F(RecordingCounts, AreNotWrittenWhereTheyAreRight) {
+TEST_F(RecordingCounts, AreNotRewrittenByARecountIfTheyAreCorrect) {
     PutEvent(1, 0);
     PutEvent(1, kDay);
     PutEvent(1, -1);
@@ -154,7 +155,7 @@ TEST_F(RecordingCounts, AreNotWrittenWhereTheyAreRight) {
     EXPECT_GE(std::stoull(stamps[2].front().value()), before);
 }
 
-TEST_F(RecordingCounts, VanishWithTheLastRecording) {
+TEST_F(RecordingCounts, AreRemovedByARecountIfTheirDayHasNoRecordings) {
     PutCount(1, 0, 7);
 
     EXPECT_EQ(RecordingCount::Recount(), 0);
@@ -162,7 +163,7 @@ TEST_F(RecordingCounts, VanishWithTheLastRecording) {
     EXPECT_THAT(Counts(), IsEmpty());
 }
 
-TEST_F(RecordingCounts, AgreeWhetherAddedOrRecounted) {
+TEST_F(RecordingCounts, AreTheSameWhetherAddedOrRecounted) {
     std::list<std::pair<int, long>> recordings;
     for (const long startTm : {-kDay - 1, -kDay, -1L, 0L, kDay - 1, kDay, 1394589600L}) {
         recordings.emplace_back(1, startTm);
@@ -176,7 +177,7 @@ TEST_F(RecordingCounts, AgreeWhetherAddedOrRecounted) {
     EXPECT_EQ(Counts("day, count, stamp"), added);
 }
 
-TEST_F(RecordingCounts, AreUnchangedWhenTheyCantBeBroughtInLine) {
+TEST_F(RecordingCounts, AreUnchangedIfARecountFails) {
     PutEvent(1, 0);
     PutEvent(2, 0);
     PutCount(1, 0, 7);
@@ -188,7 +189,7 @@ TEST_F(RecordingCounts, AreUnchangedWhenTheyCantBeBroughtInLine) {
     EXPECT_THAT(world::Log(), SizeIs(1));
 }
 
-TEST_F(RecordingCounts, AreOfTheDayThatBeginsAtMidnight) {
+TEST_F(RecordingCounts, CountARecordingOfMidnightOnTheDayThatBegins) {
     PutEvent(1, 10 * kDay + 36'000);
     PutEvent(1, 11 * kDay);
     PutEvent(1, 12 * kDay - 1);
@@ -201,7 +202,7 @@ TEST_F(RecordingCounts, AreOfTheDayThatBeginsAtMidnight) {
                                       world::Row{"2", "-1", "1"}, world::Row{"2", "0", "1"}));
 }
 
-TEST_F(RecordingCounts, OfADayWithoutRecordingsGoThoughOneBeginsAtTheNextMidnight) {
+TEST_F(RecordingCounts, AreRemovedThoughARecordingBeginsAtTheNextMidnight) {
     PutEvent(1, 11 * kDay);
     PutCount(1, 10, 3);
 
@@ -210,7 +211,7 @@ TEST_F(RecordingCounts, OfADayWithoutRecordingsGoThoughOneBeginsAtTheNextMidnigh
     EXPECT_THAT(Counts(), ElementsAre(world::Row{"1", "11", "1"}));
 }
 
-TEST_F(RecordingCounts, OfADayThatIsAddedToLeaveOutTheNextMidnight) {
+TEST_F(RecordingCounts, DoNotIncludeTheNextMidnightIfTheirDayIsAddedTo) {
     PutEvent(1, 11 * kDay);
 
     EXPECT_EQ(AddStored({{1, 11 * kDay - 1}}), 0);

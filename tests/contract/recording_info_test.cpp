@@ -17,7 +17,7 @@ constexpr int64_t kStartTm = 1394589600;
 
 class RecordingInfo : public contract::ContractTest {
 protected:
-    // Puts a recording of these bytes into a half-day folder and reads its properties.
+    // Creates a recording with these bytes in a half-day folder and reads its properties.
     int Get(const std::string& extension, const std::string& bytes, bool alert = false) {
         path = Scratch("cam/20140312AM/cam-20140312-020000-1394589600." + extension);
         contract::PutFile(path, bytes);
@@ -28,7 +28,7 @@ protected:
         return Get(name.substr(name.rfind('.') + 1), contract::Media(name));
     }
 
-    // What stays of a recording whose container can't be read.
+    // Expects the properties of a recording whose container can't be read, and one log line.
     void ExpectNameAndStatusOnly(uint64_t size) {
         EXPECT_EQ(info.path, "20140312AM/" + fs::path(path).filename().string());
         EXPECT_EQ(info.size, size);
@@ -43,7 +43,7 @@ protected:
     Reidx::RecInfo info;
 };
 
-TEST_F(RecordingInfo, HoldsWhatNameStatusAndContainerTell) {
+TEST_F(RecordingInfo, IsReadFromNameFileStatusAndContainer) {
     const std::string bytes = contract::Media("h264-aac.mp4");
 
     EXPECT_EQ(Get("mp4", bytes), 0);
@@ -61,13 +61,13 @@ TEST_F(RecordingInfo, HoldsWhatNameStatusAndContainerTell) {
     EXPECT_THAT(world::Log(), IsEmpty());
 }
 
-TEST_F(RecordingInfo, KeepsThatItIsAnAlertRecording) {
+TEST_F(RecordingInfo, MarksAnAlertRecording) {
     EXPECT_EQ(Get("mp4", contract::Media("h264-aac.mp4"), true), 0);
 
     EXPECT_TRUE(info.alert);
 }
 
-TEST_F(RecordingInfo, NamesTheCodecsByTheirNumbers) {
+TEST_F(RecordingInfo, ContainsTheNumbersOfTheCodecs) {
     struct Case {
         const char* media;
         int vdoType;
@@ -90,14 +90,14 @@ TEST_F(RecordingInfo, NamesTheCodecsByTheirNumbers) {
     }
 }
 
-TEST_F(RecordingInfo, RoundsTheDurationOfAFragmentedRecording) {
+TEST_F(RecordingInfo, ContainsTheRoundedDurationOfAFragmentedRecording) {
     EXPECT_EQ(GetMedia("fragmented.mp4"), 0);
 
     EXPECT_EQ(info.duration, 3);
     EXPECT_EQ(info.endTm, kStartTm + 3);
 }
 
-TEST_F(RecordingInfo, TakesTheStartOfALockedRecording) {
+TEST_F(RecordingInfo, ContainsTheStartTimeOfALockedRecording) {
     path = Scratch("cam/20140312PM/cam-20140312-020000-1394589600-LOCK.mp4");
     contract::PutFile(path, contract::Media("mpeg4.mp4"));
 
@@ -107,7 +107,7 @@ TEST_F(RecordingInfo, TakesTheStartOfALockedRecording) {
     EXPECT_EQ(info.startTm, kStartTm);
 }
 
-TEST_F(RecordingInfo, KeepsEveryByteOfThePath) {
+TEST_F(RecordingInfo, ContainsAHostilePathUnchanged) {
     path = Scratch("cam/20140312AM/\xff'\n\"\\-20140312-020000-1394589600.mp4");
     contract::PutFile(path, contract::Media("mpeg4.mp4"));
 
@@ -116,9 +116,9 @@ TEST_F(RecordingInfo, KeepsEveryByteOfThePath) {
     EXPECT_EQ(info.path, "20140312AM/\xff'\n\"\\-20140312-020000-1394589600.mp4");
 }
 
-TEST_F(RecordingInfo, KeepsNameAndStatusOfAFileWithoutBytes) {
+TEST_F(RecordingInfo, OfAnEmptyFileComesFromItsNameAndStatus) {
     for (const char* const extension : {"mp4", "avi", "mxg"}) {
-        world::Renew();
+        world::Reset();
         info = {};
 
         EXPECT_NE(Get(extension, ""), 0) << extension;
@@ -127,9 +127,9 @@ TEST_F(RecordingInfo, KeepsNameAndStatusOfAFileWithoutBytes) {
     }
 }
 
-TEST_F(RecordingInfo, KeepsNameAndStatusOfWhatIsNoContainer) {
+TEST_F(RecordingInfo, OfAFileThatIsNoContainerComesFromItsNameAndStatus) {
     for (const char* const extension : {"mp4", "avi", "mxg"}) {
-        world::Renew();
+        world::Reset();
         info = {};
 
         EXPECT_NE(Get(extension, std::string(10'000, 'x')), 0) << extension;
@@ -138,13 +138,13 @@ TEST_F(RecordingInfo, KeepsNameAndStatusOfWhatIsNoContainer) {
     }
 }
 
-TEST_F(RecordingInfo, KeepsNameAndStatusOfARecordingThatBreaksOff) {
+TEST_F(RecordingInfo, OfATruncatedRecordingComesFromItsNameAndStatus) {
     EXPECT_NE(Get("mp4", contract::Media("h264-aac.mp4").substr(0, 3000)), 0);
 
     ExpectNameAndStatusOnly(3000);
 }
 
-TEST_F(RecordingInfo, TakesTheDemuxerThatTheExtensionNames) {
+TEST_F(RecordingInfo, IsReadWithTheDemuxerThatTheExtensionNames) {
     const std::string avi = contract::Media("mjpeg-pcm.avi");
 
     EXPECT_NE(Get("mp4", avi), 0);
@@ -152,14 +152,14 @@ TEST_F(RecordingInfo, TakesTheDemuxerThatTheExtensionNames) {
     ExpectNameAndStatusOnly(avi.size());
 }
 
-TEST_F(RecordingInfo, FailsWithoutAPicture) {
+TEST_F(RecordingInfo, FailsIfTheRecordingHasNoVideo) {
     EXPECT_NE(GetMedia("sound-only.mp4"), 0);
 
     EXPECT_EQ(info.startTm, kStartTm);
     EXPECT_EQ(info.endTm, kStartTm);
 }
 
-TEST_F(RecordingInfo, FailsOnAMissingFileAndStillTellsItsPathAndStart) {
+TEST_F(RecordingInfo, FailsForAMissingFileButContainsItsPathAndStartTime) {
     path = Scratch("cam/20140312AM/cam-20140312-020000-1394589600.mp4");
 
     EXPECT_NE(Reidx::GetEvtRecInfo(info, path, true), 0);
@@ -171,7 +171,7 @@ TEST_F(RecordingInfo, FailsOnAMissingFileAndStillTellsItsPathAndStart) {
     EXPECT_EQ(world::Log().size(), 1U);
 }
 
-TEST_F(RecordingInfo, TellsTheSizeOfWhatItDoesNotOpen) {
+TEST_F(RecordingInfo, ContainsTheSizeOfALinksTarget) {
     contract::PutFile(Scratch("elsewhere.mp4"), std::string(10, 'x'));
     path = MakeFolder("cam/20140312AM") + "/cam-20140312-020000-1394589600.mp4";
     fs::create_symlink(Scratch("elsewhere.mp4"), path);
@@ -181,7 +181,7 @@ TEST_F(RecordingInfo, TellsTheSizeOfWhatItDoesNotOpen) {
     ExpectNameAndStatusOnly(10);
 }
 
-TEST_F(RecordingInfo, FailsOnANameWithoutTenDigits) {
+TEST_F(RecordingInfo, FailsForANameWithoutTenDigits) {
     for (const char* const name : {"cam-139458960.mp4", "cam-1394589600x.mp4", "1.mp4", ".mp4"}) {
         info = {};
         path = Scratch(std::string("cam/20140312AM/") + name);
@@ -194,19 +194,19 @@ TEST_F(RecordingInfo, FailsOnANameWithoutTenDigits) {
     }
 }
 
-TEST_F(RecordingInfo, FailsOnOtherExtensions) {
+TEST_F(RecordingInfo, FailsForOtherExtensions) {
     EXPECT_NE(Get("mkv", contract::Media("mpeg4.mp4")), 0);
     EXPECT_NE(Get("MP4", contract::Media("mpeg4.mp4")), 0);
 }
 
-TEST_F(RecordingInfo, NeverWaitsForAPipe) {
+TEST_F(RecordingInfo, DoesNotWaitForAPipe) {
     path = MakeFolder("cam/20140312AM") + "/cam-20140312-020000-1394589600.mp4";
     ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
 
     EXPECT_NE(Reidx::GetEvtRecInfo(info, path, false), 0);
 }
 
-TEST(RecordingAudio, HasANameForEveryCodecNumber) {
+TEST(RecordingAudio, HasANameForEachCodecNumber) {
     EXPECT_EQ(GetAudioType(1), "AAC");
     EXPECT_EQ(GetAudioType(2), "PCM");
     EXPECT_EQ(GetAudioType(3), "G711U");

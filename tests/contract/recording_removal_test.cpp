@@ -11,7 +11,8 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-// Camera 1 has rows 1 and 2 in one half-day folder, 3 in another; camera 2 has row 4.
+// In both tables, camera 1 has rows 1 and 2 in one half-day folder and row 3 in another; camera 2
+// has row 4.
 class RecordingRemoval : public contract::ContractTest {
 protected:
     RecordingRemoval() {
@@ -20,10 +21,9 @@ protected:
         MakeFolder("one/20140312AM");
         MakeFolder("one/laRec/20140312AM");
         for (const char* const table : {"event", "alert_event"}) {
-            world::Write(KRDB::DB_RECORDING, std::string("INSERT INTO ") + table +
-                                                 " (id, camera_id, path) VALUES "
-                                                 "(1, 1, '20140312AM/a'), (2, 1, '20140312AM/b'), "
-                                                 "(3, 1, '20140312PM/c'), (4, 2, '20140312AM/d');");
+            PutRows("(1, 1, '20140312AM/a'), (2, 1, '20140312AM/b'), "
+                    "(3, 1, '20140312PM/c'), (4, 2, '20140312AM/d')",
+                    table);
         }
     }
 
@@ -36,9 +36,9 @@ protected:
         return ids;
     }
 
-    static void PutEvent(const std::string& values) {
+    static void PutRows(const std::string& values, const std::string& table = "event") {
         world::Write(KRDB::DB_RECORDING,
-                     "INSERT INTO event (id, camera_id, path) VALUES (" + values + ");");
+                     "INSERT INTO " + table + " (id, camera_id, path) VALUES " + values + ";");
     }
 
     static int Delete(const std::string& idList, int limit = 0) {
@@ -64,19 +64,19 @@ TEST_F(RecordingRemoval, DeletesTheRowsThatTheFilterSelects) {
     EXPECT_THAT(world::Log(), IsEmpty());
 }
 
-TEST_F(RecordingRemoval, DeletesRowsOfSeveralCameras) {
+TEST_F(RecordingRemoval, DeletesTheRowsOfSeveralCameras) {
     EXPECT_EQ(Delete("1,2,3,4"), 0);
 
     EXPECT_THAT(Ids("event"), IsEmpty());
 }
 
-TEST_F(RecordingRemoval, SelectsNoRowByAnEmptyList) {
+TEST_F(RecordingRemoval, DeletesNothingForAnEmptyList) {
     EXPECT_EQ(Delete(""), 0);
 
     EXPECT_THAT(Ids("event"), SizeIs(4));
 }
 
-TEST_F(RecordingRemoval, SucceedsWhenTheRowsAreGoneAlready) {
+TEST_F(RecordingRemoval, SucceedsForRowsThatDoNotExist) {
     EXPECT_EQ(Delete("1,77,2147483647"), 0);
 
     EXPECT_THAT(Ids("event"), ElementsAre("2", "3", "4"));
@@ -90,7 +90,7 @@ TEST_F(RecordingRemoval, RefusesAFilterWithALimit) {
     ExpectNothingDeleted();
 }
 
-TEST_F(RecordingRemoval, RefusesAListOfAnythingButIds) {
+TEST_F(RecordingRemoval, RefusesAListThatContainsAnythingButIds) {
     for (const char* const list : {"1) OR (1=1", "SELECT id FROM event", "1;DELETE FROM event",
                                    "-1 OR 1", "1,,2", ",1", "1,", "1 2"}) {
         EXPECT_NE(Delete(list), 0) << list;
@@ -99,7 +99,7 @@ TEST_F(RecordingRemoval, RefusesAListOfAnythingButIds) {
     ExpectNothingDeleted();
 }
 
-TEST_F(RecordingRemoval, DeletesNothingWhenAFileIsThere) {
+TEST_F(RecordingRemoval, DeletesNothingIfAFileExists) {
     contract::PutFile(Scratch("one/20140312AM/a"));
 
     EXPECT_NE(Delete("1,3"), 0);
@@ -109,7 +109,7 @@ TEST_F(RecordingRemoval, DeletesNothingWhenAFileIsThere) {
     EXPECT_TRUE(std::filesystem::exists(Scratch("one/20140312AM/a")));
 }
 
-TEST_F(RecordingRemoval, TakesNoFileOfAnotherNameFolderOrKindForTheRows) {
+TEST_F(RecordingRemoval, IgnoresFilesOfAnotherNameFolderOrKind) {
     contract::PutFile(Scratch("one/20140312AM/A"));
     contract::PutFile(Scratch("two/20140312AM/a"));
     contract::PutFile(Scratch("one/20140312PM/a"));
@@ -121,8 +121,8 @@ TEST_F(RecordingRemoval, TakesNoFileOfAnotherNameFolderOrKindForTheRows) {
     EXPECT_THAT(Ids("event"), ElementsAre("3", "4"));
 }
 
-TEST_F(RecordingRemoval, TakesNoFileForARecordingOutsideOfHalfDayFolders) {
-    PutEvent("9, 1, 'copies/e'");
+TEST_F(RecordingRemoval, IgnoresFilesOutsideHalfDayFolders) {
+    PutRows("(9, 1, 'copies/e')");
     contract::PutFile(Scratch("one/copies/e"));
 
     EXPECT_EQ(Delete("9"), 0);
@@ -130,7 +130,7 @@ TEST_F(RecordingRemoval, TakesNoFileForARecordingOutsideOfHalfDayFolders) {
     EXPECT_THAT(Ids("event"), SizeIs(4));
 }
 
-TEST_F(RecordingRemoval, DeletesNothingWhenAHalfDayFolderIsALink) {
+TEST_F(RecordingRemoval, DeletesNothingIfAHalfDayFolderIsALink) {
     MakeFolder("empty");
     std::filesystem::create_directory_symlink(Scratch("empty"), Scratch("one/20140312PM"));
 
@@ -140,8 +140,8 @@ TEST_F(RecordingRemoval, DeletesNothingWhenAHalfDayFolderIsALink) {
     EXPECT_THAT(LogLinesWith(Scratch("one/20140312PM") + ": it is a symbolic link"), SizeIs(1));
 }
 
-TEST_F(RecordingRemoval, DeletesNothingWhenAFolderInALinkedHalfDayFolderIsNamed) {
-    PutEvent("9, 1, '20140312PM/deeper/e'");
+TEST_F(RecordingRemoval, DeletesNothingIfARowNamesAFolderInALinkedHalfDayFolder) {
+    PutRows("(9, 1, '20140312PM/deeper/e')");
     MakeFolder("elsewhere/deeper");
     std::filesystem::create_directory_symlink(Scratch("elsewhere"), Scratch("one/20140312PM"));
 
@@ -150,7 +150,7 @@ TEST_F(RecordingRemoval, DeletesNothingWhenAFolderInALinkedHalfDayFolderIsNamed)
     EXPECT_THAT(Ids("event"), SizeIs(5));
 }
 
-TEST_F(RecordingRemoval, DeletesNothingWhenALinkHasTheNameOfAFile) {
+TEST_F(RecordingRemoval, DeletesNothingIfALinkHasTheNameOfAFile) {
     contract::PutFile(Scratch("elsewhere/target"));
     std::filesystem::create_symlink(Scratch("elsewhere/target"), Scratch("one/20140312AM/a"));
     std::filesystem::create_symlink("nowhere", Scratch("one/20140312AM/other"));
@@ -163,8 +163,8 @@ TEST_F(RecordingRemoval, DeletesNothingWhenALinkHasTheNameOfAFile) {
     EXPECT_EQ(Delete("3"), 0);
 }
 
-TEST_F(RecordingRemoval, TakesNoFileForARecordingBehindALinkOfAnotherName) {
-    PutEvent("9, 1, 'copies/e'");
+TEST_F(RecordingRemoval, IgnoresFilesBehindALinkThatIsNoHalfDayFolder) {
+    PutRows("(9, 1, 'copies/e')");
     contract::PutFile(Scratch("elsewhere/e"));
     std::filesystem::create_directory_symlink(Scratch("elsewhere"), Scratch("one/copies"));
 
@@ -173,15 +173,15 @@ TEST_F(RecordingRemoval, TakesNoFileForARecordingBehindALinkOfAnotherName) {
     EXPECT_THAT(Ids("event"), SizeIs(4));
 }
 
-TEST_F(RecordingRemoval, TakesATrulyAbsentFolderForEvidence) {
+TEST_F(RecordingRemoval, DeletesTheRowsOfAFolderThatDoesNotExist) {
     EXPECT_EQ(Delete("3"), 0);
 
     EXPECT_THAT(Ids("event"), ElementsAre("1", "2", "4"));
 }
 
-TEST_F(RecordingRemoval, DeletesNothingWhenAHalfDayFolderCantBeRead) {
-    const contract::ObeyPermissions asAnybody;
-    const contract::LockedFolder locked(Scratch("one/20140312AM"));
+TEST_F(RecordingRemoval, DeletesNothingIfAHalfDayFolderCantBeRead) {
+    const contract::ObeyPermissions unprivileged;
+    const contract::UnreadableFolder unreadable(Scratch("one/20140312AM"));
 
     EXPECT_NE(Delete("3,1"), 0);
 
@@ -189,16 +189,16 @@ TEST_F(RecordingRemoval, DeletesNothingWhenAHalfDayFolderCantBeRead) {
     EXPECT_THAT(LogLinesWith(Scratch("one/20140312AM")), SizeIs(1));
 }
 
-TEST_F(RecordingRemoval, DeletesNothingWhenTheStorageFolderCantBeRead) {
-    const contract::ObeyPermissions asAnybody;
-    const contract::LockedFolder locked(Scratch("one"));
+TEST_F(RecordingRemoval, DeletesNothingIfTheStorageFolderCantBeRead) {
+    const contract::ObeyPermissions unprivileged;
+    const contract::UnreadableFolder unreadable(Scratch("one"));
 
     EXPECT_NE(Delete("1,4"), 0);
 
     ExpectNothingDeleted();
 }
 
-TEST_F(RecordingRemoval, DeletesNothingWhenAFileStandsInAFoldersPlace) {
+TEST_F(RecordingRemoval, DeletesNothingIfAHalfDayFolderIsAFile) {
     contract::PutFile(Scratch("one/20140312PM"));
 
     EXPECT_NE(Delete("1,3"), 0);
@@ -206,18 +206,18 @@ TEST_F(RecordingRemoval, DeletesNothingWhenAFileStandsInAFoldersPlace) {
     ExpectNothingDeleted();
 }
 
-TEST_F(RecordingRemoval, IsNotHinderedByAFolderThatNoRowNames) {
+TEST_F(RecordingRemoval, IgnoresAnUnreadableFolderThatNoRowNames) {
     MakeFolder("one/20140313AM");
-    const contract::ObeyPermissions asAnybody;
-    const contract::LockedFolder locked(Scratch("one/20140313AM"));
+    const contract::ObeyPermissions unprivileged;
+    const contract::UnreadableFolder unreadable(Scratch("one/20140313AM"));
 
     EXPECT_EQ(Delete("1"), 0);
 
     EXPECT_THAT(Ids("event"), ElementsAre("2", "3", "4"));
 }
 
-TEST_F(RecordingRemoval, DeletesNothingWhenACameraDoesntLoad) {
-    PutEvent("9, 3, '20140312AM/e'");
+TEST_F(RecordingRemoval, DeletesNothingIfACameraDoesNotLoad) {
+    PutRows("(9, 3, '20140312AM/e')");
 
     EXPECT_NE(Delete("1,9"), 0);
 
@@ -225,8 +225,8 @@ TEST_F(RecordingRemoval, DeletesNothingWhenACameraDoesntLoad) {
     EXPECT_THAT(Ids("event"), SizeIs(5));
 }
 
-TEST_F(RecordingRemoval, TakesNoCameraForAnotherByItsLowBits) {
-    PutEvent("9, 4294967297, '20140312AM/e'");
+TEST_F(RecordingRemoval, ComparesCameraIdsInAllTheirBits) {
+    PutRows("(9, 4294967297, '20140312AM/e')");
 
     EXPECT_NE(Delete("9"), 0);
 
@@ -238,7 +238,7 @@ TEST_F(RecordingRemoval, DeletesNothingOnAnotherVolume) {
     world::AddCamera({.id = 3,
                       .storagePath = Scratch("three"),
                       .volumeId = "5e1f0e9c-6a2b-4f38-9a10-1f6d1c9a7b55"});
-    PutEvent("9, 3, '20140312AM/e'");
+    PutRows("(9, 3, '20140312AM/e')");
 
     EXPECT_NE(Delete("9"), 0);
 
@@ -246,14 +246,14 @@ TEST_F(RecordingRemoval, DeletesNothingOnAnotherVolume) {
 }
 
 TEST_F(RecordingRemoval, DeletesARowWithoutAPath) {
-    PutEvent("9, 1, NULL");
+    PutRows("(9, 1, NULL)");
 
     EXPECT_EQ(Delete("9"), 0);
 
     EXPECT_THAT(Ids("event"), SizeIs(4));
 }
 
-TEST_F(RecordingRemoval, DeletesAllOrNone) {
+TEST_F(RecordingRemoval, DeletesAllRowsOrNone) {
     world::RefuseRows(KRDB::DB_RECORDING, "event", 2);
 
     EXPECT_NE(Delete("1,2,3,4"), 0);
@@ -282,30 +282,29 @@ TEST_F(RecordingAlertRemoval, DeletesTheCamerasRows) {
     EXPECT_THAT(Ids("event"), SizeIs(4));
 }
 
-TEST_F(RecordingAlertRemoval, PassesOverOtherCamerasRows) {
+TEST_F(RecordingAlertRemoval, LeavesTheRowsOfOtherCameras) {
     EXPECT_EQ(AlertDelUnrefRecsFromDB({1, 4}, 1), 0);
 
     EXPECT_THAT(Ids("alert_event"), ElementsAre("2", "3", "4"));
 }
 
-TEST_F(RecordingAlertRemoval, IsNotHinderedByOtherCamerasRows) {
-    world::Write(KRDB::DB_RECORDING,
-                 "INSERT INTO alert_event (id, camera_id, path) VALUES (9, 3, 'x/e');");
+TEST_F(RecordingAlertRemoval, SucceedsThoughAnotherCameraIsUnknown) {
+    PutRows("(9, 3, 'x/e')", "alert_event");
 
     EXPECT_EQ(AlertDelUnrefRecsFromDB({1, 9}, 1), 0);
 
     EXPECT_THAT(Ids("alert_event"), ElementsAre("2", "3", "4", "9"));
 }
 
-TEST_F(RecordingAlertRemoval, TakesNoIdsForNoRow) {
+TEST_F(RecordingAlertRemoval, DeletesNothingForAnEmptyList) {
     EXPECT_EQ(AlertDelUnrefRecsFromDB({}, 1), 0);
 
     EXPECT_THAT(Ids("alert_event"), SizeIs(4));
 }
 
-TEST_F(RecordingAlertRemoval, DeletesNothingWhenAHalfDayFolderCantBeRead) {
-    const contract::ObeyPermissions asAnybody;
-    const contract::LockedFolder locked(Scratch("one/laRec/20140312AM"));
+TEST_F(RecordingAlertRemoval, DeletesNothingIfAHalfDayFolderCantBeRead) {
+    const contract::ObeyPermissions unprivileged;
+    const contract::UnreadableFolder unreadable(Scratch("one/laRec/20140312AM"));
 
     EXPECT_NE(AlertDelUnrefRecsFromDB({1, 3}, 1), 0);
 
@@ -313,7 +312,7 @@ TEST_F(RecordingAlertRemoval, DeletesNothingWhenAHalfDayFolderCantBeRead) {
     EXPECT_THAT(world::Log(), SizeIs(1));
 }
 
-TEST_F(RecordingAlertRemoval, DeletesNothingWhenAFileIsThere) {
+TEST_F(RecordingAlertRemoval, DeletesNothingIfAFileExists) {
     contract::PutFile(Scratch("one/laRec/20140312AM/a"));
 
     EXPECT_NE(AlertDelUnrefRecsFromDB({1, 3}, 1), 0);
@@ -321,17 +320,16 @@ TEST_F(RecordingAlertRemoval, DeletesNothingWhenAFileIsThere) {
     EXPECT_THAT(Ids("alert_event"), SizeIs(4));
 }
 
-TEST_F(RecordingAlertRemoval, DeletesNothingWhenTheCameraDoesntLoad) {
-    world::Write(KRDB::DB_RECORDING,
-                 "INSERT INTO alert_event (id, camera_id, path) VALUES (9, 3, 'x/e');");
+TEST_F(RecordingAlertRemoval, DeletesNothingIfTheCameraDoesNotLoad) {
+    PutRows("(9, 3, 'x/e')", "alert_event");
 
     EXPECT_NE(AlertDelUnrefRecsFromDB({9}, 3), 0);
 
     EXPECT_THAT(Ids("alert_event"), SizeIs(5));
 }
 
-TEST_F(RecordingAlertRemoval, DeletesAllOrNone) {
-    world::Spoil(KRDB::DB_SYSTEM);
+TEST_F(RecordingAlertRemoval, DeletesNothingIfTheCameraTableIsDamaged) {
+    world::DamageDatabase(KRDB::DB_SYSTEM);
 
     EXPECT_NE(AlertDelUnrefRecsFromDB({1, 2}, 1), 0);
 

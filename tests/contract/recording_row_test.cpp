@@ -1,6 +1,6 @@
 #include "platform/recording.h"
+#include "tests/contract/support/execute.h"
 #include "tests/contract/support/fixture.h"
-#include "tests/contract/support/resultrows.h"
 
 #include <memory>
 
@@ -14,7 +14,7 @@ constexpr const char* kColumns = "id, ds_id, camera_id, path, start_tm, end_tm, 
 
 class RecordingRow : public contract::ContractTest {
 protected:
-    // The ids that a text of statements yields.
+    // Executes the statements and returns the ids of the stored rows.
     static std::vector<std::string> Store(const std::string& sql) {
         return Rows(sql, KRDB::DB_RECORDING).Column("id");
     }
@@ -48,7 +48,7 @@ TEST_F(RecordingRow, IsEmptyAfterConstruction) {
     EXPECT_EQ(event.GetVdoType() + event.GetImgW() + event.GetImgH(), 0);
 }
 
-TEST_F(RecordingRow, IsCopiedIndependently) {
+TEST_F(RecordingRow, IsIndependentOfItsCopies) {
     Event event = Filled<Event>("a");
     const Event copy = event;
 
@@ -59,7 +59,7 @@ TEST_F(RecordingRow, IsCopiedIndependently) {
     EXPECT_EQ(copy.GetId(), 0);
 }
 
-TEST_F(RecordingRow, IsFilledWithWhatIsKnown) {
+TEST_F(RecordingRow, IsFilledFromTheRecordingInfo) {
     Event event;
     event.SetId(7);
     event.SetRecCntTimestamp(8);
@@ -90,7 +90,7 @@ TEST_F(RecordingRow, IsFilledWithWhatIsKnown) {
     EXPECT_EQ(event.GetPath(), "20140312AM/a.mp4");
 }
 
-TEST_F(RecordingRow, IsStoredAndYieldsItsId) {
+TEST_F(RecordingRow, IsStoredAndItsIdReturned) {
     EXPECT_THAT(Store(Filled<Event>("20140312AM/a.mp4").strSqlInsert()), ElementsAre("1"));
 
     EXPECT_THAT(Events(),
@@ -98,7 +98,7 @@ TEST_F(RecordingRow, IsStoredAndYieldsItsId) {
                                        "1394589603", "5000000000000", "3", "AAC", "320", "240"}));
 }
 
-TEST_F(RecordingRow, IsStoredOnceHoweverOftenTheStatementRuns) {
+TEST_F(RecordingRow, IsStoredOnceHoweverOftenItsStatementRuns) {
     const std::string sql = Filled<Event>("a").strSqlInsert();
     ASSERT_THAT(Store(sql), ElementsAre("1"));
     const auto once = Events();
@@ -108,7 +108,7 @@ TEST_F(RecordingRow, IsStoredOnceHoweverOftenTheStatementRuns) {
     EXPECT_EQ(Events(), once);
 }
 
-TEST_F(RecordingRow, IsBroughtUpToDateAndKeepsItsId) {
+TEST_F(RecordingRow, KeepsItsIdWhenItIsUpdated) {
     ASSERT_THAT(Store(Filled<Event>("a").strSqlInsert() + Filled<Event>("b").strSqlInsert()),
                 ElementsAre("1", "2"));
     Event changed;
@@ -130,12 +130,12 @@ TEST_F(RecordingRow, IsBroughtUpToDateAndKeepsItsId) {
               (world::Row{"1", "9", "4", "a", "1", "2", "3", "1", "PCM", "5", "6"}));
 }
 
-TEST_F(RecordingRow, IsAnotherOneForAnotherCamera) {
+TEST_F(RecordingRow, IsSeparateForEachCamera) {
     EXPECT_THAT(Store(Filled<Event>("a", 4).strSqlInsert() + Filled<Event>("a", 5).strSqlInsert()),
                 ElementsAre("1", "2"));
 }
 
-TEST_F(RecordingRow, IsStoredWithThousandsOfOthersInOneText) {
+TEST_F(RecordingRow, CanBeStoredWithThousandsOfOthers) {
     std::string sql;
     for (int i = 1; i <= 3000; ++i) {
         sql += Filled<Event>("20140312AM/" + std::to_string(i)).strSqlInsert();
@@ -148,9 +148,9 @@ TEST_F(RecordingRow, IsStoredWithThousandsOfOthersInOneText) {
     EXPECT_EQ(Events("path").back(), (world::Row{"20140312AM/3000"}));
 }
 
-TEST_F(RecordingRow, KeepsEveryByteOfPathAndAudioFormat) {
+TEST_F(RecordingRow, StoresHostileTextsUnchanged) {
     for (const std::string& name : contract::HostileNames()) {
-        world::Renew();
+        world::Reset();
         Event event = Filled<Event>(name);
         event.SetAudFmt(name);
 
@@ -160,7 +160,7 @@ TEST_F(RecordingRow, KeepsEveryByteOfPathAndAudioFormat) {
     }
 }
 
-TEST_F(RecordingRow, TakesTheSmallestAndLargestNumbers) {
+TEST_F(RecordingRow, StoresTheSmallestAndTheLargestNumbers) {
     Event event = Filled<Event>("a", 2147483647);
     event.SetStartTm(-62135596800);
     event.SetEndTm(253402300799);
@@ -171,7 +171,7 @@ TEST_F(RecordingRow, TakesTheSmallestAndLargestNumbers) {
                 ElementsAre(world::Row{"2147483647", "-62135596800", "253402300799"}));
 }
 
-TEST_F(RecordingRow, OfAnAlertGoesToTheAlertTable) {
+TEST_F(RecordingRow, OfAnAlertRecordingIsStoredInTheAlertTable) {
     AlertEvent alert = Filled<AlertEvent>("20140312AM/a.mp4");
     alert.SetAlertEventType(5);
     alert.SetDeviceType(1);
@@ -187,7 +187,7 @@ TEST_F(RecordingRow, OfAnAlertGoesToTheAlertTable) {
                                "5000000000000", "3", "AAC", "320", "240", "5", "1"}));
 }
 
-TEST_F(RecordingRow, OfAnAlertIsBroughtUpToDateAndKeepsItsId) {
+TEST_F(RecordingRow, OfAnAlertRecordingKeepsItsIdWhenItIsUpdated) {
     ASSERT_THAT(Store(Filled<AlertEvent>("a").strSqlInsert()), ElementsAre("1"));
     AlertEvent changed = Filled<AlertEvent>("a");
     changed.SetSize(1);

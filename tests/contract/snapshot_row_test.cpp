@@ -1,5 +1,6 @@
 #include "platform/database.h"
 #include "platform/snapshot.h"
+#include "tests/contract/support/execute.h"
 #include "tests/contract/support/fixture.h"
 #include "tests/contract/support/process.h"
 
@@ -11,9 +12,7 @@ using testing::SizeIs;
 
 class SnapshotRow : public contract::ContractTest {
 protected:
-    static int Store(const std::string& sql) {
-        return KRDB::Execute(KRDB::DB_SNAPSHOT, sql, nullptr, false, true, true, true);
-    }
+    static int Store(const std::string& sql) { return contract::Execute(KRDB::DB_SNAPSHOT, sql); }
 
     static std::vector<world::Row> Rows() {
         return world::Read(KRDB::DB_SNAPSHOT,
@@ -25,13 +24,13 @@ class SnapshotFolder : public contract::ContractTest {};
 
 const contract::Probe kFolder("snapshot folder", GetSnapshotFullPath);
 
-TEST_F(SnapshotRow, IsStoredByTheText) {
+TEST_F(SnapshotRow, IsStoredByItsStatement) {
     ASSERT_EQ(Store(ReindexSnapshotSql("/snap/a.jpg", "a.jpg", 1394589600, 4711)), 0);
 
     EXPECT_THAT(Rows(), ElementsAre(world::Row{"1", "a.jpg", "1394589600", "4711"}));
 }
 
-TEST_F(SnapshotRow, IsBroughtUpToDateAndKeepsItsId) {
+TEST_F(SnapshotRow, KeepsItsIdWhenItIsUpdated) {
     ASSERT_EQ(Store(ReindexSnapshotSql("/snap/a.jpg", "a.jpg", 1, 2)), 0);
 
     ASSERT_EQ(Store(ReindexSnapshotSql("/snap/a.jpg", "a.jpg", 3, 2147483647)), 0);
@@ -39,7 +38,7 @@ TEST_F(SnapshotRow, IsBroughtUpToDateAndKeepsItsId) {
     EXPECT_THAT(Rows(), ElementsAre(world::Row{"1", "a.jpg", "3", "2147483647"}));
 }
 
-TEST_F(SnapshotRow, IsStoredWithOthersInOneText) {
+TEST_F(SnapshotRow, CanBeStoredWithThousandsOfOthers) {
     std::string sql;
     for (int i = 1; i <= 2000; ++i) {
         sql += ReindexSnapshotSql("/snap/x", std::to_string(i), i, i);
@@ -51,7 +50,7 @@ TEST_F(SnapshotRow, IsStoredWithOthersInOneText) {
     EXPECT_EQ(Rows().back(), (world::Row{"2000", "2000", "2000", "2000"}));
 }
 
-TEST_F(SnapshotRow, KeepsEveryByteOfTheName) {
+TEST_F(SnapshotRow, StoresHostileNamesUnchanged) {
     std::string sql;
     for (const std::string& name : contract::HostileNames()) {
         sql += ReindexSnapshotSql("/snap/" + name, name, 0, 0);
@@ -66,16 +65,10 @@ TEST_F(SnapshotRow, KeepsEveryByteOfTheName) {
     EXPECT_THAT(names, testing::ElementsAreArray(contract::HostileNames()));
 }
 
-TEST_F(SnapshotRow, YieldsNoRow) {
-    DBResult_tag* result = nullptr;
-    ASSERT_EQ(KRDB::Execute(KRDB::DB_SNAPSHOT, ReindexSnapshotSql("/s/a", "a", 1, 1), &result,
-                            false, true, true, true),
-              0);
-    int row = 0;
+TEST_F(SnapshotRow, ReturnsNoResultRow) {
+    const contract::Rows rows(ReindexSnapshotSql("/s/a", "a", 1, 1), KRDB::DB_SNAPSHOT);
 
-    EXPECT_NE(KRDBFetchRow(result, &row), 0);
-
-    KRDBFreeResult(result);
+    EXPECT_THAT(rows.Column("id"), IsEmpty());
 }
 
 TEST_F(SnapshotFolder, ComesFromTheSettings) {
@@ -84,14 +77,14 @@ TEST_F(SnapshotFolder, ComesFromTheSettings) {
     EXPECT_EQ(kFolder.Run(), "/volume2/snap shots");
 }
 
-TEST_F(SnapshotFolder, IsAnAbsolutePathWhereTheSettingsNameNone) {
+TEST_F(SnapshotFolder, IsAnAbsolutePathByDefault) {
     const std::string folder = kFolder.Run();
 
     EXPECT_TRUE(folder.starts_with("/")) << folder;
     EXPECT_FALSE(folder.ends_with("/")) << folder;
 }
 
-TEST_F(SnapshotFolder, IsEmptyWithAReasonWhenTheSettingsAreInvalid) {
+TEST_F(SnapshotFolder, IsEmptyAndTheReasonIsLoggedIfTheSettingsAreInvalid) {
     world::PutSettings("[snapshot]\nfolder = \"relative\"\n");
 
     EXPECT_EQ(kFolder.Run(), "");

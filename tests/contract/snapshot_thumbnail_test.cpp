@@ -29,20 +29,21 @@ protected:
     const std::string folder = Scratch("snap/@Thumbnail");
     const std::string thumbnail = folder + "/cam-20140312-1394589600.jpg";
 
-    // The thumbnail's size after one was made of these bytes.
-    PictureSize SizeMadeOf(const std::string& jpeg) const {
+    // Makes the thumbnail of a picture with these bytes, and returns the thumbnail's size.
+    PictureSize ThumbnailSizeOf(const std::string& jpeg) const {
         contract::PutFile(path, jpeg);
         EXPECT_EQ(CreateThumbnail(path), 0);
         return SizeOf(contract::ReadFile(thumbnail));
     }
 
-    // That the picture is refused, with its name in the log, and that the folder stays as it was.
+    // Expects that no thumbnail is made, that the log names the picture, and that no file is added
+    // or removed.
     void ExpectRefused() const {
-        const auto before = Everything();
+        const auto before = AllPaths();
         EXPECT_NE(CreateThumbnail(path), 0);
         ASSERT_EQ(world::Log().size(), 1U);
         EXPECT_THAT(world::Log().front(), HasSubstr(path));
-        EXPECT_EQ(Everything(), before);
+        EXPECT_EQ(AllPaths(), before);
     }
 
     void ExpectQuarters(const std::array<contract::Rgb, 4>& expected) const {
@@ -54,7 +55,7 @@ protected:
     }
 
 private:
-    static std::vector<std::string> Everything() {
+    static std::vector<std::string> AllPaths() {
         std::vector<std::string> paths;
         for (const auto& entry : fs::recursive_directory_iterator(Scratch(""))) {
             paths.push_back(entry.path());
@@ -64,7 +65,7 @@ private:
     }
 };
 
-TEST_F(SnapshotThumbnail, IsAJpegOfTheSameNameInTheSubFolder) {
+TEST_F(SnapshotThumbnail, IsAJpegOfTheSameNameInTheThumbnailFolder) {
     contract::PutFile(path, contract::Media("quarters.jpg"));
 
     EXPECT_EQ(CreateThumbnail(path), 0);
@@ -73,15 +74,15 @@ TEST_F(SnapshotThumbnail, IsAJpegOfTheSameNameInTheSubFolder) {
     ExpectQuarters({kRed, kGreen, kBlue, kWhite});
 }
 
-TEST_F(SnapshotThumbnail, IsAtMost320PixelsWideInTheSameProportions) {
-    EXPECT_EQ(SizeMadeOf(contract::Media("quarters.jpg")), (PictureSize{320, 240}));
+TEST_F(SnapshotThumbnail, Is320PixelsWideInTheSameProportions) {
+    EXPECT_EQ(ThumbnailSizeOf(contract::Media("quarters.jpg")), (PictureSize{320, 240}));
 }
 
 TEST_F(SnapshotThumbnail, IsNotLargerThanThePicture) {
-    EXPECT_EQ(SizeMadeOf(contract::Media("small.jpg")), (PictureSize{100, 80}));
+    EXPECT_EQ(ThumbnailSizeOf(contract::Media("small.jpg")), (PictureSize{100, 80}));
 }
 
-TEST_F(SnapshotThumbnail, LeavesThePictureAlone) {
+TEST_F(SnapshotThumbnail, LeavesThePictureUnchanged) {
     const std::string jpeg = contract::Media("quarters.jpg");
     contract::PutFile(path, jpeg);
 
@@ -90,54 +91,55 @@ TEST_F(SnapshotThumbnail, LeavesThePictureAlone) {
     EXPECT_EQ(contract::ReadFile(path), jpeg);
 }
 
-TEST_F(SnapshotThumbnail, IsMadeOfAProgressivePicture) {
-    EXPECT_EQ(SizeMadeOf(Picture("progressive.jpg")), (PictureSize{320, 240}));
+TEST_F(SnapshotThumbnail, IsMadeFromAProgressiveJpeg) {
+    EXPECT_EQ(ThumbnailSizeOf(Picture("progressive.jpg")), (PictureSize{320, 240}));
     ExpectQuarters({kRed, kGreen, kBlue, kWhite});
 }
 
-TEST_F(SnapshotThumbnail, IsMadeOfAPictureInCmyk) {
-    EXPECT_EQ(SizeMadeOf(Picture("cmyk.jpg")), (PictureSize{320, 240}));
-    ExpectQuarters({kRed, kGreen, kBlue, {100, 100, 100}}); // the last has some black on it
+TEST_F(SnapshotThumbnail, IsMadeFromACmykJpeg) {
+    EXPECT_EQ(ThumbnailSizeOf(Picture("cmyk.jpg")), (PictureSize{320, 240}));
+    ExpectQuarters({kRed, kGreen, kBlue, {100, 100, 100}}); // the last quarter contains some black
 }
 
-TEST_F(SnapshotThumbnail, IsMadeOfAGreyPicture) {
-    EXPECT_EQ(SizeMadeOf(Picture("grey.jpg")), (PictureSize{320, 240}));
+TEST_F(SnapshotThumbnail, IsMadeFromAGreyscaleJpeg) {
+    EXPECT_EQ(ThumbnailSizeOf(Picture("grey.jpg")), (PictureSize{320, 240}));
     ExpectQuarters({{{10, 10, 10}, {90, 90, 90}, {170, 170, 170}, {250, 250, 250}}});
 }
 
-TEST_F(SnapshotThumbnail, StandsUprightHoweverThePictureIsStored) {
+TEST_F(SnapshotThumbnail, IsUprightForEveryExifOrientation) {
     const std::string jpeg = contract::Media("quarters.jpg");
-    // What each mark makes of red and green above blue and white.
+    // The quarters of the upright picture, for each orientation of red and green above blue and
+    // white.
     const std::vector<std::array<contract::Rgb, 4>> upright{
         {kRed, kGreen, kBlue, kWhite}, {kGreen, kRed, kWhite, kBlue}, {kWhite, kBlue, kGreen, kRed},
         {kBlue, kWhite, kRed, kGreen}, {kRed, kBlue, kGreen, kWhite}, {kBlue, kRed, kWhite, kGreen},
         {kWhite, kGreen, kBlue, kRed}, {kGreen, kWhite, kRed, kBlue}};
     for (int orientation = 1; orientation <= 8; ++orientation) {
         SCOPED_TRACE(orientation);
-        const PictureSize size = SizeMadeOf(contract::WithOrientation(jpeg, orientation));
+        const PictureSize size = ThumbnailSizeOf(contract::WithOrientation(jpeg, orientation));
 
         EXPECT_EQ(size, orientation < 5 ? (PictureSize{320, 240}) : (PictureSize{320, 426}));
         ExpectQuarters(upright.at(static_cast<std::size_t>(orientation) - 1));
     }
 }
 
-TEST_F(SnapshotThumbnail, ShowsAsMuchAsThereIsOfATruncatedPicture) {
+TEST_F(SnapshotThumbnail, ShowsTheReadablePartOfATruncatedPicture) {
     const std::string jpeg = contract::Media("quarters.jpg");
 
-    EXPECT_EQ(SizeMadeOf(jpeg.substr(0, jpeg.size() * 3 / 4)), (PictureSize{320, 240}));
+    EXPECT_EQ(ThumbnailSizeOf(jpeg.substr(0, jpeg.size() * 3 / 4)), (PictureSize{320, 240}));
 
     EXPECT_TRUE(contract::IsLike(contract::QuartersOf(thumbnail).front(), kRed));
 }
 
-TEST_F(SnapshotThumbnail, ReplacesTheOneThatWasThere) {
+TEST_F(SnapshotThumbnail, ReplacesAnExistingThumbnail) {
     contract::PutFile(thumbnail, "old");
 
-    EXPECT_EQ(SizeMadeOf(contract::Media("quarters.jpg")), (PictureSize{320, 240}));
+    EXPECT_EQ(ThumbnailSizeOf(contract::Media("quarters.jpg")), (PictureSize{320, 240}));
 
     EXPECT_EQ(contract::NamesIn(folder).size(), 1U);
 }
 
-TEST_F(SnapshotThumbnail, IsMadeForAnyName) {
+TEST_F(SnapshotThumbnail, CanHaveAnyName) {
     for (const std::string& name : contract::HostileNames()) {
         contract::PutFile(Scratch("snap/") + name, contract::Media("small.jpg"));
 
@@ -148,46 +150,46 @@ TEST_F(SnapshotThumbnail, IsMadeForAnyName) {
     EXPECT_EQ(contract::NamesIn(folder).size(), contract::HostileNames().size());
 }
 
-TEST_F(SnapshotThumbnail, IsNotMadeOfWhatIsNoJpeg) {
+TEST_F(SnapshotThumbnail, IsNotMadeFromAFileThatIsNoJpeg) {
     for (const std::string& bytes :
          {std::string(), std::string("no picture"), std::string("\xff\xd8"),
           contract::Media("picture.png"), std::string(4096, '\xff')}) {
-        world::Renew();
+        world::Reset();
         contract::PutFile(path, bytes);
 
         ExpectRefused();
     }
 }
 
-TEST_F(SnapshotThumbnail, IsNotMadeOfAPictureThatBreaksOffInItsHeader) {
+TEST_F(SnapshotThumbnail, IsNotMadeIfTheJpegHeaderIsTruncated) {
     contract::PutFile(path, contract::Media("quarters.jpg").substr(0, 100));
 
     ExpectRefused();
 }
 
-TEST_F(SnapshotThumbnail, IsNotMadeOfMoreThanAHundredMegapixels) {
+TEST_F(SnapshotThumbnail, IsNotMadeFromMoreThanAHundredMegapixels) {
     contract::PutFile(path, contract::WithSize(contract::Media("quarters.jpg"), {20'000, 5'001}));
 
     ExpectRefused();
 }
 
-TEST_F(SnapshotThumbnail, IsNotMadeOfAMissingPicture) {
+TEST_F(SnapshotThumbnail, IsNotMadeFromAMissingPicture) {
     MakeFolder("snap");
 
     ExpectRefused();
 }
 
-TEST_F(SnapshotThumbnail, IsNotMadeOfAFolderOrAPipe) {
+TEST_F(SnapshotThumbnail, IsNotMadeFromAFolderOrAPipe) {
     fs::create_directories(path);
     ExpectRefused();
 
-    world::Renew();
+    world::Reset();
     MakeFolder("snap");
     ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
     ExpectRefused();
 }
 
-TEST_F(SnapshotThumbnail, StaysUnchangedWhenANewOneCantBeMade) {
+TEST_F(SnapshotThumbnail, StaysUnchangedIfANewOneCantBeMade) {
     contract::PutFile(path, "no picture");
     contract::PutFile(thumbnail, "old");
 
@@ -196,35 +198,35 @@ TEST_F(SnapshotThumbnail, StaysUnchangedWhenANewOneCantBeMade) {
     EXPECT_EQ(contract::ReadFile(thumbnail), "old");
 }
 
-TEST_F(SnapshotThumbnail, IsNotWrittenThroughALinkedFolder) {
+TEST_F(SnapshotThumbnail, IsNotWrittenIntoALinkedFolder) {
     contract::PutFile(path, contract::Media("quarters.jpg"));
     fs::create_directory_symlink(MakeFolder("elsewhere"), folder);
 
     ExpectRefused();
 }
 
-TEST_F(SnapshotThumbnail, IsNotWrittenThroughALinkOfItsName) {
+TEST_F(SnapshotThumbnail, ReplacesALinkOfItsNameAndNotTheTarget) {
     contract::PutFile(Scratch("elsewhere"), "precious");
     MakeFolder("snap/@Thumbnail");
     fs::create_symlink(Scratch("elsewhere"), thumbnail);
 
-    EXPECT_EQ(SizeMadeOf(contract::Media("quarters.jpg")), (PictureSize{320, 240}));
+    EXPECT_EQ(ThumbnailSizeOf(contract::Media("quarters.jpg")), (PictureSize{320, 240}));
 
     EXPECT_EQ(contract::ReadFile(Scratch("elsewhere")), "precious");
     EXPECT_FALSE(fs::is_symlink(thumbnail));
 }
 
-TEST_F(SnapshotThumbnail, LeavesNothingBehindWhenItCantTakeItsPlace) {
+TEST_F(SnapshotThumbnail, LeavesNoTemporaryFileIfItCantBeRenamed) {
     contract::PutFile(path, contract::Media("quarters.jpg"));
     contract::PutFile(thumbnail + "/in the way");
 
     ExpectRefused();
 }
 
-TEST_F(SnapshotThumbnail, IsNotMadeInAFolderThatCantBeWritten) {
+TEST_F(SnapshotThumbnail, IsNotMadeInAReadOnlyFolder) {
     contract::PutFile(path, contract::Media("quarters.jpg"));
     MakeFolder("snap/@Thumbnail");
-    const contract::ObeyPermissions asAnybody;
+    const contract::ObeyPermissions unprivileged;
     fs::permissions(folder, fs::perms::owner_read | fs::perms::owner_exec);
 
     ExpectRefused();

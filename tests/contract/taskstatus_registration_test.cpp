@@ -6,9 +6,10 @@
 
 namespace {
 
+// The statuses with which RegTaskStart fails.
 constexpr int kAnotherRun = 75;
-constexpr int kStoreFails = 74;
-constexpr int kBadSettings = 78;
+constexpr int kDatabaseFails = 74;
+constexpr int kInvalidSettings = 78;
 
 std::string Register() {
     return std::to_string(KRIndex::RegTaskStart());
@@ -21,7 +22,7 @@ protected:
     void TearDown() override { KRIndex::RegTaskDone(); }
 };
 
-TEST_F(TaskStatusRegistration, SucceedsAndSetsTheProgressToZero) {
+TEST_F(TaskStatusRegistration, ResetsTheProgress) {
     KRIndex::SetTaskProgress(0.5);
 
     EXPECT_EQ(KRIndex::RegTaskStart(), 0);
@@ -29,7 +30,7 @@ TEST_F(TaskStatusRegistration, SucceedsAndSetsTheProgressToZero) {
     EXPECT_EQ(KRIndex::GetTaskProgress(), 0.0);
 }
 
-TEST_F(TaskStatusRegistration, IsRefusedWhileAnotherRunIsRegistered) {
+TEST_F(TaskStatusRegistration, IsRefusedWhileAnotherRunIsInProgress) {
     ASSERT_EQ(KRIndex::RegTaskStart(), 0);
     KRIndex::SetTaskProgress(0.25);
 
@@ -38,7 +39,7 @@ TEST_F(TaskStatusRegistration, IsRefusedWhileAnotherRunIsRegistered) {
     EXPECT_EQ(KRIndex::GetTaskProgress(), 0.25);
 }
 
-TEST_F(TaskStatusRegistration, IsRefusedToTheRegisteredProcessItself) {
+TEST_F(TaskStatusRegistration, CantBeRepeatedInTheSameProcess) {
     ASSERT_EQ(KRIndex::RegTaskStart(), 0);
 
     EXPECT_EQ(KRIndex::RegTaskStart(), kAnotherRun);
@@ -54,13 +55,13 @@ TEST_F(TaskStatusRegistration, EndsWithRegTaskDone) {
     EXPECT_EQ(kRegister.Run(), "0");
 }
 
-TEST_F(TaskStatusRegistration, EndsWithTheProcess) {
+TEST_F(TaskStatusRegistration, EndsWithItsProcess) {
     EXPECT_EQ(kRegister.Run(), "0");
 
     EXPECT_EQ(kRegister.Run(), "0");
 }
 
-TEST_F(TaskStatusRegistration, EndsWithTheProcessThatIsKilled) {
+TEST_F(TaskStatusRegistration, EndsWhenItsProcessIsKilled) {
     contract::Gate registered;
     contract::Child child([&] {
         if (KRIndex::RegTaskStart() == 0) {
@@ -76,7 +77,7 @@ TEST_F(TaskStatusRegistration, EndsWithTheProcessThatIsKilled) {
     EXPECT_EQ(KRIndex::RegTaskStart(), 0);
 }
 
-// A parent that registers, forks a child and ends, as the tool does that isn't to block.
+// A parent process that registers, forks a child and ends, like the tool with the option -n.
 struct ForkedWorker {
     contract::Gate forked;
     contract::Gate finish;
@@ -99,7 +100,7 @@ struct ForkedWorker {
           }) {}
 };
 
-TEST_F(TaskStatusRegistration, LivesOnInAChildWhenTheParentIsGone) {
+TEST_F(TaskStatusRegistration, ContinuesInAForkedChildAfterTheParentHasEnded) {
     ForkedWorker worker(false);
     ASSERT_TRUE(worker.forked.Await());
     ASSERT_EQ(worker.parent.Wait(), 0);
@@ -109,7 +110,7 @@ TEST_F(TaskStatusRegistration, LivesOnInAChildWhenTheParentIsGone) {
     worker.finish.Open();
 }
 
-TEST_F(TaskStatusRegistration, IsEndedByAChildForItsParent) {
+TEST_F(TaskStatusRegistration, CanBeEndedByAForkedChild) {
     contract::Gate done;
     ASSERT_EQ(KRIndex::RegTaskStart(), 0);
     contract::Child child([&] {
@@ -122,7 +123,7 @@ TEST_F(TaskStatusRegistration, IsEndedByAChildForItsParent) {
     EXPECT_EQ(kRegister.Run(), "0");
 }
 
-TEST_F(TaskStatusRegistration, IsEndedByTheChildThatOutlivedItsParent) {
+TEST_F(TaskStatusRegistration, CanBeEndedByAChildAfterTheParentHasEnded) {
     ForkedWorker worker(true);
     ASSERT_TRUE(worker.forked.Await());
     ASSERT_EQ(worker.parent.Wait(), 0);
@@ -132,30 +133,30 @@ TEST_F(TaskStatusRegistration, IsEndedByTheChildThatOutlivedItsParent) {
     EXPECT_EQ(KRIndex::RegTaskStart(), 0);
 }
 
-TEST_F(TaskStatusRegistration, FailsWhenTheStoreCantBeUsedAndLeavesNoRegistration) {
-    world::Spoil(KRDB::DB_SYSTEM);
+TEST_F(TaskStatusRegistration, FailsIfTheDatabaseIsDamagedAndReleasesTheLock) {
+    world::DamageDatabase(KRDB::DB_SYSTEM);
 
-    EXPECT_EQ(KRIndex::RegTaskStart(), kStoreFails);
+    EXPECT_EQ(KRIndex::RegTaskStart(), kDatabaseFails);
 
     EXPECT_FALSE(world::Log().empty());
-    world::Renew();
+    world::Reset();
     EXPECT_EQ(KRIndex::RegTaskStart(), 0);
 }
 
-TEST_F(TaskStatusRegistration, FailsWhenSomebodyElseCouldHaveWrittenTheSettings) {
+TEST_F(TaskStatusRegistration, FailsIfOtherUsersMayWriteTheSettings) {
     world::PutSettings("");
     world::LetOthersWriteSettings();
 
-    EXPECT_EQ(kRegister.Run(), std::to_string(kBadSettings));
+    EXPECT_EQ(kRegister.Run(), std::to_string(kInvalidSettings));
 
     EXPECT_THAT(LogLinesWith("may be written by"), testing::SizeIs(1));
 }
 
-TEST_F(TaskStatusRegistration, FailsWhenTheSettingsAreInvalid) {
+TEST_F(TaskStatusRegistration, FailsIfTheSettingsAreInvalid) {
     for (const char* const settings : {"unknown_key = 1\n", "[database\n", "snapshot = 7\n"}) {
         world::PutSettings(settings);
 
-        EXPECT_EQ(kRegister.Run(), std::to_string(kBadSettings)) << settings;
+        EXPECT_EQ(kRegister.Run(), std::to_string(kInvalidSettings)) << settings;
     }
     world::PutSettings("");
     EXPECT_EQ(kRegister.Run(), "0");

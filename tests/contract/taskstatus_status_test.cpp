@@ -52,13 +52,13 @@ std::string ProgressBits() {
 
 const contract::Probe kProgress("progress", ProgressBits);
 
-TEST_F(TaskStatusProgress, IsZeroWhenNoneWasEverStored) {
+TEST_F(TaskStatusProgress, IsZeroBeforeTheFirstRun) {
     EXPECT_EQ(BitsOf(KRIndex::GetTaskProgress()), BitsOf(0.0));
 
     EXPECT_THAT(world::Log(), IsEmpty());
 }
 
-TEST_F(TaskStatusProgress, IsReadBackToTheLastBit) {
+TEST_F(TaskStatusProgress, IsReadBackExactly) {
     const std::array values{0.1,
                             1.0 / 3.0,
                             2.0 / 3.0,
@@ -77,13 +77,13 @@ TEST_F(TaskStatusProgress, IsReadBackToTheLastBit) {
     }
 }
 
-TEST_F(TaskStatusProgress, IsSeenByOtherProcesses) {
+TEST_F(TaskStatusProgress, CanBeReadByOtherProcesses) {
     KRIndex::SetTaskProgress(0.1);
 
     EXPECT_EQ(kProgress.Run(), std::to_string(BitsOf(0.1)));
 }
 
-TEST_F(TaskStatusProgress, IsTheOneThatWasStoredLastByWhicheverProcess) {
+TEST_F(TaskStatusProgress, IsTheLastOneThatAnyProcessStored) {
     ASSERT_EQ(KRIndex::RegTaskStart(), 0);
     KRIndex::SetTaskProgress(0.1);
     contract::Child child([] {
@@ -95,21 +95,21 @@ TEST_F(TaskStatusProgress, IsTheOneThatWasStoredLastByWhicheverProcess) {
     EXPECT_EQ(KRIndex::GetTaskProgress(), 0.2);
 }
 
-TEST_F(TaskStatusProgress, IsStoredWithoutARegistration) {
+TEST_F(TaskStatusProgress, CanBeStoredWithoutARegistration) {
     KRIndex::SetTaskProgress(0.5);
 
     EXPECT_EQ(KRIndex::GetTaskProgress(), 0.5);
 }
 
-TEST_F(TaskStatusProgress, IsZeroWhenTheStoreCantBeRead) {
+TEST_F(TaskStatusProgress, IsZeroIfTheDatabaseIsDamaged) {
     KRIndex::SetTaskProgress(0.5);
-    world::Spoil(KRDB::DB_SYSTEM);
+    world::DamageDatabase(KRDB::DB_SYSTEM);
 
     EXPECT_EQ(KRIndex::GetTaskProgress(), 0.0);
 }
 
-TEST_F(TaskStatusProgress, TellsInTheLogThatItCouldntBeStored) {
-    world::Spoil(KRDB::DB_SYSTEM);
+TEST_F(TaskStatusProgress, LogsThatItCantBeStored) {
+    world::DamageDatabase(KRDB::DB_SYSTEM);
 
     KRIndex::SetTaskProgress(0.5);
     KRIndex::SetTaskPid(getpid());
@@ -118,20 +118,20 @@ TEST_F(TaskStatusProgress, TellsInTheLogThatItCouldntBeStored) {
     EXPECT_THAT(world::Log(), SizeIs(3));
 }
 
-TEST_F(TaskStatusRecord, HoldsStartCountAndEnd) {
+TEST_F(TaskStatusRecord, ContainsStartTimeCountAndCompletion) {
     KRIndex::RecordTaskStatusToConf(1394589600, 12, false);
 
     EXPECT_THAT(Record(), ElementsAre(world::Row{"1394589600", "12", "0"}));
 }
 
-TEST_F(TaskStatusRecord, ReplacesTheOneBefore) {
+TEST_F(TaskStatusRecord, ReplacesThePreviousOne) {
     KRIndex::RecordTaskStatusToConf(1, 2, false);
     KRIndex::RecordTaskStatusToConf(9999999999, 2147483647, true);
 
     EXPECT_THAT(Record(), ElementsAre(world::Row{"9999999999", "2147483647", "1"}));
 }
 
-TEST_F(TaskStatusRecord, StaysReadableWhenTheRunIsOver) {
+TEST_F(TaskStatusRecord, IsKeptAfterTheRunHasEnded) {
     ASSERT_EQ(KRIndex::RegTaskStart(), 0);
     KRIndex::RecordTaskStatusToConf(1, 2, true);
 
@@ -140,7 +140,7 @@ TEST_F(TaskStatusRecord, StaysReadableWhenTheRunIsOver) {
     EXPECT_THAT(Record(), ElementsAre(world::Row{"1", "2", "1"}));
 }
 
-TEST_F(TaskStatusRecord, LeavesTheProgressAlone) {
+TEST_F(TaskStatusRecord, LeavesTheProgressUnchanged) {
     KRIndex::SetTaskProgress(0.5);
 
     KRIndex::RecordTaskStatusToConf(1, 2, true);
@@ -148,7 +148,7 @@ TEST_F(TaskStatusRecord, LeavesTheProgressAlone) {
     EXPECT_EQ(KRIndex::GetTaskProgress(), 0.5);
 }
 
-TEST_F(TaskStatusRecord, NamesTheWorker) {
+TEST_F(TaskStatusRecord, ContainsTheWorkersProcessId) {
     const auto worker = [] { return world::Read(KRDB::DB_SYSTEM, "SELECT pid FROM task;"); };
     ASSERT_EQ(KRIndex::RegTaskStart(), 0);
     EXPECT_THAT(worker(), ElementsAre(world::Row{std::to_string(getpid())}));
@@ -158,7 +158,7 @@ TEST_F(TaskStatusRecord, NamesTheWorker) {
     EXPECT_THAT(worker(), ElementsAre(world::Row{"4242"}));
 }
 
-TEST_F(TaskStatusInvalidCamera, RemovesTheRowsOfCamerasThatAreGone) {
+TEST_F(TaskStatusInvalidCamera, RemovesTheRowsOfDeletedCameras) {
     world::AddCamera({.id = 1, .storagePath = "/a"});
     world::AddCamera({.id = 3, .storagePath = "/c", .dsId = 5});
 
@@ -168,15 +168,15 @@ TEST_F(TaskStatusInvalidCamera, RemovesTheRowsOfCamerasThatAreGone) {
     EXPECT_THAT(world::Log(), IsEmpty());
 }
 
-TEST_F(TaskStatusInvalidCamera, RemovesNoRowWhenTheCameraTableIsEmpty) {
+TEST_F(TaskStatusInvalidCamera, RemovesNoRowIfTheCameraTableIsEmpty) {
     KRIndex::RmEvtOfInvalidCamId();
 
     EXPECT_THAT(Events(), SizeIs(3));
 }
 
-TEST_F(TaskStatusInvalidCamera, RemovesNoRowWhenTheCameraTableCantBeRead) {
+TEST_F(TaskStatusInvalidCamera, RemovesNoRowIfTheCameraTableCantBeRead) {
     world::AddCamera({.id = 1, .storagePath = "/a"});
-    world::Spoil(KRDB::DB_SYSTEM);
+    world::DamageDatabase(KRDB::DB_SYSTEM);
 
     KRIndex::RmEvtOfInvalidCamId();
 
@@ -184,16 +184,16 @@ TEST_F(TaskStatusInvalidCamera, RemovesNoRowWhenTheCameraTableCantBeRead) {
     EXPECT_THAT(world::Log(), SizeIs(1));
 }
 
-TEST_F(TaskStatusInvalidCamera, TellsInTheLogThatTheRowsCantBeRemoved) {
+TEST_F(TaskStatusInvalidCamera, LogsThatRowsCantBeRemoved) {
     world::AddCamera({.id = 1, .storagePath = "/a"});
-    world::Spoil(KRDB::DB_RECORDING);
+    world::DamageDatabase(KRDB::DB_RECORDING);
 
     KRIndex::RmEvtOfInvalidCamId();
 
     EXPECT_THAT(world::Log(), SizeIs(1));
 }
 
-TEST_F(TaskStatusInvalidCamera, TakesNoCameraForAnotherByItsLowBits) {
+TEST_F(TaskStatusInvalidCamera, ComparesCameraIdsInAllTheirBits) {
     world::AddCamera({.id = 1, .storagePath = "/a"});
     world::Write(KRDB::DB_RECORDING,
                  "INSERT INTO event (id, camera_id, path) VALUES (4, 4294967297, 'd');");

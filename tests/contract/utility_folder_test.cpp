@@ -21,7 +21,7 @@ protected:
     std::list<std::string> out;
 };
 
-TEST_F(UtilityFolder, ListsSubFoldersInTheByteOrderOfTheirNames) {
+TEST_F(UtilityFolder, ListsSubFoldersInByteOrder) {
     for (const char* const name : {"b", "a", "B", "10", "9", "\xff", "a b"}) {
         MakeFolder(std::string("top/") + name);
     }
@@ -31,7 +31,7 @@ TEST_F(UtilityFolder, ListsSubFoldersInTheByteOrderOfTheirNames) {
     EXPECT_THAT(out, ElementsAre("10", "9", "B", "a", "a b", "b", "\xff"));
 }
 
-TEST_F(UtilityFolder, GivesPathsThatCanBeOpenedWhereAsked) {
+TEST_F(UtilityFolder, ListsFullPathsIfAskedTo) {
     MakeFolder("top/a");
     MakeFolder("top/b");
 
@@ -40,7 +40,7 @@ TEST_F(UtilityFolder, GivesPathsThatCanBeOpenedWhereAsked) {
     EXPECT_THAT(out, ElementsAre(top + "/a", top + "/b"));
 }
 
-TEST_F(UtilityFolder, AppendsToWhatIsThere) {
+TEST_F(UtilityFolder, AppendsToTheGivenList) {
     MakeFolder("top/a");
     out = {"before"};
 
@@ -49,7 +49,7 @@ TEST_F(UtilityFolder, AppendsToWhatIsThere) {
     EXPECT_THAT(out, ElementsAre("before", "a"));
 }
 
-TEST_F(UtilityFolder, ListsNothingButSubFolders) {
+TEST_F(UtilityFolder, ListsOnlySubFolders) {
     contract::PutFile(top + "/file");
     fs::create_directory_symlink(MakeFolder("elsewhere"), top + "/link");
     fs::create_symlink(Scratch("nothing"), top + "/dangling");
@@ -87,7 +87,7 @@ TEST_F(UtilityFolder, MatchesAnywhereInTheNameAndNotInThePath) {
     EXPECT_THAT(out, ElementsAre(top + "/xay"));
 }
 
-TEST_F(UtilityFolder, StaysInTheFolderUnlessToldToGoOn) {
+TEST_F(UtilityFolder, DoesNotDescendUnlessAskedTo) {
     MakeFolder("top/a/deep");
 
     EXPECT_EQ(GetDirsInDir(top, out, true, false, ""), 0);
@@ -95,7 +95,7 @@ TEST_F(UtilityFolder, StaysInTheFolderUnlessToldToGoOn) {
     EXPECT_THAT(out, ElementsAre(top + "/a"));
 }
 
-TEST_F(UtilityFolder, GoesOnIntoSubFoldersThatDontMatch) {
+TEST_F(UtilityFolder, DescendsIntoSubFoldersThatDoNotMatch) {
     MakeFolder("top/skipped/found1/found2");
     MakeFolder("top/found0");
 
@@ -105,7 +105,7 @@ TEST_F(UtilityFolder, GoesOnIntoSubFoldersThatDontMatch) {
                                                    top + "/skipped/found1/found2"));
 }
 
-TEST_F(UtilityFolder, GivesBareNamesOfDeepFoldersToo) {
+TEST_F(UtilityFolder, ListsNestedFoldersByTheirBareNames) {
     MakeFolder("top/a/b");
 
     EXPECT_EQ(GetDirsInDir(top, out, false, true, ""), 0);
@@ -113,7 +113,7 @@ TEST_F(UtilityFolder, GivesBareNamesOfDeepFoldersToo) {
     EXPECT_THAT(out, ElementsAre("a", "b"));
 }
 
-TEST_F(UtilityFolder, GoesThroughNoLink) {
+TEST_F(UtilityFolder, FollowsNoLinks) {
     fs::create_directory_symlink(top, top + "/ring");
     MakeFolder("top/a");
 
@@ -122,7 +122,7 @@ TEST_F(UtilityFolder, GoesThroughNoLink) {
     EXPECT_THAT(out, ElementsAre(top + "/a"));
 }
 
-TEST_F(UtilityFolder, KeepsEveryByteOfTheNames) {
+TEST_F(UtilityFolder, ListsHostileNamesUnchanged) {
     for (const std::string& name : contract::HostileNames()) {
         fs::create_directory(top + "/" + name);
     }
@@ -134,7 +134,7 @@ TEST_F(UtilityFolder, KeepsEveryByteOfTheNames) {
     EXPECT_THAT(out, testing::ElementsAreArray(names));
 }
 
-TEST_F(UtilityFolder, FailsSilentlyOnAMissingFolder) {
+TEST_F(UtilityFolder, FailsWithoutALogLineForAMissingFolder) {
     out = {"before"};
 
     EXPECT_NE(GetDirsInDir(Scratch("nothing"), out, true, true, ""), 0);
@@ -143,10 +143,10 @@ TEST_F(UtilityFolder, FailsSilentlyOnAMissingFolder) {
     EXPECT_THAT(world::Log(), IsEmpty());
 }
 
-TEST_F(UtilityFolder, AppendsNothingAndTellsWhyWhenTheFolderCantBeRead) {
+TEST_F(UtilityFolder, AppendsNothingAndLogsTheReasonIfTheFolderCantBeRead) {
     MakeFolder("top/a");
-    const contract::ObeyPermissions asAnybody;
-    const contract::LockedFolder locked(top);
+    const contract::ObeyPermissions unprivileged;
+    const contract::UnreadableFolder unreadable(top);
 
     EXPECT_NE(GetDirsInDir(top, out, true, false, ""), 0);
 
@@ -155,12 +155,12 @@ TEST_F(UtilityFolder, AppendsNothingAndTellsWhyWhenTheFolderCantBeRead) {
     EXPECT_THAT(world::Log().front(), HasSubstr(top));
 }
 
-TEST_F(UtilityFolder, AppendsNothingAndTellsWhyWhenASubFolderCantBeRead) {
+TEST_F(UtilityFolder, AppendsNothingAndLogsTheReasonIfASubFolderCantBeRead) {
     MakeFolder("top/a");
     const std::string deep = MakeFolder("top/b");
     MakeFolder("top/c");
-    const contract::ObeyPermissions asAnybody;
-    const contract::LockedFolder locked(deep);
+    const contract::ObeyPermissions unprivileged;
+    const contract::UnreadableFolder unreadable(deep);
 
     EXPECT_NE(GetDirsInDir(top, out, true, true, ""), 0);
 
@@ -169,7 +169,7 @@ TEST_F(UtilityFolder, AppendsNothingAndTellsWhyWhenASubFolderCantBeRead) {
     EXPECT_THAT(world::Log().front(), HasSubstr(deep));
 }
 
-TEST_F(UtilityFolder, MatchesNothingByABrokenPattern) {
+TEST_F(UtilityFolder, ListsNothingForAnInvalidPattern) {
     MakeFolder("top/a");
 
     EXPECT_EQ(GetDirsInDir(top, out, true, false, "("), 0);

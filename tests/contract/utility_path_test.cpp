@@ -13,9 +13,10 @@ namespace fs = std::filesystem;
 
 class UtilityPath : public contract::ContractTest {};
 class UtilityPresence : public contract::ContractTest {};
+class UtilityEmptyFolder : public contract::ContractTest {};
 class UtilityFormat : public contract::ContractTest {};
 
-TEST_F(UtilityPath, TakesTheBaseNameBehindTheLastSlash) {
+TEST_F(UtilityPath, BaseNameFollowsTheLastSlash) {
     EXPECT_EQ(GetBaseName("/volume1/a/b.mp4"), "b.mp4");
     EXPECT_EQ(GetBaseName("a/b"), "b");
     EXPECT_EQ(GetBaseName("/a"), "a");
@@ -24,7 +25,7 @@ TEST_F(UtilityPath, TakesTheBaseNameBehindTheLastSlash) {
     EXPECT_EQ(GetBaseName("/a/\xff\n'"), "\xff\n'");
 }
 
-TEST_F(UtilityPath, TakesTheFolderBeforeTheLastSlash) {
+TEST_F(UtilityPath, FolderPrecedesTheLastSlash) {
     EXPECT_EQ(GetDirPath("/volume1/a/b.mp4"), "/volume1/a");
     EXPECT_EQ(GetDirPath("a/b"), "a");
     EXPECT_EQ(GetDirPath("/a"), "/");
@@ -34,7 +35,7 @@ TEST_F(UtilityPath, TakesTheFolderBeforeTheLastSlash) {
     EXPECT_EQ(GetDirPath("/\xff\n'/a"), "/\xff\n'");
 }
 
-TEST_F(UtilityPresence, FindsAFolderAndAFile) {
+TEST_F(UtilityPresence, IsTrueForAFolderAndAFile) {
     const std::string folder = MakeFolder("folder");
     contract::PutFile(Scratch("file"));
 
@@ -42,7 +43,7 @@ TEST_F(UtilityPresence, FindsAFolderAndAFile) {
     EXPECT_TRUE(IsFileExist(Scratch("file")));
 }
 
-TEST_F(UtilityPresence, IsCertainThatNothingIsThere) {
+TEST_F(UtilityPresence, IsFalseIfNothingHasTheName) {
     contract::PutFile(Scratch("file"));
 
     for (const char* const name : {"nothing", "nothing/below", "file/below"}) {
@@ -53,7 +54,7 @@ TEST_F(UtilityPresence, IsCertainThatNothingIsThere) {
     EXPECT_FALSE(IsFileExist(""));
 }
 
-TEST_F(UtilityPresence, TakesNothingElseForAFolderOrAFile) {
+TEST_F(UtilityPresence, IsFalseForAnEntryOfAnotherKind) {
     const std::string folder = MakeFolder("folder");
     contract::PutFile(Scratch("file"));
     ASSERT_EQ(mkfifo(Scratch("pipe").c_str(), 0600), 0);
@@ -78,27 +79,27 @@ TEST_F(UtilityPresence, FollowsLinks) {
     EXPECT_FALSE(IsFileExist(Scratch("to-nothing")));
 }
 
-TEST_F(UtilityPresence, NeverTakesWhatCantBeToldForGone) {
+TEST_F(UtilityPresence, IsTrueIfItCantBeDetermined) {
     const std::string folder = MakeFolder("locked");
-    const contract::ObeyPermissions asAnybody;
-    const contract::LockedFolder locked(folder);
+    const contract::ObeyPermissions unprivileged;
+    const contract::UnreadableFolder unreadable(folder);
 
     EXPECT_TRUE(IsExistDir(folder + "/below"));
     EXPECT_TRUE(IsFileExist(folder + "/below"));
 }
 
-TEST_F(UtilityPresence, NeverTakesARingOfLinksForGone) {
+TEST_F(UtilityPresence, IsTrueForALoopOfLinks) {
     fs::create_symlink(Scratch("ring"), Scratch("ring"));
 
     EXPECT_TRUE(IsExistDir(Scratch("ring")));
     EXPECT_TRUE(IsFileExist(Scratch("ring")));
 }
 
-TEST_F(UtilityPresence, CallsAFolderWithoutEntriesEmpty) {
+TEST_F(UtilityEmptyFolder, IsRecognised) {
     EXPECT_TRUE(IsDirEmpty(MakeFolder("folder")));
 }
 
-TEST_F(UtilityPresence, CallsNoFolderWithAnEntryEmpty) {
+TEST_F(UtilityEmptyFolder, IsNotAFolderWithEntries) {
     const std::string full = MakeFolder("full");
     contract::PutFile(full + "/.hidden");
     const std::string nested = MakeFolder("nested");
@@ -108,22 +109,22 @@ TEST_F(UtilityPresence, CallsNoFolderWithAnEntryEmpty) {
     EXPECT_FALSE(IsDirEmpty(nested));
 }
 
-TEST_F(UtilityPresence, CallsNothingEmptyThatIsNoFolder) {
+TEST_F(UtilityEmptyFolder, IsNothingButAFolder) {
     contract::PutFile(Scratch("file"), "");
 
     EXPECT_FALSE(IsDirEmpty(Scratch("file")));
     EXPECT_FALSE(IsDirEmpty(Scratch("nothing")));
 }
 
-TEST_F(UtilityPresence, CallsNoFolderEmptyThatCantBeRead) {
+TEST_F(UtilityEmptyFolder, IsNotAssumedIfTheFolderCantBeRead) {
     const std::string folder = MakeFolder("locked");
-    const contract::ObeyPermissions asAnybody;
-    const contract::LockedFolder locked(folder);
+    const contract::ObeyPermissions unprivileged;
+    const contract::UnreadableFolder unreadable(folder);
 
     EXPECT_FALSE(IsDirEmpty(folder));
 }
 
-TEST_F(UtilityPresence, RemovesAnEmptyFolder) {
+TEST_F(UtilityEmptyFolder, IsRemoved) {
     const std::string folder = MakeFolder("folder");
 
     EXPECT_EQ(KRRm(folder), 0);
@@ -131,7 +132,7 @@ TEST_F(UtilityPresence, RemovesAnEmptyFolder) {
     EXPECT_FALSE(fs::exists(folder));
 }
 
-TEST_F(UtilityPresence, RemovesNothingButAnEmptyFolder) {
+TEST_F(UtilityEmptyFolder, IsTheOnlyThingThatIsRemoved) {
     contract::PutFile(Scratch("full/recording"));
     contract::PutFile(Scratch("file"));
     fs::create_symlink(MakeFolder("target"), Scratch("link"));
@@ -146,20 +147,20 @@ TEST_F(UtilityPresence, RemovesNothingButAnEmptyFolder) {
     EXPECT_TRUE(fs::exists(Scratch("target")));
 }
 
-TEST_F(UtilityFormat, WritesWhatPrintfWould) {
+TEST_F(UtilityFormat, MatchesPrintf) {
     EXPECT_EQ(StringPrintf("%s-%d-%05.1f-%c-%%", "a", -7, 2.25, 'z'), "a--7-002.2-z-%");
     EXPECT_EQ(StringPrintf("%s", ""), "");
     EXPECT_EQ(StringPrintf("nothing to fill"), "nothing to fill");
     EXPECT_EQ(StringPrintf("%llu", 18446744073709551615ULL), "18446744073709551615");
 }
 
-TEST_F(UtilityFormat, HasNoLimitOfLength) {
+TEST_F(UtilityFormat, HasNoLengthLimit) {
     const std::string text(1'000'000, 'x');
 
     EXPECT_EQ(StringPrintf("<%s>", text.c_str()), "<" + text + ">");
 }
 
-TEST_F(UtilityFormat, KeepsEveryByte) {
+TEST_F(UtilityFormat, KeepsHostileTextsUnchanged) {
     for (const std::string& name : contract::HostileNames()) {
         EXPECT_EQ(StringPrintf("%s", name.c_str()), name);
     }

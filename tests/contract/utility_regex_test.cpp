@@ -19,7 +19,7 @@ TEST_F(UtilityRegEx, MatchesAnywhereInTheText) {
     EXPECT_FALSE(Matches("d", "abc"));
 }
 
-TEST_F(UtilityRegEx, KnowsTheExtendedSyntax) {
+TEST_F(UtilityRegEx, UsesTheExtendedSyntax) {
     EXPECT_TRUE(Matches("^(ab|cd){2,3}x?[^0-9]+$", "abcdq"));
     EXPECT_FALSE(Matches("^(ab|cd){2,3}x?[^0-9]+$", "abq"));
     EXPECT_TRUE(Matches("^[[:digit:]]{8}[AP]M$", "20140312AM"));
@@ -29,11 +29,11 @@ TEST_F(UtilityRegEx, KnowsTheExtendedSyntax) {
     EXPECT_TRUE(Matches("^[]a]+$", "]a"));
 }
 
-TEST_F(UtilityRegEx, MatchesCaseAsItStands) {
+TEST_F(UtilityRegEx, IsCaseSensitive) {
     EXPECT_FALSE(Matches("jpg", "JPG"));
 }
 
-TEST_F(UtilityRegEx, MatchesEveryByteByADot) {
+TEST_F(UtilityRegEx, MatchesEveryByteWithADot) {
     for (int byte = 1; byte <= 0xff; ++byte) {
         EXPECT_TRUE(Matches("^a.b$", std::string("a") + static_cast<char>(byte) + "b")) << byte;
     }
@@ -44,29 +44,29 @@ TEST_F(UtilityRegEx, CountsBytesNotCharacters) {
     EXPECT_FALSE(Matches("^.$", "\xc3\xa9"));
 }
 
-TEST_F(UtilityRegEx, AnchorsOnlyAtTheVeryBeginningAndEnd) {
+TEST_F(UtilityRegEx, AnchorsOnlyAtTheStartAndEndOfTheText) {
     EXPECT_FALSE(Matches("^b", "a\nb"));
     EXPECT_FALSE(Matches("a$", "a\nb"));
     EXPECT_FALSE(Matches("a$", "a\n"));
     EXPECT_TRUE(Matches("^a\n$", "a\n"));
 }
 
-TEST_F(UtilityRegEx, MatchesNothingByAPatternThatCantBeCompiled) {
+TEST_F(UtilityRegEx, MatchesNothingIfThePatternIsInvalid) {
     EXPECT_FALSE(Matches("(unclosed", "(unclosed"));
     EXPECT_FALSE(Matches("[z-a]", "z"));
     EXPECT_FALSE(Matches("[unclosed", "[unclosed"));
 }
 
-TEST_F(UtilityRegEx, TellsOfABrokenPatternOnce) {
-    // Compiled once for each process: the pattern must be this test's own.
-    const KRRegEx first("(told of once");
-    const KRRegEx second("(told of once");
+TEST_F(UtilityRegEx, LogsAnInvalidPatternOnce) {
+    // A pattern is compiled once per process, so no other test may use this one.
+    const KRRegEx first("(logged once");
+    const KRRegEx second("(logged once");
 
     ASSERT_THAT(world::Log(), SizeIs(1));
-    EXPECT_THAT(world::Log().front(), HasSubstr("(told of once"));
+    EXPECT_THAT(world::Log().front(), HasSubstr("(logged once"));
 }
 
-TEST_F(UtilityRegEx, MayBeCopiedAndOutlived) {
+TEST_F(UtilityRegEx, OutlivesTheOneItWasCopiedFrom) {
     const auto copyOfATemporary = [] {
         const KRRegEx original("^a+$");
         return KRRegEx(original);
@@ -75,8 +75,8 @@ TEST_F(UtilityRegEx, MayBeCopiedAndOutlived) {
     EXPECT_TRUE(copyOfATemporary.IsMatch("aaa"));
 }
 
-// With time that doubles for each letter this would not end before the test is killed.
-TEST_F(UtilityRegEx, TakesTimeLinearInTheText) {
+// If the time doubled with each letter, the test would be killed before it ended.
+TEST_F(UtilityRegEx, TakesLinearTime) {
     EXPECT_FALSE(Matches("^(a+)+$", std::string(100'000, 'a') + "b"));
     EXPECT_FALSE(Matches("^(a|a)*$", std::string(100'000, 'a') + "b"));
 }

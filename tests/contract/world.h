@@ -1,5 +1,5 @@
-// What a test needs to set up the world around the platform, and to look at it from outside: the
-// few operations that differ between the implementations of the platform.
+// The surroundings of the platform in a test: operations to prepare them and to examine them from
+// outside. Each implementation of the platform has its own implementation of these.
 
 #pragma once
 
@@ -19,22 +19,21 @@ namespace world {
 using Field = std::optional<std::string>; // nothing: NULL
 using Row = std::vector<Field>;
 
-// Puts the recorder back to its first day: its tables and its log are empty, and so is the scratch
-// folder.
-void Renew();
+// Makes the recorder a new one: empties its tables, its log and the scratch folder, and removes its
+// settings.
+void Reset();
 
-// A folder of the test's own, for storage folders and other files; absolute, without a trailing
-// "/".
+// A folder for the test's storage folders and other files; absolute, without a trailing "/".
 std::string ScratchFolder();
 
-// Rows, by a connection that the platform knows nothing of.
+// Read and change rows through a connection that is separate from the platform's.
 std::vector<Row> Read(KRDB::DB_INSTANCE db, const std::string& select);
 void Write(KRDB::DB_INSTANCE db, const std::string& sql);
 
-// Arranges that a SELECT of exactly this text, executed on DB_SYSTEM, yields these rows. Where a
-// real database answers, the text itself must do so, and this does nothing.
-void Answer(const std::string& select, const std::vector<std::string>& columns,
-            const std::vector<Row>& rows);
+// Makes a SELECT of exactly this text on DB_SYSTEM return these rows. Does nothing if there is a
+// real database: the text itself must return them there.
+void AnswerSelect(const std::string& select, const std::vector<std::string>& columns,
+                  const std::vector<Row>& rows);
 
 struct CameraRow {
     int id = 0;
@@ -44,26 +43,25 @@ struct CameraRow {
 };
 void AddCamera(const CameraRow& camera);
 
-// What the log calls a database.
+// The name of a database in the log.
 std::string NameInLog(KRDB::DB_INSTANCE db);
 
-// Makes a database unusable until Renew, as a disk that lost its blocks does.
-void Spoil(KRDB::DB_INSTANCE db);
+// Makes a database unusable until Reset, like a disk with unreadable blocks.
+void DamageDatabase(KRDB::DB_INSTANCE db);
 
-// Somebody else who is writing a database, from the construction on until the end of the object or
-// of its lock.
-class ForeignWriter {
+// Another writer, which holds the database's write lock until Finish or the end of the object.
+class ConcurrentWriter {
 public:
-    explicit ForeignWriter(KRDB::DB_INSTANCE db);
-    ~ForeignWriter();
-    ForeignWriter(const ForeignWriter&) = delete;
-    ForeignWriter& operator=(const ForeignWriter&) = delete;
-    ForeignWriter(ForeignWriter&&) = delete;
-    ForeignWriter& operator=(ForeignWriter&&) = delete;
+    explicit ConcurrentWriter(KRDB::DB_INSTANCE db);
+    ~ConcurrentWriter();
+    ConcurrentWriter(const ConcurrentWriter&) = delete;
+    ConcurrentWriter& operator=(const ConcurrentWriter&) = delete;
+    ConcurrentWriter(ConcurrentWriter&&) = delete;
+    ConcurrentWriter& operator=(ConcurrentWriter&&) = delete;
 
-    // Returns when this process, which is about to execute something on the database, waits for the
-    // writer's end.
-    void AwaitWaiter(const contract::Child& child) const;
+    // Returns when the child, which is about to execute a statement on the database, waits for the
+    // writer.
+    void AwaitWaiting(const contract::Child& child) const;
 
     void Finish();
 
@@ -72,22 +70,22 @@ private:
     std::unique_ptr<Lock> m_lock;
 };
 
-// Makes a database refuse every row of this camera in one of its tables.
+// Makes the database refuse to insert or delete this camera's rows in one of its tables.
 void RefuseRows(KRDB::DB_INSTANCE db, const std::string& table, int camId);
 
-// The words to other services that are kept for delivery, oldest first.
+// The messages in the outbox, oldest first, each as its topic, a space and its body.
 std::vector<std::string> Outbox();
 
 // The lines of the log, oldest first.
 std::vector<std::string> Log();
 
-// Makes the log impossible to write for processes that start from now on.
-void SpoilLog();
+// Makes the log unwritable for processes that start from now on.
+void MakeLogUnwritable();
 
-// The text of the settings file that processes read which start from now on.
+// Writes the settings file for processes that start from now on.
 void PutSettings(const std::string& toml);
 
-// Takes from that file, until it is put anew, what shows that nobody else has written it.
+// Lets other users write the settings file, until PutSettings writes it again.
 void LetOthersWriteSettings();
 
 } // namespace world

@@ -1,4 +1,4 @@
-// What the worlds of the recorder differ in: the engine below its databases.
+// The database engine below the recorder's world; each engine implements these functions.
 
 #pragma once
 
@@ -6,11 +6,11 @@
 
 namespace world {
 
-// Puts empty tables into every database, whatever was done to them before. The folder of databases
-// is empty.
-void RenewDatabases();
+// Gives every database empty tables, whatever was done to them before. The caller has emptied the
+// folder of the databases.
+void ResetDatabases();
 
-// The keys of the settings' section "database" that lead the platform to this engine.
+// The keys of the settings' section "database" that select this engine.
 std::string EngineSettings();
 
 } // namespace world

@@ -23,8 +23,9 @@ using contract::PostgresConnection;
 constexpr const char* kSchema = "kestora";
 constexpr useconds_t kPollUs = 1000;
 
-// Until a test changes more than rows, emptying the tables is enough, and much faster.
-bool tablesAreAsMade = false;
+// True until a test changes more than rows. Emptying the tables is then enough to reset them, and
+// much faster than creating them again.
+bool tablesAreAsCreated = false;
 
 const std::vector<std::string>& TablesOf(KRDB::DB_INSTANCE db) {
     static const std::map<KRDB::DB_INSTANCE, std::vector<std::string>> tables{
@@ -35,20 +36,20 @@ const std::vector<std::string>& TablesOf(KRDB::DB_INSTANCE db) {
     return tables.at(db);
 }
 
-PostgresConnection OwnConnection() {
+PostgresConnection Connect() {
     PostgresConnection connection(contract::ServerDsn());
     connection.Run(std::string("SET search_path TO ") + kSchema + ";");
     return connection;
 }
 
-void MakeTablesAnew() {
-    OwnConnection().Run(std::string("DROP SCHEMA IF EXISTS ") + kSchema + " CASCADE;");
+void RecreateTables() {
+    Connect().Run(std::string("DROP SCHEMA IF EXISTS ") + kSchema + " CASCADE;");
     recorder::InitDatabases();
-    tablesAreAsMade = true;
+    tablesAreAsCreated = true;
 }
 
 void EmptyTables() {
-    OwnConnection().Run(
+    Connect().Run(
         "DO $$ BEGIN EXECUTE (SELECT 'TRUNCATE ' || string_agg(quote_ident(tablename), ', ') || "
         "' RESTART IDENTITY' FROM pg_tables WHERE schemaname = current_schema() "
         "AND tablename <> 'schema_version'); END $$;");
@@ -60,7 +61,8 @@ bool ChangesRowsOnly(const std::string& sql) {
            sql.find("schema_version") == std::string::npos;
 }
 
-// A row that brings its own id is to be counted by the sequence, as SQLite does.
+// Raises the sequences to the highest ids in use: PostgreSQL's sequences, unlike SQLite's, don't
+// count rows that are inserted with an id.
 void RaiseSequences(PostgresConnection& connection) {
     for (const char* const table : {"emap", "event", "alert_event", "snapshot", "outbox", "run"}) {
         const std::string name(table);
@@ -72,11 +74,11 @@ void RaiseSequences(PostgresConnection& connection) {
 
 } // namespace
 
-void RenewDatabases() {
-    if (tablesAreAsMade) {
+void ResetDatabases() {
+    if (tablesAreAsCreated) {
         EmptyTables();
     } else {
-        MakeTablesAnew();
+        RecreateTables();
     }
 }
 
@@ -89,36 +91,36 @@ std::string NameInLog(KRDB::DB_INSTANCE /*db*/) {
 }
 
 std::vector<Row> Read(KRDB::DB_INSTANCE /*db*/, const std::string& select) {
-    return OwnConnection().Run(select);
+    return Connect().Run(select);
 }
 
 void Write(KRDB::DB_INSTANCE /*db*/, const std::string& sql) {
-    PostgresConnection connection = OwnConnection();
+    PostgresConnection connection = Connect();
     connection.Run(sql);
     if (ChangesRowsOnly(sql)) {
         RaiseSequences(connection);
     } else {
-        tablesAreAsMade = false;
+        tablesAreAsCreated = false;
     }
 }
 
-// Neither another instance nor the ledger, which is every instance's, comes to harm.
-void Spoil(KRDB::DB_INSTANCE db) {
+// The tables of other instances and the ledger, which all instances share, are not affected.
+void DamageDatabase(KRDB::DB_INSTANCE db) {
     recorder::CloseDatabases();
     for (const std::string& table : TablesOf(db)) {
-        Write(db, "ALTER TABLE " + table + " RENAME TO spoilt_" + table + ";");
+        Write(db, "ALTER TABLE " + table + " RENAME TO damaged_" + table + ";");
     }
 }
 
-struct ForeignWriter::Lock {
-    explicit Lock(KRDB::DB_INSTANCE db) : connection(OwnConnection()) {
+struct ConcurrentWriter::Lock {
+    explicit Lock(KRDB::DB_INSTANCE db) : connection(Connect()) {
         connection.Run("BEGIN;");
         for (const std::string& table : TablesOf(db)) {
             connection.Run("LOCK TABLE " + table + " IN EXCLUSIVE MODE;");
         }
     }
 
-    // The server takes its time to notice that a connection is gone, and its locks stay until then.
+    // Releases the locks now: the server would keep them until it notices the closed connection.
     ~Lock() {
         try {
             connection.Run("ROLLBACK;");
@@ -134,21 +136,21 @@ struct ForeignWriter::Lock {
     PostgresConnection connection;
 };
 
-ForeignWriter::ForeignWriter(KRDB::DB_INSTANCE db) : m_lock(std::make_unique<Lock>(db)) {}
+ConcurrentWriter::ConcurrentWriter(KRDB::DB_INSTANCE db) : m_lock(std::make_unique<Lock>(db)) {}
 
-ForeignWriter::~ForeignWriter() = default;
+ConcurrentWriter::~ConcurrentWriter() = default;
 
-// The server knows who waits for whom.
-void ForeignWriter::AwaitWaiter(const contract::Child& /*child*/) const {
+// Asks the server whether a process waits for the writer.
+void ConcurrentWriter::AwaitWaiting(const contract::Child& /*child*/) const {
     const std::string waiters = "SELECT 1 FROM pg_stat_activity WHERE " +
                                 std::to_string(m_lock->connection.ServerPid()) +
                                 " = ANY (pg_blocking_pids(pid));";
-    while (OwnConnection().Run(waiters).empty()) {
+    while (Connect().Run(waiters).empty()) {
         usleep(kPollUs);
     }
 }
 
-void ForeignWriter::Finish() {
+void ConcurrentWriter::Finish() {
     m_lock->connection.Run("COMMIT;");
 }
 

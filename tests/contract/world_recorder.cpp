@@ -1,4 +1,4 @@
-// The world of the recorder, whatever its engine: the files below /var/packages/Kestora.
+// The recorder's world without its databases: the files below /var/packages/Kestora.
 
 #include "recorder/database/databases.h"
 #include "recorder/database/sqltext.h"
@@ -27,7 +27,7 @@ void RemoveContent(const fs::path& folder) {
     }
 }
 
-// The settings of a test, and those that name the engine, which every process needs.
+// The settings of a test and the settings of the engine, which every process needs.
 std::string WithEngine(const std::string& toml) {
     const std::size_t section = toml.find(kSection);
     if (section == std::string::npos) {
@@ -37,8 +37,9 @@ std::string WithEngine(const std::string& toml) {
     return std::string(toml).insert(section + kSection.size(), EngineSettings());
 }
 
-// The log file is emptied or moved, never removed: this process may have opened it.
-void RenewLog() {
+// Empties the log file, or moves it back to its place. It is never removed because this process may
+// have opened it.
+void ResetLog() {
     const fs::path folder = fs::path(recorder::kLogFile).parent_path();
     if (fs::exists(kLogAside)) {
         fs::remove(folder);
@@ -49,18 +50,18 @@ void RenewLog() {
 
 } // namespace
 
-void Renew() {
-    contract::DemandSandbox();
+void Reset() {
+    contract::RequireSandbox();
     recorder::CloseDatabases();
     fs::create_directories(fs::path(recorder::kSettingsFile).parent_path());
     fs::create_directories(recorder::kDatabaseDir);
     RemoveContent(recorder::kDatabaseDir);
     fs::remove(recorder::kSettingsFile);
-    if (!EngineSettings().empty()) { // otherwise all of them have defaults
+    if (!EngineSettings().empty()) {
         PutSettings("");
     }
-    RenewDatabases();
-    RenewLog();
+    ResetDatabases();
+    ResetLog();
     fs::create_directories(ScratchFolder());
     RemoveContent(ScratchFolder());
 }
@@ -69,8 +70,8 @@ std::string ScratchFolder() {
     return std::string(kRoot) + "/scratch";
 }
 
-void Answer(const std::string& /*select*/, const std::vector<std::string>& /*columns*/,
-            const std::vector<Row>& /*rows*/) {}
+void AnswerSelect(const std::string& /*select*/, const std::vector<std::string>& /*columns*/,
+                  const std::vector<Row>& /*rows*/) {}
 
 void AddCamera(const CameraRow& camera) {
     Write(KRDB::DB_SYSTEM,
@@ -81,12 +82,12 @@ void AddCamera(const CameraRow& camera) {
 }
 
 std::vector<std::string> Outbox() {
-    std::vector<std::string> words;
+    std::vector<std::string> messages;
     for (const Row& row :
          Read(KRDB::DB_RECORDING, "SELECT topic || ' ' || payload FROM outbox ORDER BY id;")) {
-        words.push_back(row.front().value());
+        messages.push_back(row.front().value());
     }
-    return words;
+    return messages;
 }
 
 std::vector<std::string> Log() {
@@ -98,7 +99,7 @@ std::vector<std::string> Log() {
     return lines;
 }
 
-void SpoilLog() {
+void MakeLogUnwritable() {
     const fs::path folder = fs::path(recorder::kLogFile).parent_path();
     fs::rename(folder, kLogAside);
     contract::PutFile(folder);

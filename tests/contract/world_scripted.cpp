@@ -1,6 +1,6 @@
-// The world of the scripted platform. It holds no database, camera, recording or task: of its
-// suites only those are run here which it claims to keep by itself (CMakeLists.txt lists them). The
-// others would test the script that the test itself has written.
+// The world of the scripted platform, which has no databases, cameras, recordings or tasks. Only
+// the suites that CMakeLists.txt lists run on it: for the others, a test would check its own
+// script.
 
 #include "tests/contract/support/sandbox.h"
 #include "tests/contract/world.h"
@@ -21,8 +21,8 @@ namespace {
 
 } // namespace
 
-void Renew() {
-    contract::DemandSandbox();
+void Reset() {
+    contract::RequireSandbox();
     fakes::ResetPlatform();
     fs::remove_all(ScratchFolder());
     fs::create_directories(ScratchFolder());
@@ -40,8 +40,8 @@ void Write(KRDB::DB_INSTANCE /*db*/, const std::string& /*sql*/) {
     NotScripted("tables");
 }
 
-void Answer(const std::string& select, const std::vector<std::string>& columns,
-            const std::vector<Row>& rows) {
+void AnswerSelect(const std::string& select, const std::vector<std::string>& columns,
+                  const std::vector<Row>& rows) {
     fakes::Platform().queries[select] = {columns, rows};
 }
 
@@ -53,21 +53,21 @@ std::string NameInLog(KRDB::DB_INSTANCE /*db*/) {
     NotScripted("databases");
 }
 
-void Spoil(KRDB::DB_INSTANCE /*db*/) {
+void DamageDatabase(KRDB::DB_INSTANCE /*db*/) {
     NotScripted("databases");
 }
 
-struct ForeignWriter::Lock {};
+struct ConcurrentWriter::Lock {};
 
-ForeignWriter::ForeignWriter(KRDB::DB_INSTANCE /*db*/) {
+ConcurrentWriter::ConcurrentWriter(KRDB::DB_INSTANCE /*db*/) {
     NotScripted("locks");
 }
 
-ForeignWriter::~ForeignWriter() = default;
+ConcurrentWriter::~ConcurrentWriter() = default;
 
-void ForeignWriter::AwaitWaiter(const contract::Child& /*child*/) const {}
+void ConcurrentWriter::AwaitWaiting(const contract::Child& /*child*/) const {}
 
-void ForeignWriter::Finish() {
+void ConcurrentWriter::Finish() {
     NotScripted("locks");
 }
 
@@ -87,7 +87,7 @@ std::vector<std::string> Log() {
     return lines;
 }
 
-void SpoilLog() {
+void MakeLogUnwritable() {
     NotScripted("log file");
 }
 

@@ -1,4 +1,4 @@
-// The databases of the recorder's world on SQLite: files.
+// The databases of the recorder's world on SQLite, one file each.
 
 #include "recorder/database/databases.h"
 #include "recorder/database/schema.h"
@@ -18,22 +18,23 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr const char* kFirstDay = "/var/packages/Kestora/first-day";
-constexpr int kPatienceMs = 10000;
+constexpr const char* kEmptyDatabases = "/var/packages/Kestora/empty-databases";
+constexpr int kLockTimeoutMs = 10000;
 
-recorder::SqliteDatabase OwnConnection(KRDB::DB_INSTANCE db) {
-    return recorder::SqliteDatabase::Open(recorder::DatabasePath(db), kPatienceMs);
+recorder::SqliteDatabase Connect(KRDB::DB_INSTANCE db) {
+    return recorder::SqliteDatabase::Open(recorder::DatabasePath(db), kLockTimeoutMs);
 }
 
 } // namespace
 
-// Empty databases are made once and copied: every file that SQLite makes costs a flush.
-void RenewDatabases() {
-    if (fs::exists(kFirstDay)) {
-        fs::copy(kFirstDay, recorder::kDatabaseDir);
+// Creates empty databases once and copies them afterwards, because every file that SQLite creates
+// costs a flush.
+void ResetDatabases() {
+    if (fs::exists(kEmptyDatabases)) {
+        fs::copy(kEmptyDatabases, recorder::kDatabaseDir);
     } else {
         recorder::InitDatabases();
-        fs::copy(recorder::kDatabaseDir, kFirstDay);
+        fs::copy(recorder::kDatabaseDir, kEmptyDatabases);
     }
 }
 
@@ -46,7 +47,7 @@ std::string NameInLog(KRDB::DB_INSTANCE db) {
 }
 
 std::vector<Row> Read(KRDB::DB_INSTANCE db, const std::string& select) {
-    const DBResult_tag result = OwnConnection(db).Execute(select, {.readOnly = true});
+    const DBResult_tag result = Connect(db).Execute(select, {.readOnly = true});
     std::vector<Row> rows;
     for (int row = 0; row < result.RowCount(); ++row) {
         rows.emplace_back();
@@ -59,18 +60,18 @@ std::vector<Row> Read(KRDB::DB_INSTANCE db, const std::string& select) {
 }
 
 void Write(KRDB::DB_INSTANCE db, const std::string& sql) {
-    OwnConnection(db).Execute(sql);
+    Connect(db).Execute(sql);
 }
 
-void Spoil(KRDB::DB_INSTANCE db) {
+void DamageDatabase(KRDB::DB_INSTANCE db) {
     recorder::CloseDatabases();
     contract::PutFile(recorder::DatabasePath(db), std::string(8192, '?'));
 }
 
-struct ForeignWriter::Lock {
+struct ConcurrentWriter::Lock {
     explicit Lock(KRDB::DB_INSTANCE db)
         : child([&] {
-              recorder::SqliteDatabase database = OwnConnection(db);
+              recorder::SqliteDatabase database = Connect(db);
               database.Execute("BEGIN IMMEDIATE;", {.transaction = false});
               writing.Open();
               return finish.Await() ? 0 : 1;
@@ -85,16 +86,16 @@ struct ForeignWriter::Lock {
     contract::Child child;
 };
 
-ForeignWriter::ForeignWriter(KRDB::DB_INSTANCE db) : m_lock(std::make_unique<Lock>(db)) {}
+ConcurrentWriter::ConcurrentWriter(KRDB::DB_INSTANCE db) : m_lock(std::make_unique<Lock>(db)) {}
 
-ForeignWriter::~ForeignWriter() = default;
+ConcurrentWriter::~ConcurrentWriter() = default;
 
-// SQLite sleeps between its attempts.
-void ForeignWriter::AwaitWaiter(const contract::Child& child) const {
+// A process that waits for SQLite's lock sleeps between its attempts.
+void ConcurrentWriter::AwaitWaiting(const contract::Child& child) const {
     child.AwaitSleep();
 }
 
-void ForeignWriter::Finish() {
+void ConcurrentWriter::Finish() {
     m_lock->finish.Open();
     m_lock->child.Wait();
 }

@@ -84,7 +84,7 @@ TEST_F(CameraSearchTest, NamesWhatItCantReadAndGoesOn) {
     PutCamera("disk/c", 12);
     contract::PutFile(Scratch("disk/b/.kestora-camera"), "id = 11\n");
     MakeFolder("disk/d");
-    const contract::LockedFolder locked(Scratch("disk/d"));
+    const contract::UnreadableFolder unreadable(Scratch("disk/d"));
 
     const CameraSearch search = FindCamerasIn(Scratch("disk"));
 

@@ -94,13 +94,13 @@ TEST_F(Contention, OfUndoWithAWriterIsAWait) {
     const long run = recorder::RunNumber();
     recorder::ExecuteInRun(KRDB::DB_RECORDING, "DELETE FROM event;");
     ASSERT_THAT(EventIds(), IsEmpty());
-    world::ForeignWriter writer(KRDB::DB_RECORDING);
+    world::ConcurrentWriter writer(KRDB::DB_RECORDING);
 
     contract::Child child([&] {
         const std::vector<recorder::UndoneKind> undone = recorder::Undo({.run = run}).kinds;
         return undone.size() == 1 && undone.front().restored == 2 ? 0 : 1;
     });
-    writer.AwaitWaiter(child);
+    writer.AwaitWaiting(child);
     writer.Finish();
 
     EXPECT_EQ(child.Wait(), 0);
@@ -126,9 +126,9 @@ TEST_F(ContentionRemoval, KeepsInTheLedgerWhatWentBeforeAFailure) {
 TEST_F(ContentionRemoval, StopsAtAFileThatComesBetweenTwoTransactionsAndIsCompletedLater) {
     InsertEvents(1, kBlock + 1);
     const std::string file = Scratch("one/20140312AM/" + std::to_string(kBlock + 1));
-    world::ForeignWriter writer(KRDB::DB_RECORDING);
+    world::ConcurrentWriter writer(KRDB::DB_RECORDING);
     contract::Child child([] { return RemoveEvents(kBlock + 1) == 0 ? 1 : 0; });
-    writer.AwaitWaiter(child);
+    writer.AwaitWaiting(child);
 
     contract::PutFile(file);
     writer.Finish();
@@ -146,12 +146,12 @@ TEST_F(ContentionRemoval, StopsAtAFileThatComesBetweenTwoTransactionsAndIsComple
 
 TEST_F(ContentionRemoval, SparesTheEventsOfACameraThatComesBackBetweenTwoTransactions) {
     InsertEvents(2, kBlock + 1);
-    world::ForeignWriter writer(KRDB::DB_RECORDING);
+    world::ConcurrentWriter writer(KRDB::DB_RECORDING);
     contract::Child child([] {
         KRIndex::RmEvtOfInvalidCamId();
         return 0;
     });
-    writer.AwaitWaiter(child);
+    writer.AwaitWaiting(child);
 
     world::AddCamera({.id = 2, .storagePath = MakeFolder("two")});
     writer.Finish();

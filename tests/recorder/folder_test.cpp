@@ -70,8 +70,8 @@ TEST_F(FolderList, ThrowsOnWhatIsNoFolder) {
 
 TEST_F(FolderList, ThrowsOnAFolderThatCantBeRead) {
     const std::string top = MakeFolder("top");
-    const contract::ObeyPermissions asAnybody;
-    const contract::LockedFolder locked(top);
+    const contract::ObeyPermissions unprivileged;
+    const contract::UnreadableFolder unreadable(top);
 
     try {
         List(top);
@@ -95,8 +95,8 @@ TEST_F(FolderList, VisitsThousandsOfEntries) {
 TEST_F(FolderPresence, HasThreeAnswers) {
     const std::string locked = MakeFolder("locked");
     contract::PutFile(Scratch("file"));
-    const contract::ObeyPermissions asAnybody;
-    const contract::LockedFolder lock(locked);
+    const contract::ObeyPermissions unprivileged;
+    const contract::UnreadableFolder lock(locked);
 
     EXPECT_EQ(recorder::FolderPresence(locked), recorder::Presence::Yes);
     EXPECT_EQ(recorder::FolderPresence(Scratch("nothing")), recorder::Presence::No);

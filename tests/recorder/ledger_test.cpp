@@ -6,6 +6,7 @@
 #include "recorder/run/runlock.h"
 #include "recorder/support/error.h"
 #include "recorder/support/kerneltime.h"
+#include "tests/contract/support/execute.h"
 #include "tests/contract/support/fixture.h"
 
 #include <ctime>
@@ -62,9 +63,8 @@ std::vector<world::Row> Ids(const Table& table) {
 
 // As the tool does it.
 int Remove(const Table& table, const std::string& ids) {
-    return KRDB::Execute(table.db,
-                         std::string("DELETE FROM ") + table.name + " WHERE id IN (" + ids + ");",
-                         nullptr, false, true, true, true);
+    return contract::Execute(table.db, std::string("DELETE FROM ") + table.name + " WHERE id IN (" +
+                                           ids + ");");
 }
 
 std::vector<world::Row> KeptIds(const Table& table) {
@@ -124,9 +124,7 @@ TEST_F(Ledger, GivesBackEveryColumnOfEveryTableAsItWas) {
 TEST_F(Ledger, HoldsNothingOfARemovalThatFailed) {
     InsertEvent(1, 1, "a");
 
-    EXPECT_NE(KRDB::Execute(KRDB::DB_RECORDING, "DELETE FROM event; SELECT nothing;", nullptr,
-                            false, true, true, true),
-              0);
+    EXPECT_NE(contract::Execute(KRDB::DB_RECORDING, "DELETE FROM event; SELECT nothing;"), 0);
 
     EXPECT_THAT(Rows(kEvent), SizeIs(1));
     EXPECT_THAT(KeptIds(kEvent), IsEmpty());
@@ -227,9 +225,7 @@ TEST_F(Ledger, RestoresMoreRowsThanGoAtOnce) {
                  "INSERT INTO event (camera_id, path) WITH RECURSIVE number (n) AS (SELECT 1 UNION "
                  "ALL SELECT n + 1 FROM number WHERE n < 9000) SELECT 1, 'a' || n FROM number;");
     const std::vector<world::Row> before = Rows(kEvent);
-    ASSERT_EQ(KRDB::Execute(KRDB::DB_RECORDING, "DELETE FROM event WHERE id > 0;", nullptr, false,
-                            true, true, true),
-              0);
+    ASSERT_EQ(contract::Execute(KRDB::DB_RECORDING, "DELETE FROM event WHERE id > 0;"), 0);
 
     EXPECT_THAT(Undo(), ElementsAre("event: 9000 restored"));
 
@@ -516,7 +512,7 @@ TEST_F(LedgerAge, ForgetsMoreRowsThanGoAtOnce) {
 TEST_F(Ledger, LosesNoRowWhereTheRunCannotBeRecorded) {
     InsertEvent(1, 1, "a");
     EndRun();
-    world::Spoil(KRDB::DB_SYSTEM);
+    world::DamageDatabase(KRDB::DB_SYSTEM);
 
     EXPECT_NE(Remove(kEvent, "1"), 0);
 
@@ -527,7 +523,7 @@ TEST_F(Ledger, CountsRowsThatARunAddsAndNotThoseThatWereThere) {
     const std::string insert = "INSERT INTO event (camera_id, path) VALUES (1, 'a') ON CONFLICT "
                                "(camera_id, path) DO UPDATE SET size = 1;";
     for (int time = 0; time < 2; ++time) {
-        ASSERT_EQ(KRDB::Execute(KRDB::DB_RECORDING, insert, nullptr, false, true, true, true), 0);
+        ASSERT_EQ(contract::Execute(KRDB::DB_RECORDING, insert), 0);
     }
     InsertEvent(8, 1, "b");
     InsertEvent(9, 1, "c");
@@ -546,10 +542,9 @@ TEST_F(Ledger, CountsNothingOfATransactionThatWasRolledBack) {
     InsertEvent(1, 1, "a");
     const std::string rolledBack = "INSERT INTO event (camera_id, path) VALUES (1, 'b');"
                                    "DELETE FROM event WHERE id = 1; SELECT nothing;";
-    ASSERT_NE(KRDB::Execute(KRDB::DB_RECORDING, rolledBack, nullptr, false, true, true, true), 0);
-    ASSERT_EQ(KRDB::Execute(KRDB::DB_RECORDING,
-                            "INSERT INTO event (camera_id, path) VALUES (1, 'c');", nullptr, false,
-                            true, true, true),
+    ASSERT_NE(contract::Execute(KRDB::DB_RECORDING, rolledBack), 0);
+    ASSERT_EQ(contract::Execute(KRDB::DB_RECORDING,
+                                "INSERT INTO event (camera_id, path) VALUES (1, 'c');"),
               0);
 
     const recorder::RunTotals totals = recorder::TotalsOfRun(recorder::RunNumber());

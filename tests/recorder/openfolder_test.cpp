@@ -75,8 +75,8 @@ TEST_F(ExistingPartTest, IsInDoubtWhereNothingCanBeLookedAt) {
     contract::PutFile(Scratch("file"));
     fs::create_directory_symlink("ring", Scratch("ring"));
     const std::string locked = MakeFolder("locked");
-    const contract::ObeyPermissions asAnybody;
-    const contract::LockedFolder lock(locked);
+    const contract::ObeyPermissions unprivileged;
+    const contract::UnreadableFolder lock(locked);
     const std::string longName(300, 'x');
 
     EXPECT_EQ(Doubt(Scratch("file/a")), "can't look at " + Scratch("file/a") + ": Not a directory");
@@ -149,7 +149,7 @@ TEST_F(ProtectedFolder, RemovesNothingThroughALink) {
 
 TEST_F(ProtectedFolder, IsRemovedFromWhereItMayNotBeListed) {
     const std::string folder = MakeFolder("disk/cam1/20140312AM");
-    const contract::ObeyPermissions asAnybody;
+    const contract::ObeyPermissions unprivileged;
     fs::permissions(storage, fs::perms{0300});
 
     EXPECT_EQ(KRRm(storage + "/20140312AM"), 0);

@@ -36,7 +36,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 
-constexpr int kPatienceMs = 60000;
+constexpr int kLockTimeoutMs = 60000;
 constexpr useconds_t kPollUs = 1000;
 constexpr const char* kInsert = "INSERT INTO emap (filename) VALUES ('a');";
 
@@ -77,7 +77,7 @@ template <typename Action> std::string FailureWhenTried(const Action& action) {
 }
 
 std::string FailureToOpen(const PostgresSettings& settings) {
-    return FailureWhenTried([&] { const PostgresDatabase database(settings, kPatienceMs); });
+    return FailureWhenTried([&] { const PostgresDatabase database(settings, kLockTimeoutMs); });
 }
 
 std::string FailureToRun(PostgresDatabase& database, const std::string& sql) {
@@ -186,7 +186,7 @@ private:
 };
 
 TEST_F(Postgres, MakesAConnectionAgainThatWasLostBetweenTwoCalls) {
-    PostgresDatabase database(ServerSettings(), kPatienceMs);
+    PostgresDatabase database(ServerSettings(), kLockTimeoutMs);
     const pid_t before = ServerPid(database);
     EndConnection(before);
 
@@ -197,7 +197,7 @@ TEST_F(Postgres, MakesAConnectionAgainThatWasLostBetweenTwoCalls) {
 }
 
 TEST_F(Postgres, WorksOnWhenTheServerWasRestarted) {
-    PostgresDatabase database(ServerSettings(), kPatienceMs);
+    PostgresDatabase database(ServerSettings(), kLockTimeoutMs);
     database.Execute(kInsert);
     contract::StopServer();
     contract::StartServer();
@@ -208,7 +208,7 @@ TEST_F(Postgres, WorksOnWhenTheServerWasRestarted) {
 }
 
 TEST_F(Postgres, FailsWhileTheServerIsDown) {
-    PostgresDatabase database(ServerSettings(), kPatienceMs);
+    PostgresDatabase database(ServerSettings(), kLockTimeoutMs);
     contract::StopServer();
 
     const std::string failure = FailureToRun(database, kInsert);
@@ -218,9 +218,9 @@ TEST_F(Postgres, FailsWhileTheServerIsDown) {
 }
 
 TEST_F(Postgres, FailsAndRepeatsNothingWhenTheConnectionIsLostWithinTheCall) {
-    PostgresDatabase database(ServerSettings(), kPatienceMs);
+    PostgresDatabase database(ServerSettings(), kLockTimeoutMs);
     const pid_t pid = ServerPid(database);
-    world::ForeignWriter writer(KRDB::DB_SYSTEM);
+    world::ConcurrentWriter writer(KRDB::DB_SYSTEM);
     std::future<std::string> failure =
         std::async(std::launch::async, [&] { return FailureToRun(database, kInsert); });
     AwaitLockWaiter(pid);
@@ -237,7 +237,7 @@ TEST_F(Postgres, FailsAndRepeatsNothingWhenTheConnectionIsLostWithinTheCall) {
 TEST_F(Postgres, EndsACallThatTakesTooLong) {
     PostgresSettings settings = ServerSettings();
     settings.statementTimeoutMs = 50;
-    PostgresDatabase database(settings, kPatienceMs);
+    PostgresDatabase database(settings, kLockTimeoutMs);
 
     EXPECT_THAT(FailureToRun(database, std::string(kInsert) + "SELECT pg_sleep(3600);"),
                 HasSubstr("statement timeout"));
@@ -249,7 +249,7 @@ TEST_F(Postgres, EndsACallThatTakesTooLong) {
 TEST_F(Postgres, EndsACallThatWaitsTooLongForALock) {
     PostgresDatabase database(ServerSettings(), 50);
     {
-        const world::ForeignWriter writer(KRDB::DB_SYSTEM);
+        const world::ConcurrentWriter writer(KRDB::DB_SYSTEM);
 
         EXPECT_THAT(FailureToRun(database, kInsert), HasSubstr("lock timeout"));
     }
@@ -259,7 +259,7 @@ TEST_F(Postgres, EndsACallThatWaitsTooLongForALock) {
 }
 
 TEST_F(Postgres, IsOnlyLookedAtByASessionThatIsForThat) {
-    PostgresDatabase database(ServerSettings(), kPatienceMs, recorder::PostgresAccess::ReadOnly);
+    PostgresDatabase database(ServerSettings(), kLockTimeoutMs, recorder::PostgresAccess::ReadOnly);
 
     for (const char* sql : {kInsert, "DELETE FROM emap;", "CREATE TABLE other (a INTEGER);",
                             "SELECT nextval('emap_id_seq');"}) {
@@ -274,14 +274,14 @@ TEST_F(Postgres, LeavesAServerAloneThatGaveNoResponse) {
     PostgresSettings settings = ServerSettings();
     settings.statementTimeoutMs = 50;
     settings.silenceMs = 200;
-    PostgresDatabase database(settings, kPatienceMs);
+    PostgresDatabase database(settings, kLockTimeoutMs);
     const pid_t pid = ServerPid(database);
     ASSERT_EQ(kill(pid, SIGSTOP), 0);
 
     const std::string failure = FailureToRun(database, kInsert);
     const std::string next = FailureToRun(database, "SELECT 1;");
     const std::string nextObject =
-        FailureOf([&] { const PostgresDatabase another(settings, kPatienceMs); });
+        FailureOf([&] { const PostgresDatabase another(settings, kLockTimeoutMs); });
     kill(pid, SIGCONT);
 
     EXPECT_THAT(failure, HasSubstr("no response from the server"));
@@ -291,23 +291,24 @@ TEST_F(Postgres, LeavesAServerAloneThatGaveNoResponse) {
 }
 
 TEST_F(Postgres, EndsTheStatementOfAClientThatWasKilled) {
-    world::ForeignWriter writer(KRDB::DB_SYSTEM);
+    world::ConcurrentWriter writer(KRDB::DB_SYSTEM);
     contract::Child child([] {
-        PostgresDatabase(ServerSettings(), kPatienceMs).Execute(kInsert);
+        PostgresDatabase(ServerSettings(), kLockTimeoutMs).Execute(kInsert);
         return 0;
     });
-    writer.AwaitWaiter(child);
+    writer.AwaitWaiting(child);
 
     child.Kill();
 
-    EXPECT_TRUE(GoesWithin(kPatienceMs / 3, "SELECT 1 FROM pg_stat_activity WHERE "
-                                            "application_name = 'kestora' AND state = 'active';"));
+    EXPECT_TRUE(GoesWithin(kLockTimeoutMs / 3,
+                           "SELECT 1 FROM pg_stat_activity WHERE "
+                           "application_name = 'kestora' AND state = 'active';"));
     writer.Finish();
     EXPECT_THAT(Emaps(), IsEmpty());
 }
 
 TEST_F(Postgres, ChangesNothingByATextWithAnErrorInItsMiddle) {
-    PostgresDatabase database(ServerSettings(), kPatienceMs);
+    PostgresDatabase database(ServerSettings(), kLockTimeoutMs);
 
     EXPECT_THAT(FailureToRun(database, std::string(kInsert) + "SELEKT 1;" + kInsert),
                 HasSubstr("syntax error"));
@@ -318,7 +319,7 @@ TEST_F(Postgres, ChangesNothingByATextWithAnErrorInItsMiddle) {
 }
 
 TEST_F(Postgres, TellsAFailureInOneLineWithItsCode) {
-    PostgresDatabase database(ServerSettings(), kPatienceMs);
+    PostgresDatabase database(ServerSettings(), kLockTimeoutMs);
 
     const std::string failure = FailureToRun(database, "SELECT x FROM nowhere;");
 
@@ -342,7 +343,7 @@ TEST_F(PostgresConnecting, IsTriedOnceWhereTheServerTakesConnectionsAndGivesNoRe
     const SilentServer server;
     PostgresSettings settings = SettingsWith(server.Dsn());
     settings.connectTimeoutS = 2; // libpq knows none that is shorter
-    const auto open = [&] { const PostgresDatabase database(settings, kPatienceMs); };
+    const auto open = [&] { const PostgresDatabase database(settings, kLockTimeoutMs); };
 
     const std::string first = FailureOf(open);
     for (int call = 1; call < kCalls; ++call) {
@@ -401,7 +402,7 @@ TEST_F(PostgresConnecting, RefusesASettingThatCantBeReadAndQuotesNothingOfIt) {
 TEST_F(PostgresConnecting, PassesOverAHostThatIsDown) {
     PostgresDatabase database(SettingsWith("postgresql://kestora@/kestora?host=" +
                                            Scratch("nobody") + "," + ServerFolder()),
-                              kPatienceMs);
+                              kLockTimeoutMs);
 
     database.Execute(kInsert);
 
@@ -415,7 +416,7 @@ TEST_F(PostgresConnecting, PassesOverAHostThatOnlyReads) {
 
     PostgresDatabase database(
         SettingsWith("postgresql://kestora@/kestora?host=" + otherFolder + "," + ServerFolder()),
-        kPatienceMs);
+        kLockTimeoutMs);
     database.Execute(kInsert);
 
     EXPECT_THAT(Emaps(), ElementsAre(world::Row{"a"}));
@@ -432,7 +433,7 @@ TEST_F(PostgresConnecting, IsNotLedElsewhereByTheCallersEnvironment) {
                                           {"PGOPTIONS", "-c default_transaction_read_only=on"}}) {
             setenv(name, value, 1);
         }
-        PostgresDatabase database(ServerSettings(), kPatienceMs);
+        PostgresDatabase database(ServerSettings(), kLockTimeoutMs);
         database.Execute(kInsert);
         return std::getenv("PGHOST") == nullptr ? 0 : 1;
     });
@@ -442,7 +443,7 @@ TEST_F(PostgresConnecting, IsNotLedElsewhereByTheCallersEnvironment) {
 }
 
 TEST_F(PostgresPassword, ComesFromItsFile) {
-    PostgresDatabase database(Guarded("open sesame"), kPatienceMs);
+    PostgresDatabase database(Guarded("open sesame"), kLockTimeoutMs);
 
     EXPECT_STREQ(database.Execute("SELECT current_user;").Field(0, 0), "guarded");
 }
@@ -520,7 +521,7 @@ TEST_F(PostgresSchema, IsBroughtFromItsVersionToALaterOneForAllItsDatabasesAtOnc
     };
     PostgresSettings settings = ServerSettings();
     settings.schema = "another";
-    PostgresDatabase another(settings, kPatienceMs, recorder::PostgresAccess::Create);
+    PostgresDatabase another(settings, kLockTimeoutMs, recorder::PostgresAccess::Create);
     another.ApplySchema("CREATE TABLE emap (id INTEGER PRIMARY KEY, filename TEXT);", 1);
 
     recorder::ApplySchemaSteps(another, recorder::InstancesBeside(KRDB::DB_SYSTEM), steps, 2);
@@ -541,10 +542,10 @@ TEST_F(PostgresSchema, ThatLostItsVersionIsRefused) {
 TEST_F(PostgresSchema, IsOneRecordersAlone) {
     PostgresSettings settings = ServerSettings();
     settings.schema = "another";
-    PostgresDatabase another(settings, kPatienceMs, recorder::PostgresAccess::Create);
+    PostgresDatabase another(settings, kLockTimeoutMs, recorder::PostgresAccess::Create);
     another.ApplySchema("CREATE TABLE emap (id INTEGER PRIMARY KEY, filename TEXT);", 1);
 
-    PostgresDatabase(ServerSettings(), kPatienceMs).Execute(kInsert);
+    PostgresDatabase(ServerSettings(), kLockTimeoutMs).Execute(kInsert);
     another.Execute("INSERT INTO emap (id, filename) VALUES (1, 'another');");
 
     EXPECT_THAT(Emaps(), ElementsAre(world::Row{"a"}));

@@ -20,12 +20,12 @@ using recorder::SqliteDatabase;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-constexpr int kPatienceMs = 10000;
+constexpr int kLockTimeoutMs = 10000;
 
 class ReadOnlyDatabaseTest : public contract::ContractTest {
 protected:
     ReadOnlyDatabaseTest() {
-        SqliteDatabase database = SqliteDatabase::Create(Path(), kPatienceMs);
+        SqliteDatabase database = SqliteDatabase::Create(Path(), kLockTimeoutMs);
         database.Execute(
             "CREATE TABLE pair (a INTEGER, b INTEGER); INSERT INTO pair VALUES (1, 1);");
     }
@@ -45,12 +45,12 @@ protected:
     }
 
     static std::string NumberIn(const std::string& select) {
-        return ReadOnlyDatabase(Path(), kPatienceMs).Execute(select).Field(0, 0);
+        return ReadOnlyDatabase(Path(), kLockTimeoutMs).Execute(select).Field(0, 0);
     }
 
     static std::string FailureOf(const std::string& sql) {
         try {
-            ReadOnlyDatabase(Path(), kPatienceMs).Execute(sql, {.transaction = false});
+            ReadOnlyDatabase(Path(), kLockTimeoutMs).Execute(sql, {.transaction = false});
         } catch (const recorder::Error& error) {
             return error.what();
         }
@@ -62,7 +62,7 @@ protected:
         const contract::Gate never;
         contract::Gate done;
         contract::Child child([&] {
-            SqliteDatabase database = SqliteDatabase::Open(Path(), kPatienceMs);
+            SqliteDatabase database = SqliteDatabase::Open(Path(), kLockTimeoutMs);
             database.Execute(sql);
             done.Open();
             for (;;) {
@@ -99,7 +99,7 @@ TEST_F(ReadOnlyDatabaseTest, ReadsALogWhoseIndexIsGoneAndMakesNone) {
 }
 
 TEST_F(ReadOnlyDatabaseTest, ReadsWhatAWriterHasCommittedAndNothingElse) {
-    SqliteDatabase writer = SqliteDatabase::Open(Path(), kPatienceMs);
+    SqliteDatabase writer = SqliteDatabase::Open(Path(), kLockTimeoutMs);
     writer.Execute("UPDATE pair SET a = 3;");
     writer.Execute("BEGIN IMMEDIATE; UPDATE pair SET a = 4;", {.transaction = false});
 
@@ -112,7 +112,7 @@ TEST_F(ReadOnlyDatabaseTest, ReadsWhatAWriterHasCommittedAndNothingElse) {
 TEST_F(ReadOnlyDatabaseTest, SeesNoHalfOfWhatWritersDoThatComeAndGo) {
     const contract::Child writer([] {
         for (;;) {
-            SqliteDatabase database = SqliteDatabase::Open(Path(), kPatienceMs);
+            SqliteDatabase database = SqliteDatabase::Open(Path(), kLockTimeoutMs);
             database.Execute("UPDATE pair SET a = a + 1; UPDATE pair SET b = b + 1;");
         }
         return 0;
@@ -121,7 +121,7 @@ TEST_F(ReadOnlyDatabaseTest, SeesNoHalfOfWhatWritersDoThatComeAndGo) {
     constexpr long kEnough = 100;
     for (long last = 1; last < kEnough;) {
         const DBResult_tag rows =
-            ReadOnlyDatabase(Path(), kPatienceMs).Execute("SELECT a, b FROM pair;");
+            ReadOnlyDatabase(Path(), kLockTimeoutMs).Execute("SELECT a, b FROM pair;");
         ASSERT_STREQ(rows.Field(0, 0), rows.Field(0, 1));
         const long now = std::stol(rows.Field(0, 0));
         ASSERT_GE(now, last);
@@ -131,7 +131,7 @@ TEST_F(ReadOnlyDatabaseTest, SeesNoHalfOfWhatWritersDoThatComeAndGo) {
 
 // The reader takes its time for each row, so that the writer comes and goes in the middle.
 TEST_F(ReadOnlyDatabaseTest, ReadsAgainWhatWasWrittenMeanwhile) {
-    SqliteDatabase::Open(Path(), kPatienceMs)
+    SqliteDatabase::Open(Path(), kLockTimeoutMs)
         .Execute("DELETE FROM pair; WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n "
                  "WHERE i < 1000) INSERT INTO pair SELECT 1, zeroblob(1000) FROM n;");
     const pid_t reader = getpid();
@@ -139,11 +139,11 @@ TEST_F(ReadOnlyDatabaseTest, ReadsAgainWhatWasWrittenMeanwhile) {
         while (!HasOpen(reader, Path())) {
             usleep(1000);
         }
-        SqliteDatabase::Open(Path(), kPatienceMs).Execute("UPDATE pair SET a = 2;");
+        SqliteDatabase::Open(Path(), kLockTimeoutMs).Execute("UPDATE pair SET a = 2;");
         return 0;
     });
 
-    const DBResult_tag rows = ReadOnlyDatabase(Path(), kPatienceMs)
+    const DBResult_tag rows = ReadOnlyDatabase(Path(), kLockTimeoutMs)
                                   .Execute("SELECT min(a), max(a) FROM pair WHERE (WITH RECURSIVE "
                                            "n(i) AS (SELECT a UNION ALL SELECT i + 1 FROM n "
                                            "WHERE i < 2000) SELECT count(*) FROM n) > 0;");
@@ -190,7 +190,7 @@ TEST_F(ReadOnlyDatabaseTest, TellsWhyItCantRead) {
 }
 
 TEST_F(ReadOnlyDatabaseTest, HasTheVersionOfItsTablesAndKeepsIt) {
-    ReadOnlyDatabase database(Path(), kPatienceMs);
+    ReadOnlyDatabase database(Path(), kLockTimeoutMs);
 
     EXPECT_EQ(database.SchemaVersion(), 0);
     EXPECT_THROW(database.ApplySchema("", 1), recorder::Error);

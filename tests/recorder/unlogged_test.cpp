@@ -6,6 +6,7 @@
 #include "platform/taskstatus.h"
 #include "platform/utility.h"
 #include "recorder/support/paths.h"
+#include "tests/contract/support/execute.h"
 #include "tests/contract/support/files.h"
 #include "tests/contract/support/fixture.h"
 #include "tests/contract/support/process.h"
@@ -53,9 +54,7 @@ int RemoveEmptyFolder() {
 
 // Every operation of the platform that changes something, with what each one returns.
 std::string ChangeEverything() {
-    const auto run = [](const char* sql) {
-        return KRDB::Execute(KRDB::DB_SYSTEM, sql, nullptr, false, true, true, true);
-    };
+    const auto run = [](const char* sql) { return contract::Execute(sql); };
     std::string results;
     for (const int result :
          {run("INSERT INTO emap (filename) VALUES ('b');"), run("DELETE FROM emap;"),

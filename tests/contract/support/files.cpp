@@ -15,7 +15,7 @@ namespace {
 std::string ReadFrom(const char* variable, const std::string& name) {
     const char* const folder = std::getenv(variable);
     if (folder == nullptr) {
-        throw std::runtime_error(std::string(variable) + " names no folder");
+        throw std::runtime_error(std::string(variable) + " is not set to a folder");
     }
     return ReadFile(fs::path(folder) / name);
 }
@@ -48,11 +48,11 @@ std::vector<std::string> NamesIn(const fs::path& folder) {
     return names;
 }
 
-LockedFolder::LockedFolder(fs::path path) : m_path(std::move(path)) {
+UnreadableFolder::UnreadableFolder(fs::path path) : m_path(std::move(path)) {
     fs::permissions(m_path, fs::perms::none);
 }
 
-LockedFolder::~LockedFolder() {
+UnreadableFolder::~UnreadableFolder() {
     std::error_code ignored;
     fs::permissions(m_path, fs::perms::owner_all, ignored);
 }

@@ -1,4 +1,4 @@
-// Files and folders that tests put on the disk and look at.
+// Files and folders of tests.
 
 #pragma once
 
@@ -8,7 +8,7 @@
 
 namespace contract {
 
-// Writes a file and the folders above it.
+// Writes a file, and creates the folders above it.
 void PutFile(const std::filesystem::path& path, const std::string& bytes = "x");
 
 std::string ReadFile(const std::filesystem::path& path);
@@ -16,23 +16,25 @@ std::string ReadFile(const std::filesystem::path& path);
 // The names of a folder's entries, sorted.
 std::vector<std::string> NamesIn(const std::filesystem::path& folder);
 
-// A folder that can't be listed (ObeyPermissions provided) until the object goes.
-class LockedFolder {
+// A folder that can't be listed until the object is destroyed, provided that the process obeys
+// permissions (ObeyPermissions).
+class UnreadableFolder {
 public:
-    explicit LockedFolder(std::filesystem::path path);
-    ~LockedFolder();
-    LockedFolder(const LockedFolder&) = delete;
-    LockedFolder& operator=(const LockedFolder&) = delete;
-    LockedFolder(LockedFolder&&) = delete;
-    LockedFolder& operator=(LockedFolder&&) = delete;
+    explicit UnreadableFolder(std::filesystem::path path);
+    ~UnreadableFolder();
+    UnreadableFolder(const UnreadableFolder&) = delete;
+    UnreadableFolder& operator=(const UnreadableFolder&) = delete;
+    UnreadableFolder(UnreadableFolder&&) = delete;
+    UnreadableFolder& operator=(UnreadableFolder&&) = delete;
 
 private:
     std::filesystem::path m_path;
 };
 
-// A picture or recording that the build made for the tests, or that lies in
-// tests/contract/pictures.
+// The bytes of a recording or picture that tests/contract/make-media created.
 std::string Media(const std::string& name);
+
+// The bytes of a picture in tests/contract/pictures.
 std::string Picture(const std::string& name);
 
 } // namespace contract

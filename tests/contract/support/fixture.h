@@ -1,4 +1,4 @@
-// The ground that every contract test stands on: a recorder on its first day.
+// The base of every contract test: each test begins with a new recorder.
 
 #pragma once
 
@@ -16,7 +16,7 @@ namespace contract {
 
 class ContractTest : public testing::Test {
 protected:
-    ContractTest() { world::Renew(); }
+    ContractTest() { world::Reset(); }
 
     // A path in the scratch folder.
     static std::string Scratch(const std::string& name) {
@@ -28,7 +28,7 @@ protected:
         return Scratch(name);
     }
 
-    // The log lines that hold this text.
+    // The lines of the log that contain this text.
     static std::vector<std::string> LogLinesWith(const std::string& text) {
         std::vector<std::string> lines = world::Log();
         lines.erase(
@@ -39,7 +39,7 @@ protected:
     }
 };
 
-// Bytes that trouble whoever takes names for text.
+// Names whose bytes break programs that treat names as text.
 inline std::vector<std::string> HostileNames() {
     return {
         "quote's \"double\" `back`", "back\\slash \\' \\x00",

@@ -12,7 +12,7 @@ namespace contract {
 namespace {
 
 constexpr int kTolerance = 40;
-constexpr std::size_t kHeightInFrame = 5; // behind the marker, its length and the precision
+constexpr std::size_t kHeightInFrame = 5; // after the marker, the length and the precision
 
 int Number(const std::string& bytes, std::size_t offset) {
     return static_cast<uint8_t>(bytes.at(offset)) << 8 | static_cast<uint8_t>(bytes.at(offset + 1));
@@ -23,7 +23,7 @@ void PutNumber(std::string& bytes, std::size_t offset, int number) {
     bytes.at(offset + 1) = static_cast<char>(number);
 }
 
-// Where the frame header begins: 0xc0 is a baseline one, 0xc2 a progressive one.
+// The offset of the frame header: 0xc0 marks a baseline picture, 0xc2 a progressive one.
 std::size_t FrameOffset(const std::string& jpeg) {
     std::size_t offset = 2;
     while (jpeg.at(offset + 1) != '\xc0' && jpeg.at(offset + 1) != '\xc2') {

@@ -1,4 +1,4 @@
-// JPEG pictures, by their bytes: what a thumbnail must be made of, and what it looks like.
+// JPEG pictures as bytes: variants to make thumbnails from, and the examination of thumbnails.
 
 #pragma once
 
@@ -15,20 +15,20 @@ struct PictureSize {
     bool operator==(const PictureSize&) const = default;
 };
 
-// The size that the frame header tells.
+// The size in the frame header.
 PictureSize SizeOf(const std::string& jpeg);
 
 // The picture with another size in its frame header.
 std::string WithSize(std::string jpeg, PictureSize size);
 
-// The picture with an Exif block that says how it is to be turned.
+// The picture with an Exif block that contains this orientation.
 std::string WithOrientation(const std::string& jpeg, int orientation);
 
-// The colours of four places, as another program decodes the picture file: left above, right above,
-// left below, right below, each in the middle of its quarter.
+// The colours in the middle of the quarters, as another program decodes them: top left, top right,
+// bottom left, bottom right.
 std::array<Rgb, 4> QuartersOf(const std::string& path);
 
-// Whether two colours look the same.
+// True if two colours look the same.
 bool IsLike(const Rgb& a, const Rgb& b);
 
 } // namespace contract

@@ -8,12 +8,12 @@
 
 #include <gtest/gtest.h>
 
-void contract::DemandSandbox() {
+void contract::RequireSandbox() {
     std::ifstream file("/var/packages/Kestora/.in-sandbox");
     std::string mark;
     const char* const expected = std::getenv("KESTORA_SANDBOX");
     if (expected == nullptr || !std::getline(file, mark) || mark != expected) {
-        std::fputs("this program deletes the recorder's files: start it by "
+        std::fputs("this program deletes the recorder's files; start it with "
                    "tests/contract/in-sandbox\n",
                    stderr);
         std::exit(70);
@@ -21,7 +21,7 @@ void contract::DemandSandbox() {
 }
 
 int main(int argc, char** argv) {
-    contract::DemandSandbox();
+    contract::RequireSandbox();
     if (argc == 3 && std::string(argv[1]) == "--probe") {
         return contract::RunProbe(argv[2]);
     }

@@ -1,4 +1,4 @@
-// Root may read everything, and then no test meets an unreadable folder.
+// Makes a process of root obey permissions, so that tests can have unreadable folders.
 
 #pragma once
 
@@ -11,7 +11,7 @@
 
 namespace contract {
 
-// Takes from this process, for as long as the object lives, the power to pass over permissions.
+// Removes this process's right to override permissions for the lifetime of the object.
 class ObeyPermissions {
 public:
     ObeyPermissions() {
@@ -37,7 +37,7 @@ private:
     static void Call(long number, Sets& sets) {
         __user_cap_header_struct header = Header();
         if (syscall(number, &header, sets.data()) != 0) {
-            throw std::runtime_error("can't give up capabilities");
+            throw std::runtime_error("can't drop capabilities");
         }
     }
 

@@ -20,7 +20,7 @@ constexpr useconds_t kPollUs = 10000;
 std::string ServerDsn() {
     const char* const dsn = std::getenv("KESTORA_TEST_DSN");
     if (dsn == nullptr) {
-        throw std::runtime_error("no KESTORA_TEST_DSN: start it by tests/postgresql/server.py");
+        throw std::runtime_error("KESTORA_TEST_DSN is not set; use tests/postgresql/server.py");
     }
     return dsn;
 }

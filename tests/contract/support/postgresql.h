@@ -1,4 +1,4 @@
-// A connection of the tests' own to the server that they run on.
+// The tests' own access to the PostgreSQL server that they run on.
 
 #pragma once
 
@@ -14,8 +14,10 @@ namespace contract {
 // The address of the server that tests/postgresql/server.py started, from the environment.
 std::string ServerDsn();
 
-// The directory of its socket, by which the server is told to stop and to start again.
+// The folder of the server's socket. server.py stops the server while it contains a file "down".
 std::string ServerFolder();
+
+// Stop and start the server; both return when it is done.
 void StopServer();
 void StartServer();
 
@@ -23,11 +25,10 @@ class PostgresConnection {
 public:
     explicit PostgresConnection(const std::string& dsn);
 
-    // Runs a text of statements and returns the rows of the last one. An exception tells of its
-    // failure.
+    // Executes a text of statements and returns the rows of the last one. Throws if one fails.
     std::vector<std::vector<std::optional<std::string>>> Run(const std::string& sql);
 
-    // The server's process for this connection.
+    // The process id of the server's process for this connection.
     [[nodiscard]] int ServerPid() const;
 
 private:

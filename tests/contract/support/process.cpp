@@ -122,7 +122,7 @@ std::string Probe::Run() const {
     }
     const pid_t pid = fork();
     if (pid == 0) {
-        // The pipe's end may be that number already, which dup2 would leave to be closed.
+        // If the pipe's end already has this number, dup2 would not clear its close-on-exec flag.
         if (ends[1] == kResultFd ? fcntl(kResultFd, F_SETFD, 0) != 0
                                  : dup2(ends[1], kResultFd) < 0) {
             _exit(kBodyThrew);

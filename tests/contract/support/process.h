@@ -1,4 +1,4 @@
-// Other processes: what holds between them is half of what the recorder promises.
+// Other processes, for tests of what the recorder guarantees between processes.
 
 #pragma once
 
@@ -9,7 +9,7 @@
 
 namespace contract {
 
-// A place where one process waits until another has come so far.
+// Lets one process wait until another one opens the gate.
 class Gate {
 public:
     Gate();
@@ -21,7 +21,8 @@ public:
 
     void Open() const;
 
-    // False when every other process that could open it is gone. Call it in one process only.
+    // Waits until the gate is open. Returns false if all other processes that could open it have
+    // ended. Only one process may call this.
     [[nodiscard]] bool Await();
 
 private:
@@ -29,8 +30,8 @@ private:
     int m_writeEnd = -1;
 };
 
-// A forked process that runs `body` and exits with what it returns. It is killed, if it is still
-// there, when the object goes.
+// A forked process that runs `body` and exits with the status that `body` returns. The destructor
+// kills the process if it has not ended.
 class Child {
 public:
     explicit Child(const std::function<int()>& body);
@@ -42,36 +43,36 @@ public:
 
     [[nodiscard]] pid_t Pid() const { return m_pid; }
 
-    // Its exit status; -1 when a signal ended it.
+    // Waits for the process and returns its exit status; -1 if a signal ended it.
     int Wait();
 
     void Kill();
 
-    // Returns when it sleeps, waiting for something, or has ended.
+    // Returns when the process sleeps or has ended.
     void AwaitSleep() const;
 
 private:
     pid_t m_pid = -1;
 };
 
-// Something that a process does which has read nothing of the recorder yet. It is found by its name
-// in a new process of this program, so it must be constructed before main.
+// A function that runs in a new process of this program, which has not read the recorder's settings
+// or files yet. The new process finds the function by its name, so a Probe must be constructed
+// before main.
 class Probe {
 public:
-    // `body` returns the text that Run yields.
     Probe(const char* name, std::string (*body)()) noexcept;
 
-    // Runs the body in a new process and returns its text; "died" when it came to no end.
+    // Runs the body in a new process and returns the body's text; "died" if the process failed.
     [[nodiscard]] std::string Run() const;
 
 private:
     const char* m_name;
 };
 
-// What a process that was started to run a probe does in place of the tests; its exit status.
+// Runs a probe's body in the process that was started for it, and returns the exit status.
 int RunProbe(const std::string& name);
 
-// The output of a command line, or an exception when it fails.
+// The standard output of a command line. Throws if the command fails.
 std::string OutputOf(const std::string& commandLine);
 
 } // namespace contract

@@ -1,10 +1,10 @@
-// The guard between the tests and a recorder that somebody uses.
+// Protects a recorder in use from the tests.
 
 #pragma once
 
 namespace contract {
 
 // Ends the program unless tests/contract/in-sandbox started it.
-void DemandSandbox();
+void RequireSandbox();
 
 } // namespace contract

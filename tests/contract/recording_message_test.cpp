@@ -9,9 +9,9 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-class RecordingWord : public contract::ContractTest {
+class RecordingMessage : public contract::ContractTest {
 protected:
-    RecordingWord() {
+    RecordingMessage() {
         world::AddCamera({.id = 6, .storagePath = "/a"});
         EXPECT_EQ(camera.Load(6, 0, 0), 0);
         for (const int id : {11, 2147483647}) {
@@ -24,7 +24,7 @@ protected:
     std::list<Event> events;
 };
 
-TEST_F(RecordingWord, OfAddedRowsIsKeptWithCameraAndIds) {
+TEST_F(RecordingMessage, OfAddedRowsIsQueuedWithCameraAndIds) {
     NotifyEventListUpdate(events, &camera, EVENT_UPDATE_ADD, 0, 0, 0);
 
     EXPECT_THAT(world::Outbox(), ElementsAre(AllOf(HasSubstr("6"), HasSubstr("add"),
@@ -32,20 +32,20 @@ TEST_F(RecordingWord, OfAddedRowsIsKeptWithCameraAndIds) {
     EXPECT_THAT(world::Log(), IsEmpty());
 }
 
-TEST_F(RecordingWord, LeavesTheEventsAsTheyAre) {
+TEST_F(RecordingMessage, LeavesTheEventsUnchanged) {
     NotifyEventListUpdate(events, &camera, EVENT_UPDATE_ADD, 0, 0, 0);
 
     ASSERT_THAT(events, SizeIs(2));
     EXPECT_EQ(events.front().GetId(), 11);
 }
 
-TEST_F(RecordingWord, OfAlertRowsIsKept) {
+TEST_F(RecordingMessage, OfAlertRecordingsIsQueued) {
     NotifyAlertEventRefresh(0, 0, 0);
 
     EXPECT_THAT(world::Outbox(), ElementsAre(HasSubstr("alert")));
 }
 
-TEST_F(RecordingWord, KeepsItsPlaceInTheOrder) {
+TEST_F(RecordingMessage, StaysInOrder) {
     NotifyAlertEventRefresh(0, 0, 0);
     NotifyEventListUpdate(events, &camera, EVENT_UPDATE_ADD, 0, 0, 0);
     NotifyAlertEventRefresh(0, 0, 0);
@@ -54,8 +54,8 @@ TEST_F(RecordingWord, KeepsItsPlaceInTheOrder) {
                 ElementsAre(HasSubstr("alert"), HasSubstr("2147483647"), HasSubstr("alert")));
 }
 
-TEST_F(RecordingWord, ThatCantBeKeptIsLogged) {
-    world::Spoil(KRDB::DB_RECORDING);
+TEST_F(RecordingMessage, ThatCantBeQueuedIsLogged) {
+    world::DamageDatabase(KRDB::DB_RECORDING);
 
     NotifyEventListUpdate(events, &camera, EVENT_UPDATE_ADD, 0, 0, 0);
     NotifyAlertEventRefresh(0, 0, 0);

@@ -1,4 +1,4 @@
-// A result of the database layer, read to its end.
+// Running SQL through the platform's database layer.
 
 #pragma once
 
@@ -10,12 +10,27 @@
 
 namespace contract {
 
-// Executes a text on the system database as one transaction.
-inline int RunText(const std::string& sql) {
-    return KRDB::Execute(KRDB::DB_SYSTEM, sql, nullptr, false, true, true, true);
+// The flags of KRDB::Execute. By default a text is one transaction that waits for the lock and logs
+// its failure.
+struct Flags {
+    bool readOnly = false;
+    bool transaction = true;
+    bool waitForLock = true;
+    bool logError = true;
+};
+
+// Executes a text whose rows are not needed, and returns the platform's result.
+inline int Execute(KRDB::DB_INSTANCE db, const std::string& sql, const Flags& flags = {}) {
+    return KRDB::Execute(db, sql, nullptr, flags.readOnly, flags.transaction, flags.waitForLock,
+                         flags.logError);
 }
 
-// The result of a text, which is freed with the object.
+// The same on the system database.
+inline int Execute(const std::string& sql, const Flags& flags = {}) {
+    return Execute(KRDB::DB_SYSTEM, sql, flags);
+}
+
+// The result of a text; freed with the object.
 class Rows {
 public:
     explicit Rows(const std::string& sql, KRDB::DB_INSTANCE db = KRDB::DB_SYSTEM) {
@@ -31,7 +46,7 @@ public:
 
     [[nodiscard]] DBResult_tag* Get() const { return m_result; }
 
-    // The texts of a column from the row after the current one to the last; "NULL" for null.
+    // The column's values from the next row to the last; "NULL" for null.
     [[nodiscard]] std::vector<std::string> Column(const char* name) const {
         std::vector<std::string> texts;
         int row = 0;
