@@ -1,11 +1,10 @@
 #include "recorder/camera/cameraidentity.h"
 
-#include "recorder/support/error.h"
 #include "tests/contract/support/files.h"
 #include "tests/contract/support/fixture.h"
 #include "tests/contract/support/process.h"
+#include "tests/recorder/support/failure.h"
 
-#include <sys/resource.h>
 #include <sys/stat.h>
 
 namespace {
@@ -18,6 +17,7 @@ using recorder::CameraIdentityText;
 using recorder::ParseCameraIdentity;
 using recorder::RequireIdentity;
 using recorder::WriteCameraIdentity;
+using support::FailureOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::StartsWith;
@@ -27,32 +27,23 @@ constexpr const char* kText = "id = 7\n"
                               "name = \"Front\"\n"
                               "uuid = \"6f1c0f4e-2f0a-4d3c-9d4b-0d6f5a1c9e77\"\n";
 
-// What an error says; "none" where there is none.
-template <typename Operation> std::string Complaint(const Operation& operation) {
-    try {
-        operation();
-    } catch (const recorder::Error& error) {
-        return error.what();
-    }
-    return "none";
+std::string FailureToParse(const std::string& text) {
+    return FailureOf([&] { (void)ParseCameraIdentity(text, "/a/.kestora-camera"); });
 }
 
-std::string WhyRefused(const std::string& text) {
-    return Complaint([&] { (void)ParseCameraIdentity(text, "/a/.kestora-camera"); });
-}
-
-std::string With(const std::string& part, const std::string& instead) {
+// The text with a part of it replaced.
+std::string With(const std::string& part, const std::string& replacement) {
     std::string text = kText;
-    return text.replace(text.find(part), part.size(), instead);
+    return text.replace(text.find(part), part.size(), replacement);
 }
 
 class CameraIdentityTest : public contract::ContractTest {};
 
-TEST_F(CameraIdentityTest, IsThreeLinesOfToml) {
+TEST_F(CameraIdentityTest, ConsistsOfThreeLinesOfToml) {
     EXPECT_EQ(CameraIdentityText({7, "Front", kUuid}), kText);
 }
 
-TEST_F(CameraIdentityTest, IsReadBackWhateverTheNameIs) {
+TEST_F(CameraIdentityTest, IsReadBackWithAnyName) {
     std::vector<std::string> names = contract::HostileNames();
     names.insert(names.end(), {"", "\"\n", "\\u000a", "Tür", std::string(1000, '\x01')});
     for (const std::string& name : names) {
@@ -62,12 +53,12 @@ TEST_F(CameraIdentityTest, IsReadBackWhateverTheNameIs) {
     }
 }
 
-TEST_F(CameraIdentityTest, KeepsANameInItsOwnLine) {
+TEST_F(CameraIdentityTest, KeepsAHostileNameInOneLine) {
     EXPECT_THAT(CameraIdentityText({7, "a\nid = 8\t\"b\"\\", kUuid}),
                 HasSubstr(R"(name = "a\u000aid = 8\u0009\"b\"\\")"));
 }
 
-TEST_F(CameraIdentityTest, IsNotReadFromAnythingButWhatIsWritten) {
+TEST_F(CameraIdentityTest, IsReadOnlyInTheFormInWhichItIsWritten) {
     for (const std::string& text : {std::string(),
                                     std::string(kText, 20),
                                     std::string(kText) + "\n",
@@ -93,14 +84,14 @@ TEST_F(CameraIdentityTest, IsNotReadFromAnythingButWhatIsWritten) {
                                     With("uuid = \"6f1c0f4e-2f0a-4d3c-9d4b-0d6f5a1c9e77\"\n", ""),
                                     std::string(kText) + "more = 1\n",
                                     std::string(100'000, 'a')}) {
-        EXPECT_EQ(WhyRefused(text),
+        EXPECT_EQ(FailureToParse(text),
                   "the file /a/.kestora-camera holds no camera's identity; expected the lines id, "
                   "name and uuid as \"krctl camera add\" writes them")
             << text;
     }
 }
 
-TEST_F(CameraIdentityTest, IsFoundInTheFolderThatItWasWrittenTo) {
+TEST_F(CameraIdentityTest, IsReadFromTheFolderThatItWasWrittenTo) {
     MakeFolder("front");
 
     WriteCameraIdentity(Scratch("front"), {7, "Front", kUuid});
@@ -109,13 +100,13 @@ TEST_F(CameraIdentityTest, IsFoundInTheFolderThatItWasWrittenTo) {
     EXPECT_THAT(contract::NamesIn(Scratch("front")), ElementsAre(".kestora-camera"));
 }
 
-TEST_F(CameraIdentityTest, IsNotForOthers) {
+TEST_F(CameraIdentityTest, CantBeReadByOtherUsers) {
     WriteCameraIdentity(MakeFolder("front"), {7, "Front", kUuid});
 
     EXPECT_EQ(fs::status(Scratch("front/.kestora-camera")).permissions(), fs::perms{0640});
 }
 
-TEST_F(CameraIdentityTest, IsNoneInAFolderWithoutOneAndWhereNoFolderIs) {
+TEST_F(CameraIdentityTest, IsAbsentInAnEmptyOrMissingFolder) {
     EXPECT_EQ(CameraIdentityIn(MakeFolder("front")), std::nullopt);
     EXPECT_EQ(CameraIdentityIn(Scratch("nowhere")), std::nullopt);
 }
@@ -125,14 +116,14 @@ TEST_F(CameraIdentityTest, IsNotReadThroughALink) {
     MakeFolder("front");
     fs::create_symlink(Scratch("elsewhere/.kestora-camera"), Scratch("front/.kestora-camera"));
 
-    EXPECT_THAT(Complaint([] { (void)CameraIdentityIn(Scratch("front")); }),
+    EXPECT_THAT(FailureOf([] { (void)CameraIdentityIn(Scratch("front")); }),
                 HasSubstr("symbolic link"));
 }
 
-TEST_F(CameraIdentityTest, IsNotWrittenOverAnother) {
+TEST_F(CameraIdentityTest, DoesNotReplaceAnExistingFile) {
     contract::PutFile(Scratch("front/.kestora-camera"), "something");
 
-    EXPECT_THAT(Complaint([] {
+    EXPECT_THAT(FailureOf([] {
                     WriteCameraIdentity(Scratch("front"), {7, "Front", kUuid});
                 }),
                 StartsWith("can't give " + Scratch("front") + " an identity: "));
@@ -140,19 +131,18 @@ TEST_F(CameraIdentityTest, IsNotWrittenOverAnother) {
     EXPECT_EQ(contract::ReadFile(Scratch("front/.kestora-camera")), "something");
 }
 
-TEST_F(CameraIdentityTest, HasNoNameThatCouldNotBeReadBack) {
-    EXPECT_EQ(Complaint([] {
+TEST_F(CameraIdentityTest, RefusesANameThatIsTooLongToBeReadBack) {
+    EXPECT_EQ(FailureOf([] {
                   WriteCameraIdentity(MakeFolder("front"), {7, std::string(1001, 'a'), kUuid});
               }),
               "can't give " + Scratch("front") +
                   " an identity: expected a camera's name of at most 1000 bytes");
 }
 
-TEST_F(CameraIdentityTest, IsWholeOrNotThereWhenTheProcessIsKilled) {
+TEST_F(CameraIdentityTest, IsCompleteOrAbsentIfTheProcessIsKilled) {
     MakeFolder("front");
     contract::Child child([&] {
-        const rlimit tenBytes{10, 10}; // to write beyond is deadly
-        setrlimit(RLIMIT_FSIZE, &tenBytes);
+        contract::LimitFileSize();
         WriteCameraIdentity(Scratch("front"), {7, "Front", kUuid});
         return 0;
     });
@@ -164,9 +154,9 @@ TEST_F(CameraIdentityTest, IsWholeOrNotThereWhenTheProcessIsKilled) {
     EXPECT_THAT(contract::NamesIn(Scratch("front")), ElementsAre(".kestora-camera"));
 }
 
-TEST_F(CameraIdentityTest, IsRequiredToBeThereAndTheCamerasOwn) {
+TEST_F(CameraIdentityTest, MustExistAndBelongToTheCamera) {
     const std::string folder = MakeFolder("cam1");
-    const auto require = [&] { return Complaint([&] { RequireIdentity(folder, kUuid); }); };
+    const auto require = [&] { return FailureOf([&] { RequireIdentity(folder, kUuid); }); };
     EXPECT_THAT(require(), HasSubstr("doesn't hold its camera's identity"));
 
     contract::PutFile(folder + "/.kestora-camera", "uuid\n");
@@ -179,7 +169,7 @@ TEST_F(CameraIdentityTest, IsRequiredToBeThereAndTheCamerasOwn) {
     EXPECT_EQ(require(), "none");
 }
 
-TEST_F(CameraIdentityTest, IsReadFromARegularFileOnly) {
+TEST_F(CameraIdentityTest, IsReadOnlyFromARegularFile) {
     MakeFolder("folder/.kestora-camera");
     MakeFolder("pipe");
     ASSERT_EQ(mkfifo(Scratch("pipe/.kestora-camera").c_str(), 0600), 0);

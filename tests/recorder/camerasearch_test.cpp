@@ -1,9 +1,9 @@
 #include "recorder/camera/camerasearch.h"
 
-#include "recorder/support/error.h"
 #include "tests/contract/support/files.h"
 #include "tests/contract/support/fixture.h"
 #include "tests/contract/support/permissions.h"
+#include "tests/recorder/support/failure.h"
 
 #include <sys/stat.h>
 
@@ -26,7 +26,7 @@ protected:
             {id, "camera", "6f1c0f4e-2f0a-4d3c-9d4b-0000000000" + std::to_string(id)});
     }
 
-    // The ids of what is found below the scratch folder's `folder`.
+    // The ids of the cameras that are found in this folder of the scratch folder.
     static std::vector<int> Found(const std::string& folder) {
         std::vector<int> ids;
         for (const recorder::FoundCamera& camera : FindCamerasIn(Scratch(folder)).found) {
@@ -36,7 +36,7 @@ protected:
     }
 };
 
-TEST_F(CameraSearchTest, FindsTheFolderItselfAndThoseBelowInTheOrderOfTheirNames) {
+TEST_F(CameraSearchTest, FindsTheFolderItselfAndFoldersBelowItInOrderOfTheirNames) {
     PutCamera("disk", 12);
     PutCamera("disk/b", 11);
     PutCamera("disk/a/1/2/3/4", 10);
@@ -52,13 +52,13 @@ TEST_F(CameraSearchTest, FindsTheFolderItselfAndThoseBelowInTheOrderOfTheirNames
     EXPECT_THAT(search.otherFileSystems, IsEmpty());
 }
 
-TEST_F(CameraSearchTest, GoesFiveLevelsDown) {
+TEST_F(CameraSearchTest, DescendsFiveLevels) {
     PutCamera("disk/1/2/3/4/5/6", 10);
 
     EXPECT_THAT(Found("disk"), IsEmpty());
 }
 
-TEST_F(CameraSearchTest, PassesOverFoldersThatAreFullOfMediaOrHidden) {
+TEST_F(CameraSearchTest, SkipsMediaFoldersAndHiddenFolders) {
     PutCamera("disk/front/20140312AM", 10);
     PutCamera("disk/front/@Thumbnail", 11);
     PutCamera("disk/front/laRec", 12);
@@ -68,7 +68,7 @@ TEST_F(CameraSearchTest, PassesOverFoldersThatAreFullOfMediaOrHidden) {
     EXPECT_THAT(Found("disk"), ElementsAre(14));
 }
 
-TEST_F(CameraSearchTest, FollowsNoLinkBelowTheFolder) {
+TEST_F(CameraSearchTest, FollowsNoLinksBelowTheFolder) {
     PutCamera("elsewhere", 10);
     MakeFolder("disk");
     fs::create_directory_symlink(Scratch("elsewhere"), Scratch("disk/front"));
@@ -78,8 +78,8 @@ TEST_F(CameraSearchTest, FollowsNoLinkBelowTheFolder) {
     EXPECT_THAT(Found("link"), ElementsAre(10));
 }
 
-TEST_F(CameraSearchTest, NamesWhatItCantReadAndGoesOn) {
-    const contract::ObeyPermissions obeying;
+TEST_F(CameraSearchTest, ReportsUnreadableEntriesAndContinues) {
+    const contract::ObeyPermissions unprivileged;
     PutCamera("disk/a", 10);
     PutCamera("disk/c", 12);
     contract::PutFile(Scratch("disk/b/.kestora-camera"), "id = 11\n");
@@ -94,21 +94,15 @@ TEST_F(CameraSearchTest, NamesWhatItCantReadAndGoesOn) {
                                               HasSubstr(Scratch("disk/d"))));
 }
 
-TEST_F(CameraSearchTest, WantsTheAbsolutePathOfAFolder) {
+TEST_F(CameraSearchTest, RequiresTheAbsolutePathOfAFolder) {
     contract::PutFile(Scratch("file"), "");
-    const auto complaint = [](const std::string& folder) -> std::string {
-        try {
-            (void)FindCamerasIn(folder);
-        } catch (const recorder::Error& error) {
-            return error.what();
-        }
-        return "none";
+    const auto failure = [](const std::string& folder) {
+        return support::FailureOf([&] { (void)FindCamerasIn(folder); });
     };
 
-    EXPECT_EQ(complaint("disk"), "disk: expected an absolute path");
-    EXPECT_EQ(complaint(Scratch("nowhere")),
-              Scratch("nowhere") + ": expected a folder that exists");
-    EXPECT_EQ(complaint(Scratch("file")), Scratch("file") + ": expected a folder that exists");
+    EXPECT_EQ(failure("disk"), "disk: expected an absolute path");
+    EXPECT_EQ(failure(Scratch("nowhere")), Scratch("nowhere") + ": expected a folder that exists");
+    EXPECT_EQ(failure(Scratch("file")), Scratch("file") + ": expected a folder that exists");
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include "recorder/container/codectypes.h"
 #include "tests/contract/support/files.h"
 #include "tests/contract/support/process.h"
+#include "tests/recorder/support/containerbytes.h"
 
 #include <cmath>
 #include <cstdlib>
@@ -26,6 +27,7 @@ ContainerInfo ReadMedia(const std::string& media) {
     return recorder::ReadContainer(source, recorder::ContainerKindOf(media).value());
 }
 
+// The first line that ffprobe prints with these arguments.
 std::string Probe(const std::string& media, const std::string& arguments) {
     std::string text = contract::OutputOf("ffprobe -v error " + arguments +
                                           " -of default=nw=1:nk=1 '" + PathOf(media) + "'");
@@ -50,7 +52,7 @@ int AudioNumber(const std::string& codec) {
 
 class ContainerMedia : public testing::TestWithParam<const char*> {};
 
-TEST_P(ContainerMedia, IsReadAsAnotherProgramReadsIt) {
+TEST_P(ContainerMedia, IsReadLikeAnotherProgramReadsIt) {
     const std::string media = GetParam();
 
     const ContainerInfo info = ReadMedia(media);
@@ -74,11 +76,11 @@ INSTANTIATE_TEST_SUITE_P(Avi, ContainerMedia,
                          testing::Values("mjpeg-pcm.avi", "mjpeg-alaw.avi", "mpeg4-mulaw.avi",
                                          "h264-mp3.avi"));
 
-TEST(ContainerFragments, AreCountedToTheLastWithoutAListOfThem) {
+TEST(ContainerFragments, AreCountedWithoutAListOfThem) {
     EXPECT_EQ(ReadMedia("without-end.mp4").durationSec, 5);
 }
 
-TEST(ContainerFrames, AreCountedAt25EachSecond) {
+TEST(ContainerFrames, CountAs25PerSecond) {
     const std::string frames = Probe("frames.mxg", "-f mjpeg -count_packets -show_entries "
                                                    "stream=nb_read_packets");
 
@@ -91,13 +93,13 @@ TEST(ContainerFrames, AreCountedAt25EachSecond) {
     EXPECT_EQ(info.height, 240);
 }
 
-TEST(ContainerFrames, BeyondEightMebibytesAreTakenToBeLikeTheFirst) {
+TEST(ContainerFrames, AfterEightMebibytesAreEstimatedFromTheFirst) {
     const std::string part = contract::Media("frames.mxg");
     std::string whole;
     while (whole.size() < 20UL * 1024 * 1024) {
         whole += part;
     }
-    recorder::MemorySource source({reinterpret_cast<const uint8_t*>(whole.data()), whole.size()});
+    recorder::MemorySource source = support::SourceOf(whole);
 
     const ContainerInfo info = recorder::ReadContainer(source, ContainerKind::Mxg);
 
@@ -106,7 +108,7 @@ TEST(ContainerFrames, BeyondEightMebibytesAreTakenToBeLikeTheFirst) {
     EXPECT_NEAR(info.durationSec, seconds, 2);
 }
 
-TEST(ContainerName, TellsTheKindByItsExtension) {
+TEST(ContainerName, DeterminesTheKindByItsExtension) {
     EXPECT_EQ(recorder::ContainerKindOf("a.mp4"), ContainerKind::Mp4);
     EXPECT_EQ(recorder::ContainerKindOf("/x/a.avi"), ContainerKind::Avi);
     EXPECT_EQ(recorder::ContainerKindOf("a.b.mxg"), ContainerKind::Mxg);

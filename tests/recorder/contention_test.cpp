@@ -1,4 +1,4 @@
-// What runs and the operator do beside a recorder that writes.
+// Removals, undo and expiry while another process writes, or when they are killed.
 
 #include "platform/recording.h"
 #include "platform/taskstatus.h"
@@ -37,7 +37,7 @@ std::vector<world::Row> EventIds() {
     return Read("SELECT id FROM event ORDER BY id;");
 }
 
-// Rows 1 to `count` of a camera's recordings, whose half-day folder is gone.
+// Inserts the rows 1 to `count` of a camera's recordings. Their half-day folder does not exist.
 void InsertEvents(int camId, int count) {
     world::Write(KRDB::DB_RECORDING,
                  "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < " +
@@ -61,7 +61,7 @@ long CountOf(const std::string& table) {
     return std::stol(*Read("SELECT count(*) FROM " + table + ";")[0][0]);
 }
 
-// Runs `body` in a child and kills that as soon as the number of the table's rows has changed.
+// Runs `body` in a child process and kills it as soon as the number of the table's rows changes.
 void KillAfterFirstChange(const std::string& table, const std::function<int()>& body) {
     constexpr std::chrono::seconds kDeadline{60};
     const auto deadline = std::chrono::steady_clock::now() + kDeadline;
@@ -86,7 +86,7 @@ protected:
     }
 };
 
-TEST_F(Contention, OfUndoWithAWriterIsAWait) {
+TEST_F(Contention, UndoWaitsForAWriter) {
     world::Write(KRDB::DB_RECORDING,
                  "INSERT INTO event (id, camera_id, path) VALUES (1, 1, 'a'), (2, 1, 'b');");
     recorder::BeginRun(kRunStart);
@@ -107,7 +107,7 @@ TEST_F(Contention, OfUndoWithAWriterIsAWait) {
     EXPECT_THAT(EventIds(), ElementsAre(world::Row{"1"}, world::Row{"2"}));
 }
 
-TEST_F(ContentionRemoval, KeepsInTheLedgerWhatWentBeforeAFailure) {
+TEST_F(ContentionRemoval, KeepsTheRowsRemovedBeforeAFailureInTheLedger) {
     InsertEvents(1, kBlock);
     world::AddCamera({.id = 2, .storagePath = MakeFolder("two")});
     world::Write(KRDB::DB_RECORDING, "INSERT INTO event (id, camera_id, path) VALUES (" +
@@ -123,7 +123,7 @@ TEST_F(ContentionRemoval, KeepsInTheLedgerWhatWentBeforeAFailure) {
     ExpectRemovedOnRecord(kBlock);
 }
 
-TEST_F(ContentionRemoval, StopsAtAFileThatComesBetweenTwoTransactionsAndIsCompletedLater) {
+TEST_F(ContentionRemoval, StopsAtAFileThatAppearsBetweenTwoTransactionsAndIsCompletedLater) {
     InsertEvents(1, kBlock + 1);
     const std::string file = Scratch("one/20140312AM/" + std::to_string(kBlock + 1));
     world::ConcurrentWriter writer(KRDB::DB_RECORDING);
@@ -144,7 +144,7 @@ TEST_F(ContentionRemoval, StopsAtAFileThatComesBetweenTwoTransactionsAndIsComple
     ExpectRemovedOnRecord(kBlock + 1);
 }
 
-TEST_F(ContentionRemoval, SparesTheEventsOfACameraThatComesBackBetweenTwoTransactions) {
+TEST_F(ContentionRemoval, KeepsTheRowsOfACameraThatIsAddedAgainBetweenTwoTransactions) {
     InsertEvents(2, kBlock + 1);
     world::ConcurrentWriter writer(KRDB::DB_RECORDING);
     contract::Child child([] {
@@ -161,7 +161,7 @@ TEST_F(ContentionRemoval, SparesTheEventsOfACameraThatComesBackBetweenTwoTransac
     ExpectRemovedOnRecord(kBlock);
 }
 
-TEST_F(ContentionRemoval, ThatIsKilledBetweenTwoTransactionsIsOnRecordAndCompletedByTheNextRun) {
+TEST_F(ContentionRemoval, ThatIsKilledBetweenTwoTransactionsIsRecordedAndCompletedByTheNextRun) {
     constexpr int kRows = 20 * kBlock;
     InsertEvents(1, kRows);
     recorder::RecordRun();
@@ -190,22 +190,21 @@ TEST_F(ContentionRemoval, ThatIsKilledBetweenTwoTransactionsIsOnRecordAndComplet
     ExpectRemovedOnRecord(kRows);
 }
 
-TEST_F(ContentionRemoval, KeepsEveryRowWhereItsUndoIsKilledAndTheNextUndoCompletesIt) {
+TEST_F(ContentionRemoval, DropsNoRowIfItsUndoIsKilledAndTheNextUndoCompletesIt) {
     constexpr int kRows = 40 * kBlock;
     InsertEvents(1, kRows);
     recorder::RecordRun();
     const long run = recorder::RunNumber();
     ASSERT_EQ(RemoveEvents(kRows), 0);
     recorder::CloseRun();
-    recorder::CloseDatabases(); // undo is another process's
+    recorder::CloseDatabases(); // undo runs in another process
 
     KillAfterFirstChange("event", [&] {
         (void)recorder::Undo({.run = run});
         return 0;
     });
 
-    const long back = CountOf("event");
-    EXPECT_GT(back, 0);
+    EXPECT_GT(CountOf("event"), 0);
     EXPECT_GT(CountOf("removed"), 0);
     EXPECT_EQ(CountOf("(SELECT id FROM event UNION SELECT row_id FROM removed) AS either"), kRows);
 
@@ -214,32 +213,32 @@ TEST_F(ContentionRemoval, KeepsEveryRowWhereItsUndoIsKilledAndTheNextUndoComplet
     EXPECT_EQ(CountOf("removed"), 0);
 }
 
-TEST_F(ContentionRemoval, IsForgottenByTheNextRunWhereItsExpiryIsKilled) {
+TEST_F(ContentionRemoval, ExpiresWithTheNextRunIfItsExpiryIsKilled) {
     constexpr int kRows = 40 * kBlock;
     InsertEvents(1, kRows);
     recorder::RecordRun();
     ASSERT_EQ(RemoveEvents(kRows), 0);
     recorder::CloseRun();
-    const auto forgetAll = [] {
-        recorder::Execute(KRDB::DB_RECORDING, "SELECT 1;"); // expiry is of open databases
+    const auto expireAll = [] {
+        recorder::Execute(KRDB::DB_RECORDING, "SELECT 1;"); // only open databases expire rows
         recorder::ForgetExpired(0);
         return 0;
     };
 
-    KillAfterFirstChange("removed", forgetAll);
+    KillAfterFirstChange("removed", expireAll);
 
     EXPECT_GT(CountOf("removed"), 0);
     EXPECT_LT(CountOf("removed"), kRows);
     EXPECT_EQ(CountOf("removal_age"), 1);
 
-    forgetAll();
+    expireAll();
     EXPECT_EQ(CountOf("removed"), 0);
     EXPECT_EQ(CountOf("removal_age"), 0);
 }
 
-// 20,000 rows each: an undo restores 4000 in one transaction, so every undo leaves the writer its
-// turn several times, as with any larger number.
-TEST_F(ContentionRemoval, CanBeUndoneTenTimesBesideAWriterThatCommitsEvery20Ms) {
+// With 20,000 rows every undo pauses for the writer several times, because one transaction restores
+// 4000 of them. The writer commits every 20 ms.
+TEST_F(ContentionRemoval, CanBeUndoneTenTimesBesideABusyWriter) {
     constexpr int kRows = 10 * kBlock;
     constexpr int kTimes = 10;
     InsertEvents(1, kRows);
@@ -258,7 +257,7 @@ TEST_F(ContentionRemoval, CanBeUndoneTenTimesBesideAWriterThatCommitsEvery20Ms) 
         const long run = recorder::RunNumber();
         ASSERT_EQ(RemoveEvents(kRows), 0);
         recorder::CloseRun();
-        recorder::CloseDatabases(); // undo is another process's
+        recorder::CloseDatabases(); // undo runs in another process
 
         const std::vector<recorder::UndoneKind> undone = recorder::Undo({.run = run}).kinds;
 
@@ -269,8 +268,8 @@ TEST_F(ContentionRemoval, CanBeUndoneTenTimesBesideAWriterThatCommitsEvery20Ms) 
     EXPECT_GT(CountOf("outbox"), written + kTimes);
 }
 
-// Each row that the writer adds holds how many of the others had gone by then.
-TEST_F(ContentionRemoval, GivesAWriterItsTurnBetweenTwoTransactions) {
+// Each row that the writer adds contains the number of rows that were removed before it.
+TEST_F(ContentionRemoval, LetsAnotherWriterWriteBetweenTwoTransactions) {
     constexpr int kRows = 30 * kBlock;
     constexpr std::chrono::seconds kDeadline{120};
     InsertEvents(1, kRows);

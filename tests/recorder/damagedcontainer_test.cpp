@@ -1,9 +1,10 @@
 #include "recorder/container/container.h"
 
-#include "recorder/support/error.h"
 #include "tests/contract/support/files.h"
 #include "tests/contract/support/fixture.h"
 #include "tests/contract/support/process.h"
+#include "tests/recorder/support/containerbytes.h"
+#include "tests/recorder/support/failure.h"
 
 #include <array>
 
@@ -15,46 +16,27 @@ using namespace std::string_literals;
 
 using recorder::ContainerInfo;
 using recorder::ContainerKind;
+using support::BigEndian;
+using support::NumberAt;
 using testing::HasSubstr;
 
 ContainerInfo Read(const std::string& bytes, ContainerKind kind) {
-    recorder::MemorySource source({reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()});
+    recorder::MemorySource source = support::SourceOf(bytes);
     return recorder::ReadContainer(source, kind);
 }
 
-std::string FailureOf(const std::string& bytes, ContainerKind kind) {
-    try {
-        (void)Read(bytes, kind);
-    } catch (const recorder::Error& error) {
-        return error.what();
-    }
-    return "succeeded";
+std::string FailureToRead(const std::string& bytes, ContainerKind kind) {
+    return support::FailureOf([&] { (void)Read(bytes, kind); });
 }
 
-std::string BigEndian(uint32_t number) {
-    std::string bytes;
-    for (const unsigned int shift : {24U, 16U, 8U, 0U}) {
-        bytes += static_cast<char>(number >> shift);
-    }
-    return bytes;
-}
-
-uint32_t NumberAt(const std::string& bytes, std::size_t offset) {
-    uint32_t number = 0;
-    for (std::size_t i = 0; i < 4; ++i) {
-        number = number << 8U | static_cast<uint8_t>(bytes.at(offset + i));
-    }
-    return number;
-}
-
-// The recording with other bytes at a place within its first box of this type, counted from the
-// type.
+// The recording with other bytes in its last box of this type. The offset begins at the type.
 std::string WithBytes(std::string mp4, const std::string& type, std::size_t offset,
                       const std::string& bytes) {
     return mp4.replace(mp4.rfind(type) + offset, bytes.size(), bytes);
 }
 
-// The recording with other content in its first data reference box; the boxes around it grow.
+// The recording with other content in its first data reference box. The boxes around it are
+// resized.
 std::string WithDataReference(std::string mp4, const std::string& content) {
     const std::size_t dref = mp4.find("dref", mp4.rfind("moov")) - 4;
     const auto added = static_cast<uint32_t>(content.size()) + 8 - NumberAt(mp4, dref);
@@ -72,7 +54,7 @@ std::string WithDataReference(std::string mp4, const std::string& content) {
                        BigEndian(static_cast<uint32_t>(content.size()) + 8) + "dref" + content);
 }
 
-// A data reference that says: the streams' data lie in this file.
+// The content of a data reference box that names this file as the place of the streams' data.
 std::string ReferenceTo(const std::string& path) {
     const std::string record = "alis"s + std::string(4 + 10 + 1 + 27 + 12 + 1 + 63 + 16, '\0') +
                                "\0\x01\0\x01"s + std::string(16, '\0') + "\0\x02\0"s +
@@ -82,7 +64,7 @@ std::string ReferenceTo(const std::string& path) {
            record;
 }
 
-// Tells whether a file is opened by anybody.
+// Watches whether any process opens a file.
 class OpenWatch {
 public:
     explicit OpenWatch(const std::string& path) : m_fd(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
@@ -105,21 +87,21 @@ private:
 
 class ContainerReference : public contract::ContractTest {};
 
-TEST(ContainerDamage, OfNoBytesIsRefused) {
+TEST(ContainerDamage, AnEmptyFileIsRefused) {
     for (const ContainerKind kind : {ContainerKind::Mp4, ContainerKind::Avi, ContainerKind::Mxg}) {
-        EXPECT_THAT(FailureOf("", kind), HasSubstr("can't read the container"));
+        EXPECT_THAT(FailureToRead("", kind), HasSubstr("can't read the container"));
     }
 }
 
-TEST(ContainerDamage, ThatCutsTheHeaderIsRefused) {
-    EXPECT_NE(FailureOf(contract::Media("h264-aac.mp4").substr(0, 1000), ContainerKind::Mp4),
-              "succeeded");
-    EXPECT_NE(FailureOf(contract::Media("mjpeg-pcm.avi").substr(0, 100), ContainerKind::Avi),
-              "succeeded");
+TEST(ContainerDamage, ATruncatedHeaderIsRefused) {
+    EXPECT_NE(FailureToRead(contract::Media("h264-aac.mp4").substr(0, 1000), ContainerKind::Mp4),
+              "none");
+    EXPECT_NE(FailureToRead(contract::Media("mjpeg-pcm.avi").substr(0, 100), ContainerKind::Avi),
+              "none");
 }
 
-// A recording that was being written when the power failed still has its first frames.
-TEST(ContainerDamage, ThatCutsTheEndLeavesTheRest) {
+// A recording that was interrupted by a power failure still contains its first frames.
+TEST(ContainerDamage, ATruncatedEndLeavesTheRestReadable) {
     const std::string avi = contract::Media("mjpeg-pcm.avi");
     EXPECT_EQ(Read(avi.substr(0, avi.size() / 2), ContainerKind::Avi).width, 320);
 
@@ -129,48 +111,49 @@ TEST(ContainerDamage, ThatCutsTheEndLeavesTheRest) {
     EXPECT_EQ(half.durationSec, 1);
 
     const std::string fragmented = contract::Media("fragmented.mp4");
-    const ContainerInfo begun =
+    const ContainerInfo beginning =
         Read(fragmented.substr(0, fragmented.size() * 2 / 3), ContainerKind::Mp4);
-    EXPECT_EQ(begun.width, 320);
-    EXPECT_GE(begun.durationSec, 1);
-    EXPECT_LE(begun.durationSec, 2);
+    EXPECT_EQ(beginning.width, 320);
+    EXPECT_GE(beginning.durationSec, 1);
+    EXPECT_LE(beginning.durationSec, 2);
 }
 
-TEST(ContainerDamage, OfASizeBeyondTheFileIsRefused) {
+TEST(ContainerDamage, ASizeLargerThanTheFileIsRefused) {
     const std::string mp4 = contract::Media("h264-aac.mp4");
     std::string absurd = mp4;
     absurd.replace(absurd.find("mdat") - 4, 4, BigEndian(0x7fffffff));
 
-    EXPECT_NE(FailureOf(absurd, ContainerKind::Mp4), "succeeded");
-    EXPECT_NE(FailureOf("\xff\xff\xff\xffmoov"s + mp4.substr(8), ContainerKind::Mp4), "succeeded");
+    EXPECT_NE(FailureToRead(absurd, ContainerKind::Mp4), "none");
+    EXPECT_NE(FailureToRead("\xff\xff\xff\xffmoov"s + mp4.substr(8), ContainerKind::Mp4), "none");
 }
 
-TEST(ContainerDamage, OfALengthBeyond31BitsIsRefused) {
+TEST(ContainerDamage, ADurationLargerThan31BitsIsRefused) {
     const std::string mp4 = contract::Media("h264-aac.mp4");
-    constexpr std::size_t kTimeScale = 16; // then the duration in its units
+    constexpr std::size_t kTimeScale = 16; // followed by the duration in this unit
 
-    EXPECT_THAT(FailureOf(WithBytes(mp4, "mvhd", kTimeScale, BigEndian(1) + BigEndian(0x80000000)),
-                          ContainerKind::Mp4),
-                HasSubstr("expected at most 2147483647 seconds"));
+    EXPECT_THAT(
+        FailureToRead(WithBytes(mp4, "mvhd", kTimeScale, BigEndian(1) + BigEndian(0x80000000)),
+                      ContainerKind::Mp4),
+        HasSubstr("expected at most 2147483647 seconds"));
     EXPECT_EQ(Read(WithBytes(mp4, "mvhd", kTimeScale, BigEndian(1) + BigEndian(0x7fffffff)),
                    ContainerKind::Mp4)
                   .durationSec,
               2147483647);
 }
 
-TEST(ContainerDamage, OfAnyByteEndsWithAnAnswer) {
+TEST(ContainerDamage, ADamagedByteNeverCrashesTheReader) {
     const std::string mp4 = contract::Media("mpeg4.mp4");
     const std::size_t moov = mp4.rfind("moov");
     int refused = 0;
     for (std::size_t offset = moov; offset < mp4.size(); offset += 3) {
         std::string damaged = mp4;
         damaged[offset] = '\xff';
-        refused += FailureOf(damaged, ContainerKind::Mp4) == "succeeded" ? 0 : 1;
+        refused += FailureToRead(damaged, ContainerKind::Mp4) == "none" ? 0 : 1;
     }
     EXPECT_GT(refused, 0);
 }
 
-TEST_F(ContainerReference, OpensNoOtherFile) {
+TEST_F(ContainerReference, ToAnotherFileIsNotFollowed) {
     contract::PutFile(Scratch("other.mp4"), contract::Media("mpeg4.mp4"));
     const std::string mp4 =
         WithDataReference(contract::Media("h264-aac.mp4"), ReferenceTo(Scratch("other.mp4")));
@@ -181,7 +164,7 @@ TEST_F(ContainerReference, OpensNoOtherFile) {
     EXPECT_EQ(recorder::ReadContainer(source, ContainerKind::Mp4).width, 320);
 
     EXPECT_FALSE(watch.SawOpening());
-    // A program that follows such references finds the file.
+    // The reference is valid: a program that follows references opens the file.
     contract::OutputOf("ffprobe -v error -enable_drefs 1 -use_absolute_path 1 '" +
                        Scratch("a.mp4") + "' 2>&1 || true");
     EXPECT_TRUE(watch.SawOpening());

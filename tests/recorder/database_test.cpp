@@ -4,11 +4,11 @@
 #include "recorder/database/schemasteps.h"
 #include "recorder/database/sqlite.h"
 #include "recorder/database/sqltext.h"
-#include "recorder/support/error.h"
 #include "recorder/support/paths.h"
 #include "tests/contract/support/files.h"
 #include "tests/contract/support/fixture.h"
 #include "tests/contract/support/process.h"
+#include "tests/recorder/support/failure.h"
 
 #include <array>
 #include <chrono>
@@ -22,29 +22,26 @@ using recorder::Execute;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
+class DatabasePause : public contract::ContractTest {};
+
 class DatabaseSchema : public contract::ContractTest {
 protected:
-    static std::string FailureOf(KRDB::DB_INSTANCE db, const std::string& sql) {
-        try {
-            Execute(db, sql);
-        } catch (const recorder::Error& error) {
-            return error.what();
-        }
-        return "succeeded";
+    static std::string FailureToExecute(KRDB::DB_INSTANCE db, const std::string& sql) {
+        return support::FailureOf([&] { Execute(db, sql); });
     }
 };
 
-// How many of this process's open files are the one at `path`.
+// The number of descriptors of this process that refer to the file at `path`.
 int OpenFilesAt(const std::string& path) {
     int count = 0;
     for (const auto& file : std::filesystem::directory_iterator("/proc/self/fd")) {
-        std::error_code gone; // that of the folder itself
-        count += std::filesystem::read_symlink(file.path(), gone) == path ? 1 : 0;
+        std::error_code closed; // the descriptor of the folder itself
+        count += std::filesystem::read_symlink(file.path(), closed) == path ? 1 : 0;
     }
     return count;
 }
 
-TEST(DatabaseQuote, DoublesQuotesAndNothingElse) {
+TEST(DatabaseQuote, DoublesOnlyQuotes) {
     EXPECT_EQ(recorder::Quote(""), "''");
     EXPECT_EQ(recorder::Quote("plain"), "'plain'");
     EXPECT_EQ(recorder::Quote("'"), "''''");
@@ -53,7 +50,7 @@ TEST(DatabaseQuote, DoublesQuotesAndNothingElse) {
     EXPECT_EQ(recorder::Quote("\xff\x80"), "'\xff\x80'");
 }
 
-TEST(DatabaseRows, HaveNoneAtFirst) {
+TEST(DatabaseRows, AreEmptyAtFirst) {
     const DBResult_tag rows;
 
     EXPECT_EQ(rows.RowCount(), 0);
@@ -78,7 +75,7 @@ TEST(DatabaseRows, KeepFieldsInOrder) {
     EXPECT_EQ(rows.Field(1, 1), nullptr);
 }
 
-TEST(DatabaseRows, AreKeptInAnyNumberAndSize) {
+TEST(DatabaseRows, CanBeOfAnyNumberAndSize) {
     constexpr int kRows = 20000;
     static constexpr std::size_t kLongest = 9000;
     const auto lengthOf = [](int row) {
@@ -98,7 +95,7 @@ TEST(DatabaseRows, AreKeptInAnyNumberAndSize) {
     }
 }
 
-TEST(DatabaseRows, GiveTheirMemoryBackWhenTheyAreLeftBehind) {
+TEST(DatabaseRows, ReleaseTheMemoryOfRowsThatWereLeftBehind) {
     constexpr int kRows = 100000;
     DBResult_tag rows;
     rows.columns = {"path"};
@@ -113,7 +110,7 @@ TEST(DatabaseRows, GiveTheirMemoryBackWhenTheyAreLeftBehind) {
     EXPECT_EQ(rows.RowCount(), kRows);
 }
 
-TEST(DatabaseRows, CountARowWhenItIsComplete) {
+TEST(DatabaseRows, CountOnlyCompleteRows) {
     DBResult_tag rows;
     rows.columns = {"id", "path"};
     rows.AppendField("1");
@@ -121,7 +118,7 @@ TEST(DatabaseRows, CountARowWhenItIsComplete) {
     EXPECT_EQ(rows.RowCount(), 0);
 }
 
-// Another process that has a database open, and does nothing.
+// Another process that has opened a database and does nothing.
 class OtherProcess {
 public:
     explicit OtherProcess(KRDB::DB_INSTANCE db)
@@ -144,8 +141,8 @@ private:
     contract::Child m_child;
 };
 
-// Whether LetOthersWrite returns sooner than a pause takes. On a busy machine an attempt may take
-// longer than that anyway.
+// True if LetOthersWrite returns before a pause would have ended in one of 20 attempts. On a busy
+// machine a single attempt may take longer than that without a pause.
 bool ContinuesAtOnce() {
     using Clock = std::chrono::steady_clock;
     constexpr int kAttempts = 20;
@@ -160,21 +157,21 @@ bool ContinuesAtOnce() {
     return false;
 }
 
-// Who waits for SQLite's write lock tries again every 25 ms at first.
-TEST_F(DatabaseSchema, LeavesAWriterTheTimeOfAnAttemptBetweenTwoTransactions) {
+// A process that waits for SQLite's write lock tries again after 25 ms at first.
+TEST_F(DatabasePause, IsLongEnoughForAnAttemptOfAnotherWriter) {
     OtherProcess other(KRDB::DB_SYSTEM);
 
     EXPECT_FALSE(ContinuesAtOnce());
 }
 
-TEST_F(DatabaseSchema, PausesForAWriterThatComesLater) {
+TEST_F(DatabasePause, IsMadeForAWriterThatOpensTheDatabaseLater) {
     EXPECT_TRUE(ContinuesAtOnce());
     OtherProcess other(KRDB::DB_SYSTEM);
 
     EXPECT_FALSE(ContinuesAtOnce());
 }
 
-TEST_F(DatabaseSchema, DoesNotPauseWhereNoOtherProcessHasTheDatabaseOpen) {
+TEST_F(DatabasePause, IsNotMadeIfNoOtherProcessHasTheDatabaseOpen) {
     OtherProcess(KRDB::DB_SYSTEM).End();
     OtherProcess other(KRDB::DB_SNAPSHOT);
 
@@ -191,7 +188,7 @@ TEST_F(DatabaseSchema, HasAFileForEachDatabase) {
     EXPECT_THROW((void)recorder::DatabasePath(static_cast<KRDB::DB_INSTANCE>(1)), recorder::Error);
 }
 
-TEST_F(DatabaseSchema, IsMadeWhereItIsMissing) {
+TEST_F(DatabaseSchema, IsCreatedIfItIsMissing) {
     std::filesystem::remove_all(recorder::kDatabaseDir);
 
     recorder::InitDatabases();
@@ -209,33 +206,28 @@ TEST_F(DatabaseSchema, IsMadeWhereItIsMissing) {
     Execute(KRDB::DB_RECORDING, "SELECT camera_id, day, count FROM recording_count;");
 }
 
-TEST_F(DatabaseSchema, NamesTheFolderThatCannotBeMade) {
+TEST_F(DatabaseSchema, NamesTheFolderThatCantBeCreated) {
     std::filesystem::remove_all(recorder::kDatabaseDir);
     contract::PutFile(recorder::kDatabaseDir, "in the way");
 
-    try {
-        recorder::InitDatabases();
-        FAIL() << "succeeded";
-    } catch (const recorder::Error& error) {
-        EXPECT_THAT(error.what(), HasSubstr(std::string("can't make the folder ") +
-                                            recorder::kDatabaseDir + ": "));
-    }
+    EXPECT_THAT(support::FailureOf([] { recorder::InitDatabases(); }),
+                HasSubstr(std::string("can't make the folder ") + recorder::kDatabaseDir + ": "));
     std::filesystem::remove(recorder::kDatabaseDir);
 }
 
-TEST_F(DatabaseSchema, TakesNoTwoCamerasOfOneUuid) {
+TEST_F(DatabaseSchema, RefusesTwoCamerasWithOneUuid) {
     const auto insert = [](int id, const std::string& uuid) {
         return "INSERT INTO camera (id, name, storage_path, uuid) VALUES (" + std::to_string(id) +
                ", 'a', '/a', " + uuid + ");";
     };
     Execute(KRDB::DB_SYSTEM, insert(1, "'0a'") + insert(2, "NULL") + insert(3, "NULL"));
 
-    EXPECT_THAT(FailureOf(KRDB::DB_SYSTEM, insert(4, "'0a'")), HasSubstr("uuid"));
-    EXPECT_THAT(FailureOf(KRDB::DB_SYSTEM, "UPDATE camera SET uuid = '0a' WHERE id = 2;"),
+    EXPECT_THAT(FailureToExecute(KRDB::DB_SYSTEM, insert(4, "'0a'")), HasSubstr("uuid"));
+    EXPECT_THAT(FailureToExecute(KRDB::DB_SYSTEM, "UPDATE camera SET uuid = '0a' WHERE id = 2;"),
                 HasSubstr("uuid"));
 }
 
-TEST_F(DatabaseSchema, LeavesWhatIsThere) {
+TEST_F(DatabaseSchema, KeepsExistingRows) {
     Execute(KRDB::DB_SYSTEM, "INSERT INTO emap (id, filename) VALUES (7, 'a');");
 
     recorder::InitDatabases();
@@ -244,7 +236,7 @@ TEST_F(DatabaseSchema, LeavesWhatIsThere) {
                 ElementsAre(world::Row{"7", "a"}));
 }
 
-// Two versions that come after this program's, made up.
+// Two imaginary schema versions after this program's.
 constexpr std::array kLaterSteps{
     recorder::SchemaStep{
         recorder::kSchemaVersion + 1, KRDB::DB_SNAPSHOT,
@@ -264,7 +256,7 @@ recorder::SqliteDatabase OpenSnapshots() {
     return recorder::SqliteDatabase::Create(recorder::DatabasePath(KRDB::DB_SNAPSHOT), 1000);
 }
 
-TEST_F(DatabaseSchema, IsBroughtFromItsVersionToALaterOneStepByStep) {
+TEST_F(DatabaseSchema, IsUpgradedStepByStep) {
     Execute(KRDB::DB_SNAPSHOT, "INSERT INTO snapshot (id, filename) VALUES (7, 'a.jpg');");
     recorder::SqliteDatabase database = OpenSnapshots();
 
@@ -284,7 +276,7 @@ TEST_F(DatabaseSchema, IsBroughtFromItsVersionToALaterOneStepByStep) {
                  "somebody");
 }
 
-TEST_F(DatabaseSchema, OfAVersionWhoseStepFailsIsAsItWas) {
+TEST_F(DatabaseSchema, IsUnchangedIfAStepOfItsUpgradeFails) {
     recorder::SqliteDatabase database = OpenSnapshots();
     const std::array steps{
         recorder::SchemaStep{recorder::kSchemaVersion + 1, std::nullopt, "CREATE TABLE half (id);"},
@@ -303,7 +295,7 @@ TEST_F(DatabaseSchema, OfAVersionWhoseStepFailsIsAsItWas) {
 TEST_F(DatabaseSchema, RefusesAnotherVersion) {
     world::Write(KRDB::DB_SYSTEM, "PRAGMA user_version = 2;");
 
-    const std::string failure = FailureOf(KRDB::DB_SYSTEM, "SELECT 1;");
+    const std::string failure = FailureToExecute(KRDB::DB_SYSTEM, "SELECT 1;");
 
     EXPECT_THAT(failure, HasSubstr("/var/packages/Kestora/var/db/system.db"));
     EXPECT_THAT(failure, HasSubstr("schema version 2; expected 1"));
@@ -314,20 +306,20 @@ TEST_F(DatabaseSchema, RefusesADatabaseWithoutTables) {
     recorder::CloseDatabases();
     contract::PutFile(recorder::DatabasePath(KRDB::DB_SNAPSHOT), "");
 
-    EXPECT_THAT(FailureOf(KRDB::DB_SNAPSHOT, "SELECT 1;"), HasSubstr("schema version 0"));
+    EXPECT_THAT(FailureToExecute(KRDB::DB_SNAPSHOT, "SELECT 1;"), HasSubstr("schema version 0"));
 }
 
-TEST_F(DatabaseSchema, MakesNoDatabaseByOpeningIt) {
+TEST_F(DatabaseSchema, DoesNotCreateADatabaseByOpeningIt) {
     const std::string path = recorder::DatabasePath(KRDB::DB_SNAPSHOT);
     recorder::CloseDatabases();
     std::filesystem::remove(path);
 
-    EXPECT_THAT(FailureOf(KRDB::DB_SNAPSHOT, "SELECT 1;"), HasSubstr(path));
+    EXPECT_THAT(FailureToExecute(KRDB::DB_SNAPSHOT, "SELECT 1;"), HasSubstr(path));
 
     EXPECT_FALSE(std::filesystem::exists(path));
 }
 
-TEST_F(DatabaseSchema, IsOpenInNoForkedProcess) {
+TEST_F(DatabaseSchema, IsClosedInAForkedProcess) {
     const std::string path = recorder::DatabasePath(KRDB::DB_SYSTEM);
     Execute(KRDB::DB_SYSTEM, "SELECT 1;");
     ASSERT_EQ(OpenFilesAt(path), 1);
@@ -335,10 +327,10 @@ TEST_F(DatabaseSchema, IsOpenInNoForkedProcess) {
     contract::Child child([&] { return OpenFilesAt(path); });
 
     EXPECT_EQ(child.Wait(), 0);
-    EXPECT_EQ(FailureOf(KRDB::DB_SYSTEM, "SELECT 1;"), "succeeded");
+    EXPECT_EQ(FailureToExecute(KRDB::DB_SYSTEM, "SELECT 1;"), "none");
 }
 
-TEST_F(DatabaseSchema, TakesOnlyIdsOf31Bits) {
+TEST_F(DatabaseSchema, AcceptsOnlyIdsOf31Bits) {
     struct Table {
         KRDB::DB_INSTANCE db;
         const char* insert;
@@ -350,13 +342,14 @@ TEST_F(DatabaseSchema, TakesOnlyIdsOf31Bits) {
           Table{KRDB::DB_RECORDING, "event (camera_id, id) VALUES (1, "},
           Table{KRDB::DB_RECORDING, "alert_event (camera_id, id) VALUES (1, "}}) {
         const auto insert = [&](const char* id) {
-            return FailureOf(table.db, std::string("INSERT INTO ") + table.insert + id + ");");
+            return FailureToExecute(table.db,
+                                    std::string("INSERT INTO ") + table.insert + id + ");");
         };
-        EXPECT_NE(insert("0"), "succeeded") << table.insert;
-        EXPECT_NE(insert("-1"), "succeeded") << table.insert;
-        EXPECT_NE(insert("2147483648"), "succeeded") << table.insert;
-        EXPECT_EQ(insert("2147483647"), "succeeded") << table.insert;
-        EXPECT_EQ(insert("1"), "succeeded") << table.insert;
+        EXPECT_NE(insert("0"), "none") << table.insert;
+        EXPECT_NE(insert("-1"), "none") << table.insert;
+        EXPECT_NE(insert("2147483648"), "none") << table.insert;
+        EXPECT_EQ(insert("2147483647"), "none") << table.insert;
+        EXPECT_EQ(insert("1"), "none") << table.insert;
     }
 }
 

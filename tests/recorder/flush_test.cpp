@@ -1,5 +1,5 @@
-// When files are flushed, and what others do between two calls of the system: this program's own
-// fsync and flock stand before those of the system.
+// When files are flushed, and what happens if another process acts between two system calls. This
+// program's functions fsync and flock replace those of the C library.
 
 #include "recorder/support/error.h"
 #include "recorder/support/uniquefd.h"
@@ -22,12 +22,13 @@
 
 namespace {
 
-// Empty: nothing happens but the call.
+// Called before each fsync if it is set. A result other than 0 is returned instead of the call.
 std::function<int(int file)>& BeforeFlush() {
     static std::function<int(int)> before;
     return before;
 }
 
+// Called before the next flock if it is set.
 std::function<void()>& BeforeLock() {
     static std::function<void()> before;
     return before;
@@ -35,7 +36,6 @@ std::function<void()>& BeforeLock() {
 
 } // namespace
 
-// Their names are the system's.
 extern "C" {
 int FlushOfTest(int file) __asm__("fsync");
 int LockOfTest(int file, int operation) __asm__("flock");
@@ -81,10 +81,10 @@ protected:
         return faccessat(folder.Get(), name.c_str(), F_OK, 0) == 0;
     }
 
-    // Of the folder, the name of the one that there is.
-    [[nodiscard]] std::string OnlyName() const {
+    // The path of the folder's only entry.
+    [[nodiscard]] std::string OnlyEntry() const {
         const std::vector<std::string> names = contract::NamesIn(path);
-        return names.size() == 1 ? path + "/" + names.front() : "not one";
+        return names.size() == 1 ? path + "/" + names.front() : "not one entry";
     }
 
     const std::string path;
@@ -96,7 +96,7 @@ bool IsFolder(int file) {
     return fstat64(file, &st) == 0 && S_ISDIR(st.st_mode);
 }
 
-TEST_F(WholeFileFlush, IsOfTheBytesBeforeTheFileHasItsNameAndOfTheFolderAfterwards) {
+TEST_F(WholeFileFlush, FlushesTheFileBeforeItIsRenamedAndThenTheFolder) {
     std::vector<std::string> flushed;
     BeforeFlush() = [&](int file) {
         flushed.push_back(std::string(IsFolder(file) ? "folder" : "file") +
@@ -110,7 +110,7 @@ TEST_F(WholeFileFlush, IsOfTheBytesBeforeTheFileHasItsNameAndOfTheFolderAfterwar
     EXPECT_THAT(flushed, ElementsAre("file without the name", "folder with the name"));
 }
 
-TEST_F(WholeFileFlush, OfTheFolderIsDemanded) {
+TEST_F(WholeFileFlush, FailsIfTheFolderCantBeFlushed) {
     BeforeFlush() = [](int file) {
         errno = EIO;
         return IsFolder(file) ? -1 : 0;
@@ -119,8 +119,8 @@ TEST_F(WholeFileFlush, OfTheFolderIsDemanded) {
     EXPECT_THROW(WriteNew(), recorder::Error);
 }
 
-TEST_F(WholeFileFlush, WritesAnotherTemporaryFileWhereItsOwnIsRemovedBeforeItsLock) {
-    BeforeLock() = [&] { unlink(OnlyName().c_str()); };
+TEST_F(WholeFileFlush, WritesAnotherTemporaryFileIfTheFirstIsRemovedBeforeItIsLocked) {
+    BeforeLock() = [&] { unlink(OnlyEntry().c_str()); };
 
     WriteNew();
 
@@ -128,7 +128,7 @@ TEST_F(WholeFileFlush, WritesAnotherTemporaryFileWhereItsOwnIsRemovedBeforeItsLo
     EXPECT_THAT(contract::NamesIn(path), ElementsAre("new"));
 }
 
-TEST_F(WholeFileFlush, LeavesATemporaryFileThatTookThePlaceOfOneThatWasRenamedMeanwhile) {
+TEST_F(WholeFileFlush, LeavesATemporaryFileThatReplacedARenamedOne) {
     contract::PutFile(path + "/.kestora-1.tmp", "old");
     BeforeLock() = [&] {
         rename((path + "/.kestora-1.tmp").c_str(), (path + "/whole").c_str());

@@ -1,10 +1,10 @@
 #include "recorder/support/folder.h"
 
-#include "recorder/support/error.h"
 #include "recorder/support/presence.h"
 #include "tests/contract/support/files.h"
 #include "tests/contract/support/fixture.h"
 #include "tests/contract/support/permissions.h"
+#include "tests/recorder/support/failure.h"
 
 namespace {
 
@@ -28,7 +28,7 @@ protected:
 
 class FolderPresence : public contract::ContractTest {};
 
-TEST_F(FolderList, VisitsEveryEntryButTheDots) {
+TEST_F(FolderList, ContainsEveryEntryExceptTheDots) {
     contract::PutFile(Scratch("top/file"));
     contract::PutFile(Scratch("top/.hidden"));
     MakeFolder("top/folder");
@@ -39,13 +39,13 @@ TEST_F(FolderList, VisitsEveryEntryButTheDots) {
     EXPECT_THAT(seen, UnorderedElementsAre("file", ".hidden", "folder/", "link"));
 }
 
-TEST_F(FolderList, IsCompleteWithoutEntries) {
+TEST_F(FolderList, OfAnEmptyFolderIsComplete) {
     EXPECT_EQ(List(MakeFolder("top")), FolderListing::Complete);
 
     EXPECT_THAT(seen, IsEmpty());
 }
 
-TEST_F(FolderList, StopsWhenTold) {
+TEST_F(FolderList, StopsWhenTheVisitorReturnsFalse) {
     for (const char* const name : {"a", "b", "c"}) {
         contract::PutFile(Scratch("top/") + name);
     }
@@ -56,32 +56,28 @@ TEST_F(FolderList, StopsWhenTold) {
     EXPECT_EQ(seen.size(), 2U);
 }
 
-TEST_F(FolderList, TellsThatNothingIsThere) {
+TEST_F(FolderList, IsAbsentIfTheFolderDoesNotExist) {
     EXPECT_EQ(List(Scratch("nothing")), FolderListing::Absent);
     EXPECT_EQ(List(Scratch("nothing/below")), FolderListing::Absent);
 }
 
-TEST_F(FolderList, ThrowsOnWhatIsNoFolder) {
+TEST_F(FolderList, ThrowsIfThePathIsNoFolder) {
     contract::PutFile(Scratch("file"));
 
     EXPECT_THROW(List(Scratch("file")), recorder::Error);
     EXPECT_THROW(List(Scratch("file/below")), recorder::Error);
 }
 
-TEST_F(FolderList, ThrowsOnAFolderThatCantBeRead) {
+TEST_F(FolderList, ThrowsIfTheFolderCantBeRead) {
     const std::string top = MakeFolder("top");
     const contract::ObeyPermissions unprivileged;
     const contract::UnreadableFolder unreadable(top);
 
-    try {
-        List(top);
-        FAIL() << "listed";
-    } catch (const recorder::Error& error) {
-        EXPECT_STREQ(error.what(), ("can't open folder " + top + ": Permission denied").c_str());
-    }
+    EXPECT_EQ(support::FailureOf([&] { List(top); }),
+              "can't open folder " + top + ": Permission denied");
 }
 
-TEST_F(FolderList, VisitsThousandsOfEntries) {
+TEST_F(FolderList, ContainsThousandsOfEntries) {
     for (int i = 0; i < 3000; ++i) {
         contract::PutFile(Scratch("top/") + std::string(40, 'x') + std::to_string(i), "");
     }
@@ -92,11 +88,11 @@ TEST_F(FolderList, VisitsThousandsOfEntries) {
     EXPECT_EQ(seen.size(), 3000U);
 }
 
-TEST_F(FolderPresence, HasThreeAnswers) {
+TEST_F(FolderPresence, IsYesNoOrUnknown) {
     const std::string locked = MakeFolder("locked");
     contract::PutFile(Scratch("file"));
     const contract::ObeyPermissions unprivileged;
-    const contract::UnreadableFolder lock(locked);
+    const contract::UnreadableFolder unreadable(locked);
 
     EXPECT_EQ(recorder::FolderPresence(locked), recorder::Presence::Yes);
     EXPECT_EQ(recorder::FolderPresence(Scratch("nothing")), recorder::Presence::No);

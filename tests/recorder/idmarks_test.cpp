@@ -17,26 +17,26 @@ protected:
     IdMarks() { std::filesystem::remove(recorder::kIdMarksFile); }
 };
 
-TEST_F(IdMarks, AreUnknownWhereTheFileIsLost) {
+TEST_F(IdMarks, AreUnknownIfTheirFileIsMissing) {
     EXPECT_EQ(HighestNotedId(IdKind::Run), std::nullopt);
     EXPECT_EQ(HighestNotedId(IdKind::Outbox), std::nullopt);
 }
 
-TEST_F(IdMarks, RiseOnly) {
+TEST_F(IdMarks, NeverDecrease) {
     NoteId(IdKind::Run, 7);
     NoteId(IdKind::Run, 5);
 
     EXPECT_EQ(HighestNotedId(IdKind::Run), 7);
 }
 
-TEST_F(IdMarks, OfOneKindAreNotThoseOfTheOther) {
+TEST_F(IdMarks, AreSeparateForEachKind) {
     NoteId(IdKind::Outbox, 9);
 
     EXPECT_EQ(HighestNotedId(IdKind::Run), std::nullopt);
     EXPECT_EQ(HighestNotedId(IdKind::Outbox), 9);
 }
 
-TEST_F(IdMarks, TakeNoFurtherRoomWhenTheyRise) {
+TEST_F(IdMarks, KeepTheSizeOfTheirFileWhenTheyIncrease) {
     NoteId(IdKind::Run, 1);
     const auto size = std::filesystem::file_size(recorder::kIdMarksFile);
 
@@ -47,7 +47,7 @@ TEST_F(IdMarks, TakeNoFurtherRoomWhenTheyRise) {
     EXPECT_EQ(HighestNotedId(IdKind::Run), 9223372036854775806);
 }
 
-TEST_F(IdMarks, ThatAreDamagedAreUnknownAndSaidToBe) {
+TEST_F(IdMarks, LogThatTheirFileIsDamaged) {
     contract::PutFile(recorder::kIdMarksFile, "ruin 7\n");
 
     EXPECT_EQ(HighestNotedId(IdKind::Run), std::nullopt);
@@ -59,7 +59,7 @@ TEST_F(IdMarks, ThatAreDamagedAreUnknownAndSaidToBe) {
 
 class IdMarksDamaged : public IdMarks, public testing::WithParamInterface<const char*> {};
 
-TEST_P(IdMarksDamaged, AreUnknownAndWrittenAnew) {
+TEST_P(IdMarksDamaged, AreUnknownAndThenRewritten) {
     contract::PutFile(recorder::kIdMarksFile, GetParam());
 
     EXPECT_EQ(HighestNotedId(IdKind::Run), std::nullopt);

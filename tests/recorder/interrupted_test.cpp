@@ -1,5 +1,5 @@
-// A signal that arrives while the recorder reads a file. This program is linked so that the
-// recorder's calls of read pass through here.
+// A signal that arrives while the recorder reads a file. The linker leads the recorder's calls of
+// read through the function below.
 
 #include "recorder/support/secretfile.h"
 #include "tests/unit/support/tempdir.h"
@@ -13,7 +13,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-// Their names are the linker's.
+// The linker defines these names.
 extern "C" {
 ssize_t ReadOfSystem(int file, void* buffer, size_t size) __asm__("__real_read");
 ssize_t ReadOfRecorder(int file, void* buffer, size_t size) __asm__("__wrap_read");
@@ -21,7 +21,7 @@ ssize_t ReadOfRecorder(int file, void* buffer, size_t size) __asm__("__wrap_read
 
 namespace {
 
-int& InterruptionsToCome() {
+int& RemainingInterruptions() {
     static int interruptions = 0;
     return interruptions;
 }
@@ -31,20 +31,20 @@ TEST(InterruptedRead, OfAPasswordFileIsRepeated) {
     const std::string path = folder.Path() + "/password";
     std::ofstream(path) << "secret\n";
     ASSERT_EQ(chmod(path.c_str(), S_IRUSR | S_IWUSR), 0);
-    InterruptionsToCome() = 2;
+    RemainingInterruptions() = 2;
 
     EXPECT_EQ(recorder::ReadSecretFile(path), "secret");
 
-    EXPECT_EQ(InterruptionsToCome(), 0);
+    EXPECT_EQ(RemainingInterruptions(), 0);
 }
 
 } // namespace
 
 ssize_t ReadOfRecorder(int file, void* buffer, size_t size) {
-    if (InterruptionsToCome() == 0) {
+    if (RemainingInterruptions() == 0) {
         return ReadOfSystem(file, buffer, size);
     }
-    --InterruptionsToCome();
+    --RemainingInterruptions();
     errno = EINTR;
     return -1;
 }

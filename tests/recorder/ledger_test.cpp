@@ -61,7 +61,7 @@ std::vector<world::Row> Ids(const Table& table) {
     return world::Read(table.db, std::string("SELECT id FROM ") + table.name + " ORDER BY id;");
 }
 
-// As the tool does it.
+// Removes rows like the tool does.
 int Remove(const Table& table, const std::string& ids) {
     return contract::Execute(table.db, std::string("DELETE FROM ") + table.name + " WHERE id IN (" +
                                            ids + ");");
@@ -80,8 +80,9 @@ protected:
         recorder::RecordRun();
     }
 
-    // What was restored of this run, and what wasn't.
-    static std::vector<std::string> Undo() {
+    // Restores the rows of this run. Returns the failures, the number of restored rows of each
+    // kind, and the rows that were not restored.
+    static std::vector<std::string> UndoReport() {
         const recorder::Undone undone = recorder::Undo({.run = recorder::RunNumber()});
         std::vector<std::string> lines = undone.failures;
         for (const recorder::UndoneKind& kind : undone.kinds) {
@@ -101,7 +102,7 @@ protected:
     }
 };
 
-TEST_F(Ledger, GivesBackEveryColumnOfEveryTableAsItWas) {
+TEST_F(Ledger, RestoresEveryColumnOfEveryTable) {
     const std::string path = recorder::Quote("20140312AM/\xff\\'\"\n%.mp4");
     Insert(kEvent, "(5, 6, 1, " + path +
                        ", -7, 8, 9007199254740993, 10, '''', 12, 13), "
@@ -121,7 +122,7 @@ TEST_F(Ledger, GivesBackEveryColumnOfEveryTableAsItWas) {
     }
 }
 
-TEST_F(Ledger, HoldsNothingOfARemovalThatFailed) {
+TEST_F(Ledger, DoesNotContainRowsOfAFailedRemoval) {
     InsertEvent(1, 1, "a");
 
     EXPECT_NE(contract::Execute(KRDB::DB_RECORDING, "DELETE FROM event; SELECT nothing;"), 0);
@@ -130,7 +131,7 @@ TEST_F(Ledger, HoldsNothingOfARemovalThatFailed) {
     EXPECT_THAT(KeptIds(kEvent), IsEmpty());
 }
 
-TEST_F(Ledger, HoldsNothingThatOthersRemove) {
+TEST_F(Ledger, DoesNotContainRowsThatOtherProcessesRemove) {
     InsertEvent(1, 1, "a");
     InsertEvent(2, 1, "b");
     ASSERT_EQ(Remove(kEvent, "1"), 0);
@@ -140,7 +141,7 @@ TEST_F(Ledger, HoldsNothingThatOthersRemove) {
     EXPECT_THAT(KeptIds(kEvent), ElementsAre(world::Row{"1"}));
 }
 
-TEST_F(Ledger, IsWrittenBeforeAnythingGoes) {
+TEST_F(Ledger, PreventsTheRemovalOfARowThatItCantKeep) {
     InsertEvent(1, 1, "a");
     world::Write(KRDB::DB_RECORDING, "ALTER TABLE removed RENAME TO elsewhere;");
 
@@ -149,21 +150,21 @@ TEST_F(Ledger, IsWrittenBeforeAnythingGoes) {
     EXPECT_THAT(Rows(kEvent), SizeIs(1));
 }
 
-TEST_F(Ledger, PutsNothingOverANewerRow) {
+TEST_F(Ledger, DoesNotReplaceANewerRow) {
     InsertEvent(1, 1, "a");
     InsertEvent(2, 1, "b");
     ASSERT_EQ(Remove(kEvent, "1, 2"), 0);
     InsertEvent(3, 1, "a");
 
-    EXPECT_THAT(Undo(),
+    EXPECT_THAT(UndoReport(),
                 ElementsAre("event: 1 restored", "not 1 a of 1: a newer row exists for its file"));
 
     EXPECT_THAT(Ids(kEvent), ElementsAre(world::Row{"2"}, world::Row{"3"}));
     EXPECT_THAT(KeptIds(kEvent), ElementsAre(world::Row{"1"}));
 }
 
-// As after a database was restored that gave the same ids anew.
-TEST_F(Ledger, KeepsARowWhoseIdAnotherRowHas) {
+// This happens after a database was restored from an older copy: its ids are used again.
+TEST_F(Ledger, KeepsARowWhoseIdIsInUseAgain) {
     InsertEvent(1, 1, "a");
     InsertEvent(2, 1, "b");
     Insert(kSnapshot, "(1, 'a', 0, 0)");
@@ -175,9 +176,10 @@ TEST_F(Ledger, KeepsARowWhoseIdAnotherRowHas) {
     Insert(kSnapshot, "(1, 'another', 0, 0)");
     Insert(kEmap, "(1, 'another')");
 
-    EXPECT_THAT(Undo(), ElementsAre("event: 1 restored", "not 1 a of 1: another row has its id",
-                                    "snapshot: 0 restored", "not 1 a of 0: another row has its id",
-                                    "emap: 0 restored", "not 1 a of 0: another row has its id"));
+    EXPECT_THAT(UndoReport(),
+                ElementsAre("event: 1 restored", "not 1 a of 1: another row has its id",
+                            "snapshot: 0 restored", "not 1 a of 0: another row has its id",
+                            "emap: 0 restored", "not 1 a of 0: another row has its id"));
 
     EXPECT_THAT(world::Read(KRDB::DB_RECORDING, "SELECT id, path FROM event ORDER BY id;"),
                 ElementsAre(world::Row{"1", "another"}, world::Row{"2", "b"}));
@@ -200,7 +202,8 @@ TEST_F(Ledger, RestoresOneOfTwoRowsThatHadTheSameId) {
     InsertEvent(1, 1, "b");
     ASSERT_EQ(Remove(kEvent, "1"), 0);
 
-    EXPECT_THAT(Undo(), ElementsAre("event: 1 restored", "not 1 b of 1: another row has its id"));
+    EXPECT_THAT(UndoReport(),
+                ElementsAre("event: 1 restored", "not 1 b of 1: another row has its id"));
 
     EXPECT_THAT(world::Read(KRDB::DB_RECORDING, "SELECT id, path FROM event;"),
                 ElementsAre(world::Row{"1", "a"}));
@@ -214,34 +217,34 @@ TEST_F(Ledger, RestoresOneOfTwoRowsOfTheSameFile) {
     InsertEvent(2, 1, "a");
     ASSERT_EQ(Remove(kEvent, "2"), 0);
 
-    EXPECT_THAT(Undo(),
+    EXPECT_THAT(UndoReport(),
                 ElementsAre("event: 1 restored", "not 2 a of 1: a newer row exists for its file"));
 
     EXPECT_THAT(KeptIds(kEvent), ElementsAre(world::Row{"2"}));
 }
 
-TEST_F(Ledger, RestoresMoreRowsThanGoAtOnce) {
+TEST_F(Ledger, RestoresMoreRowsThanOneTransactionTakes) {
     world::Write(KRDB::DB_RECORDING,
                  "INSERT INTO event (camera_id, path) WITH RECURSIVE number (n) AS (SELECT 1 UNION "
                  "ALL SELECT n + 1 FROM number WHERE n < 9000) SELECT 1, 'a' || n FROM number;");
     const std::vector<world::Row> before = Rows(kEvent);
     ASSERT_EQ(contract::Execute(KRDB::DB_RECORDING, "DELETE FROM event WHERE id > 0;"), 0);
 
-    EXPECT_THAT(Undo(), ElementsAre("event: 9000 restored"));
+    EXPECT_THAT(UndoReport(), ElementsAre("event: 9000 restored"));
 
     EXPECT_EQ(Rows(kEvent), before);
     EXPECT_THAT(KeptIds(kEvent), IsEmpty());
 }
 
-TEST_F(Ledger, GivesBackTheRowsOfARunWhoseRecordIsLost) {
+TEST_F(Ledger, RestoresTheRowsOfARunWithoutARecord) {
     InsertEvent(1, 1, "a");
     ASSERT_EQ(Remove(kEvent, "1"), 0);
     world::Write(KRDB::DB_SYSTEM, "DELETE FROM run;");
 
-    EXPECT_THAT(Undo(), ElementsAre("event: 1 restored"));
+    EXPECT_THAT(UndoReport(), ElementsAre("event: 1 restored"));
 }
 
-TEST_F(Ledger, PutsAnImagesRowBesideANewerOne) {
+TEST_F(Ledger, RestoresAnEmapBesideANewerOneOfTheSameName) {
     Insert(kEmap, "(1, 'a'), (2, 'b')");
     ASSERT_EQ(Remove(kEmap, "1, 2"), 0);
     Insert(kEmap, "(3, 'a')");
@@ -251,7 +254,7 @@ TEST_F(Ledger, PutsAnImagesRowBesideANewerOne) {
     EXPECT_THAT(Ids(kEmap), ElementsAre(world::Row{"1"}, world::Row{"2"}, world::Row{"3"}));
 }
 
-TEST_F(Ledger, GivesBackBothOfTwoRowsOfOneName) {
+TEST_F(Ledger, RestoresTwoEmapsOfTheSameName) {
     Insert(kEmap, "(1, 'a'), (2, 'a')");
     ASSERT_EQ(Remove(kEmap, "1, 2"), 0);
 
@@ -260,7 +263,7 @@ TEST_F(Ledger, GivesBackBothOfTwoRowsOfOneName) {
     EXPECT_THAT(Ids(kEmap), ElementsAre(world::Row{"1"}, world::Row{"2"}));
 }
 
-TEST_F(Ledger, GivesBackWhatOneRunRemoved) {
+TEST_F(Ledger, RestoresTheRowsOfOneRun) {
     InsertEvent(1, 1, "a");
     InsertEvent(2, 1, "b");
     ASSERT_EQ(Remove(kEvent, "1"), 0);
@@ -273,7 +276,7 @@ TEST_F(Ledger, GivesBackWhatOneRunRemoved) {
     EXPECT_THAT(Ids(kEvent), ElementsAre(world::Row{"1"}));
 }
 
-TEST_F(Ledger, GivesBackOneCamerasRowsOnly) {
+TEST_F(Ledger, RestoresOnlyTheRowsOfOneCamera) {
     InsertEvent(1, 1, "a");
     InsertEvent(2, 7, "b");
     Insert(kSnapshot, "(1, 'a', 0, 0)");
@@ -286,7 +289,7 @@ TEST_F(Ledger, GivesBackOneCamerasRowsOnly) {
     EXPECT_THAT(Ids(kSnapshot), IsEmpty());
 }
 
-TEST_F(Ledger, GivesBackOneKindOnly) {
+TEST_F(Ledger, RestoresOnlyTheRowsOfOneKind) {
     InsertEvent(1, 1, "a");
     Insert(kSnapshot, "(1, 'a', 0, 0)");
     ASSERT_EQ(Remove(kEvent, "1"), 0);
@@ -299,7 +302,7 @@ TEST_F(Ledger, GivesBackOneKindOnly) {
     EXPECT_THAT(Ids(kSnapshot), SizeIs(1));
 }
 
-TEST_F(Ledger, HasNothingLeftTheSecondTime) {
+TEST_F(Ledger, RestoresNothingTheSecondTime) {
     InsertEvent(1, 1, "a");
     ASSERT_EQ(Remove(kEvent, "1"), 0);
     EXPECT_THAT(recorder::Undo({.run = recorder::RunNumber()}).failures, IsEmpty());
@@ -309,7 +312,7 @@ TEST_F(Ledger, HasNothingLeftTheSecondTime) {
     EXPECT_THAT(Rows(kEvent), SizeIs(1));
 }
 
-TEST_F(Ledger, BringsTheRecordingCountsInLine) {
+TEST_F(Ledger, UpdatesTheRecordingCounts) {
     InsertEvent(1, 1, "a");
     ASSERT_EQ(Remove(kEvent, "1"), 0);
 
@@ -320,11 +323,11 @@ TEST_F(Ledger, BringsTheRecordingCountsInLine) {
         ElementsAre(world::Row{"1", "16141", "1"}));
 }
 
-TEST_F(Ledger, KnowsOnlyRunsThatWere) {
+TEST_F(Ledger, RefusesARunThatDidNotTakePlace) {
     EXPECT_THROW((void)recorder::Undo({.run = recorder::RunNumber() + 1}), recorder::Error);
 }
 
-TEST_F(Ledger, WaitsForNoRunThatIsRegistered) {
+TEST_F(Ledger, RefusesToRestoreWhileARunIsInProgress) {
     InsertEvent(1, 1, "a");
     ASSERT_EQ(Remove(kEvent, "1"), 0);
     const std::optional<recorder::RunLock> registered = recorder::RunLock::TryTake();
@@ -335,7 +338,8 @@ TEST_F(Ledger, WaitsForNoRunThatIsRegistered) {
     EXPECT_THAT(Rows(kEvent), IsEmpty());
 }
 
-// As the kernel counts it: whatever the clock shows, so much more of this boot is over.
+// Makes the last recorded uptime older, as if the machine had been up for these seconds since then.
+// The clock is not changed.
 void LetPass(long seconds) {
     world::Write(KRDB::DB_RECORDING,
                  "UPDATE ledger_age SET uptime_s = uptime_s - " + std::to_string(seconds) + ";");
@@ -344,9 +348,9 @@ void LetPass(long seconds) {
 class LedgerAge : public Ledger {
 protected:
     static constexpr long kKeepS = 90 * 86400L;
-    static constexpr long kMomentS = 600; // no test takes as long
+    static constexpr long kMomentS = 600; // longer than any test takes
 
-    // One row in the ledger, of a run that has ended.
+    // The ledger contains one row of a finished run.
     LedgerAge() {
         InsertEvent(1, 1, "a");
         EXPECT_EQ(Remove(kEvent, "1"), 0);
@@ -354,13 +358,14 @@ protected:
     }
 
     // A run that uses the recordings' database and removes nothing.
-    static void AnEmptyRun() {
+    static void RunWithoutRemovals() {
         BeginRun(kRunStart);
         recorder::Execute(KRDB::DB_RECORDING, "SELECT 1;");
         EndRun();
     }
 
-    static void Now(const std::string& assignment) {
+    // Changes the ledger's record of the time.
+    static void SetRecordedTime(const std::string& assignment) {
         world::Write(KRDB::DB_RECORDING, "UPDATE ledger_age SET " + assignment + ";");
     }
 
@@ -369,33 +374,33 @@ protected:
     }
 };
 
-TEST_F(LedgerAge, ForgetsARowThatWasKeptAsLongAsTheSettingsSay) {
+TEST_F(LedgerAge, ExpiresARowThatWasKeptForTheConfiguredTime) {
     LetPass(kKeepS);
 
-    AnEmptyRun();
+    RunWithoutRemovals();
 
     EXPECT_THAT(KeptIds(kEvent), IsEmpty());
 }
 
-TEST_F(LedgerAge, KeepsARowAMomentBeforeThat) {
+TEST_F(LedgerAge, KeepsARowUntilTheConfiguredTimeHasPassed) {
     LetPass(kKeepS - 60);
 
-    AnEmptyRun();
+    RunWithoutRemovals();
 
     EXPECT_THAT(KeptIds(kEvent), SizeIs(1));
 }
 
-TEST_F(LedgerAge, AddsUpWhatManyRunsSawPass) {
+TEST_F(LedgerAge, AddsUpTheTimeBetweenManyRuns) {
     for (int days = 0; days < 90; ++days) {
         EXPECT_THAT(KeptIds(kEvent), SizeIs(1)) << days;
         LetPass(86400);
-        AnEmptyRun();
+        RunWithoutRemovals();
     }
 
     EXPECT_THAT(KeptIds(kEvent), IsEmpty());
 }
 
-TEST_F(LedgerAge, CountsFromARunsNewestRemoval) {
+TEST_F(LedgerAge, CountsFromTheLastRemovalOfARun) {
     InsertEvent(2, 1, "b");
     InsertEvent(3, 1, "c");
     BeginRun(kRunStart);
@@ -407,32 +412,32 @@ TEST_F(LedgerAge, CountsFromARunsNewestRemoval) {
     EXPECT_THAT(KeptIds(kEvent), ElementsAre(world::Row{"2"}, world::Row{"3"}));
 }
 
-TEST_F(LedgerAge, CountsNothingOfAnotherMachine) {
-    Now("machine = '0', boot = '0', uptime_s = 0, clock_tm = 0");
+TEST_F(LedgerAge, DoesNotCountTheTimeOfAnotherMachine) {
+    SetRecordedTime("machine = '0', boot = '0', uptime_s = 0, clock_tm = 0");
 
-    AnEmptyRun();
+    RunWithoutRemovals();
     EXPECT_LT(AgeS(), kMomentS);
 
-    LetPass(7200); // and goes on from here
-    AnEmptyRun();
+    LetPass(7200); // counting continues from here
+    RunWithoutRemovals();
     EXPECT_GE(AgeS(), 7200);
 }
 
-TEST_F(LedgerAge, CountsNothingWhereTheUptimeWentBack) {
-    Now("uptime_s = uptime_s + 1000000");
+TEST_F(LedgerAge, DoesNotCountIfTheUptimeWentBack) {
+    SetRecordedTime("uptime_s = uptime_s + 1000000");
 
-    AnEmptyRun();
+    RunWithoutRemovals();
     EXPECT_LT(AgeS(), kMomentS);
 
     LetPass(7200);
-    AnEmptyRun();
+    RunWithoutRemovals();
     EXPECT_GE(AgeS(), 7200);
 }
 
-TEST_F(LedgerAge, CountsThisBootOnlyAfterAnotherOne) {
-    Now("boot = '0', uptime_s = 0, clock_tm = 0");
+TEST_F(LedgerAge, CountsOnlyTheTimeSinceTheBootAfterAReboot) {
+    SetRecordedTime("boot = '0', uptime_s = 0, clock_tm = 0");
 
-    AnEmptyRun();
+    RunWithoutRemovals();
 
     const recorder::KernelTime now = recorder::ReadKernelTime();
     if (now.machine.empty()) {
@@ -442,60 +447,60 @@ TEST_F(LedgerAge, CountsThisBootOnlyAfterAnotherOne) {
     EXPECT_LE(AgeS(), now.uptimeS);
 }
 
-// The host that a container moves to may have been up for years.
-TEST_F(LedgerAge, CountsNoMoreOfAnotherBootThanTheClockConfirms) {
-    Now("boot = '0', clock_tm = " + std::to_string(std::time(nullptr) - 5));
+// A container may have moved to a host that has been up for years.
+TEST_F(LedgerAge, CountsNoMoreOfANewBootThanTheClockConfirms) {
+    SetRecordedTime("boot = '0', clock_tm = " + std::to_string(std::time(nullptr) - 5));
 
-    AnEmptyRun();
+    RunWithoutRemovals();
 
     EXPECT_LE(AgeS(), 60);
 }
 
-// Otherwise no later boot would add anything until that time has come.
-TEST_F(LedgerAge, NotesTheRightTimeAfterAClockThatWasAhead) {
+// If the wrong time stayed, no later boot would add anything before that time is reached.
+TEST_F(LedgerAge, RecordsTheCorrectedTimeOfAClockThatWasAhead) {
     constexpr long kYears = 30L * 365 * 86400;
-    Now("boot = '0', clock_tm = " + std::to_string(std::time(nullptr) + kYears));
+    SetRecordedTime("boot = '0', clock_tm = " + std::to_string(std::time(nullptr) + kYears));
 
-    AnEmptyRun();
+    RunWithoutRemovals();
 
     EXPECT_LE(std::stol(*world::Read(KRDB::DB_RECORDING, "SELECT clock_tm FROM ledger_age;")[0][0]),
               std::time(nullptr));
 }
 
-TEST_F(LedgerAge, OfRowsIsUnknownUntilTheyAreSeen) {
+TEST_F(LedgerAge, OfRowsWithoutARecordCountsFromTheNextRun) {
     world::Write(KRDB::DB_RECORDING, "DELETE FROM removal_age;");
     LetPass(kKeepS);
 
-    AnEmptyRun();
+    RunWithoutRemovals();
     EXPECT_THAT(KeptIds(kEvent), SizeIs(1));
 
     LetPass(kKeepS);
-    AnEmptyRun();
+    RunWithoutRemovals();
     EXPECT_THAT(KeptIds(kEvent), IsEmpty());
 }
 
-TEST_F(LedgerAge, ThatLiesAheadIsUnknown) {
+TEST_F(LedgerAge, InTheFutureCountsFromTheNextRun) {
     world::Write(KRDB::DB_RECORDING, "UPDATE removal_age SET age_s = 4000000000;");
 
-    AnEmptyRun();
+    RunWithoutRemovals();
     LetPass(kKeepS);
-    AnEmptyRun();
+    RunWithoutRemovals();
 
     EXPECT_THAT(KeptIds(kEvent), IsEmpty());
 }
 
-TEST_F(LedgerAge, SurvivesTheLossOfItsRow) {
+TEST_F(LedgerAge, CountsFromTheNextRunIfItsRowIsMissing) {
     world::Write(KRDB::DB_RECORDING, "DELETE FROM ledger_age;");
 
-    AnEmptyRun();
+    RunWithoutRemovals();
     EXPECT_THAT(KeptIds(kEvent), SizeIs(1));
 
     LetPass(kKeepS);
-    AnEmptyRun();
+    RunWithoutRemovals();
     EXPECT_THAT(KeptIds(kEvent), IsEmpty());
 }
 
-TEST_F(LedgerAge, ForgetsMoreRowsThanGoAtOnce) {
+TEST_F(LedgerAge, ExpiresMoreRowsThanOneTransactionTakes) {
     world::Write(KRDB::DB_RECORDING,
                  "INSERT INTO removed (run, removed_tm, kind, row_id) "
                  "WITH RECURSIVE number (n) AS (SELECT 1 UNION ALL SELECT n + 1 FROM number "
@@ -503,13 +508,13 @@ TEST_F(LedgerAge, ForgetsMoreRowsThanGoAtOnce) {
                  "FROM number;");
     LetPass(kKeepS);
 
-    AnEmptyRun();
+    RunWithoutRemovals();
 
     EXPECT_THAT(KeptIds(kEvent), IsEmpty());
     EXPECT_THAT(world::Read(KRDB::DB_RECORDING, "SELECT run FROM removal_age;"), IsEmpty());
 }
 
-TEST_F(Ledger, LosesNoRowWhereTheRunCannotBeRecorded) {
+TEST_F(Ledger, PreventsTheRemovalOfARowIfTheRunCantBeRecorded) {
     InsertEvent(1, 1, "a");
     EndRun();
     world::DamageDatabase(KRDB::DB_SYSTEM);
@@ -519,7 +524,7 @@ TEST_F(Ledger, LosesNoRowWhereTheRunCannotBeRecorded) {
     EXPECT_THAT(Rows(kEvent), SizeIs(1));
 }
 
-TEST_F(Ledger, CountsRowsThatARunAddsAndNotThoseThatWereThere) {
+TEST_F(Ledger, CountsAddedRowsButNotUpdatedRows) {
     const std::string insert = "INSERT INTO event (camera_id, path) VALUES (1, 'a') ON CONFLICT "
                                "(camera_id, path) DO UPDATE SET size = 1;";
     for (int time = 0; time < 2; ++time) {
@@ -538,7 +543,7 @@ TEST_F(Ledger, CountsRowsThatARunAddsAndNotThoseThatWereThere) {
     EXPECT_EQ(run.changes[0].undoable, 2);
 }
 
-TEST_F(Ledger, CountsNothingOfATransactionThatWasRolledBack) {
+TEST_F(Ledger, DoesNotCountTheRowsOfARolledBackTransaction) {
     InsertEvent(1, 1, "a");
     const std::string rolledBack = "INSERT INTO event (camera_id, path) VALUES (1, 'b');"
                                    "DELETE FROM event WHERE id = 1; SELECT nothing;";
@@ -553,7 +558,7 @@ TEST_F(Ledger, CountsNothingOfATransactionThatWasRolledBack) {
     EXPECT_EQ(totals.removed, 0);
 }
 
-TEST_F(Ledger, ListsRunsNewestFirst) {
+TEST_F(Ledger, ListsTheNewestRunFirst) {
     const long first = recorder::RunNumber();
     EndRun();
     BeginRun(kRunStart + 1);

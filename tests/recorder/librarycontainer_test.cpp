@@ -1,15 +1,16 @@
-// The program that reads containers out of the ordinary may end at any time; whoever asked it goes
-// on.
+// The program krcontainers, which reads unusual containers, may crash or hang at any time; the
+// recorder continues without it.
 
 #include "recorder/container/librarycontainer.h"
 
 #include "recorder/container/codectypes.h"
-#include "recorder/support/error.h"
 #include "recorder/support/helperprocess.h"
 #include "recorder/support/program.h"
 #include "tests/contract/support/files.h"
 #include "tests/contract/support/fixture.h"
 #include "tests/contract/support/process.h"
+#include "tests/recorder/support/containerbytes.h"
+#include "tests/recorder/support/failure.h"
 
 #include <algorithm>
 #include <array>
@@ -18,7 +19,6 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <iterator>
 #include <string>
 #include <thread>
 #include <utility>
@@ -40,23 +40,37 @@ namespace fs = std::filesystem;
 
 using recorder::ContainerInfo;
 using recorder::ContainerKind;
+using support::FailureOf;
 
-// This process's only child.
+// The children of a process that run krcontainers.
+std::vector<pid_t> ReadingPrograms(pid_t parent) {
+    const std::string id = std::to_string(parent);
+    std::ifstream children("/proc/" + id + "/task/" + id + "/children");
+    std::vector<pid_t> found;
+    for (pid_t child = 0; children >> child;) {
+        std::ifstream comm("/proc/" + std::to_string(child) + "/comm");
+        std::string name;
+        if (std::getline(comm, name) && name == "krcontainers") {
+            found.push_back(child);
+        }
+    }
+    return found;
+}
+
+// The only krcontainers of this process.
 pid_t ReadingProgram() {
-    std::ifstream children("/proc/self/task/" + std::to_string(getpid()) + "/children");
-    const std::vector<pid_t> ids{std::istream_iterator<pid_t>(children), {}};
+    const std::vector<pid_t> ids = ReadingPrograms(getpid());
     if (ids.size() != 1) {
-        throw std::runtime_error("not one krcontainers, but " + std::to_string(ids.size()));
+        throw std::runtime_error("expected one krcontainers, found " + std::to_string(ids.size()));
     }
     return ids.front();
 }
 
-// A recording in memory, and what is done each time that bytes of it are wanted.
+// A recording in memory. Each time that bytes of it are read, an action is performed first.
 template <typename Action> class DisturbedSource : public recorder::ByteSource {
 public:
     DisturbedSource(std::string bytes, Action action)
-        : m_bytes(std::move(bytes)),
-          m_memory({reinterpret_cast<const uint8_t*>(m_bytes.data()), m_bytes.size()}),
+        : m_bytes(std::move(bytes)), m_memory(support::SourceOf(m_bytes)),
           m_action(std::move(action)) {}
 
     [[nodiscard]] int64_t Size() const override { return m_memory.Size(); }
@@ -78,63 +92,34 @@ template <typename Action> ContainerInfo ReadFrames(Action action) {
 }
 
 std::string FailureToRead(recorder::ByteSource& source, ContainerKind kind) {
-    try {
-        (void)recorder::ReadContainerByLibrary(source, kind);
-    } catch (const recorder::Error& error) {
-        return error.what();
-    }
-    return "succeeded";
+    return FailureOf([&] { (void)recorder::ReadContainerByLibrary(source, kind); });
 }
 
-std::string Failure(const std::function<void()>& read) {
-    try {
-        read();
-    } catch (const recorder::Error& error) {
-        return error.what();
-    }
-    return "succeeded";
-}
+void DoNothing() {}
 
-void LeaveInPeace() {}
-
-// For a test that needs to be the one that starts it.
+// Ends krcontainers, so that the test starts a new one.
 void EndReadingProgram() {
-    (void)ReadFrames(LeaveInPeace);
+    (void)ReadFrames(DoNothing);
     const pid_t id = ReadingProgram();
     kill(id, SIGKILL);
     waitpid(id, nullptr, 0);
 }
 
-// Short, as it is waited for in full; long enough for one that is not stopped.
-constexpr std::chrono::seconds kPatience{2};
+// Short because the tests wait for all of it; long enough for a program that is not stopped.
+constexpr std::chrono::seconds kTimeout{2};
 
 ContainerInfo ReadFrames(recorder::ContainerLibrary& library, const std::function<void()>& action) {
     DisturbedSource source(contract::Media("frames.mxg"), action);
     return library.Read(source, ContainerKind::Mxg);
 }
 
-bool IsThere(pid_t id) {
+bool Exists(pid_t id) {
     return kill(id, 0) == 0;
-}
-
-// This process's children that run krcontainers.
-std::vector<pid_t> ReadingPrograms(pid_t parent) {
-    const std::string id = std::to_string(parent);
-    std::ifstream children("/proc/" + id + "/task/" + id + "/children");
-    std::vector<pid_t> found;
-    for (pid_t child = 0; children >> child;) {
-        std::ifstream comm("/proc/" + std::to_string(child) + "/comm");
-        std::string name;
-        if (std::getline(comm, name) && name == "krcontainers") {
-            found.push_back(child);
-        }
-    }
-    return found;
 }
 
 class ContainerLibraryLog : public contract::ContractTest {};
 
-// What krcontainers prints and how it ends, with `input` as its standard input.
+// The output and the exit status of krcontainers with this standard input.
 std::pair<std::string, int> OutcomeWith(int input) {
     std::array<int, 2> output{};
     if (pipe2(output.data(), O_CLOEXEC) != 0) {
@@ -156,14 +141,14 @@ std::pair<std::string, int> OutcomeWith(int input) {
     return {text, child.Wait()};
 }
 
-TEST(ContainerProgram, SaysNothingWhereTheRecorderIsGone) {
+TEST(ContainerProgram, EndsSilentlyIfTheRecorderHasEnded) {
     std::array<recorder::UniqueFd, 2> ends = recorder::SocketPair(SOCK_SEQPACKET);
     ends[0].Reset();
 
     EXPECT_EQ(OutcomeWith(ends[1].Get()), std::pair(std::string(), 0));
 }
 
-TEST(ContainerProgram, WantsARecorderAtItsStandardInput) {
+TEST(ContainerProgram, RequiresARecorderAtItsStandardInput) {
     const recorder::UniqueFd file(open("/dev/null", O_RDONLY | O_CLOEXEC));
 
     const auto [text, status] = OutcomeWith(file.Get());
@@ -173,14 +158,14 @@ TEST(ContainerProgram, WantsARecorderAtItsStandardInput) {
 }
 
 TEST(ContainerLibrary, IsStartedOnceForAllContainers) {
-    (void)ReadFrames(LeaveInPeace);
+    (void)ReadFrames(DoNothing);
     const pid_t first = ReadingProgram();
 
-    EXPECT_EQ(ReadFrames(LeaveInPeace).width, 320);
+    EXPECT_EQ(ReadFrames(DoNothing).width, 320);
     EXPECT_EQ(ReadingProgram(), first);
 }
 
-TEST(ContainerLibrary, ThatIsKilledAtAContainerIsAskedAgain) {
+TEST(ContainerLibrary, IsAskedAgainIfItIsKilledAtAContainer) {
     bool isKilled = false;
 
     const ContainerInfo info = ReadFrames([&] {
@@ -190,27 +175,27 @@ TEST(ContainerLibrary, ThatIsKilledAtAContainerIsAskedAgain) {
     });
 
     EXPECT_TRUE(isKilled);
-    EXPECT_EQ(info.durationSec, ReadFrames(LeaveInPeace).durationSec);
+    EXPECT_EQ(info.durationSec, ReadFrames(DoNothing).durationSec);
 }
 
-TEST(ContainerLibrary, ThatIsKilledBetweenTwoContainersIsStartedAgain) {
-    (void)ReadFrames(LeaveInPeace);
+TEST(ContainerLibrary, IsStartedAgainIfItIsKilledBetweenTwoContainers) {
+    (void)ReadFrames(DoNothing);
     kill(ReadingProgram(), SIGKILL);
 
-    EXPECT_EQ(ReadFrames(LeaveInPeace).width, 320);
+    EXPECT_EQ(ReadFrames(DoNothing).width, 320);
 }
 
-TEST(ContainerLibrary, ThatDoesNotSurviveAContainerFailsForThatOneOnly) {
+TEST(ContainerLibrary, FailsOnlyForTheContainerThatCrashesIt) {
     DisturbedSource deadly(contract::Media("frames.mxg"), [] { kill(ReadingProgram(), SIGKILL); });
 
     EXPECT_EQ(FailureToRead(deadly, ContainerKind::Mxg),
               "the program krcontainers was ended by signal 9 (Killed)");
-    EXPECT_EQ(ReadFrames(LeaveInPeace).width, 320);
+    EXPECT_EQ(ReadFrames(DoNothing).width, 320);
 }
 
-TEST(ContainerLibrary, ThatIsStoppedAtAContainerIsKilledAndAskedAgain) {
+TEST(ContainerLibrary, IsKilledAndAskedAgainIfItHangsAtAContainer) {
     EndReadingProgram();
-    recorder::ContainerLibrary library(kPatience);
+    recorder::ContainerLibrary library(kTimeout);
     pid_t stopped = 0;
 
     const ContainerInfo info = ReadFrames(library, [&] {
@@ -222,21 +207,21 @@ TEST(ContainerLibrary, ThatIsStoppedAtAContainerIsKilledAndAskedAgain) {
 
     EXPECT_EQ(info.width, 320);
     EXPECT_NE(stopped, 0);
-    EXPECT_FALSE(IsThere(stopped));
+    EXPECT_FALSE(Exists(stopped));
 }
 
-TEST(ContainerLibrary, ThatIsStoppedBetweenTwoContainersIsKilledAndAskedAgain) {
+TEST(ContainerLibrary, IsKilledAndAskedAgainIfItHangsBetweenTwoContainers) {
     EndReadingProgram();
-    recorder::ContainerLibrary library(kPatience);
-    (void)ReadFrames(library, LeaveInPeace);
+    recorder::ContainerLibrary library(kTimeout);
+    (void)ReadFrames(library, DoNothing);
     const pid_t stopped = ReadingProgram();
     kill(stopped, SIGSTOP);
 
-    EXPECT_EQ(ReadFrames(library, LeaveInPeace).width, 320);
-    EXPECT_FALSE(IsThere(stopped));
+    EXPECT_EQ(ReadFrames(library, DoNothing).width, 320);
+    EXPECT_FALSE(Exists(stopped));
 }
 
-TEST(ContainerLibrary, ThatIsStoppedAtItsStartIsKilledAndStartedAgain) {
+TEST(ContainerLibrary, IsKilledAndStartedAgainIfItHangsAtItsStart) {
     EndReadingProgram();
     const pid_t parent = getpid();
     contract::Child stopper([&] {
@@ -246,40 +231,40 @@ TEST(ContainerLibrary, ThatIsStoppedAtItsStartIsKilledAndStartedAgain) {
         }
         return kill(programs.front(), SIGSTOP);
     });
-    recorder::ContainerLibrary library(kPatience);
+    recorder::ContainerLibrary library(kTimeout);
 
-    EXPECT_EQ(ReadFrames(library, LeaveInPeace).width, 320);
+    EXPECT_EQ(ReadFrames(library, DoNothing).width, 320);
     EXPECT_EQ(stopper.Wait(), 0);
     EXPECT_EQ(ReadingPrograms(parent).size(), 1U);
 }
 
-TEST_F(ContainerLibraryLog, NamesOnceThatOneThatIsStoppedTwiceIsLeftAlone) {
+TEST_F(ContainerLibraryLog, ReportsOnceThatAProgramThatHungTwiceIsNotUsedAgain) {
     EndReadingProgram();
-    recorder::ContainerLibrary library(kPatience);
+    recorder::ContainerLibrary library(kTimeout);
     std::vector<pid_t> stopped;
     const auto stop = [&] {
         stopped.push_back(ReadingProgram());
         kill(stopped.back(), SIGSTOP);
     };
 
-    EXPECT_EQ(Failure([&] { (void)ReadFrames(library, stop); }),
+    EXPECT_EQ(FailureOf([&] { (void)ReadFrames(library, stop); }),
               "the program krcontainers did not answer within 2000 ms and was killed");
     for (int time = 0; time < 3; ++time) {
-        EXPECT_EQ(Failure([&] { (void)ReadFrames(library, stop); }),
+        EXPECT_EQ(FailureOf([&] { (void)ReadFrames(library, stop); }),
                   "the program krcontainers is not used any more: it did not answer 2 times");
     }
 
     EXPECT_THAT(stopped, testing::SizeIs(2));
-    EXPECT_FALSE(std::any_of(stopped.begin(), stopped.end(), IsThere));
+    EXPECT_FALSE(std::any_of(stopped.begin(), stopped.end(), Exists));
     EXPECT_THAT(ReadingPrograms(getpid()), testing::IsEmpty());
     EXPECT_THAT(LogLinesWith("it is not used again in this run"), testing::SizeIs(1));
 }
 
-TEST(ContainerLibrary, ThatIsStoppedOnceAtEachOfTwoContainersIsLeftAlone) {
+TEST(ContainerLibrary, IsNotUsedAgainIfItHangsAtTwoContainers) {
     EndReadingProgram();
-    recorder::ContainerLibrary library(kPatience);
+    recorder::ContainerLibrary library(kTimeout);
     std::vector<pid_t> stopped;
-    const auto stopOnceMore = [&] {
+    const auto stopEachOnce = [&] {
         if (stopped.empty() || stopped.back() != ReadingProgram()) {
             stopped.push_back(ReadingProgram());
             kill(stopped.back(), SIGSTOP);
@@ -290,35 +275,34 @@ TEST(ContainerLibrary, ThatIsStoppedOnceAtEachOfTwoContainersIsLeftAlone) {
     EXPECT_EQ(ReadFrames(library,
                          [&] {
                              if (!std::exchange(isStopped, true)) {
-                                 stopOnceMore();
+                                 stopEachOnce();
                              }
                          })
                   .width,
               320);
-    EXPECT_EQ(Failure([&] { (void)ReadFrames(library, stopOnceMore); }),
+    EXPECT_EQ(FailureOf([&] { (void)ReadFrames(library, stopEachOnce); }),
               "the program krcontainers did not answer within 2000 ms and was killed");
 
     EXPECT_THAT(stopped, testing::SizeIs(2));
     EXPECT_THAT(ReadingPrograms(getpid()), testing::IsEmpty());
 }
 
-TEST(ContainerLibrary, IsNotBlamedForTheTimeThatTheDiskTakes) {
+TEST(ContainerLibrary, MayTakeLongerIfTheDiskIsSlow) {
     EndReadingProgram();
-    constexpr std::chrono::seconds patience{2};
-    recorder::ContainerLibrary library(patience);
+    recorder::ContainerLibrary library(kTimeout);
     pid_t first = 0;
 
     (void)ReadFrames(library, [&] {
         if (std::exchange(first, ReadingProgram()) == 0) {
-            std::this_thread::sleep_for(patience + std::chrono::seconds(1));
+            std::this_thread::sleep_for(kTimeout + std::chrono::seconds(1));
         }
     });
 
     EXPECT_EQ(ReadingProgram(), first);
 }
 
-TEST(ContainerLibrary, IsNotEndedByWhatEndsARun) {
-    (void)ReadFrames(LeaveInPeace);
+TEST(ContainerLibrary, IgnoresTheSignalsThatEndARun) {
+    (void)ReadFrames(DoNothing);
     const pid_t first = ReadingProgram();
 
     EXPECT_EQ(ReadFrames([&] {
@@ -330,23 +314,23 @@ TEST(ContainerLibrary, IsNotEndedByWhatEndsARun) {
     EXPECT_EQ(ReadingProgram(), first);
 }
 
-TEST(ContainerLibrary, ThatIsLeftInTheMiddleAnswersTheNextQuestionRightly) {
+TEST(ContainerLibrary, AnswersCorrectlyAfterAnInterruptedQuestion) {
     DisturbedSource interrupted(contract::Media("frames.mxg"),
-                                [] { throw std::runtime_error("no failure to read"); });
+                                [] { throw std::runtime_error("interrupted"); });
     EXPECT_THROW((void)recorder::ReadContainerByLibrary(interrupted, ContainerKind::Mxg),
                  std::runtime_error);
 
     const std::string bytes = contract::Media("mjpeg-pcm.avi");
-    recorder::MemorySource other({reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()});
+    recorder::MemorySource other = support::SourceOf(bytes);
     const ContainerInfo info = recorder::ReadContainerByLibrary(other, ContainerKind::Avi);
     EXPECT_EQ(info.audType, recorder::AUDIO_PCM);
 }
 
-TEST(ContainerLibrary, GetsNoDescriptorsButTheStandardOnes) {
+TEST(ContainerLibrary, InheritsOnlyTheStandardDescriptors) {
     EndReadingProgram();
     const int leaked = open("/dev/null", O_WRONLY); // without O_CLOEXEC
 
-    (void)ReadFrames(LeaveInPeace);
+    (void)ReadFrames(DoNothing);
 
     std::vector<std::string> names;
     for (const fs::directory_entry& entry :
@@ -357,13 +341,13 @@ TEST(ContainerLibrary, GetsNoDescriptorsButTheStandardOnes) {
     close(leaked);
 }
 
-TEST(ContainerLibrary, EndsWithARecorderThatIsKilledWhateverItDoes) {
+TEST(ContainerLibrary, IsKilledWithItsRecorder) {
     EndReadingProgram();
-    prctl(PR_SET_CHILD_SUBREAPER, 1); // to learn of its end
+    prctl(PR_SET_CHILD_SUBREAPER, 1); // so that this process can wait for it
     std::array<int, 2> ends{};
     ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
     contract::Child recorder([&] {
-        (void)ReadFrames(LeaveInPeace);
+        (void)ReadFrames(DoNothing);
         const pid_t id = ReadingProgram();
         kill(id, SIGSTOP);
         return write(ends[1], &id, sizeof(id)) == sizeof(id) ? pause() : 1;
@@ -380,24 +364,24 @@ TEST(ContainerLibrary, EndsWithARecorderThatIsKilledWhateverItDoes) {
     close(ends[1]);
 }
 
-TEST(ContainerLibrary, HasAMinuteOfTheProcessorForAContainer) {
-    (void)ReadFrames(LeaveInPeace);
+TEST(ContainerLibrary, HasAMinuteOfProcessorTimeForAContainer) {
+    (void)ReadFrames(DoNothing);
     struct rlimit limit = {};
 
     ASSERT_EQ(prlimit(ReadingProgram(), RLIMIT_CPU, nullptr, &limit), 0);
 
     EXPECT_GE(limit.rlim_cur, 60U);
-    EXPECT_LE(limit.rlim_cur, 70U); // with what it has used before
+    EXPECT_LE(limit.rlim_cur, 70U); // includes the time that it has already used
 }
 
-TEST(ContainerLibrary, IsNotBlamedForBytesThatCanNotBeRead) {
+TEST(ContainerLibrary, PassesOnTheReasonIfBytesCantBeRead) {
     DisturbedSource unreadable(contract::Media("h264-aac.mp4"),
                                [] { throw recorder::Error("can't read the disk"); });
 
     EXPECT_EQ(FailureToRead(unreadable, ContainerKind::Mp4), "can't read the disk");
 }
 
-TEST(ContainerLibrary, CountsNoFramesWhereSomeCanNotBeRead) {
+TEST(ContainerLibrary, FailsIfSomeFramesCantBeRead) {
     int reads = 0;
     DisturbedSource unreadable(contract::Media("frames.mxg"), [&] {
         if (++reads > 1) {
@@ -408,7 +392,7 @@ TEST(ContainerLibrary, CountsNoFramesWhereSomeCanNotBeRead) {
     EXPECT_EQ(FailureToRead(unreadable, ContainerKind::Mxg), "can't read the disk");
 }
 
-TEST(ContainerLibrary, SaysWhatIsWrongWithAContainer) {
+TEST(ContainerLibrary, ReportsWhatIsWrongWithAContainer) {
     recorder::MemorySource nothing({});
 
     EXPECT_EQ(FailureToRead(nothing, ContainerKind::Mp4),

@@ -7,7 +7,7 @@ namespace {
 using recorder::IsHalfDayName;
 using recorder::StartTmOfName;
 
-TEST(MediaNames, HalfDays) {
+TEST(MediaNames, AHalfDayNameIsADateFollowedByAmOrPm) {
     EXPECT_TRUE(IsHalfDayName("20261120AM"));
     EXPECT_TRUE(IsHalfDayName("00000000PM"));
     for (const char* const name : {"", "20261120", "20261120am", "20261120XM", "2026112AM",
@@ -16,7 +16,7 @@ TEST(MediaNames, HalfDays) {
     }
 }
 
-TEST(MediaNames, StartTimes) {
+TEST(MediaNames, AStartTimeIsTheLastTenDigitsOfTheName) {
     constexpr int64_t kStartTm = 1795162500;
     for (const char* const path :
          {"1795162500.mp4", "Front-20261120-081500-1795162500.mp4", "/a.b/x-1795162500-LOCK.mp4",

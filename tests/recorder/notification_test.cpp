@@ -12,7 +12,7 @@ using testing::SizeIs;
 
 class Notification : public contract::ContractTest {
 protected:
-    // As a run does it, and its row is unannounced.
+    // Adds a recording like a run does; its row is then unannounced.
     static void AddRecording(int camId, const std::string& path) {
         Event event;
         event.SetCamId(camId);
@@ -23,7 +23,7 @@ protected:
     static void EndRun() { KRIndex::RecordTaskStatusToConf(0, 0, true); }
 };
 
-TEST_F(Notification, OfAddedRowsHoldsCameraActionStampAndIds) {
+TEST_F(Notification, OfAddedRowsContainsCameraActionStampAndIds) {
     world::AddCamera({.id = 6, .storagePath = "/a"});
     Camera camera;
     ASSERT_EQ(camera.Load(6, 0, 0), 0);
@@ -39,13 +39,13 @@ TEST_F(Notification, OfAddedRowsHoldsCameraActionStampAndIds) {
                                              R"("stamp":1394589600000001,"ids":[11,12]})"));
 }
 
-TEST_F(Notification, OfAlertRowsHoldsNothing) {
+TEST_F(Notification, OfAlertRecordingsIsEmpty) {
     NotifyAlertEventRefresh(0, 0, 0);
 
     EXPECT_THAT(world::Outbox(), ElementsAre("alert_event/refresh {}"));
 }
 
-TEST_F(Notification, OfRecordingsThatAKilledRunAddedIsGivenByTheNextOne) {
+TEST_F(Notification, OfRecordingsThatAKilledRunAddedIsQueuedByTheNextRun) {
     AddRecording(2, "a");
     AddRecording(1, "b");
     AddRecording(2, "c");
@@ -60,7 +60,7 @@ TEST_F(Notification, OfRecordingsThatAKilledRunAddedIsGivenByTheNextOne) {
                             R"(event/list {"camera":2,"action":"add","stamp":77,"ids":[1,3]})"));
 }
 
-TEST_F(Notification, IsGivenOnce) {
+TEST_F(Notification, IsQueuedOnce) {
     world::AddCamera({.id = 6, .storagePath = "/a"});
     Camera camera;
     ASSERT_EQ(camera.Load(6, 0, 0), 0);
@@ -75,7 +75,7 @@ TEST_F(Notification, IsGivenOnce) {
     EXPECT_THAT(world::Outbox(), SizeIs(1));
 }
 
-TEST_F(Notification, IsNotGivenOfRowsThatAreGoneAgain) {
+TEST_F(Notification, IsNotQueuedForRowsThatWereRemovedAgain) {
     AddRecording(6, "a");
     world::Write(KRDB::DB_RECORDING, "DELETE FROM event;");
 
@@ -85,7 +85,7 @@ TEST_F(Notification, IsNotGivenOfRowsThatAreGoneAgain) {
     EXPECT_THAT(world::Read(KRDB::DB_RECORDING, "SELECT id FROM unannounced;"), IsEmpty());
 }
 
-TEST_F(Notification, IsNotOwedForRowsThatWereThere) {
+TEST_F(Notification, IsNotQueuedForRowsThatExistedBefore) {
     world::Write(KRDB::DB_RECORDING, "INSERT INTO event (camera_id, path) VALUES (6, 'a');");
     AddRecording(6, "a");
 
@@ -94,21 +94,21 @@ TEST_F(Notification, IsNotOwedForRowsThatWereThere) {
     EXPECT_THAT(world::Outbox(), IsEmpty());
 }
 
-TEST_F(Notification, KeepsTheNewestTenThousand) {
+TEST_F(Notification, JournalKeepsTheNewestTenThousandEntries) {
     world::Write(KRDB::DB_RECORDING,
                  "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 10000) "
                  "INSERT INTO outbox (created_tm, topic, payload) SELECT i, 'old', i FROM n;");
 
     NotifyAlertEventRefresh(0, 0, 0);
 
-    const std::vector<std::string> words = world::Outbox();
-    ASSERT_EQ(words.size(), 10'000U);
-    EXPECT_EQ(words.front(), "old 2");
-    EXPECT_EQ(words.back(), "alert_event/refresh {}");
+    const std::vector<std::string> messages = world::Outbox();
+    ASSERT_EQ(messages.size(), 10'000U);
+    EXPECT_EQ(messages.front(), "old 2");
+    EXPECT_EQ(messages.back(), "alert_event/refresh {}");
 }
 
-// As after the outbox was restored from an older copy.
-TEST_F(Notification, KeepsOlderEntriesWhereTheirIdsJump) {
+// Ids are missing after the outbox was restored from an older copy.
+TEST_F(Notification, JournalKeepsOlderEntriesIfIdsAreMissingBetweenThem) {
     world::Write(KRDB::DB_RECORDING, "INSERT INTO outbox (id, created_tm, topic, payload) VALUES "
                                      "(1, 1, 'old', '1'), (50000, 1, 'old', '2');");
 

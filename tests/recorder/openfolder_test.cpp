@@ -7,6 +7,7 @@
 #include "tests/contract/support/files.h"
 #include "tests/contract/support/fixture.h"
 #include "tests/contract/support/permissions.h"
+#include "tests/recorder/support/failure.h"
 
 namespace {
 
@@ -23,7 +24,7 @@ using testing::SizeIs;
 class ExistingPartTest : public contract::ContractTest {};
 class OpenFolderTest : public contract::ContractTest {};
 
-// A camera that was loaded, and somebody else's folder with an empty one in it.
+// The storage folder of a loaded camera, and another folder that contains an empty one.
 class ProtectedFolder : public contract::ContractTest {
 protected:
     ProtectedFolder() : storage(Scratch("link/cam1")) {
@@ -39,19 +40,15 @@ protected:
         fs::create_directory_symlink(Scratch("elsewhere"), storage + "/" + name);
     }
 
-    const std::string storage; // behind the operator's link
+    const std::string storage; // a path through the operator's link
     std::list<std::string> out;
 };
 
-std::string Doubt(const std::string& path) {
-    try {
-        return "none: " + ExistingPart(path);
-    } catch (const recorder::Error& error) {
-        return error.what();
-    }
+std::string FailureFor(const std::string& path) {
+    return support::FailureOf([&] { (void)ExistingPart(path); });
 }
 
-TEST_F(ExistingPartTest, EndsWhereAFolderHasNoSuchEntry) {
+TEST_F(ExistingPartTest, EndsAtTheFirstMissingEntry) {
     const std::string folder = MakeFolder("folder");
     fs::create_directory_symlink(folder, Scratch("link"));
 
@@ -62,30 +59,32 @@ TEST_F(ExistingPartTest, EndsWhereAFolderHasNoSuchEntry) {
     EXPECT_EQ(ExistingPart("/"), "/");
 }
 
-TEST_F(ExistingPartTest, IsInDoubtBehindALinkThatLeadsNowhere) {
+TEST_F(ExistingPartTest, IsUnknownBehindALinkThatLeadsNowhere) {
     fs::create_directory_symlink("/nowhere", Scratch("link"));
     fs::create_directory_symlink("link", Scratch("to-link"));
 
-    EXPECT_EQ(Doubt(Scratch("link")), "the link " + Scratch("link") + " leads nowhere");
-    EXPECT_EQ(Doubt(Scratch("link/a/b")), "the link " + Scratch("link") + " leads nowhere");
-    EXPECT_EQ(Doubt(Scratch("to-link/a")), "the link " + Scratch("to-link") + " leads nowhere");
+    EXPECT_EQ(FailureFor(Scratch("link")), "the link " + Scratch("link") + " leads nowhere");
+    EXPECT_EQ(FailureFor(Scratch("link/a/b")), "the link " + Scratch("link") + " leads nowhere");
+    EXPECT_EQ(FailureFor(Scratch("to-link/a")),
+              "the link " + Scratch("to-link") + " leads nowhere");
 }
 
-TEST_F(ExistingPartTest, IsInDoubtWhereNothingCanBeLookedAt) {
+TEST_F(ExistingPartTest, IsUnknownIfAnEntryCantBeExamined) {
     contract::PutFile(Scratch("file"));
     fs::create_directory_symlink("ring", Scratch("ring"));
     const std::string locked = MakeFolder("locked");
     const contract::ObeyPermissions unprivileged;
-    const contract::UnreadableFolder lock(locked);
+    const contract::UnreadableFolder unreadable(locked);
     const std::string longName(300, 'x');
 
-    EXPECT_EQ(Doubt(Scratch("file/a")), "can't look at " + Scratch("file/a") + ": Not a directory");
-    EXPECT_THAT(Doubt(Scratch("ring/a")), testing::HasSubstr("Too many levels"));
-    EXPECT_THAT(Doubt(locked + "/a"), testing::HasSubstr("Permission denied"));
-    EXPECT_THAT(Doubt(Scratch(longName)), testing::HasSubstr("File name too long"));
+    EXPECT_EQ(FailureFor(Scratch("file/a")),
+              "can't look at " + Scratch("file/a") + ": Not a directory");
+    EXPECT_THAT(FailureFor(Scratch("ring/a")), testing::HasSubstr("Too many levels"));
+    EXPECT_THAT(FailureFor(locked + "/a"), testing::HasSubstr("Permission denied"));
+    EXPECT_THAT(FailureFor(Scratch(longName)), testing::HasSubstr("File name too long"));
 }
 
-TEST_F(ExistingPartTest, IsWhatAPathIsResolvedBy) {
+TEST_F(ExistingPartTest, IsTheResolvedPartOfAResolvedPath) {
     MakeFolder("folder");
     fs::create_directory_symlink(Scratch("folder"), Scratch("link"));
 
@@ -104,7 +103,7 @@ TEST_F(OpenFolderTest, FollowsTheOperatorsLinks) {
     EXPECT_FALSE(OpenFolder(Scratch("link/nothing"), FolderUse::List).IsOpen());
 }
 
-TEST_F(ProtectedFolder, IsReachedByTheOperatorsLink) {
+TEST_F(ProtectedFolder, IsReachedThroughTheOperatorsLink) {
     MakeFolder("disk/cam1/20140312AM/deep");
 
     EXPECT_TRUE(OpenFolder(storage, FolderUse::List).IsOpen());
@@ -129,7 +128,7 @@ TEST_F(ProtectedFolder, ListsNothingThroughALink) {
     EXPECT_THAT(LogLinesWith("/@Thumbnail: it is a symbolic link"), SizeIs(3));
 }
 
-TEST_F(ProtectedFolder, SaysSoOfALinkThatLeadsNowhere) {
+TEST_F(ProtectedFolder, LogsALinkThatLeadsNowhere) {
     fs::create_directory_symlink("/nowhere", storage + "/@Thumbnail");
 
     EXPECT_NE(GetDirsInDir(storage + "/@Thumbnail", out, true, false, ""), 0);
@@ -147,7 +146,7 @@ TEST_F(ProtectedFolder, RemovesNothingThroughALink) {
     EXPECT_TRUE(fs::is_symlink(storage + "/@Thumbnail"));
 }
 
-TEST_F(ProtectedFolder, IsRemovedFromWhereItMayNotBeListed) {
+TEST_F(ProtectedFolder, IsRemovedFromAFolderThatCantBeListed) {
     const std::string folder = MakeFolder("disk/cam1/20140312AM");
     const contract::ObeyPermissions unprivileged;
     fs::permissions(storage, fs::perms{0300});
@@ -158,7 +157,7 @@ TEST_F(ProtectedFolder, IsRemovedFromWhereItMayNotBeListed) {
     EXPECT_FALSE(fs::exists(folder));
 }
 
-TEST_F(ProtectedFolder, HasSiblingsWhoseNamesBeginAlike) {
+TEST_F(ProtectedFolder, DoesNotIncludeAFolderWhoseNameBeginsAlike) {
     MakeFolder("disk/cam10");
     fs::create_directory_symlink(Scratch("elsewhere"), Scratch("disk/cam10/link"));
 

@@ -1,11 +1,12 @@
-// The readers of ordinary recordings: what they answer is what libavformat answers, and what is
-// ordinary they do answer.
+// The readers of ordinary recordings' headers read every ordinary recording, and never give another
+// answer than libavformat.
 
 #include "recorder/container/avcontainer.h"
 #include "recorder/container/aviheader.h"
 #include "recorder/container/mp4header.h"
 #include "recorder/support/error.h"
 #include "tests/contract/support/files.h"
+#include "tests/recorder/support/containerbytes.h"
 
 #include <filesystem>
 #include <vector>
@@ -34,6 +35,9 @@ using namespace std::string_literals;
 
 using recorder::ContainerInfo;
 using recorder::ContainerKind;
+using support::BigEndian;
+using support::NumberAt;
+using support::SourceOf;
 using testing::Optional;
 
 std::optional<ContainerInfo> ReadHeader(recorder::ByteSource& source, ContainerKind kind) {
@@ -41,17 +45,13 @@ std::optional<ContainerInfo> ReadHeader(recorder::ByteSource& source, ContainerK
                                       : recorder::ReadMp4Header(source);
 }
 
-recorder::MemorySource SourceOf(const std::string& bytes) {
-    return recorder::MemorySource({reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()});
-}
-
 std::optional<ContainerInfo> ReadHeader(const std::string& bytes, ContainerKind kind) {
     recorder::MemorySource source = SourceOf(bytes);
     return ReadHeader(source, kind);
 }
 
-// Nothing where it refuses.
-std::optional<ContainerInfo> Judge(const std::string& bytes, ContainerKind kind) {
+// The answer of libavformat; nothing if it refuses the container.
+std::optional<ContainerInfo> ReadByLibavformat(const std::string& bytes, ContainerKind kind) {
     recorder::MemorySource source = SourceOf(bytes);
     try {
         return recorder::ReadAvContainer(source, kind);
@@ -60,7 +60,7 @@ std::optional<ContainerInfo> Judge(const std::string& bytes, ContainerKind kind)
     }
 }
 
-// The recordings of one of the media's folders.
+// The names of the recordings in a folder of the media, with the folder.
 std::vector<std::string> RecordingsIn(const std::string& folder) {
     std::vector<std::string> names;
     for (const auto& entry : fs::directory_iterator(std::getenv("KESTORA_TEST_MEDIA") + folder)) {
@@ -76,33 +76,17 @@ ContainerKind KindOf(const std::string& name) {
     return recorder::ContainerKindOf(name).value();
 }
 
-std::string BigEndian(uint32_t number) {
-    std::string bytes;
-    for (const unsigned int shift : {24U, 16U, 8U, 0U}) {
-        bytes += static_cast<char>(number >> shift);
-    }
-    return bytes;
-}
-
 std::string LittleEndian(uint32_t number) {
     const std::string bytes = BigEndian(number);
     return {bytes.rbegin(), bytes.rend()};
-}
-
-uint32_t NumberAt(const std::string& bytes, std::size_t offset) {
-    uint32_t number = 0;
-    for (std::size_t i = 0; i < 4; ++i) {
-        number = number << 8U | static_cast<uint8_t>(bytes.at(offset + i));
-    }
-    return number;
 }
 
 std::string BoxOf(const std::string& type, const std::string& content) {
     return BigEndian(static_cast<uint32_t>(content.size()) + 8) + type + content;
 }
 
-// The recording with other bytes at a place within its first box or chunk of this type, counted
-// from the type.
+// The recording with other bytes in its first box or chunk of this type. The offset begins at the
+// type.
 std::string WithBytes(std::string bytes, const std::string& type, std::size_t offset,
                       const std::string& others) {
     const std::size_t at = bytes.find(type, std::min(bytes.find("moov"), bytes.find("hdrl")));
@@ -110,7 +94,7 @@ std::string WithBytes(std::string bytes, const std::string& type, std::size_t of
                          others);
 }
 
-// The recording with another box in place of its last one of this type; the boxes around it grow.
+// The recording with its last box of this type replaced. The boxes around it are resized.
 std::string WithBox(std::string mp4, const std::string& type, const std::string& box) {
     const std::size_t at = mp4.rfind(type) - 4;
     const uint32_t size = NumberAt(mp4, at);
@@ -137,7 +121,7 @@ std::string OrdinaryAvi() {
     return contract::Media("ordinary/h264-libmp3lame.avi");
 }
 
-// Numbers that look like chance and are the same every time.
+// Pseudo-random numbers, the same in every run of the test.
 class Numbers {
 public:
     uint32_t Below(uint32_t end) {
@@ -149,15 +133,15 @@ private:
     uint32_t m_state = 1;
 };
 
-// Notes what is asked of a recording.
-class NotingSource : public recorder::ByteSource {
+// Records which ranges of a recording are read.
+class RangeRecorder : public recorder::ByteSource {
 public:
     struct Range {
         int64_t begin;
         int64_t end;
     };
 
-    explicit NotingSource(const std::string& bytes) : m_source(SourceOf(bytes)) {}
+    explicit RangeRecorder(const std::string& bytes) : m_source(SourceOf(bytes)) {}
 
     [[nodiscard]] int64_t Size() const override { return m_source.Size(); }
     [[nodiscard]] std::size_t ReadAt(int64_t offset, std::span<uint8_t> buffer) override {
@@ -173,14 +157,14 @@ private:
     std::vector<Range> m_ranges;
 };
 
-TEST(ContainerHeaders, OfEveryOrdinaryRecordingSayWhatLibavformatSays) {
+TEST(ContainerHeaders, OfOrdinaryRecordingsAreReadLikeLibavformat) {
     const std::vector<std::string> names = RecordingsIn("/ordinary");
     EXPECT_GE(names.size(), 24U);
     for (const std::string& name : names) {
         const std::string bytes = contract::Media(name);
-        const std::optional<ContainerInfo> judged = Judge(bytes, KindOf(name));
-        ASSERT_TRUE(judged) << name;
-        EXPECT_THAT(ReadHeader(bytes, KindOf(name)), Optional(*judged)) << name;
+        const std::optional<ContainerInfo> expected = ReadByLibavformat(bytes, KindOf(name));
+        ASSERT_TRUE(expected) << name;
+        EXPECT_THAT(ReadHeader(bytes, KindOf(name)), Optional(*expected)) << name;
     }
 }
 
@@ -192,41 +176,41 @@ TEST(ContainerHeaders, OfUnusualRecordingsAreLeftToLibavformat) {
     }
 }
 
-TEST(ContainerHeaders, OfNoRecordingSayAnythingElse) {
+TEST(ContainerHeaders, NeverContradictLibavformat) {
     int answers = 0;
     for (const std::string& name : RecordingsIn("")) {
         const std::string bytes = contract::Media(name);
         if (const std::optional<ContainerInfo> info = ReadHeader(bytes, KindOf(name))) {
-            EXPECT_EQ(info, Judge(bytes, KindOf(name))) << name;
+            EXPECT_EQ(info, ReadByLibavformat(bytes, KindOf(name))) << name;
             ++answers;
         }
     }
     EXPECT_GT(answers, 0);
 }
 
-TEST(ContainerHeaders, OfSoundByTelephoneSayWhichLaw) {
+TEST(ContainerHeaders, DistinguishMulawAndAlawSound) {
     const std::string rates = BoxOf("btrt", std::string(12, '\0'));
     for (const char* const law : {"ulaw", "alaw"}) {
         const std::string mp4 = WithBytes(WithBox(OrdinaryMp4(), "esds", rates), "mp4a", 0, law);
-        const std::optional<ContainerInfo> judged = Judge(mp4, ContainerKind::Mp4);
-        ASSERT_TRUE(judged) << law;
-        EXPECT_EQ(judged->audType, law == "ulaw"s ? 3 : 4);
-        EXPECT_THAT(ReadHeader(mp4, ContainerKind::Mp4), Optional(*judged)) << law;
+        const std::optional<ContainerInfo> expected = ReadByLibavformat(mp4, ContainerKind::Mp4);
+        ASSERT_TRUE(expected) << law;
+        EXPECT_EQ(expected->audType, law == "ulaw"s ? 3 : 4);
+        EXPECT_THAT(ReadHeader(mp4, ContainerKind::Mp4), Optional(*expected)) << law;
     }
 }
 
-TEST(ContainerHeaders, AreFoundBehindSamplesOf64BitSize) {
+TEST(ContainerHeaders, AreFoundAfterSamplesWithA64BitSize) {
     std::string mp4 = OrdinaryMp4();
     const std::size_t mdat = mp4.find("mdat") - 4;
     const uint32_t size = NumberAt(mp4, mdat);
-    // The muxer leaves eight bytes for it.
+    // The muxer leaves eight bytes for the larger size.
     mp4.replace(mdat - 8, 16, BigEndian(1) + "mdat" + BigEndian(0) + BigEndian(size + 8));
 
     EXPECT_THAT(ReadHeader(mp4, ContainerKind::Mp4),
-                Optional(Judge(mp4, ContainerKind::Mp4).value()));
+                Optional(ReadByLibavformat(mp4, ContainerKind::Mp4).value()));
 }
 
-TEST(ContainerHeaders, OfARecordingThatIsCutAreLeftToLibavformat) {
+TEST(ContainerHeaders, OfTruncatedRecordingsAreLeftToLibavformat) {
     for (const std::string& bytes : {OrdinaryMp4(), contract::Media("ordinary/index-first.mp4")}) {
         for (std::size_t size = 0; size < bytes.size(); size += 7) {
             EXPECT_EQ(ReadHeader(bytes.substr(0, size), ContainerKind::Mp4), std::nullopt) << size;
@@ -238,7 +222,7 @@ TEST(ContainerHeaders, OfARecordingThatIsCutAreLeftToLibavformat) {
     }
 }
 
-TEST(ContainerHeaders, WithADamagedByteSayNothingElseThanLibavformat) {
+TEST(ContainerHeaders, WithADamagedByteNeverContradictLibavformat) {
     const auto expectSame = [](std::string bytes, std::size_t begin, std::size_t end,
                                ContainerKind kind) {
         int answers = 0;
@@ -247,10 +231,11 @@ TEST(ContainerHeaders, WithADamagedByteSayNothingElseThanLibavformat) {
             for (const char damage : {'\xff', '\0'}) {
                 bytes[at] = damage;
                 const std::optional<ContainerInfo> info = ReadHeader(bytes, kind);
-                // What is wrong within the tables goes unseen.
-                const std::optional<ContainerInfo> judged = info ? Judge(bytes, kind) : info;
-                EXPECT_TRUE(!judged || *info == *judged) << "byte " << at;
-                answers += judged ? 1 : 0;
+                // The header readers don't notice damage in the tables, where libavformat refuses.
+                const std::optional<ContainerInfo> expected =
+                    info ? ReadByLibavformat(bytes, kind) : info;
+                EXPECT_TRUE(!expected || *info == *expected) << "byte " << at;
+                answers += expected ? 1 : 0;
             }
             bytes[at] = intact;
         }
@@ -263,7 +248,7 @@ TEST(ContainerHeaders, WithADamagedByteSayNothingElseThanLibavformat) {
     expectSame(avi, 0, avi.find("movi") + 4, ContainerKind::Avi);
 }
 
-TEST(ContainerHeaders, OfAnyLengthsSayNothingElseThanLibavformat) {
+TEST(ContainerHeaders, WithAnyMp4DurationsNeverContradictLibavformat) {
     const std::string mp4 = WithBox(OrdinaryMp4(), "esds", BoxOf("btrt", std::string(12, '\0')));
     Numbers numbers;
     int answers = 0;
@@ -278,14 +263,14 @@ TEST(ContainerHeaders, OfAnyLengthsSayNothingElseThanLibavformat) {
         given = WithBytes(given, "elst", 12, BigEndian(halves - 2 + numbers.Below(5)));
         given = WithBytes(given, "mp4a", 0, "ulaw");
         if (const std::optional<ContainerInfo> info = ReadHeader(given, ContainerKind::Mp4)) {
-            EXPECT_EQ(info, Judge(given, ContainerKind::Mp4)) << scale << " " << halves;
+            EXPECT_EQ(info, ReadByLibavformat(given, ContainerKind::Mp4)) << scale << " " << halves;
             ++answers;
         }
     }
     EXPECT_GT(answers, 100);
 }
 
-TEST(ContainerHeaders, OfAnyAviLengthsSayNothingElseThanLibavformat) {
+TEST(ContainerHeaders, WithAnyAviDurationsNeverContradictLibavformat) {
     Numbers numbers;
     int answers = 0;
     for (int i = 0; i < 400; ++i) {
@@ -296,33 +281,33 @@ TEST(ContainerHeaders, OfAnyAviLengthsSayNothingElseThanLibavformat) {
                                             LittleEndian(scale) + LittleEndian(rate) +
                                                 LittleEndian(0) + LittleEndian(frames));
         if (const std::optional<ContainerInfo> info = ReadHeader(given, ContainerKind::Avi)) {
-            EXPECT_EQ(info, Judge(given, ContainerKind::Avi)) << scale << " " << rate;
+            EXPECT_EQ(info, ReadByLibavformat(given, ContainerKind::Avi)) << scale << " " << rate;
             ++answers;
         }
     }
     EXPECT_GT(answers, 100);
 }
 
-struct Oddity {
+struct Variant {
     const char* what;
-    const char* type; // of the box or chunk
+    const char* type; // the box or chunk to change
     std::size_t offset;
     std::string bytes;
 };
 
-TEST(ContainerHeaders, OfMp4WithAnOddityAreLeftToLibavformat) {
-    const Oddity oddities[] = {
+TEST(ContainerHeaders, OfUnusualMp4AreLeftToLibavformat) {
+    const Variant variants[] = {
         {"another format's brand", "ftyp", 4, "qt  "},
         {"a box to the file's end", "moov", std::size_t{0} - 4, BigEndian(0)},
         {"compressed headers", "mvhd", 0, "cmov"},
         {"fragments to follow", "udta", 0, "mvex"},
         {"no length", "mvhd", 20, BigEndian(0)},
         {"an unknown length", "mvhd", 20, BigEndian(0xffffffff)},
-        {"a length beyond 31 bits", "mvhd", 16, BigEndian(1) + BigEndian(0x80000000)},
-        {"a version that isn't known", "mvhd", 4, "\x02"},
+        {"a length larger than 31 bits", "mvhd", 16, BigEndian(1) + BigEndian(0x80000000)},
+        {"an unknown version", "mvhd", 4, "\x02"},
         {"no scale", "mdhd", 16, BigEndian(0)},
         {"a track of another kind", "vide", 0, "text"},
-        {"edits that aren't complete", "elst", 8, BigEndian(9)},
+        {"incomplete edits", "elst", 8, BigEndian(9)},
         {"samples in another file", "url ", 4, BigEndian(0)},
         {"two descriptions", "stsd", 8, BigEndian(2)},
         {"encrypted pictures", "avc1", 0, "encv"},
@@ -331,9 +316,9 @@ TEST(ContainerHeaders, OfMp4WithAnOddityAreLeftToLibavformat) {
         {"a codec without its configuration", "avcC", 0, "free"},
         {"no width", "avc1", 28, std::string(2, '\0')},
         {"a palette", "avc1", 78, std::string("\0\x08\0\0", 4)},
-        {"a box among the tables that is none", "stts", 0, "mvhd"},
+        {"a box of another kind among the tables", "stts", 0, "mvhd"},
     };
-    for (const Oddity& given : oddities) {
+    for (const Variant& given : variants) {
         const std::string mp4 = WithBytes(OrdinaryMp4(), given.type, given.offset, given.bytes);
         EXPECT_NE(mp4, OrdinaryMp4()) << given.what;
         EXPECT_EQ(ReadHeader(mp4, ContainerKind::Mp4), std::nullopt) << given.what;
@@ -343,8 +328,8 @@ TEST(ContainerHeaders, OfMp4WithAnOddityAreLeftToLibavformat) {
     EXPECT_EQ(ReadHeader(OrdinaryMp4() + "\0\0\0"s, ContainerKind::Mp4), std::nullopt);
 }
 
-// Its tables tell how long it really is.
-TEST(ContainerHeaders, OfATrackLongerThanTheMovieAreLeftToLibavformat) {
+// Only its tables contain its real length.
+TEST(ContainerHeaders, WithATrackLongerThanTheMovieAreLeftToLibavformat) {
     const std::string mp4 = contract::Media("ordinary/no-edits.mp4");
     ASSERT_TRUE(ReadHeader(mp4, ContainerKind::Mp4));
 
@@ -352,15 +337,15 @@ TEST(ContainerHeaders, OfATrackLongerThanTheMovieAreLeftToLibavformat) {
               std::nullopt);
 }
 
-TEST(ContainerHeaders, OfATrackThatIsCutByItsEditsSayTheLengthThatIsLeft) {
+TEST(ContainerHeaders, WithAnEditListGiveTheEditedDuration) {
     const std::string mp4 = WithBytes(OrdinaryMp4(), "mdhd", 20, BigEndian(0x7fffffff));
 
     EXPECT_THAT(ReadHeader(mp4, ContainerKind::Mp4),
-                Optional(Judge(mp4, ContainerKind::Mp4).value()));
+                Optional(ReadByLibavformat(mp4, ContainerKind::Mp4).value()));
 }
 
-// The recording with a sound that claims to be long and is cut by two edits, which leave so much of
-// it (in the movie's units).
+// The recording with a very long sound track that is cut by two edits of these lengths, in the
+// movie's units.
 std::string WithEdits(std::string mp4, uint32_t first, uint32_t second) {
     const auto edit = [](uint32_t units, uint32_t from) {
         return BigEndian(units) + BigEndian(from) + BigEndian(0x10000);
@@ -370,23 +355,23 @@ std::string WithEdits(std::string mp4, uint32_t first, uint32_t second) {
                    BoxOf("elst", BigEndian(0) + BigEndian(2) + edit(first, 0) + edit(second, 9)));
 }
 
-TEST(ContainerHeaders, OfATrackWithSeveralEditsSayWhatAllOfThemLeave) {
+TEST(ContainerHeaders, WithSeveralEditsGiveTheirTotalDuration) {
     const std::string mp4 = OrdinaryMp4();
     const uint32_t movie = NumberAt(mp4, mp4.find("mvhd") + 20);
     const std::string asLong = WithEdits(mp4, movie / 4, movie - movie / 4);
     const std::string longer = WithEdits(mp4, movie - 1, movie - 1);
 
     EXPECT_THAT(ReadHeader(asLong, ContainerKind::Mp4),
-                Optional(Judge(asLong, ContainerKind::Mp4).value()));
-    EXPECT_EQ(ReadHeader(longer, ContainerKind::Mp4), std::nullopt); // than the movie
+                Optional(ReadByLibavformat(asLong, ContainerKind::Mp4).value()));
+    EXPECT_EQ(ReadHeader(longer, ContainerKind::Mp4), std::nullopt); // longer than the movie
 }
 
-TEST(ContainerHeaders, OfAviWithAnOddityAreLeftToLibavformat) {
-    const Oddity oddities[] = {
-        {"a length beyond the file", "RIFF", 4, LittleEndian(0x7fffffff)},
-        {"frames beyond the file", "movi", std::size_t{0} - 4, LittleEndian(0x7fffffff)},
+TEST(ContainerHeaders, OfUnusualAviAreLeftToLibavformat) {
+    const Variant variants[] = {
+        {"a length larger than the file", "RIFF", 4, LittleEndian(0x7fffffff)},
+        {"more frames than the file has", "movi", std::size_t{0} - 4, LittleEndian(0x7fffffff)},
         {"another stream", "vids", 0, "txts"},
-        {"other sound behind a name of pulse code", "auds", 4, "Axan"},
+        {"another sound codec under the name of PCM", "auds", 4, "Axan"},
         {"no scale", "vids", 20, LittleEndian(0)},
         {"no rate", "vids", 24, LittleEndian(0)},
         {"no width", "strf", 12, LittleEndian(0)},
@@ -394,7 +379,7 @@ TEST(ContainerHeaders, OfAviWithAnOddityAreLeftToLibavformat) {
         {"a palette", "strf", 22, "\x08"},
         {"an unknown codec", "strf", 24, "XYZ1"},
     };
-    for (const Oddity& given : oddities) {
+    for (const Variant& given : variants) {
         std::string avi = OrdinaryAvi();
         avi = given.type == "RIFF"s ? avi.replace(4, 4, given.bytes)
                                     : WithBytes(avi, given.type, given.offset, given.bytes);
@@ -406,25 +391,25 @@ TEST(ContainerHeaders, OfAviWithAnOddityAreLeftToLibavformat) {
 TEST(ContainerHeaders, OfMp4AreReadInThreeBlocksWithoutTheTables) {
     for (const char* const name : {"ordinary/ten-minutes.mp4", "ordinary/ten-minutes-first.mp4"}) {
         const std::string bytes = contract::Media(name);
-        NotingSource source(bytes);
+        RangeRecorder source(bytes);
 
         const ContainerInfo info = recorder::ReadContainer(source, ContainerKind::Mp4);
 
-        EXPECT_EQ(info, Judge(bytes, ContainerKind::Mp4).value()) << name;
+        EXPECT_EQ(info, ReadByLibavformat(bytes, ContainerKind::Mp4).value()) << name;
         EXPECT_LE(source.Ranges().size(), 3U) << name;
         const auto sizes = static_cast<int64_t>(bytes.find("stsz", bytes.find("moov")));
         const int64_t count = NumberAt(bytes, static_cast<std::size_t>(sizes) + 12);
         EXPECT_GT(count, 14'000) << name;
-        for (const NotingSource::Range& range : source.Ranges()) {
+        for (const RangeRecorder::Range& range : source.Ranges()) {
             EXPECT_TRUE(range.end <= sizes + 4096 || range.begin >= sizes + 4 * count)
                 << name << " " << range.begin << " " << range.end;
         }
     }
 }
 
-// Ten minutes with a last table that no block holds, so that what stands behind is far away: tags
-// with a title of so many letters.
-std::string WithTagsFarBehind(std::size_t letters) {
+// A recording of ten minutes whose last table is larger than a block, followed by tags with a title
+// of this many letters.
+std::string WithDistantTags(std::size_t letters) {
     constexpr std::size_t kMoreThanABlock = 70'000;
     const std::string tenMinutes = contract::Media("ordinary/ten-minutes.mp4");
     const std::string free = BoxOf("free", std::string(kMoreThanABlock, '\0'));
@@ -440,20 +425,22 @@ std::string WithTagsFarBehind(std::size_t letters) {
         BoxOf("udta", BoxOf("meta", std::string(4, '\0') + handler + BoxOf("ilst", title))));
 }
 
-TEST(ContainerHeaders, OfMp4AreReadInThreeBlocksAlsoWithTagsFarBehind) {
-    const std::string mp4 = WithTagsFarBehind(8);
-    NotingSource source(mp4);
+TEST(ContainerHeaders, OfMp4AreReadInThreeBlocksAlsoWithDistantTags) {
+    const std::string mp4 = WithDistantTags(8);
+    RangeRecorder source(mp4);
 
-    EXPECT_THAT(recorder::ReadMp4Header(source), Optional(Judge(mp4, ContainerKind::Mp4).value()));
+    EXPECT_THAT(recorder::ReadMp4Header(source),
+                Optional(ReadByLibavformat(mp4, ContainerKind::Mp4).value()));
 
     EXPECT_EQ(source.Ranges().size(), 3U);
 }
 
-TEST(ContainerHeaders, OfMp4AreReadToTheEndWhereAnotherTrackCouldBe) {
-    const std::string mp4 = WithTagsFarBehind(100);
-    NotingSource source(mp4);
+TEST(ContainerHeaders, OfMp4AreReadToTheEndIfAnotherTrackCouldFollow) {
+    const std::string mp4 = WithDistantTags(100);
+    RangeRecorder source(mp4);
 
-    EXPECT_THAT(recorder::ReadMp4Header(source), Optional(Judge(mp4, ContainerKind::Mp4).value()));
+    EXPECT_THAT(recorder::ReadMp4Header(source),
+                Optional(ReadByLibavformat(mp4, ContainerKind::Mp4).value()));
 
     EXPECT_EQ(source.Ranges().back().end, static_cast<int64_t>(mp4.size()));
 }
@@ -462,7 +449,7 @@ TEST(ContainerHeaders, OfAviAreReadInTwoBlocks) {
     for (const std::string& name : RecordingsIn("/ordinary")) {
         if (name.ends_with(".avi")) {
             const std::string bytes = contract::Media(name);
-            NotingSource source(bytes);
+            RangeRecorder source(bytes);
 
             (void)recorder::ReadContainer(source, ContainerKind::Avi);
 
@@ -471,7 +458,7 @@ TEST(ContainerHeaders, OfAviAreReadInTwoBlocks) {
     }
 }
 
-// Reads as a failing disk does.
+// Every read fails, like on a failing disk.
 class FailingSource : public recorder::ByteSource {
 public:
     [[nodiscard]] int64_t Size() const override { return 1'000'000; }
@@ -483,7 +470,7 @@ public:
     int reads = 0;
 };
 
-TEST(ContainerHeaders, ThatCanNotBeReadAreNotTriedTwice) {
+TEST(ContainerHeaders, AreNotReadTwiceAfterAReadError) {
     for (const ContainerKind kind : {ContainerKind::Mp4, ContainerKind::Avi}) {
         FailingSource source;
 

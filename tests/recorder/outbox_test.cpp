@@ -20,7 +20,7 @@ protected:
     }
 };
 
-TEST_F(Outbox, YieldsADueWordAsItWasPutIn) {
+TEST_F(Outbox, ReturnsADueMessageUnchanged) {
     const long before = std::time(nullptr);
 
     recorder::QueueMessage("event/list", R"({"name":"it's 100 %"})", true);
@@ -34,7 +34,7 @@ TEST_F(Outbox, YieldsADueWordAsItWasPutIn) {
     EXPECT_EQ(messages.front().body, R"({"name":"it's 100 %"})");
 }
 
-TEST_F(Outbox, YieldsTheOldestDueWordsFirst) {
+TEST_F(Outbox, ReturnsTheOldestDueMessagesFirst) {
     for (const char* const topic : {"a", "c", "b"}) {
         recorder::QueueMessage(topic, "{}", true);
     }
@@ -42,14 +42,14 @@ TEST_F(Outbox, YieldsTheOldestDueWordsFirst) {
     EXPECT_THAT(DueTopics(2), ElementsAre("a", "c"));
 }
 
-TEST_F(Outbox, PassesTheJournalOver) {
+TEST_F(Outbox, DoesNotReturnJournalEntries) {
     recorder::QueueMessage("journal", "{}", false);
     recorder::QueueMessage("due", "{}", true);
 
     EXPECT_THAT(DueTopics(10), ElementsAre("due"));
 }
 
-TEST_F(Outbox, ForgetsTheWordThatWasDelivered) {
+TEST_F(Outbox, DeletesADeliveredMessage) {
     recorder::QueueMessage("first", "{}", true);
     recorder::QueueMessage("second", "{}", true);
 
@@ -58,7 +58,7 @@ TEST_F(Outbox, ForgetsTheWordThatWasDelivered) {
     EXPECT_THAT(world::Outbox(), ElementsAre("second {}"));
 }
 
-// By its id a receiver tells a new message from one that it has had before.
+// A receiver recognises a message that it received before by its id.
 TEST_F(Outbox, NeverUsesAnIdTwice) {
     recorder::QueueMessage("first", "{}", true);
     const long first = recorder::DueMessages(1).front().id;
@@ -69,7 +69,7 @@ TEST_F(Outbox, NeverUsesAnIdTwice) {
     EXPECT_GT(recorder::DueMessages(1).front().id, first);
 }
 
-TEST_F(Outbox, KeepsDueWordsBeyondTheJournalsBound) {
+TEST_F(Outbox, KeepsDueMessagesWhenTheJournalIsFull) {
     constexpr std::size_t kJournalEntries = 10000;
     world::Write(KRDB::DB_RECORDING,
                  "INSERT INTO outbox (id, created_tm, topic, payload, due) "
@@ -92,7 +92,7 @@ TEST_F(Outbox, IsEmptyAtFirst) {
     EXPECT_THAT(recorder::DueMessages(10), IsEmpty());
 }
 
-TEST(OutboxMessage, HoldsIdTimeAndTheBodyAsItIs) {
+TEST(OutboxMessage, ContainsIdTimeAndTheUnchangedBody) {
     const recorder::Message message{
         .id = 3000000000, .createdTm = 1700000000, .topic = "a", .body = R"({"ids":[1, 2]})"};
 
@@ -100,7 +100,7 @@ TEST(OutboxMessage, HoldsIdTimeAndTheBodyAsItIs) {
               R"({"id":3000000000,"time":1700000000,"body":{"ids":[1, 2]}})");
 }
 
-TEST(OutboxMessage, HasTheTopicUnderThePrefix) {
+TEST(OutboxMessage, IsPublishedBelowTheTopicPrefix) {
     EXPECT_EQ(recorder::TopicOf({.id = 1, .createdTm = 1, .topic = "event/list", .body = "{}"},
                                 "house/nvr"),
               "house/nvr/event/list");

@@ -8,7 +8,7 @@ namespace {
 
 using recorder::Pixels;
 
-// A picture of letters, one for each pixel, rows separated by "/".
+// A picture given as letters: one letter per pixel, rows separated by "/".
 Pixels FromLetters(const std::string& letters) {
     const std::size_t stride = letters.find('/') + 1;
     Pixels picture(static_cast<int>(stride) - 1, static_cast<int>((letters.size() + 1) / stride));
@@ -39,28 +39,28 @@ std::string Turned(int orientation) {
     return ToLetters(recorder::TurnUpright(FromLetters("abc/def"), orientation));
 }
 
-TEST(PixelsTurn, LeavesAnUprightPictureAsItIs) {
+TEST(PixelsTurn, LeavesAnUprightPictureUnchanged) {
     EXPECT_EQ(Turned(1), "abc/def");
 }
 
-TEST(PixelsTurn, MirrorsAndTurnsByHalf) {
+TEST(PixelsTurn, MirrorsAndRotatesBy180Degrees) {
     EXPECT_EQ(Turned(2), "cba/fed");
     EXPECT_EQ(Turned(3), "fed/cba");
     EXPECT_EQ(Turned(4), "def/abc");
 }
 
-TEST(PixelsTurn, TurnsByAQuarter) {
+TEST(PixelsTurn, RotatesBy90Degrees) {
     EXPECT_EQ(Turned(5), "ad/be/cf");
     EXPECT_EQ(Turned(6), "da/eb/fc");
     EXPECT_EQ(Turned(7), "fc/eb/da");
     EXPECT_EQ(Turned(8), "cf/be/ad");
 }
 
-TEST(PixelsShrink, LeavesAPictureOfThatWidthAsItIs) {
+TEST(PixelsShrink, LeavesAPictureOfTheTargetWidthUnchanged) {
     EXPECT_EQ(ToLetters(recorder::ShrinkTo(FromLetters("abc/def"), 3)), "abc/def");
 }
 
-TEST(PixelsShrink, TakesTheMeanOfThePixelsThatOneStandsFor) {
+TEST(PixelsShrink, AveragesThePixels) {
     Pixels picture(2, 2);
     picture.At(0, 0)[0] = 10;
     picture.At(1, 0)[0] = 20;
@@ -86,7 +86,7 @@ TEST(PixelsShrink, KeepsWhiteWhite) {
     EXPECT_EQ(small.rgb, std::vector<uint8_t>(small.rgb.size(), 255));
 }
 
-TEST(PixelsShrink, LeavesAtLeastOneRow) {
+TEST(PixelsShrink, KeepsAtLeastOneRow) {
     EXPECT_EQ(recorder::ShrinkTo(Pixels(5000, 1), 320).height, 1);
     EXPECT_EQ(recorder::ShrinkTo(Pixels(5000, 3), 1).height, 1);
 }

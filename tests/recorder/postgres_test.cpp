@@ -3,11 +3,11 @@
 #include "recorder/database/schema.h"
 #include "recorder/database/schemasteps.h"
 #include "recorder/run/taps.h"
-#include "recorder/support/error.h"
 #include "tests/contract/support/files.h"
 #include "tests/contract/support/fixture.h"
 #include "tests/contract/support/postgresql.h"
 #include "tests/contract/support/process.h"
+#include "tests/recorder/support/failure.h"
 
 #include <array>
 #include <cerrno>
@@ -30,6 +30,7 @@ using contract::ServerDsn;
 using contract::ServerFolder;
 using recorder::PostgresDatabase;
 using recorder::PostgresSettings;
+using support::FailureOf;
 using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -40,33 +41,23 @@ constexpr int kLockTimeoutMs = 60000;
 constexpr useconds_t kPollUs = 1000;
 constexpr const char* kInsert = "INSERT INTO emap (filename) VALUES ('a');";
 
-PostgresSettings ServerSettings() {
-    PostgresSettings settings;
-    settings.dsn = ServerDsn();
-    return settings;
-}
-
 PostgresSettings SettingsWith(const std::string& dsn) {
     PostgresSettings settings;
     settings.dsn = dsn;
     return settings;
 }
 
+PostgresSettings ServerSettings() {
+    return SettingsWith(ServerDsn());
+}
+
 std::vector<world::Row> Emaps() {
     return world::Read(KRDB::DB_SYSTEM, "SELECT filename FROM emap ORDER BY id;");
 }
 
-template <typename Action> std::string FailureOf(const Action& action) {
-    try {
-        action();
-    } catch (const recorder::Error& error) {
-        return error.what();
-    }
-    return "succeeded";
-}
-
-// After a failure a server is left alone for a while.
-template <typename Action> std::string FailureWhenTried(const Action& action) {
+// Repeats the action until the server is asked: after a failure the recorder does not ask it for a
+// while.
+template <typename Action> std::string FailureWhenAsked(const Action& action) {
     for (;;) {
         std::string failure = FailureOf(action);
         if (failure.find("next attempt in") == std::string::npos) {
@@ -77,14 +68,14 @@ template <typename Action> std::string FailureWhenTried(const Action& action) {
 }
 
 std::string FailureToOpen(const PostgresSettings& settings) {
-    return FailureWhenTried([&] { const PostgresDatabase database(settings, kLockTimeoutMs); });
+    return FailureWhenAsked([&] { const PostgresDatabase database(settings, kLockTimeoutMs); });
 }
 
 std::string FailureToRun(PostgresDatabase& database, const std::string& sql) {
     return FailureOf([&] { database.Execute(sql); });
 }
 
-// The server's process for a connection.
+// The id of the server's process for this connection.
 pid_t ServerPid(PostgresDatabase& database) {
     return std::stoi(database.Execute("SELECT pg_backend_pid();").Field(0, 0));
 }
@@ -96,7 +87,8 @@ void AwaitRows(const std::string& select) {
     }
 }
 
-bool GoesWithin(int ms, const std::string& select) {
+// True if the SELECT returns no rows before the deadline.
+bool RowsDisappearWithin(int ms, const std::string& select) {
     using Clock = std::chrono::steady_clock;
     PostgresConnection observer(ServerDsn());
     const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(ms);
@@ -109,11 +101,12 @@ bool GoesWithin(int ms, const std::string& select) {
     return true;
 }
 
+// Returns when this process of the server waits for a lock.
 void AwaitLockWaiter(pid_t pid) {
     AwaitRows("SELECT 1 WHERE cardinality(pg_blocking_pids(" + std::to_string(pid) + ")) > 0;");
 }
 
-// Returns when the server's process is gone, and with it its end of the connection.
+// Ends a process of the server, and returns when it has ended and closed its connection.
 void EndConnection(pid_t pid) {
     PostgresConnection(ServerDsn())
         .Run("SELECT pg_terminate_backend(" + std::to_string(pid) + ");");
@@ -146,7 +139,7 @@ protected:
 };
 class PostgresSchema : public contract::ContractTest {};
 
-// A server that the kernel takes connections for, and that never says a word.
+// A server that never responds; the kernel accepts its connections.
 class SilentServer {
 public:
     SilentServer() {
@@ -171,7 +164,7 @@ public:
         return "postgresql://kestora@127.0.0.1:" + std::to_string(m_port) + "/kestora";
     }
 
-    // How many connections were made since the last count.
+    // The number of connections since the last count.
     [[nodiscard]] int CountAttempts() const {
         int count = 0;
         for (int fd = 0; (fd = accept4(m_socket, nullptr, nullptr, SOCK_CLOEXEC)) >= 0; ++count) {
@@ -185,7 +178,7 @@ private:
     int m_port = 0;
 };
 
-TEST_F(Postgres, MakesAConnectionAgainThatWasLostBetweenTwoCalls) {
+TEST_F(Postgres, ReconnectsAfterALostConnection) {
     PostgresDatabase database(ServerSettings(), kLockTimeoutMs);
     const pid_t before = ServerPid(database);
     EndConnection(before);
@@ -196,7 +189,7 @@ TEST_F(Postgres, MakesAConnectionAgainThatWasLostBetweenTwoCalls) {
     EXPECT_NE(ServerPid(database), before);
 }
 
-TEST_F(Postgres, WorksOnWhenTheServerWasRestarted) {
+TEST_F(Postgres, ReconnectsAfterARestartOfTheServer) {
     PostgresDatabase database(ServerSettings(), kLockTimeoutMs);
     database.Execute(kInsert);
     contract::StopServer();
@@ -217,7 +210,7 @@ TEST_F(Postgres, FailsWhileTheServerIsDown) {
     EXPECT_THAT(failure, AllOf(HasSubstr("PostgreSQL schema kestora"), HasSubstr("can't connect")));
 }
 
-TEST_F(Postgres, FailsAndRepeatsNothingWhenTheConnectionIsLostWithinTheCall) {
+TEST_F(Postgres, FailsAndRepeatsNothingIfTheConnectionIsLostDuringACall) {
     PostgresDatabase database(ServerSettings(), kLockTimeoutMs);
     const pid_t pid = ServerPid(database);
     world::ConcurrentWriter writer(KRDB::DB_SYSTEM);
@@ -234,7 +227,7 @@ TEST_F(Postgres, FailsAndRepeatsNothingWhenTheConnectionIsLostWithinTheCall) {
     EXPECT_THAT(Emaps(), ElementsAre(world::Row{"a"}));
 }
 
-TEST_F(Postgres, EndsACallThatTakesTooLong) {
+TEST_F(Postgres, CancelsACallThatTakesTooLong) {
     PostgresSettings settings = ServerSettings();
     settings.statementTimeoutMs = 50;
     PostgresDatabase database(settings, kLockTimeoutMs);
@@ -246,7 +239,7 @@ TEST_F(Postgres, EndsACallThatTakesTooLong) {
     database.Execute(kInsert);
 }
 
-TEST_F(Postgres, EndsACallThatWaitsTooLongForALock) {
+TEST_F(Postgres, CancelsACallThatWaitsTooLongForALock) {
     PostgresDatabase database(ServerSettings(), 50);
     {
         const world::ConcurrentWriter writer(KRDB::DB_SYSTEM);
@@ -258,7 +251,7 @@ TEST_F(Postgres, EndsACallThatWaitsTooLongForALock) {
     EXPECT_THAT(Emaps(), ElementsAre(world::Row{"a"}));
 }
 
-TEST_F(Postgres, IsOnlyLookedAtByASessionThatIsForThat) {
+TEST_F(Postgres, RefusesToWriteInAReadOnlySession) {
     PostgresDatabase database(ServerSettings(), kLockTimeoutMs, recorder::PostgresAccess::ReadOnly);
 
     for (const char* sql : {kInsert, "DELETE FROM emap;", "CREATE TABLE other (a INTEGER);",
@@ -270,7 +263,7 @@ TEST_F(Postgres, IsOnlyLookedAtByASessionThatIsForThat) {
     EXPECT_THAT(Emaps(), IsEmpty());
 }
 
-TEST_F(Postgres, LeavesAServerAloneThatGaveNoResponse) {
+TEST_F(Postgres, DoesNotAskAServerAgainThatGaveNoResponse) {
     PostgresSettings settings = ServerSettings();
     settings.statementTimeoutMs = 50;
     settings.silenceMs = 200;
@@ -280,17 +273,17 @@ TEST_F(Postgres, LeavesAServerAloneThatGaveNoResponse) {
 
     const std::string failure = FailureToRun(database, kInsert);
     const std::string next = FailureToRun(database, "SELECT 1;");
-    const std::string nextObject =
+    const std::string ofAnotherObject =
         FailureOf([&] { const PostgresDatabase another(settings, kLockTimeoutMs); });
     kill(pid, SIGCONT);
 
     EXPECT_THAT(failure, HasSubstr("no response from the server"));
     EXPECT_THAT(next, HasSubstr("next attempt in"));
-    EXPECT_THAT(nextObject, HasSubstr("next attempt in"));
-    EXPECT_EQ(FailureWhenTried([&] { database.Execute("SELECT 1;"); }), "succeeded");
+    EXPECT_THAT(ofAnotherObject, HasSubstr("next attempt in"));
+    EXPECT_EQ(FailureWhenAsked([&] { database.Execute("SELECT 1;"); }), "none");
 }
 
-TEST_F(Postgres, EndsTheStatementOfAClientThatWasKilled) {
+TEST_F(Postgres, EndsTheStatementOfAKilledClient) {
     world::ConcurrentWriter writer(KRDB::DB_SYSTEM);
     contract::Child child([] {
         PostgresDatabase(ServerSettings(), kLockTimeoutMs).Execute(kInsert);
@@ -300,14 +293,14 @@ TEST_F(Postgres, EndsTheStatementOfAClientThatWasKilled) {
 
     child.Kill();
 
-    EXPECT_TRUE(GoesWithin(kLockTimeoutMs / 3,
-                           "SELECT 1 FROM pg_stat_activity WHERE "
-                           "application_name = 'kestora' AND state = 'active';"));
+    EXPECT_TRUE(RowsDisappearWithin(kLockTimeoutMs / 3,
+                                    "SELECT 1 FROM pg_stat_activity WHERE "
+                                    "application_name = 'kestora' AND state = 'active';"));
     writer.Finish();
     EXPECT_THAT(Emaps(), IsEmpty());
 }
 
-TEST_F(Postgres, ChangesNothingByATextWithAnErrorInItsMiddle) {
+TEST_F(Postgres, ChangesNothingIfAStatementInTheMiddleIsInvalid) {
     PostgresDatabase database(ServerSettings(), kLockTimeoutMs);
 
     EXPECT_THAT(FailureToRun(database, std::string(kInsert) + "SELEKT 1;" + kInsert),
@@ -318,7 +311,7 @@ TEST_F(Postgres, ChangesNothingByATextWithAnErrorInItsMiddle) {
     EXPECT_THAT(Emaps(), ElementsAre(world::Row{"a"}));
 }
 
-TEST_F(Postgres, TellsAFailureInOneLineWithItsCode) {
+TEST_F(Postgres, ReportsAFailureInOneLineWithItsCode) {
     PostgresDatabase database(ServerSettings(), kLockTimeoutMs);
 
     const std::string failure = FailureToRun(database, "SELECT x FROM nowhere;");
@@ -327,7 +320,7 @@ TEST_F(Postgres, TellsAFailureInOneLineWithItsCode) {
     EXPECT_THAT(failure, Not(HasSubstr("\n")));
 }
 
-TEST_F(PostgresConnecting, DemandsADatabaseThatTakesEveryByte) {
+TEST_F(PostgresConnecting, RequiresADatabaseThatAcceptsEveryByte) {
     PostgresConnection(ServerDsn())
         .Run("CREATE DATABASE letters ENCODING 'UTF8' "
              "TEMPLATE template0;");
@@ -338,11 +331,11 @@ TEST_F(PostgresConnecting, DemandsADatabaseThatTakesEveryByte) {
     PostgresConnection(ServerDsn()).Run("DROP DATABASE letters WITH (FORCE);");
 }
 
-TEST_F(PostgresConnecting, IsTriedOnceWhereTheServerTakesConnectionsAndGivesNoResponse) {
+TEST_F(PostgresConnecting, IsAttemptedOnceIfTheServerAcceptsTheConnectionButDoesNotRespond) {
     constexpr int kCalls = 50;
     const SilentServer server;
     PostgresSettings settings = SettingsWith(server.Dsn());
-    settings.connectTimeoutS = 2; // libpq knows none that is shorter
+    settings.connectTimeoutS = 2; // the shortest that libpq supports
     const auto open = [&] { const PostgresDatabase database(settings, kLockTimeoutMs); };
 
     const std::string first = FailureOf(open);
@@ -357,7 +350,7 @@ TEST_F(PostgresConnecting, IsTriedOnceWhereTheServerTakesConnectionsAndGivesNoRe
     EXPECT_EQ(server.CountAttempts(), 1);
 }
 
-TEST_F(PostgresConnecting, HasADeadlineWhateverTheDsnSays) {
+TEST_F(PostgresConnecting, HasADeadlineEvenIfTheDsnDisablesIt) {
     const SilentServer server;
     PostgresSettings settings = SettingsWith(server.Dsn() + "?connect_timeout=0");
     settings.connectTimeoutS = 2;
@@ -365,8 +358,8 @@ TEST_F(PostgresConnecting, HasADeadlineWhateverTheDsnSays) {
     EXPECT_THAT(FailureToOpen(settings), HasSubstr("timeout expired"));
 }
 
-// Whatever the settings would have refused already.
-TEST_F(PostgresConnecting, RefusesAPasswordInTheSettingAndDoesntRepeatIt) {
+// The settings refuse such a dsn first; this is the second check.
+TEST_F(PostgresConnecting, RefusesAPasswordInTheDsnWithoutQuotingIt) {
     for (const std::string& dsn :
          {"postgresql://kestora:sesame@/kestora?host=" + ServerFolder(),
           ServerDsn() + "&password=sesame", ServerDsn() + "&sslpassword=sesame",
@@ -376,7 +369,7 @@ TEST_F(PostgresConnecting, RefusesAPasswordInTheSettingAndDoesntRepeatIt) {
     }
 }
 
-TEST_F(PostgresConnecting, DoesNotQuoteTheValueOfAnOptionThatIsRefused) {
+TEST_F(PostgresConnecting, DoesNotQuoteTheValueOfARefusedOption) {
     for (const std::string option :
          {"sslmode=sesame", "sslmode=open%20sesame", "channel_binding=sesame", "gssencmode=sesame",
           "target_session_attrs=sesame", "requirepeer=sesame", "replication=sesame",
@@ -389,7 +382,7 @@ TEST_F(PostgresConnecting, DoesNotQuoteTheValueOfAnOptionThatIsRefused) {
                 HasSubstr("invalid sslmode value: (the dsn's sslmode)"));
 }
 
-TEST_F(PostgresConnecting, RefusesASettingThatCantBeReadAndQuotesNothingOfIt) {
+TEST_F(PostgresConnecting, RefusesAnInvalidDsnWithoutQuotingIt) {
     for (const char* const dsn :
          {"postgresql://u:sesame@[", "postgresql://u:%zzsesame@h/d", "postgresql://h/d?sesame=1",
           "postgresql://h/d?password=a=sesame", "postgresql://u:sesame@[::1]x/d"}) {
@@ -399,7 +392,7 @@ TEST_F(PostgresConnecting, RefusesASettingThatCantBeReadAndQuotesNothingOfIt) {
     }
 }
 
-TEST_F(PostgresConnecting, PassesOverAHostThatIsDown) {
+TEST_F(PostgresConnecting, SkipsAHostThatIsDown) {
     PostgresDatabase database(SettingsWith("postgresql://kestora@/kestora?host=" +
                                            Scratch("nobody") + "," + ServerFolder()),
                               kLockTimeoutMs);
@@ -409,7 +402,7 @@ TEST_F(PostgresConnecting, PassesOverAHostThatIsDown) {
     EXPECT_THAT(Emaps(), ElementsAre(world::Row{"a"}));
 }
 
-TEST_F(PostgresConnecting, PassesOverAHostThatOnlyReads) {
+TEST_F(PostgresConnecting, SkipsAReadOnlyHost) {
     const std::string other = std::getenv("KESTORA_TEST_OTHER_DSN");
     PostgresConnection(other).Run("ALTER DATABASE kestora SET default_transaction_read_only = on;");
     const std::string otherFolder = other.substr(other.find("host=") + 5);
@@ -423,7 +416,7 @@ TEST_F(PostgresConnecting, PassesOverAHostThatOnlyReads) {
     EXPECT_THAT(FailureToOpen(SettingsWith(other)), HasSubstr("read-only"));
 }
 
-TEST_F(PostgresConnecting, IsNotLedElsewhereByTheCallersEnvironment) {
+TEST_F(PostgresConnecting, IgnoresTheCallersEnvironment) {
     contract::Child child([] {
         for (const auto& [name, value] : {std::pair{"PGHOST", "/nowhere"},
                                           {"PGPORT", "1"},
@@ -442,20 +435,20 @@ TEST_F(PostgresConnecting, IsNotLedElsewhereByTheCallersEnvironment) {
     EXPECT_THAT(Emaps(), ElementsAre(world::Row{"a"}));
 }
 
-TEST_F(PostgresPassword, ComesFromItsFile) {
+TEST_F(PostgresPassword, IsReadFromItsFile) {
     PostgresDatabase database(Guarded("open sesame"), kLockTimeoutMs);
 
     EXPECT_STREQ(database.Execute("SELECT current_user;").Field(0, 0), "guarded");
 }
 
-TEST_F(PostgresPassword, IsDemandedByTheServer) {
+TEST_F(PostgresPassword, IsRequiredByTheServer) {
     PostgresSettings settings = Guarded("open sesame");
     settings.passwordFile.reset();
 
     EXPECT_THAT(FailureToOpen(settings), HasSubstr("no password supplied"));
 }
 
-TEST_F(PostgresPassword, IsNotTakenFromTheHomeFolderThatTheCallerNames) {
+TEST_F(PostgresPassword, IsNotReadFromTheCallersHomeFolder) {
     PostgresSettings settings = Guarded("open sesame");
     settings.passwordFile.reset();
     contract::PutFile(Scratch(".pgpass"), "*:*:*:*:open sesame\n");
@@ -471,23 +464,23 @@ TEST_F(PostgresPassword, IsNotTakenFromTheHomeFolderThatTheCallerNames) {
     EXPECT_EQ(child.Wait(), 0);
 }
 
-TEST_F(PostgresPassword, IsNotToldWhenItIsWrong) {
+TEST_F(PostgresPassword, IsNotQuotedIfItIsWrong) {
     EXPECT_THAT(FailureToOpen(Guarded("open barley")),
                 AllOf(HasSubstr("authentication failed"), Not(HasSubstr("barley"))));
 }
 
-TEST_F(PostgresPassword, IsNotTakenFromAFileThatIsOpenToOthers) {
+TEST_F(PostgresPassword, IsNotReadFromAFileThatOthersCanRead) {
     EXPECT_THAT(FailureToOpen(Guarded("open sesame", 0644)), HasSubstr("open to others"));
 }
 
-TEST_F(PostgresSchema, IsMissingWithAWordOnHowToMakeIt) {
+TEST_F(PostgresSchema, IsReportedAsMissingWithTheCommandThatCreatesIt) {
     world::Write(KRDB::DB_SYSTEM, "DROP SCHEMA kestora CASCADE;");
 
     EXPECT_THAT(FailureOf([] { recorder::Execute(KRDB::DB_SYSTEM, "SELECT 1;"); }),
                 HasSubstr("expected 1, as \"krctl init\" makes it"));
 }
 
-TEST_F(PostgresSchema, IsLeftAsItIsWhereItIsThere) {
+TEST_F(PostgresSchema, KeepsExistingRows) {
     world::Write(KRDB::DB_SYSTEM, kInsert);
 
     recorder::InitDatabases();
@@ -495,7 +488,7 @@ TEST_F(PostgresSchema, IsLeftAsItIsWhereItIsThere) {
     EXPECT_THAT(Emaps(), ElementsAre(world::Row{"a"}));
 }
 
-TEST_F(PostgresSchema, IsWaitedForUntilItIsOnTheDiskUnlessNobodyNeedsIt) {
+TEST_F(PostgresSchema, AwaitsTheDiskUnlessAskedNotTo) {
     const std::string asked = "SELECT current_setting('synchronous_commit');";
 
     EXPECT_STREQ(recorder::Execute(KRDB::DB_SYSTEM, asked).Field(0, 0), "on");
@@ -512,7 +505,7 @@ TEST_F(PostgresSchema, OfAnotherVersionIsRefused) {
     EXPECT_THROW(recorder::InitDatabases(), recorder::Error);
 }
 
-TEST_F(PostgresSchema, IsBroughtFromItsVersionToALaterOneForAllItsDatabasesAtOnce) {
+TEST_F(PostgresSchema, IsUpgradedForAllItsDatabasesAtOnce) {
     const std::array steps{
         recorder::SchemaStep{2, KRDB::DB_SNAPSHOT, "CREATE TABLE later (id INTEGER PRIMARY KEY);"},
         recorder::SchemaStep{2, KRDB::DB_SYSTEM, "INSERT INTO later (id) VALUES (1);"},
@@ -531,7 +524,7 @@ TEST_F(PostgresSchema, IsBroughtFromItsVersionToALaterOneForAllItsDatabasesAtOnc
     another.Execute("DROP SCHEMA another CASCADE;");
 }
 
-TEST_F(PostgresSchema, ThatLostItsVersionIsRefused) {
+TEST_F(PostgresSchema, WithoutAVersionIsRefused) {
     world::Write(KRDB::DB_SYSTEM, "DELETE FROM schema_version;");
 
     EXPECT_THAT(FailureOf([] { recorder::Execute(KRDB::DB_SYSTEM, "SELECT 1;"); }),
@@ -539,7 +532,7 @@ TEST_F(PostgresSchema, ThatLostItsVersionIsRefused) {
     EXPECT_THROW(recorder::InitDatabases(), recorder::Error);
 }
 
-TEST_F(PostgresSchema, IsOneRecordersAlone) {
+TEST_F(PostgresSchema, IsSeparateForEachRecorder) {
     PostgresSettings settings = ServerSettings();
     settings.schema = "another";
     PostgresDatabase another(settings, kLockTimeoutMs, recorder::PostgresAccess::Create);
@@ -553,7 +546,7 @@ TEST_F(PostgresSchema, IsOneRecordersAlone) {
     another.Execute("DROP SCHEMA another CASCADE;");
 }
 
-TEST_F(PostgresSchema, KeepsWhatTheRunRemovesAndNothingElse) {
+TEST_F(PostgresSchema, KeepsTheRowsThatTheRunRemovesAndNoOthers) {
     world::Write(KRDB::DB_SYSTEM, std::string(kInsert) + kInsert + kInsert);
 
     recorder::ExecuteInRun(KRDB::DB_SYSTEM, "DELETE FROM emap WHERE id = 1;");

@@ -1,11 +1,11 @@
 #include "recorder/database/readonlydatabase.h"
 #include "recorder/database/sqlite.h"
 #include "recorder/database/sqlitefiles.h"
-#include "recorder/support/error.h"
 #include "recorder/support/uniquefd.h"
 #include "tests/contract/support/files.h"
 #include "tests/contract/support/fixture.h"
 #include "tests/contract/support/process.h"
+#include "tests/recorder/support/failure.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -30,8 +30,8 @@ protected:
             "CREATE TABLE pair (a INTEGER, b INTEGER); INSERT INTO pair VALUES (1, 1);");
     }
 
-    // A name that would mean something else in a URI.
-    static std::string Path() { return MakeFolder("look") + "/a b%20c?mode=rwc#d.db"; }
+    // The characters of the name have another meaning in a URI.
+    static std::string Path() { return MakeFolder("databases") + "/a b%20c?mode=rwc#d.db"; }
 
     static bool HasOpen(pid_t process, const std::string& path) {
         std::error_code error;
@@ -49,17 +49,12 @@ protected:
     }
 
     static std::string FailureOf(const std::string& sql) {
-        try {
-            ReadOnlyDatabase(Path(), kLockTimeoutMs).Execute(sql, {.transaction = false});
-        } catch (const recorder::Error& error) {
-            return error.what();
-        }
-        return "succeeded";
+        return support::FailureOf(
+            [&] { ReadOnlyDatabase(Path(), kLockTimeoutMs).Execute(sql, {.transaction = false}); });
     }
 
-    // Runs a body in a process that is killed when it has come to the gate's opening.
+    // Executes a statement in another process, and kills that process while the database is open.
     static void LeaveBehind(const std::string& sql) {
-        const contract::Gate never;
         contract::Gate done;
         contract::Child child([&] {
             SqliteDatabase database = SqliteDatabase::Open(Path(), kLockTimeoutMs);
@@ -75,30 +70,30 @@ protected:
     }
 };
 
-TEST_F(ReadOnlyDatabaseTest, ReadsAFileThatNobodyUsesAndMakesNoneBeside) {
+TEST_F(ReadOnlyDatabaseTest, ReadsAnUnusedDatabaseWithoutCreatingAFile) {
     EXPECT_EQ(NumberIn("SELECT a FROM pair;"), "1");
 
-    EXPECT_EQ(NamesIn(MakeFolder("look")).size(), 1U);
+    EXPECT_EQ(NamesIn(MakeFolder("databases")).size(), 1U);
 }
 
-TEST_F(ReadOnlyDatabaseTest, ReadsALogThatAKilledWriterLeft) {
+TEST_F(ReadOnlyDatabaseTest, ReadsTheLogOfAKilledWriter) {
     LeaveBehind("UPDATE pair SET a = 2, b = 2;");
 
     EXPECT_EQ(NumberIn("SELECT a FROM pair;"), "2");
 
-    EXPECT_EQ(NamesIn(MakeFolder("look")).size(), 3U);
+    EXPECT_EQ(NamesIn(MakeFolder("databases")).size(), 3U);
 }
 
-TEST_F(ReadOnlyDatabaseTest, ReadsALogWhoseIndexIsGoneAndMakesNone) {
+TEST_F(ReadOnlyDatabaseTest, ReadsALogWithoutItsIndexAndCreatesNone) {
     LeaveBehind("UPDATE pair SET a = 2, b = 2;");
     std::filesystem::remove(Path() + "-shm");
 
     EXPECT_EQ(NumberIn("SELECT a FROM pair;"), "2");
 
-    EXPECT_EQ(NamesIn(MakeFolder("look")).size(), 2U);
+    EXPECT_EQ(NamesIn(MakeFolder("databases")).size(), 2U);
 }
 
-TEST_F(ReadOnlyDatabaseTest, ReadsWhatAWriterHasCommittedAndNothingElse) {
+TEST_F(ReadOnlyDatabaseTest, ReadsOnlyCommittedRows) {
     SqliteDatabase writer = SqliteDatabase::Open(Path(), kLockTimeoutMs);
     writer.Execute("UPDATE pair SET a = 3;");
     writer.Execute("BEGIN IMMEDIATE; UPDATE pair SET a = 4;", {.transaction = false});
@@ -109,7 +104,7 @@ TEST_F(ReadOnlyDatabaseTest, ReadsWhatAWriterHasCommittedAndNothingElse) {
     EXPECT_EQ(NumberIn("SELECT a FROM pair;"), "4");
 }
 
-TEST_F(ReadOnlyDatabaseTest, SeesNoHalfOfWhatWritersDoThatComeAndGo) {
+TEST_F(ReadOnlyDatabaseTest, NeverReadsHalfATransactionOfAnotherWriter) {
     const contract::Child writer([] {
         for (;;) {
             SqliteDatabase database = SqliteDatabase::Open(Path(), kLockTimeoutMs);
@@ -129,8 +124,8 @@ TEST_F(ReadOnlyDatabaseTest, SeesNoHalfOfWhatWritersDoThatComeAndGo) {
     }
 }
 
-// The reader takes its time for each row, so that the writer comes and goes in the middle.
-TEST_F(ReadOnlyDatabaseTest, ReadsAgainWhatWasWrittenMeanwhile) {
+// The reader is slow with each row, so the writer opens, writes and closes while it reads.
+TEST_F(ReadOnlyDatabaseTest, RepeatsAReadThatAWriterDisturbed) {
     SqliteDatabase::Open(Path(), kLockTimeoutMs)
         .Execute("DELETE FROM pair; WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n "
                  "WHERE i < 1000) INSERT INTO pair SELECT 1, zeroblob(1000) FROM n;");
@@ -153,8 +148,8 @@ TEST_F(ReadOnlyDatabaseTest, ReadsAgainWhatWasWrittenMeanwhile) {
     EXPECT_EQ(NumberIn("SELECT min(a) FROM pair;"), "2");
 }
 
-TEST_F(ReadOnlyDatabaseTest, RefusesWhateverWouldWrite) {
-    const std::string copy = MakeFolder("look") + "/copy.db";
+TEST_F(ReadOnlyDatabaseTest, RefusesEveryStatementThatWrites) {
+    const std::string copy = MakeFolder("databases") + "/copy.db";
     for (const std::string& sql : {
              std::string("INSERT INTO pair VALUES (2, 2);"),
              std::string("DELETE FROM pair;"),
@@ -168,28 +163,28 @@ TEST_F(ReadOnlyDatabaseTest, RefusesWhateverWouldWrite) {
              "VACUUM INTO '" + copy + "';",
              "ATTACH '" + copy + "' AS other; CREATE TABLE other.t (a INTEGER);",
          }) {
-        EXPECT_NE(FailureOf(sql), "succeeded") << sql;
+        EXPECT_NE(FailureOf(sql), "none") << sql;
     }
     LeaveBehind("UPDATE pair SET a = 2, b = 2;");
-    EXPECT_NE(FailureOf("DELETE FROM pair;"), "succeeded");
-    EXPECT_NE(FailureOf("PRAGMA wal_checkpoint(TRUNCATE);"), "succeeded");
+    EXPECT_NE(FailureOf("DELETE FROM pair;"), "none");
+    EXPECT_NE(FailureOf("PRAGMA wal_checkpoint(TRUNCATE);"), "none");
 
     EXPECT_EQ(NumberIn("SELECT count(*) FROM pair;"), "1");
     EXPECT_FALSE(std::filesystem::exists(copy));
 }
 
-TEST_F(ReadOnlyDatabaseTest, TellsWhyItCantRead) {
+TEST_F(ReadOnlyDatabaseTest, ReportsWhyItCantRead) {
     EXPECT_THAT(FailureOf("SELECT a FROM other;"), HasSubstr("no such table: other"));
 
-    contract::PutFile(Path(), "no database at all, but long enough to be looked at as one");
+    contract::PutFile(Path(), "not a database, but long enough to be examined as one");
     EXPECT_THAT(FailureOf("SELECT a FROM pair;"), HasSubstr("file is not a database"));
 
     std::filesystem::remove(Path());
     EXPECT_THAT(FailureOf("SELECT a FROM pair;"), HasSubstr("unable to open database file"));
-    EXPECT_THAT(NamesIn(MakeFolder("look")), ElementsAre());
+    EXPECT_THAT(NamesIn(MakeFolder("databases")), ElementsAre());
 }
 
-TEST_F(ReadOnlyDatabaseTest, HasTheVersionOfItsTablesAndKeepsIt) {
+TEST_F(ReadOnlyDatabaseTest, ReadsTheSchemaVersionAndRefusesToChangeIt) {
     ReadOnlyDatabase database(Path(), kLockTimeoutMs);
 
     EXPECT_EQ(database.SchemaVersion(), 0);
@@ -197,8 +192,8 @@ TEST_F(ReadOnlyDatabaseTest, HasTheVersionOfItsTablesAndKeepsIt) {
     EXPECT_THROW(database.AttributeTo({1, 1}, {}), recorder::Error);
 }
 
-// SQLite would wait for a FIFO to be written.
-TEST_F(ReadOnlyDatabaseTest, RefusesWhatIsNoRegularFile) {
+// SQLite would wait until another process opens a FIFO for writing.
+TEST_F(ReadOnlyDatabaseTest, RefusesAFileThatIsNotRegular) {
     for (const char* const suffix : {"", "-wal", "-shm", "-journal"}) {
         const std::string path = Path() + suffix;
         std::filesystem::remove(path);
@@ -210,7 +205,7 @@ TEST_F(ReadOnlyDatabaseTest, RefusesWhatIsNoRegularFile) {
     }
 }
 
-TEST_F(ReadOnlyDatabaseTest, GivesWhatIsMappedToBeWrittenItsSpaceOnTheDisk) {
+TEST_F(ReadOnlyDatabaseTest, AllocatesDiskSpaceOnlyForAWritableMapping) {
     constexpr size_t kLength = 65536;
     const recorder::UniqueFd file(
         open(Scratch("sparse").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));

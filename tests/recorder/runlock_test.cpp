@@ -29,14 +29,14 @@ protected:
     }
 };
 
-TEST_F(RunLockTest, IsTakenOnce) {
+TEST_F(RunLockTest, CanBeTakenOnce) {
     const auto lock = RunLock::TryTake();
 
     ASSERT_TRUE(lock.has_value());
     EXPECT_FALSE(RunLock::TryTake().has_value());
 }
 
-TEST_F(RunLockTest, IsFreeAgainWhenItIsReleasedOrGone) {
+TEST_F(RunLockTest, IsFreeAfterItIsReleasedOrDestroyed) {
     auto lock = RunLock::TryTake();
     ASSERT_TRUE(lock.has_value());
     lock->Release();
@@ -45,7 +45,7 @@ TEST_F(RunLockTest, IsFreeAgainWhenItIsReleasedOrGone) {
     EXPECT_TRUE(RunLock::TryTake().has_value());
 }
 
-TEST_F(RunLockTest, IsReleasedForTheChildToo) {
+TEST_F(RunLockTest, IsReleasedForAForkedChildToo) {
     auto lock = RunLock::TryTake();
     ASSERT_TRUE(lock.has_value());
     contract::Gate forked;
@@ -63,7 +63,7 @@ TEST_F(RunLockTest, IsReleasedForTheChildToo) {
     EXPECT_EQ(child.Wait(), 0);
 }
 
-TEST_F(RunLockTest, IsNotTakenOnWhatIsNoRegularFile) {
+TEST_F(RunLockTest, RequiresARegularFile) {
     ASSERT_EQ(mkfifo(recorder::kRunLockFile, 0600), 0);
     EXPECT_THROW((void)RunLock::TryTake(), recorder::Error);
 
@@ -79,7 +79,7 @@ TEST_F(RunLockTest, IsNotTakenThroughALink) {
     EXPECT_THROW((void)RunLock::TryTake(), recorder::Error);
 }
 
-TEST_F(RunLockTest, ShowsInTheTaskRow) {
+TEST_F(RunLockTest, IsShownInTheTaskRow) {
     ASSERT_EQ(KRIndex::RegTaskStart(), 0);
     EXPECT_THAT(Registered(), ElementsAre(world::Row{"1"}));
 
@@ -88,7 +88,7 @@ TEST_F(RunLockTest, ShowsInTheTaskRow) {
     EXPECT_THAT(Registered(), ElementsAre(world::Row{"0"}));
 }
 
-TEST_F(RunLockTest, IsNotEndedByAProcessThatHasNone) {
+TEST_F(RunLockTest, IsNotReleasedByAProcessThatDoesNotHoldIt) {
     contract::Gate registered;
     contract::Gate finish;
     contract::Child run([&] {
@@ -105,8 +105,8 @@ TEST_F(RunLockTest, IsNotEndedByAProcessThatHasNone) {
     EXPECT_EQ(run.Wait(), 0);
 }
 
-// A process with a registered run, until it is told to finish.
-class RunLockShown : public RunLockTest {
+// A run that another process registers.
+class RegisteredRun : public RunLockTest {
 protected:
     void StartRun() {
         m_run = std::make_unique<contract::Child>([this] {
@@ -124,11 +124,11 @@ protected:
     std::unique_ptr<contract::Child> m_run;
 };
 
-TEST_F(RunLockShown, IsNoneBeforeTheFirstRun) {
+TEST_F(RegisteredRun, DoesNotExistBeforeTheFirstRun) {
     EXPECT_EQ(Registered(), Answer::No);
 }
 
-TEST_F(RunLockShown, IsTheOneThatAnotherProcessHasRegistered) {
+TEST_F(RegisteredRun, OfAnotherProcessIsFound) {
     StartRun();
 
     const recorder::RunInProgress found = recorder::FindRegisteredRun();
@@ -137,14 +137,14 @@ TEST_F(RunLockShown, IsTheOneThatAnotherProcessHasRegistered) {
     EXPECT_EQ(found.live.pid, m_run->Pid());
 }
 
-TEST_F(RunLockShown, IsThereWhileItsProcessIsStopped) {
+TEST_F(RegisteredRun, ExistsWhileItsProcessIsStopped) {
     StartRun();
     ASSERT_EQ(kill(m_run->Pid(), SIGSTOP), 0);
 
     EXPECT_EQ(Registered(), Answer::Yes);
 }
 
-TEST_F(RunLockShown, IsNoneOnceItsProcessIsKilled) {
+TEST_F(RegisteredRun, DoesNotExistAfterItsProcessWasKilled) {
     StartRun();
 
     m_run->Kill();
@@ -153,8 +153,8 @@ TEST_F(RunLockShown, IsNoneOnceItsProcessIsKilled) {
     EXPECT_EQ(Registered(), Answer::No);
 }
 
-// As with -n: the process that took the lock is gone.
-TEST_F(RunLockShown, IsThereWhileAForkedChildDoesTheWork) {
+// With the option -n the process that took the lock ends, and its child continues.
+TEST_F(RegisteredRun, ExistsWhileAForkedChildDoesTheWork) {
     contract::Child parent([this] {
         const int status = KRIndex::RegTaskStart();
         if (fork() == 0) {
@@ -168,14 +168,14 @@ TEST_F(RunLockShown, IsThereWhileAForkedChildDoesTheWork) {
     m_finish.Open();
 }
 
-TEST_F(RunLockShown, IsNoneWhileTheLockIsHeldForSomethingElse) {
+TEST_F(RegisteredRun, DoesNotExistWhileAnUndoHoldsTheLock) {
     const auto undo = RunLock::TryTake();
     ASSERT_TRUE(undo.has_value());
 
     EXPECT_EQ(Registered(), Answer::No);
 }
 
-TEST_F(RunLockShown, IsThereThoughItsRecordIsTorn) {
+TEST_F(RegisteredRun, ExistsEvenIfItsRecordIsIncomplete) {
     StartRun();
     contract::PutFile(recorder::kRunLockFile, "edition 7\nrun");
 
@@ -185,17 +185,17 @@ TEST_F(RunLockShown, IsThereThoughItsRecordIsTorn) {
     EXPECT_EQ(found.live.pid, 0);
 }
 
-// A run without a mark may have written it.
-TEST_F(RunLockShown, IsUnknownWhereItsRecordIsTornAndNoMarkCanBeSet) {
+// The incomplete record could be that of a run whose process could not set its mark.
+TEST_F(RegisteredRun, IsUnknownIfItsRecordIsIncompleteAndItsMarkCantBeTested) {
     contract::PutFile(recorder::kRunLockFile, "edition 7\nrun");
     EXPECT_EQ(Registered(), Answer::No);
     const recorder::UniqueFd other(open(recorder::kRunLockFile, O_RDWR | O_CLOEXEC));
-    struct flock64 beside = {};
-    beside.l_type = F_WRLCK;
-    beside.l_whence = SEEK_SET;
-    beside.l_start = 1;
-    beside.l_len = 1;
-    ASSERT_EQ(fcntl(other.Get(), F_OFD_SETLK, &beside), 0);
+    struct flock64 mark = {};
+    mark.l_type = F_WRLCK;
+    mark.l_whence = SEEK_SET;
+    mark.l_start = 1;
+    mark.l_len = 1;
+    ASSERT_EQ(fcntl(other.Get(), F_OFD_SETLK, &mark), 0);
 
     const recorder::RunInProgress found = recorder::FindRegisteredRun();
 
@@ -205,8 +205,8 @@ TEST_F(RunLockShown, IsUnknownWhereItsRecordIsTornAndNoMarkCanBeSet) {
     EXPECT_EQ(Registered(), Answer::No);
 }
 
-// Half of one record and half of the next: read while it was being written.
-TEST_F(RunLockShown, PublishesNothingThatIsOfTwoRecords) {
+// A record that is read while it is being written can consist of two editions.
+TEST_F(RegisteredRun, IgnoresARecordMadeOfTwoEditions) {
     const auto record = [](long first, long last) {
         return "edition " + std::to_string(first) +
                "\nrun 3\npid 4\nstart 5\nprogress 0.5\nkind event\ncamera 1\nknown 6\n"
@@ -221,7 +221,7 @@ TEST_F(RunLockShown, PublishesNothingThatIsOfTwoRecords) {
     EXPECT_FALSE(recorder::ReadLiveRun().has_value());
 }
 
-TEST_F(RunLockShown, IsUnknownWhereTheLockFileCannotBeOpened) {
+TEST_F(RegisteredRun, IsUnknownIfTheLockFileCantBeOpened) {
     std::filesystem::create_symlink(Scratch("elsewhere"), recorder::kRunLockFile);
 
     const recorder::RunInProgress found = recorder::FindRegisteredRun();
@@ -230,9 +230,9 @@ TEST_F(RunLockShown, IsUnknownWhereTheLockFileCannotBeOpened) {
     EXPECT_THAT(found.why, testing::HasSubstr("it is a symbolic link"));
 }
 
-// Whoever may read the file may hold a shared lock on it.
-TEST_F(RunLockShown, IsSeenWhereAnotherProcessKeepsItFromSettingItsMark) {
-    ASSERT_TRUE(RunLock::TryTake().has_value()); // the file is there
+// A process that may only read the file can still hold a shared lock on it.
+TEST_F(RegisteredRun, IsFoundEvenIfAnotherProcessPreventsItsMark) {
+    ASSERT_TRUE(RunLock::TryTake().has_value()); // creates the file
     const recorder::UniqueFd reader(open(recorder::kRunLockFile, O_RDONLY | O_CLOEXEC));
     struct flock64 shared = {};
     shared.l_type = F_RDLCK;

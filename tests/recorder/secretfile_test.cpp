@@ -1,8 +1,8 @@
 #include "recorder/support/secretfile.h"
 
-#include "recorder/support/error.h"
 #include "tests/contract/support/files.h"
 #include "tests/contract/support/fixture.h"
+#include "tests/recorder/support/failure.h"
 
 #include <sys/stat.h>
 
@@ -24,19 +24,15 @@ protected:
     }
 
     static std::string Refusal(const std::string& path) {
-        try {
-            return "read: " + recorder::ReadSecretFile(path);
-        } catch (const recorder::Error& error) {
-            EXPECT_THAT(error.what(),
-                        AllOf(HasSubstr("the password file: "), Not(HasSubstr("sesame"))));
-            return error.what();
-        }
+        std::string failure = support::FailureOf([&] { (void)recorder::ReadSecretFile(path); });
+        EXPECT_THAT(failure, AllOf(HasSubstr("the password file: "), Not(HasSubstr("sesame"))));
+        return failure;
     }
 
     const std::string file;
 };
 
-TEST_F(SecretFile, HoldsThePasswordInItsFirstLine) {
+TEST_F(SecretFile, ContainsThePasswordInItsFirstLine) {
     EXPECT_EQ(recorder::ReadSecretFile(file), "open sesame");
 
     Put("open sesame", 0640);
@@ -46,7 +42,7 @@ TEST_F(SecretFile, HoldsThePasswordInItsFirstLine) {
     EXPECT_EQ(recorder::ReadSecretFile(Scratch("folder/link")), "open sesame");
 }
 
-TEST_F(SecretFile, IsRefusedWhereOthersThanItsOwnerAndGroupReadIt) {
+TEST_F(SecretFile, IsRefusedIfOthersCanReadIt) {
     for (const mode_t mode : {0604U, 0644U, 0601U}) {
         chmod(file.c_str(), mode);
 
@@ -54,7 +50,7 @@ TEST_F(SecretFile, IsRefusedWhereOthersThanItsOwnerAndGroupReadIt) {
     }
 }
 
-TEST_F(SecretFile, IsRefusedWhereItsGroupOrOthersWriteIt) {
+TEST_F(SecretFile, IsRefusedIfItsGroupOrOthersCanWriteIt) {
     for (const mode_t mode : {0660U, 0620U, 0602U, 0664U}) {
         chmod(file.c_str(), mode);
 
@@ -62,13 +58,13 @@ TEST_F(SecretFile, IsRefusedWhereItsGroupOrOthersWriteIt) {
     }
 }
 
-TEST_F(SecretFile, IsRefusedInAFolderThatOthersWrite) {
+TEST_F(SecretFile, IsRefusedInAFolderThatOthersCanWrite) {
     chmod(Scratch("folder").c_str(), 0777);
 
     EXPECT_THAT(Refusal(file), HasSubstr("folder " + Scratch("folder") + " may be written"));
 }
 
-TEST_F(SecretFile, IsRefusedWhereItIsNoRegularFileOrEmptyOrMissingOrLarge) {
+TEST_F(SecretFile, IsRefusedIfItIsEmptyTooLargeMissingOrNotRegular) {
     Put("\nopen sesame\n");
     EXPECT_THAT(Refusal(file), HasSubstr("has no password in its first line"));
 

@@ -1,6 +1,6 @@
 #include "recorder/settings/settings.h"
 
-#include "recorder/support/error.h"
+#include "tests/recorder/support/failure.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -17,17 +17,11 @@ recorder::Settings Parse(const std::string& toml) {
     return recorder::ParseSettings(toml, "/etc/some.toml");
 }
 
-// Why a text is refused.
 std::string Refusal(const std::string& toml) {
-    try {
-        (void)Parse(toml);
-    } catch (const recorder::Error& error) {
-        return error.what();
-    }
-    return "accepted";
+    return support::FailureOf([&] { (void)Parse(toml); });
 }
 
-TEST(Settings, HaveDefaultsWhereTheTextIsEmpty) {
+TEST(Settings, HaveDefaults) {
     const recorder::Settings settings = Parse("");
 
     EXPECT_EQ(settings.log.maxSizeMib, 10U);
@@ -40,7 +34,7 @@ TEST(Settings, HaveDefaultsWhereTheTextIsEmpty) {
     EXPECT_FALSE(settings.debugLog.has_value());
 }
 
-TEST(Settings, TakeEveryKey) {
+TEST(Settings, AcceptEveryKey) {
     const recorder::Settings settings = Parse("[log]\n"
                                               "max_size_mib = 7\n"
                                               "old_files = 0\n"
@@ -78,7 +72,7 @@ TEST(Settings, TakeEveryKey) {
     EXPECT_THAT(settings.debugLog->pidLevels, ElementsAre(Pair(12, 0)));
 }
 
-TEST(Settings, TakeEveryKeyOfABroker) {
+TEST(Settings, AcceptEveryKeyOfABroker) {
     const recorder::Settings settings = Parse("[notifications]\n"
                                               "host = 'broker.example'\n"
                                               "port = 8884\n"
@@ -105,7 +99,7 @@ TEST(Settings, TakeEveryKeyOfABroker) {
     EXPECT_EQ(broker.publishTimeoutMs, 9000);
 }
 
-TEST(Settings, OfABrokerNeedNoMoreThanItsHost) {
+TEST(Settings, OfABrokerRequireOnlyItsHost) {
     const recorder::Settings settings = Parse("notifications.host = '::1'");
 
     ASSERT_TRUE(settings.notifications.broker.has_value());
@@ -122,7 +116,7 @@ TEST(Settings, OfABrokerNeedNoMoreThanItsHost) {
     EXPECT_EQ(broker.publishTimeoutMs, 15000);
 }
 
-TEST(Settings, OfABrokerLetARunPublishForThreeTimeOuts) {
+TEST(Settings, OfABrokerAllowPublishingForThreeTimeOutsByDefault) {
     EXPECT_EQ(Parse("notifications = { host = 'a', timeout_ms = 700 }")
                   .notifications.broker->publishTimeoutMs,
               2100);
@@ -131,21 +125,21 @@ TEST(Settings, OfABrokerLetARunPublishForThreeTimeOuts) {
               1800000);
 }
 
-TEST(Settings, OfABrokerWithTlsHaveThePortOfTls) {
+TEST(Settings, OfABrokerWithTlsDefaultToThePortOfTls) {
     EXPECT_EQ(Parse("notifications = { host = 'a', tls = true }").notifications.broker->port, 8883);
 }
 
-// MQTT knows users without a password.
-TEST(Settings, TakeAUserWithoutAPassword) {
+// MQTT has users without a password.
+TEST(Settings, AcceptAUserWithoutAPassword) {
     EXPECT_EQ(Parse("notifications = { host = 'a', user = 'b' }").notifications.broker->user, "b");
 }
 
-TEST(Settings, TakeTrailingSlashesOffAFolder) {
+TEST(Settings, RemoveTrailingSlashesFromAFolder) {
     EXPECT_EQ(Parse("snapshot.folder = '/a/b//'").snapshot.folder, "/a/b");
     EXPECT_EQ(Parse("snapshot.folder = '/'").snapshot.folder, "/");
 }
 
-TEST(Settings, TakeTheBoundsOfEveryNumber) {
+TEST(Settings, AcceptTheLimitsOfEveryNumber) {
     EXPECT_EQ(Parse("log.max_size_mib = 1").log.maxSizeMib, 1U);
     EXPECT_EQ(Parse("log.max_size_mib = 1024").log.maxSizeMib, 1024U);
     EXPECT_EQ(Parse("log.old_files = 100").log.oldFiles, 100U);
@@ -190,13 +184,13 @@ INSTANTIATE_TEST_SUITE_P(
                 "an integer from 0 to 600000"},
         Refused{"[database]\nlock_timeout_ms = 600001\n", 2, "database.lock_timeout_ms",
                 "from 0 to 600000"},
-        Refused{"# of how many\n[database]\n\nlock_timeout_ms = \"10\"\n", 4,
+        Refused{"# comment\n[database]\n\nlock_timeout_ms = \"10\"\n", 4,
                 "database.lock_timeout_ms", "an integer from 0 to 600000"},
         Refused{"[debug_log]\nreindex = 8\n", 2, "debug_log.reindex", "an integer from 0 to 7"},
         Refused{"[debug_log]\nreindex = 'debug'\n", 2, "debug_log.reindex", "from 0 to 7"}));
 
-// libpq would take a part of the password for a port, a host or a database and quote it.
-TEST(Settings, RefuseADsnThatMayHoldAPasswordAndQuoteNoneOfIt) {
+// libpq would treat a part of the password as a port, a host or a database, and quote it.
+TEST(Settings, RefuseADsnThatMayContainAPasswordWithoutQuotingIt) {
     for (const char* const dsn : {"postgresql://u:sesame@h/d",
                                   "postgresql://u:@h/d",
                                   "postgresql://u%3asesame@h/d",
@@ -236,7 +230,7 @@ TEST(Settings, RefuseADsnThatMayHoldAPasswordAndQuoteNoneOfIt) {
     }
 }
 
-TEST(Settings, TakeEveryOtherDsn) {
+TEST(Settings, AcceptEveryOtherDsn) {
     for (const char* const dsn :
          {"postgresql://", "postgres://u@", "postgresql://u@h:5432/d?sslmode=verify-full",
           "postgresql://u%40a@h1,h2:1/d%2f1", "postgresql://[::1]:5432,[fe80::2]/d",
@@ -315,7 +309,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 class SettingsTopicPrefix : public testing::TestWithParam<const char*> {};
 
-TEST_P(SettingsTopicPrefix, ThatIsNoneIsRefused) {
+TEST_P(SettingsTopicPrefix, IsRefusedIfItIsInvalid) {
     const std::string refusal = Refusal("[notifications]\nhost = 'a'\ntopic_prefix = \"" +
                                         std::string(GetParam()) + "\"\n");
 
@@ -360,18 +354,18 @@ INSTANTIATE_TEST_SUITE_P(
         Refused{"notifications = true\n", 1, "notifications", "a section"},
         Refused{"snapshot = 'x'\n", 1, "snapshot", "a section"},
         Refused{"debug_log = 1.5\n", 1, "debug_log", "a section"},
-        // The category has no switch: the recorder's own lines are always written.
+        // The recorder's own lines are always written, so its category has no level.
         Refused{"[debug_log]\nrecorder = 1\n", 2, "unknown key debug_log.recorder",
                 "expected one of processes, reindex"}));
 
-struct NoToml {
+struct SyntaxError {
     const char* text;
     int line;
 };
 
-class SettingsNoToml : public testing::TestWithParam<NoToml> {};
+class SettingsSyntaxError : public testing::TestWithParam<SyntaxError> {};
 
-TEST_P(SettingsNoToml, IsRefusedWithFileLineAndReason) {
+TEST_P(SettingsSyntaxError, IsReportedWithFileLineAndReason) {
     const std::string where = "/etc/some.toml:" + std::to_string(GetParam().line) + ": ";
 
     const std::string refusal = Refusal(GetParam().text);
@@ -380,14 +374,14 @@ TEST_P(SettingsNoToml, IsRefusedWithFileLineAndReason) {
     EXPECT_GT(refusal.size(), where.size());
 }
 
-INSTANTIATE_TEST_SUITE_P(Texts, SettingsNoToml,
-                         testing::Values(NoToml{"[log]\n[log]\n", 2}, NoToml{"a = \n", 1},
-                                         NoToml{"[log]\nold_files = = 3\n", 2},
-                                         NoToml{"\n\n[log\n", 3},
-                                         NoToml{"[log]\nold_files = 1\nold_files = 2\n", 3}));
+INSTANTIATE_TEST_SUITE_P(Texts, SettingsSyntaxError,
+                         testing::Values(SyntaxError{"[log]\n[log]\n", 2}, SyntaxError{"a = \n", 1},
+                                         SyntaxError{"[log]\nold_files = = 3\n", 2},
+                                         SyntaxError{"\n\n[log\n", 3},
+                                         SyntaxError{"[log]\nold_files = 1\nold_files = 2\n", 3}));
 
-// The library has read further than it has parsed when it meets such bytes.
-TEST(Settings, NameTheFileWhenTheTextIsNoUtf8) {
+// toml++ reads ahead of its parser, so the line is not reliable for invalid UTF-8.
+TEST(Settings, NameTheFileIfTheTextIsNotUtf8) {
     EXPECT_THAT(Refusal("[log]\n\xff\xfe\n"),
                 AllOf(StartsWith("/etc/some.toml:"), HasSubstr("utf-8")));
 }

@@ -13,7 +13,7 @@ using recorder::Overlap;
 
 class StorageFolder : public contract::ContractTest {};
 
-TEST_F(StorageFolder, IsApartFromOneWhoseNameBeginsAlike) {
+TEST_F(StorageFolder, DoesNotOverlapOneWhoseNameBeginsAlike) {
     const std::string one = MakeFolder("volume/cam1");
     const std::string ten = MakeFolder("volume/cam10");
 
@@ -22,7 +22,7 @@ TEST_F(StorageFolder, IsApartFromOneWhoseNameBeginsAlike) {
     EXPECT_FALSE(IsSameFolder(one, ten));
 }
 
-TEST_F(StorageFolder, IsInsideOrAroundWhereTheFoldersAre) {
+TEST_F(StorageFolder, IsComparedByItsRealPath) {
     const std::string outer = MakeFolder("volume/cam1");
     const std::string inner = MakeFolder("volume/cam1/inner");
     fs::create_directory_symlink(inner, Scratch("link"));
@@ -35,7 +35,7 @@ TEST_F(StorageFolder, IsInsideOrAroundWhereTheFoldersAre) {
     EXPECT_EQ(Overlap(outer, "/"), "inside");
 }
 
-TEST_F(StorageFolder, IsApartFromALinkThatLeadsNowhere) {
+TEST_F(StorageFolder, DoesNotOverlapALinkThatLeadsNowhere) {
     const std::string folder = MakeFolder("volume/cam1");
     fs::create_directory_symlink("/nowhere", Scratch("link"));
 
@@ -44,7 +44,7 @@ TEST_F(StorageFolder, IsApartFromALinkThatLeadsNowhere) {
     EXPECT_TRUE(IsSameFolder(Scratch("link"), Scratch("link")));
 }
 
-TEST_F(StorageFolder, CantBeComparedWithARingOfLinks) {
+TEST_F(StorageFolder, CantBeComparedWithALoopOfLinks) {
     const std::string folder = MakeFolder("volume/cam1");
     fs::create_directory_symlink("ring", Scratch("ring"));
 

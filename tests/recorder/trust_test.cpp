@@ -1,10 +1,8 @@
 #include "recorder/support/trust.h"
 
-#include "recorder/support/error.h"
 #include "tests/contract/support/files.h"
 #include "tests/contract/support/fixture.h"
-
-#include <functional>
+#include "tests/recorder/support/failure.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -16,34 +14,26 @@ namespace fs = std::filesystem;
 using testing::HasSubstr;
 
 constexpr uid_t kOther = 1001;
-
-std::string Complaint(const std::function<void()>& demand) {
-    try {
-        demand();
-    } catch (const recorder::Error& error) {
-        return error.what();
-    }
-    return "";
-}
+constexpr const char* kTrusted = "none"; // the failure
 
 class Trust : public contract::ContractTest {
 protected:
-    // A file in a folder of its own.
+    // The file is trusted until a test changes it or its folder.
     Trust() : file(MakeFolder("folder") + "/file") {
         contract::PutFile(file);
         chmod(Scratch("folder").c_str(), 0755);
         chmod(file.c_str(), 0644);
     }
 
-    // Of a file that is read, or opened to write.
+    // The failure to trust a file that is to be read, or to be written.
     [[nodiscard]] static std::string ToRead(const std::string& path) {
-        return Complaint([&] { (void)recorder::OpenTrustedFileIfThere(path); });
+        return support::FailureOf([&] { (void)recorder::OpenTrustedFileIfThere(path); });
     }
     [[nodiscard]] static std::string ToWrite(const std::string& path) {
-        return Complaint([&] { recorder::RequireTrustedUnlinked(path); });
+        return support::FailureOf([&] { recorder::RequireTrustedUnlinked(path); });
     }
 
-    // A link in a folder of its own.
+    // Creates a link in this folder of the scratch folder.
     static std::string Link(const std::string& folder, const std::string& target) {
         std::string link = MakeFolder(folder) + "/link";
         fs::create_symlink(target, link);
@@ -53,15 +43,15 @@ protected:
     const std::string file;
 };
 
-TEST_F(Trust, IsGivenToWhatOnlyItsOwnerWrites) {
-    EXPECT_EQ(ToRead(file), "");
-    EXPECT_EQ(ToWrite(file), "");
+TEST_F(Trust, IsGivenIfOnlyTheOwnerCanWrite) {
+    EXPECT_EQ(ToRead(file), kTrusted);
+    EXPECT_EQ(ToWrite(file), kTrusted);
     EXPECT_EQ(contract::ReadFile("/proc/self/fd/" +
                                  std::to_string(recorder::OpenTrustedFileIfThere(file).Get())),
               "x");
 }
 
-TEST_F(Trust, IsDeniedToWhatTheGroupOrOthersWrite) {
+TEST_F(Trust, IsDeniedIfTheGroupOrOthersCanWrite) {
     for (const mode_t mode : {0664U, 0646U, 0620U, 0602U}) {
         chmod(file.c_str(), mode);
 
@@ -72,7 +62,7 @@ TEST_F(Trust, IsDeniedToWhatTheGroupOrOthersWrite) {
         EXPECT_THAT(ToRead(file), HasSubstr("folder " + Scratch("folder") + " may be written"));
         EXPECT_THAT(ToWrite(file), HasSubstr("folder " + Scratch("folder") + " may be written"));
 
-        fs::remove(file); // who could make it could take it away as well
+        fs::remove(file); // a user who could create it could also have removed it
         EXPECT_THAT(ToRead(file), HasSubstr("folder " + Scratch("folder") + " may be written"));
         EXPECT_THAT(ToWrite(file), HasSubstr("folder " + Scratch("folder") + " may be written"));
         contract::PutFile(file);
@@ -80,7 +70,7 @@ TEST_F(Trust, IsDeniedToWhatTheGroupOrOthersWrite) {
     }
 }
 
-TEST_F(Trust, IsDeniedBelowAFolderThatOthersWrite) {
+TEST_F(Trust, IsDeniedBelowAFolderThatOthersCanWrite) {
     const std::string deep = MakeFolder("folder/a/b/c") + "/file";
     contract::PutFile(deep);
     for (const char* const folder : {"folder", "folder/a", "folder/a/b", "folder/a/b/c"}) {
@@ -90,38 +80,38 @@ TEST_F(Trust, IsDeniedBelowAFolderThatOthersWrite) {
         EXPECT_THAT(ToWrite(deep), HasSubstr("folder " + Scratch(folder) + " may be written"));
         chmod(Scratch(folder).c_str(), 0755);
     }
-    EXPECT_EQ(ToRead(deep), "");
+    EXPECT_EQ(ToRead(deep), kTrusted);
 }
 
-TEST_F(Trust, IsDeniedToAStickyFolderThatHoldsTheFile) {
+TEST_F(Trust, IsDeniedInAStickyFolder) {
     chmod(Scratch("folder").c_str(), 01777);
 
     EXPECT_THAT(ToRead(file), HasSubstr("(mode 1777)"));
     EXPECT_THAT(ToWrite(file), HasSubstr("(mode 1777)"));
 }
 
-TEST_F(Trust, IsGivenToWhatAStickyFolderOnTheWayKeepsFromOthers) {
+TEST_F(Trust, IsGivenInAPrivateFolderBelowAStickyFolder) {
     const std::string deep = MakeFolder("folder/a") + "/file";
     contract::PutFile(deep);
     chmod(Scratch("folder").c_str(), 01777);
 
-    EXPECT_EQ(ToRead(deep), "");
-    EXPECT_EQ(ToRead(Link("links", deep)), "");
+    EXPECT_EQ(ToRead(deep), kTrusted);
+    EXPECT_EQ(ToRead(Link("links", deep)), kTrusted);
 
-    fs::remove_all(Scratch("folder/a")); // others can make it
+    fs::remove_all(Scratch("folder/a")); // other users can create it
     EXPECT_THAT(ToRead(deep), HasSubstr("(mode 1777)"));
 }
 
-TEST_F(Trust, FollowsLinksToWhatIsTrusted) {
+TEST_F(Trust, FollowsLinksToATrustedFile) {
     const std::string first = Link("one", "../two/link");
     Link("two", Scratch("three") + "/link//file");
     Link("three", "./../folder");
 
-    EXPECT_EQ(ToRead(first), "");
-    EXPECT_EQ(ToWrite(Scratch("three/link/file")), "");
+    EXPECT_EQ(ToRead(first), kTrusted);
+    EXPECT_EQ(ToWrite(Scratch("three/link/file")), kTrusted);
 }
 
-TEST_F(Trust, IsDeniedToALinkChainThroughAFolderThatOthersWrite) {
+TEST_F(Trust, IsDeniedIfAChainOfLinksPassesAFolderThatOthersCanWrite) {
     const std::string first = Link("one", Scratch("two") + "/link");
     Link("two", "../three/link/file");
     Link("three", "../folder");
@@ -131,10 +121,10 @@ TEST_F(Trust, IsDeniedToALinkChainThroughAFolderThatOthersWrite) {
         EXPECT_THAT(ToRead(first), HasSubstr("folder " + Scratch(folder) + " may be written"));
         chmod(Scratch(folder).c_str(), 0755);
     }
-    EXPECT_EQ(ToRead(first), "");
+    EXPECT_EQ(ToRead(first), kTrusted);
 }
 
-TEST_F(Trust, IsDeniedToALinkThatLeadsNowhereOrRound) {
+TEST_F(Trust, IsDeniedToALinkThatLeadsNowhereOrToItself) {
     EXPECT_THAT(ToRead(Link("a", Scratch("nowhere"))),
                 HasSubstr("a/link leads by a link to " + Scratch("nowhere") +
                           ", which is not there; expected a regular file"));
@@ -143,8 +133,8 @@ TEST_F(Trust, IsDeniedToALinkThatLeadsNowhereOrRound) {
     EXPECT_THAT(ToRead(Link("c", "link")), HasSubstr("too many links"));
 }
 
-// The file is another user's. CTest has these tests as an entry of their own, which it shows as
-// skipped where nobody can give a file away: in the sandbox of an ordinary user there is no other.
+// The file belongs to another user. CTest has a separate entry for these tests, which it shows as
+// skipped in the sandbox of an ordinary user, where there is no other user.
 class ForeignTrust : public Trust {
 protected:
     void SetUp() override {
@@ -154,7 +144,7 @@ protected:
     }
 };
 
-TEST_F(ForeignTrust, IsDeniedToWhatIsAnotherUsers) {
+TEST_F(ForeignTrust, IsDeniedIfAnotherUserOwnsTheFileOrFolder) {
     EXPECT_THAT(ToRead(file), HasSubstr(file + " belongs to user 1001"));
     EXPECT_THAT(ToWrite(file), HasSubstr(file + " belongs to user 1001"));
 
@@ -163,16 +153,16 @@ TEST_F(ForeignTrust, IsDeniedToWhatIsAnotherUsers) {
     EXPECT_THAT(ToWrite(file), HasSubstr("folder " + Scratch("folder") + " belongs to user 1001"));
 }
 
-TEST_F(ForeignTrust, IsDeniedToALinkOfAnotherUser) {
+TEST_F(ForeignTrust, IsDeniedIfAnotherUserOwnsTheLink) {
     ASSERT_EQ(chown(file.c_str(), 0, 0), 0);
     const std::string link = Link("links", file);
-    ASSERT_EQ(ToRead(link), "");
+    ASSERT_EQ(ToRead(link), kTrusted);
     ASSERT_EQ(lchown(link.c_str(), kOther, 0), 0);
 
     EXPECT_THAT(ToRead(link), HasSubstr("link " + link + " belongs to user 1001"));
 }
 
-TEST_F(ForeignTrust, IsDeniedToWhatIsAnotherUsersInAStickyFolder) {
+TEST_F(ForeignTrust, IsDeniedInAnotherUsersFolderBelowAStickyFolder) {
     const std::string deep = MakeFolder("folder/a") + "/file";
     chmod(Scratch("folder").c_str(), 01777);
     ASSERT_EQ(chown(Scratch("folder/a").c_str(), kOther, 0), 0);
@@ -180,30 +170,30 @@ TEST_F(ForeignTrust, IsDeniedToWhatIsAnotherUsersInAStickyFolder) {
     EXPECT_THAT(ToRead(deep), HasSubstr("(mode 1777)"));
 }
 
-TEST_F(ForeignTrust, IsGivenToWhatIsRootsOrOnesOwn) {
+TEST_F(ForeignTrust, IsGivenToTheUsersOwnFileInAFolderOfRoot) {
     ASSERT_EQ(seteuid(kOther), 0);
-    const std::string ofOwn = ToWrite(file);
+    const std::string failure = ToWrite(file);
     ASSERT_EQ(seteuid(0), 0);
 
-    EXPECT_EQ(ofOwn, "");
+    EXPECT_EQ(failure, kTrusted);
 }
 
-TEST_F(Trust, IsNoMatterOfWhatIsNotThere) {
+TEST_F(Trust, IsGivenToAMissingFile) {
     fs::remove_all(Scratch("folder"));
 
-    EXPECT_EQ(ToRead(file), "");
+    EXPECT_EQ(ToRead(file), kTrusted);
     EXPECT_FALSE(recorder::OpenTrustedFileIfThere(file).IsOpen());
-    EXPECT_EQ(ToWrite(file), "");
+    EXPECT_EQ(ToWrite(file), kTrusted);
 }
 
-TEST_F(Trust, IsDeniedToALinkInPlaceOfAFileThatIsYetToBeOpened) {
+TEST_F(Trust, IsDeniedToALinkInsteadOfTheFileToBeWritten) {
     fs::remove(file);
     fs::create_symlink(Scratch("nowhere"), file);
 
     EXPECT_THAT(ToWrite(file), HasSubstr("is a symbolic link"));
 }
 
-TEST_F(Trust, IsDeniedToWhatIsNoRegularFile) {
+TEST_F(Trust, RequiresARegularFile) {
     const std::string link = Link("links", file);
     fs::remove(file);
     ASSERT_EQ(mkfifo(file.c_str(), 0600), 0);

@@ -1,4 +1,4 @@
-// What processes of the recorder make, whatever umask they are started with.
+// The permissions of files that processes of the recorder create, with any umask of the caller.
 
 #include "recorder/database/databases.h"
 #include "recorder/database/schema.h"
@@ -13,7 +13,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The umask that a process has when its main begins.
+// The umask of a process at the beginning of main.
 std::string ShowUmask() {
     const mode_t mask = umask(0);
     umask(mask);
@@ -22,7 +22,8 @@ std::string ShowUmask() {
 
 const contract::Probe kShowUmask("umask", ShowUmask);
 
-// A journal is there only while a database is open.
+// The names of the database files, with a note for those with another mode than 0640. A journal
+// exists only while its database is open.
 std::string ShowJournalModes() {
     fs::remove_all(recorder::kDatabaseDir);
     recorder::InitDatabases();
@@ -47,17 +48,17 @@ protected:
     }
 };
 
-TEST_F(Umask, ClosesFilesToOthersAndToTheGroupsWriting) {
+TEST_F(Umask, DeniesOthersAllAccessAndTheGroupWriteAccess) {
     EXPECT_EQ(RunUnder(0, kShowUmask), std::to_string(027));
     EXPECT_EQ(RunUnder(022, kShowUmask), std::to_string(027));
 }
 
-TEST_F(Umask, KeepsWhatTheCallerWantsStricter) {
+TEST_F(Umask, KeepsAStricterUmaskOfTheCaller) {
     EXPECT_EQ(RunUnder(077, kShowUmask), std::to_string(077));
     EXPECT_EQ(RunUnder(0500, kShowUmask), std::to_string(0527));
 }
 
-TEST_F(Umask, IsObeyedByTheDatabasesJournals) {
+TEST_F(Umask, AppliesToTheDatabaseJournals) {
     EXPECT_EQ(RunUnder(0, kShowJournalModes),
               "recording.db snapshot.db system.db system.db-shm system.db-wal ");
 }

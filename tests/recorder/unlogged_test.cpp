@@ -1,4 +1,4 @@
-// What can't be logged may not be done.
+// Operations change nothing if the log can't be written.
 
 #include "platform/database.h"
 #include "platform/recording.h"
@@ -52,15 +52,14 @@ int RemoveEmptyFolder() {
     return KRRm(world::ScratchFolder() + "/" + kStorage + "/20140312AM");
 }
 
-// Every operation of the platform that changes something, with what each one returns.
+// Calls every operation of the platform that changes something, and returns their results.
 std::string ChangeEverything() {
-    const auto run = [](const char* sql) { return contract::Execute(sql); };
     std::string results;
     for (const int result :
-         {run("INSERT INTO emap (filename) VALUES ('b');"), run("DELETE FROM emap;"),
-          DelUnrefRecsFromDB(FirstEvent()), AlertDelUnrefRecsFromDB({1}, 1), AddCounts(),
-          RecordingCount::Recount(), RemoveEmptyFolder(),
-          CreateThumbnail(world::ScratchFolder() + "/" + kPicture)}) {
+         {contract::Execute("INSERT INTO emap (filename) VALUES ('b');"),
+          contract::Execute("DELETE FROM emap;"), DelUnrefRecsFromDB(FirstEvent()),
+          AlertDelUnrefRecsFromDB({1}, 1), AddCounts(), RecordingCount::Recount(),
+          RemoveEmptyFolder(), CreateThumbnail(world::ScratchFolder() + "/" + kPicture)}) {
         results += std::to_string(result) + " ";
     }
     KRIndex::RmEvtOfInvalidCamId();
@@ -86,7 +85,7 @@ protected:
                      "(1, 1, '20140311AM/gone.mp4');");
     }
 
-    // All rows that the operations would change, and all files.
+    // The rows that the operations would change, and the paths of all files.
     static std::vector<std::string> State() {
         std::vector<std::string> state;
         const auto add = [&](KRDB::DB_INSTANCE db, const std::string& table) {
@@ -111,7 +110,7 @@ protected:
     }
 };
 
-TEST_F(Unlogged, ProcessChangesNothing) {
+TEST_F(Unlogged, OperationsChangeNothing) {
     const std::vector<std::string> before = State();
     fs::create_directories(fs::path(recorder::kLogFile).parent_path());
     fs::remove(recorder::kLogFile);
@@ -124,8 +123,8 @@ TEST_F(Unlogged, ProcessChangesNothing) {
     EXPECT_EQ(State(), before);
 }
 
-// So that the test above says something.
-TEST_F(Unlogged, ProcessWouldHaveChangedEverything) {
+// Proves that the test above can fail.
+TEST_F(Unlogged, OperationsWouldChangeEverythingWithALog) {
     const std::vector<std::string> before = State();
 
     EXPECT_EQ(kChangeEverything.Run(), "0 0 0 0 0 0 0 0 ");

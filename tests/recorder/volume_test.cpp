@@ -1,12 +1,11 @@
 #include "recorder/camera/volume.h"
 
 #include "recorder/camera/newvolume.h"
-#include "recorder/support/error.h"
 #include "tests/contract/support/files.h"
 #include "tests/contract/support/fixture.h"
 #include "tests/contract/support/process.h"
+#include "tests/recorder/support/failure.h"
 
-#include <sys/resource.h>
 #include <sys/stat.h>
 
 namespace {
@@ -24,25 +23,19 @@ constexpr const char* kOtherId = "00000000-0000-4000-8000-000000000000";
 
 class VolumeTest : public contract::ContractTest {
 protected:
-    // An identity file in the scratch folder with this content.
+    // Writes an identity file into a folder of the scratch folder.
     static void PutIdentity(const std::string& folder, const std::string& content) {
         contract::PutFile(Scratch(folder + "/.kestora-volume"), content);
     }
 
-    // Why the volume of a folder can't be told.
-    static std::string Obstacle(const std::string& folder) {
-        try {
-            (void)VolumeOf(folder);
-        } catch (const recorder::Error& error) {
-            return error.what();
-        }
-        return "none";
+    static std::string FailureFor(const std::string& folder) {
+        return support::FailureOf([&] { (void)VolumeOf(folder); });
     }
 };
 
 class NewVolume : public VolumeTest {};
 
-TEST_F(VolumeTest, IsThatOfTheNearestIdentity) {
+TEST_F(VolumeTest, IsTheOneOfTheNearestIdentityFile) {
     PutIdentity("outer", std::string(kOtherId) + "\n");
     PutIdentity("outer/inner", std::string(kId) + "\n");
 
@@ -53,11 +46,11 @@ TEST_F(VolumeTest, IsThatOfTheNearestIdentity) {
     EXPECT_EQ(volume->root, Scratch("outer/inner"));
 }
 
-TEST_F(VolumeTest, IsNoneWhereNoFolderAboveHasAnIdentity) {
+TEST_F(VolumeTest, IsAbsentIfNoFolderAboveHasAnIdentityFile) {
     EXPECT_FALSE(VolumeOf(MakeFolder("volume/front")).has_value());
 }
 
-TEST_F(VolumeTest, IsThatOfALinksTarget) {
+TEST_F(VolumeTest, IsTheOneOfALinksTarget) {
     PutIdentity("here", kOtherId);
     PutIdentity("there", kId);
     MakeFolder("there/front");
@@ -66,25 +59,25 @@ TEST_F(VolumeTest, IsThatOfALinksTarget) {
     EXPECT_EQ(VolumeOf(Scratch("here/front")).value().id, kId);
 }
 
-TEST_F(VolumeTest, MayBeWrittenWithoutANewline) {
+TEST_F(VolumeTest, IsReadFromAnIdentityFileWithoutANewline) {
     PutIdentity("volume", kId);
 
     EXPECT_EQ(VolumeOf(Scratch("volume")).value().id, kId);
 }
 
-TEST_F(VolumeTest, CantBeToldFromAFileThatHoldsNoUuid) {
+TEST_F(VolumeTest, IsUnknownIfItsIdentityFileContainsNoUuid) {
     PutIdentity("outer", kId);
     for (const std::string& content :
          {std::string(), std::string("\n"), std::string(kId, 35), std::string(kId) + " \n",
           std::string(kId) + "\n" + kId + "\n", std::string(100'000, 'a')}) {
         PutIdentity("outer/inner", content);
 
-        EXPECT_EQ(Obstacle(Scratch("outer/inner")),
+        EXPECT_EQ(FailureFor(Scratch("outer/inner")),
                   "the file " + Scratch("outer/inner/.kestora-volume") + " holds no volume id");
     }
 }
 
-TEST_F(VolumeTest, CantBeToldFromAnythingButAFile) {
+TEST_F(VolumeTest, IsUnknownIfItsIdentityFileIsNotRegular) {
     PutIdentity("elsewhere", kId);
     MakeFolder("link");
     fs::create_symlink(Scratch("elsewhere/.kestora-volume"), Scratch("link/.kestora-volume"));
@@ -92,16 +85,16 @@ TEST_F(VolumeTest, CantBeToldFromAnythingButAFile) {
     MakeFolder("pipe");
     ASSERT_EQ(mkfifo(Scratch("pipe/.kestora-volume").c_str(), 0600), 0);
 
-    EXPECT_THAT(Obstacle(Scratch("link")), HasSubstr("symbolic link"));
-    EXPECT_THAT(Obstacle(Scratch("folder")), HasSubstr("directory"));
-    EXPECT_THAT(Obstacle(Scratch("pipe")), HasSubstr("expected a regular file"));
+    EXPECT_THAT(FailureFor(Scratch("link")), HasSubstr("symbolic link"));
+    EXPECT_THAT(FailureFor(Scratch("folder")), HasSubstr("directory"));
+    EXPECT_THAT(FailureFor(Scratch("pipe")), HasSubstr("expected a regular file"));
 }
 
-TEST_F(VolumeTest, CantBeToldOfARelativePath) {
-    EXPECT_THAT(Obstacle("front"), HasSubstr("expected an absolute path"));
+TEST_F(VolumeTest, IsUnknownForARelativePath) {
+    EXPECT_THAT(FailureFor("front"), HasSubstr("expected an absolute path"));
 }
 
-TEST_F(NewVolume, HasTheIdentityThatWasMade) {
+TEST_F(NewVolume, HasTheNewIdentity) {
     MakeFolder("volume/front");
 
     const std::string id = InitVolume(Scratch("volume"));
@@ -113,7 +106,7 @@ TEST_F(NewVolume, HasTheIdentityThatWasMade) {
     EXPECT_THAT(contract::NamesIn(Scratch("volume")), ElementsAre(".kestora-volume", "front"));
 }
 
-TEST_F(NewVolume, MayLieWithinAnother) {
+TEST_F(NewVolume, CanBeInsideAnotherVolume) {
     PutIdentity("outer", kId);
     MakeFolder("outer/inner");
 
@@ -131,7 +124,7 @@ TEST_F(NewVolume, CanBeReadByEveryUser) {
     EXPECT_EQ(fs::status(Scratch("volume/.kestora-volume")).permissions(), fs::perms{0644});
 }
 
-TEST_F(NewVolume, IsNotMadeOfAVolume) {
+TEST_F(NewVolume, DoesNotReplaceAnIdentity) {
     PutIdentity("volume", std::string(kId) + "\n");
 
     EXPECT_THROW(InitVolume(Scratch("volume")), recorder::Error);
@@ -139,11 +132,10 @@ TEST_F(NewVolume, IsNotMadeOfAVolume) {
     EXPECT_EQ(contract::ReadFile(Scratch("volume/.kestora-volume")), std::string(kId) + "\n");
 }
 
-TEST_F(NewVolume, IsWholeOrNotThereWhenTheProcessIsKilled) {
+TEST_F(NewVolume, HasACompleteIdentityOrNoneIfTheProcessIsKilled) {
     MakeFolder("volume");
     contract::Child child([&] {
-        const rlimit tenBytes{10, 10}; // to write beyond is deadly
-        setrlimit(RLIMIT_FSIZE, &tenBytes);
+        contract::LimitFileSize();
         InitVolume(Scratch("volume"));
         return 0;
     });

@@ -12,7 +12,6 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -32,11 +31,10 @@ protected:
                                  {reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()});
     }
 
-    // Lets a process be killed in the middle of writing; returns its status.
+    // Writes in a process that is killed before it has finished; returns the process's status.
     int DieWhileWriting(const std::string& name) const {
         contract::Child child([&] {
-            const rlimit tenBytes{10, 10}; // to write beyond is deadly
-            setrlimit(RLIMIT_FSIZE, &tenBytes);
+            contract::LimitFileSize();
             Write(name, std::string(100, 'x'));
             return 0;
         });
@@ -54,7 +52,7 @@ TEST_F(WholeFile, IsWritten) {
     EXPECT_THAT(contract::NamesIn(path), ElementsAre("a"));
 }
 
-TEST_F(WholeFile, MayBeEmptyOrLarge) {
+TEST_F(WholeFile, CanBeEmptyOrLarge) {
     Write("empty", "");
     Write("large", std::string(5'000'000, 'x'));
 
@@ -62,7 +60,7 @@ TEST_F(WholeFile, MayBeEmptyOrLarge) {
     EXPECT_EQ(contract::ReadFile(path + "/large").size(), 5'000'000U);
 }
 
-TEST_F(WholeFile, ReplacesALongerOne) {
+TEST_F(WholeFile, ReplacesALongerFile) {
     contract::PutFile(path + "/a", "something longer");
 
     Write("a", "short");
@@ -80,13 +78,13 @@ TEST_F(WholeFile, ReplacesALinkAndNotItsTarget) {
     EXPECT_FALSE(fs::is_symlink(path + "/a"));
 }
 
-TEST_F(WholeFile, TakesTheLongestName) {
+TEST_F(WholeFile, CanHaveTheLongestName) {
     Write(std::string(255, 'n'), "x");
 
     EXPECT_THAT(contract::NamesIn(path), ElementsAre(std::string(255, 'n')));
 }
 
-TEST_F(WholeFile, LeavesTheFolderAsItWasWhenItCantTakeItsPlace) {
+TEST_F(WholeFile, LeavesNothingBehindIfItCantBeRenamed) {
     contract::PutFile(path + "/a/in the way");
 
     EXPECT_THROW(Write("a", "x"), recorder::Error);
@@ -94,12 +92,11 @@ TEST_F(WholeFile, LeavesTheFolderAsItWasWhenItCantTakeItsPlace) {
     EXPECT_THAT(contract::NamesIn(path), ElementsAre("a"));
 }
 
-TEST_F(WholeFile, LeavesTheFolderAsItWasWhenTheDiskIsFull) {
+TEST_F(WholeFile, LeavesNothingBehindIfTheDiskIsFull) {
     contract::PutFile(path + "/a", "old");
     contract::Child child([&] {
         signal(SIGXFSZ, SIG_IGN);
-        const rlimit tenBytes{10, 10};
-        setrlimit(RLIMIT_FSIZE, &tenBytes);
+        contract::LimitFileSize();
         try {
             Write("a", std::string(100, 'x'));
         } catch (const recorder::Error&) {
@@ -114,7 +111,7 @@ TEST_F(WholeFile, LeavesTheFolderAsItWasWhenTheDiskIsFull) {
     EXPECT_THAT(contract::NamesIn(path), ElementsAre("a"));
 }
 
-TEST_F(WholeFile, TakesOverWhatAKilledProcessLeft) {
+TEST_F(WholeFile, RemovesTheTemporaryFileOfAKilledProcess) {
     contract::PutFile(path + "/a", "old");
     ASSERT_EQ(DieWhileWriting("a"), -1);
     ASSERT_EQ(contract::NamesIn(path).size(), 2U);
@@ -126,14 +123,14 @@ TEST_F(WholeFile, TakesOverWhatAKilledProcessLeft) {
     EXPECT_THAT(contract::NamesIn(path), ElementsAre("a"));
 }
 
-TEST_F(WholeFile, MayDemandToBeTheFirst) {
+TEST_F(WholeFile, CanBeCreatedAsANewFile) {
     recorder::WriteNewFile(folder.Get(), "a", {}, 0604);
 
     EXPECT_EQ(fs::status(path + "/a").permissions(), fs::perms{0604});
     EXPECT_THAT(contract::NamesIn(path), ElementsAre("a"));
 }
 
-TEST_F(WholeFile, IsNotReplacedByOneThatDemandsToBeTheFirst) {
+TEST_F(WholeFile, IsNotReplacedByANewFile) {
     contract::PutFile(path + "/a", "old");
     fs::create_symlink(Scratch("nowhere"), path + "/b");
 
@@ -146,7 +143,7 @@ TEST_F(WholeFile, IsNotReplacedByOneThatDemandsToBeTheFirst) {
     EXPECT_FALSE(fs::exists(Scratch("nowhere")));
 }
 
-TEST_F(WholeFile, LeavesWhatALivingProcessIsWriting) {
+TEST_F(WholeFile, LeavesTheTemporaryFileOfALivingProcess) {
     ASSERT_EQ(DieWhileWriting("a"), -1);
     const std::string temporary = path + "/" + contract::NamesIn(path).front();
     const recorder::UniqueFd other(open(temporary.c_str(), O_RDONLY | O_CLOEXEC));
@@ -158,7 +155,7 @@ TEST_F(WholeFile, LeavesWhatALivingProcessIsWriting) {
     EXPECT_EQ(contract::ReadFile(path + "/a"), "new");
 }
 
-TEST_F(WholeFile, IsWrittenBySeveralProcessesAtOnce) {
+TEST_F(WholeFile, CanBeWrittenBySeveralProcessesAtOnce) {
     constexpr int kWriters = 50;
     std::vector<std::unique_ptr<contract::Child>> writers;
     writers.reserve(kWriters);
@@ -180,13 +177,13 @@ TEST_F(WholeFile, IsWrittenBySeveralProcessesAtOnce) {
     EXPECT_THAT(contract::NamesIn(path), ElementsAre("a"));
 }
 
-// What a temporary file of "a" could be called, also by earlier versions.
+// Names that a temporary file of "a" could have, also in earlier versions.
 std::vector<std::string> TemporaryNames() {
     return {".kestora-" + std::to_string(std::hash<std::string>()("a")) + ".tmp",
             ".kestora-0000000000000001.tmp"};
 }
 
-TEST_F(WholeFile, OpensFollowsAndRemovesNothingElseOfSuchAName) {
+TEST_F(WholeFile, LeavesEveryOtherEntryWithATemporaryName) {
     contract::PutFile(Scratch("precious"), "precious");
     for (const std::string& name : TemporaryNames()) {
         ASSERT_EQ(mkfifo((path + "/" + name).c_str(), 0600), 0);
@@ -203,7 +200,7 @@ TEST_F(WholeFile, OpensFollowsAndRemovesNothingElseOfSuchAName) {
     EXPECT_EQ(contract::ReadFile(Scratch("precious")), "precious");
 }
 
-TEST_F(WholeFile, IsNotWrittenIntoAnotherFilesHardLink) {
+TEST_F(WholeFile, IsNotWrittenIntoAnExistingHardLink) {
     contract::PutFile(Scratch("precious"), "precious");
     chmod(Scratch("precious").c_str(), 0600);
     for (const std::string& name : TemporaryNames()) {
@@ -216,10 +213,10 @@ TEST_F(WholeFile, IsNotWrittenIntoAnotherFilesHardLink) {
     EXPECT_EQ(fs::status(Scratch("precious")).permissions(), fs::perms{0600});
 }
 
-// As ForeignTrust: in the sandbox of an ordinary user there is no other.
+// Skipped in the sandbox of an ordinary user, where there is no other user.
 class ForeignWholeFile : public WholeFile {};
 
-TEST_F(ForeignWholeFile, IsLeftAsItIs) {
+TEST_F(ForeignWholeFile, IsNotRemoved) {
     const std::string other = path + "/.kestora-1.tmp";
     contract::PutFile(other, "other");
     if (chown(other.c_str(), 1001, 0) != 0) {
@@ -231,7 +228,7 @@ TEST_F(ForeignWholeFile, IsLeftAsItIs) {
     EXPECT_EQ(contract::ReadFile(other), "other");
 }
 
-TEST_F(WholeFile, LeavesNothingInALargeFolderForLong) {
+TEST_F(WholeFile, RemovesATemporaryFileInALargeFolderAfterSomeWrites) {
     for (int entry = 0; entry < 300; ++entry) {
         contract::PutFile(path + "/" + std::to_string(entry), "");
     }

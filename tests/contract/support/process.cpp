@@ -8,6 +8,7 @@
 #include <stdexcept>
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -140,6 +141,13 @@ int RunProbe(const std::string& name) {
     const std::string text = Probes().at(name)();
     const ssize_t written = write(kResultFd, text.data(), text.size());
     return written == static_cast<ssize_t>(text.size()) ? 0 : 1;
+}
+
+void LimitFileSize() {
+    const rlimit tenBytes{10, 10};
+    if (setrlimit(RLIMIT_FSIZE, &tenBytes) != 0) {
+        throw std::runtime_error("setrlimit");
+    }
 }
 
 std::string OutputOf(const std::string& commandLine) {

@@ -72,6 +72,10 @@ private:
 // Runs a probe's body in the process that was started for it, and returns the exit status.
 int RunProbe(const std::string& name);
 
+// Limits the files that this process writes to ten bytes. Writing more kills the process, or fails
+// if it ignores SIGXFSZ.
+void LimitFileSize();
+
 // The standard output of a command line. Throws if the command fails.
 std::string OutputOf(const std::string& commandLine);
 
