@@ -22,11 +22,11 @@ namespace {
 
 using Answer = RunInProgress::Answer;
 
-constexpr int kReadings = 3; // of a record that is just being written
+constexpr int kReadAttempts = 3; // the record may be incomplete while its run writes it
 
 struct Record {
     LiveRun live;
-    bool hasMark = false; // its run is seen by its mark; not so of an earlier version's
+    bool hasMark = false; // its run sets the run mark (runmark.h); earlier versions did not
 };
 
 std::optional<Record> Parse(const std::string& text) {
@@ -54,7 +54,7 @@ std::optional<Record> Parse(const std::string& text) {
 }
 
 std::optional<Record> ReadRecord(const UniqueFd& file) {
-    for (int reading = 0; reading < kReadings; ++reading) {
+    for (int attempt = 0; attempt < kReadAttempts; ++attempt) {
         if (lseek64(file.Get(), 0, SEEK_SET) != 0) {
             throw SystemError(std::string("read the file ") + kRunLockFile);
         }
@@ -77,19 +77,19 @@ bool IsThere(int pid) {
     return kill(pid, 0) == 0 || errno == EPERM;
 }
 
-// Whether the process has this file open, as the holder of the run lock has. Throws Error when its
-// open files can't be listed.
+// Returns whether the process has this file open, as the holder of the run lock has. Throws Error
+// when the open files of the process can't be listed.
 Answer HasOpen(int pid, const UniqueFd& file) {
     struct stat64 wanted = {};
     if (fstat64(file.Get(), &wanted) != 0) {
-        throw SystemError(std::string("look at ") + kRunLockFile);
+        throw SystemError(std::string("examine ") + kRunLockFile);
     }
     bool sawAll = true;
     const std::string folder = "/proc/" + std::to_string(pid) + "/fd";
     const FolderListing listing = ListFolder(folder, [&](const FolderEntry& entry) {
         struct stat64 open = {};
         if (stat64((folder + "/" + entry.name).c_str(), &open) != 0) {
-            sawAll = sawAll && errno == ENOENT; // closed meanwhile
+            sawAll = sawAll && errno == ENOENT; // the process has closed it since
             return true;
         }
         return open.st_dev != wanted.st_dev || open.st_ino != wanted.st_ino;
@@ -101,7 +101,8 @@ Answer HasOpen(int pid, const UniqueFd& file) {
                                                                            : Answer::Unknown;
 }
 
-// Of a run without a mark: of an earlier version, or on a file system that has none.
+// Finds a run that has no mark: a run of an earlier version, or on a file system without such
+// locks.
 RunInProgress FindByProcess(const LiveRun& live, const UniqueFd& file) {
     if (live.pid <= 0 || !IsThere(live.pid)) {
         return {};
@@ -129,14 +130,14 @@ RunInProgress FindByLock() {
     if (const std::optional<Record> record = ReadRecord(file)) {
         return record->hasMark ? RunInProgress() : FindByProcess(record->live, file);
     }
-    // It may be a run without a mark, whose process is not known.
+    // A run without a mark may be in progress, and its process is not known.
     return IsEmpty(file) || CanHoldRunMark(file)
                ? RunInProgress()
                : Unknown(std::string("the run record in ") + kRunLockFile + " can't be read");
 }
 
-// Everyone may read a process's name and state, also where its open files are hidden. Where not
-// even these can be read it may be one.
+// The name and state of a process can be read by every user, even where its open files are hidden.
+// If even these can't be read, the process may be a krindexer.
 bool MayBeKrindexer(int pid) {
     const UniqueFd file =
         OpenTextFileIfThere("/proc/" + std::to_string(pid) + "/stat", Links::Refuse);
@@ -149,7 +150,7 @@ bool MayBeKrindexer(int pid) {
     return state != std::string::npos && stat.compare(state + kNameLength, 1, "Z") != 0;
 }
 
-// The newest run on record, where it has not ended and its process may be at work.
+// The last recorded run, if it has not ended and its process may still be running.
 std::optional<LiveRun> UnregisteredRun() {
     const DBResult_tag newest =
         Execute(KRDB::DB_SYSTEM,
@@ -195,15 +196,15 @@ RunInProgress FindRunInProgress() {
     if (!unregistered) {
         return IsUnregisteredRunMarked()
                    ? Unknown(
-                         "a krindexer that is not registered has begun, and is not on record yet")
+                         "a krindexer that is not registered has started, and is not recorded yet")
                    : found;
     }
-    found = FindRegisteredRun(); // it may have begun meanwhile
+    found = FindRegisteredRun(); // a run may have begun since the first call
     return found.answer != Answer::No
                ? found
                : Unknown("run " + std::to_string(unregistered->run) +
-                         " is not registered and has not ended, and there is a krindexer with its "
-                         "process id, " +
+                         " is not registered and has not ended, and a krindexer has its process "
+                         "id, " +
                          std::to_string(unregistered->pid));
 }
 

@@ -1,5 +1,5 @@
-// What can be told of a run while it goes on: kept in the run lock's file by the process that holds
-// the lock, so that anybody who may read the file can watch.
+// The state of the run in progress. The process that holds the run lock writes it into the lock
+// file, where every user who may read that file can watch the run.
 
 #pragma once
 
@@ -13,46 +13,44 @@ struct LiveRun {
     long run = 0;          // its id; 0 = not recorded yet
     int pid = 0;           // process that does the work
     long startTm = 0;      // seconds since the epoch
-    double progress = 0.0; // of the parts that are over, 0.0 to 1.0, as in the task store
-    std::string kind;      // of the part that goes on: its table; empty: none does
-    int camId = 0;         // its camera; 0 = of no camera
-    long known = 0;        // rows that there were before, in this part
-    long partFiles = 0;    // files looked at in this part
-    long files = 0;        // and in the whole run
-    long failures = 0;     // so far
-    long refusals = 0;     // so far
+    double progress = 0.0; // share of the parts that are finished, 0.0 to 1.0, as the tool reports
+    std::string kind;      // table of the current part; empty: no part is in progress
+    int camId = 0;         // camera of the current part; 0 = none
+    long known = 0;        // rows that the current part had when it began
+    long partFiles = 0;    // files that the current part has visited
+    long files = 0;        // files that the whole run has visited
+    long failures = 0;     // until now
+    long refusals = 0;     // until now
 };
 
-constexpr std::size_t kMaxLiveRunBytes =
-    512; // of one block of the file, so that it's written at once
+constexpr std::size_t kMaxLiveRunBytes = 512; // within one block, so that one write stores it
 
-// Tells it, if this process or its parent holds the run lock. A failure is nobody's: a run doesn't
-// depend on being watched.
+// Publishes the state if this process or its parent holds the run lock. A failure is ignored,
+// because a run does not depend on being watched.
 void PublishLiveRun(const LiveRun& live) noexcept;
 
-// Publishes which process does the work from now on, and nothing of the run yet; from here on
-// FindRegisteredRun finds the run.
+// Publishes which process does the work from now on; the rest of the state is still empty. From now
+// on FindRegisteredRun finds the run.
 void PublishBeginning(int pid) noexcept;
 
-// What was told last, by a run that may be over. Nothing where nothing was ever told, or when it
-// is just being written. Throws Error when the file can't be read.
+// The state that was published last, by a run that may have ended. Nothing if none was ever
+// published, or if it is being written at this moment. Throws Error when the file can't be read.
 [[nodiscard]] std::optional<LiveRun> ReadLiveRun();
 
-// Whether a run is in progress, with the third answer.
 struct RunInProgress {
     enum class Answer { Yes, No, Unknown };
     Answer answer = Answer::No;
-    LiveRun live;    // Yes: as far as it has published; 0 where it hasn't
-    std::string why; // Unknown
+    LiveRun live;    // for Yes: what the run has published; 0 for what it hasn't published yet
+    std::string why; // for Unknown: the reason
 };
 
-// The run that is registered at this moment. Takes no lock: a run that begins at this moment is not
-// refused.
+// The run that is registered at this moment. Takes no lock, so that a run that begins at the same
+// moment is not refused.
 [[nodiscard]] RunInProgress FindRegisteredRun();
 
-// Likewise, of every run: one that is not registered (krindexer -o) is seen by its record, which
-// names its process. Where that process is there it is Unknown: its number may be another's by now.
-// Throws Error when the record can't be read.
+// Like FindRegisteredRun, but also finds a run that is not registered (krindexer -o), by its record
+// in the database, which names its process. The answer is Unknown if such a process exists, because
+// another program may have got its process id. Throws Error when the record can't be read.
 [[nodiscard]] RunInProgress FindRunInProgress();
 
 } // namespace recorder

@@ -17,15 +17,15 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// Others wait for as long as transactions take, and then for their next attempt. The fewer
-// transactions, the fewer pauses between them: each pause costs a quarter of the target.
+// A writer waits until a transaction ends, and then until its own next attempt. Longer transactions
+// need fewer pauses: each pause costs a quarter of this time.
 constexpr std::chrono::milliseconds kTargetTime{100};
-// The first transactions are short, as nobody knows yet how quick the machine is. Several of them
-// count as one.
+// The first transactions are short, because the speed of the machine is not known yet. Several of
+// them follow each other without a pause.
 constexpr std::chrono::milliseconds kTimeWithoutPause = kTargetTime / 2;
 constexpr std::size_t kMostBlocks = 16;
 
-// How many blocks the next transaction may have, by the time that the one before took.
+// The number of blocks for the next transaction, from the time that the previous one took.
 std::size_t NextBlocks(std::size_t blocks, Clock::duration took) {
     const auto fitting = blocks * kTargetTime / std::max<Clock::duration>(took, kTargetTime / 4);
     return std::clamp<std::size_t>(static_cast<std::size_t>(fitting), 1,

@@ -8,7 +8,8 @@ namespace recorder {
 
 namespace {
 
-// The same number at both ends: what is read while it is written is not taken for the truth.
+// The number that stands at both ends of the text. A reader rejects a text in which they differ,
+// because it was read while it was being written.
 long NextEdition() {
     static long edition = 0;
     return ++edition;
@@ -35,18 +36,18 @@ void PublishLiveRun(const LiveRun& live) noexcept {
             lock->Write(TextOf(live, lock->CanShowRun()));
         }
     } catch (const std::exception&) {
-        // Out of memory: whoever watches sees what was told before.
+        // Out of memory: observers keep seeing the state that was published before.
     }
 }
 
 void PublishBeginning(int pid) noexcept {
     LiveRun live;
     live.pid = pid;
-    // The record first: whoever sees the mark must not read what the run before has left.
+    // The record comes first: whoever sees the mark must not read the record of the previous run.
     PublishLiveRun(live);
     RunLock* const lock = HeldRunLock();
     if (lock != nullptr && !lock->ShowRun()) {
-        PublishLiveRun(live); // it says so
+        PublishLiveRun(live); // with "mark 0"
     }
 }
 

@@ -1,34 +1,34 @@
-// The run of the re-index tool that this process does, from its beginning to its end, and its
-// record in the databases. What happens in between comes in through taps.h.
+// The run of the re-index tool in this process, from beginning to end, and its record in the
+// databases. What happens during the run is reported through taps.h.
 
 #pragma once
 
 namespace recorder {
 
-// A run begins in this process. `startTm` in seconds since the epoch. From here on its failures are
-// counted, those that were logged since the run before among them; the databases know nothing of it
+// Begins a run in this process. `startTm` is in seconds since the epoch. Failures that were logged
+// since the previous run of this process count as failures of this run. The run is not recorded
 // yet.
 void BeginRun(long startTm);
 
-// Puts the run on record, unless it is already; `waitForLock` as in ExecuteOptions. Throws Error:
-// it can be tried again.
+// Records the run in the database unless that was done before; `waitForLock` as in ExecuteOptions.
+// Throws Error; the call can then be repeated.
 void RecordRun(bool waitForLock = true);
 
-// The number under which this process's run is on record; 0 when it isn't.
+// The recorded number of this process's run; 0 if it is not recorded.
 [[nodiscard]] long RunNumber();
 
-// The share of the run that is done, 0.0 to 1.0.
+// Notes the finished share of the run, 0.0 to 1.0.
 void NoteProgress(double progress);
 
-// The run ends now, and its last part.
+// Ends the run and its current part now, without recording it.
 void EndRun();
 
-// Puts that on record, and forgets removals and parts that were kept for as long as the settings
-// say. Throws Error: CloseRun tries it again.
+// Records the end of the run, and expires removed rows and parts that are older than the settings
+// allow. Throws Error; CloseRun then tries again.
 void RecordRunEnd();
 
-// The process is done with its run: what failed since RecordRunEnd is added to the record. Throws
-// Error.
+// Adds to the record what failed since RecordRunEnd. To be called when the process has nothing left
+// to do for its run. Throws Error.
 void CloseRun();
 
 } // namespace recorder

@@ -12,10 +12,10 @@ namespace recorder {
 
 namespace {
 
-// By number and token.
+// The key is the run's number and token.
 using ChangesByRun = std::map<std::pair<long, long>, std::vector<RunChange>>;
 
-// What the chosen runs did to one table, its ledger counted.
+// Adds the changes of the chosen runs to one table, with the number of rows in the ledger.
 void AddChanges(const MediaTable& table, const std::string& chosen, ChangesByRun& changes) {
     const DBResult_tag rows =
         Execute(table.instance,
@@ -32,8 +32,8 @@ void AddChanges(const MediaTable& table, const std::string& chosen, ChangesByRun
     }
 }
 
-// The changes that no record tells of: it was lost with its database. A record of the same number
-// is of another run.
+// Adds runs for the changes without a record. Such a record was lost with its database; a record
+// with the same number belongs to another run.
 void AddLostRuns(ChangesByRun& changes, std::vector<RunRecord>& runs) {
     for (auto& [identity, itsChanges] : changes) {
         RunRecord run;
@@ -107,7 +107,8 @@ std::optional<RunRecord> NewestOf(const std::string& condition) {
     return FindRun(newest.Long(0, "id"));
 }
 
-// A camera twice in a run, as after "-r 3 -r 3", has its changes with the first part.
+// The part for the changes of a kind and camera. If a run has two parts for one camera, as with
+// "-r 3 -r 3", all changes are shown in the first.
 RunPart& PartOf(std::vector<RunPart>& parts, const std::string& kind, int camId) {
     const auto found = std::find_if(parts.begin(), parts.end(), [&](const RunPart& part) {
         return part.kind == kind && part.camId == camId;

@@ -1,4 +1,4 @@
-// The runs that are on record.
+// The recorded runs.
 
 #pragma once
 
@@ -12,59 +12,59 @@ struct RunChange {
     std::string kind;  // the table
     long added = 0;    // rows
     long removed = 0;  // rows
-    long undoable = 0; // of the rows removed, those that are in the ledger still
+    long undoable = 0; // removed rows that are still in the ledger
 };
 
 struct RunRecord {
     long id = 0;
-    long token = 0;                 // random; its identity, with the id
-    bool isOnRecord = true;         // false: its record was lost; what it removed is known still
+    long token = 0;                 // random; identifies the run together with the id
+    bool isOnRecord = true;         // false: its record was lost, and only its changes are known
     int pid = 0;                    // process that did the work
     long startTm = 0;               // seconds since the epoch
-    std::optional<long> endTm;      // nothing: it hasn't ended, or it was killed
-    long failures = 0;              // known when it has ended
-    long refusals = 0;              // likewise
-    long unlogged = 0;              // lines that the log didn't take: one of the failures
-    std::vector<RunChange> changes; // by table; tables that it didn't change are left out
+    std::optional<long> endTm;      // nothing: the run is in progress or was killed
+    long failures = 0;              // 0 until the run has ended
+    long refusals = 0;              // 0 until the run has ended
+    long unlogged = 0;              // lines that could not be logged; together one of the failures
+    std::vector<RunChange> changes; // one for each table that the run changed
 };
 
-// One kind of media, and one camera where the kind has cameras.
+// A part of a run: one kind of media or, where the kind has cameras, of one camera.
 struct RunPart {
     std::string kind; // the table; empty: the camera couldn't be loaded
-    int camId = 0;    // 0: of no camera, or of cameras that are gone
+    int camId = 0;    // 0: the kind has no cameras, or the part is that of deleted cameras
     long durationMs = 0;
-    long files = 0; // regular files that were looked at
-    long known = 0; // rows that there were before
+    long files = 0; // regular files that were visited
+    long known = 0; // rows when the part began
     long added = 0;
     long removed = 0;
     long failures = 0;
     long refusals = 0;
-    std::string refusal; // why, the first time
+    std::string refusal; // reason of the first refusal
 };
 
-// All throw Error.
+// All functions throw Error.
 
-// Newest first; those whose record was lost are among them.
+// All runs, newest first, including those whose record was lost.
 [[nodiscard]] std::vector<RunRecord> ListRuns();
 
 [[nodiscard]] std::optional<RunRecord> FindRun(long id);
-// All runs of a number: more than one where databases were restored from copies of different times.
-// The one on record, if there is one, comes first.
+// All runs with this number. There can be more than one where databases were restored from copies
+// of different times. The recorded one, if any, comes first.
 [[nodiscard]] std::vector<RunRecord> RunsOfNumber(long id);
 
-// As people and programs are shown it: 16 hexadecimal digits.
+// The identity of the run as users see and type it: 16 hexadecimal digits.
 [[nodiscard]] std::string IdentityText(const RunRecord& run);
 
 [[nodiscard]] std::optional<RunRecord> NewestRun();
-// Of those that a process did, with a higher number than `after`.
+// The newest run of this process with a number higher than `after`.
 [[nodiscard]] std::optional<RunRecord> NewestRunOf(int pid, long after);
 [[nodiscard]] std::optional<RunRecord> NewestEndedRun();
 
-// Of the run on record. In the order of time. Parts of a run that was killed are not on record;
-// what it changed stands in parts of its own, without the rest.
+// The parts of the recorded run with this number, oldest first. A killed run has recorded no parts:
+// it has one for each kind and camera that it changed, with the counts of rows only.
 [[nodiscard]] std::vector<RunPart> PartsOfRun(long id);
 
-// The rows that a run has added and removed so far, of all kinds.
+// The rows of all kinds that a run has added and removed until now.
 struct RunTotals {
     long added = 0;
     long removed = 0;

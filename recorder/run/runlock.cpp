@@ -25,7 +25,7 @@ UniqueFd& UnregisteredRun() {
     return file;
 }
 
-// Who holds the run lock. Only a run shows that it does.
+// The holder of the run lock, for messages. Only a run sets the run mark.
 std::string HolderText() {
     switch (FindRegisteredRun().answer) {
     case RunInProgress::Answer::Yes:
@@ -54,8 +54,8 @@ RunLock RunLock::Take(const std::string& consequence) {
 }
 
 void RunLock::Release() {
-    // Explicitly, not by closing alone: a forked process may hold the same lock. The mark goes
-    // first: who takes the lock next must be able to set it.
+    // Closing is not enough, because a forked process may hold the same lock. The mark is removed
+    // first: the next holder of the lock must be able to set it.
     RemoveRunMark(m_file);
     flock(m_file.Get(), LOCK_UN);
     m_file.Reset();

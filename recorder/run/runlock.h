@@ -1,5 +1,5 @@
-// The lock of the registered run: held by the process that took it and by the children that it
-// forked, released by the kernel when the last of them is gone.
+// The lock of the registered run. It is held by the process that took it and by the children that
+// it forked, and released by the kernel when the last of them ends.
 
 #pragma once
 
@@ -12,25 +12,26 @@ namespace recorder {
 
 class RunLock {
 public:
-    // Nothing when another process holds it. Throws Error when the lock file can't be used.
+    // Takes the lock; nothing if another process holds it. Throws Error when the lock file can't be
+    // used.
     [[nodiscard]] static std::optional<RunLock> TryTake();
 
-    // Likewise; throws Error also when another process holds it: "a run is in progress: ", or what
-    // else is, and what is not done for that reason.
+    // Like TryTake, but also throws Error if another process holds the lock: "a run is in progress:
+    // " (or what else holds it), followed by `consequence`, such as "nothing was restored".
     [[nodiscard]] static RunLock Take(const std::string& consequence);
 
-    // Releases it for every process that shares it.
+    // Releases the lock for every process that shares it.
     void Release();
 
-    // Shows everyone who may read the lock file that a run holds it, until it is released. Whoever
-    // holds the lock without a run (an undo, an adoption) doesn't. False when that isn't possible;
-    // a run doesn't depend on it.
+    // Sets the run mark (runmark.h), which shows that the holder of the lock is a run, until the
+    // lock is released. Other holders (an undo, an adoption) don't set it. Returns false if that
+    // isn't possible; a run doesn't depend on it.
     bool ShowRun() noexcept;
 
-    // False after ShowRun failed.
+    // Returns false after ShowRun failed.
     [[nodiscard]] bool CanShowRun() const { return m_canShowRun; }
 
-    // Puts the text at the beginning of the lock file; a failure leaves what was there.
+    // Writes the text to the beginning of the lock file. After a failure the old text remains.
     void Write(const std::string& text) const noexcept;
 
 private:
@@ -40,8 +41,7 @@ private:
     bool m_canShowRun = true;
 };
 
-// The lock of the run that this process, or the one that it was forked from, has registered; null
-// when there is none.
+// The lock of the run that this process or its parent has registered; null if there is none.
 [[nodiscard]] RunLock* HeldRunLock();
 
 void HoldRunLock(RunLock lock);
@@ -49,8 +49,8 @@ void HoldRunLock(RunLock lock);
 // Releases the held lock, if there is one.
 void ReleaseRunLock();
 
-// Shows that a run without the lock is in progress in this process, until HideUnregisteredRun or
-// the end of the process. A run doesn't depend on it.
+// Shows that this process has an unregistered run in progress, until HideUnregisteredRun or the end
+// of the process. A run doesn't depend on it.
 void ShowUnregisteredRun() noexcept;
 void HideUnregisteredRun() noexcept;
 

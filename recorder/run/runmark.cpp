@@ -53,7 +53,7 @@ bool CanHoldRunMark(const UniqueFd& lockFile) noexcept {
 }
 
 bool HasRunMark(const UniqueFd& lockFile) {
-    // As a reader: another process that holds a shared lock on the byte is no run.
+    // A shared lock is queried: another process that holds a shared lock on the byte is not a run.
     return IsHeld(lockFile, LockOf(kRun, F_RDLCK));
 }
 

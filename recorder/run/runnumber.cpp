@@ -33,14 +33,14 @@ long HighestRunIn(KRDB::DB_INSTANCE instance) {
     return rows.Long(0, "highest");
 }
 
-// Databases that the run may have no need of are neither waited for nor kept open. One that can't
-// be read is passed over: before a run changes it, HoldsRun looks.
+// The run may not need all databases, so none of them is waited for or kept open. A database that
+// can't be read is skipped: HoldsRun checks it before the run changes it.
 long HighestRunInAll() {
     long highest = 0;
     for (const KRDB::DB_INSTANCE instance :
          {KRDB::DB_SYSTEM, KRDB::DB_RECORDING, KRDB::DB_SNAPSHOT}) {
         if (InstancesBeside(instance).front() != instance) {
-            continue; // it was read with that one
+            continue; // it is in the same database as an earlier instance
         }
         try {
             highest = std::max(highest, HighestRunIn(instance));
@@ -51,14 +51,14 @@ long HighestRunInAll() {
     return highest;
 }
 
-// The note may have been restored, too: the databases are always looked at.
+// The stored number may have been restored from a copy, so the databases are always read as well.
 long HighestRunEver() {
     return std::max(HighestNotedId(IdKind::Run).value_or(0), HighestRunInAll());
 }
 
 long NewToken() {
     long token = 0;
-    // So few bytes come whole and uninterrupted, or not at all.
+    // The kernel delivers so few bytes completely and without interruption, or not at all.
     if (getrandom(&token, sizeof token, 0) != static_cast<ssize_t>(sizeof token)) {
         throw SystemError("get random bytes");
     }

@@ -1,8 +1,9 @@
-// The numbers of runs: none is ever used twice, whichever database was lost or restored.
+// The numbers of runs. No number is ever used twice, whichever database was lost or restored.
 //
-// A file beside the databases notes the highest one (recorder/database/idmarks.h). Where that is
-// lost, too, or was restored with a database, the ledgers of the other databases tell. Where one of
-// these is put back later, the token tells two runs of one number apart.
+// A file beside the databases stores the highest number (recorder/database/idmarks.h). If that file
+// is lost, too, or was restored with a database, the ledgers of the other databases show the
+// highest number. If one of those is restored later, the token distinguishes two runs of one
+// number.
 
 #pragma once
 
@@ -11,22 +12,21 @@
 
 namespace recorder {
 
-// Puts a run on record as begun, with a number that no database holds of those that can be read.
-// `waitForLock` as in ExecuteOptions. Throws Error.
+// Records the beginning of a run, under a number that no readable database holds. `waitForLock` as
+// in ExecuteOptions. Throws Error.
 [[nodiscard]] RunIdentity AddRunRecord(long startTm, bool waitForLock);
 
-// To be called before a run changes its first database: from then on no other run gets its number,
-// not even after the machine's sudden end. Throws Error.
+// Must be called before a run changes its first database. From then on no other run gets this
+// number, not even after a power failure. Throws Error.
 void SecureRunNumber(long number);
 
-// Whether the database holds something of a run of this number. Throws Error.
+// Returns whether the database holds changes of a run with this number. Throws Error.
 [[nodiscard]] bool HoldsRun(KRDB::DB_INSTANCE instance, long number);
 
-// Gives the run on record another number, which is returned: one that no database holds. Throws
-// Error.
+// Gives the recorded run a new number, which no database holds, and returns it. Throws Error.
 [[nodiscard]] long RenumberRun(long number);
 
-// Notes the highest numbers that the databases hold. Throws Error.
+// Stores the highest run number that the databases hold in the file beside them. Throws Error.
 void NoteNumbersOfDatabases();
 
 } // namespace recorder

@@ -1,5 +1,5 @@
-// Recognises the statement by which the tool reads a table: the tool does so once for each part of
-// a run, as the part begins.
+// Recognises the statement with which the tool reads a media table. The tool reads a table once for
+// each part of a run, at the beginning of the part.
 
 #pragma once
 
@@ -13,8 +13,8 @@ struct TableRead {
     int camId = 0; // 0 = all rows of the table are read
 };
 
-// What `sql` reads of a media table. Nothing for any other text, also for one of several
-// statements: those after the SELECT may write.
+// The media table that `sql` reads. Nothing for any other text, and for a text of several
+// statements, because those after the SELECT may write.
 [[nodiscard]] std::optional<TableRead> ReadOfMediaTable(const std::string& sql);
 
 } // namespace recorder

@@ -1,6 +1,6 @@
-// The tool's walk tells nobody how far it is, and it takes a folder that can't be read to its end
-// for one that ended. The recorder looks over its shoulder: in the programs that link this, the
-// tool's reading of folders (readdir64_r, which nothing else uses) goes through here.
+// The tool's walk does not report its progress, and it treats a folder that can't be read to its
+// end as one that ended. In the programs that link this file, the tool's calls of readdir64_r,
+// which no other code uses, come here: the recorder counts the files and logs the failures.
 
 #include "recorder/logging/recorderlog.h"
 #include "recorder/run/taps.h"
@@ -14,7 +14,7 @@
 #include <dirent.h>
 #include <unistd.h>
 
-// Their names are the linker's.
+// The linker's option --wrap gives these functions their names.
 extern "C" {
 int ReadEntryOfSystem(DIR* dir, struct dirent64* entry,
                       struct dirent64** result) __asm__("__real_readdir64_r");
@@ -33,7 +33,7 @@ void LogUnreadable(DIR* dir, int error) noexcept {
                            std::string(path.data(), length > 0 ? static_cast<size_t>(length) : 0) +
                            " to its end: " + std::strerror(error));
     } catch (const std::exception&) {
-        // Out of memory: the walk goes on all the same.
+        // Out of memory: the walk continues nevertheless.
     }
 }
 
