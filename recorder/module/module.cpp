@@ -16,8 +16,8 @@ namespace recorder {
 
 namespace {
 
-// Beside the programs, wherever they lie: /usr/sbin, /usr/libexec/kestora, a build's folder. Not by
-// the loader's own search, which the caller's environment can lead elsewhere.
+// The path is relative to the running program, which is in /usr/sbin, /usr/libexec/kestora or a
+// build folder. The loader's own search is not used, because the environment can redirect it.
 std::string ModulePath(const std::string& name) {
     const std::filesystem::path folder = ProgramFolder();
     const std::string file = "lib/kestora/kestora-" + name + ".so";
@@ -30,9 +30,9 @@ std::string ModulePath(const std::string& name) {
     throw Error("the recorder's module " + name + " is missing; expected " + places[0].string());
 }
 
-// The loader neither makes a call again that a signal broke off nor gives its code: it has words.
-bool WasInterrupted(std::string_view complaint) {
-    return complaint.ends_with(std::generic_category().message(EINTR));
+// The loader does not repeat a call that a signal interrupted, and reports the error only as text.
+bool WasInterrupted(std::string_view error) {
+    return error.ends_with(std::generic_category().message(EINTR));
 }
 
 void* Load(const std::string& path) {
@@ -41,9 +41,9 @@ void* Load(const std::string& path) {
         if (module != nullptr) {
             return module;
         }
-        const std::string complaint = dlerror();
-        if (!WasInterrupted(complaint)) {
-            throw Error("can't load the recorder's module: " + complaint);
+        const std::string error = dlerror();
+        if (!WasInterrupted(error)) {
+            throw Error("can't load the recorder's module: " + error);
         }
     }
 }
@@ -58,7 +58,7 @@ void* Symbol(void* module, const std::string& path, const char* symbol) {
 
 void RequireVersion(const char* version, const std::string& path) {
     if (std::string_view(version) != KESTORA_VERSION) {
-        throw Error("can't use the recorder's module " + path + ": it is of version " + version +
+        throw Error("can't use the recorder's module " + path + ": it has version " + version +
                     "; expected " + KESTORA_VERSION);
     }
 }

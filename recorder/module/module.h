@@ -1,8 +1,7 @@
-// Parts of the recorder that not every run needs, each with a family of libraries behind it: they
-// lie in modules, which are loaded when they are first needed. A run that needs none of them starts
-// in a tenth of the time.
+// Modules: parts of the recorder that not every run needs, each of which depends on many libraries.
+// They are loaded at their first use. A run that needs no module starts in a tenth of the time.
 //
-// A module is of one build with the programs: it carries the version, and has one function.
+// A module belongs to one build: it contains the version, and exports one function.
 
 #pragma once
 
@@ -14,8 +13,8 @@ constexpr const char* kMqttModule = "mqtt";
 constexpr const char* kPostgresqlModule = "postgresql";
 constexpr const char* kThumbnailsModule = "thumbnails";
 
-// The function of the module `name` ("mqtt"), which is loaded now if it isn't yet and stays
-// loaded. Throws Error: it isn't where it belongs, can't be loaded, or is of another version.
+// The function of the module `name`, such as "mqtt". Loads the module if necessary; it stays
+// loaded. Throws Error if the module is missing, can't be loaded, or has another version.
 [[nodiscard]] void* ModuleEntry(const std::string& name);
 
 template <typename Function> [[nodiscard]] Function* ModuleFunction(const std::string& name) {

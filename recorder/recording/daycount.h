@@ -6,7 +6,7 @@
 
 namespace recorder {
 
-// As the recording counts have it.
+// An entry of the recording counts.
 struct DayCount {
     int camId = 0;
     long day = 0;   // days since the epoch, UTC, of the start time
@@ -17,15 +17,15 @@ struct DayChange {
     int camId = 0;
     long day = 0;
     long added = 0;   // rows of recordings
-    long removed = 0; // likewise
+    long removed = 0; // rows of recordings
 };
 
-// Both are in no order, and throw Error.
+// Both functions return their entries in no particular order, and throw Error.
 
 [[nodiscard]] std::vector<DayCount> ListDayCounts();
 
-// What a run, named by its number and token, added and removed. Known of the last run that did
-// either.
+// The changes by the run with this number and token. Only those of the last run that changed
+// recordings are stored; nothing is returned for any other run.
 [[nodiscard]] std::vector<DayChange> ChangesByDay(long run, long token);
 
 } // namespace recorder

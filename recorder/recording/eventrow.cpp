@@ -7,7 +7,7 @@
 
 namespace {
 
-// The column takes a signed number; no file is that large.
+// The column is a signed number. No real file exceeds it.
 std::string SizeLiteral(unsigned long long size) {
     constexpr unsigned long long kMax = std::numeric_limits<int64_t>::max();
     return std::to_string(std::min(size, kMax));

@@ -19,7 +19,7 @@ namespace recorder {
 
 namespace {
 
-// A number beyond 32 bits is no camera, and must not become another one's.
+// A number of more than 32 bits is not a camera's id, and must not be narrowed to one.
 int CameraIdOf(const char* text) {
     const int camId = static_cast<int>(std::strtol(text, nullptr, 10));
     if (std::to_string(camId) != text) {
@@ -37,11 +37,11 @@ DBResult_tag SelectFiles(const std::string& table, const std::string& rows) {
                    {.readOnly = true});
 }
 
-// Camera id to the folders, within its half-day folders' folder, and the files in them that the
-// rows name, as texts of the result. A row without a path names none.
+// The folders and files that the rows name, by camera. Folders are relative to the folder that
+// holds the half-day folders. The texts are those of `rows`. A row without a path names no file.
 std::map<int, NamesByFolder> NamedFiles(const DBResult_tag& rows) {
     std::map<int, NamesByFolder> files;
-    Names* names = nullptr; // of the row before, whose folder is most often the next one's, too
+    Names* names = nullptr; // of the previous row: most often the next row has the same folder
     std::string_view camera;
     std::string_view folder;
     for (int row = 0; row < rows.RowCount(); ++row) {
@@ -68,11 +68,11 @@ std::string RecordingFolder(int camId, const std::string& subFolder) {
     return subFolder.empty() ? storage : storage + "/" + subFolder;
 }
 
-// Requires that the folder is readable to its end, or truly absent, and that no file and no link in
-// it has one of these names: a recording that wasn't seen because of a passing failure is not gone,
-// nor is one that was moved and linked to. Returns whether the folder is there.
+// Requires that the folder is completely readable or truly absent, and that no file and no link in
+// it has one of these names. A recording that a run missed because of a temporary failure is not
+// gone, nor is one that was moved and linked to. Returns whether the folder exists.
 bool RequireGone(const std::string& folder, const Names& names) {
-    std::unordered_set<std::string_view> doomed; // of the names, once there is a file at all
+    std::unordered_set<std::string_view> doomed; // the names, filled at the first file
     const FolderListing listing = ListFolder(folder, [&](const FolderEntry& entry) {
         if (!entry.isRegularFile && !entry.isLink) {
             return true;
@@ -82,31 +82,32 @@ bool RequireGone(const std::string& folder, const Names& names) {
         }
         if (doomed.contains(entry.name)) {
             throw Error((entry.isLink ? "the symbolic link " : "the file ") + folder + "/" +
-                        entry.name + " is there");
+                        entry.name + " exists");
         }
         return true;
     });
     return listing != FolderListing::Absent;
 }
 
-// Whether a link on the way to this folder, which rows name, would be in place of a folder that
-// recordings are looked for in.
+// Returns whether the tool searches this folder, so that a link on the way to it would be in place
+// of a folder with recordings.
 bool IsWithinWalked(std::string_view folder) {
     return IsHalfDayName(folder.substr(0, folder.find('/')));
 }
 
-// Demands that a folder behind a link, where no recordings are looked for, is there or truly
-// absent: where the link leads nowhere a disk may be missing.
+// Requires that a folder behind a link, where the tool does not search for recordings, exists or is
+// truly absent. If the link leads nowhere, a disk may be missing.
 void RequireNoDoubt(const std::string& folder) {
     if (ExistingPart(folder) == folder) {
         RequireFolder(folder);
     }
 }
 
-// The same of the folders and files that rows of one camera name. `root` holds the folders.
+// Requires the same for all folders and files that the rows of one camera name. `root` is the
+// folder that holds the half-day folders.
 void RequireGone(const std::string& root, const NamesByFolder& files) {
     if (!RequireGone(root, Names())) {
-        return; // nor is anything in it
+        return; // the folder is absent, and so is everything in it
     }
     for (const auto& [view, names] : files) {
         const std::string folder = view.empty() ? root : root + "/" + std::string(view);
@@ -114,7 +115,7 @@ void RequireGone(const std::string& root, const NamesByFolder& files) {
             RequireGone(folder, IsHalfDayName(std::string(view)) ? names : Names());
         } catch (const LinkInPath&) {
             if (IsWithinWalked(view)) {
-                throw; // the recordings may be behind it, or on a disk that is not mounted there
+                throw; // the recordings may be behind the link, or on a disk that is not mounted
             }
             RequireNoDoubt(folder);
         }

@@ -1,4 +1,4 @@
-// The proof that is asked for before rows are removed because their files are gone.
+// The proof that is required before rows are removed because their files are gone.
 
 #pragma once
 
@@ -11,25 +11,25 @@
 
 namespace recorder {
 
-// Rows of a recording table and the files that they name, read once and looked for as often as it
-// is asked for.
+// Rows of a recording table and the files that they name. The rows are read once; the disk is
+// checked at each call of Require.
 class Evidence {
 public:
-    // `rows` is what stands behind FROM to read them (Database::RowsWithIds). `subFolder` is where
-    // in a camera's storage folder the half-day folders lie, empty for the storage folder itself.
-    // Throws Error.
+    // `rows` is the SQL after FROM that selects the rows (Database::RowsWithIds). `subFolder` is
+    // the folder within the camera's storage folder that holds the half-day folders, empty for the
+    // storage folder itself. Throws Error.
     Evidence(const std::string& table, const std::string& rows, std::string subFolder);
     ~Evidence() = default;
-    // A copy's texts would be those of the original's rows.
+    // A copy would refer to the texts of the original's rows.
     Evidence(const Evidence&) = delete;
     Evidence& operator=(const Evidence&) = delete;
     Evidence(Evidence&&) = default;
     Evidence& operator=(Evidence&&) = default;
 
-    // Looks at the disk now. Throws Error when a camera of the rows can't be loaded, when a folder
-    // is neither readable to its end nor truly absent, or when the file of a row, or a link of its
-    // name, is there where recordings are looked for. Files that can't be seen are not gone, nor
-    // are those behind a link in place of a half-day folder.
+    // Checks the disk now. Throws Error if a camera of the rows can't be loaded, if a folder is
+    // neither completely readable nor truly absent, or if the file of a row, or a link with its
+    // name, exists where the tool searches for recordings. Files that can't be seen are not
+    // considered gone, nor are files behind a link in place of a half-day folder.
     void Require() const;
 
 private:
@@ -37,7 +37,7 @@ private:
     using NamesByFolder = std::map<std::string_view, Names>;
 
     DBResult_tag m_rows;
-    std::map<int, NamesByFolder> m_files; // by camera; its texts are those of the rows
+    std::map<int, NamesByFolder> m_files; // by camera; refers to the texts in m_rows
     std::string m_subFolder;
 };
 

@@ -21,7 +21,7 @@ const char* NameOf(EVENT_UPDATE_ACTION action) {
     return action == EVENT_UPDATE_ADD ? "add" : "unknown";
 }
 
-// `stamp` of the recording counts; `ids` of the recordings, separated by ",".
+// `stamp` is that of the recording counts; `ids` are those of the recordings, separated by ",".
 void AnnounceEventList(int camId, EVENT_UPDATE_ACTION action, unsigned long long stamp,
                        const std::string& ids) {
     Enqueue("event/list",

@@ -1,11 +1,11 @@
-// Word of recordings that a run owes the rest of the package.
+// Messages about recordings, for the rest of the package.
 
 #pragma once
 
 namespace recorder {
 
-// Tells of the recordings that an earlier run added without telling, as it was killed in between.
-// Throws Error when it can't be kept.
+// Enqueues messages about recordings that an earlier run added but did not announce because it was
+// killed. Throws Error when they can't be enqueued.
 void AnnounceRecordings();
 
 } // namespace recorder

@@ -14,7 +14,8 @@ namespace recorder {
 
 namespace {
 
-// The half-day folder and the file name: a volume may be mounted elsewhere tomorrow.
+// The half-day folder and the file name, without the storage folder: a volume can be mounted
+// elsewhere later.
 std::string RowPath(const std::string& fullPath) {
     return GetBaseName(GetDirPath(fullPath)) + "/" + GetBaseName(fullPath);
 }
@@ -27,7 +28,7 @@ uint64_t FileSize(const std::string& path) {
     return static_cast<uint64_t>(st.st_size);
 }
 
-// A file that is there has a size, whether or not it can be opened: then it is asked for by name.
+// A file that can't be opened still has a size, which is then read by its name.
 FileSource OpenRecording(Reidx::RecInfo& info, const std::string& fullPath) {
     try {
         return FileSource(fullPath);
@@ -46,7 +47,7 @@ void FillFromContainer(Reidx::RecInfo& info, const ContainerInfo& container) {
     info.imgHeight = container.height;
 }
 
-// The size comes with the opened file, which saves asking for it by name.
+// The opened file already has the size, which saves a system call.
 void FillFromFile(Reidx::RecInfo& info, const std::string& fullPath, ContainerKind kind) {
     FileSource source = OpenRecording(info, fullPath);
     info.size = static_cast<uint64_t>(source.Size());
@@ -54,7 +55,8 @@ void FillFromFile(Reidx::RecInfo& info, const std::string& fullPath, ContainerKi
 }
 
 void Fill(Reidx::RecInfo& info, const std::string& fullPath) {
-    // First what needs no disk: a failing one must not cost the recording its day.
+    // The start time comes from the name, without the disk: a failing disk must not put the
+    // recording on the wrong day.
     const std::optional<int64_t> startTm = StartTmOfName(fullPath);
     info.startTm = startTm.value_or(0);
     info.endTm = info.startTm;

@@ -26,8 +26,8 @@ long DayOf(long startTm) {
            kSecondsPerDay;
 }
 
-// The days that recordings are added to are counted anew rather than raised: a row that was there
-// already isn't counted twice.
+// Days to which recordings were added are counted again, not increased, so that a row that existed
+// before is not counted twice.
 std::string CountSql(const std::set<std::pair<int, long>>& cameraDays, unsigned long long stamp) {
     std::string sql;
     for (const auto& [camId, day] : cameraDays) {
@@ -43,9 +43,9 @@ std::string CountSql(const std::set<std::pair<int, long>>& cameraDays, unsigned 
     return sql;
 }
 
-// Only what differs is written: on a recorder that is in line the statement changes nothing. From
-// the first recording of a day the index leads to that of the next one, so that the recordings are
-// counted without being sorted.
+// Only counts that differ are written: if all of them are right, nothing changes. The recursion
+// steps through the index from the first recording of a day to the first one of the next day, so
+// that recordings are counted without being sorted.
 constexpr const char* kRecountSql =
     "INSERT INTO recording_count (camera_id, day, count, stamp) "
     "WITH RECURSIVE first (id) AS ("

@@ -27,7 +27,7 @@ void CheckFilter(const EventFilterParam& filter) {
     }
 }
 
-// The ids come in the order of a hash map. An engine finds sorted ones in half the time.
+// The ids arrive in the order of a hash map. The engines find sorted ids in half the time.
 std::vector<long> SortedIds(const std::string& idList) {
     std::vector<long> ids;
     const char* const end = idList.data() + idList.size();
@@ -46,7 +46,7 @@ std::vector<long> SortedIds(const std::string& idList) {
     return ids;
 }
 
-// The rows as they are in blocks.
+// The evidence for the rows in blocks of kRowsOfBlock.
 std::vector<Evidence> ReadEvidence(const std::string& table, const std::vector<long>& ids,
                                    const std::string& restriction, const std::string& subFolder) {
     std::vector<Evidence> evidence;
@@ -60,7 +60,7 @@ std::vector<Evidence> ReadEvidence(const std::string& table, const std::vector<l
     return evidence;
 }
 
-// `removed` of `rows` have gone.
+// `removed` of `rows` rows have been removed before, for the message.
 void RequireEvidence(std::span<const Evidence> blocks, std::size_t removed, std::size_t rows) {
     try {
         for (const Evidence& block : blocks) {
@@ -73,9 +73,9 @@ void RequireEvidence(std::span<const Evidence> blocks, std::size_t removed, std:
     }
 }
 
-// Removes the rows with these ids, as far as the SQL restriction allows, once it is proven for all
-// of them that they may go; and for those of each transaction again, as a disk can go and a file
-// can come between two.
+// Removes the rows with these ids that fulfil the SQL restriction, after the evidence for all of
+// them was checked. It is checked again before each transaction for the rows in it, because a disk
+// can disappear or a file appear between two transactions.
 int RemoveUnreferenced(const std::string& table, const std::vector<long>& ids,
                        const std::string& restriction, const std::string& subFolder) {
     const std::vector<Evidence> evidence = ReadEvidence(table, ids, restriction, subFolder);

@@ -27,7 +27,7 @@ constexpr mode_t kFolderMode = 0750;
 std::vector<uint8_t> ReadPicture(const std::string& path) {
     FileSource source(path);
     if (source.Size() > kMaxPictureBytes) {
-        throw Error("it has " + std::to_string(source.Size()) + " bytes; expected at most " +
+        throw Error("the file has " + std::to_string(source.Size()) + " bytes; expected at most " +
                     std::to_string(kMaxPictureBytes));
     }
     std::vector<uint8_t> bytes(static_cast<std::size_t>(source.Size()));
@@ -36,7 +36,7 @@ std::vector<uint8_t> ReadPicture(const std::string& path) {
         const std::size_t length =
             source.ReadAt(static_cast<int64_t>(filled), std::span(bytes).subspan(filled));
         if (length == 0) {
-            break; // it was cut meanwhile
+            break; // the file was truncated while being read
         }
         filled += length;
     }
@@ -44,8 +44,8 @@ std::vector<uint8_t> ReadPicture(const std::string& path) {
     return bytes;
 }
 
-// Opens the folder for thumbnails of the pictures in a folder, which is made if it is missing;
-// never through a link.
+// Opens the folder for thumbnails within a folder of pictures, never through a link. Creates it if
+// it does not exist.
 UniqueFd OpenThumbnailFolder(const std::string& picturesPath) {
     const std::string path = picturesPath + "/" + kThumbnailDirName;
     const UniqueFd pictures(Uninterrupted(
@@ -58,12 +58,12 @@ UniqueFd OpenThumbnailFolder(const std::string& picturesPath) {
         if (Uninterrupted(
                 [&] { return mkdirat(pictures.Get(), kThumbnailDirName, kFolderMode); }) != 0 &&
             errno != EEXIST) {
-            throw SystemError("make folder " + path);
+            throw SystemError("create folder " + path);
         }
         folder = OpenSubFolder(pictures, kThumbnailDirName, path, FolderUse::List);
     }
     if (!folder.IsOpen()) {
-        throw Error("can't open folder " + path + ": it went away");
+        throw Error("can't open folder " + path + ": it was removed");
     }
     return folder;
 }

@@ -14,13 +14,13 @@ namespace recorder {
 
 namespace {
 
-// Ids are texts: a number beyond 32 bits is no camera, but it is named.
+// Ids are texts: a number of more than 32 bits is not a camera's id, but rows can contain it.
 struct EventsNow {
-    std::vector<std::string> cameras; // that events name
-    std::string newest;               // of events; empty when there is none
+    std::vector<std::string> cameras; // every camera id that an event has
+    std::string newest;               // highest id of an event; empty if there are no events
 };
 
-// Each camera is found by a step in the index, so that what is asked costs no scan of the table.
+// The recursion finds each camera by one step in the index, without a scan of the table.
 EventsNow ReadEventsNow() {
     const DBResult_tag rows =
         Execute(KRDB::DB_RECORDING,
@@ -39,7 +39,7 @@ EventsNow ReadEventsNow() {
     return events;
 }
 
-// Of those ids the ones that no camera has, separated by ", ".
+// The ids that no camera has, separated by ", ".
 std::string WithoutCamera(const std::vector<std::string>& ids,
                           const std::vector<CameraRow>& cameras) {
     std::string gone;
@@ -54,7 +54,8 @@ std::string WithoutCamera(const std::vector<std::string>& ids,
     return gone;
 }
 
-// Which of the cameras that events name are gone, as WithoutCamera tells.
+// The camera ids of events that no camera has, separated by ", ". Throws Error if the camera table
+// is empty.
 std::string GoneCameras(const EventsNow& events) {
     const std::vector<CameraRow> cameras = ListCameras();
     if (cameras.empty()) {
@@ -80,7 +81,7 @@ std::vector<long> IdsOfEvents(const std::string& condition) {
 
 void RemoveEventsOfInvalidCameras() {
     BeginPart(gszTableEvent, 0);
-    // Asked before the cameras are: a camera that is added meanwhile has newer events only.
+    // Events are read before the cameras: a camera that is added in between has only newer events.
     const EventsNow events = ReadEventsNow();
     if (events.cameras.empty()) {
         return;
@@ -91,7 +92,7 @@ void RemoveEventsOfInvalidCameras() {
     }
     const std::vector<long> ids =
         IdsOfEvents("camera_id IN (" + gone + ") AND id <= " + events.newest);
-    // Asked again for each transaction, as a camera can come back between two.
+    // The cameras are read again for each transaction, because one can be added between two.
     RemoveRows(KRDB::DB_RECORDING, gszTableEvent, ids, [&](std::size_t, std::size_t) {
         const std::string stillGone = GoneCameras(events);
         return stillGone.empty() ? " AND 1 = 0" : " AND camera_id IN (" + stillGone + ")";

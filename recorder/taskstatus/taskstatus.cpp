@@ -30,8 +30,8 @@ struct Assignment {
     std::string literal;
 };
 
-// Writes columns of the task's row, which is made where there is none yet. Nothing of it outlives
-// the machine that the run is on, so the disk isn't waited for.
+// Writes columns of the task's row, which is created if it does not exist. The row is meaningless
+// after a restart of the machine, so the transaction does not wait for the disk.
 void UpdateTask(const std::vector<Assignment>& assignments) {
     RequireLog();
     std::string columns = "name";
@@ -49,7 +49,7 @@ void UpdateTask(const std::vector<Assignment>& assignments) {
             {.awaitDisk = false});
 }
 
-// Whether anything may be done at all.
+// Returns whether changes are allowed: what can't be logged is not done.
 bool IsLogged() {
     return LogExceptions(false, [] {
         RequireLog();
@@ -63,13 +63,13 @@ int Refuse(int reason, const std::string& message) {
 }
 
 int Register() {
-    RequireUsableIdMarks(); // without it no run can be recorded, so nothing could be changed
+    RequireUsableIdMarks(); // without that file no run can be recorded and nothing can be changed
     std::optional<RunLock> lock = RunLock::TryTake();
     if (!lock) {
         return Refuse(EX_TEMPFAIL, "another run is registered as the reindex task");
     }
     HoldRunLock(std::move(*lock));
-    PublishBeginning(getpid()); // at once: the database may have to be waited for
+    PublishBeginning(getpid()); // first, because the next statement may wait for the database
     try {
         UpdateTask({{"registered", "1"}, {"progress", "'0'"}, {"pid", std::to_string(getpid())}});
     } catch (const std::exception&) {
@@ -96,11 +96,11 @@ int RegTaskStart() {
 
 void RegTaskDone() {
     if (recorder::HeldRunLock() == nullptr) {
-        return; // the row is another run's
+        return; // the row belongs to another run
     }
     recorder::LogExceptions([] { recorder::UpdateTask({{"registered", "0"}}); });
     recorder::ReleaseRunLock();
-    recorder::PublishQueuedMessages(); // nobody who waits for the lock waits for the broker
+    recorder::PublishQueuedMessages(); // after the release: the lock must not wait for the broker
 }
 
 void SetTaskPid(int pid) {
@@ -148,7 +148,7 @@ void RecordTaskStatusToConf(long startTime, int recordingCount, bool done) {
     });
     if (done) {
         recorder::LogExceptions([] {
-            // A run of other media doesn't open the recordings' database for the journal's sake.
+            // Without a broker, a run of other media does not open the recordings' database.
             if (recorder::IsOpen(KRDB::DB_RECORDING) ||
                 recorder::GetSettings().notifications.broker) {
                 recorder::AnnounceRecordings();
@@ -157,7 +157,7 @@ void RecordTaskStatusToConf(long startTime, int recordingCount, bool done) {
         recorder::LogExceptions(recorder::CloseRun);
         recorder::HideUnregisteredRun();
         if (recorder::HeldRunLock() == nullptr) {
-            recorder::PublishQueuedMessages(); // otherwise RegTaskDone does, at the very end
+            recorder::PublishQueuedMessages(); // with a lock, RegTaskDone does this
         }
     }
 }

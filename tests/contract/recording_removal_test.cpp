@@ -158,7 +158,7 @@ TEST_F(RecordingRemoval, DeletesNothingIfALinkHasTheNameOfAFile) {
     EXPECT_NE(Delete("1,3"), 0);
 
     ExpectNothingDeleted();
-    EXPECT_THAT(LogLinesWith("the symbolic link " + Scratch("one/20140312AM/a") + " is there"),
+    EXPECT_THAT(LogLinesWith("the symbolic link " + Scratch("one/20140312AM/a") + " exists"),
                 SizeIs(1));
     EXPECT_EQ(Delete("3"), 0);
 }

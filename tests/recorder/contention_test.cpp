@@ -135,7 +135,7 @@ TEST_F(ContentionRemoval, StopsAtAFileThatAppearsBetweenTwoTransactionsAndIsComp
 
     EXPECT_EQ(child.Wait(), 0);
     EXPECT_THAT(EventIds(), ElementsAre(world::Row{std::to_string(kBlock + 1)}));
-    EXPECT_THAT(LogLinesWith("rows are removed: the file " + file + " is there"), SizeIs(1));
+    EXPECT_THAT(LogLinesWith("rows are removed: the file " + file + " exists"), SizeIs(1));
     ExpectRemovedOnRecord(kBlock);
 
     std::filesystem::remove(file);
