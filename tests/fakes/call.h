@@ -1,4 +1,4 @@
-// The text of a call in the transcript.
+// Records calls in the transcript.
 
 #pragma once
 
@@ -30,26 +30,27 @@ inline std::string Text(const std::string& value) {
     return Quoted(value);
 }
 
-// A word that stands for itself: "null", "result".
-inline std::string Text(const char* word) {
-    return word;
+// A symbol such as "null" or "result", which is not quoted.
+inline std::string Text(const char* symbol) {
+    return symbol;
 }
 
-// NAME(argument, argument): texts are quoted, words are not.
+// The line "NAME(ARGUMENT, ARGUMENT)"; texts are quoted, symbols are not.
 template <typename... Args> std::string Call(const std::string& name, const Args&... args) {
     std::string text;
     ((text += (text.empty() ? "" : ", ") + Text(args)), ...);
     return name + "(" + text + ")";
 }
 
-// A call that others notice.
+// Records a call that other parts of the recorder or the disk notice, and returns its scripted
+// result.
 template <typename... Args> int RecordCall(const std::string& name, const Args&... args) {
     ScriptedPlatform& platform = Platform();
     platform.Record(name, Call(name, args...), ScriptedPlatform::Weight::Call);
     return platform.Answer(name);
 }
 
-// A call of a pure helper.
+// Records a call of a pure helper.
 template <typename... Args> void RecordDetail(const std::string& name, const Args&... args) {
     Platform().Record(name, Call(name, args...), ScriptedPlatform::Weight::Detail);
 }

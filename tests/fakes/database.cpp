@@ -13,7 +13,7 @@ const char* const gszTableAlertEvent = "alert_event";
 
 namespace {
 
-const char* ResultWord(DBResult_tag* const* result) {
+const char* SymbolOf(DBResult_tag* const* result) {
     if (result == nullptr) {
         return "null";
     }
@@ -31,8 +31,8 @@ bool IsRowId(const std::string& text) {
 int KRDB::Execute(DB_INSTANCE db, std::string sql, DBResult_tag** result, bool readOnly,
                   bool transaction, bool waitForLock, bool logError) {
     fakes::ScriptedPlatform& platform = fakes::Platform();
-    int failed = fakes::RecordCall("Execute", static_cast<int>(db), sql, ResultWord(result),
-                                   readOnly, transaction, waitForLock, logError);
+    int failed = fakes::RecordCall("Execute", static_cast<int>(db), sql, SymbolOf(result), readOnly,
+                                   transaction, waitForLock, logError);
     if (failed == 0 && db == DB_NONE) {
         failed = -1;
     }
@@ -51,7 +51,7 @@ int KRDBFetchRow(DBResult_tag* result, int* row) {
         *row = -1;
         return 1;
     }
-    if (result->next > 0) { // what a caller still holds of the row before is gone
+    if (result->next > 0) { // the fields of the previous row become invalid
         result->rows.fields[static_cast<std::size_t>(result->next - 1)].clear();
     }
     *row = result->next++;

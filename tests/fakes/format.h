@@ -1,4 +1,4 @@
-// The text that printf would write, from a list of arguments.
+// Formats like printf, from a list of arguments.
 
 #pragma once
 

@@ -47,8 +47,8 @@ void KRPrintf(LOG_TYPE type, const char* categ, const char* level, const char* f
     const std::string text = fakes::Format(format, args);
     va_end(args);
 
-    const auto optional = [](const char* word) {
-        return word == nullptr ? fakes::Field() : fakes::Field(word);
+    const auto optional = [](const char* name) {
+        return name == nullptr ? fakes::Field() : fakes::Field(name);
     };
     fakes::Platform().messages.push_back(
         {type, optional(categ), optional(level), file, line, func, format, text});

@@ -53,7 +53,7 @@ bool IsEmpty(const Reidx::RecInfo& info) {
            !info.alert && info.path.empty();
 }
 
-// What a recording's name and status tell.
+// The properties that a recording's name and file status contain.
 Reidx::RecInfo InfoFromFile(const std::filesystem::path& file, bool alert) {
     Reidx::RecInfo info;
     std::error_code error;

@@ -22,8 +22,8 @@ std::string Replaced(std::string text, const std::string& from, const std::strin
 std::string MessageLine(std::string_view categ, std::string_view level, std::string_view file,
                         std::string_view func, std::string_view text) {
     std::string line = "KRPrintf(0";
-    for (const std::string_view word : {categ, level, file, func}) {
-        line.append(", ").append(word);
+    for (const std::string_view argument : {categ, level, file, func}) {
+        line.append(", ").append(argument);
     }
     return line + ", " + Quoted(text) + ")";
 }
@@ -54,8 +54,8 @@ void ScriptedPlatform::FailAlways(const std::string& operation, int value) {
     m_lastingFailures[operation] = value;
 }
 
-void ScriptedPlatform::Abbreviate(const std::string& path, const std::string& word) {
-    m_abbreviations.emplace_back(path, word);
+void ScriptedPlatform::Abbreviate(const std::string& path, const std::string& name) {
+    m_abbreviations.emplace_back(path, name);
 }
 
 std::string ScriptedPlatform::Transcript() const {
@@ -109,7 +109,7 @@ void ScriptedPlatform::Record(const std::string& operation, const std::string& l
     std::string text = Abbreviated(line);
     m_lines.push_back({text, weight});
     if (m_journalFd != -1 && weight == Weight::Call) {
-        // One write to a file opened for appending: lines of two processes never mix.
+        // Each line is one write to a file opened for appending: lines of two processes never mix.
         text = (getpid() == m_owner ? "parent: " : "child: ") + text + "\n";
         if (write(m_journalFd, text.data(), text.size()) < 0) {
             _exit(99);
@@ -141,8 +141,8 @@ bool ScriptedPlatform::Free(DBResult_tag* result) {
 }
 
 std::string ScriptedPlatform::Abbreviated(std::string text) const {
-    for (const auto& [path, word] : m_abbreviations) {
-        text = Replaced(text, path, word);
+    for (const auto& [path, name] : m_abbreviations) {
+        text = Replaced(text, path, name);
     }
     return text;
 }

@@ -1,9 +1,9 @@
-// The scripted platform: an implementation of platform/*.h that does what a test tells it and keeps
-// a transcript of every call, one line each, so that a test states the exact conversation.
+// The scripted platform: an implementation of platform/*.h that follows a test's script and records
+// every call as one line of a transcript, so that a test can state the exact sequence of calls.
 //
-// It behaves as the headers promise unless the script says otherwise. Where the promise is about
-// the disk (folders, existence of files) it looks at the real disk; databases, cameras, recordings
-// and the task store are what the script holds.
+// The platform fulfils the contract in the headers unless the script overrides it. Operations on
+// folders and files use the real disk; databases, cameras, recordings and the task come from the
+// script.
 
 #pragma once
 
@@ -28,18 +28,18 @@
 
 namespace fakes {
 
-using Field = std::optional<std::string>; // nothing: NULL
+using Field = std::optional<std::string>; // nullopt: NULL
 
-// What a query yields.
+// The result of a query.
 struct Rows {
     std::vector<std::string> columns;
     std::vector<std::vector<Field>> fields;
 };
 
-// Rows with the columns "id" and "path", as the indexers ask for them.
+// Rows with the columns "id" and "path", which the indexers select.
 Rows IdPathRows(const std::vector<std::pair<Field, Field>>& rows);
 
-// A result row for each inserted row, with the column "id".
+// Rows with the column "id", the result of an INSERT.
 Rows IdRows(const std::vector<Field>& ids);
 
 // One call of KRPrintf.
@@ -66,43 +66,43 @@ public:
     // --- the script -----------------------------------------------------------------------------
 
     std::map<int, std::string> cameras;          // id to storage folder
-    std::optional<std::list<int>> cameraIds;     // what CamGetIdList gives; else all of `cameras`
-    std::map<std::string, Rows> queries;         // what a SELECT of exactly this text yields
-    std::deque<Rows> insertResults;              // what the next INSERT texts yield; else new ids
-    std::map<std::string, Reidx::RecInfo> infos; // full path to properties; else from the name
+    std::optional<std::list<int>> cameraIds;     // CamGetIdList's result; default: all `cameras`
+    std::map<std::string, Rows> queries;         // the result of a SELECT with exactly this text
+    std::deque<Rows> insertResults;              // results of the next INSERTs; default: new ids
+    std::map<std::string, Reidx::RecInfo> infos; // by full path; default: from name and status
     std::string snapshotFolder;
-    std::map<std::string, std::list<std::string>> subFolders; // what a folder's listing yields, in
-                                                              // this order; else what is on disk
-    std::vector<std::list<std::string>> listsHandedOver; // to each listing of folders, as they were
-    bool resultDespiteFailure = false; // a failed Execute hands out a result all the same
-    bool noResult = false;             // a successful Execute hands out none
-    bool rawRowIds = false;            // an "id" that is no row id is delivered as it stands
+    std::map<std::string, std::list<std::string>> subFolders; // by folder, in the listed order;
+                                                              // default: the folders on the disk
+    std::vector<std::list<std::string>> listsHandedOver;      // the lists passed to GetDirsInDir
+    bool resultDespiteFailure = false;                        // a failed Execute sets a result
+    bool noResult = false;                                    // a successful Execute sets no result
+    bool rawRowIds = false;                                   // invalid ids are not withheld
 
     // Called with the operation's name before a call is recorded and answered.
     std::function<void(std::string_view)> beforeCall;
 
-    // The nth call of this operation from now on (the next is 1) answers `value`.
+    // Makes the nth call of this operation from now on (the next is 1) return `value`.
     void Fail(const std::string& operation, int nth = 1, int value = -1);
     void FailAlways(const std::string& operation, int value = -1);
 
-    // Puts a short word in place of a path that differs from run to run.
-    void Abbreviate(const std::string& path, const std::string& word);
+    // Replaces a path that differs from run to run by a short name in the transcript.
+    void Abbreviate(const std::string& path, const std::string& name);
 
-    // Appends every line, led by "child: " in another process than this one, to an open file.
+    // Also appends every line to an open file, after "parent: " or, in a forked process, "child: ".
     void KeepJournal(int fd) { m_journalFd = fd; }
 
     // --- the transcript -------------------------------------------------------------------------
 
-    // The calls that the recorder's other parts or the disk take notice of, one a line.
+    // The calls that other parts of the recorder or the disk notice, one per line.
     [[nodiscard]] std::string Transcript() const;
 
-    // Every call, those of pure helpers and of reading a result's rows too.
+    // All calls, including those of pure helpers and of reading a result's rows.
     [[nodiscard]] std::string FullTranscript() const;
 
     // The lines of the transcript that begin with this text.
     [[nodiscard]] std::string LinesOf(std::string_view beginning) const;
 
-    // The lines of the messages of a source file; of one of its functions where one is named.
+    // The lines of the messages of a source file, or of one of its functions if one is named.
     [[nodiscard]] std::string MessagesOf(std::string_view file, std::string_view func = "") const;
 
     [[nodiscard]] int CallCnt(const std::string& operation) const;
@@ -111,29 +111,29 @@ public:
     std::vector<Message> messages;
     std::vector<Statement> statements;
     std::vector<double> progressValues;
-    std::vector<Camera> notifiedCameras; // as NotifyEventListUpdate was handed them
+    std::vector<Camera> notifiedCameras; // the arguments of NotifyEventListUpdate
 
     // --- for the operations ---------------------------------------------------------------------
 
     enum class Weight { Call, Detail };
 
-    // Writes a line and counts the call.
+    // Adds a line to the transcript and counts the call.
     void Record(const std::string& operation, const std::string& line, Weight weight);
 
-    // A line that is no call of the platform's.
+    // Adds a line that is not a call of the platform.
     void Note(const std::string& line);
 
-    // The scripted answer to the call that was just recorded; 0 where none was scripted.
+    // The scripted result of the call that was just recorded; 0 by default.
     [[nodiscard]] int Answer(const std::string& operation) const;
 
     [[nodiscard]] DBResult_tag* NewResult(const std::string& sql);
 
-    // True when the result was still held by somebody.
+    // Returns true if the result was not freed before.
     bool Free(DBResult_tag* result);
     [[nodiscard]] std::size_t LiveResultCnt() const { return m_live.size(); }
 
     double progress = 0.0;
-    unsigned long long stamp = 0; // of the last update of the recording counts
+    unsigned long long stamp = 0; // the last update of the recording counts
     int lastRowId = 1000;
 
 private:
@@ -151,7 +151,7 @@ private:
     std::map<std::pair<std::string, int>, int> m_failures;
     std::map<std::string, int> m_lastingFailures;
     std::vector<std::pair<std::string, std::string>> m_abbreviations;
-    std::vector<std::unique_ptr<DBResult_tag>> m_results; // until the reset, freed or not
+    std::vector<std::unique_ptr<DBResult_tag>> m_results; // all results, also freed ones
     std::vector<DBResult_tag*> m_live;
     int m_journalFd = -1;
     pid_t m_owner = 0;
@@ -159,26 +159,26 @@ private:
     friend void ResetPlatform();
 };
 
-// The one platform of a test program.
+// The platform of the test program.
 ScriptedPlatform& Platform();
 
-// An empty script and an empty transcript; no log configuration.
+// Clears the script, the transcript and the log configuration.
 void ResetPlatform();
 
-// The number of statements in a text: the ";" outside of quotes.
+// The number of statements in a text: of the semicolons outside quotes.
 std::size_t StatementCnt(std::string_view sql);
 
-// A text in double quotes, with escapes as in a C++ literal.
+// The text in double quotes, with escapes like in a C++ literal.
 std::string Quoted(std::string_view text);
 
-// The lines of a transcript, as Transcript() gives them.
+// The lines joined in the form of Transcript().
 std::string Lines(std::initializer_list<std::string> lines);
 
-// The transcript's line of a gated message.
+// The transcript's line of a message with a category and a level.
 std::string Log(std::string_view level, std::string_view file, std::string_view func,
                 std::string_view text);
 
-// The transcript's line of a message that no configuration suppresses.
+// The transcript's line of a message without a level, which is always logged.
 std::string LogAlways(std::string_view file, std::string_view func, std::string_view text);
 
 } // namespace fakes

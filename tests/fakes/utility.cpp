@@ -20,13 +20,13 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// What a recorder says of a failure.
+// Logs a failure like a recorder does.
 void LogFailure(const char* func, const std::string& text) {
     KRPrintf(LOG_TYPE_DEFAULT, Enum2String(LOG_CATEG_RECORDER), Enum2String(LOG_LEVEL_ERROR),
              "utility", __LINE__, func, "%s\n", text.c_str());
 }
 
-// A compiled pattern; matches nothing when it could not be compiled.
+// A compiled pattern. Matches nothing if the pattern is invalid.
 class Pattern {
 public:
     explicit Pattern(const std::string& text)
@@ -64,13 +64,13 @@ const Pattern& CompiledPattern(const std::string& text) {
     return *pattern;
 }
 
-// True where it is certain that there is nothing of that kind.
-bool IsCertain(const fs::file_status& status, const std::error_code& error) {
+// True if the entry's kind, or that it does not exist, could be determined.
+bool IsKnown(const fs::file_status& status, const std::error_code& error) {
     return status.type() != fs::file_type::none || error == std::errc::no_such_file_or_directory ||
            error == std::errc::not_a_directory;
 }
 
-// Appends the matching sub-folders, sorted; false when a folder could not be read to its end.
+// Appends the matching sub-folders, sorted. Returns false if a folder can't be read to its end.
 bool ListDirs(const fs::path& dir, const fs::path& shown, bool recursive, const Pattern* pattern,
               std::vector<std::string>& found) {
     std::error_code error;
@@ -118,14 +118,14 @@ bool IsExistDir(const std::string& path) {
     fakes::RecordCall("IsExistDir", path);
     std::error_code error;
     const fs::file_status status = fs::status(path, error);
-    return fs::is_directory(status) || !IsCertain(status, error);
+    return fs::is_directory(status) || !IsKnown(status, error);
 }
 
 bool IsFileExist(const std::string& path) {
     fakes::RecordCall("IsFileExist", path);
     std::error_code error;
     const fs::file_status status = fs::status(path, error);
-    return fs::is_regular_file(status) || !IsCertain(status, error);
+    return fs::is_regular_file(status) || !IsKnown(status, error);
 }
 
 bool IsDirEmpty(const std::string& path) {

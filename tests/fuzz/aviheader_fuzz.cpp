@@ -1,5 +1,5 @@
-// The reader of ordinary avi recordings on foreign bytes. Where it answers, libavformat gives the
-// same answer: it refuses no recording for its index.
+// The reader of ordinary avi recordings with untrusted bytes. If it gives an answer, libavformat
+// gives the same one: libavformat refuses no recording because of its index.
 
 #include "recorder/container/aviheader.h"
 #include "tests/fuzz/sameanswer.h"

@@ -1,4 +1,4 @@
-// The judge of containers out of the ordinary on foreign bytes, as each of the kinds that it knows.
+// The reader that uses libavformat, with untrusted bytes as each kind of container.
 
 #include "recorder/container/avcontainer.h"
 #include "recorder/support/error.h"
@@ -18,7 +18,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
                 __builtin_trap();
             }
         } catch (const recorder::Error&) {
-            // Refused with a reason, as it should be.
+            // Refusing the bytes is correct.
         }
     }
     return 0;

@@ -1,4 +1,4 @@
-// The identity in a camera's storage folder, as it may lie on any disk that is plugged in.
+// The identity file of a camera, with untrusted bytes from any disk.
 
 #include "recorder/camera/cameraidentity.h"
 #include "recorder/support/error.h"
@@ -14,7 +14,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     try {
         const recorder::CameraIdentity identity = recorder::ParseCameraIdentity(text, "fuzz");
         if (identity.id < 1 || recorder::CameraIdentityText(identity) != text) {
-            __builtin_trap(); // what is read is what would be written
+            __builtin_trap(); // writing the identity gives the same text
         }
     } catch (const recorder::Error& error) {
         if (!std::string_view(error.what()).starts_with("the file fuzz holds no")) {

@@ -1,6 +1,6 @@
-// The reader of ordinary mp4 recordings on foreign bytes. Where it answers, libavformat gives the
-// same answer, or refuses the recording for what is wrong within its sample tables or its tags:
-// those are passed over. Without them libavformat gives an answer, too.
+// The reader of ordinary mp4 recordings with untrusted bytes. If it gives an answer, libavformat
+// gives the same one, or refuses the recording because of damage in the sample tables or tags,
+// which the reader skips. Without the tables and tags libavformat gives an answer.
 
 #include "recorder/container/mp4header.h"
 #include "tests/fuzz/sameanswer.h"
@@ -14,20 +14,20 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 
 namespace {
 
-// The recording with every box that is named like a table, or like the box of tags, renamed to one
-// that is passed over.
+// The recording with the names of all tables and of the box of tags replaced by the name of a box
+// that is skipped.
 std::vector<uint8_t> WithoutTables(const uint8_t* data, size_t size) {
     constexpr std::array<std::string_view, 11> kTables{
         "stts", "ctts", "cslg", "stss", "stsc", "stsz", "stco", "co64", "sgpd", "sbgp", "udta"};
-    constexpr std::string_view kPassedOver = "free";
+    constexpr std::string_view kSkipped = "free";
     std::vector<uint8_t> bytes(data, data + size);
     for (const std::string_view table : kTables) {
-        for (auto at = bytes.begin();; at += static_cast<std::ptrdiff_t>(kPassedOver.size())) {
+        for (auto at = bytes.begin();; at += static_cast<std::ptrdiff_t>(kSkipped.size())) {
             at = std::search(at, bytes.end(), table.begin(), table.end());
             if (at == bytes.end()) {
                 break;
             }
-            std::copy(kPassedOver.begin(), kPassedOver.end(), at);
+            std::copy(kSkipped.begin(), kSkipped.end(), at);
         }
     }
     return bytes;

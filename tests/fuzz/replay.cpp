@@ -1,5 +1,5 @@
-// Runs a fuzz target on every file of a folder: each seed, and each input that was once a finding,
-// is an ordinary test.
+// Runs a fuzz target on every file of a folder, so that seeds and inputs that once failed are
+// ordinary tests.
 
 #include <cstdint>
 #include <cstdio>

@@ -1,4 +1,4 @@
-// What a reader of ordinary recordings says is what libavformat says.
+// Compares the answers of a reader of ordinary recordings with those of libavformat.
 
 #pragma once
 
@@ -9,21 +9,22 @@
 
 namespace fuzz {
 
-inline void Print(const char* who, const recorder::ContainerInfo& info) {
-    std::fprintf(stderr, "%s: %d s, video %d, audio %d, %d x %d\n", who, info.durationSec,
+inline void Print(const char* reader, const recorder::ContainerInfo& info) {
+    std::fprintf(stderr, "%s: %d s, video %d, audio %d, %d x %d\n", reader, info.durationSec,
                  info.vdoType, info.audType, info.width, info.height);
 }
 
-// Whether libavformat answers; it traps where it answers something else.
+// Returns true if libavformat gives the same answer, false if it refuses the recording. Traps if it
+// gives another answer.
 inline bool LibraryAgrees(const recorder::ContainerInfo& info, recorder::ByteSource& source,
                           recorder::ContainerKind kind) {
     try {
-        const recorder::ContainerInfo judged = recorder::ReadAvContainer(source, kind);
-        if (info.durationSec != judged.durationSec || info.vdoType != judged.vdoType ||
-            info.audType != judged.audType || info.width != judged.width ||
-            info.height != judged.height) {
+        const recorder::ContainerInfo expected = recorder::ReadAvContainer(source, kind);
+        if (info.durationSec != expected.durationSec || info.vdoType != expected.vdoType ||
+            info.audType != expected.audType || info.width != expected.width ||
+            info.height != expected.height) {
             Print("header", info);
-            Print("library", judged);
+            Print("library", expected);
             __builtin_trap();
         }
         return true;

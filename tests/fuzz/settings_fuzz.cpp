@@ -1,4 +1,4 @@
-// The settings file as anybody may have written it.
+// The settings file with untrusted bytes.
 
 #include "recorder/settings/settings.h"
 #include "recorder/support/error.h"

@@ -1,4 +1,4 @@
-// The thumbnail maker on foreign bytes.
+// Thumbnails made from untrusted bytes.
 
 #include "recorder/snapshot/jpeg.h"
 #include "recorder/support/error.h"
@@ -17,7 +17,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             __builtin_trap();
         }
     } catch (const recorder::Error&) {
-        // Refused with a reason, as it should be.
+        // Refusing the bytes is correct.
     }
     return 0;
 }

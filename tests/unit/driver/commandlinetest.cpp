@@ -21,15 +21,14 @@ constexpr const char* kUsage =
 class CommandLineTest : public PlatformTest {
 protected:
     CommandLineTest() {
-        RedirectEmapDir();
-        platform.snapshotFolder = MakeDir("snap");
+        MakeMediaFolders();
         for (const int camId : {3, 5}) {
             AddCamera(camId);
         }
         LogUpTo(LOG_LEVEL_NOTICE);
     }
 
-    // The messages with which the jobs begin, in order.
+    // The functions of the jobs that began, in order.
     std::vector<std::string> Jobs() const {
         std::vector<std::string> jobs;
         for (const fakes::Message& message : platform.messages) {
@@ -44,14 +43,6 @@ protected:
     std::string Selected() const { return platform.LinesOf("Execute(4"); }
 };
 
-TEST_F(CommandLineTest, EmptyCommandLineDoesNothing) {
-    const Outcome outcome = RunMainCaptured({});
-    EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(outcome.output, "");
-    EXPECT_EQ(outcome.errors, "");
-    EXPECT_EQ(platform.FullTranscript(), "");
-}
-
 class NoJobTest : public CommandLineTest, public testing::WithParamInterface<Args> {};
 
 TEST_P(NoJobTest, DoesNothing) {
@@ -63,8 +54,8 @@ TEST_P(NoJobTest, DoesNothing) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Options, NoJobTest,
-                         testing::Values(Args{"-n"}, Args{"-o"}, Args{"-n", "-o"}, Args{"-on"},
-                                         Args{"operand"}, Args{"--", "-e"}));
+                         testing::Values(Args{}, Args{"-n"}, Args{"-o"}, Args{"-n", "-o"},
+                                         Args{"-on"}, Args{"operand"}, Args{"--", "-e"}));
 
 class HelpTest : public CommandLineTest, public testing::WithParamInterface<Args> {};
 
@@ -147,7 +138,7 @@ INSTANTIATE_TEST_SUITE_P(
         JobOption{{"-se"}, {"DoReindexEmap", "DoReindexSnapshot"}},
         JobOption{{"-e", "--", "-s"}, {"DoReindexEmap"}}));
 
-TEST_F(CommandLineTest, LastCameraIsThatOfBothRecordingJobs) {
+TEST_F(CommandLineTest, LastCameraAppliesToBothRecordingJobs) {
     EXPECT_EQ(RunMain({"-r", "3", "-a", "5"}), 0);
     EXPECT_EQ(Selected(), Lines({Query(4, EventSelect(5)), Query(4, AlertEventSelect(5))}));
 }
@@ -189,7 +180,7 @@ INSTANTIATE_TEST_SUITE_P(Arguments, CameraArgumentTest,
                                          CameraArgument{"4294967301", {5}},
                                          CameraArgument{"4294967295", {3, 5}}));
 
-TEST_F(CommandLineTest, StartOfTheRunIsTakenFromTheClockBeforeAnythingElse) {
+TEST_F(CommandLineTest, StartTimeOfTheRunComesFromTheClock) {
     libc.now = 1394590500;
     EXPECT_EQ(RunMain({"-e"}), 0);
     EXPECT_EQ(platform.LinesOf("RecordTaskStatusToConf"),
@@ -197,7 +188,7 @@ TEST_F(CommandLineTest, StartOfTheRunIsTakenFromTheClockBeforeAnythingElse) {
                      "RecordTaskStatusToConf(1394590500, 0, true)"}));
 }
 
-TEST_F(CommandLineTest, StartOfTheRunIsTakenBeforeTheOptionsAreParsed) {
+TEST_F(CommandLineTest, StartTimeOfTheRunIsReadBeforeTheOptionsAreParsed) {
     libc.now = 111;
     libc.beforeGetopt = [this] { libc.now = 222; };
     EXPECT_EQ(RunMain({"-e"}), 0);

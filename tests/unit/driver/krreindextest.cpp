@@ -13,8 +13,7 @@ namespace {
 class EntryFunctionTest : public PlatformTest {
 protected:
     EntryFunctionTest() {
-        RedirectEmapDir();
-        platform.snapshotFolder = MakeDir("snap");
+        MakeMediaFolders();
         AddCamera(5);
         MakeDir("cam5/laRec");
     }
@@ -30,17 +29,17 @@ TEST(IndexerDbInfoTest, NamesNoDatabaseAndNoTableByDefault) {
     EXPECT_EQ(info.pathColumn, "filename");
 }
 
-TEST_F(EntryFunctionTest, EmapTableLiesInDatabaseZero) {
+TEST_F(EntryFunctionTest, EmapTableIsInDatabaseZero) {
     EXPECT_EQ(ReindexEmap(), 0);
     EXPECT_EQ(Statements(), Lines({Query(0, "SELECT id as id, filename as path FROM emap;")}));
 }
 
-TEST_F(EntryFunctionTest, SnapshotTableLiesInDatabaseEight) {
+TEST_F(EntryFunctionTest, SnapshotTableIsInDatabaseEight) {
     EXPECT_EQ(ReindexSnapshot(), 0);
     EXPECT_EQ(Statements(), Lines({Query(8, "SELECT id as id, filename as path FROM snapshot;")}));
 }
 
-TEST_F(EntryFunctionTest, EventTableLiesInDatabaseFourAndIsReadForTheCamera) {
+TEST_F(EntryFunctionTest, EventTableIsInDatabaseFourAndIsReadForTheCamera) {
     EXPECT_EQ(ReindexEvent(5), 0);
     EXPECT_EQ(Statements(),
               Lines({Query(4, "SELECT id as id, path as path FROM event WHERE camera_id = 5;")}));
@@ -48,7 +47,7 @@ TEST_F(EntryFunctionTest, EventTableLiesInDatabaseFourAndIsReadForTheCamera) {
     EXPECT_EQ(platform.LinesOf("IsExistDir"), "IsExistDir(\"DIR/cam5\")\n");
 }
 
-TEST_F(EntryFunctionTest, AlertEventTableLiesInDatabaseFourAndIsReadForTheCamera) {
+TEST_F(EntryFunctionTest, AlertEventTableIsInDatabaseFourAndIsReadForTheCamera) {
     EXPECT_EQ(ReindexAlertEvent(5), 0);
     EXPECT_EQ(
         Statements(),
@@ -57,7 +56,7 @@ TEST_F(EntryFunctionTest, AlertEventTableLiesInDatabaseFourAndIsReadForTheCamera
     EXPECT_EQ(platform.LinesOf("IsExistDir"), "IsExistDir(\"DIR/cam5/laRec\")\n");
 }
 
-TEST_F(EntryFunctionTest, ConsistentMediaLogNothingHere) {
+TEST_F(EntryFunctionTest, ConsistentMediaAreNotLogged) {
     EXPECT_EQ(ReindexEmap(), 0);
     EXPECT_EQ(ReindexSnapshot(), 0);
     EXPECT_EQ(ReindexEvent(5), 0);
@@ -65,7 +64,7 @@ TEST_F(EntryFunctionTest, ConsistentMediaLogNothingHere) {
     EXPECT_EQ(OwnMessages(), "");
 }
 
-TEST_F(EntryFunctionTest, ResultIsThatOfTheIndexer) {
+TEST_F(EntryFunctionTest, ReturnsTheResultOfTheIndexer) {
     const fakes::Rows rows = IdPathRows({{"1", "a"}, {"2", "b"}, {"3", "c"}});
     platform.queries[kEmapSelect] = rows;
     platform.queries[kSnapshotSelect] = rows;
@@ -105,7 +104,7 @@ TEST_F(EntryFunctionTest, CameraThatCannotBeLoadedIsLoggedForItsAlertRecordings)
     EXPECT_EQ(Statements(), "");
 }
 
-TEST_F(EntryFunctionTest, NothingSurvivesFromOneCallToTheNext) {
+TEST_F(EntryFunctionTest, EachCallStartsWithANewIndexer) {
     platform.queries[EventSelect(5)] = IdPathRows({{"1", "a"}});
     EXPECT_EQ(ReindexEvent(5), 1);
     platform.queries[EventSelect(5)] = IdPathRows({});
@@ -128,7 +127,7 @@ struct PlatformError {};
 class EntryFunctionExceptionTest : public EntryFunctionTest,
                                    public testing::WithParamInterface<EntryFunction> {
 protected:
-    // The next call of this operation ends with an exception.
+    // Makes the next call of this operation throw.
     void ThrowFrom(const char* operation) {
         platform.beforeCall = [operation](std::string_view called) {
             if (called == operation) {
@@ -138,7 +137,7 @@ protected:
     }
 };
 
-TEST_P(EntryFunctionExceptionTest, LeavesNothingOfTheIndexerBehind) {
+TEST_P(EntryFunctionExceptionTest, FreesTheIndexer) {
     LogUpTo(0);
     ThrowFrom(GetParam().firstCall);
     const long before = LiveAllocationCnt();

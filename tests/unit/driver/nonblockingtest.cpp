@@ -1,5 +1,5 @@
-// The run in a child: what the two processes do, in which order, and that the parent's end waits
-// for the child's registration.
+// The run in a child process: the calls of the two processes and their order. The parent returns
+// after the child has registered itself.
 
 #include "tests/unit/support/commandline.h"
 #include "tests/unit/support/platformtest.h"
@@ -17,13 +17,13 @@
 namespace unit {
 namespace {
 
-// Where the process that a test forks reports, next to the process itself; -1 when nobody forks.
+// The journal of a test and of the process that it forks; -1 in other tests.
 int& JournalFd() {
     static int fd = -1;
     return fd;
 }
 
-// Reports when the exit handlers of a forked process run.
+// Reports in the journal that the exit handlers of a process run.
 void ReportExitHandler() {
     constexpr std::string_view kReport = "an exit handler ran\n";
     if (JournalFd() != -1 && write(JournalFd(), kReport.data(), kReport.size()) < 0) {
@@ -31,10 +31,18 @@ void ReportExitHandler() {
     }
 }
 
+// Waits until all other processes have closed the pipe's write end.
+void AwaitClosing(const int (&pipe)[2]) {
+    close(pipe[1]);
+    char nothing = 0;
+    while (read(pipe[0], &nothing, 1) < 0 && errno == EINTR) {
+    }
+}
+
 class NonBlockingTest : public PlatformTest {
 protected:
     NonBlockingTest() : m_journal(Path("journal")) {
-        RedirectEmapDir();
+        MakeMediaFolders();
         libc.now = 111;
         libc.recordProcessCalls = true;
         LogUpTo(LOG_LEVEL_NOTICE);
@@ -50,7 +58,7 @@ protected:
     NonBlockingTest(NonBlockingTest&&) = delete;
     NonBlockingTest& operator=(NonBlockingTest&&) = delete;
 
-    // Runs main in this process; a child that comes back from it reports that and ends.
+    // Runs main in this process. A child that returns from main reports that and ends.
     int Run(const std::vector<std::string>& args) {
         const pid_t self = getpid();
         const int status = RunMain(args);
@@ -61,7 +69,7 @@ protected:
         return status;
     }
 
-    // The lines of one process ("parent: ", "child: ") without that word, or all lines.
+    // The lines of one process ("parent: " or "child: ") without that prefix; or all lines.
     std::string Journal(const std::string& process = "") const {
         std::ifstream file(m_journal);
         std::string text;
@@ -73,7 +81,7 @@ protected:
         return text;
     }
 
-    // Waits for the child's end; its exit status, or -1 when it ended otherwise.
+    // Waits for the child's end and returns its exit status; -1 if a signal ended it.
     int ChildStatus() const {
         int status = 0;
         EXPECT_EQ(waitpid(libc.child, &status, 0), libc.child);
@@ -115,16 +123,13 @@ TEST_F(NonBlockingTest, ChildRunsTheJobsAndEndsTheTask) {
 }
 
 TEST_F(NonBlockingTest, ParentReturnsOnlyAfterTheChildHasRegisteredItself) {
-    // The child registers itself no sooner than the parent waits, or has given up waiting.
+    // The child registers itself when the parent waits for it, or has returned without waiting.
     int gate[2] = {-1, -1};
     ASSERT_EQ(pipe2(gate, O_CLOEXEC), 0);
     const pid_t self = getpid();
     platform.beforeCall = [&gate, self](std::string_view operation) {
         if (operation == "SetTaskPid" && getpid() != self) {
-            close(gate[1]);
-            char nothing = 0;
-            while (read(gate[0], &nothing, 1) < 0 && errno == EINTR) {
-            }
+            AwaitClosing(gate);
         }
     };
     libc.beforeRead = [&gate] {
@@ -146,16 +151,13 @@ TEST_F(NonBlockingTest, ParentReturnsOnlyAfterTheChildHasRegisteredItself) {
         << childAtReturn;
 }
 
-TEST_F(NonBlockingTest, ParentIsReleasedBeforeTheJobs) {
+TEST_F(NonBlockingTest, ParentReturnsBeforeTheChildStartsItsJobs) {
     // The child does not begin its jobs before the parent has returned.
     int gate[2] = {-1, -1};
     ASSERT_EQ(pipe2(gate, O_CLOEXEC), 0);
     platform.beforeCall = [&gate](std::string_view operation) {
         if (operation == "RecordTaskStatusToConf") {
-            close(gate[1]);
-            char nothing = 0;
-            while (read(gate[0], &nothing, 1) < 0 && errno == EINTR) {
-            }
+            AwaitClosing(gate);
         }
     };
 
@@ -171,7 +173,7 @@ TEST_F(NonBlockingTest, ParentIsReleasedBeforeTheJobs) {
                      "close(writeEnd)"}));
 }
 
-TEST_F(NonBlockingTest, ChildThatDiesReleasesTheParent) {
+TEST_F(NonBlockingTest, ParentReturnsIfTheChildDies) {
     const pid_t self = getpid();
     platform.beforeCall = [self](std::string_view operation) {
         if (operation == "SetTaskPid" && getpid() != self) {
@@ -193,7 +195,7 @@ TEST_F(NonBlockingTest, ChildRunsNoExitHandlers) {
     EXPECT_NE(Journal().find("_exit(0)\n"), std::string::npos);
 }
 
-TEST_F(NonBlockingTest, ChildEndsWithStatusZeroWhateverItsJobsResult) {
+TEST_F(NonBlockingTest, ChildExitsWithZeroEvenIfItsJobsFail) {
     platform.FailAlways("Execute");
     EXPECT_EQ(Run({"-n", "-e"}), 0);
     ASSERT_GT(libc.child, 0);

@@ -11,8 +11,7 @@ using Values = std::vector<double>;
 class ProgressTest : public PlatformTest {
 protected:
     ProgressTest() {
-        RedirectEmapDir();
-        platform.snapshotFolder = MakeDir("snap");
+        MakeMediaFolders();
         LogUpTo(LOG_LEVEL_ERROR);
     }
     void AddCameras(int count) {
@@ -39,13 +38,13 @@ TEST_F(ProgressTest, JobGivenTwiceRunsOnceAndEndsAtAHalf) {
     EXPECT_EQ(platform.LinesOf("Execute"), Lines({Query(0, kEmapSelect)}));
 }
 
-TEST_F(ProgressTest, EmapJobAndThreeCamerasRiseByASixthEach) {
+TEST_F(ProgressTest, EmapJobTakesHalfAndThreeCamerasASixthEach) {
     AddCameras(3);
     EXPECT_EQ(ProgressOf({"-e", "-r", "-1"}),
               (Values{0.5, 0x1.5555555555555p-1, 0x1.aaaaaaaaaaaaap-1, 0x1.fffffffffffffp-1}));
 }
 
-TEST_F(ProgressTest, ShareIsDividedByTheCamerasFirstAndTheJobsThen) {
+TEST_F(ProgressTest, ShareIsDividedByTheCamerasBeforeTheJobs) {
     AddCameras(9);
     EXPECT_EQ(ProgressOf({"-r", "-1", "-r", "-1", "-r", "-1", "-r", "-1", "-r", "-1"}),
               (Values{0x1.6c16c16c16c16p-6, 0x1.6c16c16c16c16p-5, 0x1.1111111111110p-4,
@@ -53,7 +52,7 @@ TEST_F(ProgressTest, ShareIsDividedByTheCamerasFirstAndTheJobsThen) {
                       0x1.3e93e93e93e94p-3, 0x1.6c16c16c16c17p-3, 0x1.999999999999ap-3}));
 }
 
-TEST_F(ProgressTest, AlertRecordingsBuildOnTheRecordings) {
+TEST_F(ProgressTest, AlertRecordingsContinueTheProgressOfRecordings) {
     AddCameras(2);
     EXPECT_EQ(ProgressOf({"-r", "-1", "-a", "-1"}), (Values{0.25, 0.5, 0.75, 1.0}));
 }
@@ -64,7 +63,7 @@ TEST_F(ProgressTest, AllJobsEndAtOne) {
               (Values{0.25, 0.5, 0.625, 0.75, 0.875, 1.0}));
 }
 
-TEST_F(ProgressTest, RecordingsWithoutCamerasLeaveTheProgress) {
+TEST_F(ProgressTest, RecordingJobWithoutCamerasLeavesTheProgressUnchanged) {
     EXPECT_EQ(ProgressOf({"-r", "-1"}), (Values{}));
 }
 
@@ -74,25 +73,25 @@ TEST_F(ProgressTest, FailedCamerasAdvanceTheProgress) {
     EXPECT_EQ(ProgressOf({"-r", "-1", "-a", "-1"}), (Values{0.25, 0.5, 0.75, 1.0}));
 }
 
-TEST_F(ProgressTest, UnregisteredRecordingsNeitherReadNorSetIt) {
+TEST_F(ProgressTest, UnregisteredRecordingJobNeitherReadsNorSetsTheProgress) {
     AddCameras(2);
     EXPECT_EQ(ProgressOf({"-o", "-r", "-1"}), (Values{}));
     EXPECT_EQ(platform.CallCnt("GetTaskProgress"), 0);
 }
 
-TEST_F(ProgressTest, UnregisteredRunOfTheOtherJobsSetsItAsEver) {
+TEST_F(ProgressTest, OtherUnregisteredJobsSetTheProgress) {
     AddCameras(2);
-    platform.progress = 0.25; // of whichever run was the last
+    platform.progress = 0.25; // the progress of the last run
     EXPECT_EQ(ProgressOf({"-o", "-a", "-1"}), (Values{0.75, 1.25}));
     platform.progressValues.clear();
     EXPECT_EQ(ProgressOf({"-o", "-s", "-e"}), (Values{0.5, 1.0}));
 }
 
-TEST_F(ProgressTest, RunningValueIsReadOnceAndKept) {
+TEST_F(ProgressTest, ProgressIsReadOnceAndKept) {
     AddCameras(2);
     platform.beforeCall = [this](std::string_view operation) {
         if (operation == "Camera::Load") {
-            platform.progress = 0.9; // somebody else's
+            platform.progress = 0.9; // set by another process
         }
     };
     EXPECT_EQ(ProgressOf({"-r", "-1"}), (Values{0.5, 1.0}));

@@ -8,8 +8,7 @@ namespace {
 class TaskRunnerTest : public PlatformTest {
 protected:
     TaskRunnerTest() {
-        RedirectEmapDir();
-        platform.snapshotFolder = MakeDir("snap");
+        MakeMediaFolders();
         LogUpTo(LOG_LEVEL_NOTICE);
         m_opt.startTime = 111;
     }
@@ -19,7 +18,7 @@ protected:
         m_opt.jobCnt = jobCnt;
     }
 
-    // Rows without files: each is removed, so it counts.
+    // Rows without files. A run removes and counts each of them.
     static fakes::Rows StaleRows(int count) {
         fakes::Rows rows = IdPathRows({});
         for (int id = 1; id <= count; ++id) {
@@ -41,7 +40,7 @@ protected:
     ReindexOptions m_opt;
 };
 
-TEST_F(TaskRunnerTest, OptionsAskForNothingAtFirst) {
+TEST_F(TaskRunnerTest, OptionsRequestNothingByDefault) {
     libc.now = 1394590500;
     const ReindexOptions opt;
     EXPECT_FALSE(opt.nonBlocking);
@@ -54,12 +53,12 @@ TEST_F(TaskRunnerTest, OptionsAskForNothingAtFirst) {
     EXPECT_EQ(opt.startTime, 1394590500);
 }
 
-TEST_F(TaskRunnerTest, RunWithoutJobsTouchesNothing) {
+TEST_F(TaskRunnerTest, RunWithoutJobsDoesNothing) {
     EXPECT_EQ(Start(m_opt), 0);
     EXPECT_EQ(platform.FullTranscript(), "");
 }
 
-TEST_F(TaskRunnerTest, RefusedRegistrationIsTheResultAndAllThatHappens) {
+TEST_F(TaskRunnerTest, RefusedRegistrationIsReturnedAndNothingElseHappens) {
     Request(JOB_EMAP, 1);
     for (const bool nonBlocking : {false, true}) {
         m_opt.nonBlocking = nonBlocking;
@@ -84,7 +83,7 @@ TEST_F(TaskRunnerTest, RefusalIsLoggedWhateverIsConfigured) {
               Lines({LogAlways("krindexer", "Start", "Failed to register reindex task.\n")}));
 }
 
-TEST_F(TaskRunnerTest, BlockingRunRegistersAndEndsTheTaskAroundTheJobs) {
+TEST_F(TaskRunnerTest, BlockingRunRegistersTheTaskBeforeTheJobsAndEndsItAfterwards) {
     Request(JOB_EMAP, 1);
     EXPECT_EQ(Start(m_opt), 0);
     EXPECT_EQ(Transcript(),
@@ -222,7 +221,7 @@ TEST_F(TaskRunnerTest, AlertRecordingJobReadsTheProgressBeforeTheCameras) {
         }));
 }
 
-TEST_F(TaskRunnerTest, CameraThatIsAskedForIsTriedWithoutLookingItUp) {
+TEST_F(TaskRunnerTest, RequestedCameraIsLoadedWithoutListingCameras) {
     Request(JOB_EVENT, 1);
     m_opt.camId = 7;
     EXPECT_EQ(DoReindexEvent(m_opt, true), 0);
@@ -243,7 +242,7 @@ TEST_F(TaskRunnerTest, CameraThatIsAskedForIsTriedWithoutLookingItUp) {
         }));
 }
 
-TEST_F(TaskRunnerTest, CamerasUpToZeroMeanAllLocalOnes) {
+TEST_F(TaskRunnerTest, CameraIdsUpToZeroMeanAllLocalCameras) {
     for (const int camId : {0, -1, -2147483647}) {
         m_opt.camId = camId;
         Request(JOB_EVENT | JOB_ALERT_EVENT, 2);
@@ -284,14 +283,14 @@ TEST_F(TaskRunnerTest, ResultOfTheRecountIsIgnored) {
     EXPECT_EQ(DoReindexEvent(m_opt, true), 0);
 }
 
-TEST_F(TaskRunnerTest, GateOfTheLogHoldsForTheJobsMessages) {
+TEST_F(TaskRunnerTest, MessagesOfTheJobsObeyTheLogLevel) {
     Request(JOB_EMAP | JOB_SNAPSHOT | JOB_EVENT | JOB_ALERT_EVENT, 4);
     LogUpTo(LOG_LEVEL_WARNING);
     RunJobs(m_opt);
     EXPECT_EQ(Messages(), "");
 }
 
-TEST_F(TaskRunnerTest, FirstStatusRecordHoldsTheCountOfTheOptions) {
+TEST_F(TaskRunnerTest, FirstStatusRecordContainsTheCountOfTheOptions) {
     Request(JOB_EMAP, 1);
     m_opt.eventRecCnt = 7;
     RunJobs(m_opt);

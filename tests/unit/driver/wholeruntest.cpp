@@ -1,4 +1,5 @@
-// Whole runs, from the command line to the end of the task: each test is the conversation.
+// Whole runs, from the command line to the end of the task. Each test states all calls of the
+// platform.
 
 #include "tests/unit/support/commandline.h"
 #include "tests/unit/support/platformtest.h"
@@ -10,13 +11,12 @@ namespace {
 class WholeRunTest : public PlatformTest {
 protected:
     WholeRunTest() {
-        RedirectEmapDir();
-        platform.snapshotFolder = MakeDir("snap");
+        MakeMediaFolders();
         libc.now = 111;
         LogUpTo(LOG_LEVEL_DETAIL);
     }
 
-    // Where nothing is to be done, the levels from 4 on tell nothing that other tests don't.
+    // Leaves out the messages of the levels from 4, which other tests check.
     void LogSummariesOnly() { LogUpTo(LOG_LEVEL_NOTICE); }
 };
 
@@ -34,17 +34,17 @@ std::string OfEvents(const std::string& level, const std::string& func, const st
     return Log(level, "eventindexer", func, text);
 }
 
-std::string Announced(const std::string& event) {
+std::string Announce(const std::string& event) {
     return "NotifyEventListUpdate([" + event + "], camera 1, 0, 0, 0, 0)";
 }
 
-std::string Asked(const std::string& path, bool alert) {
+std::string ReadProperties(const std::string& path, bool alert) {
     return "GetEvtRecInfo(info, \"" + path + "\", " + (alert ? "true" : "false") + ")";
 }
 
-TEST_F(WholeRunTest, RecordingsOfTwoCameras) {
-    // Given: camera 1 with a recording that has a row, one that has none, a row whose file is
-    // gone, and empty folders; camera 2 whose storage folder is missing, with one row.
+TEST_F(WholeRunTest, RecordingsOfTwoCamerasAreIndexed) {
+    // Given camera 1 with a recording that has a row, a recording that has none, a row whose file
+    // is missing, and empty folders; and camera 2 with one row and without its storage folder.
     AddCamera(1);
     platform.cameras[2] = Path("missing");
     MakeFile("cam1/20140312AM/" + RecordingName(11));
@@ -72,7 +72,7 @@ TEST_F(WholeRunTest, RecordingsOfTwoCameras) {
             Query(4, EventSelect(1)),
             "KRDBFreeResult(result)",
             InitComplete(2),
-            Asked("DIR/cam1/20140312PM/20140312-101500-0000000012.mp4", false),
+            ReadProperties("DIR/cam1/20140312PM/20140312-101500-0000000012.mp4", false),
             OfEvents("detail", "ProcessFile",
                      "Add recording [DIR/cam1/20140312PM/20140312-101500-0000000012.mp4] info: "
                      "Size: [500], Start [12], End [12], Duration: [0], VdoType: [0], AdoType: "
@@ -83,7 +83,7 @@ TEST_F(WholeRunTest, RecordingsOfTwoCameras) {
                      "'20140312PM/20140312-101500-0000000012.mp4', 12, 12, 500, 0, '', 0, 0) "
                      "RETURNING id;"),
             "AddRecCounts([1 at 12], 0)",
-            Announced("1001 20140312PM/20140312-101500-0000000012.mp4 stamp 1"),
+            Announce("1001 20140312PM/20140312-101500-0000000012.mp4 stamp 1"),
             "KRDBFreeResult(result)",
             OfEvents("detail", "RemoveUnrefRecs", "Found [1] unreferenced event records.\n"),
             "DelUnrefRecsFromDB(\"22\", 0)",
@@ -127,8 +127,8 @@ TEST_F(WholeRunTest, RecordingsOfTwoCameras) {
     EXPECT_EQ(libc.openDirCnt, 0);
 }
 
-TEST_F(WholeRunTest, AllFourJobs) {
-    // Given: one row without a file and, but for the e-map, one file without a row of each kind.
+TEST_F(WholeRunTest, AllFourJobsRunInOrder) {
+    // Given a row without a file of each kind, and a file without a row of each kind except e-maps.
     AddCamera(1);
     MakeDir("cam1/laRec");
     MakeFile("cam1/20140312AM/" + RecordingName(11));
@@ -177,14 +177,14 @@ TEST_F(WholeRunTest, AllFourJobs) {
             "GetDirsInDir(\"DIR/cam1\", list, true, false, \"^[0-9]{8}[AP]M$\")",
             Query(4, EventSelect(1)),
             "KRDBFreeResult(result)",
-            Asked("DIR/cam1/20140312AM/20140312-101500-0000000011.mp4", false),
+            ReadProperties("DIR/cam1/20140312AM/20140312-101500-0000000011.mp4", false),
             "FillEvtInfo(event, \"20140312AM/20140312-101500-0000000011.mp4\", false, 0, 1, 0, 1)",
             "Camera::Load(1, 0, 0)",
             Query(4, "INSERT INTO event VALUES (0, 1, "
                      "'20140312AM/20140312-101500-0000000011.mp4', 11, 11, 0, 0, '', 0, 0) "
                      "RETURNING id;"),
             "AddRecCounts([1 at 11], 0)",
-            Announced("1001 20140312AM/20140312-101500-0000000011.mp4 stamp 1"),
+            Announce("1001 20140312AM/20140312-101500-0000000011.mp4 stamp 1"),
             "KRDBFreeResult(result)",
             "DelUnrefRecsFromDB(\"21\", 0)",
             "GetRecThmbnailDirPath(\"DIR/cam1\")",
@@ -204,7 +204,7 @@ TEST_F(WholeRunTest, AllFourJobs) {
             "GetDirsInDir(\"DIR/cam1/laRec\", list, true, false, \"^[0-9]{8}[AP]M$\")",
             Query(4, AlertEventSelect(1)),
             "KRDBFreeResult(result)",
-            Asked("DIR/cam1/laRec/20140312AM/20140312-101500-0000000012.mp4", true),
+            ReadProperties("DIR/cam1/laRec/20140312AM/20140312-101500-0000000012.mp4", true),
             Statement(4, "INSERT INTO alert_event VALUES (0, 1, "
                          "'20140312AM/20140312-101500-0000000012.mp4', 12, 12, 0, 0, 1, 0, '', 0, "
                          "0) RETURNING id;"),
@@ -226,7 +226,7 @@ TEST_F(WholeRunTest, AllFourJobs) {
         }));
 }
 
-TEST_F(WholeRunTest, RecordingsWithoutRegistration) {
+TEST_F(WholeRunTest, RecordingsAreIndexedWithoutRegistration) {
     LogSummariesOnly();
     platform.cameras[1] = Path("missing");
     EXPECT_EQ(RunMain({"-o", "-r", "-1"}), 0);
@@ -248,7 +248,7 @@ TEST_F(WholeRunTest, RecordingsWithoutRegistration) {
                             }));
 }
 
-TEST_F(WholeRunTest, JobGivenTwice) {
+TEST_F(WholeRunTest, JobGivenTwiceRunsOnce) {
     LogSummariesOnly();
     EXPECT_EQ(RunMain({"-e", "-e"}), 0);
     EXPECT_EQ(Transcript(),
@@ -265,8 +265,9 @@ TEST_F(WholeRunTest, JobGivenTwice) {
               }));
 }
 
-TEST_F(WholeRunTest, FailingIndexerAmongWorkingOnes) {
-    // Given: the e-map table can't be read, camera 1 can't be loaded; camera 2 has a stale row.
+TEST_F(WholeRunTest, FailingIndexersDoNotStopTheOthers) {
+    // Given an e-map table that can't be read, camera 1 that can't be loaded, and camera 2 with a
+    // row whose file is missing.
     LogSummariesOnly();
     platform.cameraIds = {{1, 2}};
     platform.cameras[2] = Path("missing");

@@ -1,7 +1,6 @@
+#include "tests/unit/support/batches.h"
 #include "tests/unit/support/platformtest.h"
 #include "tests/unit/support/recordings.h"
-
-#include <ostream>
 
 namespace unit {
 namespace {
@@ -15,7 +14,7 @@ protected:
         AddCamera(1);
         MakeDir("cam1/laRec");
     }
-    void Yield(const std::vector<std::pair<fakes::Field, fakes::Field>>& rows) {
+    void SetRows(const std::vector<std::pair<fakes::Field, fakes::Field>>& rows) {
         platform.queries[AlertEventSelect(1)] = IdPathRows(rows);
     }
     void MakeRecordings(int count) {
@@ -82,11 +81,11 @@ TEST_F(AlertEventIndexerTest, AddsARecordingWithItsProperties) {
     }
 }
 
-TEST_F(AlertEventIndexerTest, AnnouncesAfterAddingAndRemovingAndCleansUpThen) {
+TEST_F(AlertEventIndexerTest, AnnouncesAfterAddingAndRemovingAndThenRemovesEmptyFolders) {
     MakeFile(std::string(kFolder) + kRecording);
     MakeDir("cam1/laRec/20140312PM");
     MakeDir("cam1/laRec/@Thumbnail/empty");
-    Yield({{"5", "20140312AM/gone.mp4"}});
+    SetRows({{"5", "20140312AM/gone.mp4"}});
 
     EXPECT_EQ(RunAlertEventIndexer(1), 2);
 
@@ -117,7 +116,7 @@ TEST_F(AlertEventIndexerTest, AnnouncesAfterAddingAndRemovingAndCleansUpThen) {
         }));
 }
 
-TEST_F(AlertEventIndexerTest, FailedInitSendsNoWord) {
+TEST_F(AlertEventIndexerTest, FailedInitSendsNoMessage) {
     EXPECT_EQ(RunAlertEventIndexer(0), -1);
     EXPECT_EQ(RunAlertEventIndexer(9), -1);
     EXPECT_EQ(Transcript(), Lines({
@@ -132,7 +131,7 @@ TEST_F(AlertEventIndexerTest, FailedInitSendsNoWord) {
 TEST_F(AlertEventIndexerTest, FailedDeletionIsStillCountedAndReported) {
     const std::vector<std::pair<std::string, int>> stale = {
         {"a", 12}, {"b", 7}, {"c", 31}, {"d", 4}, {"e", 2147483647}};
-    Yield({{"12", "a"}, {"7", "b"}, {"31", "c"}, {"4", "d"}, {"2147483647", "e"}});
+    SetRows({{"12", "a"}, {"7", "b"}, {"31", "c"}, {"4", "d"}, {"2147483647", "e"}});
     platform.Fail("AlertDelUnrefRecsFromDB", 1, 3);
 
     EXPECT_EQ(RunAlertEventIndexer(1), 5);
@@ -153,35 +152,22 @@ TEST_F(AlertEventIndexerTest, AllIdsArePassedInOneCall) {
     for (int id = 1; id <= 2500; ++id) {
         rows.emplace_back(std::to_string(id), RecordingName(id));
     }
-    Yield(rows);
+    SetRows(rows);
     EXPECT_EQ(RunAlertEventIndexer(1), 2500);
     EXPECT_EQ(platform.CallCnt("AlertDelUnrefRecsFromDB"), 1);
-}
-
-struct Batches {
-    int recordings;
-    std::vector<std::size_t> statements;
-};
-
-void PrintTo(const Batches& batches, std::ostream* out) {
-    *out << batches.recordings;
 }
 
 class AlertEventBatchTest : public AlertEventIndexerTest,
                             public testing::WithParamInterface<Batches> {};
 
-TEST_P(AlertEventBatchTest, HoldsAThousandStatements) {
+TEST_P(AlertEventBatchTest, ContainsUpToAThousandStatements) {
     LogUpTo(LOG_LEVEL_NOTICE);
-    MakeRecordings(GetParam().recordings);
-    EXPECT_EQ(RunAlertEventIndexer(1), GetParam().recordings);
+    MakeRecordings(GetParam().files);
+    EXPECT_EQ(RunAlertEventIndexer(1), GetParam().files);
     EXPECT_EQ(InsertBatches(), GetParam().statements);
 }
 
-INSTANTIATE_TEST_SUITE_P(Counts, AlertEventBatchTest,
-                         testing::Values(Batches{0, {}}, Batches{999, {999}}, Batches{1000, {1000}},
-                                         Batches{1001, {1000, 1}}, Batches{2000, {1000, 1000}},
-                                         Batches{2001, {1000, 1000, 1}}),
-                         [](const auto& test) { return std::to_string(test.param.recordings); });
+INSTANTIATE_TEST_SUITE_P(Counts, AlertEventBatchTest, BatchesAroundALimit(), NameOf);
 
 TEST_F(AlertEventIndexerTest, FailedBatchIsLoggedCountedAndFollowedByTheNext) {
     LogUpTo(LOG_LEVEL_NOTICE);
@@ -207,13 +193,13 @@ TEST_F(AlertEventIndexerTest, RowsAreAddedToTheRecordingDatabaseWhateverTheTable
     EXPECT_EQ(platform.statements[1].db, 4);
 }
 
-TEST_F(AlertEventIndexerTest, OrdinaryRecordingsAreNoneOfItsBusiness) {
+TEST_F(AlertEventIndexerTest, OrdinaryRecordingsAreIgnored) {
     MakeFile(std::string("cam1/20140312AM/") + kRecording);
     EXPECT_EQ(RunAlertEventIndexer(1), 0);
     EXPECT_EQ(platform.CallCnt("GetEvtRecInfo"), 0);
 }
 
-TEST_F(AlertEventIndexerTest, MissingFolderIsReportedByItsPath) {
+TEST_F(AlertEventIndexerTest, MissingFolderIsReportedWithItsPath) {
     platform.cameras[2] = MakeDir("cam2");
     EXPECT_EQ(RunAlertEventIndexer(2), 0);
     EXPECT_EQ(platform.LinesOf("KRPrintf(0, reindex, info"),

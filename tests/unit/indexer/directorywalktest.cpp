@@ -17,7 +17,8 @@ class DirectoryWalkTest : public PlatformTest {
 protected:
     std::string Processed() const { return platform.LinesOf("ProcessFile"); }
 
-    // A socket at `name` of the folder, which becomes the current one: a socket's path is short.
+    // Creates a socket in the folder. The folder becomes the current one for that, because the path
+    // of a socket must be short.
     static void MakeSocket(const std::string& folder, const std::string& name) {
         const std::filesystem::path before = std::filesystem::current_path();
         std::filesystem::current_path(folder);
@@ -68,13 +69,13 @@ TEST_F(DirectoryWalkTest, RegularFileIsProcessedWithItsStatus) {
     EXPECT_EQ(m_indexer.stats[0].st_ctim.tv_nsec, ChangeTime(Path("d/a b;'.png")).tv_nsec);
 }
 
-TEST_F(DirectoryWalkTest, HiddenFilesAreFiles) {
+TEST_F(DirectoryWalkTest, HiddenFilesAreProcessed) {
     MakeFile("d/.hidden");
     m_indexer.ProcessDirAndFiles(Path("d"));
     EXPECT_EQ(Processed(), "ProcessFile(DIR/d/.hidden, .hidden)\n");
 }
 
-TEST_F(DirectoryWalkTest, SubfolderIsIgnoredHoweverItsContentIsNamed) {
+TEST_F(DirectoryWalkTest, SubfolderIsIgnored) {
     MakeFile("d/sub/20140312-101500-1394590500.mp4");
     MakeFile("d/sub/a.png");
     m_indexer.ProcessDirAndFiles(Path("d"));
@@ -107,7 +108,7 @@ TEST_F(DirectoryWalkTest, DotEntriesAreSkippedWhateverTheirType) {
     EXPECT_EQ(Transcript(), "ProcessFile(DIR/d/a.png, a.png)\n");
 }
 
-TEST_F(DirectoryWalkTest, EntriesComeInTheOrderOfTheFolder) {
+TEST_F(DirectoryWalkTest, EntriesAreProcessedInTheOrderOfTheFolder) {
     for (const char* name : {"a", "b", "c"}) {
         MakeFile(std::string("d/") + name);
     }
@@ -117,7 +118,7 @@ TEST_F(DirectoryWalkTest, EntriesComeInTheOrderOfTheFolder) {
                                   "ProcessFile(DIR/d/a, a)"}));
 }
 
-TEST_F(DirectoryWalkTest, VanishedFileIsProcessedWithTheStatusOfTheFileBefore) {
+TEST_F(DirectoryWalkTest, VanishedFileIsProcessedWithTheStatusOfThePreviousFile) {
     MakeFile("d/a", 4321);
     libc.listings[Path("d")] = {{"a"}, {"vanished"}};
     m_indexer.ProcessDirAndFiles(Path("d"));
@@ -128,17 +129,17 @@ TEST_F(DirectoryWalkTest, VanishedFileIsProcessedWithTheStatusOfTheFileBefore) {
     EXPECT_EQ(m_indexer.stats[1].st_ino, m_indexer.stats[0].st_ino);
 }
 
-// Leaves no zeros where the next call's variables will lie.
-__attribute__((noinline)) void SoilTheStack() {
-    std::array<unsigned char, 65536> soil;
-    std::fill(soil.begin(), soil.end(), 0xa5);
-    asm volatile("" : : "r"(soil.data()) : "memory"); // keeps the writes
+// Fills the part of the stack that the next call uses with values other than zero.
+__attribute__((noinline)) void DirtyTheStack() {
+    std::array<unsigned char, 65536> dirt;
+    std::fill(dirt.begin(), dirt.end(), 0xa5);
+    asm volatile("" : : "r"(dirt.data()) : "memory"); // prevents the removal of the writes
 }
 
 TEST_F(DirectoryWalkTest, VanishedFirstFileIsProcessedWithAnEmptyStatus) {
     MakeDir("d");
     libc.listings[Path("d")] = {{"vanished"}};
-    SoilTheStack();
+    DirtyTheStack();
     m_indexer.ProcessDirAndFiles(Path("d"));
     ASSERT_EQ(m_indexer.stats.size(), 1U);
     EXPECT_EQ(m_indexer.stats[0].st_ino, 0U);
@@ -186,7 +187,7 @@ TEST_F(DirectoryWalkTest, FolderIsClosedAgain) {
     EXPECT_EQ(libc.openDirCnt, 0);
 }
 
-TEST_F(DirectoryWalkTest, OneStatusIsReadForAFileAndNoneForAnythingElse) {
+TEST_F(DirectoryWalkTest, StatusIsReadOncePerFileAndForNothingElse) {
     const std::string file = MakeFile("d/a");
     MakeDir("d/folder");
     std::filesystem::create_symlink(file, Path("d/link"));

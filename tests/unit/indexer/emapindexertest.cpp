@@ -9,14 +9,14 @@ namespace {
 class EmapIndexerTest : public PlatformTest {
 protected:
     EmapIndexerTest() {
-        RedirectEmapDir();
+        MakeMediaFolders();
         LogUpTo(LOG_LEVEL_DETAIL);
     }
 
     static int Run() {
         return KRIndex::EmapIndexer({KRDB::DB_SYSTEM, gszTableEmap, "id", "filename"}).Start();
     }
-    void Yield(const std::vector<std::pair<fakes::Field, fakes::Field>>& rows) {
+    void SetRows(const std::vector<std::pair<fakes::Field, fakes::Field>>& rows) {
         platform.queries[kEmapSelect] = IdPathRows(rows);
     }
     std::string Statements() const { return platform.LinesOf("Execute"); }
@@ -25,9 +25,9 @@ protected:
     }
 };
 
-TEST_F(EmapIndexerTest, RemovesARowWhoseImageIsGone) {
+TEST_F(EmapIndexerTest, RemovesARowWhoseImageIsMissing) {
     MakeFile("emap/here.png");
-    Yield({{"3", "here.png"}, {"4", "gone.png"}});
+    SetRows({{"3", "here.png"}, {"4", "gone.png"}});
 
     EXPECT_EQ(Run(), 1);
 
@@ -47,28 +47,28 @@ TEST_F(EmapIndexerTest, RemovesARowWhoseImageIsGone) {
 
 TEST_F(EmapIndexerTest, ThumbnailNeverProtectsARow) {
     MakeFile("emap/thumb_x.png");
-    Yield({{"3", "thumb_x.png"}});
+    SetRows({{"3", "thumb_x.png"}});
     EXPECT_EQ(Run(), 1);
     EXPECT_EQ(Statements(), Lines({Query(0, kEmapSelect), Deletion("3")}));
 }
 
-TEST_F(EmapIndexerTest, OnlyAPrefixMakesAThumbnail) {
+TEST_F(EmapIndexerTest, OnlyThePrefixMarksAThumbnail) {
     for (const char* name : {"a_thumb_1.png", "Thumb_1.png", "thumb1.png", "thumb"}) {
         MakeFile(std::string("emap/") + name);
     }
-    Yield({{"1", "a_thumb_1.png"}, {"2", "Thumb_1.png"}, {"3", "thumb1.png"}, {"4", "thumb"}});
+    SetRows({{"1", "a_thumb_1.png"}, {"2", "Thumb_1.png"}, {"3", "thumb1.png"}, {"4", "thumb"}});
     EXPECT_EQ(Run(), 0);
     EXPECT_EQ(Statements(), Lines({Query(0, kEmapSelect)}));
 }
 
-TEST_F(EmapIndexerTest, FileNamesAreComparedWholeAndByCase) {
+TEST_F(EmapIndexerTest, FileNamesAreComparedCompletelyAndCaseSensitively) {
     MakeFile("emap/A.png");
     MakeFile("emap/a.pn");
-    Yield({{"1", "a.png"}});
+    SetRows({{"1", "a.png"}});
     EXPECT_EQ(Run(), 1);
 }
 
-TEST_F(EmapIndexerTest, ImageWithoutARowGivesNoRowAndNoMessage) {
+TEST_F(EmapIndexerTest, ImageWithoutARowIsIgnoredSilently) {
     MakeFile("emap/new.png");
     EXPECT_EQ(Run(), 0);
     EXPECT_EQ(Statements(), Lines({Query(0, kEmapSelect)}));
@@ -77,14 +77,14 @@ TEST_F(EmapIndexerTest, ImageWithoutARowGivesNoRowAndNoMessage) {
 }
 
 TEST_F(EmapIndexerTest, EmptyFolderLeavesEveryRowUnreferenced) {
-    Yield({{"8", "a.png"}});
+    SetRows({{"8", "a.png"}});
     EXPECT_EQ(Run(), 1);
     EXPECT_EQ(Statements(), Lines({Query(0, kEmapSelect), Deletion("8")}));
 }
 
 TEST_F(EmapIndexerTest, MissingFolderLeavesEveryRowUnreferenced) {
     libc.redirection.second = Path("missing");
-    Yield({{"8", "a.png"}});
+    SetRows({{"8", "a.png"}});
 
     EXPECT_EQ(Run(), 1);
 
@@ -95,23 +95,23 @@ TEST_F(EmapIndexerTest, MissingFolderLeavesEveryRowUnreferenced) {
                          "[2].\n")}));
 }
 
-TEST_F(EmapIndexerTest, FilesInSubfoldersAreNeverSeen) {
+TEST_F(EmapIndexerTest, FilesInSubfoldersAreIgnored) {
     MakeFile("emap/sub/a.png");
-    Yield({{"8", "a.png"}, {"9", "sub"}});
+    SetRows({{"8", "a.png"}, {"9", "sub"}});
     EXPECT_EQ(Run(), 2);
 }
 
 TEST_F(EmapIndexerTest, ChangeAfterTheStartDoesNotMatter) {
     libc.clock = timespec{1, 0};
     MakeFile("emap/a.png");
-    Yield({{"8", "a.png"}});
+    SetRows({{"8", "a.png"}});
     EXPECT_EQ(Run(), 0);
 }
 
 TEST_F(EmapIndexerTest, RunThatRemovesNothingLogsOnlyItsCompletion) {
     LogUpTo(LOG_LEVEL_INFO);
     MakeFile("emap/a.png");
-    Yield({{"8", "a.png"}});
+    SetRows({{"8", "a.png"}});
     EXPECT_EQ(Run(), 0);
     EXPECT_EQ(Messages(),
               Lines({Log("info", "emapindexer", "Log", "Reindex emap data complete.\n")}));
@@ -119,7 +119,7 @@ TEST_F(EmapIndexerTest, RunThatRemovesNothingLogsOnlyItsCompletion) {
 
 TEST_F(EmapIndexerTest, FailedDeletionIsCountedAndReportedAsRemoved) {
     LogUpTo(LOG_LEVEL_INFO);
-    Yield({{"8", "a.png"}});
+    SetRows({{"8", "a.png"}});
     platform.Fail("Execute", 2);
     EXPECT_EQ(Run(), 1);
     EXPECT_EQ(
@@ -136,13 +136,13 @@ protected:
     Opened<KRIndex::EmapIndexer> m_indexer{KRIndex::IndexerDbInfo{KRDB::DB_SYSTEM, gszTableEmap}};
 };
 
-TEST_F(OpenedEmapTest, OneFixedFolderIsWalked) {
+TEST_F(OpenedEmapTest, WalksOneFixedFolder) {
     EXPECT_EQ(m_indexer.InitTgtDirList(), 0);
     EXPECT_EQ(m_indexer.m_tgtDirList, std::list<std::string>{kEmapDir});
-    EXPECT_EQ(Transcript(), ""); // nobody is asked for it, and it isn't looked at
+    EXPECT_EQ(Transcript(), ""); // neither the platform nor the disk is asked for the folder
 }
 
-TEST_F(OpenedEmapTest, ProcessingOfAFileReturnsZeroWhateverBecomesOfIt) {
+TEST_F(OpenedEmapTest, ProcessFileAlwaysReturnsZero) {
     const struct stat64 st = {};
     m_indexer.m_fileRecIdMap = {{"row.png", 1}};
     for (const char* name : {"thumb_a.png", "row.png", "new.png"}) {

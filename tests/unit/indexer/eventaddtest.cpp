@@ -1,7 +1,7 @@
+#include "tests/unit/support/batches.h"
 #include "tests/unit/support/platformtest.h"
 #include "tests/unit/support/recordings.h"
 
-#include <ostream>
 #include <string_view>
 
 namespace unit {
@@ -14,7 +14,7 @@ protected:
         AddCamera(1);
     }
 
-    // Recordings of the names 1 to `count`, walked in that order.
+    // Creates recordings with the names 1 to `count`, which are walked in that order.
     void MakeRecordings(int count) {
         auto& listing = libc.listings[MakeDir("cam1/20140312AM")];
         for (int n = 1; n <= count; ++n) {
@@ -28,7 +28,7 @@ protected:
                std::to_string(n) + ", " + std::to_string(n) + ", 0, 0, '', 0, 0) RETURNING id;";
     }
 
-    // The transcript from the first call that adds on to the last.
+    // The transcript's lines of adding recordings.
     std::string Added() const {
         const std::string all = Transcript();
         const auto begin = all.find("FillEvtInfo");
@@ -45,7 +45,7 @@ std::string Fill(int n) {
     return "FillEvtInfo(event, \"20140312AM/" + RecordingName(n) + "\", false, 0, 1, 0, 1)";
 }
 
-TEST_F(EventAddTest, WritesABatchCountsItAndSendsWord) {
+TEST_F(EventAddTest, WritesCountsAndAnnouncesABatch) {
     MakeRecordings(2);
     platform.stamp = 76;
 
@@ -66,7 +66,7 @@ TEST_F(EventAddTest, WritesABatchCountsItAndSendsWord) {
     EXPECT_EQ(platform.LiveResultCnt(), 0U);
 }
 
-TEST_F(EventAddTest, NothingToAddCallsNothing) {
+TEST_F(EventAddTest, WithoutNewRecordingsNothingIsAdded) {
     EXPECT_EQ(RunEventIndexer(1), 0);
     EXPECT_EQ(Transcript(), Lines({
                                 "Camera::Load(1, 0, 0)",
@@ -79,7 +79,7 @@ TEST_F(EventAddTest, NothingToAddCallsNothing) {
                             }));
 }
 
-TEST_F(EventAddTest, CameraThatNoLongerLoadsDropsTheBatch) {
+TEST_F(EventAddTest, BatchIsDroppedIfTheCameraNoLongerLoads) {
     MakeRecordings(2);
     platform.Fail("Camera::Load", 2);
 
@@ -118,10 +118,10 @@ TEST_F(EventAddTest, ResultOfAFailedInsertIsNotFreed) {
     platform.Fail("Execute", 2);
     EXPECT_EQ(RunEventIndexer(1), 1);
     EXPECT_EQ(platform.LiveResultCnt(), 1U);
-    EXPECT_EQ(platform.CallCnt("KRDBFreeResult"), 1); // of the file-to-record map
+    EXPECT_EQ(platform.CallCnt("KRDBFreeResult"), 1); // the result that fills the map
 }
 
-TEST_F(EventAddTest, FailedCountUpdateIsLoggedAndTheEventsAreStillNumberedAndSent) {
+TEST_F(EventAddTest, FailedCountUpdateIsLoggedAndTheEventsAreStillAnnounced) {
     MakeRecordings(1);
     platform.Fail("AddRecCounts", 1, 2);
 
@@ -186,18 +186,9 @@ TEST_F(EventAddTest, RowsAreAddedToTheRecordingDatabaseWhateverTheTableDescripti
     EXPECT_EQ(platform.LinesOf("Execute(4"), Lines({Query(4, Insert(1))}));
 }
 
-struct Batches {
-    int recordings;
-    std::vector<std::size_t> statements;
-};
-
-void PrintTo(const Batches& batches, std::ostream* out) {
-    *out << batches.recordings;
-}
-
 class EventBatchTest : public EventAddTest, public testing::WithParamInterface<Batches> {};
 
-TEST_P(EventBatchTest, HoldsUpToAThousandStatements) {
+TEST_P(EventBatchTest, ContainsUpToAThousandStatements) {
     const auto& [recordings, statements] = GetParam();
     MakeRecordings(recordings);
 
@@ -210,15 +201,11 @@ TEST_P(EventBatchTest, HoldsUpToAThousandStatements) {
     EXPECT_EQ(platform.CallCnt("NotifyEventListUpdate"), batches);
 }
 
-INSTANTIATE_TEST_SUITE_P(Counts, EventBatchTest,
-                         testing::Values(Batches{999, {999}}, Batches{1000, {1000}},
-                                         Batches{1001, {1000, 1}}, Batches{2000, {1000, 1000}},
-                                         Batches{2001, {1000, 1000, 1}}),
-                         [](const auto& test) { return std::to_string(test.param.recordings); });
+INSTANTIATE_TEST_SUITE_P(Counts, EventBatchTest, BatchesAroundALimit(), NameOf);
 
 TEST_F(EventAddTest, BatchesAreIndependent) {
     MakeRecordings(1001);
-    platform.Fail("Execute", 2); // the first batch; the first statement fills the map
+    platform.Fail("Execute", 2); // the first batch; the first call fills the map
 
     EXPECT_EQ(RunEventIndexer(1), 1001);
 
@@ -254,10 +241,10 @@ TEST_F(EventAddTest, InsertThatSucceedsWithoutAResultGivesTheIdZeroAndFreesNull)
                        }));
 }
 
-TEST_F(EventAddTest, EachBatchLoadsACameraOfItsOwn) {
+TEST_F(EventAddTest, EachBatchLoadsTheCameraAgain) {
     MakeRecordings(1001);
     platform.beforeCall = [this](std::string_view operation) {
-        if (operation == "Execute") { // the map's, and then each batch's
+        if (operation == "Execute") { // the first call fills the map, the others write batches
             platform.cameras[1] = "/moved/" + std::to_string(platform.CallCnt("Execute"));
         }
     };

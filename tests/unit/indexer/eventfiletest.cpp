@@ -41,7 +41,7 @@ TEST_F(EventFileTest, NewRecordingIsReadAndQueued) {
     info.audType = 1;
     info.imgWidth = 1920;
     info.imgHeight = 1080;
-    info.alert = true; // the platform's own flag is passed on as it stands
+    info.alert = true; // the platform's flag is passed on unchanged
     info.path = "20140312AM/file.mp4";
 
     EXPECT_EQ(RunEventIndexer(1), 1);
@@ -59,7 +59,7 @@ TEST_F(EventFileTest, NewRecordingIsReadAndQueued) {
                               "1394590560, 4294967295, 3, 'AAC', 1920, 1080) RETURNING id;")}));
 }
 
-TEST_F(EventFileTest, RecordingIsHandedOverForReadingWithAnEmptyRecord) {
+TEST_F(EventFileTest, PropertiesAreReadIntoAnEmptyRecord) {
     MakeFile(std::string(kFolder) + kRecording);
     EXPECT_EQ(RunEventIndexer(1), 1);
     EXPECT_EQ(platform.LinesOf("GetEvtRecInfo"),
@@ -70,7 +70,7 @@ TEST_F(EventFileTest, RecordingIsHandedOverForReadingWithAnEmptyRecord) {
 TEST_F(EventFileTest, FileWithARowIsKeptWhateverItsNameAndTimes) {
     MakeFile(std::string(kFolder) + "odd name.txt");
     HaveRow("odd name.txt");
-    libc.clock = timespec{1, 0}; // it changed after the start
+    libc.clock = timespec{1, 0}; // the file changed after the start
 
     EXPECT_EQ(RunEventIndexer(1), 0);
 
@@ -88,7 +88,7 @@ TEST_F(EventFileTest, FileChangedAfterTheStartIsSkipped) {
     EXPECT_EQ(platform.CallCnt("GetEvtRecInfo"), 0);
 }
 
-TEST_F(EventFileTest, FileChangedAtTheStartToTheNanosecondIsProcessed) {
+TEST_F(EventFileTest, FileChangedExactlyAtTheStartIsProcessed) {
     libc.clock = ChangeTime(MakeFile(std::string(kFolder) + kRecording));
     EXPECT_EQ(RunEventIndexer(1), 1);
 }
@@ -143,7 +143,7 @@ INSTANTIATE_TEST_SUITE_P(
                     "20140312-101500-1394590500-LOCK-LOCK.mp4", "20140312-101500-1394590500xmp4",
                     "20140312-101500-1394590500LOCK.mp4"));
 
-TEST_F(EventFileTest, SecondFileOfOneNameIsNewWhenThereIsOneRow) {
+TEST_F(EventFileTest, SecondFileOfTheSameNameIsNewIfThereIsOneRow) {
     MakeFile(std::string("cam1/20140312AM/") + kRecording);
     MakeFile(std::string("cam1/20140312PM/") + kRecording);
     HaveRow(kRecording);
@@ -156,7 +156,7 @@ TEST_F(EventFileTest, SecondFileOfOneNameIsNewWhenThereIsOneRow) {
     EXPECT_EQ(platform.CallCnt("DelUnrefRecsFromDB"), 0);
 }
 
-TEST_F(EventFileTest, UnreadableRecordingIsLoggedAndQueuedWithWhatThereIs) {
+TEST_F(EventFileTest, UnreadableRecordingIsLoggedAndQueuedWithoutProperties) {
     const std::string path = MakeFile(std::string(kFolder) + kRecording);
     platform.infos[path] = {};
     platform.Fail("GetEvtRecInfo", 1, 6);
@@ -176,7 +176,7 @@ TEST_F(EventFileTest, UnreadableRecordingIsLoggedAndQueuedWithWhatThereIs) {
                               "RETURNING id;")}));
 }
 
-TEST_F(EventFileTest, PatternIsBuiltAnewForEveryFile) {
+TEST_F(EventFileTest, PatternIsCompiledForEveryFile) {
     MakeFile(std::string(kFolder) + kRecording);
     MakeFile(std::string(kFolder) + "other.txt");
     EXPECT_EQ(RunEventIndexer(1), 1);
@@ -184,7 +184,7 @@ TEST_F(EventFileTest, PatternIsBuiltAnewForEveryFile) {
     EXPECT_EQ(platform.CallCnt("KRRegEx::IsMatch"), 2);
 }
 
-TEST_F(EventFileTest, MessageHoldsTheLow32BitsOfSizeAndTimesAndTheRowAllOfThem) {
+TEST_F(EventFileTest, MessageContainsTheLow32BitsOfSizeAndTimesAndTheRowAllBits) {
     const std::string path = MakeFile(std::string(kFolder) + kRecording);
     platform.infos[path] = {
         4'294'967'296 + 7, 4'294'967'296 + 5, 2'147'483'648, 60, 3, 0, 640, 480, false,
@@ -202,7 +202,7 @@ TEST_F(EventFileTest, MessageHoldsTheLow32BitsOfSizeAndTimesAndTheRowAllOfThem) 
                               "2147483648, 4294967303, 3, '', 640, 480) RETURNING id;")}));
 }
 
-TEST_F(EventFileTest, WhatWasReadOfAnUnreadableRecordingIsQueued) {
+TEST_F(EventFileTest, ReadablePropertiesOfAnUnreadableRecordingAreQueued) {
     const std::string path = MakeFile(std::string(kFolder) + kRecording);
     platform.infos[path] = {77, 1394590500, 1394590500, 0, 0, 0, 0, 0, false, "20140312AM/a.mp4"};
     platform.Fail("GetEvtRecInfo", 1, 5);

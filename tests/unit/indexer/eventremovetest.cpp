@@ -12,11 +12,11 @@ protected:
         LogUpTo(LOG_LEVEL_DETAIL);
         AddCamera(1);
     }
-    void Yield(const std::vector<std::pair<fakes::Field, fakes::Field>>& rows) {
+    void SetRows(const std::vector<std::pair<fakes::Field, fakes::Field>>& rows) {
         platform.queries[EventSelect(1)] = IdPathRows(rows);
     }
     std::string Own() const { return platform.MessagesOf("eventindexer"); }
-    // From the removal of rows on.
+    // The end of the transcript, after the removal of rows.
     std::string Closing() const {
         const std::string all = Transcript();
         return all.substr(all.find("GetRecThmbnailDirPath"));
@@ -43,9 +43,9 @@ std::string RemoveDir(const std::string& dir) {
     return Log("detail", "eventindexer", "ChkToRmEmptylDir", "Remove dir [" + dir + "].\n");
 }
 
-TEST_F(EventRemoveTest, NoUnreferencedRecordsCallNoDeletion) {
+TEST_F(EventRemoveTest, WithoutUnreferencedRecordsNothingIsDeleted) {
     MakeFile(std::string("cam1/20140312AM/") + kRecording);
-    Yield({{"5", std::string("20140312AM/") + kRecording}});
+    SetRows({{"5", std::string("20140312AM/") + kRecording}});
     EXPECT_EQ(RunEventIndexer(1), 0);
     EXPECT_EQ(Own(), Lines({Found(0), Complete()}));
     EXPECT_EQ(platform.CallCnt("DelUnrefRecsFromDB"), 0);
@@ -58,7 +58,7 @@ TEST_F(EventRemoveTest, AllUnreferencedRecordsAreDeletedInOneCall) {
         rows.emplace_back(std::to_string(id), "20140312AM/" + RecordingName(id));
         names.emplace_back(RecordingName(id), id);
     }
-    Yield(rows);
+    SetRows(rows);
 
     EXPECT_EQ(RunEventIndexer(1), 2500);
 
@@ -69,7 +69,7 @@ TEST_F(EventRemoveTest, AllUnreferencedRecordsAreDeletedInOneCall) {
 }
 
 TEST_F(EventRemoveTest, FailedDeletionIsStillReportedAsRemoved) {
-    Yield({{"5", "20140312AM/gone.mp4"}});
+    SetRows({{"5", "20140312AM/gone.mp4"}});
     platform.Fail("DelUnrefRecsFromDB", 1, 4);
     EXPECT_EQ(RunEventIndexer(1), 1);
     EXPECT_EQ(Own(), Lines({
@@ -84,8 +84,8 @@ TEST_F(EventRemoveTest, FailedDeletionIsStillReportedAsRemoved) {
 TEST_F(EventRemoveTest, RecordsInFoldersThatAreNotWalkedAreDeleted) {
     MakeFile(std::string("cam1/other/") + kRecording);
     MakeFile("cam1/20140312AM/deep/20140312-101500-0000000002.mp4");
-    Yield({{"5", std::string("other/") + kRecording},
-           {"6", "20140312AM/deep/20140312-101500-0000000002.mp4"}});
+    SetRows({{"5", std::string("other/") + kRecording},
+             {"6", "20140312AM/deep/20140312-101500-0000000002.mp4"}});
     EXPECT_EQ(RunEventIndexer(1), 2);
     EXPECT_EQ(
         platform.LinesOf("DelUnrefRecsFromDB"),
@@ -97,7 +97,7 @@ TEST_F(EventRemoveTest, RecordsInFoldersThatAreNotWalkedAreDeleted) {
 TEST_F(EventRemoveTest, SummaryNamesCompletionThenAddedThenRemoved) {
     LogUpTo(LOG_LEVEL_DETAIL);
     MakeFile("cam1/20140312AM/" + RecordingName(2));
-    Yield({{"5", "20140312AM/gone.mp4"}});
+    SetRows({{"5", "20140312AM/gone.mp4"}});
     EXPECT_EQ(RunEventIndexer(1), 2);
     const std::string own = Own();
     const std::string summary = Lines({
@@ -144,14 +144,14 @@ TEST_F(EventRemoveTest, StorageAndThumbnailFoldersThemselvesStay) {
     EXPECT_TRUE(Exists(Path("cam1/@Thumbnail")));
 }
 
-TEST_F(EventRemoveTest, NoFolderIsSearchedDeeper) {
+TEST_F(EventRemoveTest, EmptyFoldersAtDeeperLevelsStay) {
     MakeDir("cam1/20140312AM/deep");
     MakeDir("cam1/@Thumbnail/full/deep");
     EXPECT_EQ(RunEventIndexer(1), 0);
     EXPECT_EQ(platform.CallCnt("KRRm"), 0);
 }
 
-TEST_F(EventRemoveTest, UnreadableThumbnailFolderLeavesTheHalfDayFoldersAsCandidates) {
+TEST_F(EventRemoveTest, EmptyHalfDayFoldersAreRemovedEvenIfTheThumbnailFolderIsUnreadable) {
     MakeDir("cam1/20140312AM");
     platform.Fail("GetDirsInDir", 2);
     EXPECT_EQ(RunEventIndexer(1), 0);
@@ -159,7 +159,7 @@ TEST_F(EventRemoveTest, UnreadableThumbnailFolderLeavesTheHalfDayFoldersAsCandid
     EXPECT_EQ(Own(), Lines({Found(0), RemoveDir("DIR/cam1/20140312AM"), Complete()}));
 }
 
-TEST_F(EventRemoveTest, FolderThatCannotBeRemovedDoesNotKeepTheNext) {
+TEST_F(EventRemoveTest, FolderThatCannotBeRemovedDoesNotStopTheNext) {
     MakeDir("cam1/20140312AM");
     MakeDir("cam1/20140312PM");
     platform.Fail("KRRm", 1, 5);
@@ -174,10 +174,10 @@ TEST_F(EventRemoveTest, FolderThatCannotBeRemovedDoesNotKeepTheNext) {
                      }));
 }
 
-TEST_F(EventRemoveTest, RowsAreAddedBeforeOthersAreRemovedAndFoldersGoLast) {
+TEST_F(EventRemoveTest, RowsAreAddedThenRemovedAndFoldersAreRemovedLast) {
     MakeFile("cam1/20140312AM/" + RecordingName(2));
     MakeDir("cam1/20140312PM");
-    Yield({{"5", "20140312AM/gone.mp4"}});
+    SetRows({{"5", "20140312AM/gone.mp4"}});
     EXPECT_EQ(RunEventIndexer(1), 2);
     const std::string all = Transcript();
     EXPECT_LT(all.find("NotifyEventListUpdate"), all.find("DelUnrefRecsFromDB"));

@@ -11,8 +11,8 @@ class EventSetupTest : public PlatformTest {
 protected:
     EventSetupTest() { LogUpTo(LOG_LEVEL_DETAIL); }
 
-    // The recordings whose folder is walked are asked for their properties.
-    std::string Asked() const { return platform.LinesOf("GetEvtRecInfo"); }
+    // The recordings in walked folders, whose properties are read.
+    std::string ReadRecordings() const { return platform.LinesOf("GetEvtRecInfo"); }
 };
 
 std::string InitFailed() {
@@ -30,7 +30,7 @@ TEST_F(EventSetupTest, CameraZeroIsInvalid) {
               Lines({Log("error", "eventindexer", "Init", "Invalid cam id.\n"), InitFailed()}));
 }
 
-TEST_F(EventSetupTest, NegativeCameraIsPassedToTheLoad) {
+TEST_F(EventSetupTest, NegativeCameraIdIsPassedToLoad) {
     EXPECT_EQ(RunEventIndexer(-4), -1);
     EXPECT_EQ(Transcript(),
               Lines({
@@ -91,7 +91,7 @@ TEST_F(EventSetupTest, FoldersThatCannotBeListedEndTheRun) {
               }));
 }
 
-TEST_F(EventSetupTest, HalfDayFoldersAreWalkedInTheOrderDelivered) {
+TEST_F(EventSetupTest, HalfDayFoldersAreWalkedInTheOrderOfTheListing) {
     AddCamera(7);
     for (const char* folder : {"20140312AM", "20140312PM", "20140311PM"}) {
         MakeFile(std::string("cam7/") + folder + "/" + kRecording);
@@ -99,7 +99,7 @@ TEST_F(EventSetupTest, HalfDayFoldersAreWalkedInTheOrderDelivered) {
     platform.subFolders[Path("cam7")] = {Path("cam7/20140312PM"), Path("cam7/20140311PM"),
                                          Path("cam7/20140312AM")};
     EXPECT_EQ(RunEventIndexer(7), 3);
-    EXPECT_EQ(Asked(),
+    EXPECT_EQ(ReadRecordings(),
               Lines({
                   "GetEvtRecInfo(info, \"DIR/cam7/20140312PM/20140312-101500-1394590500.mp4\", "
                   "false)",
@@ -139,7 +139,7 @@ TYPED_TEST(RecordingKindTest, ResultOfTheReadingOfPropertiesIsPassedOn) {
     }
 }
 
-TYPED_TEST(RecordingKindTest, DirectoryPassReturnsTheZeroOfTheBase) {
+TYPED_TEST(RecordingKindTest, DirectoryPassAlwaysReturnsZero) {
     this->platform.FailAlways("Execute");
     this->platform.FailAlways("DelUnrefRecsFromDB");
     this->platform.FailAlways("AlertDelUnrefRecsFromDB");
@@ -152,7 +152,7 @@ TYPED_TEST(RecordingKindTest, EmptyMapKeepsTheCounterOfRemovedRecords) {
     EXPECT_EQ(this->m_indexer.m_rmCnt, 3);
 }
 
-TYPED_TEST(RecordingKindTest, PendingRecordsStayAsTheyAre) {
+TYPED_TEST(RecordingKindTest, PendingRecordsAreKept) {
     this->m_indexer.m_recList.resize(1001);
     for (std::size_t n = 0; n < 1001; ++n) {
         this->m_indexer.m_recList[n].path = std::to_string(n);
@@ -166,7 +166,7 @@ TYPED_TEST(RecordingKindTest, PendingRecordsStayAsTheyAre) {
     }
 }
 
-TYPED_TEST(RecordingKindTest, ThumbnailFoldersAreNoTargetFolders) {
+TYPED_TEST(RecordingKindTest, ThumbnailFoldersAreNotWalked) {
     const std::string storage = this->m_indexer.GetRecStoragePath();
     this->m_indexer.m_tgtDirList = {storage + "/20140312AM"};
     this->platform.subFolders[storage + "/@Thumbnail"] = {storage + "/@Thumbnail/a"};
@@ -176,7 +176,7 @@ TYPED_TEST(RecordingKindTest, ThumbnailFoldersAreNoTargetFolders) {
     EXPECT_EQ(this->m_indexer.m_tgtDirList, std::list<std::string>{storage + "/20140312AM"});
 }
 
-TYPED_TEST(RecordingKindTest, ThumbnailFoldersAreListedIntoAFreshList) {
+TYPED_TEST(RecordingKindTest, ThumbnailFoldersAreListedIntoAnEmptyList) {
     const std::string storage = this->m_indexer.GetRecStoragePath();
     this->m_indexer.m_tgtDirList = {storage + "/20140312AM"};
 
@@ -192,7 +192,7 @@ TEST_P(OtherFolderTest, IsNotWalked) {
     AddCamera(7);
     MakeFile(std::string("cam7/") + GetParam() + "/" + kRecording);
     EXPECT_EQ(RunEventIndexer(7), 0);
-    EXPECT_EQ(Asked(), "");
+    EXPECT_EQ(ReadRecordings(), "");
 }
 
 INSTANTIATE_TEST_SUITE_P(Names, OtherFolderTest,
@@ -205,7 +205,7 @@ TEST_F(EventSetupTest, FileDirectlyInTheStorageFolderIsIgnored) {
     MakeFile(std::string("cam7/") + kRecording);
     MakeFile("cam7/20140312AM");
     EXPECT_EQ(RunEventIndexer(7), 0);
-    EXPECT_EQ(Asked(), "");
+    EXPECT_EQ(ReadRecordings(), "");
 }
 
 TEST_F(EventSetupTest, OnlyTheCamerasOwnRowsAreLoaded) {
@@ -218,7 +218,7 @@ TEST_F(EventSetupTest, OnlyTheCamerasOwnRowsAreLoaded) {
     EXPECT_EQ(platform.LinesOf("DelUnrefRecsFromDB"), "DelUnrefRecsFromDB(\"3\", 0)\n");
 }
 
-TEST_F(EventSetupTest, QueryTakesNamesFromTheTableDescriptionButForTheCamera) {
+TEST_F(EventSetupTest, QueryTakesItsNamesFromTheTableDescriptionAndAddsTheCamera) {
     AddCamera(7);
     KRIndex::EventIndexer indexer({KRDB::DB_SNAPSHOT, "t", "i", "p"});
     indexer.m_camId = 7;
@@ -230,7 +230,7 @@ TEST_F(EventSetupTest, QueryTakesNamesFromTheTableDescriptionButForTheCamera) {
                      "\"SELECT i as id, p as path FROM t WHERE camera_id = 7;\")"}));
 }
 
-TEST_F(EventSetupTest, StorageFolderAndPropertiesComeThroughTheVirtualOperations) {
+TEST_F(EventSetupTest, StorageFolderAndPropertiesComeFromTheVirtualOperations) {
     class ElsewhereIndexer : public KRIndex::EventIndexer {
     public:
         using EventIndexer::EventIndexer;
@@ -251,7 +251,7 @@ TEST_F(EventSetupTest, StorageFolderAndPropertiesComeThroughTheVirtualOperations
 
     EXPECT_EQ(indexer.Start(), 1);
 
-    EXPECT_EQ(Asked(), "");
+    EXPECT_EQ(ReadRecordings(), "");
     EXPECT_EQ(platform.LinesOf("FillEvtInfo"),
               "FillEvtInfo(event, \"own/20140312-101500-1394590500.mp4\", false, 0, 7, 0, 1)\n");
     EXPECT_EQ(platform.LinesOf("GetRecThmbnailDirPath"),

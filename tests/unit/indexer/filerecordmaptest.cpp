@@ -12,21 +12,21 @@ constexpr const char* kSelect = "SELECT rec_id as id, file as path FROM tbl;";
 
 class FileRecordMapTest : public PlatformTest {
 protected:
-    void Yield(const std::vector<std::pair<fakes::Field, fakes::Field>>& rows) {
+    void SetRows(const std::vector<std::pair<fakes::Field, fakes::Field>>& rows) {
         platform.queries[kSelect] = IdPathRows(rows);
     }
     ProbeIndexer m_indexer;
 };
 
 TEST_F(FileRecordMapTest, KeysAreBaseNamesAndValuesAreIds) {
-    Yield({{"7", "20140312AM/a.mp4"}, {"31", "b.png"}, {"2147483647", "/deep/down/c d.jpg"}});
+    SetRows({{"7", "20140312AM/a.mp4"}, {"31", "b.png"}, {"2147483647", "/deep/down/c d.jpg"}});
     EXPECT_EQ(m_indexer.InitFileRecIdMap(), 0);
     EXPECT_EQ(m_indexer.m_fileRecIdMap,
               (Map{{"a.mp4", 7}, {"b.png", 31}, {"c d.jpg", 2147483647}}));
 }
 
-TEST_F(FileRecordMapTest, KeysDifferByCase) {
-    Yield({{"1", "a.png"}, {"2", "A.png"}});
+TEST_F(FileRecordMapTest, KeysAreCaseSensitive) {
+    SetRows({{"1", "a.png"}, {"2", "A.png"}});
     EXPECT_EQ(m_indexer.InitFileRecIdMap(), 0);
     EXPECT_EQ(m_indexer.m_fileRecIdMap, (Map{{"a.png", 1}, {"A.png", 2}}));
 }
@@ -39,15 +39,15 @@ TEST_F(FileRecordMapTest, EmptyTableGivesAnEmptyMap) {
                                      "[size of record: 0].\n")}));
 }
 
-TEST_F(FileRecordMapTest, FirstOfTwoRecordsWithOneFileNameStays) {
-    Yield({{"9", "AM/a.mp4"}, {"4", "PM/a.mp4"}});
+TEST_F(FileRecordMapTest, FirstOfTwoRecordsWithTheSameFileNameIsKept) {
+    SetRows({{"9", "AM/a.mp4"}, {"4", "PM/a.mp4"}});
     EXPECT_EQ(m_indexer.Init(), 0);
     EXPECT_EQ(m_indexer.m_fileRecIdMap, (Map{{"a.mp4", 9}}));
     EXPECT_NE(Messages().find("[size of record: 1]"), std::string::npos);
 }
 
 TEST_F(FileRecordMapTest, RowsWithoutIdOrPathAreSkippedSilently) {
-    Yield({{std::nullopt, "a.png"}, {"2", std::nullopt}, {"3", "c.png"}});
+    SetRows({{std::nullopt, "a.png"}, {"2", std::nullopt}, {"3", "c.png"}});
     EXPECT_EQ(m_indexer.InitFileRecIdMap(), 0);
     EXPECT_EQ(m_indexer.m_fileRecIdMap, (Map{{"c.png", 3}}));
     EXPECT_EQ(Messages(),
@@ -56,14 +56,14 @@ TEST_F(FileRecordMapTest, RowsWithoutIdOrPathAreSkippedSilently) {
 
 TEST_F(FileRecordMapTest, IdIsReadInBaseTenAndNarrowedTo32Bits) {
     platform.rawRowIds = true;
-    Yield({{"nonsense", "a"}, {" 12x", "b"}, {"4294967301", "c"}, {"010", "d"}, {"-3", "e"}});
+    SetRows({{"nonsense", "a"}, {" 12x", "b"}, {"4294967301", "c"}, {"010", "d"}, {"-3", "e"}});
     EXPECT_EQ(m_indexer.InitFileRecIdMap(), 0);
     EXPECT_EQ(m_indexer.m_fileRecIdMap, (Map{{"a", 0}, {"b", 12}, {"c", 5}, {"d", 10}, {"e", -3}}));
 }
 
-TEST_F(FileRecordMapTest, TraceShowsTheIdAsItCameAlsoOfADroppedRow) {
+TEST_F(FileRecordMapTest, TraceShowsTheUnparsedIdAlsoOfADroppedRow) {
     platform.rawRowIds = true;
-    Yield({{" 12x", "AM/a.mp4"}, {"13", "PM/a.mp4"}});
+    SetRows({{" 12x", "AM/a.mp4"}, {"13", "PM/a.mp4"}});
     EXPECT_EQ(m_indexer.InitFileRecIdMap(), 0);
     EXPECT_EQ(Messages(),
               Lines({
@@ -74,7 +74,7 @@ TEST_F(FileRecordMapTest, TraceShowsTheIdAsItCameAlsoOfADroppedRow) {
 
 TEST_F(FileRecordMapTest, RowsAreReadOneByOneAndTheResultIsFreedOnce) {
     LogUpTo(LOG_LEVEL_DEBUG);
-    Yield({{"7", "AM/a.mp4"}});
+    SetRows({{"7", "AM/a.mp4"}});
     EXPECT_EQ(m_indexer.InitFileRecIdMap(), 0);
     EXPECT_EQ(platform.FullTranscript(),
               Lines({
@@ -92,7 +92,7 @@ TEST_F(FileRecordMapTest, RowsAreReadOneByOneAndTheResultIsFreedOnce) {
 }
 
 TEST_F(FileRecordMapTest, BaseNameForTheTraceIsComputedOnlyWhenTheTraceIsWritten) {
-    Yield({{"7", "AM/a.mp4"}});
+    SetRows({{"7", "AM/a.mp4"}});
     LogUpTo(LOG_LEVEL_DEBUG);
     EXPECT_EQ(m_indexer.InitFileRecIdMap(), 0);
     EXPECT_EQ(platform.CallCnt("GetBaseName"), 1);
@@ -128,12 +128,12 @@ TEST_F(FileRecordMapTest, ResultOfAFailedQueryIsFreed) {
 
 TEST_F(FileRecordMapTest, IsRebuiltByEachInit) {
     m_indexer.m_fileRecIdMap = {{"old.png", 1}};
-    Yield({{"2", "new.png"}});
+    SetRows({{"2", "new.png"}});
     EXPECT_EQ(m_indexer.Init(), 0);
     EXPECT_EQ(m_indexer.m_fileRecIdMap, (Map{{"new.png", 2}}));
 }
 
-TEST_F(FileRecordMapTest, QueryOfADerivedIndexerTakesEffect) {
+TEST_F(FileRecordMapTest, QueryOfADerivedIndexerIsUsed) {
     class NarrowedIndexer : public ProbeIndexer {
     protected:
         std::string GetFileRecIdSql() override { return "SELECT narrowed;"; }

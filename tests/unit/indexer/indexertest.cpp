@@ -29,7 +29,7 @@ TEST_F(IndexerTest, StartsEmptyWithACopyOfItsTableDescription) {
     EXPECT_TRUE(m_indexer.m_recList.empty());
 }
 
-TEST_F(IndexerTest, CreatesItsMapForTenEntriesAndOneEntryABucket) {
+TEST_F(IndexerTest, MapIsCreatedForTenEntriesWithOneEntryPerBucket) {
     const std::unordered_map<std::string, int32_t> expected(10);
     EXPECT_EQ(m_indexer.m_fileRecIdMap.bucket_count(), expected.bucket_count());
     EXPECT_EQ(m_indexer.m_fileRecIdMap.max_load_factor(), 1.0F);
@@ -43,7 +43,7 @@ TEST_F(IndexerTest, MapTakesTenEntriesWithoutGrowing) {
     EXPECT_EQ(m_indexer.m_fileRecIdMap.bucket_count(), buckets);
 }
 
-TEST_F(IndexerTest, RunsItsStepsInOneOrder) {
+TEST_F(IndexerTest, RunsItsStepsInAFixedOrder) {
     LogUpTo(LOG_LEVEL_DETAIL);
     m_indexer.dirs = {MakeDir("second"), MakeDir("first")};
     MakeFile("first/a.png");
@@ -112,7 +112,7 @@ TEST_F(IndexerTest, EndsTheRunWhenTheRowsCannotBeLoaded) {
                             }));
 }
 
-TEST_F(IndexerTest, InitOfAnyFailureValueEndsTheRun) {
+TEST_F(IndexerTest, AnyFailureValueOfInitEndsTheRun) {
     class FailingInit : public ProbeIndexer {
     protected:
         int Init() override { return 7; }
@@ -132,7 +132,7 @@ TEST_F(IndexerTest, ResultOfTheDirectoryPassIsIgnored) {
     EXPECT_EQ(platform.LinesOf("Log()"), "Log()\n");
 }
 
-TEST_F(IndexerTest, NoRecordsAndNoFilesGiveZero) {
+TEST_F(IndexerTest, ReturnsZeroWithoutRecordsAndFiles) {
     m_indexer.dirs = {MakeDir("empty")};
     EXPECT_EQ(m_indexer.Start(), 0);
     EXPECT_EQ(platform.LinesOf("ProcessFile"), "");

@@ -11,7 +11,7 @@ class LogGateTest : public PlatformTest {
 protected:
     LogGateTest() { g_pDbgLogCfg = &m_cfg; }
 
-    // The highest level that the gate lets through, after checking that it is a threshold.
+    // The highest level that is logged; expects that all lower levels are logged, too.
     static int Threshold() {
         int threshold = 0;
         for (int level = LOG_LEVEL_ERROR; level <= LOG_LEVEL_TRACE; ++level) {
@@ -65,7 +65,7 @@ TEST_F(LogGateTest, FirstEntryOfThisProcessCounts) {
     EXPECT_EQ(Threshold(), 5);
 }
 
-TEST_F(LogGateTest, TheMoreGenerousOfCategoryAndProcessCounts) {
+TEST_F(LogGateTest, HigherLevelOfCategoryAndProcessCounts) {
     m_cfg.categLevel[48] = 4;
     m_cfg.pidLevels = {{m_self, 2}};
     EXPECT_EQ(Threshold(), 4);
@@ -96,7 +96,7 @@ TEST_F(LogGateTest, ArgumentsAreNotEvaluatedWhenTheGateIsClosed) {
     EXPECT_EQ(Messages(), Lines({Log("info", "reindexlogtest", "TestBody", "1\n")}));
 }
 
-TEST_F(LogGateTest, MessageCarriesWhereItArose) {
+TEST_F(LogGateTest, MessageContainsItsOrigin) {
     m_cfg.categLevel[48] = LOG_LEVEL_TRACE;
     const int before = __LINE__;
     REINDEX_LOG(LOG_LEVEL_WARNING, "text %s\n", "argument");
@@ -112,7 +112,7 @@ TEST_F(LogGateTest, MessageCarriesWhereItArose) {
     EXPECT_EQ(message.text, "text argument\n");
 }
 
-TEST_F(LogGateTest, CategoryAndLevelAreAskedForByNumber) {
+TEST_F(LogGateTest, NamesOfCategoryAndLevelAreRequestedByNumber) {
     m_cfg.categLevel[48] = LOG_LEVEL_TRACE;
     REINDEX_LOG(LOG_LEVEL_DEBUG, "\n");
     EXPECT_EQ(platform.LinesOf("Enum2String<LOG_CATEG>"), "Enum2String<LOG_CATEG>(48)\n");

@@ -1,11 +1,11 @@
 #include "indexer/snapshotindexer.h"
 
+#include "tests/unit/support/batches.h"
 #include "tests/unit/support/opened.h"
 #include "tests/unit/support/platformtest.h"
 
 #include <array>
 #include <cstdio>
-#include <ostream>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -18,7 +18,7 @@ constexpr const char* kSnapshot = "cam1-20240101-1704067200.jpg";
 class SnapshotIndexerTest : public PlatformTest {
 protected:
     SnapshotIndexerTest() {
-        platform.snapshotFolder = MakeDir("snap");
+        MakeMediaFolders();
         LogUpTo(LOG_LEVEL_DETAIL);
     }
 
@@ -27,7 +27,7 @@ protected:
             .Start();
     }
 
-    // A snapshot in the folder whose file tells these times (seconds).
+    // Creates a snapshot whose file has these times in seconds.
     std::string MakeSnapshot(const std::string& name, time_t accessTm, time_t modificationTm,
                              uint64_t sizeBytes = 0) {
         std::string path = MakeFile("snap/" + name, sizeBytes);
@@ -121,7 +121,7 @@ INSTANTIATE_TEST_SUITE_P(Names, SnapshotNameTest,
                                          "cam1-20240101-1704067200-Modified-2xjpg",
                                          "cam1-20240101-1704067200-Modified-2.jpg~"));
 
-TEST_F(SnapshotIndexerTest, BothPatternsAreBuiltForEveryFile) {
+TEST_F(SnapshotIndexerTest, BothPatternsAreCompiledForEveryFile) {
     MakeFile("snap/has-row.jpg");
     platform.queries[kSnapshotSelect] = IdPathRows({{"5", "has-row.jpg"}});
     EXPECT_EQ(Run(), 0);
@@ -160,19 +160,19 @@ TEST_F(SnapshotIndexerTest, FileChangedAtTheStartIsAdded) {
     EXPECT_EQ(Run(), 1);
 }
 
-TEST_F(SnapshotIndexerTest, OldAccessTimeIsTheStartTime) {
+TEST_F(SnapshotIndexerTest, AccessTimeIsTheStartTimeIfItIsTheOldest) {
     MakeSnapshot(kSnapshot, 100, 200);
     EXPECT_EQ(Run(), 1);
     EXPECT_NE(Lookups().find(", 100, 0)"), std::string::npos) << Lookups();
 }
 
-TEST_F(SnapshotIndexerTest, OldModificationTimeIsTheStartTime) {
+TEST_F(SnapshotIndexerTest, ModificationTimeIsTheStartTimeIfItIsTheOldest) {
     MakeSnapshot(kSnapshot, 300, 200);
     EXPECT_EQ(Run(), 1);
     EXPECT_NE(Lookups().find(", 200, 0)"), std::string::npos) << Lookups();
 }
 
-TEST_F(SnapshotIndexerTest, OldStatusChangeTimeIsTheStartTime) {
+TEST_F(SnapshotIndexerTest, StatusChangeTimeIsTheStartTimeIfItIsTheOldest) {
     const std::string path = MakeSnapshot(kSnapshot, 3'900'000'000, 3'900'000'000);
     const std::string expected = ", " + std::to_string(ChangeTime(path).tv_sec) + ", 0)";
     EXPECT_EQ(Run(), 1);
@@ -212,32 +212,19 @@ TEST_F(SnapshotIndexerTest, FailedThumbnailIsLoggedAndTheRowAdded) {
               }));
 }
 
-struct Batches {
-    int snapshots;
-    std::vector<std::size_t> statements;
-};
-
-void PrintTo(const Batches& batches, std::ostream* out) {
-    *out << batches.snapshots;
-}
-
 class SnapshotBatchTest : public SnapshotIndexerTest,
                           public testing::WithParamInterface<Batches> {};
 
-TEST_P(SnapshotBatchTest, HoldsAThousandStatements) {
+TEST_P(SnapshotBatchTest, ContainsUpToAThousandStatements) {
     LogUpTo(LOG_LEVEL_NOTICE);
-    MakeSnapshots(GetParam().snapshots);
-    EXPECT_EQ(Run(), GetParam().snapshots);
+    MakeSnapshots(GetParam().files);
+    EXPECT_EQ(Run(), GetParam().files);
     EXPECT_EQ(InsertBatches(), GetParam().statements);
 }
 
-INSTANTIATE_TEST_SUITE_P(Counts, SnapshotBatchTest,
-                         testing::Values(Batches{0, {}}, Batches{999, {999}}, Batches{1000, {1000}},
-                                         Batches{1001, {1000, 1}}, Batches{2000, {1000, 1000}},
-                                         Batches{2001, {1000, 1000, 1}}),
-                         [](const auto& test) { return std::to_string(test.param.snapshots); });
+INSTANTIATE_TEST_SUITE_P(Counts, SnapshotBatchTest, BatchesAroundALimit(), NameOf);
 
-TEST_F(SnapshotIndexerTest, FailedBatchLosesOnlyItsRowsAndIsStillCounted) {
+TEST_F(SnapshotIndexerTest, FailedBatchDropsOnlyItsRowsAndIsStillCounted) {
     LogUpTo(LOG_LEVEL_NOTICE);
     MakeSnapshots(1001);
     platform.Fail("Execute", 2);
@@ -284,7 +271,7 @@ TEST_F(SnapshotIndexerTest, RunThatChangesNothingLogsOnlyItsCompletion) {
               Lines({Log("info", "snapshotindexer", "Log", "Reindex snapshot data complete.\n")}));
 }
 
-TEST_F(SnapshotIndexerTest, OnePatternIsTriedOnAPlainNameAndBothOnAnother) {
+TEST_F(SnapshotIndexerTest, PlainNameIsMatchedWithOnePatternAndAnyOtherNameWithBoth) {
     const std::string edited = "cam1-20240101-1704067200-Modified-2.jpg";
     for (const std::string& name : {std::string(kSnapshot), edited, std::string("odd.jpg")}) {
         MakeFile("snap/" + name);
@@ -301,17 +288,17 @@ TEST_F(SnapshotIndexerTest, OnePatternIsTriedOnAPlainNameAndBothOnAnother) {
                   "KRRegEx::IsMatch(\"odd.jpg\")",
                   "KRRegEx::IsMatch(\"odd.jpg\")",
               }));
-    EXPECT_EQ(platform.CallCnt("KRRegEx"), 6); // both are built anew for each file
+    EXPECT_EQ(platform.CallCnt("KRRegEx"), 6); // both patterns are compiled for each file
 }
 
-TEST_F(SnapshotIndexerTest, FolderIsAskedForTwiceHoweverManySnapshots) {
+TEST_F(SnapshotIndexerTest, FolderIsRequestedTwicePerRun) {
     LogUpTo(0);
     MakeSnapshots(1001);
     EXPECT_EQ(Run(), 1001);
     EXPECT_EQ(platform.CallCnt("GetSnapshotFullPath"), 2);
 }
 
-TEST_F(SnapshotIndexerTest, MessageHoldsTheLow32BitsOfSizeAndTime) {
+TEST_F(SnapshotIndexerTest, MessageContainsTheLow32BitsOfSizeAndTime) {
     const std::string path = MakeFile(std::string("snap/") + kSnapshot);
     struct stat64& st = libc.statuses[path];
     st.st_size = 4'294'967'296 + 7;
@@ -342,19 +329,19 @@ TEST_F(OpenedSnapshotTest, ListingOfFoldersNeverFails) {
     EXPECT_EQ(m_indexer.m_tgtDirList, std::list<std::string>{""});
 }
 
-TEST_F(OpenedSnapshotTest, ProcessingOfAFileReturnsZeroWhateverBecomesOfIt) {
+TEST_F(OpenedSnapshotTest, ProcessFileAlwaysReturnsZero) {
     platform.FailAlways("CreateThumbnail");
     EXPECT_EQ(Process(kSnapshot), 0);
     EXPECT_EQ(Process("odd.jpg"), 0);
     m_indexer.m_fileRecIdMap = {{"row.jpg", 1}};
     EXPECT_EQ(Process("row.jpg"), 0);
     struct stat64 later = {};
-    later.st_ctim.tv_sec = 1; // the run has begun at 0
+    later.st_ctim.tv_sec = 1; // the run started at 0
     EXPECT_EQ(m_indexer.ProcessFile(Path("snap/later.jpg"), "later.jpg", later), 0);
     EXPECT_EQ(m_indexer.m_recList.size(), 1U);
 }
 
-TEST_F(OpenedSnapshotTest, PendingRecordsStayAsTheyAre) {
+TEST_F(OpenedSnapshotTest, PendingRecordsAreKept) {
     EXPECT_EQ(Process(kSnapshot), 0);
     EXPECT_EQ(m_indexer.ProcessTgtDirs(), 0);
     EXPECT_EQ(m_indexer.m_addCnt, 1);

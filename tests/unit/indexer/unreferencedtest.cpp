@@ -15,20 +15,20 @@ std::string Found(int count) {
                "Found [" + std::to_string(count) + "] records.\n");
 }
 
-TEST_F(UnreferencedRecordsTest, NoneRunNoStatement) {
+TEST_F(UnreferencedRecordsTest, AreNotDeletedIfThereAreNone) {
     m_indexer.m_rmCnt = 0;
     m_indexer.RemoveUnrefRecs();
     EXPECT_EQ(Transcript(), Lines({Found(0)}));
     EXPECT_EQ(m_indexer.m_rmCnt, 0);
 }
 
-TEST_F(UnreferencedRecordsTest, NoneKeepTheCounter) {
+TEST_F(UnreferencedRecordsTest, LeaveTheCounterUnchangedIfThereAreNone) {
     m_indexer.m_rmCnt = 3;
     m_indexer.RemoveUnrefRecs();
     EXPECT_EQ(m_indexer.m_rmCnt, 3);
 }
 
-TEST_F(UnreferencedRecordsTest, OneIsDeletedByItsIdColumn) {
+TEST_F(UnreferencedRecordsTest, AreDeletedByTheirIdColumn) {
     m_indexer.m_fileRecIdMap = {{"gone.png", 5}};
     m_indexer.RemoveUnrefRecs();
     EXPECT_EQ(Transcript(),
@@ -36,7 +36,7 @@ TEST_F(UnreferencedRecordsTest, OneIsDeletedByItsIdColumn) {
     EXPECT_EQ(m_indexer.m_rmCnt, 1);
 }
 
-TEST_F(UnreferencedRecordsTest, SeveralAreListedInTheOrderOfTheMap) {
+TEST_F(UnreferencedRecordsTest, AreListedInTheOrderOfTheMap) {
     const std::vector<std::pair<std::string, int>> rows = {{"a", 12}, {"b", 7}, {"c", 31}};
     for (const auto& row : rows) {
         m_indexer.m_fileRecIdMap.insert(row);

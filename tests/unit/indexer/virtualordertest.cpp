@@ -1,5 +1,5 @@
-// The order of the virtual operations is part of the interface: code built against it calls them
-// by their place in the table.
+// The order of the virtual operations is part of the interface: code that was built with it calls
+// them by their position in the table.
 
 #include "indexer/eventindexer.h"
 #include "indexer/indexer.h"
@@ -11,7 +11,7 @@
 
 namespace {
 
-// The operations of both classes that have virtual operations of their own, made accessible.
+// The virtual operations of both classes that declare new ones, made accessible.
 class IndexerOperations : public KRIndex::Indexer {
 public:
     using Indexer::DoAddDbRecords;
@@ -32,7 +32,7 @@ public:
     using EventIndexer::Log;
 };
 
-// A pointer to a virtual operation holds, in this ABI, its offset in the table plus one.
+// In this ABI, a pointer to a virtual operation contains its offset in the table plus one.
 template <typename Operation> std::size_t SlotOf(Operation operation) {
     std::ptrdiff_t offsetPlusOne = 0;
     std::memcpy(&offsetPlusOne, &operation, sizeof offsetPlusOne);

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The name patterns and the SQL that the headers of platform/ list are those of indexer/."""
+"""The headers of platform/ list the name patterns and the SQL of indexer/."""
 
 import pathlib
 import re
@@ -7,7 +7,7 @@ import unittest
 
 PROJECT = pathlib.Path(__file__).resolve().parents[3]
 
-# The statements' templates, and what they are filled with in the headers.
+# The templates of the statements, and the values that replace their %s and %d in the headers.
 STATEMENTS = {
     "SELECT %s as id, %s as path FROM %s;": [
         ("id", "filename", "emap"), ("id", "filename", "snapshot")],

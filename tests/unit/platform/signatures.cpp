@@ -1,7 +1,7 @@
-// The exact signatures of platform/*.h. A recorder that is built elsewhere meets the tool at the
-// linker, which tells a parameter by value from one by reference; so a signature changes here
-// first. tests/unit/platform/signatures_test.py fails when a declaration of the headers is not in
-// this file.
+// The exact signatures of platform/*.h. A recorder that is built elsewhere is linked to the tool by
+// them, and the linker distinguishes a parameter by value from one by reference; so a signature is
+// changed here first. tests/unit/platform/signatures_test.py fails if a declaration of the headers
+// is missing in this file.
 
 #include "platform/camera.h"
 #include "platform/database.h"
@@ -14,7 +14,8 @@
 #include <cstddef>
 #include <type_traits>
 
-// The attribute that has calls of KRPrintf and StringPrintf checked is no part of their types.
+// The attribute that makes the compiler check calls of KRPrintf and StringPrintf is not part of
+// their types.
 #pragma GCC diagnostic ignored "-Wignored-attributes"
 
 namespace {

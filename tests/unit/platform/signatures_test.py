@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Every declaration of platform/*.h has its exact signature asserted in signatures.cpp."""
+"""signatures.cpp asserts the exact signature of every declaration in platform/*.h."""
 
 import pathlib
 import re
@@ -8,7 +8,7 @@ import unittest
 HERE = pathlib.Path(__file__).resolve().parent
 PROJECT = HERE.parents[2]
 
-# What opens or closes a scope, a function (or a macro's use), a variable, and the end of a declaration.
+# The beginning or end of a scope, a function or a use of a macro, and an extern variable.
 TOKEN = re.compile(r"""
     (?P<scope>\b(?:namespace|class|struct|enum)\s+(?P<name>\w+)(?:\s*:[^{;]*)?\s*\{)
   | (?P<brace>[{}])
@@ -35,7 +35,7 @@ def declarations(header):
 
 
 def assertion(name):
-    """What asserts the signature of the thing of this qualified name."""
+    """The expression that asserts the signature of this qualified name."""
     scope, _, own = name.rpartition("::")
     if own == scope:
         return rf"is_(default_|copy_|move_)?constructible_v<{scope}\b"

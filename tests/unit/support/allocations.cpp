@@ -14,7 +14,7 @@ long unit::LiveAllocationCnt() {
     return liveCnt;
 }
 
-// NOLINTBEGIN(cppcoreguidelines-no-malloc): an operator new of one's own has to take memory from it
+// NOLINTBEGIN(cppcoreguidelines-no-malloc): a replacement of operator new needs malloc
 void* operator new(std::size_t size) {
     void* const memory = std::malloc(size == 0 ? 1 : size);
     if (memory == nullptr) {

@@ -1,10 +1,10 @@
-// Memory that was allocated and not freed yet: the test programs that link this count it.
+// Counts the allocations of the test programs that link this file.
 
 #pragma once
 
 namespace unit {
 
-// Allocations by operator new, of the whole program, that are still held.
+// The number of allocations by operator new in the whole program that are not freed yet.
 [[nodiscard]] long LiveAllocationCnt();
 
 } // namespace unit

@@ -4,7 +4,7 @@
 
 #include <unistd.h>
 
-// The tool's main, compiled under this name.
+// The tool's main, which is compiled with this name.
 int KrindexerMain(int argc, char** argv);
 
 namespace unit {
@@ -18,7 +18,7 @@ int RunMain(const std::vector<std::string>& args) {
         argv.push_back(text.data());
     }
     argv.push_back(nullptr);
-    optind = 0; // getopt starts afresh
+    optind = 0; // makes getopt start again
     return KrindexerMain(static_cast<int>(texts.size()), argv.data());
 }
 

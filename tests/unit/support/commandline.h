@@ -1,4 +1,4 @@
-// Running the tool's main within the test program.
+// Runs the tool's main inside the test program.
 
 #pragma once
 
@@ -13,10 +13,10 @@ struct Outcome {
     std::string errors;
 };
 
-// Runs main with these arguments behind the program's name.
+// Runs main with these arguments after the program's name, and returns its result.
 int RunMain(const std::vector<std::string>& args);
 
-// The same, with what it writes to standard output and standard error.
+// Runs main like RunMain, and also captures its standard output and standard error.
 Outcome RunMainCaptured(const std::vector<std::string>& args);
 
 } // namespace unit

@@ -16,7 +16,7 @@ namespace unit {
 
 namespace {
 
-// An open folder whose entries are scripted or counted.
+// An open folder, and how many of its entries were delivered.
 struct OpenDir {
     std::string path;
     std::size_t delivered = 0;
@@ -53,7 +53,7 @@ int Failed(int error) {
     return -1;
 }
 
-// "readEnd" or "writeEnd"; empty for any other descriptor.
+// "readEnd" or "writeEnd" for the ends of the pipe; empty for any other descriptor.
 std::string NameOfEnd(int fd) {
     if (fd != -1 && fd == PipeEnds()[0]) {
         return "readEnd";
@@ -161,7 +161,7 @@ int __wrap_close(int fd) {
     const std::string end = unit::NameOfEnd(fd);
     if (!end.empty()) {
         unit::Note("close(" + end + ")");
-        unit::PipeEnds()[end == "readEnd" ? 0 : 1] = -1; // the number may come back as another file
+        unit::PipeEnds()[end == "readEnd" ? 0 : 1] = -1; // another file may get this descriptor
     }
     return __real_close(fd);
 }
@@ -211,8 +211,8 @@ int __wrap_readdir64_r(DIR* dir, dirent64* buffer, dirent64** entry) {
     const auto limit = script.readErrorAfter.find(open.path);
     if (limit != script.readErrorAfter.end() &&
         open.delivered >= static_cast<std::size_t>(limit->second)) {
-        // An error must be believed even if an entry seems to be there. Whoever reads on finds the
-        // end of the folder.
+        // The error is returned together with an entry, which the caller must ignore. If the caller
+        // continues to read, the folder has ended.
         const bool first = open.delivered++ == static_cast<std::size_t>(limit->second);
         *entry = first ? buffer : nullptr;
         return first ? EIO : 0;

@@ -1,5 +1,5 @@
-// What the C library answers in a unit test: the test programs are linked so that the calls below
-// pass through here (the linker's --wrap). Without a script each does what it always does.
+// Scripted results of the C library in a unit test: the linker's --wrap leads the calls of the test
+// programs through libcscript.cpp. A call without a script is passed to the C library.
 
 #pragma once
 
@@ -25,32 +25,31 @@ struct ListedEntry {
 struct LibcScript {
     std::optional<time_t> now;     // time()
     std::optional<timespec> clock; // clock_gettime(CLOCK_REALTIME)
-    int clockError = 0;            // errno of the failures; 0 = none
+    int clockError = 0;            // the errno with which clock_gettime fails; 0: does not fail
     int pipeError = 0;
     int forkError = 0;
 
-    // A folder, and where its content really lies.
+    // Paths that begin with the first are replaced by paths that begin with the second.
     std::pair<std::string, std::string> redirection;
 
     std::map<std::string, int> opendirErrors;                 // by path
     std::map<std::string, int> statErrors;                    // by path
-    std::map<std::string, struct stat64> statuses;            // by path, in place of the file's
-    std::map<std::string, std::vector<ListedEntry>> listings; // by folder, in place of its entries
-    std::map<std::string, int> readErrorAfter; // by folder: so many entries, then an error
+    std::map<std::string, struct stat64> statuses;            // by path, instead of the file's
+    std::map<std::string, std::vector<ListedEntry>> listings; // by folder, instead of its entries
+    std::map<std::string, int> readErrorAfter; // by folder: the entries before a read error
 
-    // Puts pipe, fork, close, read (of the pipe's ends) and _exit into the transcript.
+    // Records pipe, fork, close and read of the pipe's ends, and _exit in the transcript.
     bool recordProcessCalls = false;
-    std::function<void()> beforeRead; // of the pipe's read end
+    std::function<void()> beforeRead; // called before a read of the pipe's read end
 
-    // What the next read of the pipe's read end returns at once, and its errno.
+    // The immediate result of the next read of the pipe's read end, and its errno.
     std::optional<std::pair<ssize_t, int>> nextRead;
 
     std::function<void()> beforeGetopt;
 
-    pid_t child = -1;   // of the last fork
-    int openDirCnt = 0; // folders opened and not closed yet
-    std::vector<std::string>
-        statCalls; // the paths whose status was asked for, links followed or not
+    pid_t child = -1;                   // the result of the last fork
+    int openDirCnt = 0;                 // the number of open folders
+    std::vector<std::string> statCalls; // the paths of all calls of stat, lstat and fstatat
 };
 
 LibcScript& Libc();

@@ -1,4 +1,4 @@
-// An indexer of some kind whose members a test may use.
+// Indexers whose protected members are accessible to tests.
 
 #pragma once
 
@@ -22,7 +22,7 @@ public:
     using Kind::m_tgtDirList;
 };
 
-// Likewise, of a kind that works on a camera.
+// Like Opened, for a kind that indexes a camera's recordings.
 template <typename Kind> class OpenedForCamera : public Opened<Kind> {
 public:
     OpenedForCamera(const KRIndex::IndexerDbInfo& info, int camId) : Opened<Kind>(info) {

@@ -42,7 +42,7 @@ std::string PlatformTest::MakeFile(const std::string& name, uint64_t sizeBytes) 
     std::string path = Path(name);
     std::filesystem::create_directories(std::filesystem::path(path).parent_path());
     if (!std::ofstream(path)) {
-        throw std::runtime_error("can't make " + path);
+        throw std::runtime_error("can't create " + path);
     }
     if (sizeBytes != 0) {
         std::filesystem::resize_file(path, sizeBytes);
@@ -54,8 +54,9 @@ void PlatformTest::AddCamera(int id) {
     platform.cameras[id] = MakeDir("cam" + std::to_string(id));
 }
 
-void PlatformTest::RedirectEmapDir() {
+void PlatformTest::MakeMediaFolders() {
     libc.redirection = {kEmapDir, MakeDir("emap")};
+    platform.snapshotFolder = MakeDir("snap");
 }
 
 std::string Query(int db, const std::string& sql) {

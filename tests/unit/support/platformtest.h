@@ -1,6 +1,6 @@
-// The stage of every unit test: an empty scripted platform, an unscripted C library, a temporary
-// folder that the transcript calls DIR, a run that starts later than any file, and all messages
-// let through.
+// The base of every unit test: an empty scripted platform, an unscripted C library, a temporary
+// folder that is called DIR in the transcript, and a start time after the times of all files. All
+// messages are logged.
 
 #pragma once
 
@@ -36,24 +36,26 @@ protected:
     PlatformTest(PlatformTest&&) = delete;
     PlatformTest& operator=(PlatformTest&&) = delete;
 
-    // Lets messages up to this level through.
+    // Logs messages up to this level.
     void LogUpTo(int level) { m_logCfg.categLevel[LOG_CATEG_REINDEX] = level; }
 
-    // As on a recorder whose operator asked for nothing: levels up to 3.
+    // Removes the log configuration, so that levels up to 3 are logged.
     static void LogUnconfigured() { g_pDbgLogCfg = nullptr; }
 
-    // Makes a folder or a file of this size in the temporary folder; gives its path.
+    // The path of a name in the temporary folder.
     [[nodiscard]] std::string Path(const std::string& name) const {
         return m_dir.Path() + "/" + name;
     }
+
+    // Create a folder, or a file of this size, in the temporary folder and return its path.
     std::string MakeDir(const std::string& name);
     std::string MakeFile(const std::string& name, uint64_t sizeBytes = 0);
 
-    // A camera with the storage folder DIR/cam<id>, which is made.
+    // Adds a camera with the storage folder DIR/cam<id>, and creates the folder.
     void AddCamera(int id);
 
-    // The e-map images lie in DIR/emap.
-    void RedirectEmapDir();
+    // Creates the folders of the e-map images (DIR/emap) and of the snapshots (DIR/snap).
+    void MakeMediaFolders();
 
     [[nodiscard]] std::string Transcript() const { return platform.Transcript(); }
     [[nodiscard]] std::string Messages() const { return platform.LinesOf("KRPrintf("); }
@@ -66,11 +68,11 @@ private:
     DbgLogCfg m_logCfg;
 };
 
-// The text of a call of Execute that asks for rows, or that asks for none.
+// The transcript's line of a call of Execute with a result, and without one.
 std::string Query(int db, const std::string& sql);
 std::string Statement(int db, const std::string& sql);
 
-// Numbers of statements in the texts that were executed and that begin with INSERT.
+// The number of statements in each executed text that begins with INSERT.
 std::vector<std::size_t> InsertBatches();
 
 // The SELECTs that fill the map of each kind of media.
@@ -79,10 +81,10 @@ std::string AlertEventSelect(int camId);
 constexpr const char* kEmapSelect = "SELECT id as id, filename as path FROM emap;";
 constexpr const char* kSnapshotSelect = "SELECT id as id, filename as path FROM snapshot;";
 
-// Any file's status-change time, to the nanosecond.
+// The time of a file's last status change, with nanoseconds.
 timespec ChangeTime(const std::string& path);
 
-// The time `nanoseconds` (less than a second) later, or earlier where negative.
+// The time shifted by `nanoseconds`, less than a second; negative values mean earlier.
 timespec Shifted(timespec time, long nanoseconds);
 
 } // namespace unit

@@ -1,5 +1,5 @@
-// An indexer of the table "tbl" that has no kind of media of its own: it puts the operations that
-// its base calls into the transcript, and opens the base's members to the test.
+// An indexer of the table "tbl" without a kind of media. It records the virtual operations that its
+// base calls in the transcript, and makes the base's members accessible to tests.
 
 #pragma once
 
@@ -34,13 +34,13 @@ public:
     using Indexer::m_startTime;
     using Indexer::m_tgtDirList;
 
-    // The script: what the operations answer and count.
+    // The script: the results of the operations, and the number of added rows.
     std::list<std::string> dirs;
     int dirListResult = 0;
     int processFileResult = 0;
     int added = 0;
 
-    std::vector<struct stat64> stats; // what ProcessFile was given
+    std::vector<struct stat64> stats; // the arguments of ProcessFile
 
 protected:
     int InitTgtDirList() override {

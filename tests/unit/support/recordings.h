@@ -1,4 +1,4 @@
-// Runs of the indexers that work on a camera, as the jobs start them, and the recordings of tests.
+// Runs of a camera's indexers, as the jobs start them, and names of recordings.
 
 #pragma once
 
@@ -35,11 +35,11 @@ inline std::string RecordingName(int n) {
     return name.data();
 }
 
-// The ids in the order in which the indexer's map, filled with these rows, goes through them.
+// The ids in the order in which the indexer iterates over its map of these rows.
 inline std::vector<int> IdsInMapOrder(const std::vector<std::pair<std::string, int>>& rows) {
     std::unordered_map<std::string, int32_t> map(10);
     for (const auto& row : rows) {
-        map.insert(row); // one by one: filling the map at once would order it otherwise
+        map.insert(row); // one by one: a map that is filled at once has another order
     }
     std::vector<int> ids;
     ids.reserve(map.size());
@@ -49,7 +49,7 @@ inline std::vector<int> IdsInMapOrder(const std::vector<std::pair<std::string, i
     return ids;
 }
 
-// The ids as text, with a separator between them.
+// The ids as text, separated by `separator`.
 inline std::string Joined(const std::vector<int>& ids, const std::string& separator) {
     std::string text;
     for (const int id : ids) {

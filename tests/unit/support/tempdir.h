@@ -1,4 +1,4 @@
-// A folder of a test's own, gone when the test is over.
+// A temporary folder, which is removed at the end of its test.
 
 #pragma once
 
@@ -14,7 +14,7 @@ class TempDir {
 public:
     TempDir() : m_path(std::filesystem::temp_directory_path() / "reindex-unit-XXXXXX") {
         if (mkdtemp(m_path.data()) == nullptr) {
-            throw std::runtime_error("can't make a temporary folder");
+            throw std::runtime_error("can't create a temporary folder");
         }
     }
     ~TempDir() {

@@ -1,5 +1,5 @@
-// The texts of the tool by which the recorder and krplan learn what it does (recorder/run/taps.h,
-// tools/krplan/toolformats.h), compared with what the tool really executes and logs.
+// Compares the texts by which the recorder and krplan recognise what the tool does
+// (recorder/run/taps.h, tools/krplan/toolformats.h) with what the tool executes and logs.
 
 #include "recorder/logging/failures.h"
 #include "recorder/run/tableread.h"
@@ -19,13 +19,12 @@ constexpr const char* kSnapshot = "cam1-20240101-1704067200.jpg";
 class TapsTest : public PlatformTest {
 protected:
     TapsTest() {
-        RedirectEmapDir();
-        platform.snapshotFolder = MakeDir("snap");
+        MakeMediaFolders();
         LogUpTo(LOG_LEVEL_DETAIL);
         AddCamera(7);
     }
 
-    // "event of camera 7": what the tool read of media tables, as the recorder recognises it.
+    // The reads of media tables that the recorder recognises, in the form "event of camera 7".
     [[nodiscard]] std::vector<std::string> TableReads() const {
         std::vector<std::string> reads;
         for (const fakes::Statement& statement : platform.statements) {
@@ -62,7 +61,7 @@ constexpr const char* kBeginPart = "tap BeginPart: recorder/run/tableread.cpp ha
 constexpr const char* kIsFailure = "tap IsFailure: recorder/logging/failures.cpp has another text";
 constexpr const char* kFormats = "tools/krplan/toolformats.h has another text";
 
-TEST_F(TapsTest, BeginPartByTheReadOfATable) {
+TEST_F(TapsTest, ReadingATableBeginsAPart) {
     const std::vector<std::pair<Texts, Texts>> readsOfJobs{
         {{"-r", "7"}, {"event of camera 7"}},
         {{"-a", "7"}, {"alert_event of camera 7"}},
@@ -76,7 +75,7 @@ TEST_F(TapsTest, BeginPartByTheReadOfATable) {
     }
 }
 
-TEST_F(TapsTest, NoPartBeginsByAChange) {
+TEST_F(TapsTest, ChangingATableBeginsNoPart) {
     MakeFile("cam7/20140312AM/" + RecordingName(1));
     MakeFile(std::string("snap/") + kSnapshot);
     platform.queries[EventSelect(7)] = IdPathRows({{"21", "20140312AM/" + RecordingName(2)}});
@@ -85,7 +84,7 @@ TEST_F(TapsTest, NoPartBeginsByAChange) {
     EXPECT_EQ(TableReads(), (Texts{"snapshot of camera 0", "event of camera 7"})) << kBeginPart;
 }
 
-TEST_F(TapsTest, IsFailureByAnErrno) {
+TEST_F(TapsTest, MessageWithAnErrnoIsAFailure) {
     MakeDir("cam7/20140312AM");
     libc.opendirErrors[Path("cam7/20140312AM")] = EIO;
     MakeFile(std::string("snap/") + kSnapshot);
@@ -97,20 +96,20 @@ TEST_F(TapsTest, IsFailureByAnErrno) {
         << kIsFailure;
 }
 
-TEST_F(TapsTest, IsFailureOnceForTheClock) {
+TEST_F(TapsTest, UnreadableClockIsOneFailure) {
     libc.clockError = EPERM;
     EXPECT_EQ(RunMain({"-r", "7"}), 0);
     EXPECT_EQ(Failures(), (Texts{"Failed to get start time with errno [1].\n"})) << kIsFailure;
 }
 
-TEST_F(TapsTest, PlanKnowsTheJobs) {
+TEST_F(TapsTest, PlanRecognisesTheJobs) {
     EXPECT_EQ(RunMain({"-r", "7", "-a", "7", "-s", "-e"}), 0);
     for (const plan::JobBeginning& beginning : plan::kJobBeginnings) {
         EXPECT_TRUE(Logged(beginning.format)) << kFormats << ": " << beginning.format;
     }
 }
 
-TEST_F(TapsTest, PlanKnowsTheMessagesAboutFiles) {
+TEST_F(TapsTest, PlanRecognisesTheMessagesAboutFiles) {
     const std::string changed = MakeFile("cam7/20140312AM/" + RecordingName(1));
     libc.clock = timespec{1, 0};
     EXPECT_EQ(RunMain({"-r", "7"}), 0);
