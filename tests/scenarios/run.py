@@ -29,7 +29,7 @@ def make_media(folder):
 
 
 class Run:
-    """The cases that are run on one engine."""
+    """How the cases are run: programs, media and options, on one engine."""
 
     def __init__(self, bin_dir, media_dir, show, address):
         self.bin_dir, self.media_dir = os.path.abspath(bin_dir), media_dir
@@ -38,8 +38,8 @@ class Run:
         self.engine = "postgresql" if address else "sqlite"
 
 
-def reason_against(case, engine):
-    """Why a case says nothing of this engine; nothing where it does."""
+def reason_to_leave_out(case, engine):
+    """Returns why a case does not apply to this engine, None if it does."""
     given = os.path.join(case, "given")
     if not os.path.exists(given):
         return None
@@ -47,14 +47,14 @@ def reason_against(case, engine):
         for _, line, _ in blocks(file.read()):
             match = re.match(r"only (\w+) because (.+)$", line)
             if match and match[1] not in ENGINES:
-                raise CaseError(f"{case}: there is no engine {match[1]}")
+                raise CaseError(f"{case}: no such engine: {match[1]}")
             if match and match[1] != engine:
                 return match[2]
     return None
 
 
 def run_case(case, run):
-    """Starts the case in a sandbox of its own; its status, and what it has to say."""
+    """Runs the case in its own sandbox; returns the exit status and the output."""
     with tempfile.TemporaryDirectory(prefix="scenario-") as folder:
         recorder, scratch = os.path.join(folder, "recorder"), os.path.join(folder, "scratch")
         os.mkdir(recorder)
@@ -67,11 +67,11 @@ def run_case(case, run):
 
 
 def run_cases(cases, run):
-    """The exit status, which tells also that not every case could be run."""
+    """Runs each case; returns EXIT_SKIPPED if all that ran passed, but some could not be run."""
     counts = {"passed": 0, "FAILED": 0, "skipped": 0, "not for this engine": 0}
     for case in cases:
         name = ".".join(os.path.abspath(case).split(os.sep)[-2:])
-        reason = reason_against(case, run.engine)
+        reason = reason_to_leave_out(case, run.engine)
         if reason:
             counts["not for this engine"] += 1
             print(f"not for this engine: {name}: {reason}")
@@ -100,11 +100,12 @@ def parse_arguments():
     parser = argparse.ArgumentParser(description=__doc__.split("\n", maxsplit=1)[0])
     parser.add_argument("bin_dir", help="the folder of krindexer and krctl")
     parser.add_argument("cases", nargs="*", help="folders of cases")
-    parser.add_argument("--media", help="the folder of the media; made where it isn't there")
-    parser.add_argument("--make-media", action="store_true", help="make the media and end")
+    parser.add_argument("--media", help="the folder of the media; created if it does not exist")
+    parser.add_argument("--make-media", action="store_true", help="only create the media")
     parser.add_argument("--postgresql", action="store_true",
-                        help="on a PostgreSQL server of its own instead of SQLite")
-    parser.add_argument("--show", action="store_true", help="print what came of the first run")
+                        help="use a PostgreSQL server started for this, instead of SQLite")
+    parser.add_argument("--show", action="store_true",
+                        help="print the result of the first run, in the notation of a then file")
     return parser.parse_intermixed_args()
 
 

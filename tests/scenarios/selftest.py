@@ -1,12 +1,13 @@
 #!/usr/bin/env python3
-"""Shows that the runner can fail: selftest.py BIN_DIR MEDIA_DIR.
+"""Tests that the runner can fail: selftest.py BIN_DIR MEDIA_DIR.
 
-A case that passes is changed in one place at a time, and each change must turn it red. The runner's
-numbers of system calls must be those of the kernel's headers, for each machine.
+Changes a passing case in one place at a time. Each change must make the case fail. Also compares the
+runner's numbers of system calls with the kernel's headers, for each machine.
 """
 
 import os
 import platform
+import re
 import subprocess
 import sys
 import tempfile
@@ -59,44 +60,44 @@ new var/snapshot/@Thumbnail
 new var/snapshot/@Thumbnail/cam1-20240101-1704067200.jpg jpeg=320x240
 """
 
-# What is wrong then: the file, the text, and what stands there instead.
+# By the fault that it brings in, each change: the file, the text to replace, its replacement.
 CHANGES = {
-    "a log line too few": ("then", "    [reindex] [notice] emapindexer Log: Have removed [1] "
+    "a missing log line": ("then", "    [reindex] [notice] emapindexer Log: Have removed [1] "
                                    "unreferenced emap records.\n", ""),
     "a log line outside of its part": ("then", "    [reindex] [notice] emapindexer",
                                        "  [reindex] [notice] emapindexer"),
-    "a part too many": ("then", "log\n", "log\n  part emap 0\n"),
+    "a superfluous part": ("then", "log\n", "log\n  part emap 0\n"),
     "a part of another kind": ("then", "part emap 1", "part event 1"),
     "a wrong number of a part": ("then", "part emap 1", "part emap 2"),
     "a part that is not expected": ("then", "  part emap 1\n    [reindex]", "  [reindex]"),
-    "a part of no kind": ("then", "part emap 1", "part map 1"),
-    "a log line too many": ("then", "  ...\n", "  ...\n  nothing of this kind\n"),
+    "a part of an unknown kind": ("then", "part emap 1", "part map 1"),
+    "a superfluous log line": ("then", "  ...\n", "  ...\n  nothing of this kind\n"),
     "a wrong number in the log": (
         "then", "event complete with <some text> cnt [1]",
         "event complete with <some text> cnt [2]"),
-    "a row too many": ("then", "  id\nrows event", "  id\n  1\nrows event"),
+    "a superfluous row": ("then", "  id\nrows event", "  id\n  1\nrows event"),
     "a wrong path": ("then", "1 | 20140312AM/", "1 | 20140312PM/"),
     "a wrong size": ("then", "<size:h264.mp4>", "<size:mjpeg.avi>"),
-    "a table that nothing is said about": (
+    "a changed table that is not mentioned": (
         "then", "rows recording_count\n  camera_id | day | count\n  1 | 16141 | 1\n", ""),
     "a wrong number of rows": ("then", "count snapshot 1", "count snapshot 2"),
     "a wrong number of transactions": ("then", "commits snapshot.db 1", "commits snapshot.db 2"),
-    "a folder that is gone and not told": ("then", "gone volume/cam1/20140312PM\n", ""),
-    "a folder that stays and is told to be gone": ("then", "20140312PM", "20140312AM"),
-    "a file that is new and not told": (
+    "a removed folder that is not mentioned": ("then", "gone volume/cam1/20140312PM\n", ""),
+    "an existing folder that is expected to be gone": ("then", "20140312PM", "20140312AM"),
+    "a new file that is not mentioned": (
         "then", "new var/snapshot/@Thumbnail/cam1-20240101-1704067200.jpg jpeg=320x240\n", ""),
     "a wrong picture size": ("then", "jpeg=320x240", "jpeg=320x241"),
     "a wrong exit status": ("then", "log\n", "exit 1\nlog\n"),
-    "an output that didn't come": ("then", "log\n", "stdout\n  hello\nlog\n"),
-    "a status that the task hasn't": ("run", "-r 1\n", "-r 1\ntask done=0\n"),
-    "a change that each run makes anew": (
+    "an output that was not printed": ("then", "log\n", "stdout\n  hello\nlog\n"),
+    "a wrong column of the task": ("run", "-r 1\n", "-r 1\ntask done=0\n"),
+    "a change that each run makes again": (
         "run", "-r 1\n", "-r 1\nmake sql recording.db\n"
                          "  UPDATE recording_count SET stamp = stamp + 1;\n"),
-    "a directive that there isn't": ("given", "dir ", "folder "),
+    "an unknown directive": ("given", "dir ", "folder "),
 }
 
 
-def passes(bin_dir, media_dir, files):
+def passes(bin_dir, media_dir, files, *options):
     with tempfile.TemporaryDirectory(prefix="selftest-") as folder:
         case = os.path.join(folder, "selftest", "case")
         os.makedirs(case)
@@ -104,12 +105,21 @@ def passes(bin_dir, media_dir, files):
             with open(os.path.join(case, name), "w", encoding="utf-8") as file:
                 file.write(text)
         done = subprocess.run([sys.executable, os.path.join(HERE, "run.py"), bin_dir, case,
-                               "--media", media_dir], capture_output=True, text=True, check=False)
+                               "--media", media_dir, *options],
+                              capture_output=True, text=True, check=False)
         return done.returncode == 0, done.stdout + done.stderr
 
 
-# What the C compiler reads of a machine's system calls: arm64 has the generic table, which is
-# installed everywhere; that of x86-64 only there.
+def shown_result_passes(bin_dir, media_dir):
+    """Returns true if a `then` with the output of --show makes the case pass."""
+    files = {"given": GIVEN, "run": RUN}
+    _, output = passes(bin_dir, media_dir, files, "--show")
+    shown = re.search(r"^log\n.*?(?=^  after the first run)", output, re.M | re.S)
+    return shown is not None and passes(bin_dir, media_dir, {**files, "then": shown[0]})[0]
+
+
+# The header with each machine's numbers of system calls. arm64 uses the generic table, which is installed on
+# every machine. The table of x86-64 is installed only there.
 HEADERS = {
     "aarch64": "#include <asm-generic/unistd.h>\n",
     "x86_64": "#include <asm/unistd_64.h>\n",
@@ -117,7 +127,7 @@ HEADERS = {
 
 
 def wrong_system_calls():
-    """Where the runner's numbers differ from the kernel's, and a sleep that it doesn't notice."""
+    """Returns the runner's numbers that differ from the kernel's, and whether it overlooks a sleep."""
     found = []
     for machine, numbers in NUMBERS.items():
         if machine == "x86_64" and platform.machine() != machine:
@@ -130,7 +140,7 @@ def wrong_system_calls():
 
 
 def sleep_is_noticed():
-    """On the machine that this is."""
+    """Returns true if the runner recognises a sleeping process on this machine."""
     with subprocess.Popen(["sleep", "60"]) as sleeper:
         try:
             deadline = time.monotonic() + DEADLINE_S
@@ -153,7 +163,10 @@ def main():
     files = {"given": GIVEN, "run": RUN, "then": THEN}
     passed, output = passes(bin_dir, media_dir, files)
     if not passed:
-        print("the case as it stands doesn't pass:", output)
+        print("the unchanged case fails:", output)
+        return 1
+    if not shown_result_passes(bin_dir, media_dir):
+        print("the output of --show is not a then that passes")
         return 1
     blind = []
     for what, (name, text, other) in CHANGES.items():

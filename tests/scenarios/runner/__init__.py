@@ -3,5 +3,5 @@
 import os
 import sys
 
-# The tool that starts PostgreSQL servers is everybody's.
+# All tests share the module that starts PostgreSQL servers.
 sys.path.append(os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../postgresql"))

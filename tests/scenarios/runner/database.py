@@ -1,7 +1,7 @@
-"""The recorder's tables, by the names of the databases that the cases know them by.
+"""The recorder's tables, by database.
 
-On SQLite each database is a file. On PostgreSQL there are no such files, and a name stands for the
-tables that would lie in it.
+On SQLite each database is a file. On PostgreSQL the name of a database stands for the tables that the file
+would hold.
 """
 
 TABLES = {
@@ -11,7 +11,7 @@ TABLES = {
     "outbox": "recording.db", "unannounced": "recording.db", "snapshot": "snapshot.db",
 }
 
-# What a run must bring in line and a second run must leave alone.
+# The tables that are compared after a run. A second run must not change them.
 MEDIA_TABLES = ("camera", "emap", "event", "alert_event", "recording_count", "snapshot")
 
 UNREADABLE = ["unreadable"]  # the columns of a table that can't be read; its row is the reason

@@ -1,4 +1,4 @@
-"""What a recorder looks like before the run: carries out the lines of a case's `given` file."""
+"""Creates the recorder that a case's `given` file describes."""
 
 import errno
 import os
@@ -12,7 +12,7 @@ from runner.text import (CaseError, NotPossibleHere, blocks, cell_value, expand,
                          split_options, tokens)
 
 PACKAGE_ROOT = b"/var/packages/Kestora"
-FILE_TIME = 1700000000  # of every file that a case doesn't date: the runs happen much later
+FILE_TIME = 1700000000  # the default time of files, long before any run
 FILE_MODE, FOLDER_MODE = 0o640, 0o750
 PID_MARK = b"@pid@"
 
@@ -22,7 +22,7 @@ class Given:
 
     def __init__(self, root, media, bin_dir, engine):
         self.root, self.media, self.bin_dir, self.engine = root, media, bin_dir, engine
-        self.settings = None  # a template, where it names the process that is to read it
+        self.settings = None  # the settings, if they contain PID_MARK
         self.directives = {
             "camera": self.camera, "dir": self.dir, "file": self.file, "link": self.link,
             "fifo": self.fifo, "socket": self.socket, "mode": self.mode, "owner": self.owner,
@@ -31,7 +31,7 @@ class Given:
         }
 
     def build(self, text):
-        """An initialised recorder with its usual folders, then the case's own lines in order."""
+        """Creates an initialised recorder with the usual folders, then executes the case's lines in order."""
         for folder in (b"target/@KREmap", b"var/snapshot", b"var/log", b"etc"):
             self._folder(self.path(folder))
         if self.engine.settings:
@@ -44,13 +44,13 @@ class Given:
                 raise CaseError(f"given:{number}: {line}: {error!r}") from error
 
     def apply(self, line, lines):
-        """One directive, also as a step in the middle of a run."""
+        """Executes one directive, also as a step in the middle of a run."""
         words = tokens(line)
         name, rest = words[0], words[1:]
         if name == "sql":
             self.sql(rest, lines)
         elif name == "only":
-            pass  # run.py has read it before
+            pass  # run.py has already evaluated it
         elif name == "rows":
             self.rows(rest, lines)
         elif name == "settings":
@@ -59,13 +59,13 @@ class Given:
             plain, options = split_options(rest)
             self.directives[name](*plain, **options)
         else:
-            raise CaseError(f"there is no directive {name}")
+            raise CaseError(f"no such directive: {name}")
 
     def path(self, relative):
         return os.path.join(self.root, relative)
 
     def camera(self, number, storage, name=b"camera"):
-        """Made known by the operator's own command, which wants the folder to be there."""
+        """Adds a camera with krctl, which requires that the storage folder exists."""
         self._folder(self.path(storage))
         self._krctl("camera", "add", "--id", number, "--name", name,
                     "--storage", PACKAGE_ROOT + b"/" + storage)
@@ -94,7 +94,7 @@ class Given:
             text = text[:int(first)]
         with open(full, "wb") as file:
             file.write(text)
-            if size:  # sparse behind what was written
+            if size:  # sparse after the content
                 file.truncate(int(size))
 
     def link(self, path, to):
@@ -113,7 +113,7 @@ class Given:
         os.chmod(self.path(path), int(mode, 8))
 
     def owner(self, user, path=b""):
-        """Everything at a path, or the whole recorder, belongs to that user and their group."""
+        """Gives a path and everything in it, or the whole recorder, to a user and their group."""
         self._own(self.path(path).rstrip(b"/"), int(user))
         for folder, folders, files in os.walk(self.path(path)):
             for name in folders + files:
@@ -125,7 +125,7 @@ class Given:
         except OSError as error:
             if error.errno != errno.EINVAL:
                 raise
-            raise NotPossibleHere(f"there is no user {user} in this user namespace: "
+            raise NotPossibleHere(f"this user namespace has no user {user}: "
                                   "only root can run this case") from error
 
     def remove(self, path):
@@ -139,31 +139,31 @@ class Given:
                 os.unlink(companion)
 
     def tmpfs(self, path, size):
-        """A small disk, seen within the sandbox only and gone with it."""
+        """Mounts a small disk, which exists only in the sandbox and ends with it."""
         full = self.path(path)
         self._folder(full)
         subprocess.run(["mount", "-t", "tmpfs", "-o", b"mode=750,size=" + size, "scenario", full],
                        check=True)
 
     def limit(self, path, size):
-        """What is in a folder moves to a small disk of its own."""
+        """Moves the content of a folder to a small disk mounted on it."""
         with tempfile.TemporaryDirectory() as aside:
             content = shutil.copytree(self.path(path), os.path.join(os.fsencode(aside), b"content"))
             self.tmpfs(path, size)
             shutil.copytree(content, self.path(path), dirs_exist_ok=True)
 
     def mount(self, folder, path):
-        """A disk whose content is that of a folder. It covers what lies at the path."""
+        """Mounts a disk with the content of a folder, over whatever is at the path."""
         full = self.path(path)
         self._folder(full)
         subprocess.run(["mount", "--bind", self.path(folder), full], check=True)
 
     def unmount(self, path):
-        """Also while a program uses it, as when its cable is pulled."""
+        """Unmounts a disk even while a program uses it, as if its cable were pulled."""
         subprocess.run(["umount", "--lazy", self.path(path)], check=True)
 
     def fill(self, path, spare=b"0"):
-        """A file that takes the rest of its disk, but for the spare bytes."""
+        """Creates a file that fills its disk except for the spare bytes."""
         with open(self.path(path), "wb", buffering=0) as file:
             try:
                 while file.write(b"x" * 4096):
@@ -181,7 +181,7 @@ class Given:
         self.engine.insert(words[0], columns, values, "unchecked" in words)
 
     def sql(self, words, lines):
-        """Where the engines have words of their own, a line for each of them."""
+        """Executes statements; with `on ENGINE`, only on that engine."""
         match words:
             case [name]:
                 self.engine.run_script(name, "\n".join(lines))
@@ -197,7 +197,7 @@ class Given:
         self._put_settings(text)
 
     def settings_for_pid(self, pid):
-        """Settings that name a process can only be written once it is there."""
+        """Writes settings that contain PID_MARK, with the id of the process that is about to read them."""
         if self.settings:
             self._put_settings(self.settings.replace(PID_MARK, str(pid).encode()))
 
@@ -222,7 +222,7 @@ class Given:
 
 
 def with_engine(settings, keys):
-    """The case's settings and those that name the engine, behind its own, whose lines are told."""
+    """Adds the engine's settings to the case's. They come last, so that line numbers in messages stay right."""
     if not keys:
         return settings
     section = re.search(rb"^\[database\]\n(?:(?!\[).*\n)*", settings, re.MULTILINE)

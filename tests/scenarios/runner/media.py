@@ -1,4 +1,4 @@
-"""Real recordings and pictures, made once with ffmpeg, and broken ones made from them."""
+"""Creates recordings and pictures with ffmpeg, and damaged ones from them."""
 
 import ctypes
 import os
@@ -14,7 +14,7 @@ TJFLAG_PROGRESSIVE = 16384
 
 
 def make_all(folder):
-    """Makes every medium in `folder`. What is there already stays: the fixture may run again."""
+    """Creates all media in `folder`. Existing files are kept, because the fixture may run again."""
     os.makedirs(folder, exist_ok=True)
     for name, make in MAKERS.items():
         path = os.path.join(folder, name)
@@ -44,7 +44,7 @@ def _changed(source, change):
 
 
 def _turbojpeg(width, height, pixel_format, channels, subsampling, flags):
-    """Pictures of a kind that ffmpeg doesn't make."""
+    """Creates pictures in formats that ffmpeg doesn't write."""
     def make(_folder, path):
         library = ctypes.CDLL("libturbojpeg.so.0")
         library.tjInitCompress.restype = ctypes.c_void_p
@@ -62,7 +62,7 @@ def _turbojpeg(width, height, pixel_format, channels, subsampling, flags):
 
 
 def overflow_duration(mp4):
-    """A length of 4294967295 seconds wherever the headers tell one."""
+    """Sets every length in the headers to 4294967295 seconds."""
     data = bytearray(mp4)
     for name in (b"mvhd", b"mdhd"):
         at = 0
@@ -74,24 +74,24 @@ def overflow_duration(mp4):
 
 
 def absurd_box(mp4):
-    """The box of the index claims nearly 2^63 bytes."""
+    """Lets the box of the index claim nearly 2^63 bytes."""
     at = mp4.index(b"moov") - 4
     return mp4[:at] + struct.pack(">I4sQ", 1, b"moov", 2**63 - 1) + mp4[at + 8:]
 
 
 def inside_moov(mp4):
-    """Breaks off in the middle of the index, which comes first in this file."""
+    """Truncates the file within its index, which comes first."""
     return mp4[:mp4.index(b"moov") + 200]
 
 
 def huge_header(jpeg):
-    """Claims 65500 x 65500 pixels in its frame header."""
+    """Lets the frame header claim 65500 x 65500 pixels."""
     at = jpeg.index(b"\xff\xc0") + 5
     return jpeg[:at] + struct.pack(">HH", 65500, 65500) + jpeg[at + 4:]
 
 
 def turned(jpeg):
-    """Says in its Exif block that the camera was held upright (orientation 6)."""
+    """Adds an Exif block that says that the camera was held upright (orientation 6)."""
     tiff = b"MM\0*\0\0\0\x08" + struct.pack(">HHHIHHI", 1, 0x0112, 3, 1, 6, 0, 0)
     block = b"Exif\0\0" + tiff
     return jpeg[:2] + b"\xff\xe1" + struct.pack(">H", len(block) + 2) + block + jpeg[2:]

@@ -1,4 +1,4 @@
-"""The two lines of the log around each part of a run: a case writes `part KIND COUNT` for them."""
+"""The first and the last log line of each part of a run, for which a case writes `part KIND COUNT`."""
 
 import re
 
@@ -18,7 +18,7 @@ def end_of(kind, count):
 
 
 def unfold(lines):
-    """The log that the lines of a case stand for; what is indented lies within the part above it."""
+    """Returns the log lines that a case describes; indented lines are within the part above them."""
     found, open_end = [], []
     for line in lines:
         if line.startswith(INDENT) and open_end:
@@ -32,7 +32,7 @@ def unfold(lines):
 
 
 def fold(lines):
-    """The shortest way to write a log: the opposite of `unfold`."""
+    """Returns the shortest description of a log; the reverse of `unfold`."""
     found, at = [], 0
     while at < len(lines):
         kind = next((kind for kind in FUNCTIONS if lines[at] == start_of(kind)), None)
@@ -49,7 +49,7 @@ def fold(lines):
 
 
 def _length_of_part(lines, kind):
-    """How many lines lie before the part's last one; None where that is missing or in a group."""
+    """Returns the number of lines before the part's last one; None if that is missing or within a group."""
     before, after = end_of(kind, "\0").split("\0")
     grouped = False
     for length, line in enumerate(lines):

@@ -1,6 +1,6 @@
-"""The recorder's databases on PostgreSQL as a second process sees them: rows, locks, commits.
+"""Access to the recorder's databases on PostgreSQL by a second process: rows, locks, commits.
 
-psql does it all: no module beyond the standard library is needed.
+Uses psql, so that no module outside the standard library is needed.
 """
 
 import os
@@ -16,7 +16,7 @@ POLLS = ("poll", "ppoll")
 
 ESCAPES = {b"b": b"\b", b"f": b"\f", b"n": b"\n", b"r": b"\r", b"t": b"\t", b"v": b"\v"}
 
-# A row that brings its own id counts for those that the database chooses, as on SQLite.
+# After rows with given ids were added, the next id must be larger than theirs, as on SQLite.
 SEQUENCES_SQL = """
 DO $$
 DECLARE
@@ -59,12 +59,12 @@ class Postgresql:
         self.run(f"SET client_min_messages TO warning; DROP SCHEMA IF EXISTS {self.schema} CASCADE;")
 
     def end(self):
-        """The next case finds the server as this one did."""
+        """Starts the server again if the case has stopped it."""
         if os.path.exists(os.path.join(self.directory, "down")):
             self.start_server()
 
     def run(self, script):
-        """The output of statements, as bytes."""
+        """Executes statements; returns the output, as bytes."""
         if isinstance(script, str):
             script = script.encode()
         done = subprocess.run(self.psql, input=script, env=server.without_pg_variables(),
@@ -100,8 +100,8 @@ class Postgresql:
             return UNREADABLE, [(str(error).encode(),)]
 
     def dump_all(self, tables):
-        """The dump of each table. One psql reads them all, as it takes longer to start than to read."""
-        between = "\\echo '\\\\.'\n"  # no row of COPY looks like that
+        """Dumps all tables with one call of psql, which takes longer to start than to read them."""
+        between = "\\echo '\\\\.'\n"  # COPY writes no such row
         try:
             output = self.run(between.join(f"COPY (SELECT * FROM {table}) TO STDOUT WITH (HEADER);\n"
                                            for table in tables))
@@ -123,7 +123,7 @@ class Postgresql:
         return CommitWatch(self, tables_of(name))
 
     def has_waiters(self, number, system_call):
-        """The tool waits for the server's word, and so many wait for a lock there."""
+        """Returns true if the tool waits for the server, and at least `number` sessions for a lock."""
         return system_call in numbers_of(POLLS) and int(self.run(
             "SELECT count(DISTINCT pid) FROM pg_locks WHERE NOT granted;")) >= number
 
@@ -138,7 +138,7 @@ class Postgresql:
 
 
 def rows_in(output):
-    """The rows that COPY has written."""
+    """Parses the output of COPY."""
     return [tuple(map(field, line.split(b"\t"))) for line in output.split(b"\n")[:-1]]
 
 
@@ -147,7 +147,7 @@ def with_header(rows):
 
 
 def literal(value):
-    """A value as SQL writes it; backslashes are nothing special there."""
+    """Returns a value as an SQL literal, in which backslashes have no special meaning."""
     if value is None:
         return b"NULL"
     if isinstance(value, bytes):
@@ -156,14 +156,14 @@ def literal(value):
 
 
 def field(text):
-    """A field of COPY's text format as the bytes that it stands for."""
+    """Decodes a field of COPY's text format."""
     if text == b"\\N":
         return None
     return re.sub(rb"\\(.)", lambda m: ESCAPES.get(m[1], m[1]), text, flags=re.DOTALL)
 
 
 class Lock:
-    """Locks on tables, held by another session as any other program may hold them."""
+    """Locks on tables, held by another session on the server."""
 
     def __init__(self, engine, tables, mode):
         self.session = subprocess.Popen(engine.psql, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
@@ -172,24 +172,24 @@ class Lock:
                                  "SELECT 'held';\n".encode())
         self.session.stdin.flush()
         if self.session.stdout.readline() != b"held\n":
-            raise CaseError("the lock can't be held")
+            raise CaseError("can't take the lock")
 
     def write(self, sql):
         self.session.stdin.write(f"{sql};\nSELECT 'written';\n".encode())
         self.session.stdin.flush()
         if self.session.stdout.readline() != b"written\n":
-            raise CaseError("the holder of the lock can't write")
+            raise CaseError("can't write within the lock")
 
     def release(self):
-        """Once this has returned somebody else has the lock."""
+        """Releases the lock; when this returns, another session can have it."""
         try:
             self.session.communicate(b"COMMIT;\n")
-        except BrokenPipeError:  # the server was stopped meanwhile
+        except BrokenPipeError:  # the server was stopped
             self.session.wait()
 
 
 class CommitWatch:
-    """Counts the transactions that wrote to tables, as the server's log of changes tells them."""
+    """Counts the transactions that wrote to tables, by logical decoding of the server's log."""
 
     SLOT = "commit_watch"
     CHANGE = re.compile(rb"^table (\S+)\.(\S+): (?:INSERT|UPDATE|DELETE|TRUNCATE):")

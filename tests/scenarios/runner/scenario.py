@@ -1,4 +1,4 @@
-"""One case, within its sandbox: the recorder lies where the programs look for it."""
+"""Runs one case within its sandbox, in which the recorder is at the package's root."""
 
 import argparse
 import ctypes
@@ -12,8 +12,9 @@ from runner.parts import fold
 from runner.postgresql import Postgresql
 from runner.sqlite import Sqlite
 from runner.steps import StepFailed, Steps
-from runner.text import CaseError, NotPossibleHere
+from runner.text import CaseError, NotPossibleHere, shown
 from runner.then import Moment, Then, diff, read_log, show_files, show_rows
+from runner.tree import without_folder_times
 
 PR_SET_CHILD_SUBREAPER = 36
 EXIT_SKIPPED = 77
@@ -22,12 +23,12 @@ MAX_SCHEMA_NAME = 63
 
 
 def adopt_orphans():
-    """The tool's child outlives its parent; the runner must learn of the child's end."""
+    """Makes the runner the parent of the tool's child, which outlives the tool, so that its end is noticed."""
     ctypes.CDLL(None, use_errno=True).prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0)
 
 
 def keep_in_memory(folder):
-    """A recorder without a disk's waits. The mount is the sandbox's own and ends with it."""
+    """Keeps the recorder in memory, because disks are slow. The mount ends with the sandbox."""
     subprocess.run(["mount", "-t", "tmpfs", "-o", "mode=755", "scenario", folder], check=True)
 
 
@@ -41,7 +42,7 @@ def read_or(case, name, otherwise):
 
 
 class Scenario:
-    """A case, the recorder that it is about, and what it expects."""
+    """A case, its recorder, and the expected results."""
 
     def __init__(self, options):
         self.case, self.media, self.scratch = options.case, options.media, options.scratch
@@ -57,7 +58,7 @@ class Scenario:
         return steps
 
     def problems(self):
-        """Runs the case twice; what went wrong, empty when nothing did."""
+        """Runs the case twice; returns the problems found."""
         try:
             self.engine.begin()
             self.given.build(read_or(self.case, "given", ""))
@@ -65,8 +66,8 @@ class Scenario:
             steps = self.carry_out(read(self.case, "run"))
             first = Moment(self.root, self.engine)
             if self.show:
-                show_moment(self.root, first, steps)
-            then = Then(self.expected("then"), self.media, self.engine)
+                show_result(self.root, before, first, steps)
+            then = Then(self.expected("then") or "", self.media, self.engine)
             return (titled("after the first run", then.problems(self.root, before, first, steps))
                     or titled("after the second run", self.second_problems(first)))
         except (CaseError, StepFailed) as error:
@@ -75,11 +76,11 @@ class Scenario:
             self.engine.end()
 
     def expected(self, name):
-        """What a case expects, which may be another thing on this engine."""
+        """Returns the text of an expectation, the engine's own one if there is one."""
         return read_or(self.case, f"{name}-{self.engine.name}", read_or(self.case, name, None))
 
     def second_problems(self, first):
-        """The same once more: it must find nothing to do, unless the case says why it does."""
+        """Runs the case again; nothing may change, unless the case says why it does."""
         again = self.expected("again-then")
         clear_log(self.root)
         steps = self.carry_out(read_or(self.case, "again-run", read(self.case, "run")))
@@ -88,12 +89,12 @@ class Scenario:
             return unchanged_problems(first, second)
         then = Then(again, self.media, self.engine)
         if not then.reason:
-            raise CaseError("again-then: doesn't say because of what the first run was not enough")
+            raise CaseError("again-then: expected `because REASON` as its first line")
         return then.problems(self.root, first, second, steps)
 
 
 def schema_of(case):
-    """A name for the case's schema, of what PostgreSQL takes without quotes."""
+    """Returns a name for the case's schema that needs no quotes in PostgreSQL."""
     letters = re.sub("[^a-z0-9]+", "_", os.path.basename(case).lower())
     return f"case_{letters}"[:MAX_SCHEMA_NAME]
 
@@ -115,26 +116,44 @@ def unchanged_problems(first, second):
     return found
 
 
-def show_moment(root, moment, steps):
-    """What came of a run, in the words of a `then` file: for those who write a new case."""
+def show_result(root, before, after, steps):
+    """Prints the result of a run in the notation of a `then` file, for authors of new cases."""
     for label, process in steps.processes.items():
-        print(f"exit {label} {process.status}")
+        if process.status:
+            print(f"exit {label} {process.status}")
         for stream in ("stdout", "stderr"):
-            show_block(f"{stream} {label}", process.output(stream).split("\n")[:-1])
+            lines = process.output(stream).split("\n")[:-1]
+            if lines:
+                show_block(f"{stream} {label}", lines)
     show_block("log", fold(read_log(root)))
-    for table, content in moment.tables.items():
-        show_block(f"rows {table}", show_rows(*content) if content[1] else [])
-    show_block("files", show_files(moment.files))
-    show_block("commits", [f"{name} {number}" for name, number in steps.commits.items()])
+    for table, (columns, rows) in after.tables.items():
+        if (columns, rows) != before.tables[table]:
+            show_block(f"rows {table}", show_rows(columns, without_stamps(columns, rows)))
+    for name, number in steps.commits.items():
+        print(f"commits {name} {number}")
+    show_changed_files(*(without_folder_times(moment.files) for moment in (before, after)))
 
 
 def show_block(title, lines):
-    if lines:
-        print(title, *lines, sep="\n  ")
+    print(title, *lines, sep="\n  ")
+
+
+def without_stamps(columns, rows):
+    """Replaces the stamps of recording counts, which differ from run to run, by a placeholder."""
+    return [tuple(b"<number>" if column == "stamp" else value for column, value in zip(columns, row))
+            for row in rows]
+
+
+def show_changed_files(before, after):
+    for path in sorted({*before, *after}):
+        if path not in after:
+            print("gone", shown(path))
+        elif before.get(path) != after[path]:
+            print("replaced" if path in before else "new", shown(path))
 
 
 def main():
-    parser = argparse.ArgumentParser(description="Runs one case; run.py starts this.")
+    parser = argparse.ArgumentParser(description="Runs one case. run.py starts this program.")
     parser.add_argument("bin_dir")
     parser.add_argument("case")
     parser.add_argument("media")
@@ -143,7 +162,7 @@ def main():
     parser.add_argument("--postgresql", help="the address of a server")
     options = parser.parse_args()
     os.umask(0o022)
-    os.chmod(os.path.dirname(PACKAGE_ROOT), 0o755)  # made under the umask of who runs the tests
+    os.chmod(os.path.dirname(PACKAGE_ROOT), 0o755)  # the sandbox creates it with the caller's umask
     adopt_orphans()
     keep_in_memory(PACKAGE_ROOT)
     try:

@@ -1,4 +1,4 @@
-"""The recorder's databases on SQLite as a second process sees them: rows, locks, commits."""
+"""Access to the recorder's databases on SQLite by a second process: rows, locks, commits."""
 
 import os
 import sqlite3
@@ -17,7 +17,7 @@ def path_of(root, name):
 
 
 def connect(root, name):
-    """A connection that opens what is there and never makes a database."""
+    """Connects to an existing database, and never creates one."""
     uri = f"file:{path_of(root, name)}?mode=rw"
     connection = sqlite3.connect(uri, uri=True, timeout=TIMEOUT_S, isolation_level=None)
     connection.text_factory = bytes
@@ -28,14 +28,14 @@ class Sqlite:
     """The databases of one recorder."""
 
     name = "sqlite"
-    settings = b""  # it is what the programs take without any
+    settings = b""  # SQLite is the default
     locked = "database is locked"
 
     def __init__(self, root):
         self.root = root
 
     def begin(self):
-        """There is nothing to prepare: krctl init makes the files."""
+        """Does nothing, because krctl init creates the files."""
 
     def end(self):
         pass
@@ -48,7 +48,7 @@ class Sqlite:
         connection = self._connection(table)
         connection.execute(f"PRAGMA ignore_check_constraints = {int(unchecked)}")
         for row in rows:
-            # Texts go in as TEXT even where they are no UTF-8.
+            # Python binds bytes as BLOB. The cast stores them as TEXT, even if they are not UTF-8.
             marks = ["CAST(? AS TEXT)" if isinstance(value, bytes) else "?" for value in row]
             connection.execute(
                 f"INSERT INTO {table} ({', '.join(columns)}) VALUES ({', '.join(marks)})", row)
@@ -60,7 +60,7 @@ class Sqlite:
         connection.close()
 
     def select(self, table, columns):
-        """Rows of a table in the order of its row ids."""
+        """Returns the given columns of all rows."""
         connection = self._connection(table)
         try:
             return connection.execute(f"SELECT {', '.join(columns)} FROM {table}").fetchall()
@@ -92,16 +92,16 @@ class Sqlite:
         return CommitWatch(self.root, name)
 
     def has_waiters(self, _number, system_call):
-        """The tool sleeps only where the engine waits for somebody else's lock."""
+        """Returns true if the tool sleeps, which it does only while SQLite waits for another process's lock."""
         return system_call in numbers_of(SLEEPS)
 
     def _connection(self, table):
-        """A table that a case made itself lies in system.db."""
+        """Connects to the table's database; a table that a case created is in system.db."""
         return connect(self.root, TABLES.get(table, "system.db"))
 
 
 class Writer:
-    """Another program, which writes without a lock of its own."""
+    """Another program that writes, without holding a lock."""
 
     def __init__(self, root, name):
         self.root, self.name = root, name
@@ -113,7 +113,7 @@ class Writer:
 
 
 class Lock:
-    """A lock on a database, held by this process as any other program may hold it."""
+    """A lock on a database, held by the runner as another program."""
 
     def __init__(self, root, name, exclusively):
         self.connection = connect(root, name)
@@ -125,7 +125,7 @@ class Lock:
             self.connection.execute("BEGIN IMMEDIATE")
 
     def write(self, sql):
-        """Within what the lock keeps to itself, and for others to see once it is released."""
+        """Writes within the lock's transaction; others see the result after the release."""
         self.connection.execute(sql)
 
     def release(self):
@@ -137,8 +137,8 @@ class Lock:
 class CommitWatch:
     """Counts the transactions that wrote to a database.
 
-    The write-ahead log keeps them apart: the last frame of each carries the database's new size.
-    A reader that stays in its transaction keeps the engine from resetting the log meanwhile.
+    In the write-ahead log, the last frame of each transaction holds the new size of the database. A reader
+    that stays in its transaction prevents the engine from resetting the log.
     """
 
     def __init__(self, root, name):

@@ -1,4 +1,4 @@
-"""The lines of a case's `run` file: what is started, and what else happens meanwhile."""
+"""Executes the lines of a case's `run` file: the programs, and what happens while they run."""
 
 import os
 import re
@@ -10,27 +10,27 @@ import time
 
 from runner.text import CaseError, blocks, show_cell, split_options
 
-# Only a broken tool makes a case wait as long: nothing is decided by how long something takes.
+# A deadline is reached only if the tool is broken. No duration decides a result.
 DEADLINE_S = 60
 POLL_S = 0.005
 
-# Root reads every folder; without these capabilities a folder's mode counts for it too.
+# Root can read every folder. Without these capabilities, a folder's mode applies to root as well.
 RESTRICTED = ["setpriv", "--bounding-set=-dac_override,-dac_read_search"]
 
 NO_PRIVILEGES = "restricted "
 AS_USER = re.compile(r"as (\d+) (.*)$")
 
-# Seen within the sandbox only. The build's own folders may be closed to other users.
+# Folders that exist only in the sandbox, because other users may be unable to enter the build's folders.
 PROGRAMS_FOR_USERS = "/var/packages/bin"
 MODULES_FOR_USERS = "/var/packages/lib"
 
 
 class StepFailed(Exception):
-    """Something that a step demands didn't come about."""
+    """A step's condition was not met."""
 
 
 class Process:
-    """A program that was started, with its output in files: a child of it may keep them open."""
+    """A started program. Its output goes to files, because its child may keep them open."""
 
     def __init__(self, label, popen, out, err):
         self.label, self.popen, self.out, self.err = label, popen, out, err
@@ -49,14 +49,14 @@ class Process:
 
 
 class Steps:
-    """Carries out one `run` file and keeps what came of it."""
+    """Executes one `run` file and keeps its results."""
 
     def __init__(self, given, bin_dir, scratch):
         self.given, self.bin_dir, self.scratch = given, bin_dir, scratch
         self.root, self.engine = given.root, given.engine
         self.processes, self.locks, self.watches = {}, {}, {}
         self.worker = None
-        self.waiting = set()  # the processes that are known to wait for a lock
+        self.waiting = set()  # the ids of processes that must be waiting for a lock
         self.commits = {}
         self.umask = 0o022
 
@@ -76,7 +76,7 @@ class Steps:
             self.end()
 
     def end(self):
-        """Lets go of everything, so that no process outlives its case."""
+        """Releases all locks and ends all processes of the case."""
         for name, watch in self.watches.items():
             self.commits[name] = watch.count()
             watch.close()
@@ -103,10 +103,10 @@ class Steps:
         elif line.startswith("make "):
             self.given.apply(line[5:], lines)
         else:
-            self.meanwhile(line.split())
+            self.other_step(line.split())
 
-    def meanwhile(self, words):
-        """What another program does while the tool runs."""
+    def other_step(self, words):
+        """Executes a step that starts no program, usually while the tool runs."""
         match words:
             case ["umask", mask]:
                 self.umask = int(mask, 8)
@@ -133,21 +133,21 @@ class Steps:
             case ["until", "worker", "waits"]:
                 self.until_waits(self.worker_pid())
             case ["until", "worker", "ends"]:
-                self.until(lambda: not _is_alive(self.worker), "it still runs")
+                self.until(lambda: not _is_alive(self.worker), "the worker still runs")
             case ["until", name, "waits"]:
                 self.until_waits(self.processes[name].popen.pid)
             case ["worker", "is", "another", "process"]:
-                self.demand_other_worker()
+                self.require_other_worker()
             case ["kill", "worker"]:
                 os.kill(self.worker_pid(), signal.SIGKILL)
             case ["kill", name]:
                 self.processes[name].popen.kill()
             case ["until", "task", *columns]:
-                self.until(lambda: self.task_is(columns), "it never was")
+                self.until(lambda: self.task_is(columns), "the task never had these values")
             case ["task", *columns]:
-                self.demand_task(columns)
+                self.require_task(columns)
             case _:
-                raise CaseError("there is no such step")
+                raise CaseError("no such step")
 
     def start(self, label, command):
         out, err = (os.path.join(self.scratch, f"{label}.{s}") for s in ("out", "err"))
@@ -159,7 +159,7 @@ class Steps:
         self.processes[label] = Process(label, popen, out, err)
 
     def command_line(self, command):
-        """What is started, with what takes privileges from it in front."""
+        """Returns the command line, preceded by the command that drops privileges, if any."""
         as_user = AS_USER.match(command)
         words = shlex.split(as_user[2] if as_user else command.removeprefix(NO_PRIVILEGES))
         program = os.path.join(self.bin_dir, words[0])
@@ -182,7 +182,7 @@ class Steps:
         self.worker = int(self.task(["pid"])[0])
         return self.worker
 
-    def demand_other_worker(self):
+    def require_other_worker(self):
         pid = self.worker_pid()
         parents = [process.popen.pid for process in self.processes.values()]
         if pid in parents or not _is_alive(pid):
@@ -190,11 +190,11 @@ class Steps:
 
     def until_waits(self, pid):
         self.waiting.add(pid)
-        self.until(lambda: self._waits(pid), "it never did")
+        self.until(lambda: self._waits(pid), "the process never waited for a lock")
 
     def _waits(self, pid):
         if not _runs(pid):
-            raise StepFailed("it ended instead")
+            raise StepFailed("the process ended before it waited for a lock")
         if _status_field(pid, "comm").strip() != "krindexer":
             return False
         call = _status_field(pid, "syscall").split()
@@ -212,10 +212,10 @@ class Steps:
         found = self.task(list(options))
         return found is not None and found == [value.decode() for value in options.values()]
 
-    def demand_task(self, words):
+    def require_task(self, words):
         if not self.task_is(words):
             columns = list(split_options(words)[1])
-            raise StepFailed(f"{columns} are {self.task(columns)}")
+            raise StepFailed(f"the task's {columns} are {self.task(columns)}")
 
 
 def _status_field(pid, field):
@@ -236,7 +236,7 @@ def _runs(pid):
 
 
 def _reap(pid, flags=0):
-    """The runner takes in the children that a tool leaves behind."""
+    """Waits for a child that a tool left to the runner."""
     try:
         os.waitpid(pid, flags)
     except ChildProcessError:

@@ -1,10 +1,10 @@
-"""The numbers of system calls, by which /proc/PID/syscall shows where a process sleeps."""
+"""The numbers of system calls. /proc/PID/syscall has the number of the call in which a process sleeps."""
 
 import os
 
 from runner.text import NotPossibleHere
 
-# Of the machine's own programs. A machine without a call of that name has another that does the same.
+# The numbers for native programs. A machine that lacks one of these calls has another one for the same purpose.
 NUMBERS = {
     "x86_64": {"nanosleep": 35, "clock_nanosleep": 230, "poll": 7, "ppoll": 271},
     "aarch64": {"nanosleep": 101, "clock_nanosleep": 115, "ppoll": 73},
@@ -12,7 +12,7 @@ NUMBERS = {
 
 
 def numbers_of(names, machine=None):
-    """As /proc shows them, of those calls that the machine has."""
+    """Returns the numbers of these calls in the form of /proc, without those that the machine lacks."""
     machine = machine or os.uname().machine
     if machine not in NUMBERS:
         raise NotPossibleHere(f"the numbers of system calls on {machine} are not known")

@@ -1,14 +1,14 @@
-"""The notation that the files of a case share: names as bytes, cells, placeholders, blocks."""
+"""The notation of all files of a case: names as bytes, cells, placeholders, blocks."""
 
 import re
 
 
 class CaseError(Exception):
-    """A case that can't be understood: the author's mistake, not the tool's."""
+    """A case has an invalid line: an error of its author, not of the tool."""
 
 
 class NotPossibleHere(Exception):
-    """A case that needs what this machine doesn't grant: it neither passed nor failed."""
+    """A case needs something that this machine lacks: it neither passed nor failed."""
 
 
 ESCAPES = {b"n": b"\n", b"t": b"\t", b"r": b"\r", b'"': b'"', b"\\": b"\\"}
@@ -21,7 +21,7 @@ PLACEHOLDER = re.compile(
 
 
 def unescape(body):
-    """The bytes that the inside of a quoted text stands for; {a*200} repeats, as names get long."""
+    """Returns the bytes that the inside of a quoted text stands for; {a*200} means 200 times a."""
     plain = re.sub(rb"\\x([0-9a-fA-F]{2})|\\(.)", _escaped, body, flags=re.DOTALL)
     return REPEAT.sub(lambda m: m[1] * int(m[2]), plain)
 
@@ -30,22 +30,22 @@ def _escaped(match):
     if match[1]:
         return bytes([int(match[1], 16)])
     if match[2] not in ESCAPES:
-        raise CaseError(f"there is no escape \\{match[2].decode()}")
+        raise CaseError(f"no such escape: \\{match[2].decode()}")
     return ESCAPES[match[2]]
 
 
 def unquote(token):
-    """A token as bytes: its quoted parts unescaped, the rest as it stands."""
+    """Returns a token as bytes, with its quoted parts unescaped."""
     return QUOTED.sub(lambda m: unescape(m[1]), token.encode())
 
 
 def tokens(line):
-    """The words of a directive; quotes keep blanks together."""
+    """Splits a directive at blanks, except those within quotes."""
     return TOKEN.findall(line)
 
 
 def split_options(words):
-    """Separates key=value words, whose value is bytes, from plain ones."""
+    """Separates key=value words from plain ones; returns both as bytes."""
     plain, options = [], {}
     for word in words:
         match = re.match(r"([a-z]+)=(.*)$", word, re.DOTALL)
@@ -57,7 +57,7 @@ def split_options(words):
 
 
 def expand(name):
-    """All names that a name with a range {1..1000} stands for."""
+    """Returns all names that a name with a range such as {1..1000} stands for."""
     match = RANGE.search(name)
     if not match:
         return [name]
@@ -67,7 +67,7 @@ def expand(name):
 
 
 def shown(raw):
-    """Bytes as a person reads them and as a case writes them: quoted where it is needed."""
+    """Returns bytes in the notation of a case, quoted if necessary."""
     if re.fullmatch(rb'[!-~]+', raw) and not re.search(rb'["|{\\]|^NULL$', raw):
         return raw.decode()
     return '"' + "".join(_shown_byte(b) for b in raw) + '"'
@@ -81,7 +81,7 @@ def _shown_byte(byte):
 
 
 def show_cell(value):
-    """A column's value as a case writes it; quoted only where it could be taken for another."""
+    """Returns a column's value in the notation of a case, quoted only if it would be ambiguous."""
     if value is None:
         return "NULL"
     if not isinstance(value, bytes):
@@ -92,7 +92,7 @@ def show_cell(value):
 
 
 def cell_value(text):
-    """A cell without placeholders as the value to store."""
+    """Returns the value that a cell without placeholders stands for."""
     if text == "NULL":
         return None
     if text.startswith('"'):
@@ -101,13 +101,13 @@ def cell_value(text):
 
 
 def split_cells(line):
-    """The cells of a table's line; a quoted cell may hold the separator."""
+    """Splits a line of a table into its cells; a quoted cell may contain the separator."""
     cells = re.split(r'\s*\|\s*(?=(?:[^"]*"(?:[^"\\]|\\.)*")*[^"]*$)', line.strip())
     return cells
 
 
 def pattern_of(text, fact):
-    """A compiled pattern for a line or cell that may hold placeholders such as <number>."""
+    """Compiles the pattern of a line or cell that may contain placeholders such as <number>."""
     parts, end = [], 0
     for match in PLACEHOLDER.finditer(text):
         parts.append(re.escape(text[end:match.start()]) + _placeholder(match[1], fact))

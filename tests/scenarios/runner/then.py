@@ -1,4 +1,4 @@
-"""What must be so after a run: reads a case's `then` file and finds what differs."""
+"""Compares the result of a run with a case's `then` file."""
 
 import difflib
 import os
@@ -18,7 +18,7 @@ MOST_DIFF_LINES = 60
 
 
 class Moment:
-    """Rows and files of a recorder at one time."""
+    """The rows and files of a recorder at one time."""
 
     def __init__(self, root, engine):
         self.engine = engine
@@ -26,7 +26,7 @@ class Moment:
         self.files = tree.listing(root)
 
     def select(self, table, columns):
-        """Those columns of all rows; of a table that isn't kept here, as they are now."""
+        """Returns these columns of all rows. Tables that were not saved are read from the database now."""
         known, rows = self.tables.get(table, ([], []))
         if not set(columns) <= set(known):
             return self.engine.select(table, columns)
@@ -39,7 +39,7 @@ class Moment:
 
 
 def read_log(root):
-    """The log's lines without what differs from run to run: time, process, source line."""
+    """Returns the lines of the log without the parts that differ between runs: time, process id, source line."""
     try:
         with open(os.path.join(root, b"var/log/kestora.log"), "rb") as file:
             text = file.read().decode(errors="backslashreplace")
@@ -63,12 +63,12 @@ def show_files(files):
 
 
 def diff(title, expected, actual):
-    """A readable difference, or nothing where there is none."""
+    """Returns a readable difference as a list of one text; empty if there is none."""
     if expected == actual:
         return []
     lines = list(difflib.unified_diff(expected, actual, "expected", "found", lineterm="", n=2))
     if len(lines) > MOST_DIFF_LINES:
-        lines = lines[:MOST_DIFF_LINES] + [f"... and {len(lines) - MOST_DIFF_LINES} lines more"]
+        lines = lines[:MOST_DIFF_LINES] + [f"... and {len(lines) - MOST_DIFF_LINES} more lines"]
     return [f"{title}:\n" + "\n".join("    " + line for line in lines)]
 
 
@@ -115,16 +115,16 @@ class Then:
                 for name in expand(unquote(path)):
                     self.entries[kind][name] = split_options(options)[1]
             case _:
-                raise CaseError("there is no such expectation")
+                raise CaseError("no such expectation")
 
     def problems(self, root, before, after, steps):
-        """Everything that isn't as it should be; empty when all is well."""
+        """Returns all differences from the expected result."""
         return (self._process_problems(steps.processes) + self._log_problems(root)
                 + self._table_problems(before, after) + self._commit_problems(steps.commits)
                 + self._file_problems(root, before, after))
 
     def _fact(self, kind, name):
-        """What a placeholder with a name stands for, such as <size:MEDIUM>."""
+        """Returns the text that a placeholder with a name stands for, such as <size:MEDIUM>."""
         match kind:
             case "size":
                 return str(os.path.getsize(os.path.join(self.media, name)))
@@ -147,7 +147,7 @@ class Then:
 
     def _log_problems(self, root):
         if self.log is None:
-            return ["the case doesn't say what is in the log"]
+            return ["then: expected a block `log`"]
         return self._line_problems("log", self.log, read_log(root))
 
     def _line_problems(self, title, expected, actual):
@@ -157,7 +157,7 @@ class Then:
             f"{title}: the order differs"]
 
     def _with_found_values(self, expected, actual):
-        """Fills placeholders that match a line there with it: the diff is then to the point."""
+        """Replaces expected lines by the found lines that they match, so that only real differences show."""
         filled = []
         for line in expected:
             pattern = pattern_of(line, self._fact)
@@ -168,7 +168,7 @@ class Then:
         found = []
         for table in MEDIA_TABLES:
             if table not in self.tables and table not in self.counts:
-                found += diff(f"table {table}, which should be as before",
+                found += diff(f"table {table}, which must not change",
                               show_rows(*before.tables[table]), show_rows(*after.tables[table]))
         for table, lines in self.tables.items():
             found += self._rows_problems(table, lines, after)
@@ -210,15 +210,15 @@ class Then:
 
     def _file_problems(self, root, before, after):
         new, replaced = self.entries["new"], self.entries["replaced"]
-        found = [f"{shown(path)} was there before, so it isn't new" for path in new
+        found = [f"{shown(path)} is not new: it existed before" for path in new
                  if path in before.files]
-        found += [f"{shown(path)} was not there before" for path in [*self.gone, *replaced]
+        found += [f"{shown(path)} did not exist before" for path in [*self.gone, *replaced]
                   if path not in before.files]
-        found += [f"{shown(path)} is there" for path in self.missing
+        found += [f"{shown(path)} exists, expected to be missing" for path in self.missing
                   if os.path.lexists(os.path.join(root, path))]
-        told = {*self.gone, *replaced, *new}
-        found += diff("files", _untold_files(before, told),
-                      _untold_files(after, told - {*self.gone}))
+        mentioned = {*self.gone, *replaced, *new}
+        found += diff("files", _other_files(before, mentioned),
+                      _other_files(after, mentioned - {*self.gone}))
         for path, wanted in {**new, **replaced, **self.entries["check"]}.items():
             found += self._entry_problems(root, path, after.files.get(path), wanted)
         return found
@@ -226,24 +226,25 @@ class Then:
     def _entry_problems(self, root, path, entry, wanted):
         full = os.path.join(root, path)
         if not os.path.lexists(full):
-            return [f"{shown(path)} is not there"]
-        facts = dict(entry or tree.describe_living(full))
+            return [f"{shown(path)} does not exist"]
+        facts = dict(entry or tree.describe_unlisted(full))
         if "jpeg" in wanted:
             facts["jpeg"] = jpeg_facts(full)
         found = []
         for key, value in wanted.items():
             if key == "max":
                 ok = facts["size"] <= int(value)
-                found += [] if ok else [f"{shown(path)} has {facts['size']} bytes"]
+                found += [] if ok else [f"{shown(path)} has {facts['size']} bytes, expected at most "
+                                        f"{int(value)}"]
             else:
                 found += diff(f"{shown(path)}: {key}", [value.decode()], [str(facts.get(key))])
         return found
 
 
-def _untold_files(moment, told):
-    """What a case says nothing about, and which therefore must not change."""
+def _other_files(moment, mentioned):
+    """Returns the files that the case doesn't mention, and which therefore must not change."""
     return show_files(tree.without_folder_times(
-        {path: entry for path, entry in moment.files.items() if path not in told}))
+        {path: entry for path, entry in moment.files.items() if path not in mentioned}))
 
 
 def _lines_of(text):
@@ -252,7 +253,7 @@ def _lines_of(text):
 
 
 def jpeg_facts(full):
-    """Width and height of a picture that decodes without a complaint, else the complaint."""
+    """Returns the width and height of a picture that decodes without a warning, otherwise the warning."""
     decode = subprocess.run(["ffmpeg", "-nostdin", "-v", "warning", "-f", "jpeg_pipe", "-i", full,
                              "-f", "null", "-"], capture_output=True, text=True, check=False)
     complaints = [line for line in decode.stderr.split("\n")
@@ -266,7 +267,7 @@ def jpeg_facts(full):
 
 
 def _items(expected, fact):
-    """Patterns in order; a list of patterns stands for lines in any order, None for any lines."""
+    """Compiles expected lines. In the result a list stands for lines in any order, None for any lines."""
     items, group = [], None
     for line in expected:
         if line == "{" and group is None:

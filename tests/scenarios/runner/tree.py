@@ -1,4 +1,4 @@
-"""The files of a recorder, as a listing that two moments can be compared by."""
+"""Listings of a recorder's files, for comparison before and after a run."""
 
 import hashlib
 import os
@@ -6,12 +6,12 @@ import stat
 
 from runner.text import shown
 
-# Written by every run, and checked by what they hold rather than byte for byte.
-LIVING = (b"var/log", b"var/db/reindex.lock", b"var/db/numbers")
+# Files that every run writes. They are not compared byte by byte; `check` in a `then` examines them.
+UNLISTED = (b"var/log", b"var/db/reindex.lock", b"var/db/numbers")
 
 
 def listing(root):
-    """Path (bytes, relative) to a dict of what the entry is."""
+    """Returns a dict of properties for each path (bytes, relative to the root)."""
     entries = {}
     _list(root, b"", entries)
     return entries
@@ -20,7 +20,7 @@ def listing(root):
 def _list(root, prefix, entries):
     for name in sorted(os.listdir(os.path.join(root, prefix))):
         path = os.path.join(prefix, name) if prefix else name
-        if path in LIVING or name.endswith((b".db-wal", b".db-shm")):
+        if path in UNLISTED or name.endswith((b".db-wal", b".db-shm")):
             continue
         full = os.path.join(root, path)
         entries[path] = _describe(full, path)
@@ -41,8 +41,8 @@ def _describe(full, path):
     return entry
 
 
-def describe_living(full):
-    """Of an entry that the listing passes over."""
+def describe_unlisted(full):
+    """Describes an entry that listings leave out."""
     st = os.lstat(full)
     return {"type": _type(st.st_mode), "mode": f"{stat.S_IMODE(st.st_mode):04o}",
             "uid": st.st_uid, "size": st.st_size}
@@ -55,7 +55,7 @@ def _type(mode):
 
 
 def _open(full):
-    """Without touching the access time, which a snapshot's row is made of."""
+    """Opens a file without changing its access time, which affects a snapshot's row."""
     return os.fdopen(os.open(full, os.O_RDONLY | os.O_NOATIME | os.O_NOFOLLOW), "rb")
 
 
@@ -66,13 +66,13 @@ def _is_sqlite(full):
 
 def _content(full, st):
     with _open(full) as file:
-        if st.st_blocks * 512 < st.st_size // 2:  # sparse: gigabytes of nothing
+        if st.st_blocks * 512 < st.st_size // 2:  # sparse, possibly gigabytes of zeros
             return "sparse " + hashlib.sha256(file.read(65536)).hexdigest()[:16]
         return hashlib.sha256(file.read()).hexdigest()[:16]
 
 
 def without_folder_times(entries):
-    """A run that adds or removes entries changes the time of the folder that they are in."""
+    """Removes the times of folders, which change when a run adds or removes entries in them."""
     return {path: {key: value for key, value in entry.items()
                    if key != "mtime" or entry["type"] != "folder"}
             for path, entry in entries.items()}
