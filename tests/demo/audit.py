@@ -28,6 +28,9 @@ SNAPSHOT = re.compile(r".*-[0-9]{8}-[0-9]{10}(-Modified-[0-9]+)?\.jpg")
 # These tables hold the progress of runs and the age of the ledger, not their results.
 CHANGING_TABLES = ("task", "outbox", "run", "run_part", "ledger_age")
 SECONDS_PER_DAY = 86400
+# The kinds' keys in krctl's JSON, by table.
+KEYS = {"event": "recordings", "alert_event": "alert-recordings", "snapshot": "snapshots",
+        "emap": "emaps"}
 
 
 class Kind:
@@ -230,7 +233,7 @@ def plan_faults(recorder, plan):
     planned = {(part["kind"], part["camera"] or 0): (part["file_without_row"],
                                                      part["row_without_file"])
                for part in plan["parts"]}
-    found = {(kind.table, kind.camera.id if kind.camera else 0): difference(kind, tables)
+    found = {(KEYS[kind.table], kind.camera.id if kind.camera else 0): difference(kind, tables)
              for kind in all_kinds(recorder)}
     return [f"plan of {name}: to add and to remove {planned.get(name)}, expected {expected}"
             for name, expected in found.items() if planned.get(name) != expected]

@@ -618,6 +618,9 @@ class MediaFolders(DoctorTest):
             "problem", f"can't open folder {PACKAGE_ROOT}/target/@KREmap: Permission denied: a run "
             "with -e would remove its 1 row", remedy)])
 
+    def test_have_the_names_of_their_kinds(self):
+        self.assertRegex(self.krctl("doctor").out, r"(?m)^ok       snapshots  /.*\nok       e-maps     /")
+
     def test_without_rows_have_none_to_lose(self):
         os.rmdir(self.recorder.path("var/snapshot"))
 

@@ -320,22 +320,22 @@ class OtherRun(LedgerTest):
     def test_is_listed_as_another_run(self):
         record, other = self.listed()
         self.assertNotEqual(record["identity"], other["identity"])
-        self.assertEqual([change["kind"] for change in record["changes"]], ["snapshot", "emap"])
+        self.assertEqual([change["kind"] for change in record["changes"]], ["snapshots", "emaps"])
         self.assertEqual((other["start"], other["changes"]),
-                         (None, [{"kind": "event", "added": 0, "removed": 1, "undoable": 1}]))
+                         (None, [{"kind": "recordings", "added": 0, "removed": 1, "undoable": 1}]))
         self.assertIn("another run, record lost, " + other["identity"], self.krctl("runs").out)
 
     def test_is_undone_by_its_identity_only(self):
         other = self.listed()[1]["identity"]
         self.assertEqual(
             self.krctl("undo", "2").out,
-            "snapshot: 1 restored\nemap: 1 restored\nnot restored: 1 rows of another run 2, whose "
+            "snapshots: 1 restored\ne-maps: 1 restored\nnot restored: 1 rows of another run 2, whose "
             f"record was lost: krctl undo 2 --identity {other}\n")
         self.assertEqual(self.all_kept(), [[2], [], []])
         document = self.krctl("undo", "2", "--json").json()
         self.assert_matches_schema(document, "undo")
         self.assertEqual(document["other_runs"], [{"identity": other, "undoable": 1}])
-        self.assertEqual(self.krctl("undo", "2", "--identity", other).out, "event: 1 restored\n")
+        self.assertEqual(self.krctl("undo", "2", "--identity", other).out, "recordings: 1 restored\n")
         self.assertEqual(self.all_kept(), [[], [], []])
 
     def test_is_named_where_no_record_tells_which_one_is_meant(self):
@@ -373,9 +373,9 @@ class Identity(LedgerTest):
     def test_decides_what_is_undone(self):
         self.removal()
         self.engine.do("recording", "UPDATE run_count SET token = 7 WHERE kind = 'event'")
-        self.assertNotIn("event", self.krctl("undo", "1").out.split("not restored")[0])
+        self.assertNotIn("recordings", self.krctl("undo", "1").out.split("not restored")[0])
         self.assertEqual(self.krctl("undo", "1", "--identity", "0000000000000007").out,
-                         "event: 1 restored\n")
+                         "recordings: 1 restored\n")
 
     def test_leaves_no_age_where_all_was_undone(self):
         self.removal()
@@ -419,7 +419,7 @@ class LostRecord(LedgerTest):
         run, = document["runs"]
         self.assertEqual((run["run"], run["start"], run["end"]), (1, None, None))
         self.assertIn("record lost", self.krctl("runs").out)
-        self.assertIn("event: 1 restored", self.krctl("undo", "1").out)
+        self.assertIn("recordings: 1 restored", self.krctl("undo", "1").out)
 
 
 class Failures(LedgerTest):
@@ -487,15 +487,15 @@ class Undo(LedgerTest):
         outcome = self.krctl("undo", "1", "--json", status=1)
         self.assert_matches_schema(outcome.json(), "undo")
         self.assertEqual(outcome.json()["kinds"][0], {
-            "kind": "event", "restored": 0, "not_restored": [
+            "kind": "recordings", "restored": 0, "not_restored": [
                 {"row": 1, "camera": 1, "file": "gone1", "reason": "another row has its id"}]})
         outcome = self.krctl("undo", "1", status=1)
         self.assertEqual(outcome.out.splitlines(), [
-            "event: 0 restored, 1 not restored",
-            "not restored: event row 1, gone1 of camera 1: another row has its id"])
+            "recordings: 0 restored, 1 not restored",
+            "not restored: recordings: row 1, gone1 of camera 1: another row has its id"])
         self.assertEqual(self.kept(), [1])
         self.engine.do("recording", "DELETE FROM event")
-        self.assertEqual(self.krctl("undo", "1").out, "event: 1 restored\n")
+        self.assertEqual(self.krctl("undo", "1").out, "recordings: 1 restored\n")
         self.assertEqual(self.krctl("undo", "1").out,
                          "the ledger holds no matching rows of run 1\n")
 
@@ -504,9 +504,9 @@ class Undo(LedgerTest):
         self.removal()
         self.engine.do("recording", "INSERT INTO event (id, camera_id, path) VALUES (1, 1, 'b')")
         self.refuse_counts()
-        outcome = self.krctl("undo", "1", "--kind", "event", status=1)
+        outcome = self.krctl("undo", "1", "--kind", "recordings", status=1)
         self.assertEqual((outcome.out.splitlines()[0], outcome.err),
-                         ("event: 0 restored, 1 not restored", ""))
+                         ("recordings: 0 restored, 1 not restored", ""))
         self.assertEqual(self.recorder.log(), self.log_before)
 
     def test_shows_what_was_restored_though_the_counts_are_not_corrected(self):
@@ -518,8 +518,8 @@ class Undo(LedgerTest):
         self.refuse_counts()
         outcome = self.krctl("undo", "1", status=1)
         self.assertEqual(outcome.out.splitlines(), [
-            "event: 1 restored, 1 not restored",
-            "not restored: event row 1, a of camera 1: another row has its id"])
+            "recordings: 1 restored, 1 not restored",
+            "not restored: recordings: row 1, a of camera 1: another row has its id"])
         self.assertRegex(outcome.err, "^krctl: the recording counts could not be corrected; .*log")
 
     def test_names_in_json_that_the_counts_are_not_corrected(self):
@@ -530,7 +530,7 @@ class Undo(LedgerTest):
         outcome = self.krctl("undo", "1", "--json", status=1)
         self.assert_matches_schema(outcome.json(), "undo")
         self.assertEqual(outcome.json()["kinds"],
-                         [{"kind": "event", "restored": 1, "not_restored": []}])
+                         [{"kind": "recordings", "restored": 1, "not_restored": []}])
         failure, = outcome.json()["failures"]
         self.assertIn("the recording counts could not be corrected", failure)
 

@@ -35,7 +35,7 @@ class Metrics(RunTest):
         self.recorder.recording(self.storage)
         self.krctl("run")
         samples = self.samples(self.krctl("metrics").out)
-        front = 'kind="event",camera="1",name="Front"'
+        front = 'kind="recordings",camera="1",name="Front"'
         self.assertEqual(samples["part_rows_added", front], 1)
         self.assertEqual(samples["part_files", front], 1)
         self.assertEqual(samples["last_run_failures", ""], 0)

@@ -23,6 +23,9 @@ from support.state import differences, state_of
 NOTHING_TO_DO = "Nothing to add or remove: krindexer would change nothing.\n"
 COUNTS = ("row_without_file", "file_without_row", "badly_named", "changed_after_start",
           "thumbnail_missing", "folder_empty", "row_renewed", "damaged")
+# The kinds' keys, by table.
+KEYS = {"event": "recordings", "alert_event": "alert-recordings", "snapshot": "snapshots",
+        "emap": "emaps"}
 
 
 def is_full(pipe):
@@ -80,30 +83,30 @@ class Reasons(PlanTest):
     def test_a_recording_without_a_row(self):
         path = self.recorder.recording(self.storage)
 
-        self.assertEqual(self.found("-r", "1"), [("file-without-row", "event", 1, path, None)])
+        self.assertEqual(self.found("-r", "1"), [("file-without-row", "recordings", 1, path, None)])
 
     def test_an_alert_recording_without_a_row(self):
         path = self.recorder.recording(f"{self.storage}/laRec")
 
-        self.assertEqual(self.found("-a", "-1"), [("file-without-row", "alert_event", 1, path, None)])
+        self.assertEqual(self.found("-a", "-1"), [("file-without-row", "alert-recordings", 1, path, None)])
 
     def test_a_recording_that_can_t_be_read(self):
         path = self.recorder.recording(self.storage, medium="cut.mp4")
 
-        self.assertEqual(self.found("-r", "1"), [("damaged", "event", 1, path, None),
-                                                 ("file-without-row", "event", 1, path, None)])
+        self.assertEqual(self.found("-r", "1"), [("damaged", "recordings", 1, path, None),
+                                                 ("file-without-row", "recordings", 1, path, None)])
 
     def test_a_row_without_a_file(self):
         row = self.recorder.row("event", camera_id=1, path=f"{HALF_DAY}/it's.mp4")
 
         self.assertEqual(self.found("-r", "1"), [
-            ("row-without-file", "event", 1, f"{self.storage}/{HALF_DAY}/it's.mp4", row)])
+            ("row-without-file", "recordings", 1, f"{self.storage}/{HALF_DAY}/it's.mp4", row)])
 
     def test_an_alert_row_without_a_file(self):
         row = self.recorder.row("alert_event", camera_id=1, path=f"{HALF_DAY}/a.mp4")
 
         self.assertEqual(self.found("-a", "1"), [
-            ("row-without-file", "alert_event", 1, f"{self.storage}/laRec/{HALF_DAY}/a.mp4", row)])
+            ("row-without-file", "alert-recordings", 1, f"{self.storage}/laRec/{HALF_DAY}/a.mp4", row)])
 
     def test_an_emap_row_without_an_image(self):
         self.recorder.file("target/@KREmap/there.png")
@@ -111,25 +114,25 @@ class Reasons(PlanTest):
         row = self.recorder.row("emap", filename="gone.png")
 
         self.assertEqual(self.found("-e"), [
-            ("row-without-file", "emap", None, "target/@KREmap/gone.png", row)])
+            ("row-without-file", "emaps", None, "target/@KREmap/gone.png", row)])
 
     def test_a_snapshot_row_without_a_picture(self):
         row = self.recorder.row("snapshot", filename="gone.jpg")
 
         self.assertEqual(self.found("-s"), [
-            ("row-without-file", "snapshot", None, "var/snapshot/gone.jpg", row)])
+            ("row-without-file", "snapshots", None, "var/snapshot/gone.jpg", row)])
 
     def test_a_snapshot_without_a_row_and_without_a_thumbnail(self):
         path = self.recorder.snapshot()
 
-        self.assertEqual(self.found("-s"), [("thumbnail-missing", "snapshot", None, path, None),
-                                            ("file-without-row", "snapshot", None, path, None)])
+        self.assertEqual(self.found("-s"), [("thumbnail-missing", "snapshots", None, path, None),
+                                            ("file-without-row", "snapshots", None, path, None)])
 
     def test_a_snapshot_without_a_row_that_has_a_thumbnail(self):
         path = self.recorder.snapshot()
         self.recorder.file(f"var/snapshot/@Thumbnail/{os.path.basename(path)}")
 
-        self.assertEqual(self.found("-s"), [("file-without-row", "snapshot", None, path, None)])
+        self.assertEqual(self.found("-s"), [("file-without-row", "snapshots", None, path, None)])
 
     def test_badly_named_files_with_the_folders_that_they_lie_in(self):
         recording = f"{self.storage}/20140312PM/notes.txt"
@@ -141,24 +144,24 @@ class Reasons(PlanTest):
         found = [item for item in self.found() if item[0] == "badly-named"]
 
         self.assertEqual(found, [
-            ("badly-named", "snapshot", None, "var/snapshot/picture.png", None),
-            ("badly-named", "event", 1, recording, None),
-            ("badly-named", "alert_event", 1, alert, None)])
+            ("badly-named", "snapshots", None, "var/snapshot/picture.png", None),
+            ("badly-named", "recordings", 1, recording, None),
+            ("badly-named", "alert-recordings", 1, alert, None)])
 
     def test_empty_folders(self):
         folders = [f"{self.storage}/{name}" for name in (HALF_DAY, "@Thumbnail/x", "laRec/20140311PM")]
         for folder in folders:
             os.makedirs(self.recorder.path(folder))
 
-        self.assertEqual(self.found(), [("folder-empty", "event", 1, folders[0], None),
-                                        ("folder-empty", "event", 1, folders[1], None),
-                                        ("folder-empty", "alert_event", 1, folders[2], None)])
+        self.assertEqual(self.found(), [("folder-empty", "recordings", 1, folders[0], None),
+                                        ("folder-empty", "recordings", 1, folders[1], None),
+                                        ("folder-empty", "alert-recordings", 1, folders[2], None)])
 
     def test_rows_of_cameras_that_are_gone(self):
         row = self.recorder.row("event", camera_id=9, path=f"{HALF_DAY}/a.mp4")
 
         self.assertEqual(self.found("-r", "-1"),
-                         [("row-without-file", "event", 9, f"{HALF_DAY}/a.mp4", row)])
+                         [("row-without-file", "recordings", 9, f"{HALF_DAY}/a.mp4", row)])
 
     def test_a_second_file_of_one_name_renews_a_row(self):
         first = self.recorder.recording(self.storage)
@@ -169,7 +172,7 @@ class Reasons(PlanTest):
 
         found = self.found("-r", "1")
 
-        self.assertIn(found, [[("row-renewed", "event", 1, path, number)]
+        self.assertIn(found, [[("row-renewed", "recordings", 1, path, number)]
                               for path, number in ((second, row), (first, 3 - row))])
 
     def test_a_file_that_changed_after_the_start(self):
@@ -190,7 +193,7 @@ class Reasons(PlanTest):
 
         self.assertEqual(planning.returncode, 0, out)
         self.assertEqual(out.splitlines()[0],
-                         f"changed-after-start\tevent\t1\t{Recorder.inside(path)}")
+                         f"changed-after-start\trecordings\t1\t{Recorder.inside(path)}")
         self.assertTrue(out.endswith(NOTHING_TO_DO), out)
 
 
@@ -230,11 +233,11 @@ class Output(PlanTest):
         def parts(*options):
             return [(part["kind"], part["camera"]) for part in self.plan(*options)["parts"]]
 
-        self.assertEqual(parts("-e"), [("emap", None)])
-        self.assertEqual(parts("-s"), [("snapshot", None)])
-        self.assertEqual(parts("-r", "1"), [("event", 1), ("event", 8)])
-        self.assertEqual(parts("-a", "-1"), [("alert_event", 1)])
-        self.assertEqual(parts("-e", "-a", "1"), [("emap", None), ("alert_event", 1)])
+        self.assertEqual(parts("-e"), [("emaps", None)])
+        self.assertEqual(parts("-s"), [("snapshots", None)])
+        self.assertEqual(parts("-r", "1"), [("recordings", 1), ("recordings", 8)])
+        self.assertEqual(parts("-a", "-1"), [("alert-recordings", 1)])
+        self.assertEqual(parts("-e", "-a", "1"), [("emaps", None), ("alert-recordings", 1)])
 
     def test_two_cameras_are_refused(self):
         outcome = self.krctl("plan", "-r", "1", "-a", "2", status=1)
@@ -257,7 +260,7 @@ class Output(PlanTest):
 
         folder = Recorder.inside(f"{self.storage}/{HALF_DAY}")
         self.assertEqual(lines[:2], [
-            f"badly-named\tevent\t1\t{folder}/tab\\t newline\\n escape\\x1b back\\slash \udcff.txt",
+            f"badly-named\trecordings\t1\t{folder}/tab\\t newline\\n escape\\x1b back\\slash \udcff.txt",
             ""])
         item, = self.plan("-r", "1")["items"]
         self.assertEqual(bytes.fromhex(item["bytes"]), folder.encode() + b"/" + name)
@@ -319,7 +322,7 @@ class Untouched(PlanTest):
     def assert_planned_behind_killed_run(self, plan):
         """What is in the log alone counts as well."""
         recordings, = [part for part in plan["parts"]
-                       if (part["kind"], part["camera"]) == ("event", 1)]
+                       if (part["kind"], part["camera"]) == ("recordings", 1)]
         self.assertEqual((recordings["rows"], recordings["file_without_row"]), (5, 0))
 
     def silent_broker(self):
@@ -400,12 +403,12 @@ class Untouched(PlanTest):
         outcome = self.krctl("plan", "-r", "-1")
 
         self.assertIn(f"A run is in progress, process {run.pid}: ", outcome.out)
-        self.assertTrue(self.plan()["run_goes_on"])
+        self.assertTrue(self.plan()["run_in_progress"])
         writer.execute("ROLLBACK")
         self.assertEqual(run.wait(process.DEADLINE_S), 0)
         self.assertEqual(self.recorder.query("system.db", "SELECT registered, done FROM task"),
                          [(0, 1)])
-        self.assertFalse(self.plan()["run_goes_on"])
+        self.assertFalse(self.plan()["run_in_progress"])
 
     def test_nothing_differs_where_there_is_no_plan(self):
         self.recorder.settings("[nonsense]")
@@ -422,7 +425,7 @@ class Incomplete(PlanTest):
 
     def test_an_unknown_camera(self):
         self.assertEqual(self.problems("-r", "99"), [
-            ("refusal", "event", 99, "can't load camera 99: there is none")])
+            ("refusal", "recordings", 99, "can't load camera 99: there is none")])
 
     def test_a_volume_that_is_missing(self):
         self.recorder.row("event", camera_id=1, path=f"{HALF_DAY}/a.mp4")
@@ -430,7 +433,7 @@ class Incomplete(PlanTest):
 
         (reason, kind, camera, text), = self.problems("-r", "1")
 
-        self.assertEqual((reason, kind, camera), ("refusal", "event", 1))
+        self.assertEqual((reason, kind, camera), ("refusal", "recordings", 1))
         self.assertIn("is not mounted at", text)
         self.assertEqual(self.plan("-r", "1", status=1)["items"], [])
 
@@ -443,7 +446,7 @@ class Incomplete(PlanTest):
 
         (reason, kind, camera, text), = self.problems("-r", "2")
 
-        self.assertEqual((reason, kind, camera), ("failure", "event", 2))
+        self.assertEqual((reason, kind, camera), ("failure", "recordings", 2))
         self.assertIn("Too many levels of symbolic links", text)
         self.assertEqual(self.plan("-r", "2", status=1)["items"], [])
 
@@ -454,10 +457,10 @@ class Incomplete(PlanTest):
 
         problem, = self.problems("-r", "1")
 
-        self.assertEqual(problem[:3], ("refusal", "event", 1))
+        self.assertEqual(problem[:3], ("refusal", "recordings", 1))
         self.assertRegex(problem[3], f"^no row is removed: .*/{HALF_DAY}: it is a symbolic link")
         self.assertEqual(self.found("-r", "1", status=1),
-                         [("file-without-row", "event", 1, other, None)])
+                         [("file-without-row", "recordings", 1, other, None)])
 
     def test_problems_stand_below_the_table(self):
         self.recorder.row("event", camera_id=9, path=f"{HALF_DAY}/a.mp4")
@@ -482,7 +485,7 @@ class Incomplete(PlanTest):
 
         (reason, kind, _, text), = self.problems("-s", "-e")
 
-        self.assertEqual((reason, kind), ("failure", "snapshot"))
+        self.assertEqual((reason, kind), ("failure", "snapshots"))
         self.assertIn("snapshot.db: can't ", text)
 
     def test_without_a_task_store_there_is_no_plan(self):
@@ -511,7 +514,7 @@ class Agreement(PlanTest):
 
     def done(self):
         """(kind, camera, added, removed) of the last run."""
-        return sorted((kind.decode(), *counts)
+        return sorted((KEYS[kind.decode()], *counts)
                       for database in ("system.db", "recording.db", "snapshot.db")
                       for kind, *counts in self.recorder.query(
                           database, "SELECT kind, camera_id, added, removed FROM run_count"))
@@ -689,7 +692,7 @@ class AgreementOnPostgresql(Agreement):
 
     def done(self):
         rows = self.server.psql("SELECT kind, camera_id, added, removed FROM kestora.run_count")
-        return sorted((kind, *map(int, counts))
+        return sorted((KEYS[kind], *map(int, counts))
                       for kind, *counts in (row.split("|") for row in rows.splitlines()))
 
     def test_nothing_differs_afterwards(self):

@@ -216,7 +216,7 @@ class Json(RunTest):
         self.assertEqual(document["total"]["added"], 1)
         part = next(part for part in document["parts"] if part["camera"] == 1)
         self.assertEqual((part["kind"], part["camera_name"], part["files"], part["added"]),
-                         ("event", "Front", 1, 1))
+                         ("recordings", "Front", 1, 1))
 
     def test_tells_refusals(self):
         self.lose_volume()

@@ -1,6 +1,7 @@
 """krctl status and krctl runs."""
 
 import os
+import re
 import sqlite3
 
 from support import process
@@ -43,7 +44,7 @@ class Status(RunTest):
                              "no run began")
         self.assert_matches_schema({"in_progress": True, "unknown_because": None,
                                     "running": live, "last": None}, "status")
-        self.assertEqual((live["kind"], live["camera"], live["files"]), ("event", 1, 1))
+        self.assertEqual((live["kind"], live["camera"], live["files"]), ("recordings", 1, 1))
         outcome = self.krctl("status")
         release()
         self.assertRegex(outcome.out, rf"A run is in progress, process {live['pid']}, since ")
@@ -118,7 +119,7 @@ class Status(RunTest):
         self.assertIn("Could not tell", self.krctl("status", "--watch", status=1).out)
         self.assertRegex(self.krctl("plan").out,
                          r"(?m)^Could not tell whether a run is in progress: .*symbolic link$")
-        self.assertIsNone(self.krctl("plan", "--json").json()["run_goes_on"])
+        self.assertIsNone(self.krctl("plan", "--json").json()["run_in_progress"])
 
     def test_cannot_tell_of_an_unregistered_run_by_its_process_alone(self):
         release = self.hold_up()
@@ -182,7 +183,7 @@ class Runs(RunTest):
         self.assertEqual(lines[0].split(), ["run", "start", "end", "outcome", "kind", "added",
                                             "removed", "undoable"])
         self.assertRegex(lines[1], r"^ +2 .* nothing to add or remove +- +0 +0 +0$")
-        self.assertRegex(lines[2], r"^ +1 .* complete +event +1 +0 +0$")
+        self.assertRegex(lines[2], r"^ +1 .* complete +recordings +1 +0 +0$")
 
     def test_as_json_are_what_their_schema_says(self):
         name = self.recorder.recording(self.storage)
@@ -192,13 +193,28 @@ class Runs(RunTest):
         document = self.krctl("runs", "--json").json()
         self.assert_matches_schema(document, "runs")
         self.assertEqual(document["runs"][0]["changes"],
-                         [{"kind": "event", "added": 0, "removed": 1, "undoable": 1}])
+                         [{"kind": "recordings", "added": 0, "removed": 1, "undoable": 1}])
+
+    def test_have_one_name_and_one_key_for_each_kind(self):
+        self.recorder.row("event", camera_id=1, path="gone")
+        self.recorder.row("alert_event", camera_id=1, path="gone")
+        self.recorder.row("snapshot", filename="gone")
+        self.recorder.row("emap", filename="gone")
+        self.krctl("run")
+        keys = ["recordings", "alert-recordings", "snapshots", "emaps"]
+        names = ["recordings", "alert recordings", "snapshots", "e-maps"]
+        run, = self.krctl("runs", "--json").json()["runs"]
+        self.assertEqual([change["kind"] for change in run["changes"]], keys)
+        self.assertEqual(re.findall(r"complete  ([a-z -]*[a-z]) +0 +1 +1\n", self.krctl("runs").out),
+                         names)
+        for key, name in zip(keys, names):
+            self.assertEqual(self.krctl("undo", "1", "--kind", key).out, f"{name}: 1 restored\n")
 
     def test_changes_of_two_cameras_are_added_up(self):
         self.recorder.recording(self.storage)
         self.recorder.recording(self.recorder.camera(2))
         self.krctl("run")
-        self.assertRegex(self.krctl("runs").out, r"event +2 +0 +0")
+        self.assertRegex(self.krctl("runs").out, r"recordings +2 +0 +0")
         self.assertEqual(self.rows("SELECT camera_id FROM run_count ORDER BY 1;"), ["1", "2"])
 
     def test_forgets_the_parts_of_runs_as_old_as_the_ledger(self):

@@ -23,6 +23,10 @@ class Usage(KrctlTest):
                 (["camera", "remove", "--id", "2147483648"], "--id: Value 2147483648 not in range"),
                 (["camera", "remove", "--id", "seven"], "--id: Value seven not in range"),
                 (["camera", "adopt"], "DIR is required"),
+                (["undo", "1", "--kind", "event"], "--kind: event not in {recordings,"),
+                (["undo", "1", "--kind", "alert_event"], "--kind: alert_event not in"),
+                (["undo", "1", "--kind", "snapshot"], "--kind: snapshot not in"),
+                (["undo", "1", "--kind", "emap"], "--kind: emap not in"),
                 (["doctor", "--jsno"], "The following argument was not expected: --jsno")):
             outcome = self.krctl(*arguments, status=WRONG_USAGE)
 

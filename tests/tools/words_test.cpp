@@ -19,6 +19,22 @@ TEST(CameraText, NamesTheCameraAsFarAsItIsKnown) {
     EXPECT_EQ(CameraText(names, 0), "-");
 }
 
+TEST(KindKey, IsOfOptionsAndJsonAndKindTextOfTexts) {
+    EXPECT_EQ(KindKey("event"), "recordings");
+    EXPECT_EQ(KindText("event"), "recordings");
+    EXPECT_EQ(KindKey("alert_event"), "alert-recordings");
+    EXPECT_EQ(KindText("alert_event"), "alert recordings");
+    EXPECT_EQ(KindKey("snapshot"), "snapshots");
+    EXPECT_EQ(KindText("snapshot"), "snapshots");
+    EXPECT_EQ(KindKey("emap"), "emaps");
+    EXPECT_EQ(KindText("emap"), "e-maps");
+}
+
+TEST(KindKey, IsEmptyForAnUnknownKind) {
+    EXPECT_EQ(KindKey(""), "");
+    EXPECT_EQ(KindText(""), "-");
+}
+
 TEST(Counted, KnowsOneFromMany) {
     EXPECT_EQ(Counted(1, "row"), "1 row");
     EXPECT_EQ(Counted(0, "row"), "0 rows");

@@ -1,11 +1,23 @@
 #include "tools/common/words.h"
 
+#include "platform/database.h"
 #include "recorder/camera/cameratable.h"
 #include "recorder/support/format.h"
 
-#include <array>
+#include <algorithm>
 #include <ctime>
 #include <exception>
+
+namespace {
+
+const MediaKind* KindOf(const std::string& table) {
+    const auto* const found =
+        std::find_if(MediaKinds().begin(), MediaKinds().end(),
+                     [&](const MediaKind& kind) { return kind.table == table; });
+    return found == MediaKinds().end() ? nullptr : found;
+}
+
+} // namespace
 
 std::string TimeText(long timeTm) {
     const std::time_t seconds = timeTm;
@@ -29,15 +41,24 @@ std::string DurationText(double seconds) {
                : recorder::Format("%ld:%02ld:%02ld", whole / kSecondsPerHour, minutes, rest);
 }
 
-std::string KindText(const std::string& kind) {
-    static const std::map<std::string, std::string> texts{
-        {"event", "recordings"},
-        {"alert_event", "alert recordings"},
-        {"snapshot", "snapshots"},
-        {"emap", "e-maps"},
+const std::array<MediaKind, 4>& MediaKinds() {
+    static const std::array kinds{
+        MediaKind{gszTableEvent, "recordings", "recordings"},
+        MediaKind{gszTableAlertEvent, "alert-recordings", "alert recordings"},
+        MediaKind{gszTableSnapshot, "snapshots", "snapshots"},
+        MediaKind{gszTableEmap, "emaps", "e-maps"},
     };
-    const auto found = texts.find(kind);
-    return found == texts.end() ? "-" : found->second;
+    return kinds;
+}
+
+std::string KindText(const std::string& table) {
+    const MediaKind* const kind = KindOf(table);
+    return kind == nullptr ? "-" : kind->name;
+}
+
+std::string KindKey(const std::string& table) {
+    const MediaKind* const kind = KindOf(table);
+    return kind == nullptr ? "" : kind->key;
 }
 
 std::string Counted(long number, const std::string& noun) {

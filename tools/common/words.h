@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include <array>
 #include <map>
 #include <string>
 
@@ -11,9 +12,20 @@
 // "7.3 s", "12:05" (minutes), "3:12:05" (hours).
 [[nodiscard]] std::string DurationText(double seconds);
 
-// What the rows of a media table stand for: "recordings", "alert recordings", "snapshots",
-// "e-maps"; "-" where the kind isn't known.
-[[nodiscard]] std::string KindText(const std::string& kind);
+// A kind of media. Elsewhere in the code a kind is the name of its table.
+struct MediaKind {
+    const char* table;
+    const char* key;  // in options, JSON and metrics
+    const char* name; // in texts
+};
+[[nodiscard]] const std::array<MediaKind, 4>& MediaKinds();
+
+// The kind's name: "recordings", "alert recordings", "snapshots", "e-maps"; "-" if `table` is
+// empty because the kind is unknown.
+[[nodiscard]] std::string KindText(const std::string& table);
+
+// The kind's key: "recordings", "alert-recordings", "snapshots", "emaps"; empty if `table` is.
+[[nodiscard]] std::string KindKey(const std::string& table);
 
 // "1 row", "2 rows".
 [[nodiscard]] std::string Counted(long number, const std::string& noun);

@@ -2,6 +2,7 @@
 
 #include "tools/common/json.h"
 #include "tools/common/terminal.h"
+#include "tools/common/words.h"
 #include "tools/krctl/doctor/checks.h"
 #include "tools/krctl/doctor/examine.h"
 
@@ -75,10 +76,21 @@ const char* ColourOf(Health health) {
     return "";
 }
 
+// The checks of a kind's folder are called by the kind's key.
+std::string SubjectText(const std::string& subject) {
+    for (const MediaKind& kind : MediaKinds()) {
+        if (kind.key == subject) {
+            return kind.name;
+        }
+    }
+    return subject;
+}
+
 void PrintLine(const Check& check) {
     const bool coloured = UsesColour(STDOUT_FILENO);
     std::printf("%s%-7s%s  %-9s  %s", coloured ? ColourOf(check.health) : "", NameOf(check.health),
-                coloured ? "\033[0m" : "", check.subject.c_str(), Printable(check.message).c_str());
+                coloured ? "\033[0m" : "", SubjectText(check.subject).c_str(),
+                Printable(check.message).c_str());
     if (!check.remedy.empty()) {
         std::printf(". Remedy: %s", Printable(check.remedy).c_str());
     }

@@ -1,6 +1,5 @@
 #include "tools/krctl/commands.h"
 
-#include "recorder/database/mediatable.h"
 #include "recorder/ledger/undo.h"
 #include "recorder/run/runlist.h"
 #include "tools/common/json.h"
@@ -41,7 +40,7 @@ void AddRows(Table& table, const recorder::RunRecord& run,
         table.AddRow({id, start, end, outcome, "-", "0", "0", "0"});
     }
     for (const recorder::RunChange& change : run.changes) {
-        table.AddRow({id, start, end, outcome, change.kind, std::to_string(change.added),
+        table.AddRow({id, start, end, outcome, KindText(change.kind), std::to_string(change.added),
                       std::to_string(change.removed), std::to_string(change.undoable)});
     }
 }
@@ -71,7 +70,7 @@ Json JsonOf(const recorder::RunRecord& run) {
     json["refusals"] = run.refusals;
     json["changes"] = Json::array();
     for (const recorder::RunChange& change : run.changes) {
-        json["changes"].push_back({{"kind", change.kind},
+        json["changes"].push_back({{"kind", KindKey(change.kind)},
                                    {"added", change.added},
                                    {"removed", change.removed},
                                    {"undoable", change.undoable}});
@@ -101,7 +100,8 @@ std::string NameOf(const recorder::RowNotRestored& row) {
 
 void PrintUndoneKind(const recorder::UndoneKind& kind) {
     constexpr std::size_t kNamed = 20;
-    std::printf("%s: %ld restored", kind.kind.c_str(), kind.restored);
+    const std::string name = KindText(kind.kind);
+    std::printf("%s: %ld restored", name.c_str(), kind.restored);
     if (!kind.notRestored.empty()) {
         std::printf(", %zu not restored", kind.notRestored.size());
     }
@@ -109,11 +109,11 @@ void PrintUndoneKind(const recorder::UndoneKind& kind) {
     for (std::size_t i = 0; i < std::min(kind.notRestored.size(), kNamed); ++i) {
         const recorder::RowNotRestored& row = kind.notRestored[i];
         std::printf("not restored: %s\n",
-                    Printable(kind.kind + " " + NameOf(row) + ": " + row.why).c_str());
+                    Printable(name + ": " + NameOf(row) + ": " + row.why).c_str());
     }
     if (kind.notRestored.size() > kNamed) {
         std::printf("not restored: %zu more of %s; \"krctl undo --json\" names all\n",
-                    kind.notRestored.size() - kNamed, kind.kind.c_str());
+                    kind.notRestored.size() - kNamed, name.c_str());
     }
 }
 
@@ -162,7 +162,7 @@ Json JsonOf(long run, const recorder::Undone& undone,
             rows.push_back(JsonOf(row));
         }
         json["kinds"].push_back(
-            {{"kind", kind.kind}, {"restored", kind.restored}, {"not_restored", rows}});
+            {{"kind", KindKey(kind.kind)}, {"restored", kind.restored}, {"not_restored", rows}});
     }
     json["failures"] = Json::array();
     for (const std::string& failure : undone.failures) {
@@ -201,13 +201,21 @@ void Undo(const recorder::UndoSelection& selection, bool asJson) {
     }
 }
 
-std::vector<std::string> Kinds() {
-    std::vector<std::string> kinds;
-    kinds.reserve(recorder::MediaTables().size());
-    for (const recorder::MediaTable& table : recorder::MediaTables()) {
-        kinds.push_back(table.name);
+// The option takes a key, the selection holds the table.
+void AddKindOption(CLI::App& undo, recorder::UndoSelection& selection) {
+    std::vector<std::string> keys;
+    for (const MediaKind& kind : MediaKinds()) {
+        keys.emplace_back(kind.key);
     }
-    return kinds;
+    const auto select = [&selection](const std::string& key) {
+        for (const MediaKind& kind : MediaKinds()) {
+            if (kind.key == key) {
+                selection.kind = kind.table;
+            }
+        }
+    };
+    undo.add_option_function<std::string>("--kind", select, "rows of this kind only")
+        ->check(CLI::IsMember(keys));
 }
 
 } // namespace
@@ -230,8 +238,7 @@ void AddLedgerCommands(CLI::App& app) {
                      "which of several runs of that number, as \"krctl runs\" prints it");
     undo->add_option("--camera", selection->camId, "rows of this camera only")
         ->check(CLI::Range(1, INT_MAX));
-    undo->add_option("--kind", selection->kind, "rows of this kind only")
-        ->check(CLI::IsMember(Kinds()));
+    AddKindOption(*undo, *selection);
     const auto undoneAsJson = std::make_shared<bool>(false);
     undo->add_flag("--json", *undoneAsJson, "print what was restored, and what was not, as JSON");
     undo->callback([selection, undoneAsJson] { Undo(*selection, *undoneAsJson); });

@@ -59,7 +59,7 @@ PartsByLabels PartsOf(const RunView& run) {
     for (const recorder::RunPart& part : run.parts) {
         const auto name = names.find(part.camId);
         recorder::RunPart& sum =
-            parts["kind=\"" + part.kind + "\",camera=\"" +
+            parts["kind=\"" + KindKey(part.kind) + "\",camera=\"" +
                   (part.camId == 0 ? "" : std::to_string(part.camId)) + "\",name=\"" +
                   (name == names.end() ? "" : Escaped(name->second)) + "\""];
         AddUp(sum, part);

@@ -48,7 +48,7 @@ Json JsonOf(const LiveView& view) {
     json["run"] = live.run == 0 ? Json() : Json(live.run);
     json["pid"] = live.pid == 0 ? Json() : Json(live.pid);
     json["start"] = live.startTm == 0 ? Json() : Json(TimeText(live.startTm));
-    json["kind"] = live.kind.empty() ? Json() : Json(live.kind);
+    json["kind"] = live.kind.empty() ? Json() : Json(KindKey(live.kind));
     json["camera"] = live.camId == 0 ? Json() : Json(live.camId);
     json["files"] = live.files;
     json["added"] = view.totals.added;

@@ -146,7 +146,7 @@ void AddCounts(Json& json, const PlanPart& part) {
 
 Json JsonOfPart(const PlanPart& part, const CameraNames& names) {
     Json json;
-    json["kind"] = part.kind;
+    json["kind"] = KindKey(part.kind);
     json["camera"] = CameraOrNull(part.camId);
     const auto name = names.find(part.camId);
     json["camera_name"] = name == names.end() ? Json() : JsonText(name->second);
@@ -157,7 +157,7 @@ Json JsonOfPart(const PlanPart& part, const CameraNames& names) {
 Json JsonOfProblem(const plan::Note& problem) {
     Json json;
     json["reason"] = plan::NameOf(problem.reason);
-    json["kind"] = problem.kind.empty() ? Json() : Json(problem.kind);
+    json["kind"] = problem.kind.empty() ? Json() : Json(KindKey(problem.kind));
     json["camera"] = CameraOrNull(problem.camId);
     json["text"] = JsonText(problem.text);
     return json;
@@ -183,7 +183,7 @@ std::string ProblemText(const PlanSummary& plan, const plan::Note& problem) {
 }
 
 std::string ListLine(const plan::Note& item) {
-    return std::string(plan::NameOf(item.reason)) + '\t' + item.kind + '\t' +
+    return std::string(plan::NameOf(item.reason)) + '\t' + KindKey(item.kind) + '\t' +
            (item.camId == 0 ? "-" : std::to_string(item.camId)) + '\t' + Printable(item.text);
 }
 
@@ -198,7 +198,7 @@ Json JsonOf(const PlanSummary& plan) {
     for (const plan::Note& problem : plan.Problems()) {
         json["problems"].push_back(JsonOfProblem(problem));
     }
-    json["run_goes_on"] = IsRunInProgress(plan);
+    json["run_in_progress"] = IsRunInProgress(plan);
     json["complete"] = plan.IsComplete();
     json["nothing_to_change"] = plan.IsComplete() && !plan.HasChanges();
     json["summary"] = plan.Sentence();
@@ -208,7 +208,7 @@ Json JsonOf(const PlanSummary& plan) {
 Json JsonOfItem(const plan::Note& item) {
     Json json;
     json["reason"] = plan::NameOf(item.reason);
-    json["kind"] = item.kind;
+    json["kind"] = KindKey(item.kind);
     json["camera"] = CameraOrNull(item.camId);
     json["path"] = JsonText(item.text);
     if (json["path"] != item.text) {

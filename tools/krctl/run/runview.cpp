@@ -107,7 +107,7 @@ void AddCounts(Json& json, const recorder::RunPart& part) {
 
 Json JsonOfPart(const recorder::RunPart& part, const CameraNames& names) {
     Json json;
-    json["kind"] = part.kind.empty() ? Json() : Json(part.kind);
+    json["kind"] = part.kind.empty() ? Json() : Json(KindKey(part.kind));
     json["camera"] = part.camId == 0 ? Json() : Json(part.camId);
     const auto name = names.find(part.camId);
     json["camera_name"] = name == names.end() ? Json() : JsonText(name->second);
