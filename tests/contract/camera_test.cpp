@@ -10,7 +10,24 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Not;
 
-class CameraLoad : public contract::ContractTest {};
+constexpr const char* kVolumeId = "5e1f0e9c-6a2b-4f38-9a10-1f6d1c9a7b55";
+
+class CameraLoad : public contract::ContractTest {
+protected:
+    // Adds camera 1, whose row names a volume, and writes the volume's identity file.
+    static void AddCameraOnVolume(const std::string& volumeId, const std::string& idOnDisk) {
+        contract::PutFile(Scratch("volume/.kestora-volume"), idOnDisk + "\n");
+        world::AddCamera({.id = 1, .storagePath = Scratch("volume"), .volumeId = volumeId});
+    }
+
+    // Expects that camera 1 does not load and that one log line gives the reason.
+    static void ExpectFailure() {
+        Camera camera;
+        EXPECT_NE(camera.Load(1, 0, 0), 0);
+        EXPECT_EQ(camera.GetId(), 0);
+        EXPECT_EQ(world::Log().size(), 1U);
+    }
+};
 class CameraIdList : public contract::ContractTest {};
 
 TEST_F(CameraLoad, SetsIdAndStorageFolderFromTheRow) {
@@ -77,12 +94,8 @@ TEST_F(CameraLoad, LeavesTheObjectUnchangedWhenItFails) {
 
 TEST_F(CameraLoad, FailsWhenTheRowCantBeRead) {
     world::DamageDatabase(KRDB::DB_SYSTEM);
-    Camera camera;
 
-    EXPECT_NE(camera.Load(1, 0, 0), 0);
-
-    EXPECT_EQ(camera.GetId(), 0);
-    EXPECT_EQ(world::Log().size(), 1U);
+    ExpectFailure();
 }
 
 TEST_F(CameraLoad, FailsIfTheStorageFolderIsNotAnAbsolutePath) {
@@ -139,50 +152,28 @@ TEST_F(CameraLoad, CopiesOfACameraAreIndependent) {
 }
 
 TEST_F(CameraLoad, SucceedsOnTheVolumeThatTheRowNames) {
-    contract::PutFile(Scratch("volume/.kestora-volume"), "5e1f0e9c-6a2b-4f38-9a10-1f6d1c9a7b55\n");
-    world::AddCamera({.id = 1,
-                      .storagePath = Scratch("volume"),
-                      .volumeId = "5e1f0e9c-6a2b-4f38-9a10-1f6d1c9a7b55"});
+    AddCameraOnVolume(kVolumeId, kVolumeId);
     Camera camera;
 
     EXPECT_EQ(camera.Load(1, 0, 0), 0);
 }
 
 TEST_F(CameraLoad, FailsOnAnyVolumeButTheOneThatTheRowNames) {
-    contract::PutFile(Scratch("volume/.kestora-volume"), "00000000-0000-4000-8000-000000000000\n");
-    world::AddCamera({.id = 1,
-                      .storagePath = Scratch("volume"),
-                      .volumeId = "5e1f0e9c-6a2b-4f38-9a10-1f6d1c9a7b55"});
-    Camera camera;
+    AddCameraOnVolume(kVolumeId, "00000000-0000-4000-8000-000000000000");
 
-    EXPECT_NE(camera.Load(1, 0, 0), 0);
-
-    EXPECT_EQ(camera.GetId(), 0);
-    EXPECT_EQ(world::Log().size(), 1U);
+    ExpectFailure();
 }
 
 TEST_F(CameraLoad, FailsIfTheVolumeIdIsNotAUuid) {
-    contract::PutFile(Scratch("volume/.kestora-volume"), "5e1f0e9c-6a2b\n");
-    world::AddCamera({.id = 1, .storagePath = Scratch("volume"), .volumeId = "5e1f0e9c-6a2b"});
-    Camera camera;
+    AddCameraOnVolume("5e1f0e9c-6a2b", "5e1f0e9c-6a2b");
 
-    EXPECT_NE(camera.Load(1, 0, 0), 0);
-
-    EXPECT_EQ(camera.GetId(), 0);
-    EXPECT_EQ(world::Log().size(), 1U);
+    ExpectFailure();
 }
 
 TEST_F(CameraLoad, FailsIfTheVolumeThatTheRowNamesIsNotMounted) {
-    MakeFolder("volume");
-    world::AddCamera({.id = 1,
-                      .storagePath = Scratch("volume"),
-                      .volumeId = "5e1f0e9c-6a2b-4f38-9a10-1f6d1c9a7b55"});
-    Camera camera;
+    world::AddCamera({.id = 1, .storagePath = MakeFolder("volume"), .volumeId = kVolumeId});
 
-    EXPECT_NE(camera.Load(1, 0, 0), 0);
-
-    EXPECT_EQ(camera.GetId(), 0);
-    EXPECT_EQ(world::Log().size(), 1U);
+    ExpectFailure();
 }
 
 TEST_F(CameraIdList, ContainsTheLocalCamerasInAscendingOrder) {

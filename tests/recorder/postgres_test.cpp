@@ -137,7 +137,17 @@ protected:
         return settings;
     }
 };
-class PostgresSchema : public contract::ContractTest {};
+class PostgresSchema : public contract::ContractTest {
+protected:
+    // The database of another recorder on the same server, with one table.
+    static PostgresDatabase AnotherRecorder() {
+        PostgresSettings settings = ServerSettings();
+        settings.schema = "another";
+        PostgresDatabase another(settings, kLockTimeoutMs, recorder::PostgresAccess::Create);
+        another.ApplySchema("CREATE TABLE emap (id INTEGER PRIMARY KEY, filename TEXT);", 1);
+        return another;
+    }
+};
 
 // A server that never responds; the kernel accepts its connections.
 class SilentServer {
@@ -512,10 +522,7 @@ TEST_F(PostgresSchema, IsUpgradedForAllItsDatabasesAtOnce) {
         recorder::SchemaStep{2, std::nullopt, "INSERT INTO later (id) VALUES (2);"},
         recorder::SchemaStep{2, std::nullopt, "INSERT INTO later (id) VALUES (3::BIGINT);", true},
     };
-    PostgresSettings settings = ServerSettings();
-    settings.schema = "another";
-    PostgresDatabase another(settings, kLockTimeoutMs, recorder::PostgresAccess::Create);
-    another.ApplySchema("CREATE TABLE emap (id INTEGER PRIMARY KEY, filename TEXT);", 1);
+    PostgresDatabase another = AnotherRecorder();
 
     recorder::ApplySchemaSteps(another, recorder::InstancesBeside(KRDB::DB_SYSTEM), steps, 2);
 
@@ -533,10 +540,7 @@ TEST_F(PostgresSchema, WithoutAVersionIsRefused) {
 }
 
 TEST_F(PostgresSchema, IsSeparateForEachRecorder) {
-    PostgresSettings settings = ServerSettings();
-    settings.schema = "another";
-    PostgresDatabase another(settings, kLockTimeoutMs, recorder::PostgresAccess::Create);
-    another.ApplySchema("CREATE TABLE emap (id INTEGER PRIMARY KEY, filename TEXT);", 1);
+    PostgresDatabase another = AnotherRecorder();
 
     PostgresDatabase(ServerSettings(), kLockTimeoutMs).Execute(kInsert);
     another.Execute("INSERT INTO emap (id, filename) VALUES (1, 'another');");

@@ -64,17 +64,28 @@ TEST_F(SecretFile, IsRefusedInAFolderThatOthersCanWrite) {
     EXPECT_THAT(Refusal(file), HasSubstr("folder " + Scratch("folder") + " may be written"));
 }
 
-TEST_F(SecretFile, IsRefusedIfItIsEmptyTooLargeMissingOrNotRegular) {
+TEST_F(SecretFile, IsRefusedIfItsFirstLineIsEmpty) {
     Put("\nopen sesame\n");
+
     EXPECT_THAT(Refusal(file), HasSubstr("has no password in its first line"));
+}
 
+TEST_F(SecretFile, IsRefusedIfItIsTooLarge) {
     Put(std::string(4097, 'x'));
+
     EXPECT_THAT(Refusal(file), HasSubstr("is too large; expected at most 4096 bytes"));
+}
 
+TEST_F(SecretFile, IsRefusedIfItIsMissing) {
     fs::remove(file);
-    EXPECT_THAT(Refusal(file), HasSubstr(file + " is not there"));
 
+    EXPECT_THAT(Refusal(file), HasSubstr(file + " is not there"));
+}
+
+TEST_F(SecretFile, IsRefusedIfItIsNotRegular) {
+    fs::remove(file);
     ASSERT_EQ(mkfifo(file.c_str(), 0600), 0);
+
     EXPECT_THAT(Refusal(file), HasSubstr(file + " is a FIFO; expected a regular file"));
 }
 

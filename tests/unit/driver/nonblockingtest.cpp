@@ -88,6 +88,18 @@ protected:
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
 
+    // Expects that the parent registers the task, forks and waits for the child's message.
+    void ExpectParentWaited() const {
+        EXPECT_EQ(Journal("parent: "), Lines({
+                                           "RegTaskStart()",
+                                           "pipe()",
+                                           "fork()",
+                                           "close(writeEnd)",
+                                           "read(readEnd, 4)",
+                                           "close(readEnd)",
+                                       }));
+    }
+
     std::string m_journal;
 };
 
@@ -96,14 +108,7 @@ TEST_F(NonBlockingTest, ChildRunsTheJobsAndEndsTheTask) {
     ASSERT_GT(libc.child, 0);
     EXPECT_EQ(ChildStatus(), 0);
 
-    EXPECT_EQ(Journal("parent: "), Lines({
-                                       "RegTaskStart()",
-                                       "pipe()",
-                                       "fork()",
-                                       "close(writeEnd)",
-                                       "read(readEnd, 4)",
-                                       "close(readEnd)",
-                                   }));
+    ExpectParentWaited();
     EXPECT_EQ(Journal("child: "),
               Lines({
                   "close(readEnd)",
@@ -252,21 +257,14 @@ void PrintTo(const ReadOutcome& outcome, std::ostream* out) {
 
 class PipeReadTest : public NonBlockingTest, public testing::WithParamInterface<ReadOutcome> {};
 
-TEST_P(PipeReadTest, EndsTheWaitWhateverItReturns) {
+TEST_P(PipeReadTest, EndsTheWaitWithAnyResult) {
     libc.nextRead = {GetParam().result, GetParam().error};
 
     EXPECT_EQ(Run({"-n", "-e"}), 0);
     ASSERT_GT(libc.child, 0);
     EXPECT_EQ(ChildStatus(), 0);
 
-    EXPECT_EQ(Journal("parent: "), Lines({
-                                       "RegTaskStart()",
-                                       "pipe()",
-                                       "fork()",
-                                       "close(writeEnd)",
-                                       "read(readEnd, 4)",
-                                       "close(readEnd)",
-                                   }));
+    ExpectParentWaited();
 }
 
 INSTANTIATE_TEST_SUITE_P(Outcomes, PipeReadTest,

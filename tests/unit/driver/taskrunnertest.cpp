@@ -74,7 +74,7 @@ TEST_F(TaskRunnerTest, RefusedRegistrationIsReturnedAndNothingElseHappens) {
     EXPECT_EQ(libc.child, -1);
 }
 
-TEST_F(TaskRunnerTest, RefusalIsLoggedWhateverIsConfigured) {
+TEST_F(TaskRunnerTest, RefusalIsLoggedWithAnyConfiguration) {
     Request(JOB_EMAP, 1);
     LogUpTo(0);
     platform.Fail("RegTaskStart", 1, 75);

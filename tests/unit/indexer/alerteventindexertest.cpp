@@ -183,7 +183,7 @@ TEST_F(AlertEventIndexerTest, FailedBatchIsLoggedCountedAndFollowedByTheNext) {
     EXPECT_EQ(platform.CallCnt("NotifyAlertEventRefresh"), 1);
 }
 
-TEST_F(AlertEventIndexerTest, RowsAreAddedToTheRecordingDatabaseWhateverTheTableDescription) {
+TEST_F(AlertEventIndexerTest, RowsAreAddedToTheRecordingDatabaseWithAnyTableDescription) {
     MakeRecordings(1);
     KRIndex::AlertEventIndexer indexer({KRDB::DB_SYSTEM, "t", "i", "p"});
     indexer.m_camId = 1;

@@ -101,7 +101,7 @@ TEST_F(DirectoryWalkTest, EntriesOfUnknownTypeAreIgnored) {
     EXPECT_EQ(Transcript(), "");
 }
 
-TEST_F(DirectoryWalkTest, DotEntriesAreSkippedWhateverTheirType) {
+TEST_F(DirectoryWalkTest, DotEntriesOfAnyTypeAreSkipped) {
     MakeFile("d/a.png");
     libc.listings[Path("d")] = {{".", DT_REG}, {"..", DT_REG}, {"a.png", DT_REG}};
     m_indexer.ProcessDirAndFiles(Path("d"));

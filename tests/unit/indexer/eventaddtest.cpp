@@ -178,7 +178,7 @@ TEST_F(EventAddTest, OneRowIsFetchedForEachEvent) {
         << all;
 }
 
-TEST_F(EventAddTest, RowsAreAddedToTheRecordingDatabaseWhateverTheTableDescription) {
+TEST_F(EventAddTest, RowsAreAddedToTheRecordingDatabaseWithAnyTableDescription) {
     MakeRecordings(1);
     KRIndex::EventIndexer indexer({KRDB::DB_SYSTEM, "t", "i", "p"});
     indexer.m_camId = 1;

@@ -67,7 +67,7 @@ TEST_F(EventFileTest, PropertiesAreReadIntoAnEmptyRecord) {
               "false)\n");
 }
 
-TEST_F(EventFileTest, FileWithARowIsKeptWhateverItsNameAndTimes) {
+TEST_F(EventFileTest, FileWithARowIsKeptWithAnyNameAndTimes) {
     MakeFile(std::string(kFolder) + "odd name.txt");
     HaveRow("odd name.txt");
     libc.clock = timespec{1, 0}; // the file changed after the start

@@ -157,7 +157,7 @@ TEST_F(IndexerTest, CountersAreNotResetByASecondStart) {
     EXPECT_EQ(m_indexer.Start(), 6);
 }
 
-TEST_F(IndexerTest, DirectoryPassReturnsZeroWhateverFails) {
+TEST_F(IndexerTest, DirectoryPassAlwaysReturnsZero) {
     m_indexer.m_tgtDirList = {Path("missing")};
     m_indexer.m_fileRecIdMap = {{"a.png", 1}};
     platform.FailAlways("Execute");

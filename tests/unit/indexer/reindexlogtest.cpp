@@ -119,7 +119,7 @@ TEST_F(LogGateTest, NamesOfCategoryAndLevelAreRequestedByNumber) {
     EXPECT_EQ(platform.LinesOf("Enum2String<LOG_LEVEL>"), "Enum2String<LOG_LEVEL>(6)\n");
 }
 
-TEST_F(LogGateTest, UngatedMessagesAreWrittenWhateverIsConfigured) {
+TEST_F(LogGateTest, MessagesWithoutALevelAreAlwaysWritten) {
     REINDEX_LOG_ALWAYS("%d\n", 5);
     LogUnconfigured();
     REINDEX_LOG_ALWAYS("%d\n", 6);

@@ -238,7 +238,7 @@ TEST_F(SnapshotIndexerTest, FailedBatchDropsOnlyItsRowsAndIsStillCounted) {
               }));
 }
 
-TEST_F(SnapshotIndexerTest, RowsAreAddedToTheSnapshotDatabaseWhateverTheTableDescription) {
+TEST_F(SnapshotIndexerTest, RowsAreAddedToTheSnapshotDatabaseWithAnyTableDescription) {
     MakeSnapshot(kSnapshot, 100, 100);
     KRIndex::SnapshotIndexer indexer({KRDB::DB_SYSTEM, "t", "i", "p"});
     EXPECT_EQ(indexer.Start(), 1);
