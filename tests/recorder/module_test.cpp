@@ -25,7 +25,7 @@ TEST(Module, IsReportedWithItsPathIfItIsMissing) {
 }
 
 TEST(Module, OfAnotherVersionIsRefused) {
-    EXPECT_THAT(FailureToLoad("old"), HasSubstr("is of version 0.0.1; expected "));
+    EXPECT_THAT(FailureToLoad("old"), HasSubstr("it has version 0.0.1; expected "));
 }
 
 TEST(Module, ThatCantBeLoadedIsRefused) {
