@@ -30,15 +30,15 @@ sys.path[:0] = [HERE, SCENARIOS, MQTT]
 from injection import calls  # noqa: E402
 from injection.kinds import RECORDERS  # noqa: E402
 from runner import media  # noqa: E402
-from server import Server  # noqa: E402  runner tells where it is
+from server import Server  # noqa: E402  runner adds its folder to the path
 
 
 class BrokenWorker(Exception):
-    """A worker that ended, having said why."""
+    """A worker ended; it has printed the reason."""
 
 
 class Worker:
-    """A recorder in a sandbox of its own, on which one point after the other is tried."""
+    """A process with a recorder in its own sandbox, on which it tries one point after the other."""
 
     def __init__(self, folder, options, kind, address):
         root, scratch = os.path.join(folder, "recorder"), os.path.join(folder, "scratch")
@@ -49,7 +49,7 @@ class Worker:
              os.path.abspath(options.bin_dir), options.media, scratch, address],
             env={**os.environ, "PYTHONPATH": f"{HERE}:{SCENARIOS}:{MQTT}"}, text=True,
             stdin=subprocess.PIPE, stdout=subprocess.PIPE,
-            start_new_session=True)  # Ctrl-C is for this process, which tells its workers to end
+            start_new_session=True)  # only this process receives Ctrl-C; it ends its workers
 
     def ask(self, what):
         self.process.stdin.write(json.dumps(what) + "\n")
@@ -60,7 +60,7 @@ class Worker:
         return json.loads(answer)
 
     def end(self):
-        """It ends when there is nothing more to read, once the point at hand is done."""
+        """Ends the worker after its current point, by closing its input."""
         with contextlib.suppress(BrokenPipeError):
             self.process.stdin.close()
         self.process.wait()
@@ -68,7 +68,7 @@ class Worker:
 
 
 def selected_points(options, plan):
-    """Call to the points that are to be tried."""
+    """Returns the points to try, by call."""
     selected = {}
     for call in plan:
         if call not in (options.call or calls.CALLS):
@@ -84,14 +84,14 @@ def selected_points(options, plan):
 
 
 def _spread(points, most):
-    """At most so many of them, evenly spread, the first and the last included."""
+    """Returns at most so many points, evenly spread, with the first and the last one."""
     if len(points) <= most:
         return points
     return [points[number * (len(points) - 1) // max(most - 1, 1)] for number in range(most)]
 
 
 def try_all(points, workers):
-    """Each point with its result, by as many threads as there are workers."""
+    """Yields each point with its result. Each worker has a thread."""
     waiting, done = queue.SimpleQueue(), queue.SimpleQueue()
     for point in points:
         waiting.put(point)
@@ -116,7 +116,7 @@ def try_all(points, workers):
 
 
 def report(kind, call, results, bin_dir):
-    """Prints what came of a call's points; how many failed."""
+    """Prints the results of a call's points; returns how many failed."""
     failed = [(point, result) for point, result in results if result["problems"]]
     for point, result in sorted(failed, key=lambda entry: (entry[0]["at"], entry[0]["fault"])):
         print(f"FAILED call={call} fault={point['fault']} at={point['at']}"
@@ -151,12 +151,12 @@ def run(options, folder):
 
 
 def kinds_that_try(wanted):
-    """The kinds of recorder that some of these calls, or all there are, are tried on."""
+    """Returns the kinds of recorder on which at least one of these calls, or of all, is tried."""
     return [name for name, kind in RECORDERS.items() if {*kind.tried} & {*(wanted or calls.CALLS)}]
 
 
 def run_on(kind, folder, options):
-    """Tries the calls on one kind of recorder; at how many points it failed."""
+    """Tries the calls on one kind of recorder; returns the number of failed points."""
     workers, failures = [], 0
     with addresses(kind, options.j) as workers_addresses:
         try:
@@ -166,7 +166,7 @@ def run_on(kind, folder, options):
             print(f"fault: on {RECORDERS[kind].title}", flush=True)
             for call, points in selected_points(options, plan).items():
                 if not plan[call]:
-                    print(f"FAILED call={call}: the run doesn't reach it")
+                    print(f"FAILED call={call}: the run doesn't make this call")
                     failures += 1
                 failures += report(kind, call, list(try_all(points, workers)), options.bin_dir)
             return failures
@@ -177,8 +177,7 @@ def run_on(kind, folder, options):
 
 @contextlib.contextmanager
 def addresses(kind, count):
-    """A database for each worker's recorder, on a server that they share; where there is none,
-    nothing is what each is told of it."""
+    """Yields the address of a database for each worker, on one server; empty texts if the kind has none."""
     if not RECORDERS[kind].on_server:
         yield [""] * count
         return
@@ -192,16 +191,16 @@ def parse_arguments():
     parser = argparse.ArgumentParser(description=__doc__.split("\n", maxsplit=1)[0])
     parser.add_argument("bin_dir", help="the folder of krindexer and krctl")
     parser.add_argument("--on", action="append", choices=RECORDERS,
-                        help="the kind of recorder; default: each that has such calls")
+                        help="the kind of recorder; default: all that make such calls")
     parser.add_argument("--call", action="append", choices=calls.CALLS, help="default: all")
     parser.add_argument("--fault", action="append", choices=calls.FAULTS, help="default: all")
     which = parser.add_mutually_exclusive_group()
-    which.add_argument("--at", type=int, help="only the Nth of the call")
+    which.add_argument("--at", type=int, help="only the Nth point of a call")
     which.add_argument("--most", type=int,
-                       help="at most so many points of a call, spread over the tool's own")
-    parser.add_argument("--media", help="the folder of the media; made where it isn't there")
+                       help="at most so many points of a call, spread evenly, without the start-up")
+    parser.add_argument("--media", help="the folder of the media; created if it does not exist")
     parser.add_argument("-j", type=int, default=len(os.sched_getaffinity(0)),
-                        help="points at a time; default: as many as there are processors")
+                        help="the number of workers; default: the number of processors")
     return parser.parse_args()
 
 

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Demands that the fault tests can fail: tools that do harm when a call fails must be found out.
+"""Tests that the fault tests can fail: tools that do harm when a call fails must be detected.
 
-The tools make a folder; what the shell does for each where that fails is the harm.
+Each tool makes a folder. If that fails, it runs a shell command, which is the harm.
 """
 
 import os
@@ -14,7 +14,7 @@ sys.path[:0] = [HERE, os.path.join(HERE, "../scenarios")]
 
 from injection import calls, point, rules  # noqa: E402  pylint: disable=wrong-import-position
 
-# Makes the folder itself: a call of a program that it started wouldn't be met.
+# The tool itself makes the folder, because faults apply only to its own calls.
 TOOL = """
 import os, subprocess, sys
 
@@ -44,7 +44,7 @@ else:
     os.rmdir("made")
 """
 
-# Harm that shows in the clean run only: what is done where the faulty run left such a file.
+# Harm that appears only in the clean run: the command that it runs if the faulty run left such a file.
 LATE = {"twice": "echo '2 kept' >>event", "new-id": "echo '2 kept' >event",
         "blurred": "echo blur >thumbnail", "broken": "exit 1"}
 
@@ -52,11 +52,11 @@ DEADLINE_OF_A_TOOL_THAT_HANGS_S = 3
 
 HARMLESS = {"fault": "EIO", "name": "mkdir", "nth": 1, "startup": False}
 
-# What a tool does, at which point, and what must be said of it.
+# The harm of a tool, the point, and the expected problem.
 CASES = [
     ("exit 74", {}, None),
     ("touch harmless; rm harmless", {}, None),
-    (">event", {}, "lost a row of event whose file is there"),
+    (">event", {}, "removed a row of event whose file exists"),
     (">event", {}, "row 1 of event is not in the ledger"),
     (">event; touch ledger1 ledger2", {}, "row 1 of event is too often in the ledger"),
     ("touch ledger1", {}, "row 1 of event is too often in the ledger"),
@@ -66,17 +66,17 @@ CASES = [
     ("touch left-over", {}, "+ file left-over"),
     ("touch blurred", {}, "+ file thumbnail"),
     ("touch broken", {}, "the clean run ended with status 1"),
-    ("echo 1 >>told", {}, "word too often of recording 1"),
-    ("echo 7 >>words", {}, "word 7 was not delivered"),
+    ("echo 1 >>announced", {}, "recording 1 is too often announced"),
+    ("echo 7 >>messages", {}, "message 7 was not delivered"),
     ("exit 3", {}, "the faulty run ended with status 3"),
     ("exit 127", {}, "the faulty run ended with status 127"),
     ("exit 127", {"startup": True}, None),
     ("kill -ABRT $$", {}, "the faulty run ended with status -6"),
     ("kill -ABRT $$", {"startup": True}, "the faulty run ended with status -6"),
     ("kill -SEGV $$", {"startup": True}, "the faulty run ended with status -11"),
-    ("sleep 60", {}, "it didn't end"),
+    ("sleep 60", {}, "did not end"),
     ("again: >event", {}, None),
-    ("again: >event", {"fault": "EIO+"}, "lost a row of event whose file is there"),
+    ("again: >event", {"fault": "EIO+"}, "removed a row of event whose file exists"),
     ("exit 0", {"nth": 2}, "the call was not reached"),
     ("exit 0", {"name": "symlink"}, "the call was not reached"),
 ]
@@ -92,7 +92,7 @@ TEMPORARY = 'write(5</r/var/snapshot/@Thumbnail/.kestora-1.tmp>) = -1 EIO (Input
 THUMBNAIL_FOLDER = "var/snapshot/@Thumbnail {}"
 FAILED = 'fsync(3</r>) = -1 EIO (Input/output error) (INJECTED)'
 
-# A difference, the calls that failed, the log, rows that vanished; whether a rule excuses it.
+# A difference, the failed calls, the log, the removed rows, and whether a rule excuses the difference.
 EXCUSES = [
     (("-", "emap", "a.png"), EMAP_FOLDER, "", {"emap": {"a.png"}}, True),
     (("-", "emap", "a.png"), EMAP_FOLDER, "", {}, False),
@@ -117,25 +117,25 @@ EXCUSES = [
     (("+", "event", DAYLESS_ROW), FAILED, NO_INFO, {}, False),
 ]
 
-# Recording 1 had its row before, 2 and 3 were added. What is told of them, the words that there
-# were, those that wait, those that came; what must be said.
-WORDS = [
+# Recording 1 had its row before, 2 and 3 were added. The announced recordings, the ids of all messages, of the
+# queued and of the delivered ones, and the expected problem.
+MESSAGES = [
     ([2, 3], [], [], [], None),
-    ([2], [], [], [], "no word of recording 3"),
-    ([2, 3, 2], [], [], [], "word too often of recording 2"),
-    ([1, 2, 3], [], [], [], "word too often of recording 1"),
+    ([2], [], [], [], "recording 3 is not announced"),
+    ([2, 3, 2], [], [], [], "recording 2 is too often announced"),
+    ([1, 2, 3], [], [], [], "recording 1 is too often announced"),
     ([2, 3], [7, 9], [], [7, 9], None),
     ([2, 3], [7, 9], [], [7, 7, 9], None),
     ([2, 3], [7, 9], [], [7, 9, 7, 9], None),
-    ([2, 3], [7, 9], [], [7], "word 9 was not delivered"),
-    ([2, 3], [7], [], [7, 9], "word 9 should not have been delivered"),
-    ([2, 3], [7, 9], [], [9, 7], "words came in the order [9, 7]"),
-    ([2, 3], [7, 9], [9], [7, 9], "word 9 still waits"),
+    ([2, 3], [7, 9], [], [7], "message 9 was not delivered"),
+    ([2, 3], [7], [], [7, 9], "message 9 should not have been delivered"),
+    ([2, 3], [7, 9], [], [9, 7], "messages were delivered in the order [9, 7]"),
+    ([2, 3], [7, 9], [9], [7, 9], "message 9 is still queued"),
 ]
 
 
 class ScriptedRecorder:
-    """A folder with a table of rows in a file, and a tool that a case describes."""
+    """A folder with a table in a file, and a tool that does the harm of a case."""
 
     def __init__(self, folder, harm):
         self.folder = folder
@@ -156,8 +156,9 @@ class ScriptedRecorder:
         removed = [("event", 1)] * len([name for name in os.listdir(self.folder)
                                         if name.startswith("ledger")])
         return {**{table: [] for table in point.COMPARED}, "event": events,
-                "removed": removed, "task": [(0, 1)], "waiting": [], "delivered": [],
-                **{name: [int(number) for number, in self.lines(name)] for name in ("told", "words")}}
+                "removed": removed, "task": [(0, 1)], "queued": [], "delivered": [],
+                **{name: [int(number) for number, in self.lines(name)]
+                   for name in ("announced", "messages")}}
 
     def lines(self, name):
         path = os.path.join(self.folder, name)
@@ -169,7 +170,7 @@ class ScriptedRecorder:
     def files(self):
         found = {}
         for name in os.listdir(self.folder):
-            if name not in ("event", "told", "words"):
+            if name not in ("event", "announced", "messages"):
                 with open(os.path.join(self.folder, name), encoding="ascii") as file:
                     found[name] = file.read()
         return found
@@ -190,11 +191,11 @@ def verdict(harm, changes):
                                os.path.join(scratch, "trace"))["problems"]
 
 
-def verdict_on_words(told, words, waiting, delivered):
+def verdict_on_messages(announced, messages, queued, delivered):
     undisturbed = types.SimpleNamespace(kept={"event": {(1, "kept")}})
-    rows = {"event": [(1, "kept"), (2, "added"), (3, "added")], "told": told, "words": words,
-            "waiting": waiting, "delivered": delivered}
-    return point.word_problems(undisturbed, rows) + point.delivery_problems(rows)
+    rows = {"event": [(1, "kept"), (2, "added"), (3, "added")], "announced": announced,
+            "messages": messages, "queued": queued, "delivered": delivered}
+    return point.announcement_problems(undisturbed, rows) + point.delivery_problems(rows)
 
 
 def main():
@@ -211,14 +212,14 @@ def main():
         if (rules.excuse(difference, call.split("\n"), log, gone) is not None) != expected:
             print(f"FAILED {difference} after {call}: expected {expected}")
             failures += 1
-    for *told, expected in WORDS:
-        problems = verdict_on_words(*told)
+    for *given, expected in MESSAGES:
+        problems = verdict_on_messages(*given)
         if bool(problems) != bool(expected) or expected and not any(expected in text
                                                                     for text in problems):
-            print(f"FAILED {told}: expected {expected}, found {problems}")
+            print(f"FAILED {given}: expected {expected}, found {problems}")
             failures += 1
-    judged = len(CASES) + len(EXCUSES) + len(WORDS)
-    print(f"{judged - failures} of {judged} judged rightly")
+    judged = len(CASES) + len(EXCUSES) + len(MESSAGES)
+    print(f"{judged - failures} of {judged} judged correctly")
     return 1 if failures else 0
 
 

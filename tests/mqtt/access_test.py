@@ -1,4 +1,4 @@
-"""Passwords and certificates: who doesn't get in, or isn't the one that was meant, gets nothing."""
+"""Passwords and certificates: without valid ones no message is sent."""
 
 import os
 import shutil
@@ -20,7 +20,7 @@ class Password(MqttTest):
         file = self.recorder.file("etc/mqtt.password", password, mode)
         self.recorder.notify(port, user="recorder", password_file=file)
 
-    def test_the_right_one_lets_in(self):
+    def test_a_correct_one_is_accepted(self):
         self.notify(self.server.port, "pass 'word' \\\n")
 
         log = self.reindex("-r", "-1")
@@ -28,7 +28,7 @@ class Password(MqttTest):
         self.assert_delivered(self.server.messages(), 1, 2, 3)
         self.assert_no_complaint(log)
 
-    def test_a_wrong_one_is_told_and_the_words_wait(self):
+    def test_a_wrong_one_is_logged_and_messages_stay_queued(self):
         self.notify(self.server.port, "password\n")
 
         log = self.reindex("-r", "-1")
@@ -38,7 +38,7 @@ class Password(MqttTest):
         self.assert_delivered(self.server.messages())
         self.assert_due(1, 2, 3)
 
-    def test_a_missing_one_is_told_and_the_words_wait(self):
+    def test_a_missing_one_is_logged_and_messages_stay_queued(self):
         self.recorder.notify(self.server.port)
 
         log = self.reindex("-r", "-1")
@@ -74,7 +74,7 @@ class Tls(MqttTest):
         self.assert_delivered(broker.messages())
         self.assert_due(1, 2, 3)
 
-    def test_the_right_certificate_is_accepted(self):
+    def test_a_valid_certificate_is_accepted(self):
         broker = self.broker(*self.authority.server_lines("IP:127.0.0.1"))
 
         log = self.run_against(broker, self.authority)
@@ -83,7 +83,7 @@ class Tls(MqttTest):
         self.assert_no_complaint(log)
 
     def test_a_certificate_of_another_authority_is_refused(self):
-        broker = self.broker(*Authority(self.folder, "stranger").server_lines("IP:127.0.0.1"))
+        broker = self.broker(*Authority(self.folder, "other").server_lines("IP:127.0.0.1"))
 
         log = self.run_against(broker, self.authority)
 
@@ -96,7 +96,7 @@ class Tls(MqttTest):
 
         self.assert_refused(broker, log, "host name verification failed")
 
-    def test_the_system_s_authorities_are_trusted_where_none_is_named(self):
+    def test_the_system_s_authorities_are_trusted_if_none_is_named(self):
         broker = self.broker(*self.authority.server_lines("IP:127.0.0.1"))
         self.recorder.notify(broker.port, tls=True)
 
@@ -104,24 +104,24 @@ class Tls(MqttTest):
 
         self.assert_refused(broker, log, "certificate verify failed")
 
-    def test_a_broker_without_tls_gets_nothing(self):
+    def test_a_broker_without_tls_receives_no_message(self):
         broker = self.broker()
 
         log = self.run_against(broker, self.authority)
 
         self.assert_refused(broker, log, "broker 127.0.0.1:")
 
-    def test_a_run_survives_the_end_of_a_connection_that_it_writes_to(self):
+    def test_a_run_survives_the_end_of_a_connection_to_which_it_writes(self):
         broker = self.until_end(ScriptedBroker(
             scriptedbroker.acknowledges(16), tls=self.authority.server_context("IP:127.0.0.1")))
-        self.recorder.put_due(40)
+        self.recorder.queue(40)
 
         log = self.run_against(broker, self.authority)
 
         self.assert_one_warning(log, "broker 127.0.0.1:")
         self.assert_due(*range(17, 44))
 
-    def test_an_unreadable_list_of_authorities_is_told(self):
+    def test_an_unreadable_list_of_authorities_is_logged(self):
         broker = self.broker(*self.authority.server_lines("IP:127.0.0.1"))
         self.recorder.notify(broker.port, tls=True, ca_file="/var/packages/Kestora/etc/none.crt")
 

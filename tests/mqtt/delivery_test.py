@@ -1,4 +1,4 @@
-"""Words reach a subscriber, in order, once."""
+"""Messages reach a subscriber once, in order."""
 
 import time
 
@@ -9,7 +9,7 @@ from support.scriptedbroker import ScriptedBroker
 
 
 class Delivery(MqttTest):
-    def test_words_of_a_run_arrive_in_order_with_their_topics(self):
+    def test_messages_of_a_run_arrive_in_order_with_their_topics(self):
         broker = self.broker()
         self.recorder.notify(broker.port)
 
@@ -22,7 +22,7 @@ class Delivery(MqttTest):
         self.assert_due()
         self.assert_no_complaint(log)
 
-    def test_a_message_holds_the_word_as_it_is_with_id_and_time(self):
+    def test_the_payload_holds_id_time_and_the_unchanged_body(self):
         broker = self.broker()
         self.recorder.notify(broker.port)
         before = int(time.time())
@@ -39,7 +39,7 @@ class Delivery(MqttTest):
         self.assertGreaterEqual(stamp, before * 1000000)
 
     def test_a_message_is_not_retained(self):
-        # A subscriber that was there before doesn't see the difference.
+        # An existing subscriber doesn't see the flag, so the broker is a scripted one.
         broker = self.until_end(ScriptedBroker(scriptedbroker.acknowledges_all))
         self.recorder.notify(broker.port)
 
@@ -47,7 +47,7 @@ class Delivery(MqttTest):
 
         self.assertEqual([message.retained for message in broker.received], [0])
 
-    def test_the_prefix_of_the_topics_is_the_setting_s(self):
+    def test_topics_begin_with_the_prefix_from_the_settings(self):
         broker = self.broker()
         self.recorder.notify(broker.port, topic_prefix="house/north wing/nvr")
 
@@ -56,21 +56,21 @@ class Delivery(MqttTest):
         self.assertEqual([message[0] for message in broker.messages()],
                          ["house/north wing/nvr/alert_event/refresh"])
 
-    def test_a_background_run_delivers_too(self):
+    def test_a_background_run_delivers_its_messages(self):
         broker = self.broker()
         self.recorder.notify(broker.port)
 
         self.reindex("-n", "-r", "-1")
-        process.until(lambda: self.recorder.task() == (0, 1), "the run doesn't end")
-        process.until(lambda: not self.recorder.outbox(), "nothing is published")
+        process.until(lambda: self.recorder.task() == (0, 1), "the run did not end")
+        process.until(lambda: not self.recorder.outbox(), "no message was published")
 
         self.assert_delivered(broker.messages(), 1, 2, 3)
         self.assert_no_complaint(self.recorder.log())
 
-    def test_more_than_are_published_at_once_arrive_in_order_once(self):
+    def test_more_messages_than_are_sent_at_a_time_arrive_once_in_order(self):
         broker = self.broker()
         self.recorder.notify(broker.port)
-        self.recorder.put_due(50)
+        self.recorder.queue(50)
 
         self.reindex("-e")
 
@@ -80,20 +80,20 @@ class Delivery(MqttTest):
         self.assertEqual(messages[49][2]["time"], 1700000050)
         self.assert_due()
 
-    def test_a_run_has_one_connection_and_takes_its_leave(self):
+    def test_a_run_makes_one_connection_and_disconnects(self):
         broker = self.broker()
         self.recorder.notify(broker.port, client_id="recorder 7")
 
         self.reindex("-r", "-1", "-a", "-1")
 
         process.until(lambda: "Client recorder 7 disconnected." in broker.output(),
-                      "it went without a word")
+                      "the run did not disconnect")
         self.assertEqual(broker.output().count(" as recorder 7 "), 1)
 
-    def test_without_a_broker_words_are_a_journal(self):
+    def test_without_a_broker_messages_are_a_journal(self):
         self.reindex("-r", "-1")
 
-        self.assertEqual([(word[0], word[1], word[3]) for word in self.recorder.outbox()],
+        self.assertEqual([(row[0], row[1], row[3]) for row in self.recorder.outbox()],
                          [(1, "event/list", 0), (2, "event/list", 0), (3, "event/list", 0)])
 
     def test_the_journal_of_earlier_runs_is_not_published(self):
@@ -104,19 +104,19 @@ class Delivery(MqttTest):
         self.reindex("-a", "1")
 
         self.assert_delivered(broker.messages(), 4)
-        self.assertEqual([word[0] for word in self.recorder.outbox()], [1, 2, 3])
+        self.assertEqual([row[0] for row in self.recorder.outbox()], [1, 2, 3])
 
 
-class Waiting(MqttTest):
-    def test_words_wait_while_no_broker_is_named_any_more(self):
-        self.recorder.put_due(2)
+class QueuedMessages(MqttTest):
+    def test_stay_queued_if_the_settings_no_longer_name_a_broker(self):
+        self.recorder.queue(2)
 
         self.reindex("-a", "1")
 
-        self.assertEqual([(word[0], word[3]) for word in self.recorder.outbox()],
+        self.assertEqual([(row[0], row[3]) for row in self.recorder.outbox()],
                          [(1, 1), (2, 1), (3, 0)])
 
-    def test_a_connection_lost_between_two_words_is_made_again(self):
+    def test_are_sent_on_a_second_connection_if_the_first_one_is_lost(self):
         broker = self.until_end(ScriptedBroker(scriptedbroker.acknowledges(1, after=3),
                                                scriptedbroker.acknowledges_all))
         self.recorder.notify(broker.port)
@@ -129,9 +129,9 @@ class Waiting(MqttTest):
         self.assertEqual([message.payload["id"] for message in broker.received],
                          [1, 2, 3, 2, 3])
 
-    def test_of_two_runs_at_once_one_publishes_the_words_of_both(self):
+    def test_of_two_concurrent_runs_are_published_by_one_of_them(self):
         def acknowledges_after_the_other_run(connection):
-            connection.let_in()
+            connection.accept()
             for message in connection.messages():
                 if message.payload["id"] == 1:
                     self.assertEqual(self.recorder.reindex("-o", "-a", "1")[0], 0)

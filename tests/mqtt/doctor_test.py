@@ -1,4 +1,4 @@
-"""krctl doctor on the broker: it knocks, is let in or not, and tells nothing."""
+"""krctl doctor and the broker: it connects to check the settings, and publishes nothing."""
 
 import fcntl
 import json
@@ -16,7 +16,7 @@ from support.scriptedbroker import ScriptedBroker
 
 class DoctorTest(MqttTest):
     def diagnosis(self, subject):
-        """What it says of one thing: state, message, remedy."""
+        """Returns the result of one check: state, message, remedy."""
         done = subprocess.run(
             [*process.WITH_TEST, SANDBOX, self.recorder.root,
              os.path.join(self.recorder.bin_dir, "krctl"), "doctor", "--json"],
@@ -27,7 +27,7 @@ class DoctorTest(MqttTest):
         self.assertEqual(done.returncode, int(found["state"] == "problem"), done.stdout)
         return found["state"], found["message"], found["remedy"]
 
-    def assert_let_in(self, server):
+    def assert_accepted(self, server):
         self.assertEqual(self.diagnosis("broker"),
                          ("ok", f"127.0.0.1:{server.port} lets the recorder in", None))
 
@@ -40,12 +40,12 @@ class DoctorTest(MqttTest):
 
 
 class Backlog(DoctorTest):
-    def test_waits_for_the_next_run_and_is_not_published(self):
+    def test_is_reported_and_not_published(self):
         server = self.broker()
         self.recorder.notify(server.port)
-        self.recorder.put_due(2)
+        self.recorder.queue(2)
 
-        self.assert_let_in(server)
+        self.assert_accepted(server)
         state, message, remedy = self.diagnosis("outbox")
 
         self.assertEqual((state, remedy),
@@ -56,7 +56,7 @@ class Backlog(DoctorTest):
 
 
 class Publication(DoctorTest):
-    def test_is_not_cut_off_by_a_second_connection_of_its_client(self):
+    def test_is_not_interrupted_by_a_second_connection_with_the_same_client_id(self):
         server = self.broker()
         self.recorder.notify(server.port, client_id="recorder-1")
         with open(self.recorder.path("var/db/outbox.lock"), "w", encoding="ascii") as lock:
@@ -65,11 +65,11 @@ class Publication(DoctorTest):
             self.assertEqual(self.diagnosis("broker"),
                              ("ok", f"127.0.0.1:{server.port} was not asked: the last run is still "
                               "publishing to it", None))
-        self.assert_let_in(server)
+        self.assert_accepted(server)
 
-    def test_of_messages_that_are_queued_is_no_finding(self):
+    def test_of_queued_messages_is_not_a_problem_while_a_run_publishes_them(self):
         self.recorder.notify(self.broker().port)
-        self.recorder.put_due(2)
+        self.recorder.queue(2)
         with open(self.recorder.path("var/db/outbox.lock"), "w", encoding="ascii") as lock:
             fcntl.flock(lock, fcntl.LOCK_EX)
             state, message, _ = self.diagnosis("outbox")
@@ -79,7 +79,7 @@ class Publication(DoctorTest):
 
 
 class Password(DoctorTest):
-    def test_is_right_when_the_broker_takes_it(self):
+    def test_is_ok_only_if_the_broker_accepts_it(self):
         passwords = os.path.join(self.folder, "passwords")
         process.run(["mosquitto_passwd", "-b", "-c", passwords, "recorder", "right"])
         server = self.broker("allow_anonymous false", f"password_file {passwords}")
@@ -88,33 +88,33 @@ class Password(DoctorTest):
                 "etc/mqtt.password", password, 0o600))
 
             if is_right:
-                self.assert_let_in(server)
+                self.assert_accepted(server)
             else:
                 self.assert_problem("not authorised")
 
 
 class Certificate(DoctorTest):
-    def test_has_to_be_of_the_authority_that_the_settings_name(self):
-        authority, stranger = (Authority(self.folder, name) for name in ("authority", "stranger"))
+    def test_must_be_from_the_authority_that_the_settings_name(self):
+        authority, other = (Authority(self.folder, name) for name in ("authority", "other"))
         server = self.broker(*authority.server_lines("IP:127.0.0.1"))
-        for trusted, is_right in ((authority, True), (stranger, False)):
+        for trusted, is_right in ((authority, True), (other, False)):
             shutil.copy(trusted.certificate, self.recorder.path("etc/ca.crt"))
             self.recorder.notify(server.port, tls=True, ca_file=f"{PACKAGE_ROOT}/etc/ca.crt")
 
             if is_right:
-                self.assert_let_in(server)
+                self.assert_accepted(server)
             else:
                 self.assert_problem("certificate verify failed")
 
 
-class Silence(DoctorTest):
-    def test_is_borne_no_longer_than_the_settings_say(self):
+class MissingResponse(DoctorTest):
+    def test_is_reported_after_the_timeout_of_the_settings(self):
         server = self.until_end(ScriptedBroker(scriptedbroker.never_answers))
         self.recorder.notify(server.port, timeout_ms=TIMEOUT_MS)
 
         self.assert_problem(f"no answer within {TIMEOUT_MS} ms")
 
-    def test_of_a_closed_port_is_told(self):
+    def test_of_a_closed_port_is_reported(self):
         port = self.until_end(ClosedPort())
         self.recorder.notify(port.port)
 

@@ -1,4 +1,4 @@
-"""A broker that is down or says nothing delays words and loses none."""
+"""A broker that is down or does not respond delays messages. No message is lost."""
 
 from support import process, scriptedbroker
 from support.broker import ClosedPort
@@ -8,7 +8,7 @@ from support.scriptedbroker import ScriptedBroker
 
 class Outage(MqttTest):
     def assert_next_run_delivers(self, *ids):
-        """In order, each once; and the one after that has nothing to deliver."""
+        """Checks that the next run delivers these messages once, in order, and the one after it none."""
         broker = self.broker()
         self.recorder.notify(broker.port)
 
@@ -25,7 +25,7 @@ class Outage(MqttTest):
         self.recorder.notify(broker.port, timeout_ms=TIMEOUT_MS)
         return broker, self.reindex(*options)
 
-    def test_a_run_without_its_broker_does_its_work_and_warns_once(self):
+    def test_a_run_completes_its_work_and_warns_once_if_the_broker_is_down(self):
         port = self.until_end(ClosedPort()).port
         self.recorder.notify(port)
 
@@ -35,7 +35,7 @@ class Outage(MqttTest):
         self.assert_due(1, 2, 3, 4, 5, 6)
         self.assertIn("Re-index event complete with re-indexed record cnt [3].", "\n".join(log))
 
-    def test_the_next_run_delivers_old_words_before_its_own(self):
+    def test_the_next_run_delivers_old_messages_before_its_own(self):
         self.recorder.notify(self.until_end(ClosedPort()).port)
         self.reindex("-r", "-1")
         self.recorder.record(1, start_tm=1394590600)
@@ -49,13 +49,13 @@ class Outage(MqttTest):
         self.assertEqual([message[2]["body"]["camera"] for message in messages], [1, 2, 3, 1])
         self.assert_due()
 
-    def test_a_run_with_nothing_to_tell_delivers_what_waits(self):
+    def test_a_run_without_messages_delivers_queued_ones(self):
         self.recorder.notify(self.until_end(ClosedPort()).port)
         self.reindex("-r", "-1")
 
         self.assert_next_run_delivers(1, 2, 3)
 
-    def test_a_broker_killed_between_connection_and_acknowledgement_is_given_up(self):
+    def test_messages_stay_queued_if_the_broker_is_killed_before_it_acknowledges(self):
         killed = self.broker()
 
         broker, log = self.run_with(scriptedbroker.kills_at_message(killed, 6))
@@ -65,7 +65,7 @@ class Outage(MqttTest):
         self.assert_due(1, 2, 3, 4, 5, 6)
         self.assert_next_run_delivers(1, 2, 3, 4, 5, 6)
 
-    def test_a_broker_that_closes_instead_of_acknowledging_is_given_up(self):
+    def test_messages_stay_queued_if_the_broker_closes_before_it_acknowledges(self):
         broker, log = self.run_with(scriptedbroker.closes_instead_of_acknowledging(after=6))
 
         self.assert_one_warning(log, "can't have a message acknowledged: ", "connection was lost")
@@ -73,7 +73,7 @@ class Outage(MqttTest):
         self.assert_due(1, 2, 3, 4, 5, 6)
         self.assert_next_run_delivers(1, 2, 3, 4, 5, 6)
 
-    def test_a_broker_that_never_acknowledges_is_given_up_after_the_timeout(self):
+    def test_messages_stay_queued_if_the_broker_does_not_acknowledge_in_time(self):
         broker, log = self.run_with(scriptedbroker.never_acknowledges)
 
         self.assert_one_warning(
@@ -82,7 +82,7 @@ class Outage(MqttTest):
         self.assert_due(1, 2, 3, 4, 5, 6)
         self.assert_next_run_delivers(1, 2, 3, 4, 5, 6)
 
-    def test_a_broker_that_never_lets_in_is_given_up_after_the_timeout(self):
+    def test_messages_stay_queued_if_the_broker_does_not_accept_in_time(self):
         broker, log = self.run_with(scriptedbroker.never_answers)
 
         self.assert_one_warning(log, f"can't connect: no answer within {TIMEOUT_MS} ms")
@@ -90,15 +90,15 @@ class Outage(MqttTest):
         self.assert_due(1, 2, 3, 4, 5, 6)
         self.assert_next_run_delivers(1, 2, 3, 4, 5, 6)
 
-    def test_a_broker_lost_for_good_between_two_words_keeps_what_it_acknowledged(self):
+    def test_acknowledged_messages_are_not_repeated_if_the_broker_is_lost_permanently(self):
         _, log = self.run_with(scriptedbroker.acknowledges(1, after=6))
 
         self.assert_one_warning(log, "can't connect: ")
         self.assert_due(2, 3, 4, 5, 6)
         self.assert_next_run_delivers(2, 3, 4, 5, 6)
 
-    def test_words_beyond_the_journal_s_bound_wait(self):
-        self.recorder.put_due(10005)
+    def test_more_messages_than_the_journal_keeps_stay_queued(self):
+        self.recorder.queue(10005)
         self.recorder.notify(self.until_end(ClosedPort()).port)
 
         self.reindex("-a", "1")
@@ -107,15 +107,15 @@ class Outage(MqttTest):
 
 
 class Kill(MqttTest):
-    def test_a_killed_run_loses_no_word(self):
-        self.recorder.put_due(40)
+    def test_of_a_run_loses_no_message(self):
+        self.recorder.queue(40)
         runs = []
 
         def kills_the_run_at_the_20th(connection):
-            connection.let_in()
+            connection.accept()
             for message in connection.messages():
                 if message.payload["id"] == 20:
-                    process.until(lambda: runs, "there is no run")
+                    process.until(lambda: runs, "no run was started")
                     runs[0].kill()
                     return
                 connection.acknowledge(message)
@@ -132,6 +132,6 @@ class Kill(MqttTest):
         self.assertEqual(runs[0].returncode, -9)
         again = [message[2]["id"] for message in broker.messages()]
         self.assertEqual(again, list(range(again[0], 41)))
-        # The first 16 were forgotten before the next ones were sent; the 20th was never acknowledged.
+        # The first 16 were deleted before the next ones were sent. The 20th was never acknowledged.
         self.assertIn(again[0], range(17, 21))
         self.assert_due()

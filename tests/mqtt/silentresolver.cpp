@@ -1,4 +1,4 @@
-// Preloaded, it is a name server that never answers.
+// Preloaded into a program, this makes every name server one that never responds.
 
 #include <netdb.h>
 #include <unistd.h>

@@ -1,6 +1,6 @@
-"""A broker that is slow, or stops answering, holds up neither a run nor the one after it.
+"""A broker that is slow or stops responding delays neither a run nor the next one.
 
-What is left is counted; nothing is decided by how long something took."""
+The tests count the remaining messages. No duration decides a result."""
 
 import fcntl
 import os
@@ -19,7 +19,7 @@ NEVER_MS = process.DEADLINE_S * 1000
 
 
 class UnansweredPort:
-    """Connections to it are neither accepted nor refused: the packets of new ones are dropped."""
+    """A port that drops the packets of new connections, so that they are neither accepted nor refused."""
 
     def __init__(self):
         self.listener = socket.create_server(("127.0.0.1", 0), backlog=0)
@@ -34,7 +34,7 @@ class UnansweredPort:
 
     def _has_room(self):
         stream = socket.socket()
-        stream.settimeout(0.2)  # on the loopback what is taken is taken at once
+        stream.settimeout(0.2)  # the loopback accepts a connection at once or not at all
         self.waiting.append(stream)
         try:
             stream.connect(("127.0.0.1", self.port))
@@ -50,10 +50,10 @@ class SlownessTest(MqttTest):
         return broker
 
     def due(self):
-        return [word[0] for word in self.recorder.outbox()]
+        return [row[0] for row in self.recorder.outbox()]
 
     def assert_left(self, log, last, reason):
-        """The oldest were delivered, the others wait, and the log says how many these are."""
+        """Checks that the oldest were delivered, and that the log has the number of the others."""
         due = self.due()
         self.assertEqual(due, list(range(last - len(due) + 1, last + 1)))
         self.assert_one_warning(log, reason, f"; {len(due)} messages remain queued")
@@ -64,36 +64,36 @@ class TimeToPublish(SlownessTest):
     def test_ends_while_a_broker_acknowledges_slowly(self):
         self.scripted(scriptedbroker.acknowledges_slowly(pause_s=0.3), timeout_ms=NEVER_MS,
                       publish_timeout_ms=2000)
-        self.recorder.put_due(BACKLOG)
+        self.recorder.queue(BACKLOG)
 
         log = self.reindex("-e")
 
         self.assertGreater(len(self.assert_left(log, BACKLOG, "the time to publish is used up")), 400)
 
-    def test_ends_while_a_broker_is_silent_in_mid_stream(self):
+    def test_ends_if_a_broker_stops_responding_within_an_acknowledgement(self):
         self.scripted(scriptedbroker.acknowledges_and_falls_silent(20), timeout_ms=NEVER_MS,
                       publish_timeout_ms=2000)
-        self.recorder.put_due(BACKLOG)
+        self.recorder.queue(BACKLOG)
 
         log = self.reindex("-e")
 
         self.assertGreaterEqual(
             len(self.assert_left(log, BACKLOG, "the time to publish is used up")), BACKLOG - 20)
 
-    def test_is_for_all_connections_together(self):
-        # Each works for a while, and is lost then.
+    def test_applies_to_all_connections_together(self):
+        # Each connection is lost after 16 messages.
         self.scripted(*[scriptedbroker.acknowledges(1, after=16)] * BACKLOG,
                       publish_timeout_ms=1500)
-        self.recorder.put_due(BACKLOG)
+        self.recorder.queue(BACKLOG)
 
         log = self.reindex("-e")
 
         self.assertGreater(len(self.assert_left(log, BACKLOG, "the time to publish is used up")), 400)
 
-    def test_is_not_needed_by_a_broker_that_answers(self):
+    def test_suffices_for_a_broker_that_responds(self):
         broker = self.broker()
         self.recorder.notify(broker.port, publish_timeout_ms=NEVER_MS)
-        self.recorder.put_due(BACKLOG)
+        self.recorder.queue(BACKLOG)
 
         self.assert_no_complaint(self.reindex("-e"))
 
@@ -101,8 +101,8 @@ class TimeToPublish(SlownessTest):
         self.assert_due()
 
 
-class NoAnswer(SlownessTest):
-    def test_of_a_host_that_drops_packets_is_given_up(self):
+class MissingResponse(SlownessTest):
+    def test_of_a_host_that_drops_packets_ends_the_attempt(self):
         self.recorder.notify(self.until_end(UnansweredPort()).port, timeout_ms=TIMEOUT_MS)
 
         log = self.reindex("-r", "-1")
@@ -110,19 +110,19 @@ class NoAnswer(SlownessTest):
         self.assert_one_warning(log, f"can't connect: no answer within {TIMEOUT_MS} ms")
         self.assert_due(1, 2, 3)
 
-    def test_of_a_name_server_is_given_up(self):
+    def test_of_a_name_server_ends_the_attempt(self):
         self.recorder.notify(1883, host="broker.example", timeout_ms=TIMEOUT_MS)
 
         log = self.reindex("-r", "-1", LD_PRELOAD=os.environ["KESTORA_TEST_SILENT_RESOLVER"],
-                           ASAN_OPTIONS="verify_asan_link_order=0")  # the sanitizer comes second
+                           ASAN_OPTIONS="verify_asan_link_order=0")  # the sanitizer is loaded second
 
         self.assert_one_warning(log, "broker broker.example:1883: can't connect: "
                                      f"no answer within {TIMEOUT_MS} ms")
         self.assert_due(1, 2, 3)
 
-    def test_of_the_process_that_publishes_is_given_up(self):
+    def test_of_the_process_that_publishes_ends_the_attempt(self):
         def stops_the_other_side(connection):
-            connection.let_in()
+            connection.accept()
             connection.next_message()
             worker = self.recorder.worker()
             with open(f"/proc/{worker}/task/{worker}/children", encoding="ascii") as children:
@@ -138,31 +138,31 @@ class NoAnswer(SlownessTest):
 
 
 class Work(SlownessTest):
-    """Publication comes after it, and after the lock was released."""
+    """Publication begins after the run's work, and after the lock was released."""
 
-    def test_is_over_before_anything_connects(self):
+    def test_has_ended_before_the_run_connects(self):
         seen = []
 
-        def looks_when_let_in(connection):
-            connection.let_in()
+        def notes_the_state(connection):
+            connection.accept()
             seen.append((self.due(), self.recorder.task(), self.recorder.has_ended() is not None))
             for message in connection.messages():
                 connection.acknowledge(message)
 
         for options in (["-r", "-1", "-a", "-1"], ["-o", "-r", "-1", "-a", "-1"]):
             with self.subTest(options):
-                broker = self.scripted(looks_when_let_in)
+                broker = self.scripted(notes_the_state)
                 self.reindex(*options)
                 self.assertEqual(broker.connections, 1)
                 self.assert_due()
 
         self.assertEqual(seen, [([1, 2, 3, 4, 5, 6], (0, 1), True), ([7, 8, 9], (0, 1), True)])
 
-    def test_of_another_run_is_not_refused_and_its_messages_go_out_at_once(self):
+    def test_of_another_run_is_not_refused_and_its_messages_are_published_at_once(self):
         statuses = []
 
         def runs_the_next_one(connection):
-            connection.let_in()
+            connection.accept()
             for message in connection.messages():
                 if message.payload["id"] == 1:
                     statuses.append(self.recorder.reindex("-a", "-1")[0])
@@ -181,7 +181,7 @@ class Work(SlownessTest):
         broker = self.until_end(ScriptedBroker(scriptedbroker.never_acknowledges))
         self.recorder.notify(broker.port, timeout_ms=NEVER_MS)
         self.reindex("-n", "-r", "-1")
-        process.until(lambda: broker.connections, "nothing connects")
+        process.until(lambda: broker.connections, "the run did not connect")
         worker = self.recorder.worker()
         self.addCleanup(lambda: _kill(worker))
 
@@ -216,7 +216,7 @@ class Operator(SlownessTest):
         self.addCleanup(run.stderr.close)
         return run
 
-    def test_sees_the_outcome_while_messages_are_published_and_can_stop_that(self):
+    def test_sees_the_outcome_during_publication_and_can_stop_it(self):
         self.scripted(scriptedbroker.never_acknowledges, timeout_ms=NEVER_MS)
 
         run = self.krctl_run()
@@ -229,15 +229,15 @@ class Operator(SlownessTest):
         with open(f"/proc/{self.recorder.worker()}/status", encoding="utf-8") as file:
             krctl = int(re.search(r"PPid:\s+(\d+)", file.read())[1])
         os.kill(krctl, signal.SIGTERM)
-        rest, said = run.communicate(timeout=process.DEADLINE_S)
+        rest, errors = run.communicate(timeout=process.DEADLINE_S)
         self.assertEqual(run.returncode, 130)
         self.assertNotIn("run 1: ", rest)
-        self.assertEqual(said, "krctl: stopped; notifications that are left remain queued\n")
+        self.assertEqual(errors, "krctl: stopped; notifications that are left remain queued\n")
         self.assert_due(1, 2, 3)
 
-    def test_is_shown_this_run_though_another_one_began_meanwhile(self):
+    def test_sees_this_run_even_if_another_one_has_begun(self):
         def runs_another_one(connection):
-            connection.let_in()
+            connection.accept()
             for message in connection.messages():
                 if message.payload["id"] == 1:
                     self.assertEqual(self.recorder.reindex("-e")[0], 0)

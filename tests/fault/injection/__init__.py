@@ -1,1 +1,1 @@
-"""The parts of the fault tests, one idea a module."""
+"""The parts of the fault tests' runner."""

@@ -1,4 +1,4 @@
-"""System calls: which there are, where a run makes them, and how one of them is made to fail."""
+"""System calls: their names, where a run makes them, and how one of them is made to fail."""
 
 import os
 import re
@@ -6,11 +6,10 @@ import signal
 import subprocess
 import time
 
-# krcontainers, which the tool starts for a container out of the ordinary, is left alone: what becomes
-# of that one is a test of its own.
+# krcontainers, which the tool starts for an unusual container, is not traced. Other tests cover its end.
 STRACE = ["strace", "-f", "--detach-on=execve", "-qq", "-y", "-e", "signal=none"]
 
-# What a C library may turn each of the calls into. arm64 has only some of them.
+# The names that a C library may use for each call. arm64 has only some of them.
 CALLS = {
     "openat": ("openat", "open", "creat"),
     "getdents64": ("getdents64",),
@@ -29,11 +28,11 @@ CALLS = {
 
 KILL = "SIGKILL"
 INTERRUPTED = "EINTR"
-FOR_GOOD = "+"  # that call and every later one of its name fails
-ERRORS = ("EIO", "ENOSPC", INTERRUPTED, "EMFILE", "EIO" + FOR_GOOD)
+PERMANENT = "+"  # that call and every later one of its name fails
+ERRORS = ("EIO", "ENOSPC", INTERRUPTED, "EMFILE", "EIO" + PERMANENT)
 FAULTS = (KILL, *ERRORS)
 
-# Only a tool that hangs makes a point wait as long: nothing is decided by how long something takes.
+# The deadline is reached only if the tool hangs. No duration decides a result.
 DEADLINE_S = 60
 
 POLL_S = 0.005
@@ -43,12 +42,12 @@ TRACED = re.compile(r"^\d+ +(\w+)\(")
 
 
 class Hung(Exception):
-    """A program that didn't end by itself."""
+    """A program did not end by itself."""
 
 
 def run_program(command, cwd="/", meanwhile=None):
-    """Its status, as a shell's `$?` would have it, but -N where signal N ended it. What is to happen
-    meanwhile is tried again and again until it says that it has."""
+    """Runs a program; returns its exit status, or -N if signal N ended it. Calls `meanwhile`, if given,
+    again and again while the program runs, until it returns true."""
     with subprocess.Popen(command, cwd=cwd, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
                           stderr=subprocess.DEVNULL, start_new_session=True) as process:
         try:
@@ -59,15 +58,15 @@ def run_program(command, cwd="/", meanwhile=None):
                 time.sleep(POLL_S)
             return process.wait(max(deadline - time.monotonic(), 0))
         except subprocess.TimeoutExpired:
-            raise Hung(f"it didn't end within {DEADLINE_S} s") from None
+            raise Hung(f"did not end within {DEADLINE_S} s") from None
         finally:
             if process.poll() is None:
                 os.killpg(process.pid, signal.SIGKILL)
 
 
 def trace(command, names, trace_file):
-    """Runs a command undisturbed; the lines of its calls, in their order."""
-    known = ",".join("?" + name for name in names)  # those that the machine has
+    """Runs a command without faults; returns the lines of its calls, in their order."""
+    known = ",".join("?" + name for name in names)  # "?": if the machine has such a call
     status = run_program([*STRACE, "-o", trace_file, "-e", f"trace={known}", *command])
     if status != 0:
         raise RuntimeError(f"the undisturbed run ended with status {status}")
@@ -75,13 +74,13 @@ def trace(command, names, trace_file):
 
 
 def inject(command, point, trace_file, then=None):
-    """Runs a command with one fault, and does something once a call has failed; its status and the
-    lines of the calls that it hit, one where it isn't for good."""
+    """Runs a command with one fault, and calls `then`, if given, after a call has failed. Returns the
+    status and the lines of the failed calls, only one unless the fault is permanent."""
     name, at, fault = point["name"], point["nth"], point["fault"]
-    when = f"{at}{FOR_GOOD}" if fault.endswith(FOR_GOOD) else at
-    how = f"signal={fault}" if fault == KILL else f"error={fault.removesuffix(FOR_GOOD)}"
+    when = f"{at}{PERMANENT}" if fault.endswith(PERMANENT) else at
+    how = f"signal={fault}" if fault == KILL else f"error={fault.removesuffix(PERMANENT)}"
     with open(trace_file, "wb"):
-        pass  # what failed at another point is forgotten
+        pass  # removes the trace of the previous point
 
     def follow():
         failed = _has_failed(trace_file)
@@ -104,8 +103,8 @@ def _has_failed(trace_file):
 
 
 def _lines(trace_file):
-    """Of the tool's own calls: strace counts those of each process by themselves, and the process
-    that publishes, which the tool forks, is ended in a test of its own."""
+    """Returns the lines of the tool's own calls. strace counts the calls of each process separately. Another
+    test covers the process that the tool forks to publish messages."""
     with open(trace_file, encoding="utf-8", errors="backslashreplace") as file:
         lines = [line for line in file.read().split("\n") if TRACED.match(line)]
     tool = lines[0].split(" ", 1)[0] if lines else ""
@@ -117,7 +116,7 @@ def name_of(line):
 
 
 def family_of(line):
-    """Which of CALLS the line of a call belongs to."""
+    """Returns the entry of CALLS to which a line belongs."""
     name = name_of(line)
     if name == "unlinkat":
         return "rmdir" if "AT_REMOVEDIR" in line else "unlink"

@@ -1,4 +1,4 @@
-"""The kinds of recorder that there are."""
+"""The kinds of recorder, by name."""
 
 from injection.recorder import SqliteRecorder
 from injection.served import ServedRecorder

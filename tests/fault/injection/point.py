@@ -1,4 +1,4 @@
-"""One point: a run with a fault, what it left, a clean run, and what came of it."""
+"""One point: a run with a fault, the state that it left, a clean run, and the comparison."""
 
 import json
 import signal
@@ -7,7 +7,7 @@ from injection import calls, rules
 
 # sysexits.h: the task store can't be used; the settings can't be read.
 KNOWN_STATUSES = (0, 74, 78)
-# The loader's when a library can't be loaded.
+# The status of the loader if a library can't be loaded.
 STARTUP_STATUSES = (127,)
 
 COMPARED = ("camera", "emap", "event", "alert_event", "recording_count", "snapshot")
@@ -15,7 +15,7 @@ WITH_LEDGER = ("emap", "event", "alert_event", "snapshot")
 
 
 class Undisturbed:
-    """The recorder before and after a run in which nothing fails."""
+    """The recorder before and after a run without faults."""
 
     def __init__(self, recorder):
         recorder.restore()
@@ -24,13 +24,13 @@ class Undisturbed:
         if status != 0:
             raise RuntimeError(f"the undisturbed run ended with status {status}")
         self.rows, self.files = recorder.rows(), recorder.files()
-        # Rows whose file is there: no fault may cost them, and they keep their ids.
+        # Rows whose file exists. No fault may remove them or change their ids.
         self.kept = {table: set(before[table]) & set(self.rows[table]) for table in COMPARED}
         self.before = {table: {number for number, _ in before[table]} for table in WITH_LEDGER}
 
 
 def try_point(recorder, undisturbed, point, trace_file):
-    """What went wrong at a point (nothing, if all is well), and the rules that it took."""
+    """Tries a point; returns the problems found, and the rules that excused differences."""
     recorder.restore()
     result = {"problems": [], "rules": []}
     try:
@@ -44,7 +44,7 @@ def try_point(recorder, undisturbed, point, trace_file):
     excuses = [] if point["fault"] == calls.KILL else failed
     log = recorder.log() if excuses else ""
     vanished = _vanished(undisturbed, recorder.rows())
-    result["problems"] += [f"the faulty run lost a row of {table} whose file is there: {text}"
+    result["problems"] += [f"the faulty run removed a row of {table} whose file exists: {text}"
                            for table, texts in vanished.items() for text in sorted(texts)
                            if not rules.may_vanish(excuses, table)]
     try:
@@ -58,7 +58,7 @@ def try_point(recorder, undisturbed, point, trace_file):
         rule = rules.excuse(difference, excuses, log, vanished)
         (result["rules"] if rule else result["problems"]).append(rule or " ".join(difference))
     result["problems"] += _ending_problems(undisturbed, rows, vanished)
-    result["problems"] += word_problems(undisturbed, rows) + delivery_problems(rows)
+    result["problems"] += announcement_problems(undisturbed, rows) + delivery_problems(rows)
     return result
 
 
@@ -78,7 +78,7 @@ def _vanished(undisturbed, rows):
 
 
 def _differences(undisturbed, rows, files):
-    """(sign, table or "file", text), where - is missing and + is too much, doubles included."""
+    """Returns (sign, table or "file", text): - for what is missing, + for what is superfluous or duplicated."""
     found = []
     for table in COMPARED:
         found += _unlike(table, [text for _, text in undisturbed.rows[table]],
@@ -98,8 +98,8 @@ def _unlike(where, expected, actual):
 
 
 def _ending_problems(undisturbed, rows, vanished):
-    """Rows that never vanished have kept their ids, no row went without an entry in the ledger, or
-    with two, and the task is over."""
+    """Checks that rows that were never removed have kept their ids, that each removed row is in the ledger
+    exactly once, and that the task has ended."""
     problems = [f"a row of {table} changed its id: {text}"
                 for table, texts in _vanished(undisturbed, rows).items()
                 for text in sorted(texts - vanished[table])]
@@ -108,7 +108,7 @@ def _ending_problems(undisturbed, rows, vanished):
         problems += _unlike_ledger(table, gone, [number for kind, number in rows["removed"]
                                                  if kind == table and number in before])
     if rows["task"] != [(0, 1)]:
-        problems.append(f"the task is not over: registered and done are {rows['task']}")
+        problems.append(f"the task has not ended: registered and done are {rows['task']}")
     return problems
 
 
@@ -117,19 +117,19 @@ def _unlike_ledger(table, gone, entered):
             for sign, _, text in _unlike(table, sorted(gone), entered)]
 
 
-def word_problems(undisturbed, rows):
-    """There is word of each recording whose row was added, once, and of no other."""
+def announcement_problems(undisturbed, rows):
+    """Checks that each recording whose row was added is announced once, and no other recording."""
     kept = {number for number, _ in undisturbed.kept["event"]}
     added = [number for number, _ in rows["event"] if number not in kept]
-    return [f"there is {'no word' if sign == '-' else 'word too often'} of recording {number}"
-            for sign, _, number in _unlike("event", added, rows["told"])]
+    return [f"recording {number} is {'not' if sign == '-' else 'too often'} announced"
+            for sign, _, number in _unlike("event", added, rows["announced"])]
 
 
 def delivery_problems(rows):
-    """Words that a broker is owed have come, in the order of their ids but for repetitions."""
-    words, first = sorted(rows["words"]), list(dict.fromkeys(rows["delivered"]))
-    problems = [f"word {number} {'was not' if sign == '-' else 'should not have been'} delivered"
-                for sign, _, number in _unlike("word", words, first)]
+    """Checks that all messages were delivered, in the order of their ids except for repetitions."""
+    messages, first = sorted(rows["messages"]), list(dict.fromkeys(rows["delivered"]))
+    problems = [f"message {number} {'was not' if sign == '-' else 'should not have been'} delivered"
+                for sign, _, number in _unlike("message", messages, first)]
     if first != sorted(first):
-        problems.append(f"words came in the order {rows['delivered']}")
-    return problems + [f"word {number} still waits" for number in rows["waiting"]]
+        problems.append(f"messages were delivered in the order {rows['delivered']}")
+    return problems + [f"message {number} is still queued" for number in rows["queued"]]

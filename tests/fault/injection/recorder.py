@@ -1,4 +1,4 @@
-"""The recorders that the faults are tried on: made once, brought back for each point."""
+"""The recorders on which the faults are tried. Each is created once, and restored for each point."""
 
 import json
 import os
@@ -13,18 +13,14 @@ from runner.then import show_rows
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 
-# Legitimately different from run to run.
+# Columns that differ from run to run.
 UNCOMPARED_COLUMNS = {"recording_count": {"stamp"}}
 
 SETTINGS_FOLDER = os.fsdecode(PACKAGE_ROOT) + "/etc"
 
 
 class Recorder:
-    """What lies within the package's root. Where the rows are, and who is told, is of each kind.
-
-    What a point needs of a recorder is to make it, to bring it back as it was made, and to look at
-    it.
-    """
+    """The recorder's files below the package's root. A subclass adds the databases and the broker."""
 
     on_server = False
     given = os.path.join(HERE, "../given")
@@ -40,31 +36,31 @@ class Recorder:
             Given(PACKAGE_ROOT, self.media, self.bin_dir, engine).build(file.read())
 
     def keep(self):
-        """What lies there now is what each point begins with."""
+        """Saves the present files as the state with which each point begins."""
         shutil.copytree(PACKAGE_ROOT, self.made, symlinks=True)
 
     def what_follows(self, _point):
-        """What is to be done once the call has failed, where a failure has consequences."""
+        """Returns the function to call after the call has failed; None if there is none."""
         return None
 
     def end(self):
-        """Nothing outlives the sandbox that somebody would have to end."""
+        """Ends what would outlive the sandbox; here nothing."""
 
     def restore(self):
-        """As it was made, file times included; the status times are now, before any run's start."""
+        """Restores the saved files with their times. Only the status times are those of now."""
         for entry in os.scandir(PACKAGE_ROOT):
             shutil.rmtree(entry.path)
         shutil.copytree(self.made, PACKAGE_ROOT, symlinks=True, dirs_exist_ok=True)
 
     def files(self):
-        """Path to a description. The times of what a run makes are its own."""
+        """Returns a description of each file by path, without the times of files that a run creates."""
         entries = tree.without_folder_times(tree.listing(PACKAGE_ROOT))
         return {os.fsdecode(path): {key: value for key, value in entry.items()
                                     if key != "mtime" or not _is_made_by_a_run(path)}
                 for path, entry in entries.items()}
 
     def log(self):
-        """All that is left of it, rotated or not."""
+        """Returns the log, including rotated files."""
         folder, text = os.path.join(PACKAGE_ROOT, b"var/log"), ""
         for name in sorted(os.listdir(folder)):
             with open(os.path.join(folder, name), encoding="utf-8", errors="replace") as file:
@@ -73,10 +69,10 @@ class Recorder:
 
 
 class SqliteRecorder(Recorder):
-    """On SQLite, all of it within the package's root, and nobody is told."""
+    """A recorder on SQLite, entirely within the package's root, without a broker."""
 
     name, title = "sqlite", "SQLite, no broker"
-    # There is nobody to talk to.
+    # It has no connections.
     tried = tuple(call for call in calls.CALLS if call not in ("sendto", "recvfrom"))
 
     def __init__(self, bin_dir, media, scratch, _address):
@@ -88,8 +84,8 @@ class SqliteRecorder(Recorder):
         self.keep()
 
     def rows(self):
-        """Table to its rows as (id, the rest), and what other tables tell of the runs. Read from a
-        copy: to open a database may mend it."""
+        """Returns the rows of each table as (id, the rest), the task, the announced recordings, the removed
+        rows and the messages. Reads a copy, because opening a database may repair it."""
         folder = os.path.join(self.copy, b"var/db")
         os.makedirs(folder)
         try:
@@ -99,8 +95,8 @@ class SqliteRecorder(Recorder):
             copy = Sqlite(self.copy)
             return {**{table: rows_of(copy, table) for table in MEDIA_TABLES},
                     "task": copy.select("task", ["registered", "done"]),
-                    "told": recordings_in(copy.select("outbox", ["topic", "payload"])),
-                    "removed": _removed(self.copy), "words": [], "waiting": [], "delivered": []}
+                    "announced": recordings_in(copy.select("outbox", ["topic", "payload"])),
+                    "removed": _removed(self.copy), "messages": [], "queued": [], "delivered": []}
         finally:
             shutil.rmtree(self.copy)
 
@@ -109,14 +105,14 @@ def _is_made_by_a_run(path):
     return b"/@Thumbnail/" in path or path.endswith((b"/outbox.lock", b"/numbers"))
 
 
-def recordings_in(words):
-    """The ids of the recordings that words, as the outbox has them, tell of."""
-    return [number for topic, payload in words
+def recordings_in(messages):
+    """Returns the ids of the recordings that messages, as (topic, payload), announce."""
+    return [number for topic, payload in messages
             if topic == b"event/list" for number in json.loads(payload)["ids"]]
 
 
 def _removed(root):
-    """Table and id of the rows in the ledger."""
+    """Returns the table and the id of each row in the ledger."""
     found = []
     for name in sorted(set(TABLES.values())):
         connection = connect(root, name)
@@ -127,7 +123,7 @@ def _removed(root):
 
 
 def rows_of(databases, table):
-    """The rows of a table as (id, the rest)."""
+    """Returns the rows of a table as (id, the rest)."""
     columns, rows = databases.dump(table)
     if columns == ["unreadable"]:
         raise RuntimeError(f"table {table}: {rows[0][0].decode()}")

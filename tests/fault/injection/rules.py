@@ -1,9 +1,9 @@
-"""What a clean run can't mend, as the tool's rules are, and how exactly it is recognised.
+"""The differences that a clean run can't repair by the tool's rules, and how they are recognised.
 
-The rules are the tool's own and fixed. Each function says which differences from the undisturbed
-outcome a fault may leave, judged by the very calls that failed and by what the tool logged. A killed
-run has no such excuse, the rows of recordings that a recorder had are never among them, and what the
-recorder does for the tool goes on after an interrupted call.
+The rules of the tool are fixed. Each function recognises one difference from the undisturbed result that
+a failed call may leave, by the failed calls and by the log. No difference is excused after a killed run,
+and no removed row of an existing recording ever is. The recorder repeats interrupted calls, so after these
+only the first two rules apply.
 """
 
 import re
@@ -22,19 +22,18 @@ RECORDING_WITHOUT_INFO = re.compile(
 
 
 def may_vanish(failed, table):
-    """Whether one of the failed calls costs rows of this table during the faulty run.
+    """Returns true if one of the failed calls may remove rows of this table in the faulty run.
 
-    A picture or image that can't be seen, because its folder can't be listed or because its status
-    can't be read, is gone as far as the tool knows, and it deletes these rows by a statement of its
-    own. The rows of snapshots come back with the next run. Those of e-maps don't: the tool never
-    adds any.
+    If the folder of snapshots or e-maps can't be listed, or the status of a file can't be read, the tool
+    treats the files as missing and deletes their rows with its own statement. The next run adds the rows of
+    snapshots again. It never adds rows of e-maps.
     """
     folder = {"emap": EMAPS, "snapshot": SNAPSHOTS}.get(table)
     return folder is not None and any(folder in call and THUMBNAILS not in call for call in failed)
 
 
 def excuse(difference, failed, log, vanished):
-    """The rule by which a difference stays after the clean run; None if there is none."""
+    """Returns the name of the rule that excuses a difference after the clean run; None if none does."""
     sign, where, text = difference
     for rule in (_emap_row_is_lost, _thumbnail_is_missing, _thumbnail_is_made,
                  _recording_has_no_length):
@@ -53,9 +52,9 @@ def _emap_row_is_lost(sign, where, text, failed, _log, vanished):
 
 
 def _thumbnail_is_missing(sign, where, text, failed, log, _vanished):
-    """Thumbnails are made along with the row. Where that failed, or where it couldn't be told
-    whether there is one, the row is written all the same, and nobody asks again. Their folder is made
-    with the first one."""
+    """Thumbnails are created together with the row. If that failed, or if their existence could not be
+    determined, the row is still written, and later runs don't try again. The first thumbnail creates their
+    folder."""
     path, without = "/" + text.split(" {")[0], PICTURE_WITHOUT_THUMBNAIL.findall(log)
     if sign != "-" or where != "file" or _is_interruption(failed):
         return False
@@ -67,14 +66,14 @@ def _thumbnail_is_missing(sign, where, text, failed, log, _vanished):
 
 
 def _hinder_all_thumbnails(failed):
-    """Whether calls fail for good on their folder, on what is in it under a temporary name, or on the
-    module that makes them. The log, which would name the picture, may be out of reach as well."""
+    """Returns true if calls fail permanently on the thumbnail folder, on a temporary file in it, or on the
+    module that creates thumbnails. The log, which would name the picture, may fail as well."""
     return len(failed) > 1 and any(THUMBNAILS.rstrip("/") in call or THUMBNAILS_MODULE in call
                                    for call in failed)
 
 
 def _thumbnail_is_made(sign, where, text, _failed, _log, vanished):
-    """A snapshot whose row vanished is new to the next run, which makes its thumbnail."""
+    """A snapshot whose row was removed is new to the next run, which creates its thumbnail."""
     if sign != "+" or where != "file" or THUMBNAILS not in "/" + text:
         return False
     name = text.rsplit("/", 1)[1].split(" ")[0]
@@ -82,8 +81,8 @@ def _thumbnail_is_made(sign, where, text, _failed, _log, vanished):
 
 
 def _recording_has_no_length(_sign, where, text, failed, log, vanished):
-    """A recording that can't be read gets a row all the same, from what its name and status tell;
-    a recording that has a row is not read again. The row still says when it began."""
+    """A recording that can't be read still gets a row, from its name and status. A recording that has a
+    row is not read again. The row must have the start time."""
     if where not in ("event", "alert_event") or vanished[where] or _is_interruption(failed):
         return False
     return any(re.match(rf"0 \| \d \| {re.escape(path)} \| {path[-14:-4]} \| ", text)

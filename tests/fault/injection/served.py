@@ -1,4 +1,4 @@
-"""A recorder whose rows are on a PostgreSQL server and whose words go to a broker."""
+"""A recorder with its rows on a PostgreSQL server, and a broker for its messages."""
 
 import json
 import os
@@ -15,7 +15,7 @@ from support.broker import Broker
 SCHEMA = "kestora"
 TOPIC_PREFIX = "kestora/"
 
-# Which words there were. They leave the outbox, and their ids may have gaps.
+# Notes the ids of all messages, because messages leave the outbox and their ids may have gaps.
 JOURNAL_SQL = """
 CREATE TABLE journal (id BIGINT);
 CREATE FUNCTION enter() RETURNS trigger LANGUAGE plpgsql AS $$
@@ -27,7 +27,7 @@ $$;
 CREATE TRIGGER journal AFTER INSERT ON outbox FOR EACH ROW EXECUTE FUNCTION enter();
 """
 
-# A session outlives a client that was killed until the server notices.
+# The session of a killed client ends only when the server notices.
 OTHERS_SQL = """
 FROM pg_stat_activity WHERE datname = current_database() AND backend_type = 'client backend'
                         AND pid <> pg_backend_pid()"""
@@ -53,7 +53,7 @@ TABLE_MARK = "table: "  # a row never begins so: its first column is a number
 
 
 class ServedRecorder(Recorder):
-    """On PostgreSQL, with a database of its own, and with a broker of its own."""
+    """A recorder with its own database on PostgreSQL, and with its own broker."""
 
     name, title = "served", "PostgreSQL, and a broker"
     tried = ("write", "sendto", "recvfrom")
@@ -69,8 +69,8 @@ class ServedRecorder(Recorder):
         self.broker = Broker(self.scratch)
         self.build(self.engine)
         with open(SETTINGS_FOLDER + "/kestora.toml", "a", encoding="utf-8") as file:
-            # [database] is the last section there. Of what libpq greets a server with nothing
-            # arrives where sending fails, and no session is there yet that could be ended.
+            # [database] is the last section of the file. If sending fails while libpq connects, there is no
+            # session yet that could be ended. The time-out ends the attempt.
             file.write("connect_timeout_s = 2\n"
                        f'[notifications]\nhost = "127.0.0.1"\nport = {self.broker.port}\n')
         self.engine.run(JOURNAL_SQL)
@@ -81,8 +81,8 @@ class ServedRecorder(Recorder):
         self.keep()
 
     def what_follows(self, point):
-        """What can't be sent to is broken, and the server ends the session. libpq relies on that:
-        it keeps to itself that sending failed, and waits for the answer."""
+        """Ends the server's session after a failed send, as if the connection were broken. libpq relies on
+        that: it does not report that sending failed, and waits for the answer."""
         if point["call"] != "sendto" or point["fault"] in (calls.KILL, calls.INTERRUPTED):
             return None
         return lambda: self.engine.run(f"SELECT pg_terminate_backend(pid) {OTHERS_SQL};")
@@ -98,31 +98,31 @@ class ServedRecorder(Recorder):
         self.delivered = []
 
     def rows(self):
-        """Table to its rows as (id, the rest), what other tables tell of the runs, and the words
-        that came to a subscriber since the recorder was brought back."""
+        """Returns the same as SqliteRecorder.rows, with the messages that the subscriber has received since
+        the recorder was restored."""
         tables = Tables(self.engine)
-        self.delivered += [(topic.removeprefix(TOPIC_PREFIX), word)
-                           for topic, _, word in self.broker.messages()]
+        self.delivered += [(topic.removeprefix(TOPIC_PREFIX), message)
+                           for topic, _, message in self.broker.messages()]
         return {**{table: rows_of(tables, table) for table in MEDIA_TABLES},
                 "task": [(int(registered), int(done))
                          for registered, done in tables.select("task", ["registered", "done"])],
-                "told": recordings_in(_distinct(self.delivered)),
+                "announced": recordings_in(_distinct(self.delivered)),
                 "removed": [(kind.decode(), int(number))
                             for kind, number in tables.select("removed", ["kind", "row_id"])],
-                "words": [int(number) for number, in tables.select("journal", ["id"])],
-                "waiting": [int(number) for number, in tables.select("outbox", ["id"])],
-                "delivered": [word["id"] for _, word in self.delivered]}
+                "messages": [int(number) for number, in tables.select("journal", ["id"])],
+                "queued": [int(number) for number, in tables.select("outbox", ["id"])],
+                "delivered": [message["id"] for _, message in self.delivered]}
 
 
-def _distinct(messages):
-    """Topic and body of each word, however often it came."""
-    seen = dict.fromkeys((word["id"], topic.encode(), json.dumps(word["body"]))
-                         for topic, word in messages)
+def _distinct(delivered):
+    """Returns the topic and the body of each message, without repetitions."""
+    seen = dict.fromkeys((message["id"], topic.encode(), json.dumps(message["body"]))
+                         for topic, message in delivered)
     return [(topic, body) for _, topic, body in seen]
 
 
 class Tables:
-    """The tables as they are at one moment, read in one session."""
+    """The tables at one moment, read in one transaction."""
 
     def __init__(self, engine):
         script = "BEGIN ISOLATION LEVEL REPEATABLE READ;\n" + "".join(
@@ -136,7 +136,7 @@ class Tables:
                 table.append(tuple(map(field, line.split(b"\t"))))
 
     def dump(self, table):
-        """All columns and rows of a table."""
+        """Returns the columns and the rows of a table."""
         columns, *rows = self.tables[table]
         return [column.decode() for column in columns], rows
 

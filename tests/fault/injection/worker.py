@@ -1,6 +1,6 @@
-"""Within a sandbox: makes the recorder, then carries out what is asked on standard input.
+"""Creates a recorder within a sandbox, and answers requests on standard input. run.py starts this program.
 
-A line asks, a line answers, both JSON: "plan", or a point as the plan names it. run.py starts this.
+Requests and answers are lines of JSON. A request is "plan", or a point of the plan.
 """
 
 import json
@@ -20,8 +20,8 @@ TRACED_RUNS = 3
 
 
 def plan(recorder, trace_file):
-    """Where every undisturbed run makes the calls: each one's name, which of that name it is, and
-    whether it is one of the start-up, before the tool reads its settings."""
+    """Returns the points of each call that every undisturbed run has: the name, its number among the calls of
+    that name, and whether it belongs to the start-up, before the tool reads its settings."""
     runs = [points_of_a_run(recorder, trace_file) for _ in range(TRACED_RUNS)]
     return {call: [point for point in runs[0][call] if all(point in run[call] for run in runs)]
             for call in recorder.tried}
@@ -34,10 +34,10 @@ def points_of_a_run(recorder, trace_file):
     for line in calls.trace(recorder.krindexer, names, trace_file):
         name = calls.name_of(line)
         counts[name] = counts.get(name, 0) + 1
-        # What leads to the settings is looked at first, folder by folder.
+        # The tool first examines each folder on the way to the settings.
         startup = startup and SETTINGS_FOLDER not in line
         if startup and os.fsdecode(PACKAGE_ROOT) + "/" in line:
-            raise RuntimeError(f"the recorder is touched before the settings are read: {line}")
+            raise RuntimeError(f"the tool uses the recorder before it reads the settings: {line}")
         if calls.family_of(line) in points:
             points[calls.family_of(line)].append({"name": name, "nth": counts[name], "startup": startup})
     return points

@@ -1,1 +1,1 @@
-"""What the tests share: a recorder, brokers, certificates."""
+"""A recorder, brokers and certificates for the tests."""

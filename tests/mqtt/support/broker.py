@@ -1,4 +1,4 @@
-"""A real mosquitto on the loopback, and mosquitto_sub as a subscriber that knows nothing of us."""
+"""A real mosquitto on the loopback, and mosquitto_sub as an independent subscriber."""
 
 import json
 import os
@@ -14,18 +14,18 @@ ATTEMPTS = 20
 
 
 class Broker:
-    """Two listeners: one for the recorder, with the lines that a test adds, and an open one at which
-    a subscriber listens from the start."""
+    """A broker with two listeners: one for the recorder, with a test's lines of configuration, and an open one
+    for the subscriber, which is connected from the start."""
 
     def __init__(self, folder, *lines):
         self.folder, self.lines = folder, lines
         self.process = self.subscriber = None
-        for _ in range(ATTEMPTS):  # somebody else may take a port that was free a moment ago
+        for _ in range(ATTEMPTS):  # another process may take a port that was free a moment ago
             self.port, self.open_port = _free_ports(2)
             if self._starts():
                 break
         else:
-            raise AssertionError("mosquitto doesn't start: " + self.output())
+            raise AssertionError("mosquitto did not start: " + self.output())
         self._subscribe()
 
     def end(self):
@@ -34,7 +34,7 @@ class Broker:
         process.end(self.process)
 
     def messages(self):
-        """All that came since the start or since the last call: topic, quality, payload."""
+        """Returns what arrived since the start or the last call: topic, quality of service, payload."""
         self._publish(LAST)
         return list(self._until(LAST))
 
@@ -55,7 +55,7 @@ class Broker:
             self.process = process.start([MOSQUITTO, "-c", self._file("mosquitto.conf")],
                                          stdout=log, stderr=log)
         process.until(lambda: self._listens() or self.process.poll() is not None,
-                      "mosquitto neither listens nor ends")
+                      "mosquitto neither listened nor ended")
         return self.process.poll() is None
 
     def _listens(self):
@@ -65,7 +65,7 @@ class Broker:
         return os.path.join(self.folder, name)
 
     def _subscribe(self):
-        self._publish(FIRST, "-r")  # retained: a subscriber that has it misses nothing any more
+        self._publish(FIRST, "-r")  # retained: a subscriber that has received it misses no later message
         self.subscriber = process.start(
             ["mosquitto_sub", *self._address(), "-t", "#", "-F", "%t\\t%q\\t%p"],
             stdout=subprocess.PIPE, text=True)
@@ -87,7 +87,7 @@ class Broker:
 
 
 class ClosedPort:
-    """A port at which nobody listens, and nobody can while this is held."""
+    """A port on which no process listens, and none can as long as this object holds it."""
 
     def __init__(self):
         self.socket = _bound()

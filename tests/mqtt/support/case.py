@@ -1,4 +1,4 @@
-"""What every test begins with: a recorder with three cameras, each with a new recording."""
+"""The base of all tests: a recorder with three cameras, each with a new recording."""
 
 import os
 import tempfile
@@ -9,7 +9,7 @@ from support.broker import Broker
 from support.recorder import Recorder
 
 CAMERAS = (1, 2, 3)
-TIMEOUT_MS = 300  # where an answer must be missed; a length, never a decision
+TIMEOUT_MS = 300  # for tests in which no answer comes; the duration does not decide the result
 
 
 class MqttTest(unittest.TestCase):
@@ -30,13 +30,13 @@ class MqttTest(unittest.TestCase):
         return broker
 
     def reindex(self, *options, **environment):
-        """A run, which never fails because of a broker; its lines of the log."""
+        """Runs the tool, which never fails because of a broker; returns its lines of the log."""
         status, log = self.recorder.reindex(*options, **environment)
         self.assertEqual(status, 0)
         return log
 
     def assert_one_warning(self, log, *parts):
-        """The run complained once, of this, and not of anything else."""
+        """Checks that the run logged one warning with these parts, and no other warning or error."""
         complaints = [line for line in log if "[warning]" in line or "[error]" in line]
         self.assertEqual(len(complaints), 1, log)
         for part in (*parts, "queued in the outbox and go", " out with the next run"):
@@ -46,12 +46,12 @@ class MqttTest(unittest.TestCase):
         self.assertEqual([line for line in log if "[notice]" not in line], [])
 
     def assert_due(self, *ids):
-        self.assertEqual([(word[0], word[3]) for word in self.recorder.outbox()],
+        self.assertEqual([(row[0], row[3]) for row in self.recorder.outbox()],
                          [(number, 1) for number in ids])
 
     def assert_delivered(self, messages, *ids):
-        """These words, in this order, each once."""
+        """Checks that these messages were delivered, in this order, each once."""
         self.assertEqual([message[2]["id"] for message in messages], list(ids))
 
     def assert_ended(self, run):
-        process.until(lambda: run.poll() is not None, "the run doesn't end")
+        process.until(lambda: run.poll() is not None, "the run did not end")

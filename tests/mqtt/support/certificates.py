@@ -1,4 +1,4 @@
-"""Authorities and servers' certificates, made for a test."""
+"""Certificate authorities and server certificates, created for a test."""
 
 import os
 import ssl
@@ -16,12 +16,12 @@ class Authority:
                       "-out", self.certificate)
 
     def server_lines(self, host):
-        """Lines of a mosquitto listener that shows a certificate for `host`, as in "IP:127.0.0.1"."""
+        """Returns lines for a mosquitto listener that has a certificate for `host`, such as "IP:127.0.0.1"."""
         certificate, key = self._server(host)
         return "allow_anonymous true", f"certfile {certificate}", f"keyfile {key}"
 
     def server_context(self, host):
-        """The same for a server of Python's."""
+        """Returns a context for a Python server that has such a certificate."""
         context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
         context.load_cert_chain(*self._server(host))
         return context

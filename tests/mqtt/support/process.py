@@ -1,12 +1,12 @@
-"""Programs that end with the test, however that ends."""
+"""Programs that end with the test, even if the test is killed."""
 
 import subprocess
 import time
 
-# The kernel kills it with the test.
+# The kernel kills the program when the test ends.
 WITH_TEST = ["setpriv", "--pdeathsig", "KILL"]
 
-# Only what is broken makes a test wait as long: nothing is decided by how long something takes.
+# A deadline is reached only if a program is broken. No duration decides a result.
 DEADLINE_S = 60
 POLL_S = 0.01
 
@@ -16,7 +16,7 @@ def start(command, **options):
 
 
 def run(command):
-    """Its output; an error where it fails."""
+    """Runs a program; returns its output. Raises an error if it fails."""
     return subprocess.run([*WITH_TEST, *command], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                           stderr=subprocess.STDOUT, check=True, timeout=DEADLINE_S).stdout
 

@@ -1,4 +1,4 @@
-"""A recorder in a folder, and the shipped programs at work on it."""
+"""A recorder in a folder, on which the shipped programs run."""
 
 import os
 import shlex
@@ -16,7 +16,7 @@ PACKAGE_ROOT = "/var/packages/Kestora"
 
 
 class Recorder:
-    """Its files lie in `root`; to its programs that is /var/packages/Kestora."""
+    """A recorder whose files are in `root`, which its programs see as /var/packages/Kestora."""
 
     bin_dir = media_dir = None  # modules.py sets them
 
@@ -30,14 +30,14 @@ class Recorder:
         return os.path.join(self.root, name)
 
     def file(self, name, text, mode=0o640):
-        """Writes it; its path as the programs see it."""
+        """Writes a file; returns its path as the programs see it."""
         with open(self.path(name), "w", encoding="utf-8") as file:
             file.write(text)
         os.chmod(self.path(name), mode)
         return f"{PACKAGE_ROOT}/{name}"
 
     def notify(self, port, **settings):
-        """Settings that name the broker at this port of the loopback, and what else is given."""
+        """Writes settings with the broker on this port of the loopback, and with other keys."""
         settings = {"host": "127.0.0.1", "port": port, **settings}
         lines = [f"{key} = {_toml(value)}" for key, value in settings.items()]
         self.file("etc/kestora.toml", "\n".join(["[notifications]", *lines, ""]))
@@ -46,7 +46,7 @@ class Recorder:
         self.file("etc/kestora.toml", "")
 
     def record(self, camera, start_tm=1394590500):
-        """A recording without a row: the next run has something to tell."""
+        """Adds a recording without a row, so that the next run has a message to publish."""
         folder = self.path(f"volume/cam{camera}/20140312AM")
         os.makedirs(folder, exist_ok=True)
         shutil.copy(os.path.join(self.media_dir, "h264.mp4"),
@@ -58,7 +58,7 @@ class Recorder:
                               os.path.join(self.bin_dir, "krindexer"), *options])
 
     def reindex(self, *options, **environment):
-        """Runs the tool to its end; its status, and the lines that it added to the log."""
+        """Runs the tool; returns its exit status and the lines that it added to the log."""
         before = len(self.log())
         status = wait(self.start(*options, **environment))
         return status, self.log()[before:]
@@ -71,12 +71,12 @@ class Recorder:
             return []
 
     def outbox(self):
-        """(id, topic, body, due) of all words."""
+        """Returns (id, topic, body, due) of all messages."""
         return [(row[0], row[1].decode(), row[2].decode(), row[3])
                 for row in self._query("SELECT id, topic, payload, due FROM outbox ORDER BY id")]
 
-    def put_due(self, count):
-        """Words that earlier runs couldn't deliver."""
+    def queue(self, count):
+        """Adds messages that earlier runs could not deliver."""
         self._query("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n "
                     f"WHERE i < {count}) INSERT INTO outbox (created_tm, topic, payload, due) "
                     "SELECT 1700000000 + i, 'event/list', '{\"n\":' || i || '}', 1 FROM n")
@@ -85,11 +85,11 @@ class Recorder:
         return self._query("SELECT registered, done FROM task", "system.db")[0]
 
     def worker(self):
-        """The process of the newest run."""
+        """Returns the process id of the last run."""
         return self._query("SELECT pid FROM task", "system.db")[0][0]
 
     def has_ended(self):
-        """Whether the newest run is on record as over."""
+        """Returns the recorded end of the last run; None if it has not ended."""
         return self._query("SELECT end_tm FROM run ORDER BY id DESC LIMIT 1", "system.db")[0][0]
 
     def _query(self, sql, database="recording.db"):
@@ -111,7 +111,7 @@ class Recorder:
 
 
 def wait(run):
-    """The status of a run that was started."""
+    """Waits for a run that was started; returns its exit status."""
     try:
         return run.wait(process.DEADLINE_S)
     finally:

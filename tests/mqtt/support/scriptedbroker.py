@@ -1,4 +1,4 @@
-"""A broker that says what a test tells it to: a conversation for each connection."""
+"""A broker that follows a test's script, one conversation for each connection."""
 
 import itertools
 import json
@@ -22,19 +22,19 @@ class Message:
 
 
 class Connection:
-    """What the broker's side of a connection can do."""
+    """The broker's side of a connection."""
 
     def __init__(self, stream, received):
         self.stream, self.received = stream, received
         self.raw = b""  # the packet that was read last
 
-    def let_in(self):
+    def accept(self):
         if self._next_packet()[0] != CONNECT:
-            raise AssertionError("the first packet is no CONNECT")
+            raise AssertionError("the first packet is not a CONNECT")
         self.stream.sendall(b"\x20\x02\x00\x00")
 
     def next_message(self):
-        """None when the other side has ended."""
+        """Returns the next message; None if the other side has ended the connection."""
         while (packet := self._next_packet()) is not None:
             kind, flags, body = packet
             if kind == PUBLISH:
@@ -46,7 +46,7 @@ class Connection:
         return None
 
     def next_messages(self, count):
-        """Fewer where the other side ends before."""
+        """Returns so many messages, fewer if the other side ends the connection before."""
         return list(itertools.islice(self.messages(), count))
 
     def messages(self):
@@ -65,7 +65,7 @@ class Connection:
         other.sendall(self.raw)
 
     def _next_packet(self):
-        """Kind, flags, body."""
+        """Returns the kind, the flags and the body of the next packet."""
         self.raw = b""
         if not (first := self.stream.recv(1)):
             return None
@@ -89,7 +89,7 @@ class Connection:
 
 
 class ScriptedBroker:
-    """The nth connection has the nth conversation; one more than there are finds a closed port."""
+    """A broker whose nth connection has the nth conversation. After the last one the port is closed."""
 
     def __init__(self, *conversations, tls=None):
         self.tls = tls
@@ -102,15 +102,15 @@ class ScriptedBroker:
         self.thread.start()
 
     def end(self):
-        """Of its conversations too: nobody may still be talking."""
+        """Ends the broker; raises an error if a conversation has failed or still runs."""
         try:
             self.listener.shutdown(socket.SHUT_RDWR)
         except OSError:
-            pass  # it has been closed
+            pass  # already closed
         self.thread.join(process.DEADLINE_S)
         self.listener.close()
         if self.thread.is_alive() or self.problems:
-            raise AssertionError(f"the broker's conversation went wrong: {self.problems}")
+            raise AssertionError(f"the broker's conversation failed: {self.problems}")
 
     def _serve(self, *conversations):
         for conversation in conversations:
@@ -124,8 +124,8 @@ class ScriptedBroker:
                 try:
                     self._talk(conversation, stream)
                 except (ConnectionResetError, BrokenPipeError):
-                    pass  # the other side was killed, or gave up
-                except Exception as error:  # a thread's own would go unseen
+                    pass  # the other side was killed, or has closed the connection
+                except Exception as error:  # an exception that leaves a thread is not reported
                     self.problems.append(repr(error))
         self.listener.close()
 
@@ -138,7 +138,7 @@ class ScriptedBroker:
 
 
 def acknowledges_all(connection):
-    connection.let_in()
+    connection.accept()
     for message in connection.messages():
         connection.acknowledge(message)
 
@@ -148,30 +148,30 @@ def never_answers(connection):
 
 
 def never_acknowledges(connection):
-    connection.let_in()
+    connection.accept()
     connection.until_end()
 
 
 def closes_instead_of_acknowledging(after):
     def conversation(connection):
-        connection.let_in()
+        connection.accept()
         connection.next_messages(after)
     return conversation
 
 
 def acknowledges(count, after=None):
-    """When it has got so many messages; then it closes the connection."""
+    """Acknowledges `count` messages after `after` have arrived, then closes the connection."""
     def conversation(connection):
-        connection.let_in()
+        connection.accept()
         for message in connection.next_messages(after or count)[:count]:
             connection.acknowledge(message)
     return conversation
 
 
 def acknowledges_and_falls_silent(count):
-    """Its last acknowledgement is half of one."""
+    """Acknowledges `count` messages, sends half of another acknowledgement, and stops responding."""
     def conversation(connection):
-        connection.let_in()
+        connection.accept()
         for _ in range(count):
             connection.acknowledge(connection.next_message())
         connection.stream.sendall(b"\x40")
@@ -181,7 +181,7 @@ def acknowledges_and_falls_silent(count):
 
 def acknowledges_slowly(pause_s):
     def conversation(connection):
-        connection.let_in()
+        connection.accept()
         for message in connection.messages():
             time.sleep(pause_s)
             connection.acknowledge(message)
@@ -189,7 +189,7 @@ def acknowledges_slowly(pause_s):
 
 
 def kills_at_message(broker, number):
-    """Stands between the recorder and a real broker, which lets it in and dies then."""
+    """Forwards the connection to a real broker, and kills that when so many messages have arrived."""
     def conversation(connection):
         with socket.create_connection(("127.0.0.1", broker.port)) as real:
             connection.relay_packet(real)

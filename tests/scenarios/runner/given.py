@@ -222,7 +222,7 @@ class Given:
 
 
 def with_engine(settings, keys):
-    """Adds the engine's settings to the case's. They come last, so that line numbers in messages stay right."""
+    """Adds the engine's settings to the case's, after them, so that line numbers in messages stay right."""
     if not keys:
         return settings
     section = re.search(rb"^\[database\]\n(?:(?!\[).*\n)*", settings, re.MULTILINE)

@@ -92,7 +92,7 @@ class Sqlite:
         return CommitWatch(self.root, name)
 
     def has_waiters(self, _number, system_call):
-        """Returns true if the tool sleeps, which it does only while SQLite waits for another process's lock."""
+        """Returns true if the tool sleeps: it does so only while SQLite waits for another process's lock."""
         return system_call in numbers_of(SLEEPS)
 
     def _connection(self, table):

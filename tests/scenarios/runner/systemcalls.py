@@ -4,7 +4,7 @@ import os
 
 from runner.text import NotPossibleHere
 
-# The numbers for native programs. A machine that lacks one of these calls has another one for the same purpose.
+# The numbers for native programs. A machine that lacks one of these calls has another for the same purpose.
 NUMBERS = {
     "x86_64": {"nanosleep": 35, "clock_nanosleep": 230, "poll": 7, "ppoll": 271},
     "aarch64": {"nanosleep": 101, "clock_nanosleep": 115, "ppoll": 73},

@@ -39,7 +39,7 @@ class Moment:
 
 
 def read_log(root):
-    """Returns the lines of the log without the parts that differ between runs: time, process id, source line."""
+    """Returns the lines of the log without what differs between runs: time, process id, source line."""
     try:
         with open(os.path.join(root, b"var/log/kestora.log"), "rb") as file:
             text = file.read().decode(errors="backslashreplace")
