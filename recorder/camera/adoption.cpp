@@ -1,6 +1,5 @@
 #include "recorder/camera/adoption.h"
 
-#include "recorder/camera/cameralock.h"
 #include "recorder/camera/cameratable.h"
 #include "recorder/camera/storagefolder.h"
 #include "recorder/run/runlock.h"
@@ -22,11 +21,11 @@ std::optional<CameraRow> RowWithUuid(const std::string& uuid) {
     return std::nullopt;
 }
 
-// What two folders can't both be.
+// Throws Error if the two folders can't both be adopted.
 void RequireNoRival(const FoundCamera& camera, const FoundCamera& other) {
     if (camera.identity.uuid == other.identity.uuid) {
         throw Error("its identity is in " + other.folder +
-                    " as well, so one of them is a copy: adopt the right folder itself");
+                    ", too, so one of them is a copy: adopt only the right folder");
     }
     const std::string overlap = Overlap(camera.folder, other.folder);
     if (!overlap.empty()) {
@@ -35,11 +34,11 @@ void RequireNoRival(const FoundCamera& camera, const FoundCamera& other) {
     }
     if (camera.identity.id == other.identity.id && !FindCamera(camera.identity.id)) {
         throw Error("another camera with this id is in " + other.folder +
-                    ": adopt the right folder itself");
+                    ": adopt only the right folder");
     }
 }
 
-// Of a camera whose identity is in another folder than its row says.
+// Requires that the identity is no longer in the row's folder.
 void RequireThatItMoved(const CameraRow& row) {
     if (FolderPresence(row.storagePath) == Presence::No) {
         return;
@@ -52,18 +51,18 @@ void RequireThatItMoved(const CameraRow& row) {
 
 void RequireIdOf(const CameraRow& row, const FoundCamera& camera) {
     if (row.id != camera.identity.id) {
-        throw Error("the recorder knows this identity as camera " + std::to_string(row.id) +
-                    " in " + row.storagePath);
+        throw Error("its identity is that of camera " + std::to_string(row.id) + " in " +
+                    row.storagePath);
     }
 }
 
 void RequireUnidentified(const CameraRow& row, const FoundCamera& camera) {
     const std::string name = NameOf({row.id, row.name, ""}) + " in " + row.storagePath;
     if (row.uuid) {
-        throw Error("its id is taken by another camera, " + name);
+        throw Error("its id is used by another camera, " + name);
     }
     if (row.dsId != 0 || !IsSameFolder(row.storagePath, camera.folder)) {
-        throw Error("its id is taken by " + name + ", which has no identity");
+        throw Error("its id is used by " + name + ", which has no identity");
     }
 }
 
@@ -72,7 +71,7 @@ Adoption Done(const FoundCamera& camera, AdoptionOutcome outcome,
     return {camera, outcome, remark, volume};
 }
 
-// A camera that is in the table with this very identity.
+// Adopts a camera whose identity is in the table.
 Adoption AdoptKnown(CameraRow row, const FoundCamera& camera, const std::optional<Volume>& volume) {
     RequireIdOf(row, camera);
     if (IsSameFolder(row.storagePath, camera.folder)) {
@@ -106,7 +105,7 @@ Adoption AdoptNew(const FoundCamera& camera, const std::optional<Volume>& volume
     return Done(camera, AdoptionOutcome::Added, volume);
 }
 
-// Throws Error, which says why it is refused.
+// Throws Error with the reason if the camera is refused.
 Adoption Adopt(const FoundCamera& camera, const std::vector<FoundCamera>& found) {
     for (const FoundCamera& other : found) {
         if (&other != &camera) {
@@ -127,8 +126,8 @@ Adoption Adopt(const FoundCamera& camera, const std::vector<FoundCamera>& found)
 AdoptionReport AdoptCamerasIn(const std::string& folder) {
     AdoptionReport report{{}, FindCamerasIn(folder)};
     const UniqueFd lock = LockCameras();
-    const RunLock runLock = RunLock::Take("no camera is adopted before it has ended");
-    (void)ListCameras(); // a database that can't be read is no camera's fault
+    const RunLock runLock = RunLock::Take("no camera was adopted");
+    (void)ListCameras(); // an unreadable database fails the whole call, not each camera
     for (const FoundCamera& camera : report.search.found) {
         try {
             report.adoptions.push_back(Adopt(camera, report.search.found));

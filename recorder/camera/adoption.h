@@ -1,9 +1,9 @@
-// Making cameras known again by the identities in their storage folders: after the loss of the
-// database, on another recorder, or where their disk is mounted now.
+// Finding the cameras on a disk by the identities in their storage folders, and adding them to the
+// recorder: after the loss of the database, on another recorder, or where the disk is mounted now.
 
 #pragma once
 
-#include "recorder/camera/camerasearch.h"
+#include "recorder/camera/cameraidentity.h"
 #include "recorder/camera/volume.h"
 
 #include <optional>
@@ -12,19 +12,36 @@
 
 namespace recorder {
 
+struct FoundCamera {
+    CameraIdentity identity;
+    std::string folder; // the searched folder as it was given, and the path below it
+};
+
+struct CameraSearch {
+    std::vector<FoundCamera> found;            // in the order of their folders
+    std::vector<std::string> obstacles;        // why folders and identities can't be read
+    std::vector<std::string> otherFileSystems; // folders not searched: on other file systems
+};
+
+// Searches `folder` (absolute) and five levels of folders below it. Skips half-day folders,
+// thumbnails and alert recordings, which have many entries and no cameras; hidden folders, where
+// backups and trash keep copies; links; and other file systems. Throws Error if `folder` is not the
+// absolute path of a folder.
+[[nodiscard]] CameraSearch FindCamerasIn(const std::string& folder);
+
 enum class AdoptionOutcome {
-    Added,     // it has a row again
+    Added,     // it had no row
     TakenOver, // its row had no identity
-    Moved,     // its row names the folder where it is now
-    Known,     // its row says all that already
+    Moved,     // its row had another folder
+    Known,     // its row was correct
     Refused,   // nothing was changed for it
 };
 
 struct Adoption {
     FoundCamera camera;
     AdoptionOutcome outcome = AdoptionOutcome::Refused;
-    std::string remark;           // why it was refused, or the folder that it was in
-    std::optional<Volume> volume; // that it is bound to now
+    std::string remark;           // the reason of a refusal, or the previous folder
+    std::optional<Volume> volume; // the volume it is bound to now
 };
 
 struct AdoptionReport {
@@ -32,13 +49,13 @@ struct AdoptionReport {
     CameraSearch search;
 };
 
-// Looks for cameras as FindCamerasIn does, and adopts each of them that it can without giving one
-// camera's recordings to another: an id that another camera has, an identity that is there twice, a
-// folder inside or around another camera's are refused. What is refused or can't be read holds up
-// no other camera.
+// Finds cameras like FindCamerasIn, and adopts each one unless this could give the recordings of
+// one camera to another. It refuses an id that another camera has, an identity that was found
+// twice, and a folder inside or around another camera's. A refused camera or an unreadable folder
+// does not affect other cameras.
 //
-// Throws Error when `folder` is no folder, the recorder has no databases, or a run is registered,
-// which takes the recordings of unknown cameras for gone.
+// Throws Error if `folder` is not a folder, the recorder has no databases, or a run is registered,
+// because a run treats the recordings of unknown cameras as deleted.
 [[nodiscard]] AdoptionReport AdoptCamerasIn(const std::string& folder);
 
 } // namespace recorder

@@ -16,16 +16,16 @@ namespace recorder {
 
 namespace {
 
-// The storage folder of a camera. Throws Error when the camera can't be used.
+// Returns the storage folder of a camera. Throws Error when the camera can't be used.
 std::string UsableStoragePath(int id, int dataSource, int revision) {
     const std::string name = "camera " + std::to_string(id);
     if (dataSource != 0 || revision != 0) {
         throw Error("can't load " + name + " of data source " + std::to_string(dataSource) +
-                    ", revision " + std::to_string(revision) + ": there is only 0");
+                    ", revision " + std::to_string(revision) + ": expected 0 for both");
     }
     const std::optional<CameraRow> row = FindCamera(id);
     if (!row) {
-        throw Error("can't load " + name + ": there is none");
+        throw Error("can't load " + name + ": no such camera");
     }
     std::string path = WithoutTrailingSlashes(row->storagePath);
     if (!path.starts_with('/')) {

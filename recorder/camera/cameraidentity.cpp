@@ -13,9 +13,9 @@ namespace recorder {
 
 namespace {
 
-constexpr std::size_t kMaxIdentityBytes = 8192; // with every byte of the name escaped, and to spare
+constexpr std::size_t kMaxIdentityBytes = 8192; // enough for a name with all bytes escaped
 
-constexpr std::size_t kCodeDigits = 4; // of an escaped control character
+constexpr std::size_t kCodeDigits = 4; // in an escaped control character
 
 bool IsControl(char c) {
     return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
@@ -32,7 +32,8 @@ std::string Escaped(const std::string& name) {
     return escaped;
 }
 
-// What follows `beginning`, up to `end`; both are taken off `text`, too.
+// Returns the text between `beginning`, with which `text` must start, and `end`. Removes all three
+// from `text`.
 std::optional<std::string_view> TakeValue(std::string_view& text, std::string_view beginning,
                                           std::string_view end) {
     const std::size_t length = text.find(end, beginning.size());
@@ -75,13 +76,14 @@ bool IsNameOfCamera(const std::string& name) {
     return name.size() <= kMaxCameraNameBytes && name.find('\0') == std::string::npos;
 }
 
-// As NewUuid writes it. What is written in two ways would be two cameras.
+// Accepts only the form that NewUuid writes: the same uuid in two forms would be two cameras.
 bool IsPlainUuid(std::string_view text) {
     return IsUuid(text) && std::none_of(text.begin(), text.end(),
                                         [](unsigned char c) { return std::isupper(c) != 0; });
 }
 
-// Reads more than is allowed: what it is made of decides, see ParseCameraIdentity.
+// Accepts more than is allowed: ParseCameraIdentity compares the text with what the identity
+// yields.
 std::optional<CameraIdentity> LooselyParsed(std::string_view text) {
     const std::optional<std::string_view> id = TakeValue(text, "id = ", "\n");
     const std::optional<std::string_view> name = TakeValue(text, "name = \"", "\"\n");

@@ -1,4 +1,4 @@
-#include "recorder/camera/cameralock.h"
+#include "recorder/camera/cameratable.h"
 
 #include "recorder/settings/settings.h"
 #include "recorder/support/deadline.h"
@@ -25,20 +25,21 @@ namespace {
 
 constexpr std::chrono::milliseconds kBetweenAttempts{20};
 
-// The folder itself, so that there is no other file to make, own and clean up.
+// The lock is on the folder itself, which needs no additional file.
 UniqueFd OpenFolder() {
     UniqueFd folder = OpenFolderByPath(kDatabaseDir);
     if (folder.IsOpen()) {
         return folder;
     }
     if (errno == ENOENT) {
-        throw Error(std::string("there is no folder ") + kDatabaseDir + ": was krctl init run?");
+        throw Error(std::string("the folder ") + kDatabaseDir + " does not exist: run krctl init");
     }
     throw SystemError(std::string("open the folder ") + kDatabaseDir);
 }
 
-// ", held by process 17", as far as the kernel's list of locks shows it: not every file system
-// gives the same number of its device there, and processes outside of a container have no id in it.
+// Returns ", held by process 17", or an empty text if the kernel's list of locks doesn't show the
+// holder: some file systems have another device number there, and in a container the processes
+// outside of it have no id.
 std::string Holder(const UniqueFd& folder) {
     struct stat64 st = {};
     if (fstat64(folder.Get(), &st) != 0) {

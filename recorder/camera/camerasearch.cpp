@@ -1,4 +1,4 @@
-#include "recorder/camera/camerasearch.h"
+#include "recorder/camera/adoption.h"
 
 #include "recorder/support/error.h"
 #include "recorder/support/folder.h"
@@ -23,7 +23,7 @@ bool IsSearched(const std::string& name) {
 dev_t FileSystemOf(const std::string& folder) {
     struct stat64 st = {};
     if (stat64(folder.c_str(), &st) != 0) {
-        throw SystemError("look at the folder " + folder);
+        throw SystemError("examine the folder " + folder);
     }
     return st.st_dev;
 }

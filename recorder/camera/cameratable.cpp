@@ -51,9 +51,6 @@ std::vector<CameraRow> ListCameras() {
 }
 
 void AddCamera(const CameraRow& camera) {
-    if (FindCamera(camera.id)) {
-        throw Error("there is a camera with the id " + std::to_string(camera.id) + " already");
-    }
     Execute(KRDB::DB_SYSTEM,
             "INSERT INTO camera (id, name, ds_id, storage_path, volume_id, uuid) VALUES (" +
                 std::to_string(camera.id) + ", " + Quote(camera.name) + ", " +

@@ -1,6 +1,8 @@
-// The camera table.
+// The camera table, and the lock of the commands that change it.
 
 #pragma once
+
+#include "recorder/support/uniquefd.h"
 
 #include <optional>
 #include <string>
@@ -13,28 +15,33 @@ struct CameraRow {
     std::string name;
     int dsId = 0;                             // data source that records it; 0 = this recorder
     std::string storagePath;                  // absolute
-    std::optional<std::string> volumeId = {}; // UUID of the volume that it lies on; nothing = any
-    std::optional<std::string> uuid =
-        {}; // as its storage folder's identity says; nothing = none yet
+    std::optional<std::string> volumeId = {}; // UUID of the volume it is bound to; nothing = none
+    std::optional<std::string> uuid = {};     // its identity; nothing = none yet
 };
 
-// All throw Error when the table can't be read or written.
+// All functions throw Error when the table can't be read or written.
 
 [[nodiscard]] std::optional<CameraRow> FindCamera(int id);
 
 // Throws Error also when there is no such camera.
 [[nodiscard]] CameraRow RequireCamera(int id);
 
-// In ascending order of their ids.
+// Returns all cameras in ascending order of their ids.
 [[nodiscard]] std::vector<CameraRow> ListCameras();
 
-// Throws Error also when the id is taken.
+// Throws Error also when the id is in use.
 void AddCamera(const CameraRow& camera);
 
-// Brings the row with this id to what `camera` says.
+// Replaces the values in the row with the camera's id.
 void UpdateCamera(const CameraRow& camera);
 
-// Its recordings' rows stay.
+// Removes the camera's row. The rows of its recordings stay.
 void RemoveCamera(int id);
+
+// Takes the lock that a command holds while it changes the set of cameras, so that what it has
+// checked is still true when it writes. Waits for another holder as long as for another writer of a
+// database. The lock is held until the result is closed or the process ends. Throws Error when the
+// lock isn't free by then, or if the recorder has no databases yet.
+[[nodiscard]] UniqueFd LockCameras();
 
 } // namespace recorder

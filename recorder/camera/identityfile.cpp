@@ -14,7 +14,7 @@ namespace {
 void RequireRegularFile(const UniqueFd& file, const std::string& path) {
     struct stat64 st = {};
     if (Uninterrupted([&] { return fstat64(file.Get(), &st); }) != 0) {
-        throw SystemError("look at the file " + path);
+        throw SystemError("examine the file " + path);
     }
     if (!S_ISREG(st.st_mode)) {
         throw Error("can't read the file " + path + ": " +
@@ -28,7 +28,7 @@ std::optional<std::string> ReadIdentityFile(const std::string& path, std::size_t
     const UniqueFd file = OpenTextFileIfThere(path, Links::Refuse);
     if (!file.IsOpen()) {
         if (ExistingPart(path) == path) {
-            throw Error("can't open the file " + path + ": it has only just appeared");
+            throw Error("can't open the file " + path + ": it was created just now");
         }
         return std::nullopt;
     }

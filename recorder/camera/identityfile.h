@@ -1,4 +1,4 @@
-// The small files by which a disk and a camera are known again.
+// The small files that identify a disk and a camera.
 
 #pragma once
 
@@ -8,11 +8,11 @@
 
 namespace recorder {
 
-// The first `maxBytes` of the identity file at `path`, in a folder whose own links are resolved or
-// trusted. Nothing when there certainly is no such file.
+// Returns the first `maxBytes` of the identity file at `path`, whose folder must have no untrusted
+// links in its path. Returns nothing only if the file certainly does not exist.
 //
-// Throws Error when it can't be read, and when it is anything but a regular file: a link in its
-// place could vouch for one folder from another.
+// Throws Error when the file can't be read or is not a regular file: a link could make the identity
+// of one folder appear in another.
 [[nodiscard]] std::optional<std::string> ReadIdentityFile(const std::string& path,
                                                           std::size_t maxBytes);
 

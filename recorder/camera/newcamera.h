@@ -1,4 +1,4 @@
-// Making a camera known to the recorder.
+// Adding cameras to the recorder, binding them to volumes, and removing them.
 
 #pragma once
 
@@ -12,30 +12,30 @@ namespace recorder {
 
 struct BoundCamera {
     CameraRow camera;
-    std::optional<Volume> volume;            // that it is bound to now
-    std::optional<std::string> volumeBefore; // the id of the one that it was bound to
+    std::optional<Volume> volume;            // the volume it is bound to now
+    std::optional<std::string> volumeBefore; // id of the volume it was bound to before
 };
 
-// Gives the camera an identity, which its storage folder and its row hold, and binds it to the
-// volume that the folder lies on, if there is one.
+// Adds a camera. Writes a new identity to its storage folder and its row, and binds it to the
+// volume of the folder, if there is one.
 //
-// Throws Error when the id is taken, the folder isn't there, belongs to another camera or lies
-// inside or around another's, or when the identity or the row can't be written. When it broke off
-// between the two, or the process was killed there, the same call again completes it.
+// Throws Error if the id is in use, if the folder does not exist, belongs to another camera or is
+// inside or around another camera's, or when the identity or the row can't be written. If only the
+// identity was written, the same call completes the camera later.
 BoundCamera AddNewCamera(int id, const std::string& name, const std::string& storagePath);
 
-// Binds the camera to the volume that its storage folder lies on now, if there is one. Folder or
-// row get an identity where they have none: a camera of an older version, a disk that replaces a
-// lost one, a folder that lost the file. That the folder is the camera's own is the caller's word.
+// Binds the camera to the volume that its storage folder is on now, if there is one. Adds the
+// identity where the folder or the row has none: for a camera of an older version, a replaced disk,
+// or a deleted identity file. The caller vouches for the folder being the camera's.
 //
-// Throws Error when there is no such camera, no such folder, when the camera was bound to a volume
-// and there is none now, when the folder belongs to another camera, or when something can't be read
+// Throws Error if the camera or its folder does not exist, if the camera was bound to a volume and
+// there is none now, if the folder belongs to another camera, or when a file or row can't be read
 // or written.
 BoundCamera BindCamera(int id);
 
-// Removes the camera from the table and returns what its row was. Its files stay, and the rows of
-// its recordings until the next run. Throws Error when there is no such camera, or a run is
-// registered, which reads the table while it removes rows.
+// Removes the camera from the table and returns its former row. Its files stay, and the rows of its
+// recordings stay until the next run. Throws Error if there is no such camera, or if a run is
+// registered, because a run reads the table while it removes rows.
 CameraRow ForgetCamera(int id);
 
 } // namespace recorder

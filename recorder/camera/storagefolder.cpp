@@ -13,7 +13,7 @@ bool IsInside(const std::string& folder, const std::string& other) {
     return folder.starts_with(other.ends_with('/') ? other : other + "/");
 }
 
-// Behind a link that leads nowhere there is no folder that could be another one.
+// Returns a dangling link unchanged, because it can't lead to the other folder.
 std::string ResolvedOrPlain(const std::string& folder) {
     try {
         return ResolvedPath(folder);
@@ -25,7 +25,7 @@ std::string ResolvedOrPlain(const std::string& folder) {
     }
 }
 
-// Disks that have changed places: the path in the row leads to another camera's folder now.
+// True if the path in the row leads to another camera's folder, as when two disks were swapped.
 bool HasLostItsFolder(const CameraRow& camera) {
     const std::optional<CameraIdentity> identity = CameraIdentityIn(camera.storagePath);
     return camera.uuid && identity && identity->uuid != *camera.uuid;
@@ -33,23 +33,23 @@ bool HasLostItsFolder(const CameraRow& camera) {
 
 void RequireApart(const std::string& folder, const CameraRow& camera) {
     if (camera.dsId != 0 || !camera.storagePath.starts_with('/')) {
-        return; // another recorder's
+        return; // recorded by another recorder
     }
     const std::string overlap = Overlap(folder, camera.storagePath);
     if (!overlap.empty() && !HasLostItsFolder(camera)) {
         throw Error(folder + " is " + overlap + " the storage folder of " +
                     NameOf({camera.id, camera.name, ""}) + ", " + camera.storagePath +
-                    "; expected a folder of its own");
+                    "; expected a separate folder");
     }
 }
 
-// The cameras that the table doesn't know count as well.
+// Also finds cameras that are not in the table.
 void RequireNoIdentityAbove(const std::string& folder) {
     for (std::string above = ResolvedPath(folder); above != "/";) {
         above = GetDirPath(above);
         if (const std::optional<CameraIdentity> identity = CameraIdentityIn(above)) {
             throw Error(folder + " is inside " + above + ", which belongs to " + NameOf(*identity) +
-                        "; expected a folder of its own");
+                        "; expected a separate folder");
         }
     }
 }

@@ -1,5 +1,5 @@
-// No two cameras share a storage folder, nor does one lie in the other's: a run would take the
-// files of the one for the other's.
+// The rule that the storage folders of two cameras are neither the same nor inside each other:
+// otherwise a run would treat the files of one camera as those of the other.
 
 #pragma once
 
@@ -9,17 +9,18 @@
 
 namespace recorder {
 
-// Both throw Error when it can't be told, because a folder can't be looked at.
+// All functions throw Error when a folder can't be examined.
 
-// Whether both lead to the same folder, or would.
+// Returns true if both paths resolve to the same folder, which need not exist.
 [[nodiscard]] bool IsSameFolder(const std::string& a, const std::string& b);
 
-// How `folder` lies to another: "the same as", "inside", "around"; empty when they are apart.
+// The position of `folder` relative to `other`: "the same as", "inside" or "around"; empty if they
+// are separate.
 [[nodiscard]] std::string Overlap(const std::string& folder, const std::string& other);
 
-// Throws Error when `folder` is the storage folder of another camera than `id`, or lies inside or
-// around it, or inside a folder that carries another camera's identity. A row whose folder carries
-// somebody else's identity by now says nothing.
+// Throws Error if `folder` is the storage folder of another camera than `id`, is inside or around
+// it, or is inside a folder that holds another camera's identity. Ignores a row whose storage
+// folder holds the identity of a camera other than the row's.
 void RequireOwnFolder(const std::string& folder, int id);
 
 } // namespace recorder

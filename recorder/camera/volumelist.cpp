@@ -21,12 +21,12 @@ std::string OtherMountRemark(const Volume& found) {
 
 VolumeEntry EntryOfUnbound(const std::optional<Volume>& found) {
     if (!found) {
-        return Entry({}, {}, VolumeState::Unbound, "no identity: see krctl volume init");
+        return Entry({}, {}, VolumeState::Unbound, "no identity: run krctl volume init");
     }
-    return Entry(found->id, found->root, VolumeState::Unbound, "see krctl camera bind");
+    return Entry(found->id, found->root, VolumeState::Unbound, "run krctl camera bind");
 }
 
-// The entry of a camera that lies on `found`, without its number.
+// The entry of a camera on the volume `found`, still without the camera's id.
 VolumeEntry EntryOf(const CameraRow& camera, const std::optional<Volume>& found) {
     if (!camera.volumeId) {
         return EntryOfUnbound(found);
@@ -41,7 +41,7 @@ VolumeEntry EntryOf(const CameraRow& camera, const std::optional<Volume>& found)
     if (found->sharesMount) {
         return Entry(found->id, found->root, VolumeState::Mounted);
     }
-    // Which no run accepts as proof by itself.
+    // Without the camera's own identity, a run does not accept such a volume.
     return camera.uuid
                ? Entry(found->id, found->root, VolumeState::OtherMount, OtherMountRemark(*found))
                : Entry(found->id, {}, VolumeState::Missing, OtherMountRemark(*found));
@@ -62,13 +62,14 @@ void AddCameraTo(std::vector<VolumeEntry>& entries, VolumeEntry entry, const Cam
     place->cameraIds.push_back(camera.id);
 }
 
-// A volume that only stands in another one's place has been on no line so far.
+// A volume that was found instead of the expected one has no entry yet.
 void AddIfNew(std::vector<VolumeEntry>& entries, const Volume& volume) {
     const bool known = std::any_of(entries.begin(), entries.end(), [&](const VolumeEntry& entry) {
         return entry.id == volume.id && entry.root == volume.root;
     });
     if (!known) {
-        entries.push_back(Entry(volume.id, volume.root, VolumeState::Mounted, "no camera's"));
+        entries.push_back(
+            Entry(volume.id, volume.root, VolumeState::Mounted, "no camera is bound to it"));
     }
 }
 

@@ -142,7 +142,7 @@ class Add(CameraTest):
         outcome = self.add(8, folder + "//", status=1)
 
         self.assert_refused(outcome, f'{folder} is the same as the storage folder of camera 7 '
-                            f'"Front", {folder}; expected a folder of its own')
+                            f'"Front", {folder}; expected a separate folder')
         self.assertEqual(self.rows(), before)
         self.assertEqual(os.listdir(self.recorder.path(storage)), [])
 
@@ -156,7 +156,7 @@ class Add(CameraTest):
             self.assert_refused(
                 self.add(8, folder, status=1),
                 f'{folder} is inside the storage folder of camera 7 "Front", {outer}; '
-                "expected a folder of its own")
+                "expected a separate folder")
 
     def test_takes_folders_side_by_side_whose_names_begin_alike(self):
         for number, name in ((1, "cam1"), (10, "cam10"), (100, "cam100")):
@@ -178,7 +178,7 @@ class Add(CameraTest):
         self.assert_refused(
             self.add(8, around, status=1),
             f'{around} is around the storage folder of camera 7 "Front", '
-            f"{self.recorder.inside(storage)}; expected a folder of its own")
+            f"{self.recorder.inside(storage)}; expected a separate folder")
 
     def test_refuses_a_folder_inside_that_of_a_camera_that_is_not_known(self):
         folder = self.folder("volume1/front/yard")
@@ -187,13 +187,13 @@ class Add(CameraTest):
         self.assert_refused(
             self.add(8, folder, status=1),
             f'{folder} is inside {self.recorder.inside("volume1/front")}, which belongs to camera 7 '
-            '"Front"; expected a folder of its own')
+            '"Front"; expected a separate folder')
 
     def test_refuses_an_id_that_is_taken(self):
         self.recorder.camera(7)
 
         self.assert_refused(self.add(7, self.folder("volume1/front"), status=1),
-                            "there is a camera with the id 7 already")
+                            "a camera with the id 7 already exists")
         self.assertEqual(os.listdir(self.recorder.path("volume1/front")), [])
 
     def test_wants_the_absolute_path_of_a_folder(self):
@@ -234,8 +234,8 @@ class Add(CameraTest):
         folder = self.folder("volume1/front")
         shutil.rmtree(self.recorder.path("var/db"))
 
-        self.assert_refused(self.add(7, folder, status=1), "there is no folder "
-                            "/var/packages/Kestora/var/db: was krctl init run?")
+        self.assert_refused(self.add(7, folder, status=1), "the folder "
+                            "/var/packages/Kestora/var/db does not exist: run krctl init")
 
     def test_of_root_leaves_the_identity_to_the_folder_s_owner(self):
         folder = self.folder("volume1/front")
@@ -355,7 +355,7 @@ class Remove(CameraTest):
 
         self.assert_refused(self.krctl("camera", "remove", "--id", "7", status=1),
                             "an undo, an adoption or the removal of a camera is in progress: "
-                            "no camera is removed before it has ended")
+                            "no camera was removed")
         self.assertEqual(len(self.rows()), 1)
 
     def test_wants_a_camera_that_is_there(self):
@@ -479,8 +479,8 @@ class Adopt(CameraTest):
 
         a, b = (self.recorder.inside(f"volume1/{name}") for name in "ab")
         self.assert_refused(outcome, *(
-            f'camera 7 "Front" in {one}: not adopted, its identity is in {other} as well, so one of '
-            "them is a copy: adopt the right folder itself" for one, other in ((a, b), (b, a))))
+            f'camera 7 "Front" in {one}: not adopted, its identity is in {other}, too, so one of '
+            "them is a copy: adopt only the right folder" for one, other in ((a, b), (b, a))))
         self.assertEqual(self.rows(), [])
 
     def test_refuses_two_cameras_of_one_id(self):
@@ -493,7 +493,7 @@ class Adopt(CameraTest):
         a, b = (self.recorder.inside(f"volume1/{name}") for name in "ab")
         self.assert_refused(outcome, *(
             f'camera 7 "{name}" in {one}: not adopted, another camera with this id is in {other}: '
-            "adopt the right folder itself" for name, one, other in (("a", a, b), ("b", b, a))))
+            "adopt only the right folder" for name, one, other in (("a", a, b), ("b", b, a))))
         self.assertEqual(self.rows(), [])
 
     def test_refuses_a_camera_whose_id_is_taken_and_adopts_the_others(self):
@@ -507,7 +507,7 @@ class Adopt(CameraTest):
 
         self.assert_refused(
             outcome, f'camera 7 "a" in {self.recorder.inside("volume1/a")}: not adopted, its id is '
-            f'taken by another camera, camera 7 "Yard" in {self.recorder.inside(known)}')
+            f'used by another camera, camera 7 "Yard" in {self.recorder.inside(known)}')
         self.assertIn('camera 8 "b"', outcome.out)
         self.assertEqual(self.rows()[0], before[0])
         self.assertEqual([row[0] for row in self.rows()], [7, 8])
@@ -521,7 +521,7 @@ class Adopt(CameraTest):
         self.assert_refused(
             self.adopt("volume1", status=1),
             f'camera 8 "Front" in {folder}: not adopted, {folder} is the same as the storage folder '
-            f'of camera 7 "Front", {folder}; expected a folder of its own')
+            f'of camera 7 "Front", {folder}; expected a separate folder')
         self.assertEqual(self.rows(), before)
 
     def test_refuses_an_identity_that_is_known_by_another_id_elsewhere(self):
@@ -532,8 +532,8 @@ class Adopt(CameraTest):
 
         self.assert_refused(
             self.adopt("volume2", status=1),
-            f'camera 8 "Yard" in {self.recorder.inside("volume2/yard")}: not adopted, the recorder '
-            f"knows this identity as camera 7 in {self.recorder.inside(storage)}")
+            f'camera 8 "Yard" in {self.recorder.inside("volume2/yard")}: not adopted, its identity '
+            f"is that of camera 7 in {self.recorder.inside(storage)}")
 
     def test_takes_over_a_row_without_identity_of_this_very_folder(self):
         storage = self.recorder.camera(7, "Front")
@@ -555,7 +555,7 @@ class Adopt(CameraTest):
         self.assert_refused(
             self.adopt("volume2", status=1),
             f'camera 7 "Front" in {self.recorder.inside("volume2/front")}: not adopted, its id is '
-            f'taken by camera 7 "Front" in {self.recorder.inside(storage)}, which has no identity')
+            f'used by camera 7 "Front" in {self.recorder.inside(storage)}, which has no identity')
         self.assertEqual(self.rows()[0][4], None)
 
     def test_refuses_storage_folders_within_each_other(self):
@@ -632,7 +632,7 @@ class Adopt(CameraTest):
 
         self.assert_refused(self.adopt("volume1", status=1),
                             "an undo, an adoption or the removal of a camera is in progress: "
-                            "no camera is adopted before it has ended")
+                            "no camera was adopted")
         self.assertEqual(self.rows(), [])
 
     def test_twice_at_once_makes_one_row(self):

@@ -577,7 +577,7 @@ class Volumes(DoctorTest):
 
         self.assertEqual(self.only(1), (
             "problem", f"that of camera 7: the file {self.recorder.inside('volume1')}"
-            "/.kestora-volume holds no volume id",
+            "/.kestora-volume holds no volume id; expected a UUID",
             "let its user read it: no run works on these cameras before"))
 
     def test_to_which_no_camera_is_bound_are_a_warning(self):

@@ -425,7 +425,7 @@ class Incomplete(PlanTest):
 
     def test_an_unknown_camera(self):
         self.assertEqual(self.problems("-r", "99"), [
-            ("refusal", "recordings", 99, "can't load camera 99: there is none")])
+            ("refusal", "recordings", 99, "can't load camera 99: no such camera")])
 
     def test_a_volume_that_is_missing(self):
         self.recorder.row("event", camera_id=1, path=f"{HALF_DAY}/a.mp4")

@@ -1,4 +1,4 @@
-#include "recorder/camera/camerasearch.h"
+#include "recorder/camera/adoption.h"
 
 #include "tests/contract/support/files.h"
 #include "tests/contract/support/fixture.h"

@@ -1,6 +1,5 @@
 #include "recorder/camera/volume.h"
 
-#include "recorder/camera/newvolume.h"
 #include "tests/contract/support/files.h"
 #include "tests/contract/support/fixture.h"
 #include "tests/contract/support/process.h"
@@ -72,8 +71,9 @@ TEST_F(VolumeTest, IsUnknownIfItsIdentityFileContainsNoUuid) {
           std::string(kId) + "\n" + kId + "\n", std::string(100'000, 'a')}) {
         PutIdentity("outer/inner", content);
 
-        EXPECT_EQ(FailureFor(Scratch("outer/inner")),
-                  "the file " + Scratch("outer/inner/.kestora-volume") + " holds no volume id");
+        EXPECT_EQ(FailureFor(Scratch("outer/inner")), "the file " +
+                                                          Scratch("outer/inner/.kestora-volume") +
+                                                          " holds no volume id; expected a UUID");
     }
 }
 

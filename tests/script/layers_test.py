@@ -51,7 +51,7 @@ class LayersTest(unittest.TestCase):
             "recorder/run/live.h: includes recorder/snapshot/, which is not on a lower layer"])
 
     def test_a_folder_that_the_picture_lacks(self):
-        self.write("recorder/camera/mount.h", "#pragma once\n")
+        self.write("recorder/camera/volume.h", "#pragma once\n")
         self.assertEqual(self.findings(self.root), [
             "docs/architecture.md: the picture of the layers lacks recorder/camera/"])
 

@@ -1,6 +1,6 @@
 #include "tools/krctl/commands.h"
 
-#include "recorder/camera/newvolume.h"
+#include "recorder/camera/volume.h"
 #include "recorder/camera/volumelist.h"
 #include "tools/common/terminal.h"
 
