@@ -1,4 +1,4 @@
-// The tool's database: what it executes belongs to its run.
+// The tool's access to the databases, whose statements are recorded as part of the tool's run.
 
 #include "platform/database.h"
 #include "recorder/database/databases.h"
@@ -35,7 +35,7 @@ int KRDB::Execute(DB_INSTANCE db, std::string sql, DBResult_tag** result, bool r
     try {
         DBResult_tag rows = recorder::ExecuteForTool(db, sql, {readOnly, transaction, waitForLock});
         if (result != nullptr) {
-            *result = new DBResult_tag(std::move(rows)); // KRDBFreeResult is its end
+            *result = new DBResult_tag(std::move(rows)); // freed by KRDBFreeResult
         }
         return 0;
     } catch (const std::exception& error) {

@@ -8,6 +8,7 @@
 #include "recorder/logging/logexceptions.h"
 #include "recorder/logging/logfile.h"
 #include "recorder/run/live.h"
+#include "recorder/run/runlist.h"
 #include "recorder/run/runnumber.h"
 #include "recorder/run/taps.h"
 #include "recorder/settings/settings.h"
@@ -30,49 +31,36 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr long kSecondsPerDay = 86400;
-constexpr long kFilesBetweenClockReads = 256; // at the clock
+constexpr long kFilesBetweenClockReads = 256;
 constexpr std::chrono::milliseconds kPublishEvery{200};
 
 struct Part {
-    std::string kind;
-    int camId = 0;
+    RunPart record;
     Clock::time_point start = Clock::now();
-    long files = 0;
-    long known = 0;
     long failuresBefore = FailuresLogged();
-    long refusals = 0;
-    std::string refusal;
 };
 
-struct EndedPart {
-    Part part;
-    int number = 0; // 1, 2, ... in the order of time
-    long durationMs = 0;
-    long failures = 0;
-};
-
-// What was logged before this run, by another run of this process.
+// The counts before this run, which include those of earlier runs of this process.
 struct Baseline {
     long failures = 0;
     long linesNotLogged = 0;
 };
 
 struct Run {
+    Baseline before;
     bool hasBegun = false;
-    bool hasParts = false; // it is one that the tool began and will end
-    long number = 0;       // 0 = it isn't on record
-    long token = 0;        // its identity, with the number
+    bool hasParts = false; // true: begun by the tool, which also ends it
+    RunIdentity identity;  // number 0: the run is not recorded
     long startTm = 0;
-    long endTm = 0; // 0 = it hasn't ended
+    long endTm = 0; // 0 = the run has not ended
     double progress = 0.0;
-    std::optional<Part> part;
-    std::vector<EndedPart> unrecorded; // parts that are not on record yet
-    int partsOver = 0;
-    long files = 0; // of the parts that are over
-    long refusals = 0;
-    long refused = 0;                    // failures logged that were refusals
-    std::set<KRDB::DB_INSTANCE> changed; // databases that it may have changed
-    std::optional<long> failuresOnRecord;
+    std::optional<Part> part;        // the current one
+    std::vector<RunPart> unrecorded; // ended parts that are not recorded yet
+    int endedParts = 0;
+    long files = 0;                      // in the ended parts
+    long refusals = 0;                   // each of them is logged, but is not one of the failures
+    std::set<KRDB::DB_INSTANCE> changed; // databases that the run may have changed
+    std::optional<long> recordedFailures;
     Clock::time_point published;
 };
 
@@ -81,37 +69,31 @@ Run& ThisRun() {
     return run;
 }
 
-Baseline& BeforeThisRun() {
-    static Baseline baseline;
-    return baseline;
+long LinesNotLoggedIn(const Run& run) {
+    return LinesNotLogged() - run.before.linesNotLogged;
 }
 
-long LinesNotLoggedInRun() {
-    return LinesNotLogged() - BeforeThisRun().linesNotLogged;
-}
-
-// A log that can't be written is one, however many lines it didn't take.
+// A log that can't be written counts as one failure, however many lines it did not take.
 long FailuresOf(const Run& run) {
-    return FailuresLogged() - BeforeThisRun().failures - run.refused +
-           (LinesNotLoggedInRun() > 0 ? 1 : 0);
+    return FailuresLogged() - run.before.failures - run.refusals +
+           (LinesNotLoggedIn(run) > 0 ? 1 : 0);
+}
+
+void Reset(Baseline before) {
+    ThisRun() = Run();
+    ThisRun().before = before;
 }
 
 void Begin(long startTm) {
-    Run& run = ThisRun();
-    run = Run();
-    run.hasBegun = true;
-    run.startTm = startTm;
-}
-
-void Forget() {
-    ThisRun() = Run();
-    BeforeThisRun() = {FailuresLogged(), LinesNotLogged()};
+    Reset(ThisRun().before);
+    ThisRun().hasBegun = true;
+    ThisRun().startTm = startTm;
 }
 
 void Publish() {
     Run& run = ThisRun();
     LiveRun live;
-    live.run = run.number;
+    live.run = run.identity.number;
     live.pid = getpid();
     live.startTm = run.startTm;
     live.progress = run.progress;
@@ -119,54 +101,53 @@ void Publish() {
     live.failures = FailuresOf(run);
     live.refusals = run.refusals;
     if (run.part) {
-        live.kind = run.part->kind;
-        live.camId = run.part->camId;
-        live.known = run.part->known;
-        live.partFiles = run.part->files;
-        live.files += run.part->files;
+        const RunPart& part = run.part->record;
+        live.kind = part.kind;
+        live.camId = part.camId;
+        live.known = part.known;
+        live.partFiles = part.files;
+        live.files += part.files;
     }
     PublishLiveRun(live);
     run.published = Clock::now();
 }
 
-std::string PartSql(long run, const EndedPart& ended) {
-    const Part& part = ended.part;
+std::string PartSql(long run, long number, const RunPart& part) {
     return Format(
         "INSERT INTO run_part (run, part, kind, camera_id, duration_ms, files, known, failures, "
-        "refusals, refusal) VALUES (%ld, %d, %s, %d, %ld, %ld, %ld, %ld, %ld, %s);",
-        run, ended.number, Quote(part.kind).c_str(), part.camId, ended.durationMs, part.files,
-        part.known, ended.failures, part.refusals, Quote(part.refusal).c_str());
+        "refusals, refusal) VALUES (%ld, %ld, %s, %d, %ld, %ld, %ld, %ld, %ld, %s);",
+        run, number, Quote(part.kind).c_str(), part.camId, part.durationMs, part.files, part.known,
+        part.failures, part.refusals, Quote(part.refusal).c_str());
 }
 
 std::string UnrecordedPartsSql(const Run& run) {
     std::string sql;
-    for (const EndedPart& ended : run.unrecorded) {
-        sql += PartSql(run.number, ended);
+    long number = run.endedParts - static_cast<long>(run.unrecorded.size());
+    for (const RunPart& part : run.unrecorded) {
+        sql += PartSql(run.identity.number, ++number, part);
     }
     return sql;
 }
 
-// The part in progress is over now.
+// Ends the current part without recording it.
 void FinishPart() {
     Run& run = ThisRun();
     if (!run.part) {
         return;
     }
-    EndedPart ended;
-    ended.number = ++run.partsOver;
+    RunPart& ended = run.unrecorded.emplace_back(std::move(run.part->record));
     ended.durationMs = static_cast<long>(
         std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - run.part->start)
             .count());
-    ended.failures = FailuresLogged() - run.part->failuresBefore;
-    ended.part = std::move(*run.part);
-    run.files += ended.part.files;
+    ended.failures = FailuresLogged() - run.part->failuresBefore - ended.refusals;
+    run.files += ended.files;
+    ++run.endedParts;
     run.part.reset();
-    run.unrecorded.push_back(std::move(ended));
 }
 
 void RecordParts() {
     Run& run = ThisRun();
-    if (run.number != 0 && !run.unrecorded.empty()) {
+    if (run.identity.number != 0 && !run.unrecorded.empty()) {
         Execute(KRDB::DB_SYSTEM, UnrecordedPartsSql(run));
         run.unrecorded.clear();
     }
@@ -177,8 +158,8 @@ void EndPart() {
     LogExceptions(RecordParts);
 }
 
-// By the age of the ledger in the same database, as of what was removed. Of the runs, which stay,
-// only those are looked at that can have parts.
+// Deletes old parts by the age of the ledger in the same database, like removed rows. Runs are not
+// deleted; the statements examine only those that can have parts.
 std::string ForgetPartsSql(long keepS) {
     const std::string ofParts = "id >= (SELECT min(run) FROM run_part)";
     const std::string ageS = "(SELECT age_s FROM ledger_age)";
@@ -187,7 +168,7 @@ std::string ForgetPartsSql(long keepS) {
            Format(" - %ld AND ", keepS) + ofParts + ");";
 }
 
-void RecordEnd(long keepS) {
+void RecordEnd() {
     Run& run = ThisRun();
     RecordRun();
     const long failures = FailuresOf(run);
@@ -196,38 +177,38 @@ void RecordEnd(long keepS) {
         UnrecordedPartsSql(run) + BringAgeUpToDateSql(ReadMoment()) +
             Format("UPDATE run SET end_tm = %ld, failures = %ld, refusals = %ld, unlogged = %ld, "
                    "age_s = (SELECT age_s FROM ledger_age) WHERE id = %ld RETURNING id;",
-                   run.endTm, failures, run.refusals, LinesNotLoggedInRun(), run.number) +
-            ForgetPartsSql(keepS));
+                   run.endTm, failures, run.refusals, LinesNotLoggedIn(run), run.identity.number) +
+            ForgetPartsSql(GetSettings().ledger.keepDays * kSecondsPerDay));
     if (rows.RowCount() != 1) {
-        throw Error("the record of run " + std::to_string(run.number) + " is gone");
+        throw Error("the record of run " + std::to_string(run.identity.number) + " is missing");
     }
     run.unrecorded.clear();
-    run.failuresOnRecord = failures;
+    run.recordedFailures = failures;
 }
 
-// What was done under a number stays under it.
+// Changes that were made under a number can't be assigned to another one.
 void RequireNothingChanged(const Run& run) {
     if (!run.changed.empty()) {
-        throw Error("an older run has the number " + std::to_string(run.number) +
-                    ", too, as databases were restored: nothing is changed; the next run has "
-                    "another number");
+        throw Error("an older run in a restored database has the number " +
+                    std::to_string(run.identity.number) +
+                    ", too: nothing was changed; the next run will have another number");
     }
 }
 
-// Before the run's first change of a database.
+// Must be called before the run changes a database.
 void PrepareToChange(KRDB::DB_INSTANCE instance) {
     Run& run = ThisRun();
     const KRDB::DB_INSTANCE database = InstancesBeside(instance).front();
     if (run.changed.contains(database)) {
         return;
     }
-    if (HoldsRun(instance, run.number)) {
+    if (HoldsRun(instance, run.identity.number)) {
         RequireNothingChanged(run);
-        run.number = RenumberRun(run.number);
+        run.identity.number = RenumberRun(run.identity.number);
         Publish();
     }
     if (run.changed.empty()) {
-        SecureRunNumber(run.number);
+        SecureRunNumber(run.identity.number);
     }
     run.changed.insert(database);
 }
@@ -242,16 +223,14 @@ void BeginRun(long startTm) {
 
 void RecordRun(bool waitForLock) {
     Run& run = ThisRun();
-    if (run.number == 0) {
-        const RunIdentity identity = AddRunRecord(run.startTm, waitForLock);
-        run.number = identity.number;
-        run.token = identity.token;
+    if (run.identity.number == 0) {
+        run.identity = AddRunRecord(run.startTm, waitForLock);
         Publish();
     }
 }
 
 long RunNumber() {
-    return ThisRun().number;
+    return ThisRun().identity.number;
 }
 
 DBResult_tag ExecuteInRun(KRDB::DB_INSTANCE instance, const std::string& sql,
@@ -265,12 +244,12 @@ DBResult_tag ExecuteInRun(KRDB::DB_INSTANCE instance, const std::string& sql,
     }
     ExecuteOptions counted = options;
     if (ThisRun().part) {
-        counted.camId = ThisRun().part->camId;
-        Publish(); // it may have to wait for other writers
+        counted.camId = ThisRun().part->record.camId;
+        Publish(); // before waiting for other writers
     }
     RecordRun(options.waitForLock);
     PrepareToChange(instance);
-    return ExecuteFor({ThisRun().number, ThisRun().token}, instance, sql, counted);
+    return ExecuteFor(ThisRun().identity, instance, sql, counted);
 }
 
 void BeginPart(const std::string& kind, int camId) {
@@ -278,38 +257,36 @@ void BeginPart(const std::string& kind, int camId) {
     if (!run.hasParts) {
         return;
     }
-    if (run.part && run.part->kind.empty() && run.part->camId == camId) {
-        run.part->kind = kind;
+    if (run.part && run.part->record.kind.empty() && run.part->record.camId == camId) {
+        run.part->record.kind = kind;
     } else {
         EndPart();
         run.part.emplace();
-        run.part->kind = kind;
-        run.part->camId = camId;
+        run.part->record.kind = kind;
+        run.part->record.camId = camId;
     }
     Publish();
 }
 
 void TurnToCamera(int camId) {
-    if (!ThisRun().part || ThisRun().part->camId != camId) {
+    if (!ThisRun().part || ThisRun().part->record.camId != camId) {
         BeginPart("", camId);
     }
 }
 
 void NoteKnownRows(long rows) {
     if (ThisRun().part) {
-        ThisRun().part->known = rows;
+        ThisRun().part->record.known = rows;
         Publish();
     }
 }
 
 void NoteRefusal(const std::string& why) {
-    Run& run = ThisRun();
-    ++run.refusals;
-    ++run.refused;
-    if (run.part) {
-        ++run.part->refusals;
-        ++run.part->failuresBefore;
-        run.part->refusal = run.part->refusal.empty() ? why : run.part->refusal;
+    ++ThisRun().refusals;
+    if (ThisRun().part) {
+        RunPart& part = ThisRun().part->record;
+        ++part.refusals;
+        part.refusal = part.refusal.empty() ? why : part.refusal;
     }
 }
 
@@ -325,9 +302,8 @@ void CountFile(int /*folder*/) {
     if (!run.part) {
         return;
     }
-    ++run.part->files;
-    if (run.part->files % kFilesBetweenClockReads == 0 &&
-        Clock::now() - run.published > kPublishEvery) {
+    const long files = ++run.part->record.files;
+    if (files % kFilesBetweenClockReads == 0 && Clock::now() - run.published > kPublishEvery) {
         Publish();
     }
 }
@@ -345,18 +321,17 @@ void RecordRunEnd() {
     if (!ThisRun().hasBegun) {
         return;
     }
-    const long keepDays = GetSettings().ledger.keepDays;
-    // First, as its failure is the run's.
-    LogExceptions([&] { ForgetExpired(keepDays); });
-    RecordEnd(keepDays * kSecondsPerDay);
+    // Expires first, so that a failure of it counts as the run's.
+    LogExceptions([] { ForgetExpired(GetSettings().ledger.keepDays); });
+    RecordEnd();
 }
 
 void CloseRun() {
     const Run& run = ThisRun();
-    if (run.hasBegun && run.failuresOnRecord != FailuresOf(run)) {
-        RecordEnd(GetSettings().ledger.keepDays * kSecondsPerDay);
+    if (run.hasBegun && run.recordedFailures != FailuresOf(run)) {
+        RecordEnd();
     }
-    Forget();
+    Reset({FailuresLogged(), LinesNotLogged()});
 }
 
 } // namespace recorder

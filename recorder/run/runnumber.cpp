@@ -106,7 +106,7 @@ long RenumberRun(long number) {
                     RaiseIdsSql(KRDB::DB_SYSTEM, "run", other) +
                     Format("UPDATE run SET id = %ld WHERE id = %ld RETURNING id;", other, number));
     if (rows.RowCount() != 1) {
-        throw Error("the record of run " + std::to_string(number) + " is gone");
+        throw Error("the record of run " + std::to_string(number) + " is missing");
     }
     return other;
 }

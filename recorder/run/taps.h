@@ -1,18 +1,18 @@
-// What the recorder learns from the tool's work. The tool announces neither runs nor their parts
-// nor what it counts, so the recorder taps what the tool does. These are all of the taps:
+// How the recorder learns what the tool does. The tool announces neither runs nor their parts nor
+// what it counts, so the recorder observes (taps) the tool's calls. These are all taps:
 //
-//   tap            taken in                            reason
-//   BeginRun       RecordTaskStatusToConf, not done    the first call of every run, registered or
-//   not EndRun         RecordTaskStatusToConf, done        the last one NoteProgress
-//   SetTaskProgress                     the call has the value TurnToCamera   Camera::Load the
-//   first call for a camera BeginPart      KRDB::Execute, a table's SELECT     a part reads its
-//   table as it begins NoteKnownRows  KRDB::Execute, a table's SELECT     the result has the number
-//   of rows ExecuteInRun   KRDB::Execute, every other text     what it changes is the run's work
-//   CountFile      readdir64_r (walk.cpp)              the only call for each entry of the walk
-//   NoteRefusal    where the recorder refuses          the reason is known there
-//   IsFailure      KRPrintf (logging/failures.h)       the tool reports failures in the log only
+// - BeginRun: RecordTaskStatusToConf with "not done", the first call of every run
+// - EndRun: RecordTaskStatusToConf with "done", the last call of every run
+// - NoteProgress: SetTaskProgress, which has the value
+// - TurnToCamera: Camera::Load, the first call for a camera
+// - BeginPart: KRDB::Execute with the SELECT of a table, with which a part begins
+// - NoteKnownRows: the same SELECT, whose result has the number of rows
+// - ExecuteInRun: KRDB::Execute with any other text, whose changes are the run's
+// - CountFile: readdir64_r (walk.cpp), the only call for each entry of the walk
+// - NoteRefusal: the places where the recorder refuses, which know the reason
+// - IsFailure: KRPrintf (logging/failures.h), because the tool reports failures only in the log
 //
-// BeginPart (see tableread.h) and IsFailure recognise texts of the tool; tests/unit/taps fails when
+// BeginPart (see tableread.h) and IsFailure recognise texts of the tool; tests/unit/taps fails if
 // the tool changes them. BeginRun, EndRun and NoteProgress are declared in run.h. krplan has its
 // own implementation of the functions below (tools/krplan/seam.h).
 
@@ -25,31 +25,30 @@
 
 namespace recorder {
 
-// Runs `sql` as Execute does, on behalf of this process's run: what it removes can be put back,
-// what it adds and removes is counted for the camera of the current part. A change without a run
-// that BeginRun began is recorded as a run of its own. Throws Error also when the run can't be
-// recorded; nothing has changed then.
+// Runs `sql` like Execute, as part of this process's run: removed rows can be restored, and added
+// and removed rows are counted for the camera of the current part. Without a call of BeginRun, the
+// changes are recorded as a separate run. Throws Error also when the run can't be recorded; nothing
+// has changed then.
 DBResult_tag ExecuteInRun(KRDB::DB_INSTANCE instance, const std::string& sql,
                           const ExecuteOptions& options = {});
 
-// A part of the run begins, and the one before ends: a kind of media or, where the kind has
-// cameras, a kind of media of one camera. `kind` is the table; `camId` is 0 where there is no
-// camera. Does nothing outside of a run that BeginRun began. A failure to record the part before is
-// logged.
+// Ends the current part of the run, if there is one, and begins the next: one kind of media or,
+// where the kind has cameras, of one camera. `kind` is the table; `camId` is 0 without a camera.
+// Does nothing unless BeginRun was called. A failure to record the ended part is logged.
 void BeginPart(const std::string& kind, int camId);
 
-// The tool loads a camera. A part whose kind is not known yet begins, unless the current part is
-// that camera's.
+// The tool loads a camera. Begins a part whose kind is not known yet, unless the current part is
+// that of the camera.
 void TurnToCamera(int camId);
 
-// The number of rows that the current part had before anything was changed.
+// Sets the number of rows that the current part had before it changed any.
 void NoteKnownRows(long rows);
 
-// The recorder refuses what the tool asked for, as it might do harm; `why` is for people. The error
-// that is logged for it is not counted as a failure too.
+// The recorder refuses a request of the tool that might do harm; `why` is for people. The error
+// logged for the refusal is not counted as a failure.
 void NoteRefusal(const std::string& why);
 
-// The walk has found a regular file in the folder with this descriptor.
+// The walk has visited a regular file in the folder with this descriptor.
 void CountFile(int folder);
 
 } // namespace recorder
