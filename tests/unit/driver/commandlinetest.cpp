@@ -47,6 +47,7 @@ class NoJobTest : public CommandLineTest, public testing::WithParamInterface<Arg
 
 TEST_P(NoJobTest, DoesNothing) {
     const Outcome outcome = RunMainCaptured(GetParam());
+
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.output, "");
     EXPECT_EQ(outcome.errors, "");
@@ -61,6 +62,7 @@ class HelpTest : public CommandLineTest, public testing::WithParamInterface<Args
 
 TEST_P(HelpTest, PrintsTheUsageAndRunsNoJob) {
     const Outcome outcome = RunMainCaptured(GetParam());
+
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.output, kUsage);
     EXPECT_EQ(outcome.errors, "");
@@ -84,6 +86,7 @@ class MisuseTest : public CommandLineTest, public testing::WithParamInterface<Mi
 
 TEST_P(MisuseTest, PrintsADiagnosticAndTheUsageAndFails) {
     const Outcome outcome = RunMainCaptured(GetParam().args);
+
     EXPECT_EQ(outcome.status, -1);
     EXPECT_EQ(outcome.output, kUsage);
     EXPECT_EQ(outcome.errors, GetParam().diagnostic);
@@ -119,6 +122,7 @@ class JobOptionTest : public CommandLineTest, public testing::WithParamInterface
 
 TEST_P(JobOptionTest, RunsItsJobsInTheFixedOrder) {
     const Outcome outcome = RunMainCaptured(GetParam().args);
+
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.output, "");
     EXPECT_EQ(outcome.errors, "");
@@ -182,7 +186,9 @@ INSTANTIATE_TEST_SUITE_P(Arguments, CameraArgumentTest,
 
 TEST_F(CommandLineTest, StartTimeOfTheRunComesFromTheClock) {
     libc.now = 1394590500;
+
     EXPECT_EQ(RunMain({"-e"}), 0);
+
     EXPECT_EQ(platform.LinesOf("RecordTaskStatusToConf"),
               Lines({"RecordTaskStatusToConf(1394590500, 0, false)",
                      "RecordTaskStatusToConf(1394590500, 0, true)"}));
@@ -191,7 +197,9 @@ TEST_F(CommandLineTest, StartTimeOfTheRunComesFromTheClock) {
 TEST_F(CommandLineTest, StartTimeOfTheRunIsReadBeforeTheOptionsAreParsed) {
     libc.now = 111;
     libc.beforeGetopt = [this] { libc.now = 222; };
+
     EXPECT_EQ(RunMain({"-e"}), 0);
+
     EXPECT_EQ(
         platform.LinesOf("RecordTaskStatusToConf"),
         Lines({"RecordTaskStatusToConf(111, 0, false)", "RecordTaskStatusToConf(111, 0, true)"}));

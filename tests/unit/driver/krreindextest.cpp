@@ -41,6 +41,7 @@ TEST_F(EntryFunctionTest, SnapshotTableIsInDatabaseEight) {
 
 TEST_F(EntryFunctionTest, EventTableIsInDatabaseFourAndIsReadForTheCamera) {
     EXPECT_EQ(ReindexEvent(5), 0);
+
     EXPECT_EQ(Statements(),
               Lines({Query(4, "SELECT id as id, path as path FROM event WHERE camera_id = 5;")}));
     EXPECT_EQ(platform.LinesOf("Camera::Load"), "Camera::Load(5, 0, 0)\n");
@@ -49,6 +50,7 @@ TEST_F(EntryFunctionTest, EventTableIsInDatabaseFourAndIsReadForTheCamera) {
 
 TEST_F(EntryFunctionTest, AlertEventTableIsInDatabaseFourAndIsReadForTheCamera) {
     EXPECT_EQ(ReindexAlertEvent(5), 0);
+
     EXPECT_EQ(
         Statements(),
         Lines({Query(4, "SELECT id as id, path as path FROM alert_event WHERE camera_id = 5;")}));
@@ -78,20 +80,25 @@ TEST_F(EntryFunctionTest, ReturnsTheResultOfTheIndexer) {
 
 TEST_F(EntryFunctionTest, FailedEmapIndexerIsLogged) {
     platform.Fail("Execute");
+
     EXPECT_EQ(ReindexEmap(), -1);
+
     EXPECT_EQ(OwnMessages(),
               Lines({Log("error", "krreindex", "ReindexEmap", "Failed to re-index emap.\n")}));
 }
 
 TEST_F(EntryFunctionTest, FailedSnapshotIndexerIsLogged) {
     platform.Fail("Execute");
+
     EXPECT_EQ(ReindexSnapshot(), -1);
+
     EXPECT_EQ(OwnMessages(), Lines({Log("error", "krreindex", "ReindexSnapshot",
                                         "Failed to re-index snapshot.\n")}));
 }
 
 TEST_F(EntryFunctionTest, CameraThatCannotBeLoadedIsLoggedForItsRecordings) {
     EXPECT_EQ(ReindexEvent(9), -1);
+
     EXPECT_EQ(OwnMessages(), Lines({Log("error", "krreindex", "ReindexEvent",
                                         "Failed to reindex event of cam [9].\n")}));
     EXPECT_EQ(Statements(), "");
@@ -99,6 +106,7 @@ TEST_F(EntryFunctionTest, CameraThatCannotBeLoadedIsLoggedForItsRecordings) {
 
 TEST_F(EntryFunctionTest, CameraThatCannotBeLoadedIsLoggedForItsAlertRecordings) {
     EXPECT_EQ(ReindexAlertEvent(9), -1);
+
     EXPECT_EQ(OwnMessages(), Lines({Log("error", "krreindex", "ReindexAlertEvent",
                                         "Failed to reindex alert event of cam [9].\n")}));
     EXPECT_EQ(Statements(), "");
@@ -150,7 +158,9 @@ TEST_P(EntryFunctionExceptionTest, FreesTheIndexer) {
 
 TEST_P(EntryFunctionExceptionTest, FreesTheRowsThatWereBeingRead) {
     ThrowFrom("KRDBFetchRow");
+
     EXPECT_THROW(GetParam().run(), PlatformError);
+
     EXPECT_EQ(platform.LiveResultCnt(), 0U);
     EXPECT_EQ(OwnMessages(), "");
 }
@@ -171,7 +181,9 @@ TEST_F(EntryFunctionTest, ExceptionDuringTheWalkClosesTheFolder) {
             throw PlatformError();
         }
     };
+
     EXPECT_THROW(ReindexEvent(5), PlatformError);
+
     EXPECT_EQ(platform.CallCnt("KRRegEx::IsMatch"), 1);
     EXPECT_EQ(libc.openDirCnt, 0);
 }

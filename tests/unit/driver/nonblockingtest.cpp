@@ -185,7 +185,9 @@ TEST_F(NonBlockingTest, ParentReturnsIfTheChildDies) {
             _exit(7);
         }
     };
+
     EXPECT_EQ(Run({"-n", "-e"}), 0);
+
     ASSERT_GT(libc.child, 0);
     EXPECT_EQ(ChildStatus(), 7);
     EXPECT_EQ(platform.CallCnt("RegTaskDone"), 0);
@@ -193,7 +195,9 @@ TEST_F(NonBlockingTest, ParentReturnsIfTheChildDies) {
 
 TEST_F(NonBlockingTest, ChildRunsNoExitHandlers) {
     ASSERT_EQ(std::atexit(ReportExitHandler), 0);
+
     EXPECT_EQ(Run({"-n", "-e"}), 0);
+
     ASSERT_GT(libc.child, 0);
     EXPECT_EQ(ChildStatus(), 0);
     EXPECT_EQ(Journal("an exit handler ran"), "");
@@ -202,7 +206,9 @@ TEST_F(NonBlockingTest, ChildRunsNoExitHandlers) {
 
 TEST_F(NonBlockingTest, ChildExitsWithZeroEvenIfItsJobsFail) {
     platform.FailAlways("Execute");
+
     EXPECT_EQ(Run({"-n", "-e"}), 0);
+
     ASSERT_GT(libc.child, 0);
     EXPECT_EQ(ChildStatus(), 0);
     EXPECT_NE(Journal("child: ").find("record cnt [-1]"), std::string::npos);
@@ -211,7 +217,9 @@ TEST_F(NonBlockingTest, ChildExitsWithZeroEvenIfItsJobsFail) {
 TEST_F(NonBlockingTest, FailedPipeEndsTheTaskWithStatusOne) {
     libc.pipeError = EMFILE;
     LogUpTo(0);
+
     EXPECT_EQ(Run({"-n", "-e"}), 1);
+
     EXPECT_EQ(Transcript(), Lines({
                                 "RegTaskStart()",
                                 "pipe()",
@@ -224,7 +232,9 @@ TEST_F(NonBlockingTest, FailedPipeEndsTheTaskWithStatusOne) {
 TEST_F(NonBlockingTest, FailedForkEndsTheTaskWithStatusZero) {
     libc.forkError = EAGAIN;
     LogUpTo(0);
+
     EXPECT_EQ(Run({"-n", "-e"}), 0);
+
     EXPECT_EQ(Transcript(), Lines({
                                 "RegTaskStart()",
                                 "pipe()",

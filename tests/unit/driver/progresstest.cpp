@@ -46,6 +46,7 @@ TEST_F(ProgressTest, EmapJobTakesHalfAndThreeCamerasASixthEach) {
 
 TEST_F(ProgressTest, ShareIsDividedByTheCamerasBeforeTheJobs) {
     AddCameras(9);
+
     EXPECT_EQ(ProgressOf({"-r", "-1", "-r", "-1", "-r", "-1", "-r", "-1", "-r", "-1"}),
               (Values{0x1.6c16c16c16c16p-6, 0x1.6c16c16c16c16p-5, 0x1.1111111111110p-4,
                       0x1.6c16c16c16c16p-4, 0x1.c71c71c71c71cp-4, 0x1.1111111111111p-3,
@@ -94,7 +95,9 @@ TEST_F(ProgressTest, ProgressIsReadOnceAndKept) {
             platform.progress = 0.9; // set by another process
         }
     };
+
     EXPECT_EQ(ProgressOf({"-r", "-1"}), (Values{0.5, 1.0}));
+
     EXPECT_EQ(platform.CallCnt("GetTaskProgress"), 1);
 }
 

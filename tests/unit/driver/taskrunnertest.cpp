@@ -78,14 +78,18 @@ TEST_F(TaskRunnerTest, RefusalIsLoggedWithAnyConfiguration) {
     Request(JOB_EMAP, 1);
     LogUpTo(0);
     platform.Fail("RegTaskStart", 1, 75);
+
     EXPECT_EQ(Start(m_opt), 75);
+
     EXPECT_EQ(Messages(),
               Lines({LogAlways("krindexer", "Start", "Failed to register reindex task.\n")}));
 }
 
 TEST_F(TaskRunnerTest, BlockingRunRegistersTheTaskBeforeTheJobsAndEndsItAfterwards) {
     Request(JOB_EMAP, 1);
+
     EXPECT_EQ(Start(m_opt), 0);
+
     EXPECT_EQ(Transcript(),
               Lines({
                   "RegTaskStart()",
@@ -106,7 +110,9 @@ TEST_F(TaskRunnerTest, UnregisteredRunStaysInThisProcessAndEndsNoTask) {
     Request(JOB_EMAP, 1);
     m_opt.noTaskReg = true;
     m_opt.nonBlocking = true;
+
     EXPECT_EQ(Start(m_opt), 0);
+
     EXPECT_EQ(libc.child, -1);
     for (const char* operation : {"RegTaskStart", "RegTaskDone", "SetTaskPid"}) {
         EXPECT_EQ(platform.CallCnt(operation), 0) << operation;
@@ -120,7 +126,9 @@ TEST_F(TaskRunnerTest, UnregisteredRunStaysInThisProcessAndEndsNoTask) {
 TEST_F(TaskRunnerTest, EmapJobReturnsAndLogsTheCount) {
     Request(JOB_EMAP, 4);
     platform.queries[kEmapSelect] = StaleRows(2);
+
     EXPECT_EQ(DoReindexEmap(m_opt), 2);
+
     EXPECT_EQ(Logged("DoReindexEmap"), "Start to re-index emap.\n"
                                        "Re-index emap complete with re-indexed record cnt [2].\n");
     EXPECT_EQ(m_opt.doneJobCnt, 1);
@@ -129,7 +137,9 @@ TEST_F(TaskRunnerTest, EmapJobReturnsAndLogsTheCount) {
 TEST_F(TaskRunnerTest, SnapshotJobReturnsAndLogsTheCount) {
     Request(JOB_SNAPSHOT, 4);
     platform.queries[kSnapshotSelect] = StaleRows(3);
+
     EXPECT_EQ(DoReindexSnapshot(m_opt), 3);
+
     EXPECT_EQ(platform.LinesOf("KRPrintf(0, reindex, notice, krindexer"),
               Lines({
                   Log("notice", "krindexer", "DoReindexSnapshot", "Start to re-index snapshot.\n"),
@@ -159,7 +169,9 @@ TEST_F(TaskRunnerTest, RecordingJobAddsUpTheCamerasThatSucceeded) {
         platform.queries[EventSelect(camId)] = StaleRows(camId);
     }
     platform.cameraIds = {{4, 3, 1, 2}}; // there is no camera 3
+
     EXPECT_EQ(DoReindexEvent(m_opt, true), 7);
+
     EXPECT_EQ(platform.LinesOf("Camera::Load"),
               Lines({"Camera::Load(4, 0, 0)", "Camera::Load(3, 0, 0)", "Camera::Load(1, 0, 0)",
                      "Camera::Load(2, 0, 0)"}));
@@ -179,7 +191,9 @@ TEST_F(TaskRunnerTest, AlertRecordingJobAddsUpTheCamerasThatSucceeded) {
         platform.queries[AlertEventSelect(camId)] = StaleRows(camId);
     }
     platform.cameraIds = {{4, 3, 1, 2}};
+
     EXPECT_EQ(DoReindexAlertEvent(m_opt), 7);
+
     EXPECT_EQ(
         platform.LinesOf("KRPrintf(0, reindex, notice, krindexer"),
         Lines({
@@ -194,7 +208,9 @@ TEST_F(TaskRunnerTest, AlertRecordingJobAddsUpTheCamerasThatSucceeded) {
 
 TEST_F(TaskRunnerTest, RecordingJobWithoutCamerasStillCleansUpAndRecounts) {
     Request(JOB_EVENT, 1);
+
     EXPECT_EQ(DoReindexEvent(m_opt, true), 0);
+
     EXPECT_EQ(Transcript(),
               Lines({
                   Log("notice", "krindexer", "DoReindexEvent", "Start to re-index event.\n"),
@@ -209,7 +225,9 @@ TEST_F(TaskRunnerTest, RecordingJobWithoutCamerasStillCleansUpAndRecounts) {
 
 TEST_F(TaskRunnerTest, AlertRecordingJobReadsTheProgressBeforeTheCameras) {
     Request(JOB_ALERT_EVENT, 1);
+
     EXPECT_EQ(DoReindexAlertEvent(m_opt), 0);
+
     EXPECT_EQ(
         Transcript(),
         Lines({
@@ -224,7 +242,9 @@ TEST_F(TaskRunnerTest, AlertRecordingJobReadsTheProgressBeforeTheCameras) {
 TEST_F(TaskRunnerTest, RequestedCameraIsLoadedWithoutListingCameras) {
     Request(JOB_EVENT, 1);
     m_opt.camId = 7;
+
     EXPECT_EQ(DoReindexEvent(m_opt, true), 0);
+
     EXPECT_EQ(
         Transcript(),
         Lines({
@@ -260,7 +280,9 @@ TEST_F(TaskRunnerTest, OnlyTheRecordingCountReachesTheStatusRecord) {
     platform.queries[kSnapshotSelect] = StaleRows(2);
     platform.queries[EventSelect(1)] = StaleRows(4);
     platform.queries[AlertEventSelect(1)] = StaleRows(8);
+
     RunJobs(m_opt);
+
     EXPECT_EQ(
         platform.LinesOf("RecordTaskStatusToConf"),
         Lines({"RecordTaskStatusToConf(111, 0, false)", "RecordTaskStatusToConf(111, 4, true)"}));
@@ -273,7 +295,9 @@ TEST_F(TaskRunnerTest, ResultsOfTheJobsNeverReachTheExitStatus) {
     Request(JOB_EMAP | JOB_SNAPSHOT | JOB_EVENT | JOB_ALERT_EVENT, 4);
     AddCamera(1);
     platform.FailAlways("Execute");
+
     EXPECT_EQ(Start(m_opt), 0);
+
     EXPECT_EQ(platform.CallCnt("RegTaskDone"), 1);
 }
 
@@ -286,14 +310,18 @@ TEST_F(TaskRunnerTest, ResultOfTheRecountIsIgnored) {
 TEST_F(TaskRunnerTest, MessagesOfTheJobsObeyTheLogLevel) {
     Request(JOB_EMAP | JOB_SNAPSHOT | JOB_EVENT | JOB_ALERT_EVENT, 4);
     LogUpTo(LOG_LEVEL_WARNING);
+
     RunJobs(m_opt);
+
     EXPECT_EQ(Messages(), "");
 }
 
 TEST_F(TaskRunnerTest, FirstStatusRecordContainsTheCountOfTheOptions) {
     Request(JOB_EMAP, 1);
     m_opt.eventRecCnt = 7;
+
     RunJobs(m_opt);
+
     EXPECT_EQ(
         platform.LinesOf("RecordTaskStatusToConf"),
         Lines({"RecordTaskStatusToConf(111, 7, false)", "RecordTaskStatusToConf(111, 7, true)"}));

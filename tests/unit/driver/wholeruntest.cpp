@@ -229,7 +229,9 @@ TEST_F(WholeRunTest, AllFourJobsRunInOrder) {
 TEST_F(WholeRunTest, RecordingsAreIndexedWithoutRegistration) {
     LogSummariesOnly();
     platform.cameras[1] = Path("missing");
+
     EXPECT_EQ(RunMain({"-o", "-r", "-1"}), 0);
+
     EXPECT_EQ(Transcript(), Lines({
                                 "RecordTaskStatusToConf(111, 0, false)",
                                 Job("DoReindexEvent", "Start to re-index event.\n"),
@@ -250,7 +252,9 @@ TEST_F(WholeRunTest, RecordingsAreIndexedWithoutRegistration) {
 
 TEST_F(WholeRunTest, JobGivenTwiceRunsOnce) {
     LogSummariesOnly();
+
     EXPECT_EQ(RunMain({"-e", "-e"}), 0);
+
     EXPECT_EQ(Transcript(),
               Lines({
                   "RegTaskStart()",

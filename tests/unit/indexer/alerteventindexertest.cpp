@@ -39,6 +39,7 @@ std::string Complete() {
 
 TEST_F(AlertEventIndexerTest, UnchangedCameraIsStillAnnounced) {
     EXPECT_EQ(RunAlertEventIndexer(1), 0);
+
     EXPECT_EQ(Transcript(),
               Lines({
                   "Camera::Load(1, 0, 0)",
@@ -153,7 +154,9 @@ TEST_F(AlertEventIndexerTest, AllIdsArePassedInOneCall) {
         rows.emplace_back(std::to_string(id), RecordingName(id));
     }
     SetRows(rows);
+
     EXPECT_EQ(RunAlertEventIndexer(1), 2500);
+
     EXPECT_EQ(platform.CallCnt("AlertDelUnrefRecsFromDB"), 1);
 }
 
@@ -163,7 +166,9 @@ class AlertEventBatchTest : public AlertEventIndexerTest,
 TEST_P(AlertEventBatchTest, ContainsUpToAThousandStatements) {
     LogUpTo(LOG_LEVEL_NOTICE);
     MakeRecordings(GetParam().files);
+
     EXPECT_EQ(RunAlertEventIndexer(1), GetParam().files);
+
     EXPECT_EQ(InsertBatches(), GetParam().statements);
 }
 
@@ -173,7 +178,9 @@ TEST_F(AlertEventIndexerTest, FailedBatchIsLoggedCountedAndFollowedByTheNext) {
     LogUpTo(LOG_LEVEL_NOTICE);
     MakeRecordings(1001);
     platform.Fail("Execute", 2);
+
     EXPECT_EQ(RunAlertEventIndexer(1), 1001);
+
     EXPECT_EQ(InsertBatches(), (std::vector<std::size_t>{1000, 1}));
     EXPECT_EQ(Messages(),
               Lines({
@@ -187,7 +194,9 @@ TEST_F(AlertEventIndexerTest, RowsAreAddedToTheRecordingDatabaseWithAnyTableDesc
     MakeRecordings(1);
     KRIndex::AlertEventIndexer indexer({KRDB::DB_SYSTEM, "t", "i", "p"});
     indexer.m_camId = 1;
+
     EXPECT_EQ(indexer.Start(), 1);
+
     ASSERT_EQ(platform.statements.size(), 2U);
     EXPECT_EQ(platform.statements[0].db, 0);
     EXPECT_EQ(platform.statements[1].db, 4);
@@ -201,7 +210,9 @@ TEST_F(AlertEventIndexerTest, OrdinaryRecordingsAreIgnored) {
 
 TEST_F(AlertEventIndexerTest, MissingFolderIsReportedWithItsPath) {
     platform.cameras[2] = MakeDir("cam2");
+
     EXPECT_EQ(RunAlertEventIndexer(2), 0);
+
     EXPECT_EQ(platform.LinesOf("KRPrintf(0, reindex, info"),
               Lines({Log("info", "eventindexer", "InitTgtDirList",
                          "Target source dir [DIR/cam2/laRec] doesn't exist.\n")}));

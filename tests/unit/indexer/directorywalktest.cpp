@@ -62,7 +62,9 @@ TEST_F(DirectoryWalkTest, UnreadableFolderIsLoggedAndTheNextIsWalked) {
 
 TEST_F(DirectoryWalkTest, RegularFileIsProcessedWithItsStatus) {
     MakeFile("d/a b;'.png", 4321);
+
     m_indexer.ProcessDirAndFiles(Path("d"));
+
     EXPECT_EQ(Transcript(), "ProcessFile(DIR/d/a b;'.png, a b;'.png)\n");
     ASSERT_EQ(m_indexer.stats.size(), 1U);
     EXPECT_EQ(m_indexer.stats[0].st_size, 4321);
@@ -78,7 +80,9 @@ TEST_F(DirectoryWalkTest, HiddenFilesAreProcessed) {
 TEST_F(DirectoryWalkTest, SubfolderIsIgnored) {
     MakeFile("d/sub/20140312-101500-1394590500.mp4");
     MakeFile("d/sub/a.png");
+
     m_indexer.ProcessDirAndFiles(Path("d"));
+
     EXPECT_EQ(Transcript(), "");
 }
 
@@ -97,14 +101,18 @@ TEST_F(DirectoryWalkTest, LinksSocketsAndPipesAreIgnored) {
 TEST_F(DirectoryWalkTest, EntriesOfUnknownTypeAreIgnored) {
     MakeFile("d/a.png");
     libc.listings[Path("d")] = {{"a.png", DT_UNKNOWN}};
+
     m_indexer.ProcessDirAndFiles(Path("d"));
+
     EXPECT_EQ(Transcript(), "");
 }
 
 TEST_F(DirectoryWalkTest, DotEntriesOfAnyTypeAreSkipped) {
     MakeFile("d/a.png");
     libc.listings[Path("d")] = {{".", DT_REG}, {"..", DT_REG}, {"a.png", DT_REG}};
+
     m_indexer.ProcessDirAndFiles(Path("d"));
+
     EXPECT_EQ(Transcript(), "ProcessFile(DIR/d/a.png, a.png)\n");
 }
 
@@ -113,7 +121,9 @@ TEST_F(DirectoryWalkTest, EntriesAreProcessedInTheOrderOfTheFolder) {
         MakeFile(std::string("d/") + name);
     }
     libc.listings[Path("d")] = {{"b"}, {"c"}, {"a"}};
+
     m_indexer.ProcessDirAndFiles(Path("d"));
+
     EXPECT_EQ(Processed(), Lines({"ProcessFile(DIR/d/b, b)", "ProcessFile(DIR/d/c, c)",
                                   "ProcessFile(DIR/d/a, a)"}));
 }
@@ -121,7 +131,9 @@ TEST_F(DirectoryWalkTest, EntriesAreProcessedInTheOrderOfTheFolder) {
 TEST_F(DirectoryWalkTest, VanishedFileIsProcessedWithTheStatusOfThePreviousFile) {
     MakeFile("d/a", 4321);
     libc.listings[Path("d")] = {{"a"}, {"vanished"}};
+
     m_indexer.ProcessDirAndFiles(Path("d"));
+
     EXPECT_EQ(Transcript(),
               Lines({"ProcessFile(DIR/d/a, a)", "ProcessFile(DIR/d/vanished, vanished)"}));
     ASSERT_EQ(m_indexer.stats.size(), 2U);
@@ -140,7 +152,9 @@ TEST_F(DirectoryWalkTest, VanishedFirstFileIsProcessedWithAnEmptyStatus) {
     MakeDir("d");
     libc.listings[Path("d")] = {{"vanished"}};
     DirtyTheStack();
+
     m_indexer.ProcessDirAndFiles(Path("d"));
+
     ASSERT_EQ(m_indexer.stats.size(), 1U);
     EXPECT_EQ(m_indexer.stats[0].st_ino, 0U);
     EXPECT_EQ(m_indexer.stats[0].st_size, 0);
@@ -152,7 +166,9 @@ TEST_F(DirectoryWalkTest, FileWithoutStatusIsLoggedAndSkipped) {
     MakeFile("d/b");
     libc.listings[Path("d")] = {{"a"}, {"b"}};
     libc.statErrors[Path("d/a")] = EIO;
+
     m_indexer.ProcessDirAndFiles(Path("d"));
+
     EXPECT_EQ(Transcript(), Lines({
                                 Log("error", "indexer", "ProcessDirAndFiles",
                                     "Failed to stat file [DIR/d/a] with errno [5].\n"),
@@ -166,7 +182,9 @@ TEST_F(DirectoryWalkTest, ReadErrorEndsTheListingSilently) {
     }
     libc.listings[Path("d")] = {{"a"}, {"b"}, {"c"}};
     libc.readErrorAfter[Path("d")] = 2;
+
     m_indexer.ProcessDirAndFiles(Path("d"));
+
     EXPECT_EQ(Transcript(), Lines({"ProcessFile(DIR/d/a, a)", "ProcessFile(DIR/d/b, b)"}));
     EXPECT_EQ(libc.openDirCnt, 0);
 }
@@ -176,13 +194,17 @@ TEST_F(DirectoryWalkTest, ResultOfProcessFileIsIgnored) {
     MakeFile("d/a");
     MakeFile("d/b");
     libc.listings[Path("d")] = {{"a"}, {"b"}};
+
     m_indexer.ProcessDirAndFiles(Path("d"));
+
     EXPECT_EQ(Processed(), Lines({"ProcessFile(DIR/d/a, a)", "ProcessFile(DIR/d/b, b)"}));
 }
 
 TEST_F(DirectoryWalkTest, FolderIsClosedAgain) {
     MakeFile("d/a");
+
     m_indexer.ProcessDirAndFiles(Path("d"));
+
     EXPECT_EQ(Processed(), "ProcessFile(DIR/d/a, a)\n");
     EXPECT_EQ(libc.openDirCnt, 0);
 }

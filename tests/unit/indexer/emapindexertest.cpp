@@ -48,7 +48,9 @@ TEST_F(EmapIndexerTest, RemovesARowWhoseImageIsMissing) {
 TEST_F(EmapIndexerTest, ThumbnailNeverProtectsARow) {
     MakeFile("emap/thumb_x.png");
     SetRows({{"3", "thumb_x.png"}});
+
     EXPECT_EQ(Run(), 1);
+
     EXPECT_EQ(Statements(), Lines({Query(0, kEmapSelect), Deletion("3")}));
 }
 
@@ -57,7 +59,9 @@ TEST_F(EmapIndexerTest, OnlyThePrefixMarksAThumbnail) {
         MakeFile(std::string("emap/") + name);
     }
     SetRows({{"1", "a_thumb_1.png"}, {"2", "Thumb_1.png"}, {"3", "thumb1.png"}, {"4", "thumb"}});
+
     EXPECT_EQ(Run(), 0);
+
     EXPECT_EQ(Statements(), Lines({Query(0, kEmapSelect)}));
 }
 
@@ -65,12 +69,15 @@ TEST_F(EmapIndexerTest, FileNamesAreComparedCompletelyAndCaseSensitively) {
     MakeFile("emap/A.png");
     MakeFile("emap/a.pn");
     SetRows({{"1", "a.png"}});
+
     EXPECT_EQ(Run(), 1);
 }
 
 TEST_F(EmapIndexerTest, ImageWithoutARowIsIgnoredSilently) {
     MakeFile("emap/new.png");
+
     EXPECT_EQ(Run(), 0);
+
     EXPECT_EQ(Statements(), Lines({Query(0, kEmapSelect)}));
     EXPECT_EQ(platform.LinesOf("KRPrintf(0, reindex, notice"), "");
     EXPECT_EQ(Messages().find("new.png"), std::string::npos);
@@ -105,6 +112,7 @@ TEST_F(EmapIndexerTest, ChangeAfterTheStartDoesNotMatter) {
     libc.clock = timespec{1, 0};
     MakeFile("emap/a.png");
     SetRows({{"8", "a.png"}});
+
     EXPECT_EQ(Run(), 0);
 }
 
@@ -112,7 +120,9 @@ TEST_F(EmapIndexerTest, RunThatRemovesNothingLogsOnlyItsCompletion) {
     LogUpTo(LOG_LEVEL_INFO);
     MakeFile("emap/a.png");
     SetRows({{"8", "a.png"}});
+
     EXPECT_EQ(Run(), 0);
+
     EXPECT_EQ(Messages(),
               Lines({Log("info", "emapindexer", "Log", "Reindex emap data complete.\n")}));
 }
@@ -121,7 +131,9 @@ TEST_F(EmapIndexerTest, FailedDeletionIsCountedAndReportedAsRemoved) {
     LogUpTo(LOG_LEVEL_INFO);
     SetRows({{"8", "a.png"}});
     platform.Fail("Execute", 2);
+
     EXPECT_EQ(Run(), 1);
+
     EXPECT_EQ(
         Messages(),
         Lines({

@@ -68,6 +68,7 @@ TEST_F(EventAddTest, WritesCountsAndAnnouncesABatch) {
 
 TEST_F(EventAddTest, WithoutNewRecordingsNothingIsAdded) {
     EXPECT_EQ(RunEventIndexer(1), 0);
+
     EXPECT_EQ(Transcript(), Lines({
                                 "Camera::Load(1, 0, 0)",
                                 "IsExistDir(\"DIR/cam1\")",
@@ -116,7 +117,9 @@ TEST_F(EventAddTest, ResultOfAFailedInsertIsNotFreed) {
     MakeRecordings(1);
     platform.resultDespiteFailure = true;
     platform.Fail("Execute", 2);
+
     EXPECT_EQ(RunEventIndexer(1), 1);
+
     EXPECT_EQ(platform.LiveResultCnt(), 1U);
     EXPECT_EQ(platform.CallCnt("KRDBFreeResult"), 1); // the result that fills the map
 }
@@ -143,7 +146,9 @@ TEST_F(EventAddTest, FailedCountUpdateIsLoggedAndTheEventsAreStillAnnounced) {
 TEST_F(EventAddTest, EventWhoseIdIsNullOrWhoseRowIsMissingGetsTheIdZero) {
     MakeRecordings(3);
     platform.insertResults = {IdRows({"55", std::nullopt})};
+
     EXPECT_EQ(RunEventIndexer(1), 3);
+
     EXPECT_EQ(platform.LinesOf("NotifyEventListUpdate"),
               "NotifyEventListUpdate([55 20140312AM/" + RecordingName(1) +
                   " stamp 1, 0 20140312AM/" + RecordingName(2) + " stamp 1, 0 20140312AM/" +
@@ -154,7 +159,9 @@ TEST_F(EventAddTest, IdIsReadInBaseTen) {
     MakeRecordings(2);
     platform.rawRowIds = true;
     platform.insertResults = {IdRows({"010", "12x"})};
+
     EXPECT_EQ(RunEventIndexer(1), 2);
+
     EXPECT_NE(platform.LinesOf("NotifyEventListUpdate").find("[10 20140312AM/"), std::string::npos);
     EXPECT_NE(platform.LinesOf("NotifyEventListUpdate").find(", 12 20140312AM/"),
               std::string::npos);
@@ -162,7 +169,9 @@ TEST_F(EventAddTest, IdIsReadInBaseTen) {
 
 TEST_F(EventAddTest, OneRowIsFetchedForEachEvent) {
     MakeRecordings(2);
+
     EXPECT_EQ(RunEventIndexer(1), 2);
+
     const std::string all = platform.FullTranscript();
     EXPECT_NE(all.find(Lines({
                   "AddRecCounts([1 at 1, 1 at 2], 0)",
@@ -182,7 +191,9 @@ TEST_F(EventAddTest, RowsAreAddedToTheRecordingDatabaseWithAnyTableDescription) 
     MakeRecordings(1);
     KRIndex::EventIndexer indexer({KRDB::DB_SYSTEM, "t", "i", "p"});
     indexer.m_camId = 1;
+
     EXPECT_EQ(indexer.Start(), 1);
+
     EXPECT_EQ(platform.LinesOf("Execute(4"), Lines({Query(4, Insert(1))}));
 }
 

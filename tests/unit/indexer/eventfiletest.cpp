@@ -61,7 +61,9 @@ TEST_F(EventFileTest, NewRecordingIsReadAndQueued) {
 
 TEST_F(EventFileTest, PropertiesAreReadIntoAnEmptyRecord) {
     MakeFile(std::string(kFolder) + kRecording);
+
     EXPECT_EQ(RunEventIndexer(1), 1);
+
     EXPECT_EQ(platform.LinesOf("GetEvtRecInfo"),
               "GetEvtRecInfo(info, \"DIR/cam1/20140312AM/20140312-101500-1394590500.mp4\", "
               "false)\n");
@@ -83,7 +85,9 @@ TEST_F(EventFileTest, FileWithARowIsKeptWithAnyNameAndTimes) {
 TEST_F(EventFileTest, FileChangedAfterTheStartIsSkipped) {
     const std::string path = MakeFile(std::string(kFolder) + kRecording);
     libc.clock = Shifted(ChangeTime(path), -1);
+
     EXPECT_EQ(RunEventIndexer(1), 0);
+
     EXPECT_EQ(FileMessages(), Skipped(kRecording));
     EXPECT_EQ(platform.CallCnt("GetEvtRecInfo"), 0);
 }
@@ -96,13 +100,17 @@ TEST_F(EventFileTest, FileChangedExactlyAtTheStartIsProcessed) {
 TEST_F(EventFileTest, TimeIsCheckedBeforeTheName) {
     const std::string path = MakeFile(std::string(kFolder) + "odd.txt");
     libc.clock = Shifted(ChangeTime(path), -1);
+
     EXPECT_EQ(RunEventIndexer(1), 0);
+
     EXPECT_EQ(FileMessages(), Skipped("odd.txt"));
 }
 
 TEST_F(EventFileTest, NameIsMatchedWithoutItsFolder) {
     MakeFile(std::string(kFolder) + kRecording);
+
     EXPECT_EQ(RunEventIndexer(1), 1);
+
     EXPECT_EQ(platform.LinesOf("KRRegEx"),
               Lines({
                   R"(KRRegEx(".*[0-9]{8}-[0-9]{6}-[0-9]{10}((|-LOCK)\\.(mp4|avi|mxg))$"))",
@@ -128,7 +136,9 @@ class OtherNameTest : public EventFileTest, public testing::WithParamInterface<c
 
 TEST_P(OtherNameTest, IsReportedAsNotMatching) {
     MakeFile(std::string(kFolder) + GetParam());
+
     EXPECT_EQ(RunEventIndexer(1), 0);
+
     EXPECT_EQ(FileMessages(), Lines({FileLog("detail", "Event [" + std::string(GetParam()) +
                                                            "] doesn't match naming pattern.\n")}));
     EXPECT_EQ(platform.CallCnt("GetEvtRecInfo"), 0);
@@ -179,7 +189,9 @@ TEST_F(EventFileTest, UnreadableRecordingIsLoggedAndQueuedWithoutProperties) {
 TEST_F(EventFileTest, PatternIsCompiledForEveryFile) {
     MakeFile(std::string(kFolder) + kRecording);
     MakeFile(std::string(kFolder) + "other.txt");
+
     EXPECT_EQ(RunEventIndexer(1), 1);
+
     EXPECT_EQ(platform.CallCnt("KRRegEx"), 2);
     EXPECT_EQ(platform.CallCnt("KRRegEx::IsMatch"), 2);
 }

@@ -46,7 +46,9 @@ std::string RemoveDir(const std::string& dir) {
 TEST_F(EventRemoveTest, WithoutUnreferencedRecordsNothingIsDeleted) {
     MakeFile(std::string("cam1/20140312AM/") + kRecording);
     SetRows({{"5", std::string("20140312AM/") + kRecording}});
+
     EXPECT_EQ(RunEventIndexer(1), 0);
+
     EXPECT_EQ(Own(), Lines({Found(0), Complete()}));
     EXPECT_EQ(platform.CallCnt("DelUnrefRecsFromDB"), 0);
 }
@@ -71,7 +73,9 @@ TEST_F(EventRemoveTest, AllUnreferencedRecordsAreDeletedInOneCall) {
 TEST_F(EventRemoveTest, FailedDeletionIsStillReportedAsRemoved) {
     SetRows({{"5", "20140312AM/gone.mp4"}});
     platform.Fail("DelUnrefRecsFromDB", 1, 4);
+
     EXPECT_EQ(RunEventIndexer(1), 1);
+
     EXPECT_EQ(Own(), Lines({
                          Found(1),
                          Log("error", "eventindexer", "RemoveUnrefRecs",
@@ -86,7 +90,9 @@ TEST_F(EventRemoveTest, RecordsInFoldersThatAreNotWalkedAreDeleted) {
     MakeFile("cam1/20140312AM/deep/20140312-101500-0000000002.mp4");
     SetRows({{"5", std::string("other/") + kRecording},
              {"6", "20140312AM/deep/20140312-101500-0000000002.mp4"}});
+
     EXPECT_EQ(RunEventIndexer(1), 2);
+
     EXPECT_EQ(
         platform.LinesOf("DelUnrefRecsFromDB"),
         "DelUnrefRecsFromDB(\"" +
@@ -98,7 +104,9 @@ TEST_F(EventRemoveTest, SummaryNamesCompletionThenAddedThenRemoved) {
     LogUpTo(LOG_LEVEL_DETAIL);
     MakeFile("cam1/20140312AM/" + RecordingName(2));
     SetRows({{"5", "20140312AM/gone.mp4"}});
+
     EXPECT_EQ(RunEventIndexer(1), 2);
+
     const std::string own = Own();
     const std::string summary = Lines({
         Found(1),
@@ -139,7 +147,9 @@ TEST_F(EventRemoveTest, EmptyHalfDayAndThumbnailFoldersAreRemoved) {
 
 TEST_F(EventRemoveTest, StorageAndThumbnailFoldersThemselvesStay) {
     MakeDir("cam1/@Thumbnail");
+
     EXPECT_EQ(RunEventIndexer(1), 0);
+
     EXPECT_EQ(platform.CallCnt("KRRm"), 0);
     EXPECT_TRUE(Exists(Path("cam1/@Thumbnail")));
 }
@@ -147,14 +157,18 @@ TEST_F(EventRemoveTest, StorageAndThumbnailFoldersThemselvesStay) {
 TEST_F(EventRemoveTest, EmptyFoldersAtDeeperLevelsStay) {
     MakeDir("cam1/20140312AM/deep");
     MakeDir("cam1/@Thumbnail/full/deep");
+
     EXPECT_EQ(RunEventIndexer(1), 0);
+
     EXPECT_EQ(platform.CallCnt("KRRm"), 0);
 }
 
 TEST_F(EventRemoveTest, EmptyHalfDayFoldersAreRemovedEvenIfTheThumbnailFolderIsUnreadable) {
     MakeDir("cam1/20140312AM");
     platform.Fail("GetDirsInDir", 2);
+
     EXPECT_EQ(RunEventIndexer(1), 0);
+
     EXPECT_EQ(platform.LinesOf("KRRm"), "KRRm(\"DIR/cam1/20140312AM\")\n");
     EXPECT_EQ(Own(), Lines({Found(0), RemoveDir("DIR/cam1/20140312AM"), Complete()}));
 }
@@ -163,7 +177,9 @@ TEST_F(EventRemoveTest, FolderThatCannotBeRemovedDoesNotStopTheNext) {
     MakeDir("cam1/20140312AM");
     MakeDir("cam1/20140312PM");
     platform.Fail("KRRm", 1, 5);
+
     EXPECT_EQ(RunEventIndexer(1), 0);
+
     EXPECT_EQ(platform.LinesOf("KRRm"),
               Lines({"KRRm(\"DIR/cam1/20140312AM\")", "KRRm(\"DIR/cam1/20140312PM\")"}));
     EXPECT_EQ(Own(), Lines({
@@ -178,7 +194,9 @@ TEST_F(EventRemoveTest, RowsAreAddedThenRemovedAndFoldersAreRemovedLast) {
     MakeFile("cam1/20140312AM/" + RecordingName(2));
     MakeDir("cam1/20140312PM");
     SetRows({{"5", "20140312AM/gone.mp4"}});
+
     EXPECT_EQ(RunEventIndexer(1), 2);
+
     const std::string all = Transcript();
     EXPECT_LT(all.find("NotifyEventListUpdate"), all.find("DelUnrefRecsFromDB"));
     EXPECT_LT(all.find("DelUnrefRecsFromDB"), all.find("KRRm"));

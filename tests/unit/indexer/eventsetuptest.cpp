@@ -32,6 +32,7 @@ TEST_F(EventSetupTest, CameraZeroIsInvalid) {
 
 TEST_F(EventSetupTest, NegativeCameraIdIsPassedToLoad) {
     EXPECT_EQ(RunEventIndexer(-4), -1);
+
     EXPECT_EQ(Transcript(),
               Lines({
                   "Camera::Load(-4, 0, 0)",
@@ -43,7 +44,9 @@ TEST_F(EventSetupTest, NegativeCameraIdIsPassedToLoad) {
 TEST_F(EventSetupTest, CameraThatCannotBeLoadedEndsTheRun) {
     AddCamera(7);
     platform.Fail("Camera::Load", 1, 2);
+
     EXPECT_EQ(RunEventIndexer(7), -1);
+
     EXPECT_EQ(Transcript(), Lines({
                                 "Camera::Load(7, 0, 0)",
                                 Log("error", "eventindexer", "Init", "Failed to load camera [7]\n"),
@@ -81,7 +84,9 @@ TEST_F(EventSetupTest, MissingStorageFolderLeavesEveryRowUnreferenced) {
 TEST_F(EventSetupTest, FoldersThatCannotBeListedEndTheRun) {
     AddCamera(7);
     platform.Fail("GetDirsInDir", 1, 4);
+
     EXPECT_EQ(RunEventIndexer(7), -1);
+
     EXPECT_EQ(Transcript(),
               Lines({
                   "Camera::Load(7, 0, 0)",
@@ -98,7 +103,9 @@ TEST_F(EventSetupTest, HalfDayFoldersAreWalkedInTheOrderOfTheListing) {
     }
     platform.subFolders[Path("cam7")] = {Path("cam7/20140312PM"), Path("cam7/20140311PM"),
                                          Path("cam7/20140312AM")};
+
     EXPECT_EQ(RunEventIndexer(7), 3);
+
     EXPECT_EQ(ReadRecordings(),
               Lines({
                   "GetEvtRecInfo(info, \"DIR/cam7/20140312PM/20140312-101500-1394590500.mp4\", "
@@ -143,6 +150,7 @@ TYPED_TEST(RecordingKindTest, DirectoryPassAlwaysReturnsZero) {
     this->platform.FailAlways("Execute");
     this->platform.FailAlways("DelUnrefRecsFromDB");
     this->platform.FailAlways("AlertDelUnrefRecsFromDB");
+
     EXPECT_EQ(this->m_indexer.ProcessTgtDirs(), 0);
 }
 
@@ -158,7 +166,9 @@ TYPED_TEST(RecordingKindTest, PendingRecordsAreKept) {
         this->m_indexer.m_recList[n].path = std::to_string(n);
     }
     this->LogUpTo(0);
+
     EXPECT_EQ(this->m_indexer.ProcessTgtDirs(), 0);
+
     EXPECT_EQ(this->m_indexer.m_addCnt, 1001);
     ASSERT_EQ(this->m_indexer.m_recList.size(), 1001U);
     for (std::size_t n = 0; n < 1001; ++n) {
@@ -191,7 +201,9 @@ class OtherFolderTest : public EventSetupTest, public testing::WithParamInterfac
 TEST_P(OtherFolderTest, IsNotWalked) {
     AddCamera(7);
     MakeFile(std::string("cam7/") + GetParam() + "/" + kRecording);
+
     EXPECT_EQ(RunEventIndexer(7), 0);
+
     EXPECT_EQ(ReadRecordings(), "");
 }
 
@@ -204,7 +216,9 @@ TEST_F(EventSetupTest, FileDirectlyInTheStorageFolderIsIgnored) {
     AddCamera(7);
     MakeFile(std::string("cam7/") + kRecording);
     MakeFile("cam7/20140312AM");
+
     EXPECT_EQ(RunEventIndexer(7), 0);
+
     EXPECT_EQ(ReadRecordings(), "");
 }
 
@@ -213,7 +227,9 @@ TEST_F(EventSetupTest, OnlyTheCamerasOwnRowsAreLoaded) {
     AddCamera(8);
     platform.queries[EventSelect(7)] = IdPathRows({{"3", "AM/a.mp4"}});
     platform.queries[EventSelect(8)] = IdPathRows({{"4", "AM/b.mp4"}});
+
     EXPECT_EQ(RunEventIndexer(7), 1);
+
     EXPECT_EQ(platform.LinesOf("Execute"), Lines({Query(4, EventSelect(7))}));
     EXPECT_EQ(platform.LinesOf("DelUnrefRecsFromDB"), "DelUnrefRecsFromDB(\"3\", 0)\n");
 }
@@ -222,7 +238,9 @@ TEST_F(EventSetupTest, QueryTakesItsNamesFromTheTableDescriptionAndAddsTheCamera
     AddCamera(7);
     KRIndex::EventIndexer indexer({KRDB::DB_SNAPSHOT, "t", "i", "p"});
     indexer.m_camId = 7;
+
     EXPECT_EQ(indexer.Start(), 0);
+
     EXPECT_EQ(platform.LinesOf("Execute"),
               Lines({Query(8, "SELECT i as id, p as path FROM t WHERE camera_id = 7;")}));
     EXPECT_EQ(platform.LinesOf("StringPrintf"),

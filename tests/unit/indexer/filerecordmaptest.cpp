@@ -20,7 +20,9 @@ protected:
 
 TEST_F(FileRecordMapTest, KeysAreBaseNamesAndValuesAreIds) {
     SetRows({{"7", "20140312AM/a.mp4"}, {"31", "b.png"}, {"2147483647", "/deep/down/c d.jpg"}});
+
     EXPECT_EQ(m_indexer.InitFileRecIdMap(), 0);
+
     EXPECT_EQ(m_indexer.m_fileRecIdMap,
               (Map{{"a.mp4", 7}, {"b.png", 31}, {"c d.jpg", 2147483647}}));
 }
@@ -33,6 +35,7 @@ TEST_F(FileRecordMapTest, KeysAreCaseSensitive) {
 
 TEST_F(FileRecordMapTest, EmptyTableGivesAnEmptyMap) {
     EXPECT_EQ(m_indexer.Init(), 0);
+
     EXPECT_TRUE(m_indexer.m_fileRecIdMap.empty());
     EXPECT_EQ(Messages(), Lines({Log("detail", "indexer", "Init",
                                      "Init complete [start_time: 4000000000] "
@@ -41,14 +44,18 @@ TEST_F(FileRecordMapTest, EmptyTableGivesAnEmptyMap) {
 
 TEST_F(FileRecordMapTest, FirstOfTwoRecordsWithTheSameFileNameIsKept) {
     SetRows({{"9", "AM/a.mp4"}, {"4", "PM/a.mp4"}});
+
     EXPECT_EQ(m_indexer.Init(), 0);
+
     EXPECT_EQ(m_indexer.m_fileRecIdMap, (Map{{"a.mp4", 9}}));
     EXPECT_NE(Messages().find("[size of record: 1]"), std::string::npos);
 }
 
 TEST_F(FileRecordMapTest, RowsWithoutIdOrPathAreSkippedSilently) {
     SetRows({{std::nullopt, "a.png"}, {"2", std::nullopt}, {"3", "c.png"}});
+
     EXPECT_EQ(m_indexer.InitFileRecIdMap(), 0);
+
     EXPECT_EQ(m_indexer.m_fileRecIdMap, (Map{{"c.png", 3}}));
     EXPECT_EQ(Messages(),
               Lines({Log("trace", "indexer", "InitFileRecIdMap", "Map insert: (c.png, 3)\n")}));
@@ -57,14 +64,18 @@ TEST_F(FileRecordMapTest, RowsWithoutIdOrPathAreSkippedSilently) {
 TEST_F(FileRecordMapTest, IdIsReadInBaseTenAndNarrowedTo32Bits) {
     platform.rawRowIds = true;
     SetRows({{"nonsense", "a"}, {" 12x", "b"}, {"4294967301", "c"}, {"010", "d"}, {"-3", "e"}});
+
     EXPECT_EQ(m_indexer.InitFileRecIdMap(), 0);
+
     EXPECT_EQ(m_indexer.m_fileRecIdMap, (Map{{"a", 0}, {"b", 12}, {"c", 5}, {"d", 10}, {"e", -3}}));
 }
 
 TEST_F(FileRecordMapTest, TraceShowsTheUnparsedIdAlsoOfADroppedRow) {
     platform.rawRowIds = true;
     SetRows({{" 12x", "AM/a.mp4"}, {"13", "PM/a.mp4"}});
+
     EXPECT_EQ(m_indexer.InitFileRecIdMap(), 0);
+
     EXPECT_EQ(Messages(),
               Lines({
                   Log("trace", "indexer", "InitFileRecIdMap", "Map insert: (a.mp4,  12x)\n"),
@@ -75,7 +86,9 @@ TEST_F(FileRecordMapTest, TraceShowsTheUnparsedIdAlsoOfADroppedRow) {
 TEST_F(FileRecordMapTest, RowsAreReadOneByOneAndTheResultIsFreedOnce) {
     LogUpTo(LOG_LEVEL_DEBUG);
     SetRows({{"7", "AM/a.mp4"}});
+
     EXPECT_EQ(m_indexer.InitFileRecIdMap(), 0);
+
     EXPECT_EQ(platform.FullTranscript(),
               Lines({
                   "StringPrintf(\"SELECT %s as id, %s as path FROM %s;\", \"" +
@@ -105,7 +118,9 @@ TEST_F(FileRecordMapTest, BaseNameForTheTraceIsComputedOnlyWhenTheTraceIsWritten
 TEST_F(FileRecordMapTest, FailedQueryEmptiesTheMap) {
     m_indexer.m_fileRecIdMap = {{"old.png", 1}};
     platform.Fail("Execute", 1, 5);
+
     EXPECT_EQ(m_indexer.InitFileRecIdMap(), -1);
+
     EXPECT_TRUE(m_indexer.m_fileRecIdMap.empty());
     EXPECT_EQ(Transcript(), Lines({
                                 Query(4, kSelect),
@@ -117,7 +132,9 @@ TEST_F(FileRecordMapTest, FailedQueryEmptiesTheMap) {
 TEST_F(FileRecordMapTest, ResultOfAFailedQueryIsFreed) {
     platform.resultDespiteFailure = true;
     platform.Fail("Execute");
+
     EXPECT_EQ(m_indexer.InitFileRecIdMap(), -1);
+
     EXPECT_EQ(Transcript(), Lines({
                                 Query(4, kSelect),
                                 Log("error", "indexer", "InitFileRecIdMap",
@@ -129,7 +146,9 @@ TEST_F(FileRecordMapTest, ResultOfAFailedQueryIsFreed) {
 TEST_F(FileRecordMapTest, IsRebuiltByEachInit) {
     m_indexer.m_fileRecIdMap = {{"old.png", 1}};
     SetRows({{"2", "new.png"}});
+
     EXPECT_EQ(m_indexer.Init(), 0);
+
     EXPECT_EQ(m_indexer.m_fileRecIdMap, (Map{{"new.png", 2}}));
 }
 
@@ -139,7 +158,9 @@ TEST_F(FileRecordMapTest, QueryOfADerivedIndexerIsUsed) {
         std::string GetFileRecIdSql() override { return "SELECT narrowed;"; }
     };
     NarrowedIndexer indexer;
+
     EXPECT_EQ(indexer.InitFileRecIdMap(), 0);
+
     EXPECT_EQ(platform.LinesOf("Execute"), Lines({Query(4, "SELECT narrowed;")}));
 }
 
@@ -152,7 +173,9 @@ TEST_F(FileRecordMapTest, QueryRunsOnTheDatabaseOfTheTableDescription) {
 TEST_F(FileRecordMapTest, QueryThatSucceedsWithoutAResultGivesAnEmptyMap) {
     m_indexer.m_fileRecIdMap = {{"old.png", 1}};
     platform.noResult = true;
+
     EXPECT_EQ(m_indexer.InitFileRecIdMap(), 0);
+
     EXPECT_TRUE(m_indexer.m_fileRecIdMap.empty());
     EXPECT_EQ(Transcript(), Lines({Query(4, kSelect)})); // there is nothing to free
 }

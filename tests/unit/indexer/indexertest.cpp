@@ -70,14 +70,18 @@ TEST_F(IndexerTest, RunsItsStepsInAFixedOrder) {
 
 TEST_F(IndexerTest, TakesTheStartTimeFromTheRealtimeClock) {
     libc.clock = timespec{123, 456};
+
     EXPECT_EQ(m_indexer.Init(), 0);
+
     EXPECT_EQ(m_indexer.m_startTime.tv_sec, 123);
     EXPECT_EQ(m_indexer.m_startTime.tv_nsec, 456);
 }
 
 TEST_F(IndexerTest, EndsTheRunWhenTheClockCannotBeRead) {
     libc.clockError = EINVAL;
+
     EXPECT_EQ(m_indexer.Start(), -1);
+
     EXPECT_EQ(Transcript(),
               Lines({
                   Log("error", "indexer", "Init", "Failed to get start time with errno [22].\n"),
@@ -102,7 +106,9 @@ TEST_F(IndexerTest, EndsTheRunWhenTheFoldersCannotBeListed) {
 
 TEST_F(IndexerTest, EndsTheRunWhenTheRowsCannotBeLoaded) {
     platform.Fail("Execute");
+
     EXPECT_EQ(m_indexer.Start(), -1);
+
     EXPECT_EQ(Transcript(), Lines({
                                 "InitTgtDirList()",
                                 Query(4, kSelect),
@@ -118,7 +124,9 @@ TEST_F(IndexerTest, AnyFailureValueOfInitEndsTheRun) {
         int Init() override { return 7; }
     };
     FailingInit indexer;
+
     EXPECT_EQ(indexer.Start(), -1);
+
     EXPECT_EQ(Transcript(), Lines({Log("error", "indexer", "Start", "Failed to init indexer.\n")}));
 }
 
@@ -128,7 +136,9 @@ TEST_F(IndexerTest, ResultOfTheDirectoryPassIsIgnored) {
         int ProcessTgtDirs() override { return -1; }
     };
     FailingPass indexer;
+
     EXPECT_EQ(indexer.Start(), 0);
+
     EXPECT_EQ(platform.LinesOf("Log()"), "Log()\n");
 }
 
@@ -147,7 +157,9 @@ TEST_F(IndexerTest, ResultIsTheSumOfBothCounters) {
 TEST_F(IndexerTest, ResultCountsRemovedRecordsEvenIfTheirDeleteFailed) {
     platform.queries[kSelect] = IdPathRows({{"5", "b.png"}, {"6", "c.png"}});
     platform.Fail("Execute", 2);
+
     EXPECT_EQ(m_indexer.Start(), 2);
+
     EXPECT_EQ(platform.LinesOf("Log()"), "Log()\n");
 }
 
@@ -161,6 +173,7 @@ TEST_F(IndexerTest, DirectoryPassAlwaysReturnsZero) {
     m_indexer.m_tgtDirList = {Path("missing")};
     m_indexer.m_fileRecIdMap = {{"a.png", 1}};
     platform.FailAlways("Execute");
+
     EXPECT_EQ(m_indexer.ProcessTgtDirs(), 0);
 }
 
@@ -211,6 +224,7 @@ TEST_F(IndexerTest, ResultIsTakenAfterTheSummary) {
     };
     CountingSummary indexer;
     indexer.added = 100;
+
     EXPECT_EQ(indexer.Start(), 134);
 }
 

@@ -94,7 +94,9 @@ TEST_F(SnapshotIndexerTest, AddsPlainAndEditedNames) {
           "a b\nc-20240101-1704067200.jpg", "x\xff-20240101-1704067200.jpg"}) {
         MakeFile(std::string("snap/") + name);
     }
+
     EXPECT_EQ(Run(), 6);
+
     EXPECT_EQ(InsertBatches(), std::vector<std::size_t>{6});
 }
 
@@ -103,7 +105,9 @@ class SnapshotNameTest : public SnapshotIndexerTest,
 
 TEST_P(SnapshotNameTest, IsReportedAsNotMatching) {
     MakeFile(std::string("snap/") + GetParam());
+
     EXPECT_EQ(Run(), 0);
+
     EXPECT_EQ(FileMessages(), Lines({Mismatch(GetParam())}));
     EXPECT_EQ(platform.CallCnt("CreateThumbnail"), 0);
     EXPECT_EQ(InsertBatches(), std::vector<std::size_t>{});
@@ -124,7 +128,9 @@ INSTANTIATE_TEST_SUITE_P(Names, SnapshotNameTest,
 TEST_F(SnapshotIndexerTest, BothPatternsAreCompiledForEveryFile) {
     MakeFile("snap/has-row.jpg");
     platform.queries[kSnapshotSelect] = IdPathRows({{"5", "has-row.jpg"}});
+
     EXPECT_EQ(Run(), 0);
+
     EXPECT_EQ(platform.LinesOf("KRRegEx"),
               Lines({
                   R"(KRRegEx(".*-[0-9]{8}-[0-9]{10}\\.jpg$"))",
@@ -148,7 +154,9 @@ TEST_F(SnapshotIndexerTest, FileWithARowIsNeitherSkippedNorReported) {
 TEST_F(SnapshotIndexerTest, FileChangedAfterTheStartIsLeftForALaterRun) {
     const std::string path = MakeFile(std::string("snap/") + kSnapshot);
     libc.clock = Shifted(ChangeTime(path), -1);
+
     EXPECT_EQ(Run(), 0);
+
     EXPECT_EQ(FileMessages(),
               Lines({Log("detail", "snapshotindexer", "ProcessFile",
                          "Skip file [DIR/snap/cam1-20240101-1704067200.jpg] modified after task "
@@ -175,7 +183,9 @@ TEST_F(SnapshotIndexerTest, ModificationTimeIsTheStartTimeIfItIsTheOldest) {
 TEST_F(SnapshotIndexerTest, StatusChangeTimeIsTheStartTimeIfItIsTheOldest) {
     const std::string path = MakeSnapshot(kSnapshot, 3'900'000'000, 3'900'000'000);
     const std::string expected = ", " + std::to_string(ChangeTime(path).tv_sec) + ", 0)";
+
     EXPECT_EQ(Run(), 1);
+
     EXPECT_NE(Lookups().find(expected), std::string::npos) << Lookups();
 }
 
@@ -183,7 +193,9 @@ TEST_F(SnapshotIndexerTest, SizeIsNarrowedTo32Bits) {
     MakeSnapshot(kSnapshot, 100, 100, 4'294'967'296 + 7);
     MakeSnapshot("b-20240101-1704067200.jpg", 100, 100, 4'294'967'295);
     libc.listings[Path("snap")] = {{kSnapshot}, {"b-20240101-1704067200.jpg"}};
+
     EXPECT_EQ(Run(), 2);
+
     EXPECT_EQ(Lookups(), Lines({
                              SqlOf("cam1-20240101-1704067200.jpg", "100, 7"),
                              SqlOf("b-20240101-1704067200.jpg", "100, -1"),
@@ -193,7 +205,9 @@ TEST_F(SnapshotIndexerTest, SizeIsNarrowedTo32Bits) {
 TEST_F(SnapshotIndexerTest, ExistingThumbnailIsNotMadeAgain) {
     MakeFile(std::string("snap/") + kSnapshot);
     MakeFile(std::string("snap/@Thumbnail/") + kSnapshot);
+
     EXPECT_EQ(Run(), 1);
+
     EXPECT_EQ(platform.CallCnt("CreateThumbnail"), 0);
 }
 
@@ -201,7 +215,9 @@ TEST_F(SnapshotIndexerTest, FailedThumbnailIsLoggedAndTheRowAdded) {
     LogUpTo(LOG_LEVEL_NOTICE);
     MakeFile(std::string("snap/") + kSnapshot);
     platform.Fail("CreateThumbnail", 1, 3);
+
     EXPECT_EQ(Run(), 1);
+
     EXPECT_EQ(InsertBatches(), std::vector<std::size_t>{1});
     EXPECT_EQ(Messages(),
               Lines({
@@ -218,7 +234,9 @@ class SnapshotBatchTest : public SnapshotIndexerTest,
 TEST_P(SnapshotBatchTest, ContainsUpToAThousandStatements) {
     LogUpTo(LOG_LEVEL_NOTICE);
     MakeSnapshots(GetParam().files);
+
     EXPECT_EQ(Run(), GetParam().files);
+
     EXPECT_EQ(InsertBatches(), GetParam().statements);
 }
 
@@ -228,7 +246,9 @@ TEST_F(SnapshotIndexerTest, FailedBatchDropsOnlyItsRowsAndIsStillCounted) {
     LogUpTo(LOG_LEVEL_NOTICE);
     MakeSnapshots(1001);
     platform.Fail("Execute", 2);
+
     EXPECT_EQ(Run(), 1001);
+
     EXPECT_EQ(InsertBatches(), (std::vector<std::size_t>{1000, 1}));
     EXPECT_EQ(Messages(),
               Lines({
@@ -241,7 +261,9 @@ TEST_F(SnapshotIndexerTest, FailedBatchDropsOnlyItsRowsAndIsStillCounted) {
 TEST_F(SnapshotIndexerTest, RowsAreAddedToTheSnapshotDatabaseWithAnyTableDescription) {
     MakeSnapshot(kSnapshot, 100, 100);
     KRIndex::SnapshotIndexer indexer({KRDB::DB_SYSTEM, "t", "i", "p"});
+
     EXPECT_EQ(indexer.Start(), 1);
+
     EXPECT_EQ(platform.LinesOf("Execute"),
               Lines({
                   Query(0, "SELECT i as id, p as path FROM t;"),
@@ -254,7 +276,9 @@ TEST_F(SnapshotIndexerTest, SummaryNamesAddedBeforeRemoved) {
     LogUpTo(LOG_LEVEL_INFO);
     MakeFile(std::string("snap/") + kSnapshot);
     platform.queries[kSnapshotSelect] = IdPathRows({{"5", "gone.jpg"}, {"6", "lost.jpg"}});
+
     EXPECT_EQ(Run(), 3);
+
     EXPECT_EQ(Messages(),
               Lines({
                   Log("info", "snapshotindexer", "Log", "Reindex snapshot data complete.\n"),
@@ -266,7 +290,9 @@ TEST_F(SnapshotIndexerTest, SummaryNamesAddedBeforeRemoved) {
 
 TEST_F(SnapshotIndexerTest, RunThatChangesNothingLogsOnlyItsCompletion) {
     LogUpTo(LOG_LEVEL_INFO);
+
     EXPECT_EQ(Run(), 0);
+
     EXPECT_EQ(Messages(),
               Lines({Log("info", "snapshotindexer", "Log", "Reindex snapshot data complete.\n")}));
 }
@@ -294,7 +320,9 @@ TEST_F(SnapshotIndexerTest, PlainNameIsMatchedWithOnePatternAndAnyOtherNameWithB
 TEST_F(SnapshotIndexerTest, FolderIsRequestedTwicePerRun) {
     LogUpTo(0);
     MakeSnapshots(1001);
+
     EXPECT_EQ(Run(), 1001);
+
     EXPECT_EQ(platform.CallCnt("GetSnapshotFullPath"), 2);
 }
 

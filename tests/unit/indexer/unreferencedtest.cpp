@@ -17,7 +17,9 @@ std::string Found(int count) {
 
 TEST_F(UnreferencedRecordsTest, AreNotDeletedIfThereAreNone) {
     m_indexer.m_rmCnt = 0;
+
     m_indexer.RemoveUnrefRecs();
+
     EXPECT_EQ(Transcript(), Lines({Found(0)}));
     EXPECT_EQ(m_indexer.m_rmCnt, 0);
 }
@@ -30,7 +32,9 @@ TEST_F(UnreferencedRecordsTest, LeaveTheCounterUnchangedIfThereAreNone) {
 
 TEST_F(UnreferencedRecordsTest, AreDeletedByTheirIdColumn) {
     m_indexer.m_fileRecIdMap = {{"gone.png", 5}};
+
     m_indexer.RemoveUnrefRecs();
+
     EXPECT_EQ(Transcript(),
               Lines({Found(1), Statement(4, "DELETE FROM tbl WHERE rec_id IN (5);")}));
     EXPECT_EQ(m_indexer.m_rmCnt, 1);
@@ -41,7 +45,9 @@ TEST_F(UnreferencedRecordsTest, AreListedInTheOrderOfTheMap) {
     for (const auto& row : rows) {
         m_indexer.m_fileRecIdMap.insert(row);
     }
+
     m_indexer.RemoveUnrefRecs();
+
     EXPECT_EQ(platform.LinesOf("Execute"),
               Lines({Statement(4, "DELETE FROM tbl WHERE rec_id IN (" +
                                       Joined(IdsInMapOrder(rows), ",") + ");")}));
@@ -54,7 +60,9 @@ TEST_F(UnreferencedRecordsTest, AreDeletedInOneStatementHoweverMany) {
         rows.emplace_back(RecordingName(id), id);
         m_indexer.m_fileRecIdMap.insert(rows.back());
     }
+
     m_indexer.RemoveUnrefRecs();
+
     ASSERT_EQ(platform.statements.size(), 1U);
     EXPECT_EQ(platform.statements[0].sql,
               "DELETE FROM tbl WHERE rec_id IN (" + Joined(IdsInMapOrder(rows), ",") + ");");
@@ -64,7 +72,9 @@ TEST_F(UnreferencedRecordsTest, AreDeletedInOneStatementHoweverMany) {
 TEST_F(UnreferencedRecordsTest, AreCountedAlsoWhenTheStatementFails) {
     m_indexer.m_fileRecIdMap = {{"gone.png", 5}};
     platform.Fail("Execute", 1, 9);
+
     m_indexer.RemoveUnrefRecs();
+
     EXPECT_EQ(Transcript(), Lines({
                                 Found(1),
                                 Statement(4, "DELETE FROM tbl WHERE rec_id IN (5);"),

@@ -79,7 +79,9 @@ TEST_F(TapsTest, ChangingATableBeginsNoPart) {
     MakeFile("cam7/20140312AM/" + RecordingName(1));
     MakeFile(std::string("snap/") + kSnapshot);
     platform.queries[EventSelect(7)] = IdPathRows({{"21", "20140312AM/" + RecordingName(2)}});
+
     EXPECT_EQ(RunMain({"-r", "7", "-s"}), 0);
+
     EXPECT_GT(platform.statements.size(), 2U);
     EXPECT_EQ(TableReads(), (Texts{"snapshot of camera 0", "event of camera 7"})) << kBeginPart;
 }
@@ -89,7 +91,9 @@ TEST_F(TapsTest, MessageWithAnErrnoIsAFailure) {
     libc.opendirErrors[Path("cam7/20140312AM")] = EIO;
     MakeFile(std::string("snap/") + kSnapshot);
     libc.statErrors[Path(std::string("snap/") + kSnapshot)] = EIO;
+
     EXPECT_EQ(RunMain({"-r", "7", "-s"}), 0);
+
     EXPECT_EQ(Failures(),
               (Texts{"Failed to stat file [" + Path("snap/") + kSnapshot + "] with errno [5].\n",
                      "Failed to opendir [" + Path("cam7/20140312AM") + "] with errno [5].\n"}))
@@ -104,6 +108,7 @@ TEST_F(TapsTest, UnreadableClockIsOneFailure) {
 
 TEST_F(TapsTest, PlanRecognisesTheJobs) {
     EXPECT_EQ(RunMain({"-r", "7", "-a", "7", "-s", "-e"}), 0);
+
     for (const plan::JobBeginning& beginning : plan::kJobBeginnings) {
         EXPECT_TRUE(Logged(beginning.format)) << kFormats << ": " << beginning.format;
     }
