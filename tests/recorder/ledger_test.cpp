@@ -479,7 +479,7 @@ TEST_F(LedgerAge, OfRowsWithoutARecordCountsFromTheNextRun) {
     EXPECT_THAT(KeptIds(kEvent), IsEmpty());
 }
 
-TEST_F(LedgerAge, InTheFutureCountsFromTheNextRun) {
+TEST_F(LedgerAge, OfAFutureRemovalCountsFromTheNextRun) {
     world::Write(KRDB::DB_RECORDING, "UPDATE removal_age SET age_s = 4000000000;");
 
     RunWithoutRemovals();
