@@ -79,6 +79,18 @@ protected:
         recorder::BeginRun(kRunStart);
     }
 
+    // Removes the rows 1 to `count` in a run that ends, and returns its number. Closes the
+    // databases, because undo and expiry happen in other processes.
+    static long RemoveInARun(int count) {
+        recorder::BeginRun(kRunStart);
+        recorder::RecordRun();
+        const long run = recorder::RunNumber();
+        EXPECT_EQ(RemoveEvents(count), 0);
+        recorder::CloseRun();
+        recorder::CloseDatabases();
+        return run;
+    }
+
     static void ExpectRemovedOnRecord(int rows) {
         EXPECT_THAT(Read("SELECT row_id FROM removed;"), SizeIs(rows));
         EXPECT_THAT(Read("SELECT sum(removed) FROM run_count WHERE kind = 'event';"),
@@ -193,11 +205,7 @@ TEST_F(ContentionRemoval, ThatIsKilledBetweenTwoTransactionsIsRecordedAndComplet
 TEST_F(ContentionRemoval, DropsNoRowIfItsUndoIsKilledAndTheNextUndoCompletesIt) {
     constexpr int kRows = 40 * kBlock;
     InsertEvents(1, kRows);
-    recorder::RecordRun();
-    const long run = recorder::RunNumber();
-    ASSERT_EQ(RemoveEvents(kRows), 0);
-    recorder::CloseRun();
-    recorder::CloseDatabases(); // undo runs in another process
+    const long run = RemoveInARun(kRows);
 
     KillAfterFirstChange("event", [&] {
         (void)recorder::Undo({.run = run});
@@ -216,9 +224,7 @@ TEST_F(ContentionRemoval, DropsNoRowIfItsUndoIsKilledAndTheNextUndoCompletesIt) 
 TEST_F(ContentionRemoval, ExpiresWithTheNextRunIfItsExpiryIsKilled) {
     constexpr int kRows = 40 * kBlock;
     InsertEvents(1, kRows);
-    recorder::RecordRun();
-    ASSERT_EQ(RemoveEvents(kRows), 0);
-    recorder::CloseRun();
+    RemoveInARun(kRows);
     const auto expireAll = [] {
         recorder::Execute(KRDB::DB_RECORDING, "SELECT 1;"); // only open databases expire rows
         recorder::ForgetExpired(0);
@@ -252,12 +258,7 @@ TEST_F(ContentionRemoval, CanBeUndoneTenTimesBesideABusyWriter) {
     });
     const long written = CountOf("outbox");
     for (int time = 0; time < kTimes; ++time) {
-        recorder::BeginRun(kRunStart);
-        recorder::RecordRun();
-        const long run = recorder::RunNumber();
-        ASSERT_EQ(RemoveEvents(kRows), 0);
-        recorder::CloseRun();
-        recorder::CloseDatabases(); // undo runs in another process
+        const long run = RemoveInARun(kRows);
 
         const std::vector<recorder::UndoneKind> undone = recorder::Undo({.run = run}).kinds;
 

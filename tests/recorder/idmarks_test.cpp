@@ -47,19 +47,9 @@ TEST_F(IdMarks, KeepTheSizeOfTheirFileWhenTheyIncrease) {
     EXPECT_EQ(HighestNotedId(IdKind::Run), 9223372036854775806);
 }
 
-TEST_F(IdMarks, LogThatTheirFileIsDamaged) {
-    contract::PutFile(recorder::kIdMarksFile, "ruin 7\n");
-
-    EXPECT_EQ(HighestNotedId(IdKind::Run), std::nullopt);
-
-    EXPECT_THAT(LogLinesWith("is damaged"), SizeIs(1));
-    NoteId(IdKind::Run, 3);
-    EXPECT_EQ(HighestNotedId(IdKind::Run), 3);
-}
-
 class IdMarksDamaged : public IdMarks, public testing::WithParamInterface<const char*> {};
 
-TEST_P(IdMarksDamaged, AreUnknownAndThenRewritten) {
+TEST_P(IdMarksDamaged, AreReportedAsDamagedAndThenRewritten) {
     contract::PutFile(recorder::kIdMarksFile, GetParam());
 
     EXPECT_EQ(HighestNotedId(IdKind::Run), std::nullopt);
@@ -76,7 +66,8 @@ INSTANTIATE_TEST_SUITE_P(
                     "run 0000000000000000007\noutbox 9223372036854775807\n",
                     "run -000000000000000007\noutbox 0000000000000000002\n",
                     "run 0000000000000000007\noutbox 0000000000000000002\nand more\n",
-                    "run 0000000000000000007\noutbox 0000000000000000002", "run 7\noutbox 2\n"));
+                    "run 0000000000000000007\noutbox 0000000000000000002", "run 7\noutbox 2\n",
+                    "ruin 7\n"));
 
 TEST_F(IdMarks, AreNotWrittenThroughALink) {
     std::filesystem::create_symlink(Scratch("elsewhere"), recorder::kIdMarksFile);

@@ -80,6 +80,11 @@ protected:
         recorder::RecordRun();
     }
 
+    // Restores rows, by default those of this run, and expects no failure.
+    static void Undo(const recorder::UndoSelection& rows = {.run = recorder::RunNumber()}) {
+        EXPECT_THAT(recorder::Undo(rows).failures, IsEmpty());
+    }
+
     // Restores the rows of this run. Returns the failures, the number of restored rows of each
     // kind, and the rows that were not restored.
     static std::vector<std::string> UndoReport() {
@@ -115,7 +120,7 @@ TEST_F(Ledger, RestoresEveryColumnOfEveryTable) {
         ASSERT_EQ(Remove(table, "1, 3, 4, 5, 6, 2147483647"), 0) << table.name;
         ASSERT_THAT(Rows(table), IsEmpty()) << table.name;
 
-        EXPECT_THAT(recorder::Undo({.run = recorder::RunNumber()}).failures, IsEmpty());
+        Undo();
 
         EXPECT_EQ(Rows(table), before) << table.name;
         EXPECT_THAT(KeptIds(table), IsEmpty()) << table.name;
@@ -249,7 +254,7 @@ TEST_F(Ledger, RestoresAnEmapBesideANewerOneOfTheSameName) {
     ASSERT_EQ(Remove(kEmap, "1, 2"), 0);
     Insert(kEmap, "(3, 'a')");
 
-    EXPECT_THAT(recorder::Undo({.run = recorder::RunNumber()}).failures, IsEmpty());
+    Undo();
 
     EXPECT_THAT(Ids(kEmap), ElementsAre(world::Row{"1"}, world::Row{"2"}, world::Row{"3"}));
 }
@@ -258,7 +263,7 @@ TEST_F(Ledger, RestoresTwoEmapsOfTheSameName) {
     Insert(kEmap, "(1, 'a'), (2, 'a')");
     ASSERT_EQ(Remove(kEmap, "1, 2"), 0);
 
-    EXPECT_THAT(recorder::Undo({.run = recorder::RunNumber()}).failures, IsEmpty());
+    Undo();
 
     EXPECT_THAT(Ids(kEmap), ElementsAre(world::Row{"1"}, world::Row{"2"}));
 }
@@ -271,7 +276,7 @@ TEST_F(Ledger, RestoresTheRowsOfOneRun) {
     BeginRun(kRunStart);
     ASSERT_EQ(Remove(kEvent, "2"), 0);
 
-    EXPECT_THAT(recorder::Undo({.run = first}).failures, IsEmpty());
+    Undo({.run = first});
 
     EXPECT_THAT(Ids(kEvent), ElementsAre(world::Row{"1"}));
 }
@@ -283,7 +288,7 @@ TEST_F(Ledger, RestoresOnlyTheRowsOfOneCamera) {
     ASSERT_EQ(Remove(kEvent, "1, 2"), 0);
     ASSERT_EQ(Remove(kSnapshot, "1"), 0);
 
-    EXPECT_THAT(recorder::Undo({.run = recorder::RunNumber(), .camId = 7}).failures, IsEmpty());
+    Undo({.run = recorder::RunNumber(), .camId = 7});
 
     EXPECT_THAT(Ids(kEvent), ElementsAre(world::Row{"2"}));
     EXPECT_THAT(Ids(kSnapshot), IsEmpty());
@@ -295,8 +300,7 @@ TEST_F(Ledger, RestoresOnlyTheRowsOfOneKind) {
     ASSERT_EQ(Remove(kEvent, "1"), 0);
     ASSERT_EQ(Remove(kSnapshot, "1"), 0);
 
-    EXPECT_THAT(recorder::Undo({.run = recorder::RunNumber(), .kind = "snapshot"}).failures,
-                IsEmpty());
+    Undo({.run = recorder::RunNumber(), .kind = "snapshot"});
 
     EXPECT_THAT(Ids(kEvent), IsEmpty());
     EXPECT_THAT(Ids(kSnapshot), SizeIs(1));
@@ -305,7 +309,7 @@ TEST_F(Ledger, RestoresOnlyTheRowsOfOneKind) {
 TEST_F(Ledger, RestoresNothingTheSecondTime) {
     InsertEvent(1, 1, "a");
     ASSERT_EQ(Remove(kEvent, "1"), 0);
-    EXPECT_THAT(recorder::Undo({.run = recorder::RunNumber()}).failures, IsEmpty());
+    Undo();
 
     EXPECT_THAT(recorder::Undo({.run = recorder::RunNumber()}).kinds, IsEmpty());
 
@@ -316,7 +320,7 @@ TEST_F(Ledger, UpdatesTheRecordingCounts) {
     InsertEvent(1, 1, "a");
     ASSERT_EQ(Remove(kEvent, "1"), 0);
 
-    EXPECT_THAT(recorder::Undo({.run = recorder::RunNumber()}).failures, IsEmpty());
+    Undo();
 
     EXPECT_THAT(
         world::Read(KRDB::DB_RECORDING, "SELECT camera_id, day, count FROM recording_count;"),
@@ -362,6 +366,15 @@ protected:
         BeginRun(kRunStart);
         recorder::Execute(KRDB::DB_RECORDING, "SELECT 1;");
         EndRun();
+    }
+
+    // Expects that the next run keeps the row, and that the row expires after the configured time.
+    static void ExpectExpiryCountedFromTheNextRun() {
+        RunWithoutRemovals();
+        EXPECT_THAT(KeptIds(kEvent), SizeIs(1));
+        LetPass(kKeepS);
+        RunWithoutRemovals();
+        EXPECT_THAT(KeptIds(kEvent), IsEmpty());
     }
 
     // Changes the ledger's record of the time.
@@ -471,33 +484,19 @@ TEST_F(LedgerAge, OfRowsWithoutARecordCountsFromTheNextRun) {
     world::Write(KRDB::DB_RECORDING, "DELETE FROM removal_age;");
     LetPass(kKeepS);
 
-    RunWithoutRemovals();
-    EXPECT_THAT(KeptIds(kEvent), SizeIs(1));
-
-    LetPass(kKeepS);
-    RunWithoutRemovals();
-    EXPECT_THAT(KeptIds(kEvent), IsEmpty());
+    ExpectExpiryCountedFromTheNextRun();
 }
 
 TEST_F(LedgerAge, OfAFutureRemovalCountsFromTheNextRun) {
     world::Write(KRDB::DB_RECORDING, "UPDATE removal_age SET age_s = 4000000000;");
 
-    RunWithoutRemovals();
-    LetPass(kKeepS);
-    RunWithoutRemovals();
-
-    EXPECT_THAT(KeptIds(kEvent), IsEmpty());
+    ExpectExpiryCountedFromTheNextRun();
 }
 
 TEST_F(LedgerAge, CountsFromTheNextRunIfItsRowIsMissing) {
     world::Write(KRDB::DB_RECORDING, "DELETE FROM ledger_age;");
 
-    RunWithoutRemovals();
-    EXPECT_THAT(KeptIds(kEvent), SizeIs(1));
-
-    LetPass(kKeepS);
-    RunWithoutRemovals();
-    EXPECT_THAT(KeptIds(kEvent), IsEmpty());
+    ExpectExpiryCountedFromTheNextRun();
 }
 
 TEST_F(LedgerAge, ExpiresMoreRowsThanOneTransactionTakes) {
