@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Measures krindexer against floor programs, which do the minimum that the work can cost: ours, floor,
-ours, floor, ... on one tree in one run, each from its start to its exit. The figure is the median of
+"""Compares krindexer with floor programs, which do only the minimum that the work requires. Tool and
+floor run alternately on one tree, each measured from its start to its exit. The figure is the median of
 the ratios of the pairs, or a difference of medians. Both must have done the same work. The comparison
 is reported and is never a failure."""
 
@@ -70,7 +70,7 @@ def parse_arguments():
     options = parser.parse_args()
     unknown = set(options.cases) - set(CASES)
     if unknown:
-        parser.error(f"there is no case {', '.join(sorted(unknown))}")
+        parser.error(f"no such case: {', '.join(sorted(unknown))}")
     options.engines = ENGINES if options.engine == "both" else (options.engine,)
     options.sizes = [int(size) for size in options.sizes.split(",")]
     if options.document:
@@ -137,7 +137,7 @@ def main():
 
 
 if __name__ == "__main__":
-    # Also when the bench is stopped, nothing may be left behind.
+    # The exit removes the temporary folders, also if the bench is stopped.
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))
     try:
         main()

@@ -1,6 +1,6 @@
 // stopwatch FILE COMMAND...: runs a command and writes to FILE its time in seconds from start to
-// exit, its peak memory in KiB, and its exit status. This program is small because the peak that
-// the kernel reports is never below the parent's at the start.
+// exit, its peak memory in KiB, and its exit status. This program is small because the kernel never
+// reports a peak below the memory of the parent at the start.
 
 #include <cstdio>
 #include <ctime>

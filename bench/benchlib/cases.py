@@ -7,7 +7,7 @@ from typing import Callable
 
 from benchlib import measure
 from benchlib import tree as trees
-from benchlib.measure import Pair, demand
+from benchlib.measure import Pair, require
 
 ROW_COLUMNS = ("camera_id, path, start_tm, end_tm, size, vdo_type, aud_fmt, img_w, img_h")
 ALL_ROWS = f"SELECT {ROW_COLUMNS} FROM event ORDER BY camera_id, path"
@@ -39,13 +39,13 @@ def _walk_arguments(recorder, tree):
 def _finds_nothing_to_do(recorder, files, database, table):
     """Checks, for the tool and for floor_walk, that all rows were seen with their files."""
     def check_ours(_out):
-        demand(recorder.store.query("system", "SELECT sum(known), sum(files) FROM run_part "
+        require(recorder.store.query("system", "SELECT sum(known), sum(files) FROM run_part "
                                     "WHERE run = (SELECT max(id) FROM run)"),
-               f"{files}|{files}", "known rows and files of the run")
-        demand(recorder.number(f"SELECT count(*) FROM {table}", database), files, "rows")
+                f"{files}|{files}", "known rows and files of the run")
+        require(recorder.number(f"SELECT count(*) FROM {table}", database), files, "rows")
 
     def check_floor(out):
-        demand(out, f"{files} rows, 0 without a file\n", "the floor")
+        require(out, f"{files} rows, 0 without a file\n", "the floor")
 
     return {"check_ours": check_ours, "check_floor": check_floor}
 
@@ -76,12 +76,12 @@ def _prepare_new(kind):
 
         def check_ours(_out):
             rows.append(recorder.store.query("recording", ALL_ROWS))
-            demand(rows[-1].count("\n") + 1, files, "rows of recordings")
+            require(rows[-1].count("\n") + 1, files, "rows of recordings")
 
         def check_floor(out):
-            demand(out, f"{files} statements\n", "the floor")
-            demand(recorder.store.query("recording", ALL_ROWS) == rows.pop(), True,
-                   "the floor's rows are the tool's")
+            require(out, f"{files} statements\n", "the floor")
+            require(recorder.store.query("recording", ALL_ROWS) == rows.pop(), True,
+                    "the floor's rows are the tool's")
 
         return Pair(recorder.ours("-r", "1"),
                     recorder.floor("insert", recorder.store.address("recording"), 1,
@@ -101,14 +101,14 @@ def prepare_gone(recorder, bench, files):
 
     def check_ours(_out):
         rows.append(recorder.store.query("recording", removed))
-        demand(rows[-1].count("\n") + 1, files, "rows in the ledger")
-        demand(recorder.number("SELECT count(*) FROM event"), 0, "rows of recordings")
+        require(rows[-1].count("\n") + 1, files, "rows in the ledger")
+        require(recorder.number("SELECT count(*) FROM event"), 0, "rows of recordings")
 
     def check_floor(out):
-        demand(out, f"{files} ids\n", "the floor")
-        demand(recorder.number("SELECT count(*) FROM event"), 0, "rows of recordings")
-        demand(recorder.store.query("recording", removed) == rows.pop(), True,
-               "the floor's ledger is the tool's")
+        require(out, f"{files} ids\n", "the floor")
+        require(recorder.number("SELECT count(*) FROM event"), 0, "rows of recordings")
+        require(recorder.store.query("recording", removed) == rows.pop(), True,
+                "the floor's ledger is the tool's")
 
     return Pair(recorder.ours("-r", "1"),
                 recorder.floor("remove", recorder.store.address("recording"),
@@ -149,12 +149,12 @@ def _prepare_new_snapshots(writes):
             theirs.mkdir()
 
         def check_ours(_out):
-            demand(len(list(thumbnails.glob("*.jpg"))), files, "thumbnails")
-            demand(recorder.number("SELECT count(*) FROM snapshot", "snapshot"), files, "rows")
+            require(len(list(thumbnails.glob("*.jpg"))), files, "thumbnails")
+            require(recorder.number("SELECT count(*) FROM snapshot", "snapshot"), files, "rows")
 
         def check_floor(out):
-            demand(out, f"{files} thumbnails\n", "the floor")
-            demand(len(list(theirs.glob("*.jpg"))), files if writes else 0, "the floor's thumbnails")
+            require(out, f"{files} thumbnails\n", "the floor")
+            require(len(list(theirs.glob("*.jpg"))), files if writes else 0, "the floor's thumbnails")
 
         floor = [str(recorder.programs / "floor_thumbnails"), str(folder)]
         return Pair(recorder.ours("-s"), floor + ([str(theirs)] if writes else []), forget,
@@ -174,7 +174,7 @@ def _prepare_empty(arguments, databases):
         names = databases if recorder.engine == "sqlite" else databases[:1]
         return Pair(recorder.ours(*arguments),
                     recorder.floor("open", *map(recorder.store.address, names)),
-                    check_floor=lambda out: demand(out, f"{len(names)} databases\n", "the floor"))
+                    check_floor=lambda out: require(out, f"{len(names)} databases\n", "the floor"))
     return prepare
 
 
@@ -186,18 +186,18 @@ CASES = {
                   {"sqlite": 1.15, "postgresql": 1.25}, cold=100_000),
     "new": Case(_prepare_new("ten-minute"), "no recording has a row; mp4s of ten minutes, with their "
                 "index at the end", 10_000, MILLION, dict.fromkeys(BOTH, 1.3), cold=2000),
-    "new-small": Case(_prepare_new("small"), "likewise, mp4s of a second", 10_000, MILLION,
+    "new-small": Case(_prepare_new("small"), "no recording has a row; mp4s of a second", 10_000, MILLION,
                       dict.fromkeys(BOTH, 1.3), cold=10_000),
-    "gone": Case(prepare_gone, "no row has a file any more", 100_000, MILLION,
+    "gone": Case(prepare_gone, "no row has a file", 100_000, MILLION,
                  dict.fromkeys(BOTH, 1.3), cold=100_000),
     "known-snapshots": Case(prepare_known_snapshots, "every snapshot has its row", 100_000, MILLION,
                             {}),
     "new-snapshots": Case(_prepare_new_snapshots(False), "no snapshot has a row or a thumbnail; the "
                           "floor writes nothing", 1000, 0, dict.fromkeys(BOTH, 1.2),
                           engines=("sqlite",)),
-    "new-snapshots-kept": Case(_prepare_new_snapshots(True), "likewise; the floor writes each "
-                               "thumbnail, and flushes it", 1000, 0, dict.fromkeys(BOTH, 1.2),
-                               engines=("sqlite",)),
+    "new-snapshots-kept": Case(_prepare_new_snapshots(True), "no snapshot has a row or a thumbnail; the "
+                               "floor writes and flushes each thumbnail", 1000, 0,
+                               dict.fromkeys(BOTH, 1.2), engines=("sqlite",)),
     "plan": Case(prepare_plan, "nothing to do: krctl plan, with krindexer as its floor", 100_000, 0,
                  {}),
     "empty-emaps": Case(_prepare_empty(("-e",), ["system"]), "krindexer -e on an empty recorder", 0,

@@ -14,7 +14,7 @@ class Unequal(Exception):
     """The tool and its floor didn't do the same work, so they can't be compared."""
 
 
-def demand(found, expected, what):
+def require(found, expected, what):
     if found != expected:
         raise Unequal(f"{what}: {found}; expected {expected}")
 
@@ -67,7 +67,7 @@ def run_once(recorder, command):
     done = subprocess.run(recorder.inside(recorder.programs / "stopwatch", result, *command),
                           check=True, stdout=subprocess.PIPE, text=True)
     seconds, peak, status = result.read_text(encoding="utf-8").split()
-    demand(int(status), 0, f"the status of {' '.join(command)[:200]}")
+    require(int(status), 0, f"the status of {' '.join(command)[:200]}")
     return float(seconds), int(peak), done.stdout
 
 

@@ -20,7 +20,7 @@ def write(runs):
     before, begin, rest = PAGE.read_text(encoding="utf-8").partition(BEGIN)
     _, end, after = rest.partition(END)
     if not begin or not end:
-        raise SystemExit(f"bench: {PAGE.name} has lost its markers")
+        raise SystemExit(f"bench: {PAGE.name}: the markers of the figures are missing")
     PAGE.write_text(f"{before}{BEGIN}\n\n{figures(runs)}\n\n{END}{after}", encoding="utf-8")
     points = [point for run in runs for point in run["curve"]]
     if points:

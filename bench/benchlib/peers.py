@@ -85,7 +85,7 @@ def _minidlna(recorder, tree, files):
             process.terminate()
             usage = os.wait4(process.pid, 0)[2]
             process.returncode = 0
-        _demand_films(folder / "files.db", files)
+        _require_films(folder / "files.db", files)
         return seconds, usage.ru_maxrss
 
     return run, forget
@@ -101,8 +101,8 @@ def _await_scan(log):
         time.sleep(POLL_S)
 
 
-def _demand_films(database, files):
+def _require_films(database, files):
     connection = sqlite3.connect(database)
     films = connection.execute("SELECT count(*) FROM DETAILS WHERE MIME LIKE 'video/%'").fetchone()
     connection.close()
-    measure.demand(films[0], files, "films that minidlna knows")
+    measure.require(films[0], files, "films that minidlna knows")

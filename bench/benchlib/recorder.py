@@ -107,7 +107,7 @@ class PostgresStore:
                 psql.stdin.write("\t".join(map(str, row)) + "\n")
             psql.stdin.close()
             if psql.wait() != 0:
-                raise RuntimeError(f"the rows of {table} can't be made")
+                raise RuntimeError(f"can't insert the rows of {table}")
         self.query("", f"VACUUM ANALYZE {table}")
 
     def save(self):
@@ -180,7 +180,7 @@ class Recorder:
         return [str(self.programs / f"floor_{name}_{self.engine}"), *map(str, arguments)]
 
     def add_cameras(self, stores):
-        """The cameras take over folders of another recorder that no longer exists."""
+        """Adds cameras, on folders that may hold the identities of a previous recorder's cameras."""
         for number, store in enumerate(stores, 1):
             (store / ".kestora-camera").unlink(missing_ok=True)
             self.run("krctl", "camera", "add", "--id", number, "--name", "FrontDoor",

@@ -93,7 +93,7 @@ class Media:
 
 
 def split_at_media(film):
-    """The boxes before and behind the media themselves."""
+    """Splits an mp4 into the boxes before and after its media."""
     offset = 0
     while offset < len(film):
         size, kind = struct.unpack_from(">I4s", film, offset)
@@ -106,8 +106,8 @@ def split_at_media(film):
 class Tree:
     """The storage folders of some cameras, numbered from 1, with `files` recordings altogether.
 
-    Most of the names are hard links, so that a million files are there in a minute. Where `distinct`,
-    each file has its own place on the disk, as a cold cache needs it.
+    Most files are hard links, so that a million can be created in a minute. With `distinct`, each file has its own
+    place on the disk, for measurements with a cold cache.
     """
 
     def __init__(self, root, media, kind, cameras, files, distinct=False):

@@ -1,4 +1,4 @@
-"""The folder that a benchmark works in: its media, its trees, its recorders."""
+"""The working folder of a benchmark: its media, trees and recorders."""
 
 import contextlib
 import shutil
@@ -8,8 +8,8 @@ from benchlib.tree import Media, Tree
 
 
 class Workshop:
-    """Trees are made once and kept; a recorder is there as long as its case. Where not `durable` the
-    PostgreSQL server flushes nothing, which is for those who look at no time."""
+    """Creates each tree once, and a recorder for each case. Without `durable` the PostgreSQL server flushes nothing,
+    which is only for runs whose times are not used."""
 
     def __init__(self, work, programs, cameras, durable=True):
         self.work, self.programs, self.cameras = work, programs, cameras

@@ -1,4 +1,4 @@
-"""How long a recorder that adds a recording every 20 ms waits beside a run and beside krctl undo."""
+"""How long a recorder that adds a recording every 20 ms waits during a run and during krctl undo."""
 
 import contextlib
 import subprocess
@@ -6,7 +6,7 @@ import sys
 
 from benchlib import report
 from benchlib import tree as trees
-from benchlib.measure import demand
+from benchlib.measure import require
 
 ROWS = 1_000_000
 AIM_MS = 250
@@ -14,7 +14,7 @@ PATIENCE = {"sqlite": "PRAGMA busy_timeout = 10000", "postgresql": "SET lock_tim
 
 
 class Writer:
-    """The recorder, while the block runs."""
+    """A recorder that writes while a block of code runs."""
 
     longest_ms = 0.0
 
@@ -24,16 +24,16 @@ class Writer:
         with subprocess.Popen(recorder.inside(program, recorder.store.address("recording"),
                                               PATIENCE[recorder.engine]),
                               stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True) as process:
-            demand(process.stdout.readline(), "began\n", "the writer")
+            require(process.stdout.readline(), "began\n", "the writer")
             yield
             result = process.communicate()[0].split()
-        demand(process.returncode, 0, "the status of the writer")
-        demand(int(result[0]) > 1, True, "the writer wrote")
+        require(process.returncode, 0, "the status of the writer")
+        require(int(result[0]) > 1, True, "the writer wrote")
         self.longest_ms = float(result[1])
 
 
 def measure_all(workshop, engines, rows):
-    """Beside the removal of so many rows, and beside their return."""
+    """Measures during the removal of so many rows, and during their restoration."""
     figures = []
     for engine in engines:
         with workshop.recorder(engine) as recorder:
@@ -45,10 +45,10 @@ def _on(recorder, workshop, rows):
     recorder.add_cameras([workshop.folder("gone"), workshop.folder("writer")])
     recorder.insert_recordings(trees.rows_of(1, rows))
     yield from _beside(recorder, "removal", rows, recorder.ours("-r", "1"))
-    demand(recorder.number("SELECT count(*) FROM removed"), rows, "rows in the ledger")
+    require(recorder.number("SELECT count(*) FROM removed"), rows, "rows in the ledger")
     run = recorder.number("SELECT max(run) FROM removed")
     yield from _beside(recorder, "undo", rows, [recorder.programs / "krctl", "undo", run])
-    demand(recorder.number("SELECT count(*) FROM removed"), 0, "rows in the ledger")
+    require(recorder.number("SELECT count(*) FROM removed"), 0, "rows in the ledger")
 
 
 def _beside(recorder, work, rows, command):

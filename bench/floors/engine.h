@@ -1,5 +1,5 @@
-// What the floors ask of a database. There is a program of each floor for SQLite and one for
-// PostgreSQL; they call the engine itself, so that nothing of the recorder's can slow a floor down.
+// The database access of the floors. Each floor is a program for SQLite and one for PostgreSQL.
+// They call the engine directly, so that no code of the recorder can slow a floor down.
 
 #pragma once
 
@@ -13,15 +13,15 @@ namespace floors {
 
 using FileIds = std::unordered_map<std::string, int32_t>;
 
-// The name of the file in the path of a row.
+// Returns the file name in the path of a row.
 [[nodiscard]] inline std::string_view BaseName(std::string_view path) {
     return path.substr(path.rfind('/') + 1); // npos + 1 is 0: no folder
 }
 
-// Everything throws std::runtime_error.
+// A connection to a database. All functions throw std::runtime_error.
 class Engine {
 public:
-    // A path on SQLite, a connection string on PostgreSQL.
+    // Opens `address`, a path for SQLite, a connection string for PostgreSQL.
     explicit Engine(const char* address);
     ~Engine();
     Engine(const Engine&) = delete;
@@ -29,7 +29,7 @@ public:
     Engine(Engine&&) = delete;
     Engine& operator=(Engine&&) = delete;
 
-    // Runs the statements of a text; their rows are dropped.
+    // Executes the statements of a text, and discards their rows.
     void Run(const std::string& sql);
 
     // Puts the rows of a SELECT of id and path into `ids`, by file name.

@@ -37,7 +37,7 @@ template <typename Number> Number Take(std::span<const char>& bytes) {
     return number;
 }
 
-// One message is one row; the first one begins with the header, the last one is the end's mark.
+// Each message is a row. The first one begins with the header, and the last one is the end mark.
 void KeepRow(std::span<const char> row, bool isFirst, FileIds& ids) {
     if (isFirst) {
         row = row.subspan(kSignatureBytes + sizeof(uint32_t));
@@ -72,7 +72,7 @@ void Engine::Run(const std::string& sql) {
     }
 }
 
-// By COPY in binary form: of what libpq offers, the quickest way to rows.
+// Uses COPY in binary form, the fastest way to read rows with libpq.
 void Engine::ReadRows(const std::string& select, FileIds& ids) {
     const std::string copy = "COPY (" + select + ") TO STDOUT (FORMAT binary)";
     Check({PQexec(m_handle->connection, copy.c_str()), PQclear}, PGRES_COPY_OUT);

@@ -25,7 +25,7 @@ std::string_view Text(sqlite3_stmt* statement, int column) {
 
 } // namespace
 
-// As the recorder opens it: a floor that flushes less would be none.
+// Sets the same pragmas as the recorder, because a floor that flushes less is not comparable.
 Engine::Engine(const char* address) : m_handle(std::make_unique<Handle>()) {
     Check(sqlite3_open_v2(address, &m_handle->database, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX,
                           nullptr),

@@ -1,4 +1,4 @@
-// What the floors' main functions share.
+// The common part of the floors' main functions.
 
 #pragma once
 
@@ -8,8 +8,8 @@
 
 namespace floors {
 
-// Runs `work` with the program's arguments, of which it needs `count` at least. A floor that fails
-// must not pass for a quick one.
+// Calls `work` with the program's arguments, if there are at least `count`. Returns an exit status
+// other than 0 on failure, because a floor that fails must not count as a fast one.
 template <typename Work>
 int RunFloor(int argc, char** argv, std::size_t count, const char* usage, Work work) {
     const std::span<char*> args(argv, static_cast<std::size_t>(argc));

@@ -1,6 +1,6 @@
-// floor_insert DATABASE CAMERA FOLDER: the least that adding the recordings of a camera can cost.
-// Reads of each mp4 what its row holds, and sends the statements that the tool sends for the rows,
-// 1000 to a transaction.
+// floor_insert DATABASE CAMERA FOLDER: the minimum for adding the recordings of a camera. Reads the
+// properties of each mp4 that its row holds, and sends the same statements as the tool, 1000 to a
+// transaction.
 
 #include "bench/floors/engine.h"
 #include "bench/floors/floor.h"

@@ -1,4 +1,4 @@
-// floor_open DATABASE...: opens databases and closes them: the least that an empty run can cost.
+// floor_open DATABASE...: the minimum for an empty run. Opens databases and closes them.
 
 #include "bench/floors/engine.h"
 #include "bench/floors/floor.h"

@@ -1,6 +1,6 @@
-// floor_remove DATABASE PRELUDE TABLE COUNT: deletes the rows with the ids 1 to COUNT by one
-// statement in one transaction, after the statements that switch the ledger on: the least that
-// removing rows can cost.
+// floor_remove DATABASE PRELUDE TABLE COUNT: the minimum for removing rows. Executes the statements
+// of the prelude, which enable the ledger, and deletes the rows with the ids 1 to COUNT by one
+// statement in one transaction.
 
 #include "bench/floors/engine.h"
 #include "bench/floors/floor.h"

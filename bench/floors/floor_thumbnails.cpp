@@ -1,7 +1,7 @@
-// floor_thumbnails FOLDER [INTO]: the least that making thumbnails can cost. Reads every picture of
-// a folder, decodes it at the scale that TurboJPEG offers for a thumbnail's width, and encodes
-// that. Where INTO is named, a folder, the thumbnails are put there as a thumbnail must be that no
-// crash may leave half written: under another name, flushed, renamed. Otherwise nothing is written.
+// floor_thumbnails FOLDER [INTO]: the minimum for creating thumbnails. Reads every picture of a
+// folder, decodes it at the scale of TurboJPEG that suits the width of a thumbnail, and encodes the
+// result. Writes the thumbnails to the folder INTO, if it is given, so that no crash can leave a
+// partial one: under another name, flushed, renamed.
 
 #include "bench/floors/floor.h"
 #include "bench/floors/walk.h"
@@ -34,7 +34,7 @@ struct Codec {
     tjhandle decoder = tjInitDecompress();
     tjhandle encoder = tjInitCompress();
     std::vector<unsigned char> pixels;
-    unsigned char* out = nullptr; // kept from picture to picture
+    unsigned char* out = nullptr; // reused for each picture
     unsigned long outSize = 0;
 };
 

@@ -1,6 +1,6 @@
-// floor_walk DATABASE SELECT FOLDER [SELECT FOLDER]...: the least that finding nothing to do can
-// cost. One SELECT of id and path into a hash map by file name, then each entry of the folder and
-// its status; for each camera in turn.
+// floor_walk DATABASE SELECT FOLDER [SELECT FOLDER]...: the minimum for a run with nothing to do.
+// For each camera, reads id and path by one SELECT into a hash map by file name, then each entry of
+// the folder and its status.
 
 #include "bench/floors/engine.h"
 #include "bench/floors/floor.h"

@@ -39,7 +39,7 @@ public:
 
     [[nodiscard]] int64_t Size() const { return m_size; }
 
-    // The number of `bytes` bytes at an offset.
+    // Returns the number of `bytes` bytes at an offset.
     uint64_t Number(int64_t offset, int bytes) {
         if (offset < m_begin || offset + bytes > m_end) {
             m_begin = offset;
@@ -96,7 +96,7 @@ private:
             const Box box = BoxAt(m_file, offset);
             ReadBox(box);
             if (box.type == Type("stsd") || box.type == Type("moov")) {
-                return; // behind it lie sample tables, or nothing that is wanted
+                return; // only sample tables, or nothing that is needed, can follow
             }
             offset = box.end;
         }

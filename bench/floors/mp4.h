@@ -1,4 +1,4 @@
-// What a recording's row holds, from the boxes of an mp4 that say it.
+// The properties that a recording's row holds, from the boxes of an mp4.
 
 #pragma once
 
@@ -16,8 +16,8 @@ struct Mp4 {
     int height = 0;
 };
 
-// Reads 4 KiB wherever a box is looked at that isn't at hand, so three times for a picture and a
-// sound track with long sample tables at the end of the file. Throws std::runtime_error.
+// Reads a block of 4 KiB for each box outside the blocks already read: three blocks for a file with
+// a picture and a sound track whose long sample tables are at the end. Throws std::runtime_error.
 [[nodiscard]] Mp4 ReadMp4(const std::string& path);
 
 } // namespace floors

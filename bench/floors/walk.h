@@ -1,4 +1,4 @@
-// The walk that no re-indexing can do without: the entries of each folder, the status of each file.
+// The minimal walk of a re-index: the entries of each folder, the status of each file.
 
 #pragma once
 
@@ -11,8 +11,8 @@
 
 namespace floors {
 
-// Calls visit(path, name) for each file in a folder and in the folders within it, but for those
-// whose names begin with "." or "@".
+// Calls visit(path, name) for each file in a folder and in its subfolders. Skips names that begin
+// with "." or "@".
 template <typename Visit> void WalkFolder(const std::string& folder, const Visit& visit) {
     const std::unique_ptr<DIR, int (*)(DIR*)> dir(opendir(folder.c_str()), closedir);
     if (!dir) {
