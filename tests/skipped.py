@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Prints the skipped tests and the reasons: skipped.py LOG.
 
-LOG is CTest's Testing/Temporary/LastTest.log. A test of CTest's may hold many cases, some of which are
-skipped where the others pass: they are named as well.
+LOG is CTest's Testing/Temporary/LastTest.log. A test may contain many cases, of which some are skipped and
+the others pass. The skipped ones are printed as well.
 """
 
 import re

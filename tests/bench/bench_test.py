@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The benchmark compares what can be compared: bench_test.py BIN_DIR [TEST...]."""
+"""Tests that the benchmark compares only programs that do the same work: bench_test.py BIN_DIR [TEST...]."""
 
 import dataclasses
 import os
@@ -22,8 +22,8 @@ DOES_NOTHING = ["true"]
 
 
 class Bench(unittest.TestCase):
-    """On recorders that all tests share, as to make them takes longer than to run the programs. What
-    a case runs may be run again: that is what a benchmark does."""
+    """Tests on shared recorders, because creating them takes longer than running the programs. The programs of
+    a case can be run repeatedly, as in a benchmark."""
 
     bin_dir = None
 
@@ -34,13 +34,13 @@ class Bench(unittest.TestCase):
         cls.made = {}
 
     def prepared(self, name, engine):
-        """A recorder and its pair of programs."""
+        """Returns the recorder of a case and its pair of programs."""
         if (name, engine) not in self.made:
             recorder = self.enterClassContext(self.workshop.recorder(engine))
             self.made[name, engine] = recorder, CASES[name].prepare(recorder, self.workshop, FILES)
         return self.made[name, engine]
 
-    def demand_that_it_is_found_out(self, name, **change):
+    def assert_detected(self, name, **change):
         recorder, pair = self.prepared(name, "sqlite")
         with self.subTest(name), self.assertRaises(measure.Unequal):
             measure.in_turn(recorder, dataclasses.replace(pair, **change), 0)
@@ -51,16 +51,16 @@ class Bench(unittest.TestCase):
                 with self.subTest(name, engine=engine):
                     measure.in_turn(*self.prepared(name, engine), 0)
 
-    def test_a_floor_that_does_nothing_is_found_out(self):
-        for name in set(CASES) - {"plan"}:  # whose floor is the tool
-            self.demand_that_it_is_found_out(name, floor=DOES_NOTHING)
+    def test_a_floor_that_does_nothing_is_detected(self):
+        for name in set(CASES) - {"plan"}:  # its floor is the tool
+            self.assert_detected(name, floor=DOES_NOTHING)
 
-    def test_a_tool_that_does_nothing_is_found_out(self):
+    def test_a_tool_that_does_nothing_is_detected(self):
         for name in ("new", "gone", "new-snapshots"):
-            self.demand_that_it_is_found_out(name, ours=DOES_NOTHING)
+            self.assert_detected(name, ours=DOES_NOTHING)
 
     def test_a_program_that_fails_has_no_figure(self):
-        self.demand_that_it_is_found_out("empty-emaps", ours=["false"])
+        self.assert_detected("empty-emaps", ours=["false"])
 
     def test_a_tree_has_all_its_files_with_names_of_forty_bytes(self):
         for distinct in (False, True):
@@ -71,7 +71,7 @@ class Bench(unittest.TestCase):
             self.assertEqual(files, rows)
             self.assertEqual({len(os.path.basename(path)) for path in files}, {40})
 
-    def test_calls_are_told_apart_by_what_they_are_about(self):
+    def test_calls_are_classified_by_their_object(self):
         media = ["/t/tree1"]
         for arguments, about in (
                 ('AT_FDCWD, "/t/tree1/a.mp4", {st_mode=0}, 0) = 0', "recordings"),
@@ -83,7 +83,7 @@ class Bench(unittest.TestCase):
             with self.subTest(arguments):
                 self.assertEqual(counts.about(arguments, media), about)
 
-    def test_the_page_and_its_picture_hold_what_was_measured(self):
+    def test_the_page_and_its_picture_show_the_measurements(self):
         maker = suite.Suite(self.workshop, ENGINES[:1], 1)
         points, _ = maker.curve(["known"], (FILES, 2 * FILES))
         run = {"command": "script/bench known", "machine": "a machine", "figures": points,

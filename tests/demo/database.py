@@ -41,7 +41,7 @@ class Sqlite:
                 if self._holds(connection, table):
                     done = connection.execute(f"DELETE FROM {table} WHERE {column} = ?", (value,))
                     return done.rowcount
-        raise SystemExit(f"demo: there is no table {table}")
+        raise SystemExit(f"demo: no database has a table {table}")
 
     def add_emaps(self, names):
         with self._open("system") as connection:
@@ -53,7 +53,7 @@ class Sqlite:
         """Changes are committed at the end."""
         path = os.path.join(self.folder, database + ".db")
         if not os.path.exists(path):
-            raise SystemExit(f"demo: there is no database {path}")
+            raise SystemExit(f"demo: the database {path} does not exist")
         connection = sqlite3.connect(path)
         try:
             with connection:

@@ -30,7 +30,7 @@ def delete_files(root, files):
     return len(files)
 
 
-def lose_rows(recorder, table, files):
+def delete_rows(recorder, table, files):
     name, column = table
     for file in files:
         gone = recorder.rows.delete(name, column, file)
@@ -51,7 +51,7 @@ def drift_front(recorder):
     locked = [file for file in morning if "-LOCK." in file]
     others = [file for file in morning if file not in locked]
     yield f"Front: {delete_files(storage, others[:3])} recordings deleted by hand"
-    yield (f"Front: rows of {lose_rows(recorder, RECORDINGS, others[3:6] + locked)} recordings "
+    yield (f"Front: rows of {delete_rows(recorder, RECORDINGS, others[3:6] + locked)} recordings "
            "lost, a locked one among them")
     times = [moment(21, hour, 15) for hour in (8, 9, 10)]
     new = new_recordings(recorder, FRONT, storage, "Front.mp4", times)
@@ -78,7 +78,7 @@ def drift_yard(recorder):
 
 def drift_gate(recorder):
     storage = recorder.storage(GATE)
-    lost = lose_rows(recorder, RECORDINGS, in_folder(storage, "20261120PM"))
+    lost = delete_rows(recorder, RECORDINGS, in_folder(storage, "20261120PM"))
     yield f"Gate:  rows of half-day folder 20261120PM lost, {lost} recordings"
     yield f"Gate:  {delete_files(storage, in_folder(storage, '20261120AM')[:1])} recording deleted"
 
@@ -87,7 +87,7 @@ def drift_alerts(recorder):
     front, yard = (recorder.alerts(camera) for camera in ALERT_CAMERAS)
     yield (f"Front: {delete_files(front, in_folder(front, '20261120AM')[:2])} alert recordings "
            "deleted")
-    yield (f"Yard:  rows of {lose_rows(recorder, ALERTS, in_folder(yard, '20261120PM'))} alert "
+    yield (f"Yard:  rows of {delete_rows(recorder, ALERTS, in_folder(yard, '20261120PM'))} alert "
            "recordings lost")
     new = new_recordings(recorder, YARD, yard, "alert.mp4", [moment(21, 7, 30)], "mp4")
     yield f"Yard:  {len(new)} alert recording new"
@@ -96,7 +96,7 @@ def drift_alerts(recorder):
 def drift_snapshots(recorder):
     known = listed(recorder.snapshots)
     yield (f"snapshots: {delete_files(recorder.snapshots, known[:5])} deleted, "
-           f"rows of {lose_rows(recorder, SNAPSHOTS, known[-4:])} lost")
+           f"rows of {delete_rows(recorder, SNAPSHOTS, known[-4:])} lost")
     times = [moment(21, 9, minute) for minute in (1, 2, 3, 4)]
     paths = [os.path.join(recorder.snapshots, snapshot_name(FRONT, when)) for when in times]
     paths.append(os.path.join(recorder.snapshots, snapshot_name(FRONT, times[0], "-Modified-2")))

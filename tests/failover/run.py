@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""A run that loses its database server in the middle: run.py BIN_DIR MEDIA_DIR.
+"""Tests a run whose database server is killed in the middle: run.py BIN_DIR MEDIA_DIR.
 
-Two PostgreSQL servers, the second one a synchronous standby of the first, and a recorder that knows
-both. The first is killed while a batch of the run waits there, the second takes over. No row may be
-lost whose batch was acknowledged, the run must end by itself, and the next one must complete the work.
+There are two PostgreSQL servers, the second one a synchronous standby of the first. The recorder's dsn names
+both. The first is killed while a batch of the run waits there, and the second is promoted. No row of an
+acknowledged batch may be lost, the run must end by itself, and the next run must complete the work.
 """
 
 import os
@@ -28,7 +28,7 @@ POLL_S = 0.02
 
 LOCK = 4711
 
-# The row in the middle of the third batch waits for whoever holds the lock.
+# The row in the middle of the third batch waits for the lock.
 HALT_SQL = f"""
 CREATE SEQUENCE arrivals;
 CREATE FUNCTION halt() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN
@@ -42,10 +42,10 @@ CREATE TRIGGER halt BEFORE INSERT ON event FOR EACH ROW EXECUTE FUNCTION halt();
 
 
 class Failed(Exception):
-    """Something isn't as it must be."""
+    """A condition is not met."""
 
 
-def demand(condition, what):
+def require(condition, what):
     if not condition:
         raise Failed(what)
     print(f"  {what}: yes")
@@ -60,14 +60,14 @@ def until(condition, otherwise):
 
 
 class Recorder:
-    """A recorder whose files lie in a folder, and whose databases are a schema of its own."""
+    """A recorder with its files in a folder, and its tables in a schema."""
 
     def __init__(self, folder, programs, dsn, statement_timeout_ms=DEADLINE_S * 1000):
         self.folder, self.programs, self.dsn = folder, programs, dsn
         self.statement_timeout_ms = statement_timeout_ms
 
     def fill(self, medium, recordings=RECORDINGS):
-        """Recordings of one content: what is looked at is their rows."""
+        """Adds recordings, all with the same content, because only their rows are compared."""
         half_day = os.path.join(self.folder, CAMERA_FOLDER, "20140312AM")
         os.makedirs(half_day)
         os.mkdir(os.path.join(self.folder, "etc"), 0o755)
@@ -107,7 +107,7 @@ class Recorder:
 
 
 def rows(server, schema):
-    """What a run leaves behind, without ids and stamps."""
+    """Returns the rows of recordings and of their counts, without ids and stamps."""
     return server.psql(
         f"SET search_path TO {schema}",
         "SELECT ds_id, camera_id, path, start_tm, end_tm, size, vdo_type, aud_fmt, img_w, img_h "
@@ -120,9 +120,9 @@ def paths(server):
 
 
 def acknowledge_on_both(primary):
-    """From here on a commit is one only when the standby has it too."""
+    """Makes the standby synchronous: a commit is acknowledged only when the standby has it."""
     until(lambda: primary.psql("SELECT 1 FROM pg_stat_replication WHERE state = 'streaming'"),
-          "the standby never followed")
+          "the standby never streamed")
     primary.psql("ALTER SYSTEM SET synchronous_standby_names = '*'", "SELECT pg_reload_conf()")
     until(lambda: primary.psql("SELECT 1 FROM pg_stat_replication WHERE sync_state = 'sync'"),
           "the standby never became synchronous")
@@ -147,12 +147,12 @@ class Holder:
 
 
 def halt_in_third_batch(recorder, primary):
-    """A run that stands still, and the lock that it waits for."""
+    """Starts a run that stops in its third batch; returns it and the holder of the lock that it waits for."""
     primary.psql("SET search_path TO failover", HALT_SQL)
     holder = Holder(primary)
     run = subprocess.Popen(recorder.command("krindexer", "-r", "1"))
     until(lambda: primary.psql("SELECT 1 FROM pg_locks WHERE locktype = 'advisory' AND NOT granted"),
-          "the run never came to the lock")
+          "the run never reached the lock")
     return run, holder
 
 
@@ -160,18 +160,18 @@ def fail_over(recorder, primary, standby):
     run, holder = halt_in_third_batch(recorder, primary)
     try:
         acknowledged = paths(primary)
-        demand(len(acknowledged) == 2 * BATCH, "two batches are acknowledged, the third one waits")
+        require(len(acknowledged) == 2 * BATCH, "two batches are acknowledged, the third one waits")
         stop_server(primary.directory, "killed")
-        demand(standby.psql("SELECT pg_promote()").strip() == "t", "the standby takes over")
-        demand(run.wait(DEADLINE_S) == 0, "the run ends by itself, with status 0")
+        require(standby.psql("SELECT pg_promote()").strip() == "t", "the standby takes over")
+        require(run.wait(DEADLINE_S) == 0, "the run ends by itself, with status 0")
     finally:
         holder.end()
         if run.poll() is None:
             run.kill()
             run.wait()
-    demand(acknowledged <= paths(standby), "no acknowledged row is lost")
-    demand("Failed to add event records of cam [1]" in recorder.log(), "the log tells of the batch")
-    demand(len(paths(standby)) < RECORDINGS, "the batch that was lost is not made again unasked")
+    require(acknowledged <= paths(standby), "no acknowledged row is lost")
+    require("Failed to add event records of cam [1]" in recorder.log(), "the log has the failed batch")
+    require(len(paths(standby)) < RECORDINGS, "the run does not repeat the failed batch")
 
 
 def carry_out(folder, programs, media_dir):
@@ -183,16 +183,16 @@ def carry_out(folder, programs, media_dir):
         recorder.use_schema("undisturbed")
         recorder.run("krindexer", "-r", "1")
         undisturbed = rows(primary, "undisturbed")
-        demand(undisturbed.count("\n") == RECORDINGS + 1, "an undisturbed run makes every row")
+        require(undisturbed.count("\n") == RECORDINGS + 1, "an undisturbed run adds every row")
         recorder.use_schema("failover")
         fail_over(recorder, primary, standby)
         recorder.run("krindexer", "-r", "1")
-        demand(rows(standby, "failover") == undisturbed,
-               "the next run completes the work, as if nothing had been")
+        require(rows(standby, "failover") == undisturbed,
+                "the next run completes the work, with the same rows as an undisturbed run")
 
 
 def main(usage, test):
-    """Carries out a test in a folder of its own; the exit status."""
+    """Runs a test in a temporary folder; returns the exit status."""
     if len(sys.argv) != 3:
         sys.exit(usage)
     programs, media_dir = map(os.path.abspath, sys.argv[1:])

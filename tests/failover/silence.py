@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""A run whose database server takes connections and gives no response: silence.py BIN_DIR MEDIA_DIR.
+"""Tests a run whose database server accepts connections and gives no response: silence.py BIN_DIR MEDIA_DIR.
 
-Between the recorder and a PostgreSQL server stands a proxy that stops to forward anything, from the
-first connection on or in the middle of a run of many batches. The run must wait for the server once,
-make no further connection, and end by itself.
+A proxy between the recorder and a PostgreSQL server stops forwarding data, either at the first connection or
+in the middle of a run of many batches. The run must wait for the server once, make no further connection, and
+end by itself.
 """
 
 import os
@@ -13,7 +13,7 @@ import sys
 import tempfile
 import threading
 
-from run import BATCH, DEADLINE_S, LOCK, Holder, Recorder, demand, main, until
+from run import BATCH, DEADLINE_S, LOCK, Holder, Recorder, main, require, until
 from run import HALT_SQL, Server  # pylint: disable=ungrouped-imports
 
 BATCHES = 20
@@ -23,7 +23,7 @@ LEFT_ALONE = "next attempt in"
 
 
 class Proxy:
-    """Forwards connections to the server's socket, until it falls silent."""
+    """Forwards connections to the server's socket, until `silent` is set."""
 
     def __init__(self, server):
         self.target = os.path.join(server.directory, ".s.PGSQL.5432")
@@ -77,8 +77,8 @@ def silent_from_the_start(recorder, proxy):
     proxy.silent.set()
     proxy.connections = 0
     recorder.run("krindexer", "-o", "-r", "1", "-a", "1", "-s", "-e")
-    demand(proxy.connections == 1, "the tool tries a server once that gives no response")
-    demand(lines_with(recorder, LEFT_ALONE) >= 3, "what it asks then fails at once")
+    require(proxy.connections == 1, "the tool connects once to a server that gives no response")
+    require(lines_with(recorder, LEFT_ALONE) >= 3, "later calls fail at once")
     proxy.silent.clear()
 
 
@@ -90,17 +90,17 @@ def silent_in_the_middle(recorder, proxy, server):
     try:
         until(lambda: server.psql("SELECT 1 FROM pg_locks WHERE locktype = 'advisory' "
                                   f"AND objid = {LOCK} AND NOT granted"),
-              "the run never came to the lock")
+              "the run never reached the lock")
         proxy.silent.set()
-        demand(run.wait(DEADLINE_S) == 0, "the run ends by itself, with status 0")
+        require(run.wait(DEADLINE_S) == 0, "the run ends by itself, with status 0")
     finally:
         holder.end()
         if run.poll() is None:
             run.kill()
             run.wait()
-    demand(proxy.connections == 1, "it makes no further connection")
-    demand(lines_with(recorder, SILENT) == 1, "the log has the missing response once")
-    demand(lines_with(recorder, LEFT_ALONE) >= BATCHES - 3, "the other batches fail at once")
+    require(proxy.connections == 1, "the run makes no further connection")
+    require(lines_with(recorder, SILENT) == 1, "the log has the missing response once")
+    require(lines_with(recorder, LEFT_ALONE) >= BATCHES - 3, "the other batches fail at once")
     proxy.silent.clear()
 
 
@@ -117,7 +117,7 @@ def carry_out(folder, programs, media_dir):
             server.psql("DROP TRIGGER halt ON failover.event")
             recorder.run("krindexer", "-r", "1")
             count = server.psql("SELECT count(*) FROM failover.event").strip()
-            demand(count == str(BATCHES * BATCH), "the next run completes the work")
+            require(count == str(BATCHES * BATCH), "the next run completes the work")
         finally:
             proxy.close()
 

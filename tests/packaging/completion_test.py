@@ -69,7 +69,7 @@ class CompletionTest(KrctlTest):
             with self.subTest(words=words):
                 self.assertEqual(self.offered(*words, ""), ["-1", "1", "12", "7"])
 
-    def test_a_camera_that_is_added_is_offered_no_id_that_is_taken(self):
+    def test_no_used_id_is_offered_for_a_new_camera(self):
         self.assertEqual(self.offered("krctl", "camera", "add", "--id", ""), [])
 
     def test_kinds_are_offered(self):

@@ -63,13 +63,13 @@ class InstalledTest(unittest.TestCase):
                 self.assertTrue(os.path.exists(path), f"{document}: {target}")
         self.assertGreaterEqual(links, 8)
 
-    def test_a_document_says_what_its_source_says(self):
+    def test_a_document_has_the_text_of_its_source(self):
         for name in ("README.md", "docs/operations.md"):
             with open(os.path.join(ROOT, name), encoding="utf-8") as file:
                 words = re.sub(r"\]\([^)]*\)|\[", "", file.read())
             self.assertEqual(re.sub(r"\]\([^)]*\)|\[", "", self.read(name)), words)
 
-    def test_files_that_the_manual_pages_name_are_there(self):
+    def test_files_that_the_manual_pages_name_exist(self):
         for page in glob.glob(f"{ROOT}/packaging/man/*"):
             with open(page, encoding="utf-8") as file:
                 for path in re.findall(r"^\.(?:It )?Pa /usr/(\S+)", file.read(), re.M):

@@ -21,7 +21,7 @@ as_kestora() { "$@"; }
 make_folders
 """
 
-# The upgrade of the databases alone; "krctl init" and the taking of a lock are noted instead.
+# Only the upgrade of the databases. "krctl init" and the taking of a lock are replaced by a printed line.
 UPGRADE = """
 set -- abort-remove
 . "$POSTINST"
@@ -67,7 +67,7 @@ class PostinstTest(KrctlTest):
         self.assertNotIn("upgraded", held)
         self.assertNotIn("lock taken", held)
 
-    def test_doctor_has_no_complaint_about_their_modes(self):
+    def test_doctor_finds_no_problem_in_their_modes(self):
         made = self.command("sh", "-c", MAKE_FOLDERS)
         self.assertEqual((made.returncode, made.stdout, made.stderr), (0, "", ""))
         self.assertEqual(self.command("krctl", "init").returncode, 0)
@@ -75,14 +75,14 @@ class PostinstTest(KrctlTest):
         modes = [check for check in checks if check["check"] == "modes"]
         self.assertEqual([check["state"] for check in modes], ["ok"] * 2, modes)
 
-    def test_every_folder_that_krctl_relies_on_is_made_and_none_is_open_to_others(self):
+    def test_every_folder_that_krctl_needs_is_created_and_none_is_open_to_others(self):
         self.command("sh", "-c", MAKE_FOLDERS)
         made = {os.path.relpath(folder, self.root): os.stat(folder).st_mode & 0o7777
                 for folder, _, _ in os.walk(self.root)}
         self.assertEqual(made, {name: 0o750 for name in (
             ".", "etc", "target", "target/@KREmap", "var", "var/db", "var/log", "var/snapshot")})
 
-    def test_the_recorder_s_own_folder_is_as_closed_as_those_in_it(self):
+    def test_the_recorder_s_own_folder_has_the_same_mode_as_those_in_it(self):
         # In the sandbox that folder exists, so this line of the script is not run there.
         own = re.search(r'install -d -o kestora -g kestora -m (\d+) "\$recorder"', text())[1]
         self.assertEqual(int(own, 8), 0o750)

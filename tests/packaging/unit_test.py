@@ -1,4 +1,4 @@
-"""krindexer.service and the documents against the programs: exit statuses and umask."""
+"""krindexer.service and the documents agree with the programs on exit statuses and the umask."""
 
 import configparser
 import glob
@@ -66,11 +66,11 @@ class UnitTest(unittest.TestCase):
         self.assertEqual(self.statuses("RestartPreventExitStatus"),
                          statuses_of_krctl_run() - {ANOTHER_RUN} - self.statuses("SuccessExitStatus"))
 
-    def test_being_stopped_is_no_failure(self):
+    def test_a_stopped_run_is_not_a_failure(self):
         self.assertEqual(self.statuses("SuccessExitStatus"), {130})
         self.assertIn(130, statuses_of_krctl_run())
 
-    def test_the_umask_is_the_programs_own(self):
+    def test_the_umask_is_that_of_the_programs(self):
         own = re.search(r"constexpr mode_t kNotForOthers = (0\d+);", read("recorder/support/privacy.cpp"))[1]
         self.assertEqual(int(self.service["UMask"], 8), int(own, 8))
 

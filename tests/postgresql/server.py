@@ -1,14 +1,13 @@
 #!/usr/bin/env python3
-"""A PostgreSQL server of a test's own: server.py [OPTION...] COMMAND...
+"""Runs a command with a PostgreSQL server started for it: server.py [OPTION...] COMMAND...
 
-Runs the command with a new server in a temporary directory, whose address stands in the environment
-as KESTORA_TEST_DSN. When the command ends, or this program does in whatever way, the server ends and
-its directory is removed. It listens on a Unix socket in that directory only, lets everybody in who
-may enter the directory, and holds one empty database, "kestora". Only a role by the name of "guarded"
-has to give its password.
+The server is in a temporary directory. Its address is in the environment variable KESTORA_TEST_DSN. When
+the command or this program ends, however it ends, the server ends and its directory is removed. The server
+listens only on a Unix socket in that directory, accepts every user who may enter the directory, and has one
+empty database, "kestora". Only the role "guarded" needs a password.
 
-While the directory holds a file "down", the server is stopped; it starts again when the file is gone.
-A file "killed" does the same, but all of its processes are killed at once.
+While the directory contains a file "down", the server is stopped. It starts again when the file is removed.
+A file "killed" has the same effect, but all processes of the server are killed at once.
 """
 
 import argparse
@@ -36,9 +35,9 @@ listen_addresses = ''
 unix_socket_directories = '{directory}'
 shared_buffers = 16MB
 max_connections = 40        # a standby needs as many as its primary
-wal_level = logical         # so that the transactions of a test can be told
-autovacuum = off            # what a test measures is not to depend on when it comes
-dynamic_shared_memory_type = mmap   # in the directory, which is removed however the server ends
+wal_level = logical         # so that tests can count transactions
+autovacuum = off            # so that results don't depend on when it runs
+dynamic_shared_memory_type = mmap   # in the directory, which is always removed
 timezone = UTC
 log_timezone = UTC
 {durability}
@@ -58,7 +57,7 @@ def bin_dir():
 
 
 def without_pg_variables():
-    """The environment without what would lead libpq elsewhere."""
+    """Returns the environment without libpq's variables."""
     return {name: value for name, value in os.environ.items() if not name.startswith("PG")}
 
 
@@ -67,20 +66,20 @@ def die_with_parent(with_signal):
 
 
 def server_account():
-    """The account that the server runs under, where it isn't the caller's: it refuses root."""
+    """Returns the account that the server runs as; None for the caller's. The server refuses root."""
     if os.geteuid() != 0:
         return None
     for name in ("postgres", "nobody"):
         with contextlib.suppress(KeyError):
             return pwd.getpwnam(name)
-    raise ServerError("there is neither a user postgres nor a user nobody to run the server")
+    raise ServerError("the server can't run as root, and neither a user postgres nor a user nobody exists")
 
 
 class Server:
-    """A server that lives no longer than this process."""
+    """A server that ends with this process."""
 
     def __init__(self, durable=False, copied_from=None):
-        """With a new cluster, or as a standby with a copy of another server's."""
+        """Prepares a server with a new cluster, or a standby of another server with a copy of its cluster."""
         self.durable, self.copied_from = durable, copied_from
         self.directory, self._lifeline, self._keeper = None, None, None
 
@@ -110,7 +109,7 @@ class Server:
             raise
 
     def stop(self):
-        """At once, and with its directory."""
+        """Ends the server at once, and removes its directory."""
         if self._lifeline is not None:
             os.close(self._lifeline)
             os.waitpid(self._keeper, 0)
@@ -119,7 +118,7 @@ class Server:
             shutil.rmtree(self.directory, ignore_errors=True)
 
     def psql(self, *statements, database="kestora"):
-        """The output of statements, each a transaction of its own; columns apart by a bar."""
+        """Executes statements, each in a separate transaction; returns the output, columns separated by bars."""
         commands = [word for statement in statements for word in ("-c", statement)]
         done = subprocess.run([os.path.join(bin_dir(), "psql"), "-XqAt", "-v", "ON_ERROR_STOP=1", "-d",
                                self.dsn_of(database), *commands],
@@ -129,7 +128,7 @@ class Server:
         return done.stdout.decode(errors="surrogateescape")
 
     def _make_directory(self):
-        """Who may enter it may do everything: the server's account and the caller's group."""
+        """Creates the directory, for the server's account and the caller's group: they have full access."""
         self.directory = tempfile.mkdtemp(prefix="kestora-pg-")
         account = server_account()
         if account:
@@ -137,7 +136,7 @@ class Server:
         os.chmod(self.directory, 0o750)
 
     def _keep(self):
-        """A process of the server's account looks after it, and notices when this one is gone."""
+        """Starts the keeper, a process of the server's account that ends the server when this process ends."""
         end, self._lifeline = os.pipe()
         self._keeper = os.fork()
         if self._keeper == 0:
@@ -151,7 +150,7 @@ class Server:
 
 
 def _leave_the_caller(lifeline, directory):
-    """Of the caller nothing is kept but the pipe that ends with it."""
+    """Gives up everything of the caller except the pipe whose end shows that the caller has ended."""
     os.setsid()
     for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
         signal.signal(number, signal.SIG_DFL)
@@ -170,7 +169,7 @@ def _leave_the_caller(lifeline, directory):
 
 
 class Keeper:
-    """Keeps the server running, or stopped, until the lifeline on standard input ends."""
+    """The process that starts and stops the server, until the pipe on standard input ends."""
 
     def __init__(self, directory, durable, copied_from):
         self.directory, self.data = directory, os.path.join(directory, "data")
@@ -239,7 +238,7 @@ class Keeper:
             self.postmaster.wait()
 
     def _kill(self):
-        """All processes, as a machine does that loses its power; the postmaster first stands still."""
+        """Kills all processes, like a power failure. The postmaster is stopped first, so that it starts none."""
         self.postmaster.send_signal(signal.SIGSTOP)
         path = f"/proc/{self.postmaster.pid}/task/{self.postmaster.pid}/children"
         for child in _text(path).split():
@@ -254,7 +253,7 @@ class Keeper:
 
 
 def stop_server(directory, how="down"):
-    """Stops a server, whoever started it, and keeps what it holds."""
+    """Stops a server, even one started by another process, and keeps its data."""
     with open(os.path.join(directory, how), "wb"):
         await_state(directory, False)
 
@@ -269,7 +268,7 @@ def await_state(directory, running):
     deadline = time.monotonic() + DEADLINE_S
     while not (_is_ready(data) if running else _is_gone(data)):
         if time.monotonic() > deadline or os.path.exists(os.path.join(directory, "failed")):
-            raise ServerError(_text(os.path.join(directory, "log")) or "the server says nothing")
+            raise ServerError(_text(os.path.join(directory, "log")) or "the server has an empty log")
         time.sleep(POLL_S)
 
 
@@ -286,20 +285,20 @@ def _is_gone(data):
 
 
 def _is_ready(data):
-    """The last line of the file tells the state, with blanks behind it."""
+    """Returns true if the last line of postmaster.pid, which may end with blanks, shows that it is ready."""
     lines = _text(os.path.join(data, "postmaster.pid")).split("\n")
     return len(lines) > 7 and lines[7].strip() == "ready"
 
 
 def parse_arguments():
     parser = argparse.ArgumentParser(description=__doc__.split("\n", maxsplit=1)[0])
-    parser.add_argument("--durable", action="store_true", help="the server flushes what it writes")
+    parser.add_argument("--durable", action="store_true", help="let the server flush its writes")
     parser.add_argument("--variable", default="KESTORA_TEST_DSN", metavar="NAME",
-                        help="the environment variable that holds the address")
+                        help="the environment variable for the address")
     parser.add_argument("command", nargs=argparse.REMAINDER)
     options = parser.parse_args()
     if not options.command:
-        parser.error("no command is named")
+        parser.error("expected a command")
     return options
 
 

@@ -1,4 +1,4 @@
-"""tests/bounded.py: a test leaves nothing behind, however it ends."""
+"""tests/bounded.py: a test leaves no process and no file behind, however it ends."""
 
 import os
 import signal
@@ -40,7 +40,7 @@ class BoundedTest(unittest.TestCase):
         self.assertEqual(os.listdir(self.folder), [])
         self.assertFalse(os.path.exists(f"/proc/{number}"))
 
-    def test_the_status_is_the_command_s(self):
+    def test_the_exit_status_is_that_of_the_command(self):
         for command, status in (("exit 0", 0), ("exit 77", 77), ("kill -SEGV $$", 128 + signal.SIGSEGV)):
             self.assertEqual(self.start(DEADLINE_S, command).wait(DEADLINE_S), status)
 
@@ -50,14 +50,14 @@ class BoundedTest(unittest.TestCase):
         self.assertEqual(process.wait(DEADLINE_S), 0)
         self.assert_nothing_is_left(number)
 
-    def test_nothing_is_left_of_a_command_whose_time_was_up(self):
+    def test_nothing_is_left_of_a_command_that_exceeded_its_time(self):
         process = self.start(1, LEAVE_BEHIND + "exec sleep 1000")
         number = int(process.stdout.readline())
         self.assertEqual(process.wait(DEADLINE_S), TIME_IS_UP)
         self.assertIn("not done after 1.0 s", process.stdout.read())
         self.assert_nothing_is_left(number)
 
-    def test_nothing_is_left_where_it_is_stopped_itself(self):
+    def test_nothing_is_left_if_it_is_itself_stopped(self):
         process = self.start(DEADLINE_S, LEAVE_BEHIND + "exec sleep 1000")
         number = int(process.stdout.readline())
         deadline = time.monotonic() + DEADLINE_S

@@ -92,7 +92,7 @@ class InstallPackagesTest(unittest.TestCase):
         self.assertFalse(os.path.exists(self.path("usr/sbin/policy-rc.d")))
         self.assertEqual(os.listdir(self.path("run")), [])
 
-    def test_what_it_takes_is_shown_before_it_begins(self):
+    def test_download_disk_space_and_time_are_shown_before_the_installation(self):
         done = self.install()
         self.assertEqual(done.returncode, 0, done.stderr)
         before, _, _ = done.stdout.partition("INSTALLING")
@@ -109,21 +109,21 @@ class InstallPackagesTest(unittest.TestCase):
         self.assert_nothing_is_left()
         self.assertFalse(os.path.exists(self.path("etc/postgresql-common/createcluster.d")))
 
-    def test_what_failed_half_way_leaves_no_service_either(self):
+    def test_a_failed_installation_leaves_no_new_service_enabled(self):
         self.write("status", "100")
         done = self.install()
         self.assertEqual(done.returncode, 1)
         self.assertIn("apt-get failed", done.stderr)
         self.assert_nothing_is_left()
 
-    def test_a_policy_of_the_machine_s_own_is_left_alone(self):
+    def test_an_existing_policy_of_the_machine_is_not_changed(self):
         self.write("usr/sbin/policy-rc.d", "#!/bin/sh\nexit 42\n")
         done = self.install()
         self.assertIn("newcomer: 42", done.stdout)
         with open(self.path("usr/sbin/policy-rc.d"), encoding="utf-8") as file:
             self.assertEqual(file.read(), "#!/bin/sh\nexit 42\n")
 
-    def test_what_apt_refuses_is_explained_and_nothing_begun(self):
+    def test_a_refusal_of_apt_is_explained_and_nothing_is_installed(self):
         for said, explained in (("E: dpkg was interrupted, you must manually run", "dpkg --configure -a"),
                                 ("E: Unable to locate package newcomer", "no network?"),
                                 ("E: Could not get lock /var/lib/dpkg/lock", "run this again"),

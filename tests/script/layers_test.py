@@ -37,25 +37,25 @@ class LayersTest(unittest.TestCase):
     def test_the_project_keeps_its_layers(self):
         self.assertEqual(self.findings(ROOT), [])
 
-    def test_includes_of_lower_layers_are_right(self):
+    def test_includes_of_lower_layers_are_allowed(self):
         self.assertEqual(self.findings(self.root), [])
 
-    def test_an_include_of_a_higher_layer(self):
+    def test_an_include_of_a_higher_layer_is_a_finding(self):
         self.write("recorder/support/error.cpp", '#include "recorder/run/run.h"\n')
         self.assertEqual(self.findings(self.root), [
             "recorder/support/error.cpp: includes recorder/run/, which is not on a lower layer"])
 
-    def test_an_include_of_the_same_layer(self):
+    def test_an_include_of_the_same_layer_is_a_finding(self):
         self.write("recorder/run/live.h", '#include "recorder/snapshot/jpeg.h"\n')
         self.assertEqual(self.findings(self.root), [
             "recorder/run/live.h: includes recorder/snapshot/, which is not on a lower layer"])
 
-    def test_a_folder_that_the_picture_lacks(self):
+    def test_a_folder_that_is_not_in_the_picture_is_a_finding(self):
         self.write("recorder/camera/volume.h", "#pragma once\n")
         self.assertEqual(self.findings(self.root), [
             "docs/architecture.md: the picture of the layers lacks recorder/camera/"])
 
-    def test_a_folder_that_is_gone(self):
+    def test_a_folder_without_sources_in_the_picture_is_a_finding(self):
         os.remove(os.path.join(self.root, "recorder/snapshot/jpeg.h"))
         self.assertEqual(self.findings(self.root), [
             "docs/architecture.md: the picture of the layers has recorder/snapshot/, "

@@ -60,20 +60,20 @@ class SandboxTest(unittest.TestCase):
             self.assertEqual((seen.returncode, seen.stdout, seen.stderr), (0, "", ""))
             self.assertEqual(os.listdir(folder), ["file"])
 
-    def test_the_check_says_that_it_is_possible_and_leaves_nothing(self):
+    def test_the_check_succeeds_where_it_is_possible_and_leaves_no_file(self):
         checked = run("env", f"TMPDIR={self.folder}", SANDBOX, "--check")
         self.assertEqual((checked.returncode, checked.stdout, checked.stderr), (0, "", ""))
         self.assertEqual(os.listdir(self.folder), [])
 
     @unittest.skipIf(not os.path.islink("/bin"), "the chroot is made for a merged /usr")
-    def test_in_a_chroot_it_works_and_nothing_is_mounted_outside(self):
+    def test_it_works_in_a_chroot_and_mounts_nothing_outside(self):
         done = run(*SHARED_MOUNTS, "sh", "-c", IN_A_CHROOT, "sh", self.folder, ROOT)
         self.assertEqual(done.returncode, 0, done.stderr)
         before, text, folders, after = done.stdout.splitlines()
         self.assertEqual((text, folders.split()), ("kept", ["/var:", "lib", "packages", "/var/lib:"]))
         self.assertEqual(before, after)
 
-    def test_where_the_kernel_refuses_its_words_are_shown_in_one_line(self):
+    def test_a_refusal_of_the_kernel_is_shown_in_one_line(self):
         refuse = ("echo 0 >/proc/sys/user/max_user_namespaces;"
                   "exec setpriv --bounding-set=-all --inh-caps=-all \"$@\"")
         for options in (["--check"], [self.folder, "true"]):

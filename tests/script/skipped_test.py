@@ -1,4 +1,4 @@
-"""tests/skipped.py: each form in which a test reports what it skips, and why."""
+"""tests/skipped.py: each form in which a test program reports skipped cases and the reasons."""
 
 import os
 import subprocess
@@ -36,7 +36,7 @@ Test Passed.
 
 
 class SkippedTest(unittest.TestCase):
-    def said_of(self, log):
+    def output_for(self, log):
         with tempfile.NamedTemporaryFile("w", prefix="kestora-script-", encoding="utf-8") as file:
             file.write(log)
             file.flush()
@@ -44,7 +44,7 @@ class SkippedTest(unittest.TestCase):
                                   capture_output=True, timeout=60).stdout.splitlines()
 
     def test_every_skipped_case_is_named_with_its_reason(self):
-        self.assertEqual(self.said_of(LOG), [
+        self.assertEqual(self.output_for(LOG), [
             "Skipped, with the reason:",
             "  krctl.doctor: doctor_test.User.test_two: only root can be another user",
             "  scenario.task.a-case: there is no user 1001",
@@ -52,8 +52,8 @@ class SkippedTest(unittest.TestCase):
             "  other: gives no reason",
         ])
 
-    def test_where_nothing_was_skipped_that_is_said(self):
-        self.assertEqual(self.said_of("1/1 Testing: plain\nTest Passed.\n"), ["No case was skipped."])
+    def test_a_log_without_skipped_cases_gets_a_line_that_reports_it(self):
+        self.assertEqual(self.output_for("1/1 Testing: plain\nTest Passed.\n"), ["No case was skipped."])
 
 
 if __name__ == "__main__":
