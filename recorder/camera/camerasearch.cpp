@@ -38,49 +38,47 @@ public:
 
 private:
     void SearchIn(const std::string& folder, int levels) {
-        ReadIdentity(folder);
+        NotingObstacles([&] { ReadIdentity(folder); });
         if (levels == 0) {
             return;
         }
         const std::string prefix = folder.ends_with('/') ? folder : folder + "/";
         for (const std::string& name : FoldersIn(folder)) {
-            SearchBelow(prefix + name, levels - 1);
+            NotingObstacles([&] { SearchBelow(prefix + name, levels - 1); });
         }
     }
 
     void ReadIdentity(const std::string& folder) {
-        try {
-            if (const std::optional<CameraIdentity> identity = CameraIdentityIn(folder)) {
-                m_result.found.push_back({*identity, folder});
-            }
-        } catch (const Error& error) {
-            m_result.obstacles.emplace_back(error.what());
+        if (const std::optional<CameraIdentity> identity = CameraIdentityIn(folder)) {
+            m_result.found.push_back({*identity, folder});
         }
     }
 
     std::vector<std::string> FoldersIn(const std::string& folder) {
         std::vector<std::string> names;
-        try {
+        NotingObstacles([&] {
             ListFolder(folder, [&](const FolderEntry& entry) {
                 if (entry.isFolder && IsSearched(entry.name)) {
                     names.push_back(entry.name);
                 }
                 return true;
             });
-        } catch (const Error& error) {
-            m_result.obstacles.emplace_back(error.what());
-        }
+        });
         std::sort(names.begin(), names.end());
         return names;
     }
 
     void SearchBelow(const std::string& folder, int levels) {
+        if (FileSystemOf(folder) == m_fileSystem) {
+            SearchIn(folder, levels);
+        } else {
+            m_result.otherFileSystems.push_back(folder);
+        }
+    }
+
+    template <typename Action> void NotingObstacles(const Action& action) {
         try {
-            if (FileSystemOf(folder) == m_fileSystem) {
-                SearchIn(folder, levels);
-            } else {
-                m_result.otherFileSystems.push_back(folder);
-            }
+            action();
         } catch (const Error& error) {
             m_result.obstacles.emplace_back(error.what());
         }

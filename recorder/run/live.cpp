@@ -26,24 +26,20 @@ constexpr int kReadAttempts = 3; // the record may be incomplete while its run w
 
 struct Record {
     LiveRun live;
-    bool hasMark = false; // its run sets the run mark (runmark.h); earlier versions did not
+    bool hasMark = false; // its run sets the run mark (runmark.h)
 };
 
+// Reads the text that PublishLiveRun writes: names, each followed by its value.
 std::optional<Record> Parse(const std::string& text) {
     std::istringstream in(text);
+    std::string name;
+    const auto read = [&](auto&... values) { ((in >> name >> values), ...); };
     Record record;
     LiveRun& live = record.live;
     long first = 0;
     long last = 0;
-    std::string name;
-    in >> name >> first >> name >> live.run >> name >> live.pid >> name >> live.startTm >> name >>
-        live.progress >> name >> live.kind >> name >> live.camId >> name >> live.known >> name >>
-        live.partFiles >> name >> live.files >> name >> live.failures >> name >> live.refusals >>
-        name;
-    if (name == "mark") {
-        in >> record.hasMark >> name;
-    }
-    in >> last;
+    read(first, live.run, live.pid, live.startTm, live.progress, live.kind, live.camId, live.known,
+         live.partFiles, live.files, live.failures, live.refusals, record.hasMark, last);
     if (!in || first != last) {
         return std::nullopt;
     }
@@ -101,8 +97,7 @@ Answer HasOpen(int pid, const UniqueFd& file) {
                                                                            : Answer::Unknown;
 }
 
-// Finds a run that has no mark: a run of an earlier version, or on a file system without such
-// locks.
+// Finds a run that could not set its mark, as on a file system without such locks.
 RunInProgress FindByProcess(const LiveRun& live, const UniqueFd& file) {
     if (live.pid <= 0 || !IsThere(live.pid)) {
         return {};

@@ -101,10 +101,13 @@ std::vector<RunPart> RecordedParts(long id) {
     return parts;
 }
 
+// The run with the highest number among the recorded runs that meet the condition.
 std::optional<RunRecord> NewestOf(const std::string& condition) {
     const DBResult_tag newest = Execute(
         KRDB::DB_SYSTEM, "SELECT max(id) AS id FROM run" + condition + ";", {.readOnly = true});
-    return FindRun(newest.Long(0, "id"));
+    std::vector<RunRecord> found = RunsOfNumber(newest.Long(0, "id"));
+    const bool isFound = !found.empty() && found.front().isOnRecord;
+    return isFound ? std::optional(std::move(found.front())) : std::nullopt;
 }
 
 // The part for the changes of a kind and camera. If a run has two parts for one camera, as with
@@ -116,10 +119,10 @@ RunPart& PartOf(std::vector<RunPart>& parts, const std::string& kind, int camId)
     if (found != parts.end()) {
         return *found;
     }
-    RunPart part;
+    RunPart& part = parts.emplace_back();
     part.kind = kind;
     part.camId = camId;
-    return parts.emplace_back(std::move(part));
+    return part;
 }
 
 } // namespace
@@ -135,12 +138,6 @@ std::vector<RunRecord> RunsOfNumber(long id) {
 
 std::string IdentityText(const RunRecord& run) {
     return Format("%016lx", run.token);
-}
-
-std::optional<RunRecord> FindRun(long id) {
-    std::vector<RunRecord> found = RunsOfNumber(id);
-    const bool isFound = !found.empty() && found.front().isOnRecord;
-    return isFound ? std::optional(std::move(found.front())) : std::nullopt;
 }
 
 std::optional<RunRecord> NewestRun() {

@@ -47,7 +47,6 @@ struct RunPart {
 // All runs, newest first, including those whose record was lost.
 [[nodiscard]] std::vector<RunRecord> ListRuns();
 
-[[nodiscard]] std::optional<RunRecord> FindRun(long id);
 // All runs with this number. There can be more than one where databases were restored from copies
 // of different times. The recorded one, if any, comes first.
 [[nodiscard]] std::vector<RunRecord> RunsOfNumber(long id);

@@ -23,7 +23,15 @@ struct flock64 LockOf(Byte which, short type) {
     return byte;
 }
 
-bool IsHeld(const UniqueFd& lockFile, struct flock64 lock) {
+// Sets, changes or removes this process's lock on a byte. Returns false if that isn't possible.
+bool Lock(const UniqueFd& lockFile, Byte which, short type) noexcept {
+    struct flock64 lock = LockOf(which, type);
+    return fcntl(lockFile.Get(), F_OFD_SETLK, &lock) == 0;
+}
+
+// Returns true if a lock of this type would conflict with that of another process.
+bool IsHeld(const UniqueFd& lockFile, Byte which, short type) {
+    struct flock64 lock = LockOf(which, type);
     if (fcntl(lockFile.Get(), F_OFD_GETLK, &lock) != 0) {
         throw SystemError(std::string("query the lock of ") + kRunLockFile);
     }
@@ -33,37 +41,28 @@ bool IsHeld(const UniqueFd& lockFile, struct flock64 lock) {
 } // namespace
 
 bool SetRunMark(const UniqueFd& lockFile) noexcept {
-    struct flock64 mark = LockOf(kRun, F_WRLCK);
-    return fcntl(lockFile.Get(), F_OFD_SETLK, &mark) == 0;
+    return Lock(lockFile, kRun, F_WRLCK);
 }
 
 void RemoveRunMark(const UniqueFd& lockFile) noexcept {
-    struct flock64 mark = LockOf(kRun, F_UNLCK);
-    fcntl(lockFile.Get(), F_OFD_SETLK, &mark);
+    Lock(lockFile, kRun, F_UNLCK);
 }
 
 bool CanHoldRunMark(const UniqueFd& lockFile) noexcept {
-    struct flock64 beside = LockOf(kTrial, F_RDLCK);
-    if (fcntl(lockFile.Get(), F_OFD_SETLK, &beside) != 0) {
-        return false;
-    }
-    beside.l_type = F_UNLCK;
-    fcntl(lockFile.Get(), F_OFD_SETLK, &beside);
-    return true;
+    return Lock(lockFile, kTrial, F_RDLCK) && Lock(lockFile, kTrial, F_UNLCK);
 }
 
 bool HasRunMark(const UniqueFd& lockFile) {
     // A shared lock is queried: another process that holds a shared lock on the byte is not a run.
-    return IsHeld(lockFile, LockOf(kRun, F_RDLCK));
+    return IsHeld(lockFile, kRun, F_RDLCK);
 }
 
 void SetUnregisteredRunMark(const UniqueFd& lockFile) noexcept {
-    struct flock64 mark = LockOf(kUnregisteredRun, F_RDLCK);
-    fcntl(lockFile.Get(), F_OFD_SETLK, &mark);
+    Lock(lockFile, kUnregisteredRun, F_RDLCK);
 }
 
 bool HasUnregisteredRunMark(const UniqueFd& lockFile) {
-    return IsHeld(lockFile, LockOf(kUnregisteredRun, F_WRLCK));
+    return IsHeld(lockFile, kUnregisteredRun, F_WRLCK);
 }
 
 } // namespace recorder

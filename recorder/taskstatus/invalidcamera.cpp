@@ -6,7 +6,7 @@
 #include "recorder/run/taps.h"
 #include "recorder/support/error.h"
 
-#include <algorithm>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -39,32 +39,26 @@ EventsNow ReadEventsNow() {
     return events;
 }
 
-// The ids that no camera has, separated by ", ".
-std::string WithoutCamera(const std::vector<std::string>& ids,
-                          const std::vector<CameraRow>& cameras) {
+// The camera ids of events that no camera has, separated by ", ". Throws Error if the camera table
+// is empty.
+std::string GoneCameras(const EventsNow& events) {
+    std::set<std::string> existing;
+    for (const CameraRow& camera : ListCameras()) {
+        existing.insert(std::to_string(camera.id));
+    }
+    if (existing.empty()) {
+        const std::string why = "the camera table is empty: the events of cameras that no longer "
+                                "exist are kept";
+        NoteRefusal(why);
+        throw Error(why);
+    }
     std::string gone;
-    for (const std::string& id : ids) {
-        const bool isThere = std::any_of(cameras.begin(), cameras.end(), [&](const auto& camera) {
-            return std::to_string(camera.id) == id;
-        });
-        if (!isThere) {
+    for (const std::string& id : events.cameras) {
+        if (!existing.contains(id)) {
             gone += (gone.empty() ? "" : ", ") + id;
         }
     }
     return gone;
-}
-
-// The camera ids of events that no camera has, separated by ", ". Throws Error if the camera table
-// is empty.
-std::string GoneCameras(const EventsNow& events) {
-    const std::vector<CameraRow> cameras = ListCameras();
-    if (cameras.empty()) {
-        const std::string why = "the camera table is empty: the events of cameras that no longer "
-                                "exist are left alone";
-        NoteRefusal(why);
-        throw Error(why);
-    }
-    return WithoutCamera(events.cameras, cameras);
 }
 
 std::vector<long> IdsOfEvents(const std::string& condition) {

@@ -120,7 +120,7 @@ double GetTaskProgress() {
         const DBResult_tag rows =
             recorder::Execute(KRDB::DB_SYSTEM, "SELECT progress FROM task WHERE name = 'reindex';",
                               {.readOnly = true});
-        return rows.RowCount() == 0 ? 0.0 : std::strtod(rows.Field(0, 0), nullptr);
+        return rows.RowCount() == 0 ? 0.0 : std::strtod(rows.Text(0, "progress").c_str(), nullptr);
     });
 }
 
