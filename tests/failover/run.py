@@ -6,6 +6,7 @@ both. The first is killed while a batch of the run waits there, and the second i
 acknowledged batch may be lost, the run must end by itself, and the next run must complete the work.
 """
 
+import contextlib
 import os
 import subprocess
 import sys
@@ -146,29 +147,29 @@ class Holder:
         self.session.stdout.close()
 
 
-def halt_in_third_batch(recorder, primary):
-    """Starts a run that stops in its third batch; returns it and the holder of the lock that it waits for."""
-    primary.psql("SET search_path TO failover", HALT_SQL)
-    holder = Holder(primary)
-    run = subprocess.Popen(recorder.command("krindexer", "-r", "1"))
-    until(lambda: primary.psql("SELECT 1 FROM pg_locks WHERE locktype = 'advisory' AND NOT granted"),
-          "the run never reached the lock")
-    return run, holder
+@contextlib.contextmanager
+def run_halted_in_third_batch(recorder, server):
+    """Yields a run that waits for a lock in its third batch; ends the run and releases the lock."""
+    server.psql("SET search_path TO failover", HALT_SQL)
+    holder = Holder(server)
+    with subprocess.Popen(recorder.command("krindexer", "-r", "1")) as run:
+        try:
+            until(lambda: server.psql("SELECT 1 FROM pg_locks WHERE locktype = 'advisory' AND NOT granted"),
+                  "the run never reached the lock")
+            yield run
+        finally:
+            holder.end()
+            if run.poll() is None:
+                run.kill()
 
 
 def fail_over(recorder, primary, standby):
-    run, holder = halt_in_third_batch(recorder, primary)
-    try:
+    with run_halted_in_third_batch(recorder, primary) as run:
         acknowledged = paths(primary)
         require(len(acknowledged) == 2 * BATCH, "two batches are acknowledged, the third one waits")
         stop_server(primary.directory, "killed")
         require(standby.psql("SELECT pg_promote()").strip() == "t", "the standby takes over")
         require(run.wait(DEADLINE_S) == 0, "the run ends by itself, with status 0")
-    finally:
-        holder.end()
-        if run.poll() is None:
-            run.kill()
-            run.wait()
     require(acknowledged <= paths(standby), "no acknowledged row is lost")
     require("Failed to add event records of cam [1]" in recorder.log(), "the log has the failed batch")
     require(len(paths(standby)) < RECORDINGS, "the run does not repeat the failed batch")

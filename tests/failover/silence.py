@@ -8,13 +8,11 @@ end by itself.
 
 import os
 import socket
-import subprocess
 import sys
 import tempfile
 import threading
 
-from run import BATCH, DEADLINE_S, LOCK, Holder, Recorder, main, require, until
-from run import HALT_SQL, Server  # pylint: disable=ungrouped-imports
+from run import BATCH, DEADLINE_S, Recorder, Server, main, require, run_halted_in_third_batch
 
 BATCHES = 20
 STATEMENT_TIMEOUT_MS = 4000
@@ -83,21 +81,10 @@ def silent_from_the_start(recorder, proxy):
 
 
 def silent_in_the_middle(recorder, proxy, server):
-    server.psql("SET search_path TO failover", HALT_SQL)
-    holder = Holder(server)
     proxy.connections = 0
-    run = subprocess.Popen(recorder.command("krindexer", "-r", "1"))
-    try:
-        until(lambda: server.psql("SELECT 1 FROM pg_locks WHERE locktype = 'advisory' "
-                                  f"AND objid = {LOCK} AND NOT granted"),
-              "the run never reached the lock")
+    with run_halted_in_third_batch(recorder, server) as run:
         proxy.silent.set()
         require(run.wait(DEADLINE_S) == 0, "the run ends by itself, with status 0")
-    finally:
-        holder.end()
-        if run.poll() is None:
-            run.kill()
-            run.wait()
     require(proxy.connections == 1, "the run makes no further connection")
     require(lines_with(recorder, SILENT) == 1, "the log has the missing response once")
     require(lines_with(recorder, LEFT_ALONE) >= BATCHES - 3, "the other batches fail at once")
