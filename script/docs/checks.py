@@ -1,4 +1,4 @@
-"""The checks. Each yields its findings, one line each."""
+"""The checks. Each one yields its findings as lines."""
 
 import fnmatch
 import json
@@ -16,7 +16,7 @@ PAGE_OF = {"krctl": "packaging/man/krctl.8", "krindexer": "packaging/man/krindex
 
 
 def findings(project):
-    """The findings of all checks, in their order."""
+    """Returns the findings of all checks."""
     known = {"krctl": programs.krctl(project.krctl), "krindexer": programs.krindexer(project)}
     found = []
     for check in (paths, tests_that_are_named, commands_that_are_named, pages_of_programs, completion,
@@ -26,7 +26,7 @@ def findings(project):
 
 
 def _code(project, name):
-    """Pieces of code in a document: what is typed and what is named."""
+    """Returns the pieces of code in a document: commands and names."""
     text = project.read(name)
     if name in project.pages():
         return list(manual.code(text))
@@ -40,7 +40,7 @@ def _documents(project):
 # --- paths ---------------------------------------------------------------------------------------
 
 
-def _is_there(project, path):
+def _exists(project, path):
     path = path.rstrip("/")
     if path in project.files or path in project.folders:
         return True
@@ -50,7 +50,7 @@ def _is_there(project, path):
 
 
 def _is_part(project, path):
-    """A path that begins below the project's root, or the bare name of a source."""
+    """Returns true for a path below any folder of the project, such as the bare name of a source."""
     patterns = {path, re.sub(r"[A-Z]{2,}", "*", path)}
     return any(fnmatch.fnmatchcase("/" + name, "*/" + pattern)
                for name in project.files for pattern in patterns)
@@ -62,14 +62,14 @@ def paths(project, _known):
         text = project.read(name)
         for target in markdown.links(text) if name in project.texts() else []:
             path = os.path.normpath(os.path.join(os.path.dirname(name), target))
-            if not _is_there(project, path):
+            if not _exists(project, path):
                 yield f"{name}: the link {target} leads nowhere"
         for word in sorted({word for piece in _code(project, name) for word in piece.split()}):
             word = word.strip("()[],;:\"'").removesuffix(".")
             room = word.split("/")[0]
             if "/" in word and room in rooms:
-                if not _is_there(project, word):
-                    yield f"{name}: {word} is not there"
+                if not _exists(project, word):
+                    yield f"{name}: {word} does not exist"
             elif SOURCE_NAME.fullmatch(word.rpartition("/")[2]) and not word.startswith("/"):
                 if not _is_part(project, word):
                     yield f"{name}: no file is called {word}"
@@ -79,14 +79,14 @@ def tests_that_are_named(project, _known):
     for name in project.texts():
         for span in markdown.spans(project.read(name)):
             if re.fullmatch(r"[A-Z]\w+\.[A-Z]\w+", span) and span not in project.tests:
-                yield f"{name}: there is no test {span}"
+                yield f"{name}: no such test: {span}"
 
 
 # --- commands ------------------------------------------------------------------------------------
 
 
 def _unknown(program, command, words):
-    """The parts of a command line that the program doesn't understand."""
+    """Yields the words of a command line that the program doesn't understand."""
     for word in words:
         word = word.strip("[](),.")
         if re.match(r"-{1,2}[a-z]", word):
@@ -113,10 +113,10 @@ def commands_that_are_named(project, known):
             bare = re.match(r"-{1,2}[a-z][a-z-]*(?= |$)", piece)
             if bare and bare[0] not in options and not re.search(
                     rf"(?<![\w-]){re.escape(bare[0])}(?![\w-])", project.scripts):
-                yield f"{name}: nothing has an option {bare[0]}"
+                yield f"{name}: no program or script has an option {bare[0]}"
         for reference in manual.references(project.read(name)):
             if f"packaging/man/{reference}" not in project.files:
-                yield f"{name}: there is no page {reference}"
+                yield f"{name}: no such manual page: {reference}"
 
 
 def _differences(page, what, said, understood):
@@ -172,7 +172,7 @@ def settings_that_are_named(project, _known):
             named.update(re.findall(rf"^((?:{'|'.join(sections)})\.(?!db$)[a-z]\w*)(?: =|$)", span))
         for key in sorted(named):
             if key not in keys and key.rstrip(".") not in sections:
-                yield f"{name}: there is no setting {key}"
+                yield f"{name}: no such setting: {key}"
 
 
 def settings_page(project, _known):
@@ -184,10 +184,10 @@ def settings_page(project, _known):
         key = keys[name]
         words = " ".join(said[name].split())
         if key.least is not None and f"{key.least} to {key.most}" not in words:
-            yield f"{page}: {name} is {key.least} to {key.most}: the page doesn't say so"
+            yield f"{page}: {name}: expected the range {key.least} to {key.most}"
         for default in key.defaults:
             if not re.search(rf"default\b.*\b{default}\b", words):
-                yield f"{page}: {name} is {default} by default: the page doesn't say so"
+                yield f"{page}: {name}: expected the default {default}"
 
 
 # --- schemas -------------------------------------------------------------------------------------
@@ -198,7 +198,7 @@ def schemas(project, _known):
         try:
             schema = json.loads(project.read(name))
             if "$schema" not in schema:
-                yield f"{name}: has no $schema, which names its language"
+                yield f"{name}: has no $schema, which names the version of JSON Schema"
             jsonschema.validators.validator_for(schema).check_schema(schema)
         except (ValueError, jsonschema.SchemaError) as error:
             yield f"{name}: is not a JSON schema: {str(error).splitlines()[0]}"

@@ -1,4 +1,4 @@
-"""Manual pages, as far as the checks need them: sections, items, examples, commands that they name."""
+"""The parts of manual pages that the checks need: sections, items, examples, named commands."""
 
 import re
 
@@ -8,7 +8,7 @@ def _flags(line):
 
 
 def commands(text, program):
-    """Options and arguments by command: {"undo": ({"--camera"}, {"RUN"})}; "" is the program."""
+    """Returns options and arguments by command: {"undo": ({"--camera"}, {"RUN"})}; "" is the program."""
     found = {}
     words = None
     for line in text.splitlines():
@@ -29,7 +29,7 @@ def commands(text, program):
 
 
 def settings(text):
-    """The text about each key, by SECTION.KEY."""
+    """Returns the text about each key, by SECTION.KEY."""
     found = {}
     section = key = None
     for line in text.splitlines():
@@ -48,17 +48,17 @@ def settings(text):
 
 
 def examples(text):
-    """Literal blocks that begin with a section of settings."""
+    """Returns the literal blocks that begin with a section of settings."""
     return re.findall(r"^\.Bd -literal.*\n(\[(?s:.*?))^\.Ed", text, re.M)
 
 
 def references(text):
-    """The other pages that a page refers to, NAME.SECTION."""
+    """Returns the pages to which a page refers, as NAME.SECTION."""
     return {f"{name}.{section}" for name, section in re.findall(r"^\.Xr (\S+) (\d)", text, re.M)}
 
 
 def code(text):
-    """The pieces of text that are typed or that name something."""
+    """Yields the pieces of text that are commands or names."""
     literal = False
     for line in text.splitlines():
         line = line.replace("\\-", "-")

@@ -1,10 +1,10 @@
-"""Documents in Markdown, as far as the checks need them: code, links, settings."""
+"""The parts of Markdown documents that the checks need: code, links, settings."""
 
 import re
 
 
 def _lines(text):
-    """Each line with the language of the block that it is in; None in prose."""
+    """Yields each line with the language of its block; None in prose."""
     language = None
     for line in text.splitlines():
         fence = re.match(r"\s*```(\w*)", line)
@@ -19,12 +19,12 @@ def prose(text):
 
 
 def spans(text):
-    """Code within prose; a span may be broken over two lines."""
+    """Returns the code within prose; a span may be broken over two lines."""
     return [re.sub(r"\s+", " ", span) for span in re.findall(r"`([^`]+)`", prose(text))]
 
 
 def blocks(text):
-    """Lines of code that are no settings."""
+    """Returns the lines of code other than settings."""
     return [line for language, line in _lines(text) if language not in (None, "toml")]
 
 
@@ -34,5 +34,5 @@ def links(text):
 
 
 def settings(text):
-    """The blocks of TOML."""
+    """Returns the blocks of TOML."""
     return re.findall(r"^```toml\n(.*?)^```", text, re.M | re.S)

@@ -15,7 +15,7 @@ class Command:
         self.commands = {}
 
     def leaves(self):
-        """The commands without subcommands, and the program."""
+        """Yields the commands without subcommands, and the program."""
         if not self.words or not self.commands:
             yield self
         for command in self.commands.values():
@@ -52,7 +52,7 @@ def krctl(program, words=()):
 
 
 def krindexer(project):
-    """From the source, because the usage omits an option for other programs."""
+    """Reads the options from the source, because the usage omits one that is meant for other programs."""
     letters = re.search(r'getopt\(argc, argv, "([a-z:]+)"\)', project.read("driver/krindexer.cpp"))
     command = Command("")
     command.options.update("-" + letter for letter in letters[1].replace(":", ""))

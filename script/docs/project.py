@@ -41,7 +41,7 @@ class Project:
             return file.read()
 
     def texts(self):
-        """Names of the documents in Markdown that are checked."""
+        """Returns the names of the Markdown documents to check."""
         return sorted(name for name in self.files
                       if re.fullmatch(r"(README|CHANGELOG)\.md|docs/[^/]+\.md", name))
 

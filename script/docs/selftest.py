@@ -1,4 +1,4 @@
-"""Tries the checks on documents with faults: each fault must be found."""
+"""Tests the checks on documents with faults. Each fault must be found."""
 
 import os
 import shutil
@@ -13,22 +13,22 @@ COMPLETION = "packaging/completion/krctl"
 
 # (document, text to replace, its replacement, the finding). None to replace: the text is added at the end.
 FAULTS = [
-    (OPERATIONS, None, "See `recorder/camera/valume.cpp`.", "recorder/camera/valume.cpp is not there"),
-    (OPERATIONS, None, "See `tests/scenarios/KIND/CAZE/givn`.", "givn is not there"),
+    (OPERATIONS, None, "See `recorder/camera/valume.cpp`.", "recorder/camera/valume.cpp does not exist"),
+    (OPERATIONS, None, "See `tests/scenarios/KIND/CAZE/givn`.", "givn does not exist"),
     (OPERATIONS, None, "See `valume.cpp`.", "no file is called valume.cpp"),
     (OPERATIONS, None, "See [there](nowhere.md).", "the link nowhere.md leads nowhere"),
-    (OPERATIONS, None, "```\nscript/tset --faults\n```", "script/tset is not there"),
-    (OPERATIONS, None, "Proven by `TrustTest.NobodyElse`.", "no test TrustTest.NobodyElse"),
+    (OPERATIONS, None, "```\nscript/tset --faults\n```", "script/tset does not exist"),
+    (OPERATIONS, None, "Proven by `TrustTest.NobodyElse`.", "no such test: TrustTest.NobodyElse"),
     (OPERATIONS, None, "Type `krctl inti`.", "krctl has no command inti"),
     (OPERATIONS, None, "Type `sudo -u kestora krctl volume\ncheck`.", "krctl volume has no command check"),
     (OPERATIONS, None, "```\n$ krctl undo 17 --cam 3\n```", "krctl undo has no option --cam"),
     (OPERATIONS, None, "Type `krctl init --kind emap`.", "krctl init has no option --kind"),
     (OPERATIONS, None, "Type `krindexer -e -x`.", "krindexer has no option -x"),
-    (OPERATIONS, None, "With `--no-such-thing` it is told.", "nothing has an option --no-such-thing"),
-    (OPERATIONS, None, "See `ledger.keep_dais`.", "no setting ledger.keep_dais"),
-    (OPERATIONS, None, "```toml\n[log]\nsize = 3\n```", "no setting log.size"),
-    (OPERATIONS, None, "```toml\n[lock]\n```", "no setting lock."),
-    (OPERATIONS, "connect_timeout_s =", "conect_timeout_s =", "no setting database.conect_timeout_s"),
+    (OPERATIONS, None, "Add `--no-such-thing`.", "no program or script has an option --no-such-thing"),
+    (OPERATIONS, None, "See `ledger.keep_dais`.", "no such setting: ledger.keep_dais"),
+    (OPERATIONS, None, "```toml\n[log]\nsize = 3\n```", "no such setting: log.size"),
+    (OPERATIONS, None, "```toml\n[lock]\n```", "no such setting: lock."),
+    (OPERATIONS, "connect_timeout_s =", "conect_timeout_s =", "no such setting: database.conect_timeout_s"),
     (KRCTL, ".Ic krctl run\n", ".Ic krctl rum\n", "krctl has no command rum"),
     (KRCTL, "krctl camera add --id 1", "krctl camera add --ip 1", "krctl camera add has no option --ip"),
     (KRCTL, ".Ss krctl init\n", "", "init of krctl is missing"),
@@ -36,17 +36,17 @@ FAULTS = [
     (KRCTL, ".It Fl -kind Ar KIND\n", "", "--kind of krctl undo is missing"),
     (KRCTL, ".It Ar RUN\n", "", "RUN of krctl undo is missing"),
     (KRCTL, ".Ss krctl volume list\n", ".Ss krctl volume lizt\n", "krctl has no volume lizt"),
-    (KRCTL, ".Xr kestora.toml 5", ".Xr kestora.conf 5", "there is no page kestora.conf.5"),
+    (KRCTL, ".Xr kestora.toml 5", ".Xr kestora.conf 5", "no such manual page: kestora.conf.5"),
     (KRINDEXER, ".It Fl o\n", "", "-o of krindexer is missing"),
     (KRINDEXER, ".It Fl o\n", ".It Fl q\n", "krindexer has no -q"),
     (COMPLETION, "--camera --kind", "--camera", "--kind of krctl undo is missing"),
     (COMPLETION, "init list", "init list check", "krctl volume has no check"),
     (TOML, ".It Va keep_days\n", ".It Va keep_dais\n", "ledger.keep_days of the settings is missing"),
     (TOML, ".It Va keep_days\n", ".It Va keep_dais\n", "the settings has no ledger.keep_dais"),
-    (TOML, "level = 7 }", "lewel = 7 }", "no setting debug_log.processes.lewel"),
+    (TOML, "level = 7 }", "lewel = 7 }", "no such setting: debug_log.processes.lewel"),
     (TOML, 'dsn = "', 'dsn =\n"', "not valid TOML"),
-    (TOML, "1 to 36500", "1 to 3650", "ledger.keep_days is 1 to 36500"),
-    (TOML, "default 90", "default 60", "ledger.keep_days is 90 by default"),
+    (TOML, "1 to 36500", "1 to 3650", "ledger.keep_days: expected the range 1 to 36500"),
+    (TOML, "default 90", "default 60", "ledger.keep_days: expected the default 90"),
     ("docs/json/selftest.schema.json", None, '{"$schema": "https://json-schema.org/draft/2020-12/schema", '
      '"type": "nonsense"}', "is not a JSON schema"),
     ("docs/json/selftest.schema.json", None, '{"type": ', "is not a JSON schema"),
@@ -61,7 +61,7 @@ def _copy(project, folder):
 
 
 def _spoil(path, old, new):
-    """Returns the former text."""
+    """Changes a text in a file, or adds one at the end; returns the former content."""
     before = None
     if os.path.exists(path):
         with open(path, encoding="utf-8") as file:
@@ -75,7 +75,7 @@ def _spoil(path, old, new):
 
 
 def run(project):
-    """The faults that were not found, one line each."""
+    """Returns a line for each fault that was not found."""
     unseen = []
     with tempfile.TemporaryDirectory(prefix="kestora-docs-") as folder:
         _copy(project, folder)

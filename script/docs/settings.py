@@ -1,4 +1,4 @@
-"""The keys that the settings file may have, from the source that reads them, and those that a text sets."""
+"""The valid keys of the settings file, from the source that reads it, and the keys that a text sets."""
 
 import re
 import tomllib
@@ -9,14 +9,14 @@ READERS = "Integer|Size|Flag|Text|AbsolutePath|RequiredInteger|Sections"
 
 
 class Key:
-    """`least` and `most` of a number; `defaults`: its values if it is not set."""
+    """A key. `least` and `most` are the range of a number, `defaults` its values if it is not set."""
 
     def __init__(self, name, least=None, most=None, defaults=()):
         self.name, self.least, self.most, self.defaults = name, least, most, list(defaults)
 
 
 def _arguments(text, start):
-    """The arguments of a call; its "(" is before `start`."""
+    """Returns the arguments of a call whose "(" is before `start`."""
     depth, begin, found = 1, start, []
     for at in range(start, len(text)):
         depth += {"(": 1, ")": -1}.get(text[at], 0)
@@ -49,7 +49,7 @@ class _Source:
         return product
 
     def default(self, expression):
-        """A literal, a member of the settings, or one of two constants."""
+        """Returns the values of a literal, a member of the settings, or a choice of constants."""
         if expression.isdigit():
             return [int(expression)]
         member = re.fullmatch(r"\w+\.(\w+)", expression)
@@ -81,12 +81,12 @@ class _Source:
 
 
 def keys(project):
-    """All keys by name, SECTION.KEY."""
+    """Returns all keys by name, SECTION.KEY."""
     source = _Source(project)
     found = {}
     for function, section in re.findall(r'(Read\w+)\(root\.Subsection\("(\w+)"\)\)', source.text):
         found |= {key.name: key for key in source.keys(function, section)}
-    # Every key in the source is an argument of a call: this finds overlooked ones.
+    # Every key in the source is the argument of a call. Comparing the numbers detects overlooked ones.
     calls = len(re.findall(rf"\.\s*({READERS})\(", source.text))
     if not found or calls != len(found):
         raise SystemExit(f"check-docs: {SOURCE} has {calls} keys, of which {len(found)} were understood")
@@ -94,7 +94,7 @@ def keys(project):
 
 
 def set_in(block):
-    """SECTION. and SECTION.KEY of everything that a block of TOML sets. Raises ValueError if it is invalid."""
+    """Yields SECTION. and SECTION.KEY of all keys in a block of TOML. Raises ValueError if it is invalid."""
     for section, values in tomllib.loads(block).items():
         yield section + "."
         for key, value in values.items():
