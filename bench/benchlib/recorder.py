@@ -78,7 +78,7 @@ class SqliteStore:
 class PostgresStore:
     """The rows of a recorder on the server, in a separate database."""
 
-    ledger = "SET kestora.run TO '1';"
+    ledger = "SET kestora.run TO '1'; SET kestora.token TO '1';"
     made = 0
 
     def __init__(self, _folder, server):

@@ -17,7 +17,6 @@ struct ExecuteOptions {
     bool waitForLock = true; // wait for other writers
     bool awaitDisk = true;   // a transaction is on the disk when it ends; otherwise soon after, and
                              // even if the rows that it yields can't be taken
-    int camId = 0;           // the camera that rows added and removed are counted for; 0 = none
 };
 
 class Database {

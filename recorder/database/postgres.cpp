@@ -203,13 +203,13 @@ std::string DaysAddedSql(long run) {
     return Format("INSERT INTO run_day (run, camera_id, day, added, removed) "
                   "SELECT %ld, event.camera_id, %s, count(*), 0 "
                   "FROM unannounced JOIN event ON event.id = unannounced.id "
-                  "WHERE (SELECT run_counted('added_event')) > 0 "
+                  "WHERE (SELECT added_by_camera('event')) <> '{}' "
                   "AND unannounced.xmin = pg_current_xact_id_if_assigned()::xid GROUP BY 2, 3 "
                   "ON CONFLICT (run, camera_id, day) "
                   "DO UPDATE SET added = run_day.added + excluded.added;",
                   run, DayOfSql("event.start_tm").c_str()) +
            ForgetDaysSql(run,
-                         "(SELECT run_counted('added_event') + run_counted('removed_event')) > 0");
+                         "(SELECT added_by_camera('event') <> '{}' OR removed_rows('event') > 0)");
 }
 
 } // namespace
@@ -375,27 +375,27 @@ std::string PostgresDatabase::SessionSql() const {
     return Format(
         "SET search_path TO %s; SET standard_conforming_strings TO on; "
         "SET jit TO off; SET lock_timeout TO %d; SET statement_timeout TO %d; SET "
-        "kestora.run TO '%s';%s%s",
+        "kestora.run TO '%s'; SET kestora.token TO '%ld';%s%s",
         m_settings.schema.c_str(), std::max(m_lockTimeoutMs, 1), m_settings.statementTimeoutMs,
-        m_run.number == 0 ? "" : std::to_string(m_run.number).c_str(), kEndWithClientSql,
+        m_run.number == 0 ? "" : std::to_string(m_run.number).c_str(), m_run.token,
+        kEndWithClientSql,
         m_access == PostgresAccess::ReadOnly ? " SET default_transaction_read_only TO on;" : "");
 }
 
-std::string PostgresDatabase::RunCountsSql(int camId) const {
-    std::string counts;
+// What the triggers counted in this transaction. They have already written what it removed.
+std::string PostgresDatabase::RunCountsSql() const {
+    std::string tables;
     std::string removed;
     for (const std::string& table : m_tables) {
-        const char* const name = table.c_str();
-        counts +=
-            (counts.empty() ? "" : ", ") +
-            Format("('%s', run_counted('added_%s'), run_counted('removed_%s'))", name, name, name);
-        removed += (removed.empty() ? "" : " + ") + Format("run_counted('removed_%s')", name);
+        tables += (tables.empty() ? "('" : ", ('") + table + "')";
+        removed += (removed.empty() ? "" : " + ") + Format("removed_rows('%s')", table.c_str());
     }
     return Format("INSERT INTO run_count (run, token, kind, camera_id, added, removed) "
-                  "SELECT %ld, %ld, kind, %d, added, removed FROM (VALUES %s) AS t (kind, added, "
-                  "removed) "
-                  "WHERE added + removed > 0 ",
-                  m_run.number, m_run.token, camId, counts.c_str()) +
+                  "SELECT %ld, %ld, kind, camera::BIGINT, added::BIGINT, 0 "
+                  "FROM (VALUES %s) AS tables (kind), "
+                  "jsonb_each_text(added_by_camera(kind)) AS counted (camera, added) "
+                  "WHERE true ",
+                  m_run.number, m_run.token, tables.c_str()) +
            kAddRunCountsSql + NoteRemovalAgeSql(m_run.number, ReadMoment(), removed + " > 0") +
            DaysAddedSql(m_run.number);
 }
@@ -412,8 +412,7 @@ void PostgresDatabase::RunTransaction(const std::string& sql, const ExecuteOptio
     if (!options.awaitDisk) {
         text += "SET LOCAL synchronous_commit TO off;";
     }
-    const std::string end =
-        (reads || m_run.number == 0 ? "" : RunCountsSql(options.camId)) + "COMMIT;";
+    const std::string end = (reads || m_run.number == 0 ? "" : RunCountsSql()) + "COMMIT;";
     const bool isOneText = reads || !options.awaitDisk;
     try {
         Send(text + sql + (isOneText ? ";" + end : ""));

@@ -52,7 +52,7 @@ private:
     void CheckEncoding();
     [[nodiscard]] bool IsConnected();
     [[nodiscard]] std::string SessionSql() const;
-    [[nodiscard]] std::string RunCountsSql(int camId) const;
+    [[nodiscard]] std::string RunCountsSql() const;
 
     void RunTransaction(const std::string& sql, const ExecuteOptions& options, DBResult_tag& rows);
     void RunPlain(const std::string& sql);

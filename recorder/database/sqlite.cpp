@@ -7,9 +7,11 @@
 #include "recorder/support/format.h"
 #include "recorder/support/uninterrupted.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstring>
 #include <exception>
+#include <map>
 #include <string_view>
 #include <thread>
 #include <utility>
@@ -67,39 +69,31 @@ std::string TemporaryTriggerSql(const std::string& name, const std::string& even
            event + " BEGIN " + body + " END;";
 }
 
-std::string LedgerTriggerSql(long run, const MediaTable& table) {
-    return TemporaryTriggerSql("keep_removed_" + table.name, "DELETE ON main." + table.name,
-                               "INSERT INTO removed (run, removed_tm, kind, row_id, " +
-                                   ColumnList(table.columns) + ") VALUES (" + std::to_string(run) +
-                                   ", unixepoch(), '" + table.name + "', OLD.id, " +
-                                   ColumnList(table.columns, "OLD.") + ");");
+// Calls the SQL function count_for_run, which every connection with an attribution has. `row` is
+// NEW or OLD. Tables without cameras are counted under camera 0, and only announced rows by day.
+std::string CountRowSql(const MediaTable& table, std::size_t index, const std::string& row) {
+    const bool hasCameras =
+        std::find(table.columns.begin(), table.columns.end(), "camera_id") != table.columns.end();
+    return "SELECT count_for_run(" + std::to_string(index) + ", " +
+           (hasCameras ? row + ".camera_id" : "0") + ", " +
+           (table.isAnnounced ? DayOfSql(row + ".start_tm") : "0") + ", " +
+           (row == "NEW" ? "1, 0" : "0, 1") + ");";
 }
 
-std::string UnannouncedTriggerSql(const MediaTable& table) {
+std::string KeepRemovedTriggerSql(long run, const MediaTable& table, std::size_t index) {
     return TemporaryTriggerSql(
-        "note_untold_" + table.name, "INSERT ON main." + table.name,
-        "INSERT INTO unannounced (id, camera_id) VALUES (NEW.id, NEW.camera_id);");
+        "keep_removed_" + table.name, "DELETE ON main." + table.name,
+        "INSERT INTO removed (run, removed_tm, kind, row_id, " + ColumnList(table.columns) +
+            ") VALUES (" + std::to_string(run) + ", unixepoch(), '" + table.name + "', OLD.id, " +
+            ColumnList(table.columns, "OLD.") + ");" + CountRowSql(table, index, "OLD"));
 }
 
-// The days of the rows that the run adds.
-std::string AddedDayTriggerSql(long run, const MediaTable& table) {
-    return TemporaryTriggerSql(
-        "count_day_added_" + table.name, "INSERT ON main." + table.name,
-        "INSERT INTO run_day (run, camera_id, day, added, removed) VALUES (" + std::to_string(run) +
-            ", NEW.camera_id, " + DayOfSql("NEW.start_tm") +
-            ", 1, 0) ON CONFLICT (run, camera_id, day) DO UPDATE SET added = added + 1;");
-}
-
-// Those of the rows that it removed, from what the ledger has since `firstId`: a trigger for each
-// row would make a removal a third slower.
-std::string RemovedDaysSql(long run, const std::string& table, sqlite3_int64 firstId) {
-    return Format("INSERT INTO run_day (run, camera_id, day, added, removed) "
-                  "SELECT run, camera_id, %s, 0, count(*) FROM removed "
-                  "WHERE id >= %lld AND run = %ld AND kind = '%s' GROUP BY 1, 2, 3 "
-                  "ON CONFLICT (run, camera_id, day) DO UPDATE SET removed = removed + "
-                  "excluded.removed;",
-                  DayOfSql("start_tm").c_str(), static_cast<long long>(firstId), run,
-                  table.c_str());
+std::string NoteAddedTriggerSql(const MediaTable& table, std::size_t index) {
+    const std::string unannounced =
+        "INSERT INTO unannounced (id, camera_id) VALUES (NEW.id, NEW.camera_id);";
+    return TemporaryTriggerSql("note_added_" + table.name, "INSERT ON main." + table.name,
+                               (table.isAnnounced ? unannounced : "") +
+                                   CountRowSql(table, index, "NEW"));
 }
 
 // A way to the disk that can't write. It stands before one of SQLite's own, as options of a
@@ -200,37 +194,81 @@ std::string UriOf(const std::string& path, SqliteReadMode how) {
 
 } // namespace
 
-// Rows added and removed since the last transaction ended.
+// The rows added and removed since the last transaction ended. Triggers count each row here, in
+// memory: a table that is written for each row would make a removal a third slower.
 struct SqliteDatabase::Attribution {
-    struct Count {
-        std::string table;
+    struct Changes {
         long added = 0;
         long removed = 0;
-        bool hasDays = false; // what is added and removed is counted by day, too
     };
+    using CameraDay = std::pair<long, long>;
 
-    void Add(int operation, std::string_view table, sqlite3_int64 row) {
-        if (table == "removed" && operation == SQLITE_INSERT) {
-            firstInLedger = std::min(firstInLedger.value_or(row), row);
+    // The implementation of the SQL function count_for_run(table, camera, day, added, removed).
+    static void Count(sqlite3_context* context, int /*count*/, sqlite3_value** values) {
+        auto& attribution = *static_cast<Attribution*>(sqlite3_user_data(context));
+        try {
+            const auto table = static_cast<std::size_t>(sqlite3_value_int64(values[0]));
+            Changes& changes = attribution.changes.at(
+                table)[{sqlite3_value_int64(values[1]), sqlite3_value_int64(values[2])}];
+            changes.added += sqlite3_value_int64(values[3]);
+            changes.removed += sqlite3_value_int64(values[4]);
+        } catch (const std::exception& error) {
+            sqlite3_result_error(context, error.what(), -1);
         }
-        for (Count& count : counts) {
-            if (count.table == table) {
-                count.added += operation == SQLITE_INSERT ? 1 : 0;
-                count.removed += operation == SQLITE_DELETE ? 1 : 0;
+    }
+
+    [[nodiscard]] std::string CountsSql() const {
+        std::string sql;
+        long removed = 0;
+        for (std::size_t index = 0; index < tables.size(); ++index) {
+            if (!changes[index].empty()) {
+                sql += RunCountsSql(index) + (tables[index].isAnnounced ? RunDaysSql(index) : "");
+            }
+            for (const auto& [cameraDay, changed] : changes[index]) {
+                removed += changed.removed;
             }
         }
+        return sql + (removed > 0 ? NoteRemovalAgeSql(run.number, ReadMoment()) : "");
+    }
+
+    [[nodiscard]] std::string RunCountsSql(std::size_t index) const {
+        std::map<long, Changes> cameras;
+        for (const auto& [cameraDay, changed] : changes[index]) {
+            cameras[cameraDay.first].added += changed.added;
+            cameras[cameraDay.first].removed += changed.removed;
+        }
+        std::string rows;
+        for (const auto& [camera, changed] : cameras) {
+            rows += (rows.empty() ? "" : ", ") +
+                    Format("(%ld, %ld, '%s', %ld, %ld, %ld)", run.number, run.token,
+                           tables[index].name.c_str(), camera, changed.added, changed.removed);
+        }
+        return "INSERT INTO run_count (run, token, kind, camera_id, added, removed) VALUES " +
+               rows + " " + kAddRunCountsSql;
+    }
+
+    [[nodiscard]] std::string RunDaysSql(std::size_t index) const {
+        std::string rows;
+        for (const auto& [cameraDay, changed] : changes[index]) {
+            rows += (rows.empty() ? "" : ", ") + Format("(%ld, %ld, %ld, %ld, %ld)", run.number,
+                                                        cameraDay.first, cameraDay.second,
+                                                        changed.added, changed.removed);
+        }
+        return "INSERT INTO run_day (run, camera_id, day, added, removed) VALUES " + rows +
+               " ON CONFLICT (run, camera_id, day) DO UPDATE SET added = added + excluded.added, "
+               "removed = removed + excluded.removed;" +
+               ForgetDaysSql(run.number);
     }
 
     void Clear() {
-        for (Count& count : counts) {
-            count.added = count.removed = 0;
+        for (auto& ofTable : changes) {
+            ofTable.clear();
         }
-        firstInLedger.reset();
     }
 
     RunIdentity run;
-    std::vector<Count> counts;
-    std::optional<sqlite3_int64> firstInLedger; // of the rows that were removed since Clear
+    std::vector<MediaTable> tables;
+    std::vector<std::map<CameraDay, Changes>> changes; // of each table
 };
 
 // When the write lock was last given back.
@@ -343,7 +381,7 @@ DBResult_tag SqliteDatabase::Execute(const std::string& sql, const ExecuteOption
         for (; statement; statement = PrepareNext(rest)) {
             Run(statement, options.readOnly || m_isReadOnly, rows);
         }
-        WriteCounts(options.camId);
+        WriteCounts();
         if (options.transaction) {
             RunPlain("COMMIT");
         }
@@ -402,52 +440,25 @@ void SqliteDatabase::ApplySchema(const std::string& sql, long version) {
 void SqliteDatabase::AttributeTo(const RunIdentity& run, const std::vector<MediaTable>& tables) {
     m_attribution = std::make_unique<Attribution>();
     m_attribution->run = run;
-    for (const MediaTable& table : tables) {
-        m_attribution->counts.push_back({.table = table.name, .hasDays = table.isAnnounced});
-        RunPlain(LedgerTriggerSql(run.number, table).c_str());
-        if (table.isAnnounced) {
-            RunPlain(UnannouncedTriggerSql(table).c_str());
-            RunPlain(AddedDayTriggerSql(run.number, table).c_str());
-        }
+    m_attribution->tables = tables;
+    m_attribution->changes.resize(tables.size());
+    constexpr int kArguments = 5;
+    if (sqlite3_create_function(m_handle.get(), "count_for_run", kArguments, SQLITE_UTF8,
+                                m_attribution.get(), Attribution::Count, nullptr,
+                                nullptr) != SQLITE_OK) {
+        Fail("add the function count_for_run");
     }
-    sqlite3_update_hook(
-        m_handle.get(),
-        [](void* attribution, int operation, const char* /*database*/, const char* table,
-           sqlite3_int64 row) {
-            static_cast<Attribution*>(attribution)->Add(operation, table, row);
-        },
-        m_attribution.get());
+    for (std::size_t index = 0; index < tables.size(); ++index) {
+        RunPlain(KeepRemovedTriggerSql(run.number, tables[index], index).c_str());
+        RunPlain(NoteAddedTriggerSql(tables[index], index).c_str());
+    }
 }
 
-void SqliteDatabase::WriteCounts(int camId) {
+void SqliteDatabase::WriteCounts() {
     if (!m_attribution) {
         return;
     }
-    bool hasRemoved = false;
-    bool hasDays = false;
-    for (const Attribution::Count& count : m_attribution->counts) {
-        hasRemoved = hasRemoved || count.removed > 0;
-        if (count.added + count.removed > 0) {
-            hasDays = hasDays || count.hasDays;
-            RunPlain((Format("INSERT INTO run_count (run, token, kind, camera_id, added, removed) "
-                             "VALUES (%ld, %ld, '%s', %d, %ld, %ld) ",
-                             m_attribution->run.number, m_attribution->run.token,
-                             count.table.c_str(), camId, count.added, count.removed) +
-                      kAddRunCountsSql)
-                         .c_str());
-        }
-        if (count.hasDays && count.removed > 0 && m_attribution->firstInLedger) {
-            RunPlain(RemovedDaysSql(m_attribution->run.number, count.table,
-                                    *m_attribution->firstInLedger)
-                         .c_str());
-        }
-    }
-    if (hasDays) {
-        RunPlain(ForgetDaysSql(m_attribution->run.number).c_str());
-    }
-    if (hasRemoved) {
-        RunPlain(NoteRemovalAgeSql(m_attribution->run.number, ReadMoment()).c_str());
-    }
+    RunPlain(m_attribution->CountsSql().c_str());
     m_attribution->Clear();
 }
 
@@ -510,7 +521,7 @@ void SqliteDatabase::Run(const Statement& statement, bool readOnly, DBResult_tag
 
 void SqliteDatabase::RunPlain(const char* statement) {
     if (sqlite3_exec(m_handle.get(), statement, nullptr, nullptr, nullptr) != SQLITE_OK) {
-        Fail(std::string("run ") + statement);
+        Fail("run " + Excerpt(statement));
     }
 }
 

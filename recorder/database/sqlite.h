@@ -79,7 +79,7 @@ private:
     [[nodiscard]] bool OnlyReads(const Statement& first, const char* rest);
     void Run(const Statement& statement, bool readOnly, DBResult_tag& rows);
     void RunPlain(const char* statement);
-    void WriteCounts(int camId);
+    void WriteCounts();
     [[noreturn]] void Fail(const std::string& attempted);
 
     std::string m_path;

@@ -242,14 +242,12 @@ DBResult_tag ExecuteInRun(KRDB::DB_INSTANCE instance, const std::string& sql,
     if (!ThisRun().hasBegun) {
         Begin(std::time(nullptr));
     }
-    ExecuteOptions counted = options;
     if (ThisRun().part) {
-        counted.camId = ThisRun().part->record.camId;
         Publish(); // before waiting for other writers
     }
     RecordRun(options.waitForLock);
     PrepareToChange(instance);
-    return ExecuteFor(ThisRun().identity, instance, sql, counted);
+    return ExecuteFor(ThisRun().identity, instance, sql, options);
 }
 
 void BeginPart(const std::string& kind, int camId) {

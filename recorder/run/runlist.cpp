@@ -162,10 +162,10 @@ std::vector<RunPart> PartsOfRun(long id) {
     for (const MediaTable& table : MediaTables()) {
         const DBResult_tag rows = Execute(
             table.instance,
-            Format(
-                "SELECT camera_id, added, removed FROM run_count WHERE run = %ld AND token = %ld "
-                "AND kind = '%s' ORDER BY camera_id;",
-                id, record.Long(0, "token"), table.name.c_str()),
+            Format("SELECT CASE WHEN camera_id BETWEEN 1 AND 2147483647 THEN camera_id ELSE 0 END "
+                   "AS camera_id, added, removed FROM run_count WHERE run = %ld AND token = %ld "
+                   "AND kind = '%s' ORDER BY camera_id;",
+                   id, record.Long(0, "token"), table.name.c_str()),
             {.readOnly = true});
         for (int row = 0; row < rows.RowCount(); ++row) {
             RunPart& part = PartOf(parts, table.name, rows.Int(row, "camera_id"));

@@ -12,6 +12,9 @@
 // - NoteRefusal: the places where the recorder refuses, which know the reason
 // - IsFailure: KRPrintf (logging/failures.h), because the tool reports failures only in the log
 //
+// Rows that a run adds and removes need no tap: triggers count each row for its own camera
+// (Database::AttributeTo), whatever part is in progress.
+//
 // BeginPart (see tableread.h) and IsFailure recognise texts of the tool; tests/unit/taps fails if
 // the tool changes them. BeginRun, EndRun and NoteProgress are declared in run.h. krplan has its
 // own implementation of the functions below (tools/krplan/seam.h).
@@ -26,9 +29,9 @@
 namespace recorder {
 
 // Runs `sql` like Execute, as part of this process's run: removed rows can be restored, and added
-// and removed rows are counted for the camera of the current part. Without a call of BeginRun, the
-// changes are recorded as a separate run. Throws Error also when the run can't be recorded; nothing
-// has changed then.
+// and removed rows are counted for their own cameras. Without a call of BeginRun, the changes are
+// recorded as a separate run. Throws Error also when the run can't be recorded; nothing has changed
+// then.
 DBResult_tag ExecuteInRun(KRDB::DB_INSTANCE instance, const std::string& sql,
                           const ExecuteOptions& options = {});
 

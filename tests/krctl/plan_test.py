@@ -521,11 +521,9 @@ class Agreement(PlanTest):
 
     def planned(self, plan):
         counts = {}
-        cameras = {part["camera"] for part in plan["parts"] if part["camera_name"]}
         for part in plan["parts"]:
             if part["file_without_row"] or part["row_without_file"]:
-                # A run counts what it removes of cameras that are gone for none.
-                key = part["kind"], part["camera"] if part["camera"] in cameras else 0
+                key = part["kind"], part["camera"] or 0
                 added, removed = counts.get(key, (0, 0))
                 counts[key] = (added + part["file_without_row"], removed + part["row_without_file"])
         return sorted((*key, *value) for key, value in counts.items())

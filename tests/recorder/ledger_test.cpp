@@ -4,6 +4,7 @@
 #include "recorder/run/run.h"
 #include "recorder/run/runlist.h"
 #include "recorder/run/runlock.h"
+#include "recorder/run/taps.h"
 #include "recorder/support/error.h"
 #include "recorder/support/kerneltime.h"
 #include "tests/contract/support/execute.h"
@@ -125,6 +126,80 @@ TEST_F(Ledger, RestoresEveryColumnOfEveryTable) {
         EXPECT_EQ(Rows(table), before) << table.name;
         EXPECT_THAT(KeptIds(table), IsEmpty()) << table.name;
     }
+}
+
+// The rows that a run changed, by kind and camera: kind, camera, added, removed.
+std::vector<world::Row> CountedChanges(KRDB::DB_INSTANCE db) {
+    return world::Read(db, "SELECT kind, camera_id, added, removed FROM run_count "
+                           "ORDER BY kind, camera_id;");
+}
+
+TEST_F(Ledger, CountsEachRowForItsOwnCameraWhateverPartIsInProgress) {
+    InsertEvent(1, 1, "a");
+    InsertEvent(2, 7, "b");
+    InsertEvent(3, 8, "c");
+    Insert(kAlert, "(1, 0, 7, 'a', 0, 0, 0, 0, '', 0, 0, 0, 0)");
+    recorder::BeginPart("event", 1);
+
+    ASSERT_EQ(Remove(kEvent, "1, 2, 3"), 0);
+    ASSERT_EQ(Remove(kAlert, "1"), 0);
+    for (const char* const table : {"event", "alert_event"}) {
+        const std::string insert =
+            std::string("INSERT INTO ") + table + " (camera_id, path) VALUES ";
+        ASSERT_EQ(contract::Execute(KRDB::DB_RECORDING, insert + "(7, 'd'), (9, 'd'), (7, 'e');" +
+                                                            insert + "(9, 'e'), (7, 'f');"),
+                  0);
+    }
+
+    EXPECT_THAT(CountedChanges(KRDB::DB_RECORDING),
+                ElementsAre(world::Row{"alert_event", "7", "3", "1"},
+                            world::Row{"alert_event", "9", "2", "0"},
+                            world::Row{"event", "1", "0", "1"}, world::Row{"event", "7", "3", "1"},
+                            world::Row{"event", "8", "0", "1"},
+                            world::Row{"event", "9", "2", "0"}));
+    EXPECT_THAT(world::Read(KRDB::DB_RECORDING,
+                            "SELECT camera_id, sum(added), sum(removed) FROM run_day "
+                            "GROUP BY camera_id ORDER BY camera_id;"),
+                ElementsAre(world::Row{"1", "0", "1"}, world::Row{"7", "3", "1"},
+                            world::Row{"8", "0", "1"}, world::Row{"9", "2", "0"}));
+}
+
+TEST_F(Ledger, CountsRowsOfTablesWithoutCamerasForNoCamera) {
+    Insert(kSnapshot, "(1, 'a', 0, 0)");
+    Insert(kEmap, "(1, 'a')");
+    recorder::BeginPart("event", 1);
+
+    ASSERT_EQ(Remove(kSnapshot, "1"), 0);
+    ASSERT_EQ(Remove(kEmap, "1"), 0);
+    ASSERT_EQ(contract::Execute(KRDB::DB_SNAPSHOT, "INSERT INTO snapshot (filename) VALUES ('b');"),
+              0);
+
+    EXPECT_THAT(CountedChanges(KRDB::DB_SNAPSHOT), Contains(world::Row{"snapshot", "0", "1", "1"}));
+    EXPECT_THAT(CountedChanges(KRDB::DB_SYSTEM), Contains(world::Row{"emap", "0", "0", "1"}));
+}
+
+TEST_F(Ledger, DoesNotCountARowThatIsOnlyUpdated) {
+    InsertEvent(1, 7, "a");
+    recorder::BeginPart("event", 7);
+
+    ASSERT_EQ(contract::Execute(KRDB::DB_RECORDING,
+                                "INSERT INTO event (camera_id, path) VALUES (7, 'a'), (7, 'b') "
+                                "ON CONFLICT (camera_id, path) DO UPDATE SET size = 1;"),
+              0);
+
+    EXPECT_THAT(CountedChanges(KRDB::DB_RECORDING),
+                ElementsAre(world::Row{"event", "7", "1", "0"}));
+}
+
+TEST_F(Ledger, ShowsChangesOfACameraIdOfMoreThan32BitsUnderNoCamera) {
+    Insert(kEvent, "(1, 0, 4294967297, 'a', 0, 0, 0, 0, '', 0, 0)");
+    ASSERT_EQ(Remove(kEvent, "1"), 0);
+
+    const std::vector<recorder::RunPart> parts = recorder::PartsOfRun(recorder::RunNumber());
+
+    ASSERT_THAT(parts, SizeIs(1));
+    EXPECT_EQ(parts[0].camId, 0);
+    EXPECT_EQ(parts[0].removed, 1);
 }
 
 TEST_F(Ledger, DoesNotContainRowsOfAFailedRemoval) {

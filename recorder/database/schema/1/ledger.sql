@@ -26,13 +26,13 @@ CREATE TABLE removed (
 
 CREATE INDEX removed_by_run ON removed (run);
 
--- How many rows a run added to a table for a camera, and how many it removed. A database holds rows of
--- one run only of each number: whose rows in "removed" are is said here.
+-- The number of rows that a run added to a table and removed from it, by the camera of the rows. A
+-- database has rows of only one run of each number, and this table has that run's token.
 CREATE TABLE run_count (
     run       INTEGER NOT NULL,                   -- run.id in database instance 0
     token     INTEGER NOT NULL,                   -- run.token
     kind      TEXT NOT NULL,                      -- the table
-    camera_id INTEGER NOT NULL,                   -- 0 = of no camera, or of one that is gone
+    camera_id INTEGER NOT NULL,                   -- camera_id of the rows; 0 = no cameras
     added     INTEGER NOT NULL,
     removed   INTEGER NOT NULL,
     PRIMARY KEY (run, token, kind, camera_id)

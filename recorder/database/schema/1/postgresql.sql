@@ -1,24 +1,34 @@
 -- PostgreSQL: what SQLite does by triggers and hooks of its connection. The setting "kestora.run" is
 -- there in the sessions of a run only; what others remove is none of the run's.
 
--- Rows that were counted in this transaction, such as 'added_event'.
-CREATE FUNCTION run_counted(what TEXT) RETURNS BIGINT LANGUAGE sql AS $$
-    SELECT coalesce(nullif(current_setting('kestora.' || what, true), ''), '0')::BIGINT;
+-- The number of rows that this transaction added to a table, by camera: {"7": 12}. Tables without
+-- cameras are counted under camera 0.
+CREATE FUNCTION added_by_camera(kind TEXT) RETURNS JSONB LANGUAGE sql AS $$
+    SELECT coalesce(nullif(current_setting('kestora.added_' || kind, true), ''), '{}')::JSONB;
 $$;
 
-CREATE FUNCTION count_for_run(what TEXT, rows BIGINT) RETURNS TEXT LANGUAGE sql AS $$
-    SELECT set_config('kestora.' || what, (run_counted(what) + rows)::TEXT, true);
+-- The number of rows that this transaction removed from a table.
+CREATE FUNCTION removed_rows(kind TEXT) RETURNS BIGINT LANGUAGE sql AS $$
+    SELECT coalesce(nullif(current_setting('kestora.removed_' || kind, true), ''), '0')::BIGINT;
 $$;
 
--- For every row of a run. Other sessions' rows are passed over here: the condition of a trigger would
--- be read anew for each statement, which takes longer than this function, and so would count_for_run.
+-- Runs for every row that is added. Rows of other sessions are passed over here: a trigger's condition
+-- would be parsed again for each statement, which takes longer than this function. The counts are kept
+-- in a setting of the transaction: a row of run_count that is updated for each added row would become
+-- slower with each update.
 CREATE FUNCTION note_added() RETURNS trigger LANGUAGE plpgsql AS $$
 DECLARE
-    what TEXT := 'kestora.added_' || TG_TABLE_NAME;
+    setting TEXT := 'kestora.added_' || TG_TABLE_NAME;
+    camera  TEXT := '0';
+    added   JSONB;
 BEGIN
     IF current_setting('kestora.run', true) <> '' THEN
-        PERFORM set_config(
-            what, (coalesce(nullif(current_setting(what, true), ''), '0')::BIGINT + 1)::TEXT, true);
+        IF TG_TABLE_NAME IN ('event', 'alert_event') THEN
+            camera := NEW.camera_id;
+        END IF;
+        added := coalesce(nullif(current_setting(setting, true), ''), '{}')::JSONB;
+        added := added || jsonb_build_object(camera, coalesce((added->>camera)::BIGINT, 0) + 1);
+        PERFORM set_config(setting, added::TEXT, true);
         IF TG_TABLE_NAME = 'event' THEN
             INSERT INTO unannounced (id, camera_id) VALUES (NEW.id, NEW.camera_id);
         END IF;
@@ -27,12 +37,13 @@ BEGIN
 END
 $$;
 
--- Every column that the table has: one that the ledger lacks makes the removal fail.
+-- Keeps every column of the table: if the ledger lacks one, the removal fails.
 CREATE FUNCTION keep_removed() RETURNS trigger LANGUAGE plpgsql AS $$
 DECLARE
     columns TEXT := (SELECT string_agg(quote_ident(attname), ', ') FROM pg_attribute
                      WHERE attrelid = TG_RELID AND attnum > 0 AND NOT attisdropped
                        AND attname <> 'id');
+    camera  TEXT := CASE WHEN TG_TABLE_NAME IN ('event', 'alert_event') THEN 'camera_id' ELSE '0' END;
     kept    BIGINT;
 BEGIN
     EXECUTE format('INSERT INTO removed (run, removed_tm, kind, row_id, %1$s) '
@@ -40,7 +51,14 @@ BEGIN
                    'extract(epoch FROM now())::BIGINT, %2$L, id, %1$s FROM gone ORDER BY id',
                    columns, TG_TABLE_NAME);
     GET DIAGNOSTICS kept = ROW_COUNT;
-    PERFORM count_for_run('removed_' || TG_TABLE_NAME, kept);
+    PERFORM set_config('kestora.removed_' || TG_TABLE_NAME,
+                       (removed_rows(TG_TABLE_NAME) + kept)::TEXT, true);
+    EXECUTE format('INSERT INTO run_count (run, token, kind, camera_id, added, removed) '
+                   'SELECT current_setting(''kestora.run'')::BIGINT, '
+                   'current_setting(''kestora.token'')::BIGINT, %1$L, %2$s, 0, count(*) '
+                   'FROM gone GROUP BY 4 ON CONFLICT (run, token, kind, camera_id) '
+                   'DO UPDATE SET removed = run_count.removed + excluded.removed',
+                   TG_TABLE_NAME, camera);
     IF TG_TABLE_NAME = 'event' THEN
         INSERT INTO run_day (run, camera_id, day, added, removed)
         SELECT current_setting('kestora.run')::BIGINT, camera_id,
