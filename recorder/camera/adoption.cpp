@@ -22,7 +22,7 @@ std::optional<CameraRow> RowWithUuid(const std::string& uuid) {
 }
 
 // Throws Error if the two folders can't both be adopted.
-void RequireNoRival(const FoundCamera& camera, const FoundCamera& other) {
+void RequireNoConflict(const FoundCamera& camera, const FoundCamera& other) {
     if (camera.identity.uuid == other.identity.uuid) {
         throw Error("its identity is in " + other.folder +
                     ", too, so one of them is a copy: adopt only the right folder");
@@ -39,7 +39,7 @@ void RequireNoRival(const FoundCamera& camera, const FoundCamera& other) {
 }
 
 // Requires that the identity is no longer in the row's folder.
-void RequireThatItMoved(const CameraRow& row) {
+void RequireMoved(const CameraRow& row) {
     if (FolderPresence(row.storagePath) == Presence::No) {
         return;
     }
@@ -77,9 +77,9 @@ Adoption AdoptKnown(CameraRow row, const FoundCamera& camera, const std::optiona
     if (IsSameFolder(row.storagePath, camera.folder)) {
         return Done(camera, AdoptionOutcome::Known, std::nullopt);
     }
-    RequireThatItMoved(row);
+    RequireMoved(row);
     const std::string before = std::exchange(row.storagePath, camera.folder);
-    row.volumeId = volume ? std::optional(volume->id) : std::nullopt;
+    row.volumeId = IdOf(volume);
     UpdateCamera(row);
     return Done(camera, AdoptionOutcome::Moved, volume, before);
 }
@@ -93,15 +93,11 @@ Adoption TakeOver(CameraRow row, const FoundCamera& camera, const std::optional<
 }
 
 Adoption AdoptNew(const FoundCamera& camera, const std::optional<Volume>& volume) {
-    CameraRow row;
-    row.id = camera.identity.id;
-    row.name = camera.identity.name;
-    row.storagePath = camera.folder;
-    row.uuid = camera.identity.uuid;
-    if (volume) {
-        row.volumeId = volume->id;
-    }
-    AddCamera(row);
+    AddCamera({.id = camera.identity.id,
+               .name = camera.identity.name,
+               .storagePath = camera.folder,
+               .volumeId = IdOf(volume),
+               .uuid = camera.identity.uuid});
     return Done(camera, AdoptionOutcome::Added, volume);
 }
 
@@ -109,7 +105,7 @@ Adoption AdoptNew(const FoundCamera& camera, const std::optional<Volume>& volume
 Adoption Adopt(const FoundCamera& camera, const std::vector<FoundCamera>& found) {
     for (const FoundCamera& other : found) {
         if (&other != &camera) {
-            RequireNoRival(camera, other);
+            RequireNoConflict(camera, other);
         }
     }
     RequireOwnFolder(camera.folder, camera.identity.id);

@@ -14,10 +14,6 @@ namespace recorder {
 
 namespace {
 
-std::optional<std::string> IdOf(const std::optional<Volume>& volume) {
-    return volume ? std::optional(volume->id) : std::nullopt;
-}
-
 // True if the identity was written by an earlier call for the same camera that did not write a row.
 bool IsOfUnfinishedCall(const CameraIdentity& identity, const CameraRow& camera) {
     const std::vector<CameraRow> cameras = ListCameras();

@@ -26,7 +26,7 @@ std::string ResolvedOrPlain(const std::string& folder) {
 }
 
 // True if the path in the row leads to another camera's folder, as when two disks were swapped.
-bool HasLostItsFolder(const CameraRow& camera) {
+bool LeadsToAnotherCamera(const CameraRow& camera) {
     const std::optional<CameraIdentity> identity = CameraIdentityIn(camera.storagePath);
     return camera.uuid && identity && identity->uuid != *camera.uuid;
 }
@@ -36,7 +36,7 @@ void RequireApart(const std::string& folder, const CameraRow& camera) {
         return; // recorded by another recorder
     }
     const std::string overlap = Overlap(folder, camera.storagePath);
-    if (!overlap.empty() && !HasLostItsFolder(camera)) {
+    if (!overlap.empty() && !LeadsToAnotherCamera(camera)) {
         throw Error(folder + " is " + overlap + " the storage folder of " +
                     NameOf({camera.id, camera.name, ""}) + ", " + camera.storagePath +
                     "; expected a separate folder");

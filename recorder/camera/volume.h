@@ -17,6 +17,10 @@ struct Volume {
     bool sharesMount = true; // true: the queried folder is on the same mount as `root`
 };
 
+[[nodiscard]] inline std::optional<std::string> IdOf(const std::optional<Volume>& volume) {
+    return volume ? std::optional(volume->id) : std::nullopt;
+}
+
 // Returns the volume that `folder` (absolute; need not exist) is on: the nearest identity between
 // the folder, links resolved, and the root. Returns nothing only if there certainly is none. Throws
 // Error when an identity can't be read or is no UUID, and when ResolvedPath does.

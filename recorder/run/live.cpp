@@ -105,7 +105,7 @@ RunInProgress FindByProcess(const LiveRun& live, const UniqueFd& file) {
     const Answer answer = HasOpen(live.pid, file);
     return answer == Answer::Unknown
                ? Unknown(ProcessText(live.pid) +
-                         " may hold the run lock, and its open files can't be seen")
+                         " may hold the run lock, and its open files can't be listed")
                : RunInProgress{answer, live, {}};
 }
 

@@ -112,19 +112,15 @@ void Publish() {
     run.published = Clock::now();
 }
 
-std::string PartSql(long run, long number, const RunPart& part) {
-    return Format(
-        "INSERT INTO run_part (run, part, kind, camera_id, duration_ms, files, known, failures, "
-        "refusals, refusal) VALUES (%ld, %ld, %s, %d, %ld, %ld, %ld, %ld, %ld, %s);",
-        run, number, Quote(part.kind).c_str(), part.camId, part.durationMs, part.files, part.known,
-        part.failures, part.refusals, Quote(part.refusal).c_str());
-}
-
 std::string UnrecordedPartsSql(const Run& run) {
     std::string sql;
     long number = run.endedParts - static_cast<long>(run.unrecorded.size());
     for (const RunPart& part : run.unrecorded) {
-        sql += PartSql(run.identity.number, ++number, part);
+        sql += Format(
+            "INSERT INTO run_part (run, part, kind, camera_id, duration_ms, files, known, "
+            "failures, refusals, refusal) VALUES (%ld, %ld, %s, %d, %ld, %ld, %ld, %ld, %ld, %s);",
+            run.identity.number, ++number, Quote(part.kind).c_str(), part.camId, part.durationMs,
+            part.files, part.known, part.failures, part.refusals, Quote(part.refusal).c_str());
     }
     return sql;
 }
