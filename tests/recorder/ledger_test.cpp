@@ -523,7 +523,7 @@ TEST_F(LedgerAge, DoesNotCountIfTheUptimeWentBack) {
 }
 
 TEST_F(LedgerAge, CountsOnlyTheTimeSinceTheBootAfterAReboot) {
-    SetRecordedTime("boot = '0', uptime_s = 0, clock_tm = 0");
+    SetRecordedTime("age_s = 0, boot = '0', uptime_s = 0, clock_tm = 0");
 
     RunWithoutRemovals();
 
