@@ -19,7 +19,7 @@ class Writer:
     longest_ms = 0.0
 
     @contextlib.contextmanager
-    def beside(self, recorder):
+    def during(self, recorder):
         program = recorder.programs / f"writer_{recorder.engine}"
         with subprocess.Popen(recorder.inside(program, recorder.store.address("recording"),
                                               PATIENCE[recorder.engine]),
@@ -44,18 +44,18 @@ def measure_all(workshop, engines, rows):
 def _on(recorder, workshop, rows):
     recorder.add_cameras([workshop.folder("gone"), workshop.folder("writer")])
     recorder.insert_recordings(trees.rows_of(1, rows))
-    yield from _beside(recorder, "removal", rows, recorder.ours("-r", "1"))
+    yield from _during(recorder, "removal", rows, recorder.ours("-r", "1"))
     require(recorder.number("SELECT count(*) FROM removed"), rows, "rows in the ledger")
     run = recorder.number("SELECT max(run) FROM removed")
-    yield from _beside(recorder, "undo", rows, [recorder.programs / "krctl", "undo", run])
+    yield from _during(recorder, "undo", rows, [recorder.programs / "krctl", "undo", run])
     require(recorder.number("SELECT count(*) FROM removed"), 0, "rows in the ledger")
 
 
-def _beside(recorder, work, rows, command):
+def _during(recorder, work, rows, command):
     writer = Writer()
-    with writer.beside(recorder):
+    with writer.during(recorder):
         subprocess.run(recorder.inside(*command), check=True, stdout=subprocess.DEVNULL)
-    result = {"case": f"writer: longest wait beside {work}", "engine": recorder.engine,
+    result = {"case": f"writer: longest wait during {work}", "engine": recorder.engine,
               "cache": "warm", "files": rows, "figure": writer.longest_ms, "unit": "ms waited",
               "aim": AIM_MS, "kept": writer.longest_ms <= AIM_MS}
     print(report.plain(result), file=sys.stderr, flush=True)

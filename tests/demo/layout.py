@@ -26,7 +26,7 @@ THUMBNAIL_FOLDER = "@Thumbnail"
 
 
 class Recorder:
-    """A recorder in a folder of its own; for the tool, `package` is the package's root."""
+    """A recorder in a separate folder, in which `package` is the package's root for the tool."""
 
     def __init__(self, work):
         self.work = work

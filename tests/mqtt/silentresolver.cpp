@@ -1,4 +1,4 @@
-// Preloaded into a program, this makes every name server one that never responds.
+// Preloaded into a program, this library makes every look-up of a host's name hang.
 
 #include <netdb.h>
 #include <unistd.h>

@@ -12,7 +12,7 @@ from support.case import KrctlTest
 POSTINST = os.path.realpath(os.path.join(os.path.dirname(os.path.abspath(__file__)),
                                          "../../packaging/debian/postinst"))
 
-# Only its functions ("abort-remove" does nothing), without the change of user.
+# Calls only one function of the script, without changing the user. The argument "abort-remove" does nothing.
 MAKE_FOLDERS = """
 umask 022
 set -- abort-remove
@@ -21,7 +21,7 @@ as_kestora() { "$@"; }
 make_folders
 """
 
-# Only the upgrade of the databases. "krctl init" and the taking of a lock are replaced by a printed line.
+# Calls only the upgrade of the databases. "krctl init" and taking a lock are replaced by printing a line.
 UPGRADE = """
 set -- abort-remove
 . "$POSTINST"
@@ -38,7 +38,7 @@ def text():
 
 class PostinstTest(KrctlTest):
     def new_recorder(self, root):
-        """Only the folders of the package, before `krctl init`."""
+        """Creates only the package root, because the tests run before `krctl init`."""
         os.mkdir(root, 0o750)
         self.root = root
         return None

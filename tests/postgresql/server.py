@@ -150,7 +150,7 @@ class Server:
 
 
 def _leave_the_caller(lifeline, directory):
-    """Gives up everything of the caller except the pipe whose end shows that the caller has ended."""
+    """Detaches this process from the caller, except for the pipe whose end shows that the caller has ended."""
     os.setsid()
     for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
         signal.signal(number, signal.SIG_DFL)

@@ -60,7 +60,7 @@ new var/snapshot/@Thumbnail
 new var/snapshot/@Thumbnail/cam1-20240101-1704067200.jpg jpeg=320x240
 """
 
-# By the fault that it brings in, each change: the file, the text to replace, its replacement.
+# Each change by the fault that it makes: the file, the text to replace, its replacement.
 CHANGES = {
     "a missing log line": ("then", "    [reindex] [notice] emapindexer Log: Have removed [1] "
                                    "unreferenced emap records.\n", ""),

@@ -23,7 +23,7 @@ exec "$(PATH=$PATH:/usr/sbin command -v chroot)" . env -i PATH=/usr/local/bin:/u
     /project/script/install-packages newcomer postgresql
 """
 
-# Where a package's scripts would run, it records the state that they would find.
+# A scripted apt-get. Instead of running a package's scripts, it prints the state that they would find.
 APT = """#!/bin/sh
 case "$*" in
 *' update'*) echo 'Fetched 60.0 MB in 10s (6,000 kB/s)' ;;

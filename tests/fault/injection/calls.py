@@ -45,15 +45,15 @@ class Hung(Exception):
     """A program did not end by itself."""
 
 
-def run_program(command, cwd="/", meanwhile=None):
-    """Runs a program; returns its exit status, or -N if signal N ended it. Calls `meanwhile`, if given,
+def run_program(command, cwd="/", while_running=None):
+    """Runs a program; returns its exit status, or -N if signal N ended it. Calls `while_running`, if given,
     again and again while the program runs, until it returns true."""
     with subprocess.Popen(command, cwd=cwd, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
                           stderr=subprocess.DEVNULL, start_new_session=True) as process:
         try:
             deadline = time.monotonic() + DEADLINE_S
-            while meanwhile and process.poll() is None and time.monotonic() < deadline:
-                if meanwhile():
+            while while_running and process.poll() is None and time.monotonic() < deadline:
+                if while_running():
                     break
                 time.sleep(POLL_S)
             return process.wait(max(deadline - time.monotonic(), 0))
@@ -90,7 +90,7 @@ def inject(command, point, trace_file, then=None):
 
     status = run_program([*STRACE, "-o", trace_file, "-e", f"trace={name}",
                           "-e", f"inject={name}:{how}:when={when}", *command],
-                         meanwhile=follow if then else None)
+                         while_running=follow if then else None)
     lines = _lines(trace_file)
     if fault == KILL:
         return status, lines[-1:] if status == -signal.SIGKILL and len(lines) == at else []

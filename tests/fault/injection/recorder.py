@@ -72,7 +72,7 @@ class SqliteRecorder(Recorder):
     """A recorder on SQLite, entirely within the package's root, without a broker."""
 
     name, title = "sqlite", "SQLite, no broker"
-    # It has no connections.
+    # Without a server and a broker the tool makes no connections.
     tried = tuple(call for call in calls.CALLS if call not in ("sendto", "recvfrom"))
 
     def __init__(self, bin_dir, media, scratch, _address):

@@ -35,7 +35,7 @@ def may_vanish(failed, table):
 def excuse(difference, failed, log, vanished):
     """Returns the name of the rule that excuses a difference after the clean run; None if none does."""
     sign, where, text = difference
-    for rule in (_emap_row_is_lost, _thumbnail_is_missing, _thumbnail_is_made,
+    for rule in (_emap_row_is_missing, _thumbnail_is_missing, _thumbnail_is_made,
                  _recording_has_no_length):
         if rule(sign, where, text, failed, log, vanished):
             return rule.__name__.strip("_").replace("_", " ")
@@ -46,7 +46,7 @@ def _is_interruption(failed):
     return any(INTERRUPTED in call for call in failed)
 
 
-def _emap_row_is_lost(sign, where, text, failed, _log, vanished):
+def _emap_row_is_missing(sign, where, text, failed, _log, vanished):
     """See may_vanish."""
     return sign == "-" and where == "emap" and may_vanish(failed, where) and text in vanished[where]
 

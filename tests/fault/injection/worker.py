@@ -15,7 +15,7 @@ from runner.given import PACKAGE_ROOT
 from runner.scenario import keep_in_memory
 
 
-# Not every run writes the same number of pages.
+# Several runs are traced, because not every run writes the same number of pages.
 TRACED_RUNS = 3
 
 
