@@ -17,7 +17,7 @@ RESTRICTED = ["setpriv", "--bounding-set=-dac_override,-dac_read_search"]
 
 class DoctorTest(KrctlTest):
     def diagnosis(self, *change, status=0):
-        """Of all checks, by subject: (state, message, remedy). `change` starts the command otherwise."""
+        """Returns (state, message, remedy) by subject. `change` is a command that starts krctl."""
         if change:
             command = self.recorder.command("krctl", "doctor", "--json")
             outcome = process.run([*command[:2], *change, *command[2:]])
@@ -55,13 +55,13 @@ class DoctorTest(KrctlTest):
         connection.execute("BEGIN IMMEDIATE")
         try:
             running = self.started("krindexer", "-r", "-1")
-            process.until(self.tells_its_number, "the run doesn't begin")
+            process.until(self.run_has_a_number, "the run doesn't start")
             yield running
         finally:
             connection.close()
 
-    def tells_its_number(self):
-        """Of the run, see "krctl status": from then on it is the one that goes on."""
+    def run_has_a_number(self):
+        """Returns true once "krctl status" shows the run's number: the run is then in progress."""
         running = self.recorder.krctl("status", "--json").json()["running"]
         return running and running["run"] == 1
 
@@ -77,7 +77,7 @@ class Doctor(DoctorTest):
 
         checks = self.diagnosis()
 
-        # How full the disk of the tests is, and whose the tests are, is not the recorder's.
+        # Disk space and user depend on the machine that runs the tests.
         states = {subject: {state for state, _, _ in found} for subject, found in checks.items()
                   if subject not in ("space", "user")}
         self.assertEqual(states, {subject: {"ok"} for subject in (
@@ -86,18 +86,18 @@ class Doctor(DoctorTest):
         self.assertEqual({remedy for found in checks.values() for state, _, remedy in found
                           if state == "ok"}, {None})
 
-    def test_prints_a_line_for_each_check_without_colour_where_nobody_looks(self):
+    def test_prints_a_line_for_each_check_without_colour_if_not_on_a_terminal(self):
         shutil.rmtree(self.recorder.path("var/db"))
 
         lines = self.krctl("doctor", status=1).out.splitlines()
 
         self.assertEqual(len(lines), sum(len(found) for found in self.diagnosis(status=1).values()))
-        self.assertIn(f"problem  database   {PACKAGE_ROOT}/var/db/system.db is not there. "
-                      "Remedy: krctl init", lines)
+        self.assertIn(f"problem  database   {PACKAGE_ROOT}/var/db/system.db does not exist. "
+                      "Remedy: run krctl init", lines)
         for line in lines:
             self.assertRegex(line, r"^(ok     |warning|problem)  [a-z]+ +[^ ].*$")
 
-    def test_is_in_colour_on_a_terminal_unless_told_not_to_be(self):
+    def test_is_in_colour_on_a_terminal_unless_no_color_is_set(self):
         for environment, coloured in (({}, True), ({"NO_COLOR": "1"}, False)):
             master, slave = os.openpty()
             with contextlib.ExitStack() as stack:
@@ -105,10 +105,10 @@ class Doctor(DoctorTest):
                 running = self.started("krctl", "doctor", stdout=slave,
                                        env={**os.environ, "NO_COLOR": "", **environment})
                 os.close(slave)
-                said = read_all(master)
+                output = read_all(master)
                 running.wait(process.DEADLINE_S)
-            self.assertEqual(b"\033[32mok     \033[0m  settings" in said, coloured, said)
-            self.assertEqual(b"\033" in said, coloured)
+            self.assertEqual(b"\033[32mok     \033[0m  settings" in output, coloured, output)
+            self.assertEqual(b"\033" in output, coloured)
 
     def test_changes_nothing(self):
         storage = self.camera()
@@ -142,7 +142,7 @@ def read_all(descriptor):
     while True:
         try:
             more = os.read(descriptor, 4096)
-        except OSError:  # the other side of a terminal is closed
+        except OSError:  # the other end of the terminal is closed
             return data
         if not more:
             return data
@@ -153,29 +153,29 @@ class Settings(DoctorTest):
     def test_may_be_missing(self):
         os.unlink(self.recorder.path("etc/kestora.toml"))
 
-        self.assert_line(self.diagnosis(), "settings", "ok", f"{PACKAGE_ROOT}/etc/kestora.toml is "
-                         "not there: every setting has its default")
+        self.assert_line(self.diagnosis(), "settings", "ok", f"{PACKAGE_ROOT}/etc/kestora.toml "
+                         "does not exist: all settings have their defaults")
 
-    def test_that_are_invalid_are_a_problem_and_hold_up_what_needs_them(self):
+    def test_that_are_invalid_are_a_problem_and_prevent_the_checks_that_need_them(self):
         self.recorder.settings("[log]\nmax_size = 1")
 
         checks = self.diagnosis(status=1)
 
         self.assert_line(checks, "settings", "problem", f"{PACKAGE_ROOT}/etc/kestora.toml:2: unknown "
                          "key log.max_size; expected one of max_size_mib, old_files",
-                         "correct it: no run starts before")
+                         "correct this: no run can start until then")
         for subject in ("database", "camera", "volume", "media", "run", "outbox", "broker"):
             self.assertEqual(checks[subject], [
-                ("warning", "not checked while the settings are invalid", None)])
+                ("warning", "not checked because the settings are invalid", None)])
 
     def test_that_others_may_write_are_a_problem(self):
         os.chmod(self.recorder.path("etc/kestora.toml"), 0o666)
 
         self.assert_line(self.diagnosis(status=1), "settings", "problem",
                          f"{PACKAGE_ROOT}/etc/kestora.toml may be written by its group or by others "
-                         "(mode 0666); expected its owner alone", "correct it: no run starts before")
+                         "(mode 0666); expected its owner alone", "correct this: no run can start until then")
 
-    def test_end_other_commands_with_a_status_of_their_own(self):
+    def test_that_are_invalid_end_other_commands_with_a_separate_status(self):
         self.recorder.settings("[lgo]")
 
         outcome = self.krctl("camera", "list", status=78)
@@ -191,10 +191,10 @@ class User(DoctorTest):
         os.chown(self.recorder.path("var/db"), 4711, 4711)
 
         self.assert_line(self.diagnosis(), "user", "warning", f"{PACKAGE_ROOT}/var/db belongs to "
-                         "#4711, and what root makes there would be root's",
-                         "sudo -u '#4711' krctl doctor, and so every run")
+                         "#4711, but files that root creates there belong to root",
+                         "run krctl doctor and every run as that user: sudo -u '#4711' krctl doctor")
 
-    def test_that_is_another_should_be_the_data_s_owner(self):
+    def test_that_is_not_root_should_be_the_data_s_owner(self):
         if os.geteuid() != 0:
             self.skipTest("only root can be another user")
         # The build's own folder may be closed to other users.
@@ -213,9 +213,10 @@ class User(DoctorTest):
 
         self.assertEqual(outcome.status, 1, outcome)
         self.assertIn(f"warning  user       {PACKAGE_ROOT}/var/db belongs to root, not to #4711. "
-                      "Remedy: sudo -u root krctl doctor, and so every run\n", outcome.out)
-        self.assertIn(f"problem  database   {PACKAGE_ROOT}/var/db/system.db may not be read and "
-                      "written by #4711. Remedy: run as the user that it belongs to, see \"user\"\n",
+                      "Remedy: run krctl doctor and every run as that user: sudo -u root krctl "
+                      "doctor\n", outcome.out)
+        self.assertIn(f"problem  database   {PACKAGE_ROOT}/var/db/system.db can't be read and "
+                      "written by #4711. Remedy: run as its owner, see \"user\"\n",
                       outcome.out)
 
 
@@ -225,22 +226,22 @@ class Log(DoctorTest):
 
         self.assert_line(self.diagnosis(status=1), "log", "problem",
                          f"{PACKAGE_ROOT}/var/log/kestora.log is a symbolic link; expected a regular "
-                         "file", "correct it: no run starts before")
+                         "file", "correct this: no run can start until then")
 
     def test_that_can_t_be_written_is_a_problem(self):
         os.chmod(self.recorder.path("var/log"), 0o550)
 
         checks = self.diagnosis(*RESTRICTED, status=1)
 
-        self.assert_line(checks, "log", "problem", f"{PACKAGE_ROOT}/var/log may not be written by "
-                         "root", 'run as the user that it belongs to, see "user"')
+        self.assert_line(checks, "log", "problem", f"{PACKAGE_ROOT}/var/log can't be written by "
+                         "root", 'run as its owner, see "user"')
 
-    def test_of_level_0_silences_failures(self):
+    def test_at_level_0_hides_failures(self):
         self.recorder.settings("[debug_log]")
 
-        self.assert_line(self.diagnosis(), "log", "warning", "level 0 of [debug_log] closes the "
-                         "tool's failures out of the log",
-                         f"reindex = 3 under [debug_log] of {PACKAGE_ROOT}/etc/kestora.toml")
+        self.assert_line(self.diagnosis(), "log", "warning", "level 0 in [debug_log] hides "
+                         "krindexer's failures from the log",
+                         f"set reindex = 3 under [debug_log] in {PACKAGE_ROOT}/etc/kestora.toml")
 
 
 class Databases(DoctorTest):
@@ -250,10 +251,10 @@ class Databases(DoctorTest):
         checks = self.diagnosis(status=1)
 
         self.assert_line(checks, "database", "problem",
-                         f"{PACKAGE_ROOT}/var/db/system.db is not there", "krctl init")
-        self.assert_line(checks, "camera", "warning", "not checked while a database can't be used")
+                         f"{PACKAGE_ROOT}/var/db/system.db does not exist", "run krctl init")
+        self.assert_line(checks, "camera", "warning", "not checked because a database can't be used")
 
-    def test_that_are_no_regular_files_are_named_and_not_waited_for(self):
+    def test_that_are_not_regular_files_are_reported_without_waiting(self):
         database = f"{PACKAGE_ROOT}/var/db/system.db"
         for suffix in ("-wal", "-shm", "-journal", ""):
             path = self.recorder.path("var/db/system.db" + suffix)
@@ -264,20 +265,20 @@ class Databases(DoctorTest):
             message = f"database {database}: can't open it: {name} is no regular file"
 
             self.assert_line(self.diagnosis(status=1), "database", "problem", message,
-                             "correct what the message says: the database may be whole")
+                             "correct the cause that the message names: the database may be undamaged")
             for command, status in ((("plan", "-e"), 74), (("init",), 1), (("status",), 1)):
                 self.assertIn(message, self.krctl(*command, status=status).err)
 
             os.unlink(path)
 
-    def test_whose_numbers_are_in_no_regular_file_keep_runs_from_starting(self):
+    def test_whose_id_marks_are_not_a_regular_file_prevent_runs_from_starting(self):
         numbers = self.recorder.path("var/db/numbers")
         os.remove(numbers)
         os.mkdir(numbers)
         problem = f"{self.recorder.inside('var/db/numbers')} is no regular file"
         self.assert_line(self.diagnosis(status=1), "database", "problem",
-                         problem + "; no run starts before",
-                         "remove it: the next run makes it anew from the databases")
+                         problem + ", so no run can start",
+                         "remove it: the next run recreates it from the databases")
         self.assertIn(problem, self.krctl("plan", status=74).err)
         self.assertIn("the log says why", self.krctl("run", status=74).err)
         self.assertIn(problem, "\n".join(self.recorder.log()))
@@ -290,16 +291,16 @@ class Databases(DoctorTest):
 
         self.assert_line(self.diagnosis(status=1), "database", "problem",
                          f"{PACKAGE_ROOT}/var/db/snapshot.db has schema version 0; expected 1",
-                         "krctl init")
+                         "run krctl init")
 
     def test_of_a_newer_version_are_a_problem(self):
         self.recorder.query("snapshot.db", "PRAGMA user_version = 1000")
 
         self.assert_line(self.diagnosis(status=1), "database", "problem",
-                         f"{PACKAGE_ROOT}/var/db/snapshot.db has schema version 1000; expected 1: a "
-                         "newer version of krctl made it", "install that version again")
+                         f"{PACKAGE_ROOT}/var/db/snapshot.db has schema version 1000; expected 1: it "
+                         "was written by a newer version of krctl", "install that version of the package")
 
-    def test_that_are_none_are_a_problem(self):
+    def test_in_another_format_are_a_problem(self):
         self.recorder.file("var/db/snapshot.db", "no database " * 1000)
 
         found = [check for check in self.diagnosis(status=1)["database"] if check[0] == "problem"]
@@ -316,10 +317,10 @@ class Databases(DoctorTest):
         self.assertEqual(len(found), 1, found)
         self.assertIn(f"{PACKAGE_ROOT}/var/db/recording.db is damaged: ", found[0][1])
         self.assertEqual(found[0][2],
-                         "restore it from a backup, or move it away, krctl init and krctl run")
+                         "restore it from a backup, or move it away and run krctl init and krctl run")
 
     def damage(self, database, index):
-        """The page of an index becomes one of nothing."""
+        """Overwrites the root page of an index."""
         (page,), = self.recorder.query(
             database, "SELECT rootpage FROM sqlite_schema WHERE name = ?", index)
         (size,), = self.recorder.query(database, "PRAGMA page_size")
@@ -334,10 +335,9 @@ class Databases(DoctorTest):
 
         (state, message, remedy), = checks["database"]
         self.assertEqual((state, remedy), (
-            "problem", f"see that the server runs and [database] of {PACKAGE_ROOT}/etc/kestora.toml "
-            "is right"))
+            "problem", f"start the server, or correct [database] in {PACKAGE_ROOT}/etc/kestora.toml"))
         self.assertIn("Connection refused", message)
-        self.assert_line(checks, "camera", "warning", "not checked while a database can't be used")
+        self.assert_line(checks, "camera", "warning", "not checked because a database can't be used")
 
     def test_on_a_server_that_runs_are_sound(self):
         import server
@@ -354,7 +354,7 @@ class Databases(DoctorTest):
 
 
 class Modes(DoctorTest):
-    def test_of_databases_are_told_by_doctor_and_mended_by_init(self):
+    def test_of_databases_are_reported_by_doctor_and_corrected_by_init(self):
         for name, mode in (("", 0o755), ("/system.db", 0o644), ("/recording.db", 0o666)):
             os.chmod(self.recorder.path("var/db" + name), mode)
         folder = f"{PACKAGE_ROOT}/var/db"
@@ -363,25 +363,24 @@ class Modes(DoctorTest):
         outcome = self.krctl("init")
 
         self.assert_line(before, "modes", "warning",
-                         f"open to others: {folder} {folder}/recording.db {folder}/system.db",
-                         "krctl init")
+                         f"accessible to other users: {folder} {folder}/recording.db {folder}/system.db",
+                         "run krctl init")
         self.assertEqual(outcome.out.splitlines(), [
             f"{folder}{name} was open to others and is not any more"
             for name in ("", "/recording.db", "/system.db")])
-        self.assert_line(self.diagnosis(), "modes", "ok", "the databases are not open to others")
+        self.assert_line(self.diagnosis(), "modes", "ok", "databases: no access for other users")
         modes = [os.stat(self.recorder.path("var/db" + name)).st_mode & 0o7777
                  for name in ("", "/system.db", "/recording.db")]
         self.assertEqual(modes, [0o750, 0o640, 0o660])
 
-    def test_of_media_folders_are_told_with_the_command_that_mends_them(self):
+    def test_of_media_folders_are_reported_with_the_command_that_corrects_them(self):
         self.close_to_others()
         os.makedirs(self.recorder.path("volume1/the yard"), mode=0o755)
         yard = self.recorder.inside("volume1/the yard")
         self.recorder.do("krctl", "camera", "add", "--id", "8", "--name", "Yard", "--storage", yard)
 
-        self.assert_line(self.diagnosis(), "modes", "warning", f"open to others: '{yard}'",
-                         f"chmod o-rwx '{yard}'")
-
+        self.assert_line(self.diagnosis(), "modes", "warning", f"accessible to other users: '{yard}'",
+                         f"run chmod o-rwx '{yard}'")
 
     def test_of_each_folder_alone_are_reported(self):
         storage = self.camera()
@@ -391,18 +390,18 @@ class Modes(DoctorTest):
             with self.subTest(folder=folder):
                 os.chmod(self.recorder.path(folder), 0o751)
                 path = self.recorder.inside(folder)
-                remedy = "krctl init" if folder == "var/db" else f"chmod o-rwx {path}"
+                remedy = "run krctl init" if folder == "var/db" else f"run chmod o-rwx {path}"
 
                 self.assertEqual(
                     [check for check in self.diagnosis()["modes"] if check[0] != "ok"],
-                    [("warning", f"open to others: {path}", remedy)])
+                    [("warning", f"accessible to other users: {path}", remedy)])
 
                 os.chmod(self.recorder.path(folder), 0o750)
         self.assertEqual([state for state, _, _ in self.diagnosis()["modes"]], ["ok", "ok"])
 
 
 class Space(DoctorTest):
-    def test_that_is_little_is_a_warning(self):
+    def test_that_is_nearly_used_up_is_a_warning(self):
         self.recorder.volume()
         storage = self.recorder.camera(7)
         script = ('cp -r "$1" /mnt/saved && mount -t tmpfs -o size=16m none "$1" && '
@@ -415,7 +414,8 @@ class Space(DoctorTest):
 
         self.assertEqual(outcome.status, 0, outcome)
         self.assertRegex(outcome.out, rf"warning  space      {self.recorder.inside('volume1')} has "
-                         r"15 MiB free, \d+ %. Remedy: make room: less than 5 % or 200 MiB is little")
+                         r"15 MiB free, \d+ %. Remedy: free some space: at least 5 % and 200 MiB are "
+                         "recommended")
         self.assertTrue(storage)
 
     def test_of_the_log_that_is_used_up_is_a_problem(self):
@@ -429,8 +429,8 @@ class Space(DoctorTest):
 
         log = self.recorder.inside("var/log")
         self.assertEqual(outcome.status, 1, outcome)
-        self.assertIn(f"the file system of {log}/kestora.log is full. Remedy: make room: a run's "
-                      "messages are lost until then", outcome.out)
+        self.assertIn(f"the file system of {log}/kestora.log is full. Remedy: free some space: until "
+                      "then the messages of runs are not logged", outcome.out)
         self.assertRegex(outcome.out, rf"warning +space +{log} has 0 MiB free")
 
 
@@ -442,14 +442,14 @@ class Modules(DoctorTest):
                    f'mount --bind /dev/null "{bin_dir}/krcontainers" && exec "$0" "$@"')
 
         self.assertEqual(self.diagnosis(*without, status=1)["modules"], [
-            ("problem", f"{what}; expected {place}", "install the package again before the next "
-             f"run: it would add {rows}, and no later run mends these")
+            ("problem", f"{what}; expected {place}", "reinstall the package before the next run: "
+             f"a run would add {rows}, and later runs would not repair these")
             for what, place, rows in (
                 ("the program krcontainers is missing", f"{bin_dir}/krcontainers or "
                  f"{os.path.dirname(bin_dir)}/libexec/kestora/krcontainers",
-                 "rows without length and format for recordings out of the ordinary"),
+                 "rows without duration and format for recordings in unusual containers"),
                 ("the recorder's module thumbnails is missing",
-                 f"{folder}/kestora-thumbnails.so", "rows of snapshots without thumbnails"))])
+                 f"{folder}/kestora-thumbnails.so", "snapshots without thumbnails"))])
 
     def test_of_another_version_are_a_problem(self):
         other = self.recorder.file("krcontainers", "#!/bin/sh\nprintf 0.0.1 >&0\n", mode=0o755)
@@ -466,17 +466,19 @@ class Cameras(DoctorTest):
         (found,) = self.diagnosis(*change, status=status)["camera"]
         return found
 
-    def test_of_which_there_are_none_are_a_warning(self):
-        self.assertEqual(self.only(), ("warning", "there is none", "krctl camera add, or krctl "
-                                       "camera adopt DIR for those of a disk"))
+    def test_that_are_all_missing_are_a_warning(self):
+        self.assertEqual(self.only(), (
+            "warning", "no cameras are registered", "run krctl camera add for each camera, or "
+            "krctl camera adopt DIR for all cameras below a folder"))
 
     def test_without_their_folder_are_a_problem(self):
         storage = self.camera()
         shutil.rmtree(self.recorder.path(storage))
 
         self.assertEqual(self.only(1), (
-            "problem", f'camera 7 "cam7": {self.recorder.inside(storage)} is not there',
-            "mount its disk; where that is mounted elsewhere now, krctl camera adopt DIR"))
+            "problem", f'camera 7 "cam7": {self.recorder.inside(storage)} does not exist',
+            "mount its disk; if it is now mounted at another path, run krctl camera adopt DIR with the "
+            "storage folder there"))
 
     def test_whose_folder_can_t_be_read_or_written_are_a_problem(self):
         storage = self.camera()
@@ -486,16 +488,16 @@ class Cameras(DoctorTest):
 
             self.assertEqual(self.only(1, RESTRICTED), (
                 "problem", f'camera 7 "cam7": {folder} can\'t be {what} by root',
-                f"let its user have it: chown or chmod {folder}"))
+                f"give root access: chown or chmod {folder}"))
 
     def test_without_their_identity_are_a_problem(self):
         storage = self.camera()
         os.unlink(self.recorder.path(f"{storage}/.kestora-camera"))
 
         self.assertEqual(self.only(1), (
-            "problem", f'camera 7 "cam7": {self.recorder.inside(storage)} holds no camera\'s '
-            "identity, so no run works on it", "mount its disk; only where the file itself was lost, "
-            "krctl camera bind --id 7 writes it anew"))
+            "problem", f'camera 7 "cam7": {self.recorder.inside(storage)} holds no camera '
+            "identity, so runs don't process this camera", "mount its disk; only if the disk is mounted "
+            "and the file was deleted, run krctl camera bind --id 7"))
 
     def test_that_never_had_an_identity_are_a_warning(self):
         storage = self.camera()
@@ -503,15 +505,15 @@ class Cameras(DoctorTest):
         self.recorder.query("system.db", "UPDATE camera SET uuid = NULL")
 
         self.assertEqual(self.only(), (
-            "warning", f'camera 7 "cam7": {self.recorder.inside(storage)} holds no camera\'s '
-            "identity", "krctl camera bind --id 7"))
+            "warning", f'camera 7 "cam7": {self.recorder.inside(storage)} holds no camera '
+            "identity", "run krctl camera bind --id 7"))
 
     def test_whose_row_has_no_identity_are_a_warning(self):
         self.camera()
         self.recorder.query("system.db", "UPDATE camera SET uuid = NULL")
 
-        self.assertEqual(self.only(), ("warning", 'camera 7 "cam7": its row holds no identity',
-                                       "krctl camera bind --id 7"))
+        self.assertEqual(self.only(), ("warning", 'camera 7 "cam7": its row in the database holds no '
+                                       "identity", "run krctl camera bind --id 7"))
 
     def test_whose_folder_is_another_s_are_a_problem(self):
         storage = self.camera()
@@ -521,7 +523,8 @@ class Cameras(DoctorTest):
 
         self.assertEqual(self.only(1), (
             "problem", f'camera 7 "cam7": {folder} belongs to another camera, camera 7 "Yard"',
-            f"krctl camera adopt {folder} makes that one known, and this one where its folder is"))
+            f"run krctl camera adopt {folder} to register that camera, and krctl camera adopt DIR with "
+            "this camera's storage folder"))
 
     def test_with_a_damaged_identity_are_a_problem(self):
         storage = self.camera()
@@ -530,15 +533,16 @@ class Cameras(DoctorTest):
         state, message, remedy = self.only(1)
 
         self.assertEqual((state, remedy), (
-            "problem", "restore the file, or move it away and krctl camera bind --id 7"))
+            "problem", "restore the file, or move it away and run krctl camera bind --id 7"))
         self.assertIn("holds no camera's identity", message)
 
     def test_with_a_relative_folder_are_a_problem(self):
         self.recorder.row("camera", id=7, name="Front", storage_path="volume1")
 
         self.assertEqual(self.only(1), (
-            "problem", 'camera 7 "Front": its storage folder is no absolute path: "volume1"',
-            "krctl camera remove --id 7, then krctl camera add"))
+            "problem", 'camera 7 "Front": expected an absolute path as its storage folder, but '
+            'it is "volume1"',
+            "run krctl camera remove --id 7, then krctl camera add with the absolute path"))
 
 
 class Volumes(DoctorTest):
@@ -557,47 +561,49 @@ class Volumes(DoctorTest):
         os.unlink(self.recorder.path("volume1/.kestora-volume"))
 
         self.assertEqual(self.only(1), (
-            "problem", f"{volume} of camera 7 is not mounted there",
-            "mount it; where it is mounted elsewhere now, krctl camera adopt DIR"))
+            "problem", f"no proof that {volume} of camera 7 is mounted",
+            "mount it; if it is now mounted at another path, run krctl camera adopt DIR with the "
+            "storage folder there"))
 
-    def test_in_whose_place_is_another_are_a_problem(self):
+    def test_that_were_replaced_by_another_are_a_problem(self):
         self.camera()
         self.camera(8)
         volume = self.identity()
         self.recorder.file("volume1/.kestora-volume", OTHER_UUID + "\n")
 
         self.assertEqual(self.only(1), (
-            "problem", f"another one is in the place of {volume} of cameras 7, 8: {OTHER_UUID} is in "
+            "problem", f"another volume was found instead of {volume} of cameras 7, 8: {OTHER_UUID} is in "
             f"{self.recorder.inside('volume1')}",
-            "mount the right one, or krctl camera bind where the new one replaces it"))
+            "mount the right volume; only if the other one replaces it, run krctl camera bind --id 7 and "
+            "krctl camera bind --id 8"))
 
-    def test_that_can_t_be_told_are_a_problem(self):
+    def test_with_an_unreadable_identity_are_a_problem(self):
         self.camera()
         self.recorder.file("volume1/.kestora-volume", "")
 
         self.assertEqual(self.only(1), (
-            "problem", f"that of camera 7: the file {self.recorder.inside('volume1')}"
+            "problem", f"the volume of camera 7 is unknown: the file {self.recorder.inside('volume1')}"
             "/.kestora-volume holds no volume id; expected a UUID",
-            "let its user read it: no run works on these cameras before"))
+            "correct the cause that the message names: until then runs don't process these cameras"))
 
     def test_to_which_no_camera_is_bound_are_a_warning(self):
         self.camera()
         self.recorder.query("system.db", "UPDATE camera SET volume_id = NULL")
 
         self.assertEqual(self.only(), (
-            "warning", "camera 7: bound to no volume, so only the identity in their own folders "
-            "protects their rows", "krctl camera bind --id 7"))
+            "warning", "camera 7: not bound to a volume: only the identity in the storage folder "
+            "protects the rows", "run krctl camera bind --id 7"))
         self.recorder.query("system.db", "UPDATE camera SET uuid = NULL")
         self.assertEqual(self.only(), (
-            "warning", "camera 7: bound to no volume, so a disk that isn't mounted costs their rows",
-            "krctl camera bind --id 7"))
+            "warning", "camera 7: not bound to a volume: if the disk is not mounted, a run will "
+            "remove the rows", "run krctl camera bind --id 7"))
 
     def test_without_identity_are_a_warning(self):
         self.recorder.row("camera", id=7, name="Front",
                           storage_path=self.recorder.inside("var/snapshot"))
 
-        self.assertEqual(self.only()[2], "krctl volume init with the disk's root folder; krctl "
-                         "camera bind --id 7")
+        self.assertEqual(self.only()[2], "run krctl volume init DIR (DIR: the disk's root folder), "
+                         "then krctl camera bind --id 7")
 
 
 class MediaFolders(DoctorTest):
@@ -610,9 +616,9 @@ class MediaFolders(DoctorTest):
 
         checks = self.diagnosis(*RESTRICTED, status=1)
 
-        remedy = "bring it back, or let its user read it, before the next run"
+        remedy = "restore the folder, or make it readable, before the next run"
         self.assertEqual(checks["snapshots"], [(
-            "problem", f"{PACKAGE_ROOT}/var/snapshot is not there: a run with -s would remove its 2 "
+            "problem", f"{PACKAGE_ROOT}/var/snapshot does not exist: a run with -s would remove its 2 "
             "rows", remedy)])
         self.assertEqual(checks["emaps"], [(
             "problem", f"can't open folder {PACKAGE_ROOT}/target/@KREmap: Permission denied: a run "
@@ -621,11 +627,12 @@ class MediaFolders(DoctorTest):
     def test_have_the_names_of_their_kinds(self):
         self.assertRegex(self.krctl("doctor").out, r"(?m)^ok       snapshots  /.*\nok       e-maps     /")
 
-    def test_without_rows_have_none_to_lose(self):
+    def test_without_rows_are_ok_if_missing(self):
         os.rmdir(self.recorder.path("var/snapshot"))
 
         self.assertEqual(self.diagnosis()["snapshots"], [(
-            "ok", f"{PACKAGE_ROOT}/var/snapshot is not there, and there are no rows to lose", None)])
+            "ok", f"{PACKAGE_ROOT}/var/snapshot does not exist, but there are no rows that a run "
+            "could remove", None)])
 
 
 class Runs(DoctorTest):
@@ -633,10 +640,10 @@ class Runs(DoctorTest):
         (found,) = self.diagnosis()["run"]
         return found
 
-    def test_that_ended_are_told(self):
+    def test_that_have_ended_are_reported(self):
         self.recorder.reindex("-r", "-1")
 
-        self.assertRegex(self.only()[1], r"^none in progress, run 1 of \d{4}-\S+ was the last$")
+        self.assertRegex(self.only()[1], r"^no run in progress; last run: run 1 of \d{4}-\S+$")
 
     def test_that_were_killed_are_a_warning(self):
         self.recorder.reindex("-r", "-1")
@@ -644,11 +651,11 @@ class Runs(DoctorTest):
 
         state, message, remedy = self.only()
 
-        self.assertEqual((state, remedy), ("warning", "krctl run completes its work"))
-        self.assertRegex(message, r"^run 1 of \d{4}-\S+ is not in progress and has not ended: it was "
+        self.assertEqual((state, remedy), ("warning", "run krctl run, which completes its work"))
+        self.assertRegex(message, r"^run 1 of \d{4}-\S+ is not in progress and has no recorded end: it was "
                                   r"killed, or its end could not be recorded$")
 
-    def test_that_may_be_in_progress_are_not_taken_for_killed(self):
+    def test_that_may_be_in_progress_are_not_reported_as_killed(self):
         self.recorder.reindex("-r", "-1")
         self.recorder.query("system.db", "UPDATE run SET end_tm = NULL")
         lock = self.recorder.path("var/db/reindex.lock")
@@ -658,9 +665,9 @@ class Runs(DoctorTest):
         state, message, _ = self.only()
 
         self.assertEqual(state, "warning")
-        self.assertRegex(message, "^could not tell whether a run is in progress: .*symbolic link$")
+        self.assertRegex(message, "^unknown whether a run is in progress: .*symbolic link$")
 
-    def test_that_go_on_are_told_and_not_disturbed(self):
+    def test_that_are_in_progress_are_reported_and_not_disturbed(self):
         self.recorder.recording(self.camera())
         with self.run_in_the_middle() as running:
             state, message, _ = self.only()
@@ -677,12 +684,12 @@ class Outbox(DoctorTest):
         ((state, message, remedy),) = self.diagnosis()["outbox"]
 
         self.assertEqual((state, remedy), (
-            "warning", f"host under [notifications] of {PACKAGE_ROOT}/etc/kestora.toml"))
-        self.assertRegex(message, "^1 notification waits, .*, and the settings name no broker$")
+            "warning", f"set host under [notifications] in {PACKAGE_ROOT}/etc/kestora.toml"))
+        self.assertRegex(message, "^1 message is queued, .*, but the settings name no broker$")
 
 
 class Brokers(DoctorTest):
-    """What a broker answers is in tests/mqtt/doctor_test.py."""
+    """See tests/mqtt/doctor_test.py for the checks that connect to a broker."""
 
     def only(self, **settings):
         lines = [f"{key} = {value!r}" for key, value in settings.items()]
@@ -690,13 +697,13 @@ class Brokers(DoctorTest):
         (found,) = self.diagnosis()["broker"]
         return found
 
-    def test_are_not_asked_by_the_name_of_a_client_that_a_run_may_be_connected_as(self):
+    def test_are_not_checked_while_a_run_may_be_connected_with_the_same_client_id(self):
         self.recorder.recording(self.camera())
         with self.run_in_the_middle():
             found = self.only(host="127.0.0.1", client_id="recorder")
 
         self.assertEqual(found, (
-            "ok", "127.0.0.1:1883 was not asked: the run in progress may be connected to it", None))
+            "ok", "127.0.0.1:1883 not checked: the run in progress may be connected to it", None))
 
 
 if __name__ == "__main__":

@@ -29,13 +29,13 @@ class DoctorTest(MqttTest):
 
     def assert_accepted(self, server):
         self.assertEqual(self.diagnosis("broker"),
-                         ("ok", f"127.0.0.1:{server.port} lets the recorder in", None))
+                         ("ok", f"127.0.0.1:{server.port} accepts connections from this recorder", None))
 
     def assert_problem(self, reason):
         state, message, remedy = self.diagnosis("broker")
         self.assertEqual((state, remedy), (
-            "problem", f"see that it runs and [notifications] of {PACKAGE_ROOT}/etc/kestora.toml is "
-            "right; notifications wait meanwhile"))
+            "problem", f"start the broker, or correct [notifications] in {PACKAGE_ROOT}/etc/kestora.toml; "
+            "messages stay queued until it responds"))
         self.assertIn(reason, message)
 
 
@@ -49,8 +49,8 @@ class Backlog(DoctorTest):
         state, message, remedy = self.diagnosis("outbox")
 
         self.assertEqual((state, remedy),
-                         ("warning", "krctl run delivers them once the broker answers"))
-        self.assertRegex(message, "^2 notifications wait, the oldest since 2023-11-1")
+                         ("warning", "run krctl run, which publishes them if the broker responds"))
+        self.assertRegex(message, "^2 messages are queued, the oldest since 2023-11-1")
         self.assert_delivered(server.messages())
         self.assert_due(1, 2)
 
@@ -63,7 +63,7 @@ class Publication(DoctorTest):
             fcntl.flock(lock, fcntl.LOCK_EX)
 
             self.assertEqual(self.diagnosis("broker"),
-                             ("ok", f"127.0.0.1:{server.port} was not asked: the last run is still "
+                             ("ok", f"127.0.0.1:{server.port} not checked: the last run is still "
                               "publishing to it", None))
         self.assert_accepted(server)
 

@@ -3,8 +3,7 @@
 #include "tools/common/json.h"
 #include "tools/common/terminal.h"
 #include "tools/common/words.h"
-#include "tools/krctl/doctor/checks.h"
-#include "tools/krctl/doctor/examine.h"
+#include "tools/krctl/doctor/check.h"
 
 #include <algorithm>
 #include <array>
@@ -39,14 +38,16 @@ std::size_t Count(const Checks& checks, Health health) {
         checks.begin(), checks.end(), [&](const Check& check) { return check.health == health; }));
 }
 
-Checks ExamineAll() {
+Checks RunAllChecks() {
     Checks all;
-    Ground ground;
+    Prerequisites prerequisites;
     for (const CheckGroup& group : kGroups) {
-        const Checks checks = Examine(group, ground);
+        const Checks checks = RunChecks(group, prerequisites);
         const bool isSound = Count(checks, Health::Problem) == 0;
-        ground.hasSettings = ground.hasSettings && (isSound || group.check != CheckSettings);
-        ground.hasDatabases = ground.hasDatabases && (isSound || group.check != CheckDatabases);
+        prerequisites.areSettingsValid =
+            prerequisites.areSettingsValid && (isSound || group.check != CheckSettings);
+        prerequisites.areDatabasesUsable =
+            prerequisites.areDatabasesUsable && (isSound || group.check != CheckDatabases);
         all.insert(all.end(), checks.begin(), checks.end());
     }
     return all;
@@ -111,7 +112,7 @@ void PrintAsJson(const Checks& checks) {
 }
 
 void Diagnose(bool asJson) {
-    const Checks checks = ExamineAll();
+    const Checks checks = RunAllChecks();
     if (asJson) {
         PrintAsJson(checks);
     } else {

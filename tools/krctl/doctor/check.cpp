@@ -1,8 +1,11 @@
 #include "tools/krctl/doctor/check.h"
 
+#include "recorder/support/error.h"
+
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <exception>
 
 #include <fcntl.h>
 #include <pwd.h>
@@ -10,12 +13,33 @@
 
 namespace {
 
-bool IsPlain(unsigned char c) {
+bool NeedsNoQuotes(unsigned char c) {
     return std::isalnum(c) != 0 ||
            std::string("/._-+:@%,=").find(static_cast<char>(c)) != std::string::npos;
 }
 
+Check CheckFailed(const CheckGroup& group, const std::string& why) {
+    return Problem(group.subject, "check failed: " + why, "");
+}
+
 } // namespace
+
+Checks RunChecks(const CheckGroup& group, const Prerequisites& prerequisites) {
+    if (group.needsSettings && !prerequisites.areSettingsValid) {
+        return {Warning(group.subject, "not checked because the settings are invalid", "")};
+    }
+    try {
+        return group.check();
+    } catch (const recorder::Error& error) {
+        return {prerequisites.areDatabasesUsable
+                    ? CheckFailed(group, error.what())
+                    : Warning(group.subject, "not checked because a database can't be used", "")};
+    } catch (const std::exception& error) {
+        return {CheckFailed(group, error.what())};
+    } catch (...) {
+        return {CheckFailed(group, "unknown failure")};
+    }
+}
 
 Check Ok(const std::string& subject, const std::string& message) {
     return {Health::Ok, subject, message, ""};
@@ -29,15 +53,15 @@ Check Problem(const std::string& subject, const std::string& message, const std:
     return {Health::Problem, subject, message, remedy};
 }
 
-std::string ShellWord(const std::string& text) {
-    if (!text.empty() && std::all_of(text.begin(), text.end(), IsPlain)) {
+std::string ShellQuoted(const std::string& text) {
+    if (!text.empty() && std::all_of(text.begin(), text.end(), NeedsNoQuotes)) {
         return text;
     }
-    std::string word = "'";
+    std::string quoted = "'";
     for (const char c : text) {
-        word += c == '\'' ? "'\\''" : std::string(1, c);
+        quoted += c == '\'' ? "'\\''" : std::string(1, c);
     }
-    return word + "'";
+    return quoted + "'";
 }
 
 std::string UserName(unsigned int user) {
@@ -46,9 +70,9 @@ std::string UserName(unsigned int user) {
     struct passwd entry = {};
     struct passwd* found = nullptr;
     getpwuid_r(user, &entry, buffer.data(), buffer.size(), &found);
-    return found != nullptr ? found->pw_name : "#" + std::to_string(user); // as sudo -u takes it
+    return found != nullptr ? found->pw_name : "#" + std::to_string(user); // the form for sudo -u
 }
 
-bool MayUse(const std::string& path, int access) {
+bool HasAccess(const std::string& path, int access) {
     return faccessat(AT_FDCWD, path.c_str(), access, AT_EACCESS) == 0;
 }

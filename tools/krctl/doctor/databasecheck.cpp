@@ -3,7 +3,7 @@
 #include "recorder/settings/settings.h"
 #include "recorder/support/error.h"
 #include "recorder/support/presence.h"
-#include "tools/krctl/doctor/checks.h"
+#include "tools/krctl/doctor/check.h"
 
 #include <array>
 #include <memory>
@@ -17,48 +17,50 @@ using recorder::Database;
 
 constexpr const char* kSubject = "database";
 constexpr const char* kRemedyForDamage =
-    "restore it from a backup, or move it away, krctl init and krctl run";
+    "restore it from a backup, or move it away and run krctl init and krctl run";
 constexpr std::array kInstances{KRDB::DB_SYSTEM, KRDB::DB_RECORDING, KRDB::DB_SNAPSHOT};
 
-// Without the word that says what the line is about.
-std::string PlainName(const Database& database) {
-    const std::string word = "database ";
+// Returns the database's name without the prefix "database ", which the subject already says.
+std::string ShortName(const Database& database) {
+    const std::string prefix = "database ";
     const std::string& name = database.Name();
-    return name.starts_with(word) ? name.substr(word.size()) : name;
+    return name.starts_with(prefix) ? name.substr(prefix.size()) : name;
 }
 
 Check CheckVersion(Database& database) {
     const long version = database.SchemaVersion();
-    const std::string is = PlainName(database) + " has schema version " + std::to_string(version);
+    const std::string found =
+        ShortName(database) + " has schema version " + std::to_string(version);
     const std::string expected = "; expected " + std::to_string(recorder::kSchemaVersion);
     if (version < recorder::kSchemaVersion) {
-        return Problem(kSubject, is + expected, "krctl init");
+        return Problem(kSubject, found + expected, "run krctl init");
     }
     if (version > recorder::kSchemaVersion) {
-        return Problem(kSubject, is + expected + ": a newer version of krctl made it",
-                       "install that version again");
+        return Problem(kSubject, found + expected + ": it was written by a newer version of krctl",
+                       "install that version of the package");
     }
-    return Ok(kSubject, is);
+    return Ok(kSubject, found);
 }
 
-// Of SQLite's; empty when it is sound.
+// Returns what SQLite's quick_check reports; empty if the database is sound.
 std::string Damage(Database& database) {
     const DBResult_tag rows = database.Execute("PRAGMA quick_check(1);", {.readOnly = true});
-    const std::string answer = rows.RowCount() > 0 ? rows.Field(0, 0) : "no answer";
+    const std::string answer =
+        rows.RowCount() > 0 ? rows.Field(0, 0) : "no result from quick_check";
     return answer == "ok" ? "" : answer;
 }
 
-bool IsNothingThere(const std::string& path) {
-    return recorder::FilePresence(path) == recorder::Presence::No && !MayUse(path, F_OK);
+bool IsMissing(const std::string& path) {
+    return recorder::FilePresence(path) == recorder::Presence::No && !HasAccess(path, F_OK);
 }
 
 Check CheckFile(const std::string& path, KRDB::DB_INSTANCE instance) {
-    if (IsNothingThere(path)) {
-        return Problem(kSubject, path + " is not there", "krctl init");
+    if (IsMissing(path)) {
+        return Problem(kSubject, path + " does not exist", "run krctl init");
     }
-    if (!MayUse(path, R_OK | W_OK)) {
-        return Problem(kSubject, path + " may not be read and written by " + UserName(geteuid()),
-                       "run as the user that it belongs to, see \"user\"");
+    if (!HasAccess(path, R_OK | W_OK)) {
+        return Problem(kSubject, path + " can't be read and written by " + UserName(geteuid()),
+                       "run as its owner, see \"user\"");
     }
     const std::unique_ptr<Database> database = recorder::OpenDatabaseOf(instance);
     const std::string damage = Damage(*database);
@@ -68,12 +70,13 @@ Check CheckFile(const std::string& path, KRDB::DB_INSTANCE instance) {
     return CheckVersion(*database);
 }
 
-// By SQLite's own texts. Other failures, of a full disk or a lock, say nothing about the file.
+// Recognises damage by SQLite's messages. Other failures, such as a full disk or a lock, do not
+// mean that the file is damaged.
 std::string RemedyFor(const std::string& failure) {
     const bool isDamaged = failure.find("malformed") != std::string::npos ||
                            failure.find("file is not a database") != std::string::npos;
     return isDamaged ? kRemedyForDamage
-                     : "correct what the message says: the database may be whole";
+                     : "correct the cause that the message names: the database may be undamaged";
 }
 
 Check CheckFileOf(KRDB::DB_INSTANCE instance) {
@@ -85,14 +88,14 @@ Check CheckFileOf(KRDB::DB_INSTANCE instance) {
     }
 }
 
-// Where it is unusable no run starts.
-Checks CheckNumbers() {
+// Without usable id marks no run starts.
+Checks CheckIdMarks() {
     try {
         recorder::RequireUsableIdMarks();
         return {};
     } catch (const recorder::Error& error) {
-        return {Problem(kSubject, error.what() + std::string("; no run starts before"),
-                        "remove it: the next run makes it anew from the databases")};
+        return {Problem(kSubject, error.what() + std::string(", so no run can start"),
+                        "remove it: the next run recreates it from the databases")};
     }
 }
 
@@ -102,15 +105,15 @@ Check CheckServer() {
         return CheckVersion(*database);
     } catch (const recorder::Error& error) {
         return Problem(kSubject, error.what(),
-                       std::string("see that the server runs and [database] of ") +
-                           recorder::kSettingsFile + " is right");
+                       std::string("start the server, or correct [database] in ") +
+                           recorder::kSettingsFile);
     }
 }
 
 } // namespace
 
 Checks CheckDatabases() {
-    Checks checks = CheckNumbers();
+    Checks checks = CheckIdMarks();
     if (recorder::GetSettings().database.postgres) {
         checks.push_back(CheckServer());
         return checks;

@@ -5,7 +5,7 @@
 #include "recorder/support/paths.h"
 #include "recorder/support/presence.h"
 #include "recorder/support/trust.h"
-#include "tools/krctl/doctor/checks.h"
+#include "tools/krctl/doctor/check.h"
 
 #include <string>
 
@@ -16,8 +16,8 @@ namespace {
 
 constexpr const char* kSubject = "log";
 
-// Where the log isn't there yet, the nearest folder above that is.
-std::string WhereItIsWritten() {
+// Returns the log file, or the nearest existing folder above it if it does not exist yet.
+std::string ExistingLogPath() {
     std::string path = recorder::kLogFile;
     while (path != "/" && recorder::FilePresence(path) == recorder::Presence::No &&
            recorder::FolderPresence(path) == recorder::Presence::No) {
@@ -26,7 +26,7 @@ std::string WhereItIsWritten() {
     return path;
 }
 
-// False also where that can't be told: the check of the space says so.
+// Returns false also when the space could not be determined: the space check reports that.
 bool IsFileSystemFull(const std::string& path) {
     struct statvfs64 st = {};
     return statvfs64(path.c_str(), &st) == 0 && st.f_blocks > 0 && st.f_bavail == 0;
@@ -36,21 +36,21 @@ Check CheckTrustAndAccess() {
     try {
         recorder::RequireTrustedUnlinked(recorder::kLogFile);
     } catch (const recorder::Error& error) {
-        return Problem(kSubject, error.what(), "correct it: no run starts before");
+        return Problem(kSubject, error.what(), "correct this: no run can start until then");
     }
-    const std::string place = WhereItIsWritten();
-    if (!MayUse(place, W_OK)) {
-        return Problem(kSubject, place + " may not be written by " + UserName(geteuid()),
-                       "run as the user that it belongs to, see \"user\"");
+    const std::string place = ExistingLogPath();
+    if (!HasAccess(place, W_OK)) {
+        return Problem(kSubject, place + " can't be written by " + UserName(geteuid()),
+                       "run as its owner, see \"user\"");
     }
     if (IsFileSystemFull(place)) {
         return Problem(kSubject, "the file system of " + place + " is full",
-                       "make room: a run's messages are lost until then");
+                       "free some space: until then the messages of runs are not logged");
     }
     return Ok(kSubject, std::string(recorder::kLogFile) + " can be written");
 }
 
-bool SilencesFailures() {
+bool HidesFailures() {
     const std::optional<DbgLogCfg>& level = recorder::SettingsOrDefaults().debugLog;
     return level && level->categLevel.at(LOG_CATEG_REINDEX) == 0;
 }
@@ -59,10 +59,10 @@ bool SilencesFailures() {
 
 Checks CheckLog() {
     Checks checks{CheckTrustAndAccess()};
-    if (SilencesFailures()) {
-        checks.push_back(
-            Warning(kSubject, "level 0 of [debug_log] closes the tool's failures out of the log",
-                    std::string("reindex = 3 under [debug_log] of ") + recorder::kSettingsFile));
+    if (HidesFailures()) {
+        checks.push_back(Warning(
+            kSubject, "level 0 in [debug_log] hides krindexer's failures from the log",
+            std::string("set reindex = 3 under [debug_log] in ") + recorder::kSettingsFile));
     }
     return checks;
 }

@@ -4,7 +4,7 @@
 #include "recorder/support/folder.h"
 #include "recorder/support/paths.h"
 #include "tools/common/words.h"
-#include "tools/krctl/doctor/checks.h"
+#include "tools/krctl/doctor/check.h"
 
 #include <string>
 
@@ -15,37 +15,37 @@ struct MediaFolder {
     KRDB::DB_INSTANCE instance;
     std::string path;
     const char* table;
-    const char* option; // of the run that removes rows
+    const char* option; // the option of krindexer whose run removes the rows
 };
 
-// Empty when it can be.
-std::string WhyItCantBeListed(const std::string& folder) {
+// Returns why the folder can't be listed; empty if it can.
+std::string ListingFault(const std::string& folder) {
     try {
         const recorder::FolderListing listing =
             recorder::ListFolder(folder, [](const recorder::FolderEntry&) { return false; });
-        return listing == recorder::FolderListing::Absent ? folder + " is not there" : "";
+        return listing == recorder::FolderListing::Absent ? folder + " does not exist" : "";
     } catch (const recorder::Error& error) {
         return error.what();
     }
 }
 
-// By the tool's fixed rules the rows go, whether the folder is gone or only out of reach.
+// By krindexer's fixed rules a run removes the rows of a folder that is missing or unreadable.
 Check CheckFolder(const MediaFolder& folder) {
     const DBResult_tag rows = recorder::Execute(
         folder.instance, std::string("SELECT count(*) AS count FROM ") + folder.table + ";",
         {.readOnly = true});
     const long count = rows.Long(0, "count");
-    const std::string obstacle = WhyItCantBeListed(folder.path);
-    if (obstacle.empty()) {
+    const std::string fault = ListingFault(folder.path);
+    if (fault.empty()) {
         return Ok(folder.subject, folder.path + " can be read");
     }
     if (count == 0) {
-        return Ok(folder.subject, obstacle + ", and there are no rows to lose");
+        return Ok(folder.subject, fault + ", but there are no rows that a run could remove");
     }
     return Problem(folder.subject,
-                   obstacle + ": a run with " + folder.option + " would remove its " +
+                   fault + ": a run with " + folder.option + " would remove its " +
                        Counted(count, "row"),
-                   "bring it back, or let its user read it, before the next run");
+                   "restore the folder, or make it readable, before the next run");
 }
 
 } // namespace

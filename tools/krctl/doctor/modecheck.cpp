@@ -4,7 +4,7 @@
 #include "recorder/support/error.h"
 #include "recorder/support/paths.h"
 #include "recorder/support/privacy.h"
-#include "tools/krctl/doctor/checks.h"
+#include "tools/krctl/doctor/check.h"
 
 #include <string>
 #include <vector>
@@ -13,24 +13,25 @@ namespace {
 
 constexpr const char* kSubject = "modes";
 
-std::string Joined(const std::vector<std::string>& paths) {
+// Returns the paths as arguments of a shell command.
+std::string Arguments(const std::vector<std::string>& paths) {
     std::string text;
     for (const std::string& path : paths) {
-        text += (text.empty() ? "" : " ") + ShellWord(path);
+        text += (text.empty() ? "" : " ") + ShellQuoted(path);
     }
     return text;
 }
 
-// What krctl init closes.
+// Checks the files whose modes krctl init corrects.
 Check CheckDatabaseModes() {
     const std::vector<std::string> open = recorder::OpenToOthersIn(recorder::kDatabaseDir);
     if (open.empty()) {
-        return Ok(kSubject, "the databases are not open to others");
+        return Ok(kSubject, "databases: no access for other users");
     }
-    return Warning(kSubject, "open to others: " + Joined(open), "krctl init");
+    return Warning(kSubject, "accessible to other users: " + Arguments(open), "run krctl init");
 }
 
-// None where the cameras can't be read: another check says why.
+// Returns none if the cameras can't be read: the camera check reports the reason.
 std::vector<std::string> StorageFolders() {
     std::vector<std::string> folders;
     try {
@@ -56,10 +57,10 @@ Check CheckOtherModes() {
         }
     }
     if (open.empty()) {
-        return Ok(kSubject, "log and media folders are not open to others");
+        return Ok(kSubject, "log and media folders: no access for other users");
     }
-    const std::string paths = Joined(open);
-    return Warning(kSubject, "open to others: " + paths, "chmod o-rwx " + paths);
+    const std::string paths = Arguments(open);
+    return Warning(kSubject, "accessible to other users: " + paths, "run chmod o-rwx " + paths);
 }
 
 } // namespace

@@ -1,7 +1,7 @@
 #include "recorder/container/librarycontainer.h"
 #include "recorder/module/module.h"
 #include "recorder/support/error.h"
-#include "tools/krctl/doctor/checks.h"
+#include "tools/krctl/doctor/check.h"
 
 #include <array>
 
@@ -9,34 +9,35 @@ namespace {
 
 constexpr const char* kSubject = "modules";
 
-struct NeededPart {
-    void (*demand)();    // throws Error when it can't be used
-    const char* without; // what a run does then
+struct NeededModule {
+    void (*require)();       // throws Error when it can't be used
+    const char* consequence; // what a run does without it
 };
 
-// The others are loaded by the checks of databases and broker, where the settings ask for them.
-constexpr std::array kNeededParts{
-    NeededPart{recorder::RequireContainerLibrary,
-               "it would add rows without length and format for recordings out of the ordinary"},
-    NeededPart{[] { (void)recorder::ModuleEntry(recorder::kThumbnailsModule); },
-               "it would add rows of snapshots without thumbnails"}};
+// The checks of databases and broker load the other modules if the settings require them.
+constexpr std::array kNeededModules{
+    NeededModule{
+        recorder::RequireContainerLibrary,
+        "a run would add rows without duration and format for recordings in unusual containers"},
+    NeededModule{[] { (void)recorder::ModuleEntry(recorder::kThumbnailsModule); },
+                 "a run would add snapshots without thumbnails"}};
 
 } // namespace
 
 Checks CheckModules() {
     Checks checks;
-    for (const NeededPart& part : kNeededParts) {
+    for (const NeededModule& module : kNeededModules) {
         try {
-            part.demand();
+            module.require();
         } catch (const recorder::Error& error) {
             checks.push_back(Problem(
                 kSubject, error.what(),
-                "install the package again before the next run: " + std::string(part.without) +
-                    ", and no later run mends these"));
+                "reinstall the package before the next run: " + std::string(module.consequence) +
+                    ", and later runs would not repair these"));
         }
     }
     if (checks.empty()) {
-        checks.push_back(Ok(kSubject, "those that a run may need can be loaded"));
+        checks.push_back(Ok(kSubject, "all modules that a run may need can be loaded"));
     }
     return checks;
 }

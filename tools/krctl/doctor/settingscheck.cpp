@@ -1,6 +1,6 @@
 #include "recorder/settings/settings.h"
 #include "recorder/support/presence.h"
-#include "tools/krctl/doctor/checks.h"
+#include "tools/krctl/doctor/check.h"
 
 namespace {
 
@@ -8,15 +8,15 @@ constexpr const char* kSubject = "settings";
 
 } // namespace
 
-// Valid means trusted as well: what others could have written is refused.
+// Settings that another user could have written are invalid, too.
 Checks CheckSettings() {
     const std::string file = recorder::kSettingsFile;
     try {
         (void)recorder::GetSettings();
     } catch (const recorder::SettingsError& error) {
-        return {Problem(kSubject, error.what(), "correct it: no run starts before")};
+        return {Problem(kSubject, error.what(), "correct this: no run can start until then")};
     }
     return {recorder::FilePresence(file) == recorder::Presence::No
-                ? Ok(kSubject, file + " is not there: every setting has its default")
+                ? Ok(kSubject, file + " does not exist: all settings have their defaults")
                 : Ok(kSubject, file + " is valid")};
 }

@@ -4,7 +4,7 @@
 #include "recorder/support/error.h"
 #include "recorder/support/format.h"
 #include "recorder/support/paths.h"
-#include "tools/krctl/doctor/checks.h"
+#include "tools/krctl/doctor/check.h"
 
 #include <optional>
 #include <set>
@@ -18,11 +18,11 @@ namespace {
 
 constexpr const char* kSubject = "space";
 constexpr unsigned long kBytesPerMib = 1024UL * 1024UL;
-constexpr unsigned long kFewMib = 200;
-constexpr unsigned long kFewPercent = 5;
+constexpr unsigned long kMinFreeMib = 200;
+constexpr unsigned long kMinFreePercent = 5;
 
-// The root of the volume, or the storage folder itself where that has none.
-std::string PlaceOf(const recorder::CameraRow& camera) {
+// Returns the root of the camera's volume, or its storage folder if it is on no volume.
+std::string VolumeRootOf(const recorder::CameraRow& camera) {
     try {
         const std::optional<recorder::Volume> volume = recorder::VolumeOf(camera.storagePath);
         return volume && volume->sharesMount ? volume->root : camera.storagePath;
@@ -31,41 +31,43 @@ std::string PlaceOf(const recorder::CameraRow& camera) {
     }
 }
 
-// Databases and log, then the cameras' places. Cameras that can't be read have none; another check
-// says why.
-std::vector<std::string> Places() {
-    std::vector<std::string> places{recorder::kDatabaseDir, GetDirPath(recorder::kLogFile)};
+// Returns the folders of databases and log, then those of the cameras. The camera check reports
+// the reason if the cameras can't be read.
+std::vector<std::string> Folders() {
+    std::vector<std::string> folders{recorder::kDatabaseDir, GetDirPath(recorder::kLogFile)};
     try {
         for (const recorder::CameraRow& camera : recorder::ListCameras()) {
-            places.push_back(PlaceOf(camera));
+            folders.push_back(VolumeRootOf(camera));
         }
     } catch (const recorder::Error&) {
-        return places;
+        return folders;
     }
-    return places;
+    return folders;
 }
 
-// Nothing when it isn't there, which is another check's.
+// Returns nothing if `path` can't be examined: other checks report that.
 std::optional<dev_t> FileSystemOf(const std::string& path) {
     struct stat64 st = {};
     return stat64(path.c_str(), &st) == 0 ? std::optional(st.st_dev) : std::nullopt;
 }
 
-Check CheckPlace(const std::string& path) {
+Check CheckFreeSpace(const std::string& path) {
     struct statvfs64 st = {};
     if (statvfs64(path.c_str(), &st) != 0) {
-        return Warning(kSubject, recorder::SystemError("tell the space in " + path).what(), "");
+        return Warning(kSubject,
+                       recorder::SystemError("determine the free space in " + path).what(), "");
     }
     const unsigned long freeMib = st.f_bavail * st.f_frsize / kBytesPerMib;
     const unsigned long percent = st.f_blocks == 0 ? 0 : st.f_bavail * 100 / st.f_blocks;
-    const std::string is =
+    const std::string freeSpace =
         recorder::Format("%s has %lu MiB free, %lu %%", path.c_str(), freeMib, percent);
-    if (freeMib < kFewMib || percent < kFewPercent) {
-        return Warning(kSubject, is,
-                       recorder::Format("make room: less than %lu %% or %lu MiB is little",
-                                        kFewPercent, kFewMib));
+    if (freeMib < kMinFreeMib || percent < kMinFreePercent) {
+        return Warning(
+            kSubject, freeSpace,
+            recorder::Format("free some space: at least %lu %% and %lu MiB are recommended",
+                             kMinFreePercent, kMinFreeMib));
     }
-    return Ok(kSubject, is);
+    return Ok(kSubject, freeSpace);
 }
 
 } // namespace
@@ -73,10 +75,10 @@ Check CheckPlace(const std::string& path) {
 Checks CheckSpace() {
     Checks checks;
     std::set<dev_t> seen;
-    for (const std::string& place : Places()) {
-        const std::optional<dev_t> fileSystem = FileSystemOf(place);
+    for (const std::string& folder : Folders()) {
+        const std::optional<dev_t> fileSystem = FileSystemOf(folder);
         if (fileSystem && seen.insert(*fileSystem).second) {
-            checks.push_back(CheckPlace(place));
+            checks.push_back(CheckFreeSpace(folder));
         }
     }
     return checks;

@@ -1,5 +1,5 @@
 #include "recorder/camera/volumelist.h"
-#include "tools/krctl/doctor/checks.h"
+#include "tools/krctl/doctor/check.h"
 
 #include <string>
 
@@ -22,43 +22,50 @@ std::string BindCommands(const VolumeEntry& volume) {
     std::string commands;
     for (const int id : volume.cameraIds) {
         commands +=
-            (commands.empty() ? "" : "; ") + ("krctl camera bind --id " + std::to_string(id));
+            (commands.empty() ? "" : " and ") + ("krctl camera bind --id " + std::to_string(id));
     }
     return commands;
 }
 
 Check CheckUnbound(const VolumeEntry& volume) {
     const std::string message =
-        CamerasOf(volume) + ": bound to no volume, " +
-        (volume.hasOwnIdentity ? "so only the identity in their own folders protects their rows"
-                               : "so a disk that isn't mounted costs their rows");
+        CamerasOf(volume) + ": not bound to a volume: " +
+        (volume.hasOwnIdentity ? "only the identity in the storage folder protects the rows"
+                               : "if the disk is not mounted, a run will remove the rows");
     const std::string bind = BindCommands(volume);
     return Warning(kSubject, message,
-                   volume.root ? bind : "krctl volume init with the disk's root folder; " + bind);
+                   volume.root
+                       ? "run " + bind
+                       : "run krctl volume init DIR (DIR: the disk's root folder), then " + bind);
 }
 
 Check CheckVolume(const VolumeEntry& volume) {
     const std::string id = volume.id.value_or("");
     switch (volume.state) {
     case VolumeState::Mounted:
-        return Ok(kSubject, id + " is in " + volume.root.value_or(""));
+        return Ok(kSubject, id + " found at " + volume.root.value_or(""));
     case VolumeState::OtherMount:
-        return Warning(kSubject, id + " of " + CamerasOf(volume) + ": " + volume.remark,
-                       "krctl volume init with the root folder of what is mounted there, then " +
-                           BindCommands(volume));
+        return Warning(
+            kSubject, id + " of " + CamerasOf(volume) + ": " + volume.remark,
+            "run krctl volume init DIR (DIR: the root folder of the disk mounted there), then " +
+                BindCommands(volume));
     case VolumeState::Missing:
         return Problem(kSubject,
-                       id + " of " + CamerasOf(volume) + " is not mounted there" +
+                       "no proof that " + id + " of " + CamerasOf(volume) + " is mounted" +
                            (volume.remark.empty() ? "" : ": " + volume.remark),
-                       "mount it; where it is mounted elsewhere now, krctl camera adopt DIR");
+                       "mount it; if it is now mounted at another path, run krctl camera adopt DIR "
+                       "with the storage folder there");
     case VolumeState::Foreign:
         return Problem(kSubject,
-                       "another one is in the place of " + id + " of " + CamerasOf(volume) + ": " +
-                           volume.remark,
-                       "mount the right one, or krctl camera bind where the new one replaces it");
+                       "another volume was found instead of " + id + " of " + CamerasOf(volume) +
+                           ": " + volume.remark,
+                       "mount the right volume; only if the other one replaces it, run " +
+                           BindCommands(volume));
     case VolumeState::Unreadable:
-        return Problem(kSubject, "that of " + CamerasOf(volume) + ": " + volume.remark,
-                       "let its user read it: no run works on these cameras before");
+        return Problem(kSubject,
+                       "the volume of " + CamerasOf(volume) + " is unknown: " + volume.remark,
+                       "correct the cause that the message names: until then runs don't process "
+                       "these cameras");
     case VolumeState::Unbound:
         break;
     }
