@@ -113,7 +113,7 @@ CameraIdentity ParseCameraIdentity(std::string_view text, const std::string& fil
     if (!identity || identity->id < 1 || !IsNameOfCamera(identity->name) ||
         !IsPlainUuid(identity->uuid) || CameraIdentityText(*identity) != text) {
         throw Error("the file " + fileName +
-                    " holds no camera's identity; expected the lines id, name and uuid as \"krctl "
+                    " holds no camera identity; expected the lines id, name and uuid as \"krctl "
                     "camera add\" writes them");
     }
     return *identity;

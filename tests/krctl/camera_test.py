@@ -209,7 +209,7 @@ class Add(CameraTest):
 
         self.assert_refused(
             self.add(7, folder, status=1),
-            f"the file {folder}/{IDENTITY} holds no camera's identity; expected the lines id, name "
+            f"the file {folder}/{IDENTITY} holds no camera identity; expected the lines id, name "
             'and uuid as "krctl camera add" writes them')
 
     def test_adds_no_row_where_the_identity_can_t_be_written(self):
@@ -582,7 +582,7 @@ class Adopt(CameraTest):
         outcome = self.adopt("volume1", status=1)
 
         self.assert_refused(
-            outcome, f"the file {damaged} holds no camera's identity; expected the lines id, name "
+            outcome, f"the file {damaged} holds no camera identity; expected the lines id, name "
             'and uuid as "krctl camera add" writes them')
         self.assertEqual([row[0] for row in self.rows()], [8])
 

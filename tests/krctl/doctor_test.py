@@ -534,7 +534,7 @@ class Cameras(DoctorTest):
 
         self.assertEqual((state, remedy), (
             "problem", "restore the file, or move it away and run krctl camera bind --id 7"))
-        self.assertIn("holds no camera's identity", message)
+        self.assertIn("holds no camera identity", message)
 
     def test_with_a_relative_folder_are_a_problem(self):
         self.recorder.row("camera", id=7, name="Front", storage_path="volume1")

@@ -85,7 +85,7 @@ TEST_F(CameraIdentityTest, IsReadOnlyInTheFormInWhichItIsWritten) {
                                     std::string(kText) + "more = 1\n",
                                     std::string(100'000, 'a')}) {
         EXPECT_EQ(FailureToParse(text),
-                  "the file /a/.kestora-camera holds no camera's identity; expected the lines id, "
+                  "the file /a/.kestora-camera holds no camera identity; expected the lines id, "
                   "name and uuid as \"krctl camera add\" writes them")
             << text;
     }
@@ -160,7 +160,7 @@ TEST_F(CameraIdentityTest, MustExistAndBelongToTheCamera) {
     EXPECT_THAT(require(), HasSubstr("doesn't hold its camera's identity"));
 
     contract::PutFile(folder + "/.kestora-camera", "uuid\n");
-    EXPECT_THAT(require(), HasSubstr("holds no camera's identity; expected"));
+    EXPECT_THAT(require(), HasSubstr("holds no camera identity; expected"));
 
     contract::PutFile(folder + "/.kestora-camera", With("6f1c", "6f1d"));
     EXPECT_THAT(require(), HasSubstr("belongs to another camera, camera 7 \"Front\""));
