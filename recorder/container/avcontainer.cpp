@@ -1,6 +1,4 @@
-#include "recorder/container/avcontainer.h"
-
-#include "recorder/container/codectypes.h"
+#include "recorder/container/container.h"
 #include "recorder/snapshot/jpeg.h"
 #include "recorder/support/error.h"
 
@@ -24,13 +22,13 @@ namespace recorder {
 namespace {
 
 constexpr int kHeaderBufferBytes = 32 * 1024;
-constexpr int kFrameBufferBytes = 128 * 1024; // they are read one after the other
+constexpr int kFrameBufferBytes = 128 * 1024; // frames are read in sequence
 constexpr std::size_t kMaxAllocationBytes = 256UL * 1024 * 1024;
 constexpr int kMxgFramesPerSecond = 25;
 constexpr int64_t kMxgCountedBytes = 8L * 1024 * 1024;
 constexpr AVRational kMicrosecond{1, AV_TIME_BASE};
 
-// What libavformat said last while it read the container; it knows more than its error codes tell.
+// The last error that libavformat logged for the container, more exact than its error codes.
 std::string& LastComplaint() {
     static std::string complaint;
     return complaint;
@@ -56,7 +54,7 @@ Error ContainerError(const std::string& attempted, int code) {
                  (complaint.empty() ? "" : " (" + complaint + ")"));
 }
 
-// The reading position that libavformat moves over a source. Bytes beyond `limit` don't exist.
+// The position at which libavformat reads a source, as if the source ended at `limit`.
 struct Reader {
     ByteSource& source;
     int64_t limit;
@@ -101,7 +99,7 @@ int64_t Seek(void* opaque, int64_t offset, int whence) {
     return reader.position = offset;
 }
 
-// A container that names other files gets none of them.
+// Refuses to open other files that a container names.
 int RefuseToOpen(AVFormatContext* /*context*/, AVIOContext** /*io*/, const char* /*url*/,
                  int /*flags*/, AVDictionary** /*options*/) {
     return AVERROR(EPERM);
@@ -163,7 +161,7 @@ Format OpenContainer(AVIOContext* io, ContainerKind kind) {
     context->pb = io;
     context->flags |= AVFMT_FLAG_CUSTOM_IO;
     context->io_open = RefuseToOpen;
-    // On failure the context is freed by the callee.
+    // avformat_open_input frees the context on failure.
     const int error =
         avformat_open_input(&context, "", av_find_input_format(DemuxerName(kind)), nullptr);
     if (error < 0) {
@@ -211,8 +209,8 @@ int AudioTypeOf(AVCodecID codec) {
     }
 }
 
-// A stream's picture size from its codec's own header, where the container's demuxer leaves it to
-// the codec (MPEG-4 video in mp4). The header is parsed; nothing is decoded.
+// Sets the picture size from the codec's header, for video whose demuxer sets none (MPEG-4 video in
+// mp4). The header is parsed; nothing is decoded.
 void FillSizeFromCodecHeader(const AVCodecParameters& codec, ContainerInfo& info) {
     const std::unique_ptr<AVCodecParserContext, CloseParser> parser(
         av_parser_init(static_cast<int>(codec.codec_id)));
@@ -260,7 +258,7 @@ int64_t StreamDurationUs(const AVStream& stream) {
     return av_rescale_q(stream.duration, stream.time_base, kMicrosecond);
 }
 
-// The length that the container tells; 0 when it tells none.
+// Returns the length of the container or of its longest stream; 0 if neither has one.
 int64_t DurationUs(const AVFormatContext& context) {
     int64_t duration = context.duration == AV_NOPTS_VALUE ? 0 : context.duration;
     for (const AVStream* const stream : std::span(context.streams, context.nb_streams)) {
@@ -279,7 +277,8 @@ int32_t ToSeconds(int64_t durationUs) {
     return static_cast<int32_t>(seconds);
 }
 
-// A bare stream of JPEG frames has neither header nor index: its frames are gone through.
+// Counts the frames: a bare stream of JPEG frames has neither header nor index. `shareCounted` is
+// the part of the file, up to 1, that `context` can read.
 ContainerInfo ReadFrames(AVFormatContext& context, double shareCounted) {
     ContainerInfo info;
     info.vdoType = VIDEO_MJPEG;
@@ -317,7 +316,7 @@ ContainerInfo ReadHeaders(const AVFormatContext& context) {
 void SetUpLibrary() {
     static const bool once = [] {
         av_log_set_callback(KeepComplaint);
-        av_max_alloc(kMaxAllocationBytes); // a header may ask for any amount
+        av_max_alloc(kMaxAllocationBytes); // a damaged header may request any amount
         return true;
     }();
     (void)once;

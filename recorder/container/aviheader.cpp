@@ -1,6 +1,4 @@
-#include "recorder/container/aviheader.h"
-
-#include "recorder/container/codectypes.h"
+#include "recorder/container/container.h"
 #include "recorder/container/headerblocks.h"
 
 #include <algorithm>
@@ -14,23 +12,23 @@ constexpr int64_t kHeadBytes = 8;
 constexpr int64_t kListHeadBytes = 12;
 constexpr int kMaxChunks = 256;
 
-// Headers come with room for an index of each stream.
+// The headers include reserved space for an index of each stream.
 constexpr int64_t kHeadersEnd = 16'384;
 
 struct Chunk {
     uint32_t name = 0;
     uint32_t kind = 0; // of a list
-    int64_t begin = 0; // of what it holds
+    int64_t begin = 0; // of the content
     int64_t end = 0;
 };
 
 Chunk ReadChunk(HeaderBlocks& file, int64_t offset, int64_t limit) {
-    RequireUsual(limit - offset >= kHeadBytes);
+    RequireOrdinary(limit - offset >= kHeadBytes);
     const Bytes head = file.At(offset, kHeadBytes);
     Chunk chunk{Big32(head, 0), 0, offset + kHeadBytes, offset + kHeadBytes + Little32(head, 4)};
-    RequireUsual(chunk.end <= limit && (chunk.end - chunk.begin) % 2 == 0);
+    RequireOrdinary(chunk.end <= limit && (chunk.end - chunk.begin) % 2 == 0);
     if (chunk.name == (offset == 0 ? FourCc("RIFF") : FourCc("LIST"))) {
-        RequireUsual(chunk.end - chunk.begin >= 4);
+        RequireOrdinary(chunk.end - chunk.begin >= 4);
         chunk.kind = Big32(file.At(offset, kListHeadBytes), kHeadBytes);
         chunk.begin += 4;
     }
@@ -39,7 +37,7 @@ Chunk ReadChunk(HeaderBlocks& file, int64_t offset, int64_t limit) {
 
 Bytes ContentOf(HeaderBlocks& file, const Chunk& chunk, std::size_t least) {
     const auto length = static_cast<std::size_t>(chunk.end - chunk.begin);
-    RequireUsual(length >= least && length <= HeaderBlocks::kBlockBytes);
+    RequireOrdinary(length >= least && length <= HeaderBlocks::kBlockBytes);
     return file.At(chunk.begin, length);
 }
 
@@ -47,14 +45,14 @@ template <typename Visitor>
 void ForEachChunk(HeaderBlocks& file, int64_t begin, int64_t end, Visitor visit) {
     int count = 0;
     for (int64_t offset = begin; offset < end;) {
-        RequireUsual(++count <= kMaxChunks);
+        RequireOrdinary(++count <= kMaxChunks);
         const Chunk chunk = ReadChunk(file, offset, end);
         visit(chunk);
         offset = chunk.end;
     }
 }
 
-// Codecs are named in either case.
+// Codec names occur in upper and lower case.
 uint32_t Upper(uint32_t name) {
     uint32_t upper = 0;
     for (const unsigned int shift : {24U, 16U, 8U, 0U}) {
@@ -76,7 +74,7 @@ int VideoTypeOf(uint32_t codec) {
     if (isOneOf(FourCc("FMP4"), FourCc("XVID"), FourCc("DIVX"), FourCc("DX50"), FourCc("MP4V"))) {
         return VIDEO_MPEG4;
     }
-    RequireUsual(isOneOf(FourCc("MJPG")));
+    RequireOrdinary(isOneOf(FourCc("MJPG")));
     return VIDEO_MJPEG;
 }
 
@@ -88,7 +86,7 @@ int AudioTypeOf(uint32_t format, uint32_t bitsPerSample) {
     constexpr uint32_t kAac = 0xff;
     switch (format) {
     case kPcm:
-        RequireUsual(bitsPerSample == 8 || bitsPerSample == 16);
+        RequireOrdinary(bitsPerSample == 8 || bitsPerSample == 16);
         return AUDIO_PCM;
     case kAlaw:
         return AUDIO_G711A;
@@ -126,23 +124,23 @@ void Streams::ReadList(const Chunk& hdrl) {
     constexpr std::size_t kMainHeaderBytes = 56;
     ForEachChunk(m_file, hdrl.begin, hdrl.end, [&](const Chunk& chunk) {
         const bool isFirst = chunk.begin == hdrl.begin + kHeadBytes;
-        RequireUsual(isFirst == (chunk.name == FourCc("avih")));
+        RequireOrdinary(isFirst == (chunk.name == FourCc("avih")));
         if (isFirst) {
-            RequireUsual(ContentOf(m_file, chunk, kMainHeaderBytes).size() == kMainHeaderBytes);
+            RequireOrdinary(ContentOf(m_file, chunk, kMainHeaderBytes).size() == kMainHeaderBytes);
         } else if (chunk.kind == FourCc("strl")) {
             ReadStream(chunk);
         } else {
-            RequireUsual(chunk.name == FourCc("JUNK") || chunk.kind == FourCc("odml"));
+            RequireOrdinary(chunk.name == FourCc("JUNK") || chunk.kind == FourCc("odml"));
             if (chunk.kind == FourCc("odml")) {
                 const Chunk dmlh = ReadChunk(m_file, chunk.begin, chunk.end);
-                RequireUsual(dmlh.name == FourCc("dmlh") && dmlh.end == chunk.end);
+                RequireOrdinary(dmlh.name == FourCc("dmlh") && dmlh.end == chunk.end);
             }
         }
     });
 }
 
 ContainerInfo Streams::Info() const {
-    RequireUsual(m_hasVideo && m_info.durationSec > 0);
+    RequireOrdinary(m_hasVideo && m_info.durationSec > 0);
     return m_info;
 }
 
@@ -150,34 +148,35 @@ void Streams::ReadStream(const Chunk& strl) {
     const Chunk strh = ReadChunk(m_file, strl.begin, strl.end);
     const bool isVideo = ReadStreamHeader(strh);
     const Chunk strf = ReadChunk(m_file, strh.end, strl.end);
-    RequireUsual(strf.name == FourCc("strf"));
+    RequireOrdinary(strf.name == FourCc("strf"));
     if (isVideo) {
         ReadPicture(strf);
     } else {
         ReadSound(strf);
     }
     ForEachChunk(m_file, strf.end, strl.end, [](const Chunk& chunk) {
-        RequireUsual(chunk.name == FourCc("JUNK") || chunk.name == FourCc("indx") ||
-                     chunk.name == FourCc("vprp"));
+        RequireOrdinary(chunk.name == FourCc("JUNK") || chunk.name == FourCc("indx") ||
+                        chunk.name == FourCc("vprp"));
     });
 }
 
-// The length of a stream is told in frames; of sound without frames libavformat takes none.
+// Reads the kind of a stream, true for video, and its length, which is given in frames. libavformat
+// uses no length of sound whose samples have a fixed size.
 bool Streams::ReadStreamHeader(const Chunk& strh) {
     constexpr std::size_t kLeastBytes = 48;
     constexpr std::size_t kMostBytes = 64;
-    RequireUsual(strh.name == FourCc("strh"));
+    RequireOrdinary(strh.name == FourCc("strh"));
     const Bytes bytes = ContentOf(m_file, strh, kLeastBytes);
-    RequireUsual(bytes.size() <= kMostBytes && Big32(bytes, 4) != FourCc("Axan"));
+    RequireOrdinary(bytes.size() <= kMostBytes && Big32(bytes, 4) != FourCc("Axan"));
     const bool isVideo = Big32(bytes, 0) == FourCc("vids");
-    RequireUsual(isVideo || Big32(bytes, 0) == FourCc("auds"));
+    RequireOrdinary(isVideo || Big32(bytes, 0) == FourCc("auds"));
     const uint32_t scale = Little32(bytes, 20);
     const uint32_t rate = Little32(bytes, 24);
     const uint32_t start = Little32(bytes, 28);
     const uint32_t sampleBytes = Little32(bytes, 44);
     constexpr uint32_t kMost = std::numeric_limits<int32_t>::max();
-    RequireUsual(scale > 0 && scale <= kMost && rate > 0 && rate <= kMost);
-    RequireUsual(start == 0 && sampleBytes <= kMost);
+    RequireOrdinary(scale > 0 && scale <= kMost && rate > 0 && rate <= kMost);
+    RequireOrdinary(start == 0 && sampleBytes <= kMost);
     if (isVideo || sampleBytes == 0) {
         m_info.durationSec =
             std::max(m_info.durationSec, RoundedSeconds(Little32(bytes, 32), scale, rate));
@@ -189,14 +188,14 @@ void Streams::ReadPicture(const Chunk& strf) {
     constexpr std::size_t kLeastBytes = 40;
     constexpr uint32_t kMostPixels = 65'535;
     constexpr uint32_t kTrueColour = 24;
-    RequireUsual(!m_hasVideo);
+    RequireOrdinary(!m_hasVideo);
     m_hasVideo = true;
     const Bytes bytes = ContentOf(m_file, strf, kLeastBytes);
-    RequireUsual(Little32(bytes, 0) == bytes.size() || Little32(bytes, 0) == kLeastBytes);
+    RequireOrdinary(Little32(bytes, 0) == bytes.size() || Little32(bytes, 0) == kLeastBytes);
     const uint32_t width = Little32(bytes, 4);
     const uint32_t height = Little32(bytes, 8);
-    RequireUsual(width > 0 && width <= kMostPixels && height > 0 && height <= kMostPixels);
-    RequireUsual(Little16(bytes, 14) == kTrueColour);
+    RequireOrdinary(width > 0 && width <= kMostPixels && height > 0 && height <= kMostPixels);
+    RequireOrdinary(Little16(bytes, 14) == kTrueColour);
     m_info.width = static_cast<int32_t>(width);
     m_info.height = static_cast<int32_t>(height);
     m_info.vdoType = VideoTypeOf(Big32(bytes, 16));
@@ -206,33 +205,33 @@ void Streams::ReadSound(const Chunk& strf) {
     constexpr std::size_t kLeastBytes = 16;
     constexpr std::size_t kMostBytes = 64;
     const Bytes bytes = ContentOf(m_file, strf, kLeastBytes);
-    RequireUsual(bytes.size() <= kMostBytes);
+    RequireOrdinary(bytes.size() <= kMostBytes);
     const uint32_t samplesPerSecond = Little32(bytes, 4);
-    RequireUsual(samplesPerSecond > 0 &&
-                 samplesPerSecond <= static_cast<uint32_t>(std::numeric_limits<int32_t>::max()));
-    RequireUsual(Little16(bytes, 2) > 0); // channels
+    RequireOrdinary(samplesPerSecond > 0 &&
+                    samplesPerSecond <= static_cast<uint32_t>(std::numeric_limits<int32_t>::max()));
+    RequireOrdinary(Little16(bytes, 2) > 0); // channels
     const int audType = AudioTypeOf(Little16(bytes, 0), Little16(bytes, 14));
     m_info.audType = m_hasAudio ? m_info.audType : audType;
     m_hasAudio = true;
 }
 
-// Tags that say nothing of the streams: the name of the program that wrote the file, a title. One
-// of odd length is padded.
+// Accepts tags that don't describe the streams: the name of the writing program, a title. A tag of
+// odd length is padded.
 void CheckTags(HeaderBlocks& file, const Chunk& info) {
     int count = 0;
     for (int64_t offset = info.begin; offset < info.end;) {
-        RequireUsual(++count <= kMaxChunks && info.end - offset >= kHeadBytes);
+        RequireOrdinary(++count <= kMaxChunks && info.end - offset >= kHeadBytes);
         const int64_t length = Little32(file.At(offset, kHeadBytes), 4);
         offset += kHeadBytes + length + length % 2;
-        RequireUsual(offset <= info.end);
+        RequireOrdinary(offset <= info.end);
     }
 }
 
 ContainerInfo ReadChunks(HeaderBlocks& file) {
     const Chunk riff = ReadChunk(file, 0, file.Size());
-    RequireUsual(riff.name == FourCc("RIFF") && riff.kind == FourCc("AVI "));
+    RequireOrdinary(riff.name == FourCc("RIFF") && riff.kind == FourCc("AVI "));
     const Chunk hdrl = ReadChunk(file, riff.begin, riff.end);
-    RequireUsual(hdrl.kind == FourCc("hdrl"));
+    RequireOrdinary(hdrl.kind == FourCc("hdrl"));
     Streams streams(file);
     streams.ReadList(hdrl);
     bool hasFrames = false;
@@ -242,7 +241,7 @@ ContainerInfo ReadChunks(HeaderBlocks& file) {
         if (chunk.kind == FourCc("INFO")) {
             CheckTags(file, chunk);
         } else {
-            RequireUsual(hasFrames || chunk.name == FourCc("JUNK"));
+            RequireOrdinary(hasFrames || chunk.name == FourCc("JUNK"));
         }
         offset = chunk.end;
     }

@@ -1,26 +1,28 @@
 #include "recorder/container/container.h"
 
-#include "recorder/container/aviheader.h"
+#include "platform/recording.h"
 #include "recorder/container/librarycontainer.h"
-#include "recorder/container/mp4header.h"
 
-namespace recorder {
-
-namespace {
-
-std::optional<ContainerInfo> ReadOrdinary(ByteSource& source, ContainerKind kind) {
-    switch (kind) {
-    case ContainerKind::Mp4:
-        return ReadMp4Header(source);
-    case ContainerKind::Avi:
-        return ReadAviHeader(source);
-    case ContainerKind::Mxg:
-        break; // it has no header
+std::string GetAudioType(int audType) {
+    switch (audType) {
+    case recorder::AUDIO_AAC:
+        return "AAC";
+    case recorder::AUDIO_PCM:
+        return "PCM";
+    case recorder::AUDIO_G711U:
+        return "G711U";
+    case recorder::AUDIO_G711A:
+        return "G711A";
+    case recorder::AUDIO_G726:
+        return "G726";
+    case recorder::AUDIO_MP3:
+        return "MP3";
+    default:
+        return "";
     }
-    return std::nullopt;
 }
 
-} // namespace
+namespace recorder {
 
 std::optional<ContainerKind> ContainerKindOf(std::string_view fileName) {
     if (fileName.ends_with(".mp4")) {
@@ -35,8 +37,20 @@ std::optional<ContainerKind> ContainerKindOf(std::string_view fileName) {
     return std::nullopt;
 }
 
+std::optional<ContainerInfo> ReadContainerHeader(ByteSource& source, ContainerKind kind) {
+    switch (kind) {
+    case ContainerKind::Mp4:
+        return ReadMp4Header(source);
+    case ContainerKind::Avi:
+        return ReadAviHeader(source);
+    case ContainerKind::Mxg:
+        break; // has no header
+    }
+    return std::nullopt;
+}
+
 ContainerInfo ReadContainer(ByteSource& source, ContainerKind kind) {
-    const std::optional<ContainerInfo> ordinary = ReadOrdinary(source, kind);
+    const std::optional<ContainerInfo> ordinary = ReadContainerHeader(source, kind);
     return ordinary ? *ordinary : ReadContainerByLibrary(source, kind);
 }
 

@@ -1,9 +1,9 @@
-// What the recorder and krcontainers say to each other, over a socket that keeps messages apart.
-// Both are of one version: a message is a struct as it lies in memory.
+// The messages between the recorder and krcontainers, over a socket that preserves their bounds.
+// Both programs have the same version: a message is a struct as laid out in memory.
 //
-// krcontainers first tells its version. Then, for each container: the recorder asks a
-// ContainerQuestion; krcontainers asks for bytes as often as it needs some, each time answered by
-// one message; and its last reply is what it found.
+// krcontainers first sends its version. For each container, the recorder sends a ContainerQuestion,
+// krcontainers requests bytes as often as necessary, each request is answered with one message, and
+// the last reply of krcontainers contains the result.
 
 #pragma once
 
@@ -24,28 +24,28 @@ struct ContainerQuestion {
 struct ContainerReply {
     enum class Kind { WantsBytes, Info, Failure };
     Kind kind{};
-    int64_t offset = 0;           // WantsBytes: from where, in the container
+    int64_t offset = 0;           // WantsBytes: their offset in the container
     uint32_t length = 0;          // WantsBytes: at most kMaxBytesAtOnce
     ContainerInfo info;           // Info
-    std::array<char, 512> text{}; // Failure: what an Error says, terminated
+    std::array<char, 512> text{}; // Failure: the text of an Error, NUL-terminated
 };
 
-// Comes before the bytes that were wanted.
+// Precedes the requested bytes in a message.
 struct ContainerBytes {
-    bool areRead = false; // false: they can't be
+    bool areRead = false; // false if they can't be read
 };
 
-// Each message costs two changes of processes, so frames are read in large blocks. One has to fit
-// the socket's buffer, which has 208 KiB unless the system is told otherwise.
+// Each message costs two switches between processes, so frames are read in large blocks. A block
+// must fit the socket's buffer, which is 208 KiB unless the system is configured otherwise.
 constexpr std::size_t kMaxBytesAtOnce = 128UL * 1024;
 
-// Sends one message, made of two pieces, and waits for room where there is none. False when there
-// is nobody any more to take it.
+// Sends one message made of two pieces, and waits while the socket is full. Returns false if the
+// other process has ended.
 [[nodiscard]] bool SendMessage(int socket, std::span<const std::byte> head,
                                std::span<const std::byte> tail = {});
 
-// Waits for a message; how long it is, at most head and tail together. 0 when there is nobody any
-// more to send one.
+// Waits for a message and returns its length, at most that of head and tail together; 0 if the
+// other process has ended.
 [[nodiscard]] std::size_t ReceiveMessage(int socket, std::span<std::byte> head,
                                          std::span<std::byte> tail = {});
 

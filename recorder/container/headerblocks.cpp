@@ -5,12 +5,6 @@
 
 namespace recorder {
 
-namespace {
-
-__extension__ using Wide = unsigned __int128;
-
-} // namespace
-
 Bytes HeaderBlocks::Held(int64_t offset) const {
     const int64_t end = m_begin + static_cast<int64_t>(m_length);
     if (offset < m_begin || offset >= end) {
@@ -33,29 +27,24 @@ std::size_t HeaderBlocks::BlockLength(int64_t offset, std::size_t length) const 
 }
 
 void HeaderBlocks::Read(int64_t offset, std::size_t length) {
-    RequireUsual(length <= kMaxBlockBytes && m_blocks < kMaxBlocks);
-    RequireUsual(offset >= 0 && offset <= Size() &&
-                 static_cast<int64_t>(length) <= Size() - offset);
+    RequireOrdinary(length <= kMaxBlockBytes && m_blocks < kMaxBlocks);
+    RequireOrdinary(offset >= 0 && offset <= Size() &&
+                    static_cast<int64_t>(length) <= Size() - offset);
     ++m_blocks;
     m_begin = offset;
     m_length = 0;
     m_length = m_source.ReadAt(offset, std::span(m_block).first(BlockLength(offset, length)));
-    RequireUsual(m_length >= length);
-}
-
-uint64_t Rescaled(uint64_t units, uint32_t scale, uint32_t unitsScale) {
-    const Wide rescaled = (static_cast<Wide>(units) * scale + unitsScale / 2) / unitsScale;
-    RequireUsual(rescaled <= std::numeric_limits<int64_t>::max());
-    return static_cast<uint64_t>(rescaled);
+    RequireOrdinary(m_length >= length);
 }
 
 int32_t RoundedSeconds(uint64_t units, uint32_t num, uint32_t den) {
+    __extension__ using Wide = unsigned __int128;
     constexpr uint64_t kMicroseconds = 1'000'000;
     constexpr uint64_t kMaxSeconds = std::numeric_limits<int32_t>::max();
-    RequireUsual(den > 0 && num > 0 && units <= kMaxSeconds * den);
+    RequireOrdinary(den > 0 && num > 0 && units <= kMaxSeconds * den);
     const Wide us = (static_cast<Wide>(units) * num * kMicroseconds + den / 2) / den;
     const Wide seconds = us / kMicroseconds + (us % kMicroseconds >= kMicroseconds / 2 ? 1 : 0);
-    RequireUsual(seconds <= kMaxSeconds);
+    RequireOrdinary(seconds <= kMaxSeconds);
     return static_cast<int32_t>(seconds);
 }
 

@@ -1,4 +1,4 @@
-// The few blocks of a recording in which its headers lie, and the numbers in them.
+// Reads the few blocks of a recording that contain its headers, and the numbers in them.
 
 #pragma once
 
@@ -14,14 +14,13 @@ namespace recorder {
 
 using Bytes = std::span<const uint8_t>;
 
-// What a reader of ordinary recordings throws where it can't be sure of its answer. It is caught
-// where that reader begins.
+// Thrown by a header reader that can't be sure of its answer, and caught at that reader's entry.
 class UnusualContainer : public std::exception {
 public:
-    [[nodiscard]] const char* what() const noexcept override { return "unusual recording"; }
+    [[nodiscard]] const char* what() const noexcept override { return "unusual container"; }
 };
 
-inline void RequireUsual(bool isOrdinary) {
+inline void RequireOrdinary(bool isOrdinary) {
     if (!isOrdinary) {
         throw UnusualContainer();
     }
@@ -29,7 +28,7 @@ inline void RequireUsual(bool isOrdinary) {
 
 class HeaderBlocks {
 public:
-    // A page tells nearly always what is looked for. More is read only where it saves a call.
+    // One page is nearly always enough. More is read only if that saves a call.
     static constexpr std::size_t kBlockBytes = 4096;
     static constexpr std::size_t kMaxBlockBytes = 65536;
     static constexpr int kMaxBlocks = 8;
@@ -38,14 +37,15 @@ public:
 
     [[nodiscard]] int64_t Size() const { return m_source.Size(); }
 
-    // Headers go on until here: what is left of them is read at once if it fits into a block.
+    // Sets the offset where the headers end. The rest of them is read at once if it fits a block.
     void ExpectUntil(int64_t end) { m_expectedEnd = end; }
 
-    // The bytes at a place, out of the block that was read last or of a new one that begins there.
-    // They stay until the next call. UnusualContainer, where there are no such bytes.
+    // Returns the bytes at an offset, from the block that was read last or from a new one that
+    // begins there. They stay valid until the next call. Throws UnusualContainer if the recording
+    // has no such bytes.
     [[nodiscard]] Bytes At(int64_t offset, std::size_t length);
 
-    // As many of them as have been read, perhaps none.
+    // Returns the bytes from an offset to the end of the current block; none if it is outside.
     [[nodiscard]] Bytes Held(int64_t offset) const;
 
 private:
@@ -57,10 +57,10 @@ private:
     int64_t m_begin = 0;
     std::size_t m_length = 0;
     int m_blocks = 0;
-    std::array<uint8_t, kMaxBlockBytes> m_block; // left unset: most of it is never used
+    std::array<uint8_t, kMaxBlockBytes> m_block; // not initialised: most of it is never used
 };
 
-// Numbers at a place that the caller knows to be there.
+// Numbers at an offset. The caller ensures that there are enough bytes.
 [[nodiscard]] inline uint32_t Big16(Bytes bytes, std::size_t at) {
     return static_cast<uint32_t>(bytes[at]) << 8U | bytes[at + 1];
 }
@@ -77,7 +77,7 @@ private:
     return Little16(bytes, at + 2) << 16U | Little16(bytes, at);
 }
 
-// A four-letter name as Big32 reads it.
+// The value that Big32 reads for a four-letter name.
 [[nodiscard]] constexpr uint32_t FourCc(const char (&letters)[5]) {
     uint32_t name = 0;
     for (std::size_t i = 0; i < 4; ++i) {
@@ -86,11 +86,8 @@ private:
     return name;
 }
 
-// As many units of one scale as these are of another, to the nearest.
-[[nodiscard]] uint64_t Rescaled(uint64_t units, uint32_t scale, uint32_t unitsScale);
-
-// So many units of num/den seconds, rounded to microseconds and then to seconds as libavformat's
-// caller rounds them. UnusualContainer, where they don't fit into 31 bits.
+// Converts a length in units of num/den seconds to seconds, rounded first to microseconds and then
+// to seconds, like the length from libavformat. Throws UnusualContainer if it exceeds 31 bits.
 [[nodiscard]] int32_t RoundedSeconds(uint64_t units, uint32_t num, uint32_t den);
 
 } // namespace recorder

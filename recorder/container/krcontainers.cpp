@@ -1,9 +1,9 @@
-// krcontainers: libavformat, in a process of its own. Whatever a damaged container does to the
-// library, a run goes on; and only a run that meets a container out of the ordinary pays for
-// loading it. It opens nothing: the bytes come from the recorder, which starts it and is at the
-// other end of its standard input (containerprotocol.h). It ends with the recorder.
+// krcontainers: libavformat in a separate process. A container that crashes or blocks the library
+// doesn't end the run, and only a run that finds an unusual container loads the library.
+// krcontainers opens no file. The recorder starts it, sends it the bytes through its standard
+// input, a socket (containerprotocol.h), and takes krcontainers with it when it ends.
 
-#include "recorder/container/avcontainer.h"
+#include "recorder/container/container.h"
 #include "recorder/container/containerprotocol.h"
 #include "recorder/support/error.h"
 
@@ -27,9 +27,9 @@ using namespace recorder;
 
 constexpr int kRecorder = STDIN_FILENO;
 constexpr std::string_view kVersion = KESTORA_VERSION;
-constexpr rlim_t kMaxCpuSeconds = 60; // one of ten minutes takes milliseconds
+constexpr rlim_t kMaxCpuSeconds = 60; // a recording of ten minutes takes milliseconds
 
-// The container that the recorder has opened.
+// The bytes of the container, which the recorder has opened.
 class RecorderSource : public ByteSource {
 public:
     explicit RecorderSource(int64_t size) : m_size(size) {}
@@ -72,8 +72,8 @@ ContainerReply ReplyTo(const ContainerQuestion& question) {
     return reply;
 }
 
-// One that the library never gets done with is given up. This counts no time in which other
-// programs have the processor.
+// Limits the processor time for the next container, so that the kernel ends this process if the
+// library never finishes. Time in which other programs have the processor doesn't count.
 void AllowCpuTime() {
     const auto used = static_cast<rlim_t>(std::clock() / CLOCKS_PER_SEC);
     struct rlimit limit = {};
@@ -82,7 +82,7 @@ void AllowCpuTime() {
     setrlimit(RLIMIT_CPU, &limit);
 }
 
-// False when the recorder is gone.
+// Answers the next question. Returns false if the recorder has ended.
 bool AnswerNext() {
     ContainerQuestion question;
     if (ReceiveMessage(kRecorder, BytesOf(question)) != sizeof(question)) {
@@ -95,11 +95,11 @@ bool AnswerNext() {
 } // namespace
 
 int main() {
-    prctl(PR_SET_PDEATHSIG, SIGKILL);   // even if the library never gets done
-    dup2(STDERR_FILENO, STDOUT_FILENO); // others read what the recorder prints
+    prctl(PR_SET_PDEATHSIG, SIGKILL);   // also if the library never finishes
+    dup2(STDERR_FILENO, STDOUT_FILENO); // the output of the recorder is for its callers only
     if (!SendMessage(kRecorder, std::as_bytes(std::span(kVersion)))) {
         if (errno == EPIPE) {
-            return 0; // the recorder has ended meanwhile
+            return 0; // the recorder has ended in the meantime
         }
         std::fputs("krcontainers: expected krindexer or krctl at the other end of standard input\n",
                    stderr);

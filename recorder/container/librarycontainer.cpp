@@ -25,20 +25,20 @@ constexpr const char* kName = "krcontainers";
 constexpr std::size_t kMaxVersionBytes = 64;
 constexpr int kLoaderFailed = 127;
 
-// It has a minute of the processor for a container (krcontainers.cpp). This is for one that doesn't
-// use it: it was stopped, or waits for something itself.
+// The time-out for one container. krcontainers itself has a limit of one minute of processor time
+// (krcontainers.cpp), which doesn't end a process that was stopped or waits.
 constexpr std::chrono::seconds kPatience{90};
 
-// So often is it waited for in vain. One that is stopped at every recording would otherwise hold up
-// a run for hours.
+// After so many time-outs krcontainers is no longer used: if it were stopped at each recording, a
+// run would take hours.
 constexpr int kMaxTimeOuts = 2;
 
-// From the moment when it closed its socket.
+// The time-out for the end of krcontainers after it has closed its socket.
 constexpr std::chrono::seconds kTimeToEnd{10};
 
 std::string EndingOf(std::optional<int> status) {
     if (!status) {
-        return "ended; how could not be told";
+        return "ended, but its exit status is unknown";
     }
     if (WIFSIGNALED(*status)) {
         return "was ended by signal " + std::to_string(WTERMSIG(*status)) + " (" +
@@ -59,7 +59,7 @@ ContainerInfo InfoIn(const ContainerReply& reply, const std::string& readFailure
         return reply.info;
     }
     if (!readFailure.empty()) {
-        throw Error(readFailure); // libavformat knows only that there was no more
+        throw Error(readFailure); // libavformat only knows that bytes were missing
     }
     throw Error(std::string(reply.text.data(), strnlen(reply.text.data(), reply.text.size())));
 }
@@ -70,21 +70,21 @@ class ContainerProgram {
 public:
     explicit ContainerProgram(std::chrono::milliseconds patience) : m_patience(patience) {}
 
-    // Starts it unless it is there. False when it ended at once, or said nothing. Throws Error,
-    // also when it is left alone.
+    // Starts krcontainers if it isn't running. Returns false if it ended or timed out before it
+    // sent its version. Throws Error if it can't be started or is no longer used.
     bool Start() {
-        if (IsLeftAlone()) {
-            throw Error(std::string("the program ") + kName + " is not used any more: it did not " +
+        if (IsAbandoned()) {
+            throw Error(std::string("the program ") + kName + " is no longer used: it did not " +
                         "answer " + std::to_string(m_timeOuts) + " times");
         }
         if (m_process.IsThere()) {
             return true;
         }
-        m_isSilent = false;
+        m_hasTimedOut = false;
         m_deadline = Deadline::In(m_patience);
         std::array<UniqueFd, 2> ends = SocketPair(SOCK_SEQPACKET);
-        // What ends a whole group of processes must not end this one first: the recording at hand
-        // would get a row without its length.
+        // A signal to the whole process group must not end krcontainers before the recorder: the
+        // current recording would get a row without its length.
         const pid_t id =
             ProgramStart().Input(ends[1].Get()).WithoutEndingSignals().Start(ProgramPath(kName));
         m_process = HelperProcess(id, std::move(ends[0]));
@@ -92,28 +92,29 @@ public:
         return IsOfThisVersion();
     }
 
-    // Nothing when the program ended over it, or didn't answer. Throws Error.
+    // Returns nothing if krcontainers ended or timed out. Throws Error.
     std::optional<ContainerReply> Ask(ByteSource& source, ContainerKind kind) {
         if (!Start()) {
             return std::nullopt;
         }
         try {
-            return Talk(source, kind);
+            return Exchange(source, kind);
         } catch (...) {
-            m_process.Kill(); // it may wait for bytes, and would take the next question for them
+            // It may wait for bytes, and would treat the next question as these.
+            m_process.Kill();
             throw;
         }
     }
 
-    // Why bytes couldn't be read of the container that was asked about last; empty if they could.
+    // Why bytes of the last container couldn't be read; empty if all were read.
     [[nodiscard]] const std::string& ReadFailure() const { return m_readFailure; }
 
-    // It did not answer too often to be used again by this process.
-    [[nodiscard]] bool IsLeftAlone() const { return m_timeOuts >= kMaxTimeOuts; }
+    // Returns true if krcontainers is no longer used because of its time-outs.
+    [[nodiscard]] bool IsAbandoned() const { return m_timeOuts >= kMaxTimeOuts; }
 
-    // Waits for its end, which comes by itself without the recorder; how it ended.
+    // Waits for the end of krcontainers, or kills it after a time-out. Returns how it ended.
     std::string End() {
-        if (m_isSilent) {
+        if (m_hasTimedOut) {
             m_process.Kill();
             ++m_timeOuts;
             return "did not answer within " + std::to_string(m_patience.count()) +
@@ -123,7 +124,7 @@ public:
     }
 
 private:
-    // False when it ended, or said nothing, before it told its version.
+    // Returns false if krcontainers ended or timed out before it sent its version.
     bool IsOfThisVersion() {
         std::array<char, kMaxVersionBytes> bytes{};
         const std::string version(bytes.data(), Receive(BytesOf(bytes)));
@@ -135,24 +136,24 @@ private:
         return !version.empty();
     }
 
-    std::optional<ContainerReply> Talk(ByteSource& source, ContainerKind kind) {
-        m_isSilent = false;
+    std::optional<ContainerReply> Exchange(ByteSource& source, ContainerKind kind) {
+        m_hasTimedOut = false;
         m_deadline = Deadline::In(m_patience);
         m_readFailure.clear();
         const ContainerQuestion question{.kind = kind, .size = source.Size()};
-        bool isThere = Send(BytesOf(question));
+        bool isRunning = Send(BytesOf(question));
         ContainerReply reply;
-        while (isThere && Receive(BytesOf(reply)) == sizeof(reply)) {
+        while (isRunning && Receive(BytesOf(reply)) == sizeof(reply)) {
             if (reply.kind != ContainerReply::Kind::WantsBytes) {
                 return reply;
             }
-            isThere = HandOver(source, reply);
+            isRunning = SendBytes(source, reply);
         }
         return std::nullopt;
     }
 
-    // Answers what krcontainers wants. False when it is gone.
-    bool HandOver(ByteSource& source, const ContainerReply& wanted) {
+    // Sends the requested bytes. Returns false if krcontainers has ended.
+    bool SendBytes(ByteSource& source, const ContainerReply& wanted) {
         const Deadline::Clock::time_point start = Deadline::Clock::now();
         ContainerBytes bytes;
         std::array<uint8_t, kMaxBytesAtOnce> buffer{};
@@ -165,11 +166,12 @@ private:
         } catch (const Error& error) {
             m_readFailure = error.what();
         }
-        m_deadline.Extend(Deadline::Clock::now() - start); // however slow the disk is
+        m_deadline.Extend(Deadline::Clock::now() - start); // the disk may be slow
         return Send(BytesOf(bytes), std::as_bytes(room.first(length)));
     }
 
-    // Both as those of containerprotocol.h, and as if it were gone where it is silent for too long.
+    // SendMessage and ReceiveMessage of containerprotocol.h. A time-out counts as an ended
+    // krcontainers.
     bool Send(std::span<const std::byte> head, std::span<const std::byte> tail = {}) {
         return IsReady(POLLOUT) && SendMessage(m_process.Socket(), head, tail);
     }
@@ -179,14 +181,14 @@ private:
     }
 
     bool IsReady(short events) {
-        m_isSilent = !IsReadyBefore(m_deadline, m_process.Socket(), events);
-        return !m_isSilent;
+        m_hasTimedOut = !IsReadyBefore(m_deadline, m_process.Socket(), events);
+        return !m_hasTimedOut;
     }
 
     std::chrono::milliseconds m_patience;
     Deadline m_deadline = Deadline::Never();
     HelperProcess m_process;
-    bool m_isSilent = false;
+    bool m_hasTimedOut = false;
     int m_timeOuts = 0;
     std::string m_readFailure;
 };
@@ -200,12 +202,12 @@ ContainerInfo ContainerLibrary::Read(ByteSource& source, ContainerKind kind) {
     std::optional<ContainerReply> reply = m_program->Ask(source, kind);
     if (!reply) {
         const Error ended = EndOfProgram();
-        if (m_program->IsLeftAlone()) {
+        if (m_program->IsAbandoned()) {
             throw ended;
         }
         LogWarning(std::string(ended.what()) + "; it is started again");
-        // The second time is for what has nothing to do with the container: somebody ended or
-        // stopped the program, or memory was short.
+        // The second attempt is for causes other than the container: somebody ended or stopped
+        // krcontainers, or memory was short.
         reply = m_program->Ask(source, kind);
     }
     if (!reply) {
@@ -216,14 +218,14 @@ ContainerInfo ContainerLibrary::Read(ByteSource& source, ContainerKind kind) {
 
 Error ContainerLibrary::EndOfProgram() {
     Error ended = EndedError(m_program->End());
-    if (m_program->IsLeftAlone()) {
+    if (m_program->IsAbandoned()) {
         LogWarning(std::string(ended.what()) + "; it is not used again in this run: recordings "
                                                "that need it count as unreadable");
     }
     return ended;
 }
 
-void ContainerLibrary::RequireUsual() {
+void ContainerLibrary::Start() {
     if (!m_program->Start()) {
         throw EndedError(m_program->End());
     }
@@ -243,7 +245,7 @@ ContainerInfo ReadContainerByLibrary(ByteSource& source, ContainerKind kind) {
 }
 
 void RequireContainerLibrary() {
-    Library().RequireUsual();
+    Library().Start();
 }
 
 } // namespace recorder

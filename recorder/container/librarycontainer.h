@@ -1,5 +1,5 @@
-// The way to libavformat, which is in a process of its own (krcontainers). That one is started when
-// it is first needed and stays as long as this one does.
+// Reads containers with krcontainers, the helper process that has libavformat. It is started when
+// it is first needed and ends with this process.
 
 #pragma once
 
@@ -15,8 +15,8 @@ class ContainerProgram;
 
 class ContainerLibrary {
 public:
-    // `patience` is how long krcontainers is waited for, all waits for a container together. What
-    // the recorder itself takes to read the container doesn't count.
+    // `patience` is the time-out for all waits for krcontainers during one container. The time that
+    // the recorder needs to read the container's bytes doesn't count.
     explicit ContainerLibrary(std::chrono::milliseconds patience);
     ~ContainerLibrary();
     ContainerLibrary(const ContainerLibrary&) = delete;
@@ -24,22 +24,22 @@ public:
     ContainerLibrary(ContainerLibrary&&) = delete;
     ContainerLibrary& operator=(ContainerLibrary&&) = delete;
 
-    // As ReadAvContainer. Throws Error also when krcontainers can't be started, or twice didn't
-    // survive the container or didn't answer. After two times without an answer, whichever the
-    // containers were, it isn't asked again, and every further call throws Error at once.
+    // Like ReadAvContainer. Also throws Error if krcontainers can't be started, or if it crashed or
+    // timed out twice for this container. After two time-outs in total krcontainers is not used
+    // again, and every further call throws Error at once.
     [[nodiscard]] ContainerInfo Read(ByteSource& source, ContainerKind kind);
 
-    // Starts krcontainers now. Throws Error when Read would for want of it.
-    void RequireUsual();
+    // Starts krcontainers. Throws Error if it can't be used.
+    void Start();
 
 private:
-    // How krcontainers ended, which is waited for.
+    // Waits for the end of krcontainers. The Error says how it ended.
     Error EndOfProgram();
 
     std::unique_ptr<ContainerProgram> m_program;
 };
 
-// The same by the one krcontainers of this process.
+// Read and Start of the one ContainerLibrary of this process.
 [[nodiscard]] ContainerInfo ReadContainerByLibrary(ByteSource& source, ContainerKind kind);
 void RequireContainerLibrary();
 

@@ -1,8 +1,5 @@
-#include "recorder/container/mp4header.h"
-
 #include "recorder/container/headerblocks.h"
 #include "recorder/container/mp4sampleentry.h"
-#include "recorder/container/mp4tables.h"
 
 #include <algorithm>
 #include <limits>
@@ -15,56 +12,53 @@ constexpr int64_t kHeadBytes = 8;      // size and name
 constexpr int64_t kLongHeadBytes = 16; // and a size of 64 bits
 constexpr int64_t kMaxBoxes = 64;
 
-// The scale of a track whose tables libavformat finds incomplete: it never gets to the track's own.
+// The scale that libavformat uses for a track with incomplete tables, instead of the track's own.
 constexpr uint32_t kScaleWithoutTables = 90'000;
-
-// A track's edits are counted in these.
-constexpr uint64_t kMostEditUnits = 1ULL << 40U;
 
 struct Box {
     uint32_t name = 0;
-    int64_t begin = 0; // of what it holds
+    int64_t begin = 0; // of the content
     int64_t end = 0;
 
     [[nodiscard]] int64_t Length() const { return end - begin; }
 };
 
-// A box within another one that ends at `limit`.
+// Reads the head of a box within another one that ends at `limit`.
 Box ReadBox(HeaderBlocks& file, int64_t offset, int64_t limit) {
-    RequireUsual(limit - offset >= kHeadBytes);
+    RequireOrdinary(limit - offset >= kHeadBytes);
     const Bytes head = file.At(offset, kHeadBytes);
     const int64_t size = Big32(head, 0);
-    RequireUsual(size >= kHeadBytes && size <= limit - offset);
+    RequireOrdinary(size >= kHeadBytes && size <= limit - offset);
     return {Big32(head, 4), offset + kHeadBytes, offset + size};
 }
 
-// A box of the file itself: only the pictures and sounds may be larger than 32 bits can tell.
+// Reads the head of a top-level box. Only the samples may have a size of 64 bits.
 Box ReadOuterBox(HeaderBlocks& file, int64_t offset) {
-    RequireUsual(file.Size() - offset >= kHeadBytes);
+    RequireOrdinary(file.Size() - offset >= kHeadBytes);
     const Bytes head = file.At(offset, kHeadBytes);
     if (Big32(head, 0) != 1) {
         return ReadBox(file, offset, file.Size());
     }
-    RequireUsual(Big32(head, 4) == FourCc("mdat"));
+    RequireOrdinary(Big32(head, 4) == FourCc("mdat"));
     const uint64_t size = Big64(file.At(offset, kLongHeadBytes), kHeadBytes);
-    RequireUsual(size >= kLongHeadBytes && size <= static_cast<uint64_t>(file.Size() - offset));
+    RequireOrdinary(size >= kLongHeadBytes && size <= static_cast<uint64_t>(file.Size() - offset));
     return {FourCc("mdat"), offset + kLongHeadBytes, offset + static_cast<int64_t>(size)};
 }
 
-// What a box holds, where that is small.
+// Returns the content of a small box of at least `least` bytes.
 Bytes ContentOf(HeaderBlocks& file, const Box& box, std::size_t least) {
-    RequireUsual(box.Length() >= static_cast<int64_t>(least) &&
-                 box.Length() <= static_cast<int64_t>(HeaderBlocks::kMaxBlockBytes));
+    RequireOrdinary(box.Length() >= static_cast<int64_t>(least) &&
+                    box.Length() <= static_cast<int64_t>(HeaderBlocks::kMaxBlockBytes));
     return file.At(box.begin, static_cast<std::size_t>(box.Length()));
 }
 
-// Calls `visit` for each box within one, up to an offset where `isOver` says so; it throws for what
-// it doesn't know.
+// Calls `visit` for each box within `outer`, up to the first offset for which `isOver` is true.
+// `visit` throws UnusualContainer for an unknown box.
 template <typename Visitor, typename End>
 void ForEachBoxUntil(HeaderBlocks& file, const Box& outer, End isOver, Visitor visit) {
     int64_t count = 0;
     for (int64_t offset = outer.begin; offset < outer.end && !isOver(offset);) {
-        RequireUsual(++count <= kMaxBoxes);
+        RequireOrdinary(++count <= kMaxBoxes);
         const Box box = ReadBox(file, offset, outer.end);
         visit(box);
         offset = box.end;
@@ -81,28 +75,22 @@ struct Length {
     uint32_t scale = 0; // units to the second
 };
 
-// Of the movie or of a track's media: both headers begin alike.
+// Reads the length from the header of the movie or of a track's media: both begin alike.
 Length ReadLength(HeaderBlocks& file, const Box& header, std::size_t shortBytes) {
     constexpr std::size_t kWiderTimesBytes = 12;
     const Bytes bytes = ContentOf(file, header, shortBytes);
-    RequireUsual(bytes[0] <= 1);
+    RequireOrdinary(bytes[0] <= 1);
     const bool isLong = bytes[0] == 1;
-    RequireUsual(bytes.size() == (isLong ? shortBytes + kWiderTimesBytes : shortBytes));
+    RequireOrdinary(bytes.size() == (isLong ? shortBytes + kWiderTimesBytes : shortBytes));
     const Length length = isLong ? Length{Big64(bytes, 24), Big32(bytes, 20)}
                                  : Length{Big32(bytes, 16), Big32(bytes, 12)};
-    RequireUsual(isLong || length.units != std::numeric_limits<uint32_t>::max()); // "not known"
-    RequireUsual(length.scale > 0 && length.scale <= std::numeric_limits<int32_t>::max());
+    RequireOrdinary(isLong ||
+                    length.units != std::numeric_limits<uint32_t>::max()); // 0xffffffff: unknown
+    RequireOrdinary(length.scale > 0 && length.scale <= std::numeric_limits<int32_t>::max());
     return length;
 }
 
 enum class Media { Video, Audio };
-
-struct Track {
-    Length media;
-    bool hasEdits = false;
-    uint64_t editedUnits = 0;
-    SampleTables tables; // valid until the next block is read
-};
 
 class Movie {
 public:
@@ -114,13 +102,12 @@ public:
 private:
     [[nodiscard]] bool IsRestNothing(int64_t offset, int64_t end) const;
     void ReadTrack(const Box& trak);
-    [[nodiscard]] int32_t SecondsOf(const Track& track) const;
     void CheckTrackHeader(const Box& tkhd);
-    void ReadEdits(const Box& edts, Track& track);
-    void ReadMedia(const Box& mdia, Track& track);
-    void ReadMediaInformation(const Box& minf, Media media, Track& track);
-    void ReadSampleDescription(const Box& stbl, Media media, Track& track);
-    [[nodiscard]] SampleTables SeenTables(int64_t begin, int64_t end) const;
+    void CheckEdits(const Box& edts);
+    void ReadMedia(const Box& mdia);
+    void ReadMediaInformation(const Box& minf, Media media);
+    void ReadSampleDescription(const Box& stbl, Media media);
+    void CheckTables(int64_t begin, int64_t end) const;
     void CheckDataReference(const Box& dinf);
     void CheckUserData(const Box& udta);
     void CheckTags(const Box& meta);
@@ -128,7 +115,6 @@ private:
 
     HeaderBlocks& m_file;
     ContainerInfo m_info;
-    uint32_t m_scale = 0;
     int32_t m_longestTrackSec = 0;
     bool m_hasVideo = false;
     bool m_hasAudio = false;
@@ -140,147 +126,136 @@ void Movie::Read(const Box& moov) {
     bool isFirst = true;
     const auto isOver = [&](int64_t offset) { return IsRestNothing(offset, moov.end); };
     ForEachBoxUntil(m_file, moov, isOver, [&](const Box& box) {
-        RequireUsual(isFirst == (box.name == FourCc("mvhd")));
+        RequireOrdinary(isFirst == (box.name == FourCc("mvhd")));
         if (isFirst) {
             const Length length = ReadLength(m_file, box, kMovieHeaderBytes);
             m_info.durationSec = RoundedSeconds(length.units, 1, length.scale);
-            m_scale = length.scale;
             isFirst = false;
         } else if (box.name == FourCc("trak")) {
             ReadTrack(box);
         } else if (box.name == FourCc("udta")) {
             CheckUserData(box);
         } else {
-            RequireUsual(box.name == FourCc("iods") || box.name == FourCc("free"));
+            RequireOrdinary(box.name == FourCc("iods") || box.name == FourCc("free"));
         }
     });
 }
 
-// Behind a long track's tables most often the name of the program that wrote the file is all there
-// is. Where it would take another read, and is too little for a track, it is left unread.
+// Returns true if the rest of the movie box can be skipped: it would take another read and is too
+// short for a track. After a long track's tables usually only the name of the writing program
+// follows.
 bool Movie::IsRestNothing(int64_t offset, int64_t end) const {
-    constexpr int64_t kLeastTrackBytes = 172; // its own head and header, its media's, its handler
+    constexpr int64_t kLeastTrackBytes = 172; // two box heads, two headers, a handler
     return m_hasVideo && end - offset < kLeastTrackBytes && m_file.Held(offset).empty();
 }
 
-// libavformat takes the longest of the movie and its tracks, and cuts a track's own length by what
-// its tables and edits hold. So that is known where no track claims more than the movie.
+// libavformat uses the longest of the movie and its tracks, and shortens a track by its tables and
+// edits. The result is therefore known without them if no track is longer than the movie.
 ContainerInfo Movie::Info() const {
-    RequireUsual(m_hasVideo);
-    RequireUsual(m_info.durationSec > 0 && m_longestTrackSec <= m_info.durationSec);
+    RequireOrdinary(m_hasVideo);
+    RequireOrdinary(m_info.durationSec > 0 && m_longestTrackSec <= m_info.durationSec);
     return m_info;
 }
 
 void Movie::ReadTrack(const Box& trak) {
-    Track track;
     bool hasHeader = false;
+    bool hasEdits = false;
     bool hasMedia = false;
     ForEachBox(m_file, trak, [&](const Box& box) {
         if (box.name == FourCc("tkhd") && !hasHeader) {
             hasHeader = true;
             CheckTrackHeader(box);
         } else if (box.name == FourCc("edts") && !hasMedia) {
-            ReadEdits(box, track);
+            RequireOrdinary(!hasEdits);
+            hasEdits = true;
+            CheckEdits(box);
+        } else if (box.name == FourCc("udta") && hasMedia) {
+            CheckUserData(box);
         } else {
-            RequireUsual(box.name == FourCc("mdia") && hasHeader && !hasMedia);
+            RequireOrdinary(box.name == FourCc("mdia") && hasHeader && !hasMedia);
             hasMedia = true;
-            ReadMedia(box, track);
+            ReadMedia(box);
         }
     });
-    RequireUsual(hasMedia);
-    m_longestTrackSec = std::max(m_longestTrackSec, SecondsOf(track));
-}
-
-// At most. Edits cut a track that has samples, such as the sound that an encoder puts before the
-// first one: they are asked where the answer depends on them.
-int32_t Movie::SecondsOf(const Track& track) const {
-    const int32_t uncut =
-        RoundedSeconds(track.media.units, 1, std::min(track.media.scale, kScaleWithoutTables));
-    if (uncut <= m_info.durationSec || !track.hasEdits || !track.tables.CanBeWhole()) {
-        return uncut;
-    }
-    const uint64_t cut =
-        std::min(track.media.units, Rescaled(track.editedUnits, track.media.scale, m_scale));
-    return RoundedSeconds(cut, 1, track.media.scale);
+    RequireOrdinary(hasMedia);
 }
 
 void Movie::CheckTrackHeader(const Box& tkhd) {
     constexpr std::size_t kShortBytes = 84;
     constexpr std::size_t kLongBytes = 96;
     const Bytes bytes = ContentOf(m_file, tkhd, kShortBytes);
-    RequireUsual(bytes[0] <= 1 && bytes.size() == (bytes[0] == 1 ? kLongBytes : kShortBytes));
+    RequireOrdinary(bytes[0] <= 1 && bytes.size() == (bytes[0] == 1 ? kLongBytes : kShortBytes));
 }
 
-// One list of edits is ordinary; what it leaves of the track is the sum of its edits.
-void Movie::ReadEdits(const Box& edts, Track& track) {
+// libavformat uses a track's edits only to shorten the track, which can't matter for a track that
+// is no longer than the movie.
+void Movie::CheckEdits(const Box& edts) {
     constexpr std::size_t kHead = 8;
     const Box elst = ReadBox(m_file, edts.begin, edts.end);
-    RequireUsual(!track.hasEdits && elst.name == FourCc("elst") && elst.end == edts.end);
+    RequireOrdinary(elst.name == FourCc("elst") && elst.end == edts.end);
     const Bytes bytes = ContentOf(m_file, elst, kHead);
     const std::size_t entryBytes = bytes[0] == 1 ? 20 : 12;
-    RequireUsual(bytes[0] <= 1 && bytes.size() == kHead + Big32(bytes, 4) * entryBytes);
-    for (std::size_t at = kHead; at < bytes.size(); at += entryBytes) {
-        const uint64_t units = bytes[0] == 1 ? Big64(bytes, at) : Big32(bytes, at);
-        RequireUsual(units <= kMostEditUnits);
-        track.editedUnits += units;
-    }
-    track.hasEdits = bytes.size() > kHead;
+    RequireOrdinary(bytes[0] <= 1 && bytes.size() == kHead + Big32(bytes, 4) * entryBytes);
 }
 
-void Movie::ReadMedia(const Box& mdia, Track& track) {
+void Movie::ReadMedia(const Box& mdia) {
     constexpr std::size_t kMediaHeaderBytes = 24;
     const Box mdhd = ReadBox(m_file, mdia.begin, mdia.end);
-    RequireUsual(mdhd.name == FourCc("mdhd"));
-    track.media = ReadLength(m_file, mdhd, kMediaHeaderBytes);
+    RequireOrdinary(mdhd.name == FourCc("mdhd"));
+    const Length length = ReadLength(m_file, mdhd, kMediaHeaderBytes);
+    m_longestTrackSec =
+        std::max(m_longestTrackSec,
+                 RoundedSeconds(length.units, 1, std::min(length.scale, kScaleWithoutTables)));
     const Box hdlr = ReadBox(m_file, mdhd.end, mdia.end);
     const Media media = MediaOf(hdlr);
     const Box minf = ReadBox(m_file, hdlr.end, mdia.end);
-    RequireUsual(minf.name == FourCc("minf") && minf.end == mdia.end);
-    ReadMediaInformation(minf, media, track);
+    RequireOrdinary(minf.name == FourCc("minf") && minf.end == mdia.end);
+    ReadMediaInformation(minf, media);
 }
 
 Media Movie::MediaOf(const Box& hdlr) {
-    RequireUsual(hdlr.name == FourCc("hdlr"));
+    RequireOrdinary(hdlr.name == FourCc("hdlr"));
     const uint32_t handler = Big32(ContentOf(m_file, hdlr, 24), 8);
-    RequireUsual(handler == FourCc("vide") || handler == FourCc("soun"));
+    RequireOrdinary(handler == FourCc("vide") || handler == FourCc("soun"));
     return handler == FourCc("vide") ? Media::Video : Media::Audio;
 }
 
-void Movie::ReadMediaInformation(const Box& minf, Media media, Track& track) {
+void Movie::ReadMediaInformation(const Box& minf, Media media) {
     bool hasTables = false;
     ForEachBox(m_file, minf, [&](const Box& box) {
-        RequireUsual(!hasTables);
+        RequireOrdinary(!hasTables);
         if (box.name == FourCc("dinf")) {
             CheckDataReference(box);
         } else if (box.name == FourCc("stbl")) {
             hasTables = true;
-            ReadSampleDescription(box, media, track);
+            ReadSampleDescription(box, media);
         } else {
-            RequireUsual(box.name == (media == Media::Video ? FourCc("vmhd") : FourCc("smhd")));
+            RequireOrdinary(box.name == (media == Media::Video ? FourCc("vmhd") : FourCc("smhd")));
         }
     });
-    RequireUsual(hasTables);
+    RequireOrdinary(hasTables);
 }
 
-// The samples lie in this file.
+// Requires the samples to be in this file.
 void Movie::CheckDataReference(const Box& dinf) {
     const Box dref = ReadBox(m_file, dinf.begin, dinf.end);
-    RequireUsual(dref.name == FourCc("dref") && dref.end == dinf.end);
+    RequireOrdinary(dref.name == FourCc("dref") && dref.end == dinf.end);
     constexpr std::size_t kOneEntryBytes = 20;
     const Bytes bytes = ContentOf(m_file, dref, kOneEntryBytes);
-    RequireUsual(bytes.size() == kOneEntryBytes && Big32(bytes, 4) == 1 && Big32(bytes, 8) == 12);
-    RequireUsual(Big32(bytes, 12) == FourCc("url ") && Big32(bytes, 16) == 1);
+    RequireOrdinary(bytes.size() == kOneEntryBytes && Big32(bytes, 4) == 1 &&
+                    Big32(bytes, 8) == 12);
+    RequireOrdinary(Big32(bytes, 12) == FourCc("url ") && Big32(bytes, 16) == 1);
 }
 
-void Movie::ReadSampleDescription(const Box& stbl, Media media, Track& track) {
+void Movie::ReadSampleDescription(const Box& stbl, Media media) {
     const Box stsd = ReadBox(m_file, stbl.begin, stbl.end);
-    RequireUsual(stsd.name == FourCc("stsd"));
+    RequireOrdinary(stsd.name == FourCc("stsd"));
     const Bytes bytes = ContentOf(m_file, stsd, 16);
-    RequireUsual(Big32(bytes, 0) == 0 && Big32(bytes, 4) == 1 &&
-                 Big32(bytes, 8) == bytes.size() - 8);
+    RequireOrdinary(Big32(bytes, 0) == 0 && Big32(bytes, 4) == 1 &&
+                    Big32(bytes, 8) == bytes.size() - 8);
     ContainerInfo entry;
     if (media == Media::Video) {
-        RequireUsual(!m_hasVideo);
+        RequireOrdinary(!m_hasVideo);
         m_hasVideo = true;
         ReadVideoEntry(bytes.subspan(8), m_info);
     } else {
@@ -288,62 +263,53 @@ void Movie::ReadSampleDescription(const Box& stbl, Media media, Track& track) {
         m_info.audType = m_hasAudio ? m_info.audType : entry.audType;
         m_hasAudio = true;
     }
-    track.tables = SeenTables(stsd.end, stbl.end);
+    CheckTables(stsd.end, stbl.end);
 }
 
-// As far as the tables happen to have been read. No box among them may say more than tables say.
-SampleTables Movie::SeenTables(int64_t begin, int64_t end) const {
+// Checks the tables that are in the current block: no other box may be among them.
+void Movie::CheckTables(int64_t begin, int64_t end) const {
     constexpr std::array kTables{FourCc("stts"), FourCc("ctts"), FourCc("cslg"), FourCc("stss"),
                                  FourCc("stsc"), FourCc("stsz"), FourCc("stco"), FourCc("co64"),
                                  FourCc("sdtp"), FourCc("sgpd"), FourCc("sbgp"), FourCc("free")};
-    SampleTables tables;
-    while (begin < end) {
-        const Bytes seen = m_file.Held(begin);
-        if (seen.size() < static_cast<std::size_t>(kHeadBytes)) {
-            return tables;
-        }
-        const int64_t size = Big32(seen, 0);
-        const uint32_t name = Big32(seen, 4);
-        RequireUsual(std::find(kTables.begin(), kTables.end(), name) != kTables.end());
-        RequireUsual(size >= kHeadBytes && size <= end - begin);
-        const auto seenBytes =
-            static_cast<std::size_t>(std::min<int64_t>(static_cast<int64_t>(seen.size()), size));
-        tables.Add(name, size - kHeadBytes, seen.first(seenBytes).subspan(kHeadBytes));
+    while (begin < end && m_file.Held(begin).size() >= static_cast<std::size_t>(kHeadBytes)) {
+        const Bytes head = m_file.Held(begin);
+        const int64_t size = Big32(head, 0);
+        const uint32_t name = Big32(head, 4);
+        RequireOrdinary(std::find(kTables.begin(), kTables.end(), name) != kTables.end());
+        RequireOrdinary(size >= kHeadBytes && size <= end - begin);
         begin += size;
     }
-    tables.NoteEnd();
-    return tables;
 }
 
-// Tags that say nothing of the streams: the name of the program that wrote the file, a title.
+// Accepts tags that don't describe the streams: the name of the writing program, a title.
 void Movie::CheckUserData(const Box& udta) {
-    RequireUsual(m_hasVideo);
+    RequireOrdinary(m_hasVideo);
     ForEachBox(m_file, udta, [&](const Box& box) {
         if (box.name == FourCc("meta")) {
             CheckTags(box);
         } else {
-            RequireUsual(box.name == FourCc("free"));
+            RequireOrdinary(box.name == FourCc("free"));
         }
     });
 }
 
 void Movie::CheckTags(const Box& meta) {
     constexpr uint32_t kCopyrightSign = 0xa9;
-    RequireUsual(Big32(ContentOf(m_file, meta, 4), 0) == 0);
+    RequireOrdinary(Big32(ContentOf(m_file, meta, 4), 0) == 0);
     ForEachBox(m_file, {meta.name, meta.begin + 4, meta.end}, [&](const Box& box) {
         const bool isFirst = box.begin == meta.begin + 4 + kHeadBytes;
-        RequireUsual(isFirst == (box.name == FourCc("hdlr")));
+        RequireOrdinary(isFirst == (box.name == FourCc("hdlr")));
         if (isFirst) {
-            RequireUsual(Big32(ContentOf(m_file, box, 24), 8) == FourCc("mdir"));
+            RequireOrdinary(Big32(ContentOf(m_file, box, 24), 8) == FourCc("mdir"));
             return;
         }
-        RequireUsual(box.name == FourCc("ilst") || box.name == FourCc("free"));
+        RequireOrdinary(box.name == FourCc("ilst") || box.name == FourCc("free"));
         if (box.name == FourCc("ilst")) {
             ForEachBox(m_file, box, [&](const Box& tag) {
-                RequireUsual(tag.name >> 24U == kCopyrightSign);
+                RequireOrdinary(tag.name >> 24U == kCopyrightSign);
                 const Box data = ReadBox(m_file, tag.begin, tag.end);
-                RequireUsual(data.name == FourCc("data") && data.end == tag.end &&
-                             data.Length() >= 8);
+                RequireOrdinary(data.name == FourCc("data") && data.end == tag.end &&
+                                data.Length() >= 8);
             });
         }
     });
@@ -354,7 +320,7 @@ void CheckBrand(HeaderBlocks& file, const Box& ftyp) {
                                  FourCc("iso5"), FourCc("iso6"), FourCc("mp41"), FourCc("mp42"),
                                  FourCc("avc1"), FourCc("M4V "), FourCc("MSNV")};
     const uint32_t brand = Big32(ContentOf(file, ftyp, 8), 0);
-    RequireUsual(std::find(kBrands.begin(), kBrands.end(), brand) != kBrands.end());
+    RequireOrdinary(std::find(kBrands.begin(), kBrands.end(), brand) != kBrands.end());
 }
 
 ContainerInfo ReadBoxes(HeaderBlocks& file) {
@@ -363,22 +329,22 @@ ContainerInfo ReadBoxes(HeaderBlocks& file) {
     bool hasSamples = false;
     int64_t count = 0;
     for (int64_t offset = 0; offset < file.Size();) {
-        RequireUsual(++count <= kMaxBoxes);
+        RequireOrdinary(++count <= kMaxBoxes);
         const Box box = ReadOuterBox(file, offset);
-        RequireUsual((offset == 0) == (box.name == FourCc("ftyp")));
+        RequireOrdinary((offset == 0) == (box.name == FourCc("ftyp")));
         if (offset == 0) {
             CheckBrand(file, box);
         } else if (box.name == FourCc("moov")) {
-            RequireUsual(!hasMovie);
+            RequireOrdinary(!hasMovie);
             hasMovie = true;
             movie.Read(box);
         } else {
             hasSamples = hasSamples || box.name == FourCc("mdat");
-            RequireUsual(box.name == FourCc("mdat") || box.name == FourCc("free"));
+            RequireOrdinary(box.name == FourCc("mdat") || box.name == FourCc("free"));
         }
         offset = box.end;
     }
-    RequireUsual(hasMovie && hasSamples);
+    RequireOrdinary(hasMovie && hasSamples);
     return movie.Info();
 }
 

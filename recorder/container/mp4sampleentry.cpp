@@ -1,8 +1,5 @@
 #include "recorder/container/mp4sampleentry.h"
 
-#include "recorder/container/codectypes.h"
-#include "recorder/container/mpeg4size.h"
-
 namespace recorder {
 
 namespace {
@@ -12,45 +9,45 @@ constexpr std::size_t kHeadBytes = 8;
 // The boxes at the end of a sample entry.
 template <typename Visitor> void ForEachExtension(Bytes rest, Visitor visit) {
     while (!rest.empty()) {
-        RequireUsual(rest.size() >= kHeadBytes);
+        RequireOrdinary(rest.size() >= kHeadBytes);
         const std::size_t size = Big32(rest, 0);
-        RequireUsual(size >= kHeadBytes && size <= rest.size());
+        RequireOrdinary(size >= kHeadBytes && size <= rest.size());
         visit(Big32(rest, 4), rest.subspan(kHeadBytes, size - kHeadBytes));
         rest = rest.subspan(size);
     }
 }
 
-// Those that say nothing of the codec.
-void CheckRemark(uint32_t name, Bytes content) {
+// Accepts an extension that doesn't describe the codec.
+void CheckOtherExtension(uint32_t name, Bytes content) {
     constexpr std::size_t kBitRateBytes = 12;
     constexpr std::size_t kAspectBytes = 8;
     constexpr std::size_t kFieldOrderBytes = 2;
     constexpr std::size_t kColourBytes = 11;
     if (name == FourCc("btrt")) {
-        RequireUsual(content.size() == kBitRateBytes);
+        RequireOrdinary(content.size() == kBitRateBytes);
     } else if (name == FourCc("pasp")) {
-        RequireUsual(content.size() == kAspectBytes);
+        RequireOrdinary(content.size() == kAspectBytes);
     } else if (name == FourCc("fiel")) {
-        RequireUsual(content.size() == kFieldOrderBytes);
+        RequireOrdinary(content.size() == kFieldOrderBytes);
     } else {
-        RequireUsual(name == FourCc("colr") && content.size() == kColourBytes &&
-                     Big32(content, 0) == FourCc("nclx"));
+        RequireOrdinary(name == FourCc("colr") && content.size() == kColourBytes &&
+                        Big32(content, 0) == FourCc("nclx"));
     }
 }
 
-// Takes a descriptor's tag and length off the front, and returns what it holds.
+// Removes the first descriptor from `bytes` and returns its content.
 Bytes TakeDescriptor(Bytes& bytes, uint8_t tag) {
     constexpr int kLengthBytes = 4;
-    RequireUsual(!bytes.empty() && bytes[0] == tag);
+    RequireOrdinary(!bytes.empty() && bytes[0] == tag);
     std::size_t length = 0;
     std::size_t at = 1;
     bool isComplete = false;
     for (int i = 0; i < kLengthBytes && !isComplete; ++i, ++at) {
-        RequireUsual(at < bytes.size());
+        RequireOrdinary(at < bytes.size());
         length = length << 7U | (bytes[at] & 0x7fU);
         isComplete = (bytes[at] & 0x80U) == 0;
     }
-    RequireUsual(isComplete && length <= bytes.size() - at);
+    RequireOrdinary(isComplete && length <= bytes.size() - at);
     const Bytes content = bytes.subspan(at, length);
     bytes = bytes.subspan(at + length);
     return content;
@@ -58,7 +55,7 @@ Bytes TakeDescriptor(Bytes& bytes, uint8_t tag) {
 
 struct ElementaryStream {
     uint8_t objectType = 0;
-    Bytes decoderInfo; // empty, where there is none
+    Bytes decoderInfo; // empty if there is none
 };
 
 ElementaryStream ReadElementaryStream(Bytes esds) {
@@ -67,13 +64,13 @@ ElementaryStream ReadElementaryStream(Bytes esds) {
     constexpr uint8_t kDecoderInfoTag = 5;
     constexpr std::size_t kIdAndFlagsBytes = 3;
     constexpr std::size_t kDecoderBytes = 13;
-    RequireUsual(esds.size() > 4 && Big32(esds, 0) == 0);
+    RequireOrdinary(esds.size() > 4 && Big32(esds, 0) == 0);
     esds = esds.subspan(4);
     Bytes stream = TakeDescriptor(esds, kStreamTag);
-    RequireUsual(esds.empty() && stream.size() > kIdAndFlagsBytes && stream[2] == 0);
+    RequireOrdinary(esds.empty() && stream.size() > kIdAndFlagsBytes && stream[2] == 0);
     stream = stream.subspan(kIdAndFlagsBytes);
     Bytes decoder = TakeDescriptor(stream, kDecoderTag);
-    RequireUsual(decoder.size() >= kDecoderBytes);
+    RequireOrdinary(decoder.size() >= kDecoderBytes);
     ElementaryStream read{decoder[0], {}};
     decoder = decoder.subspan(kDecoderBytes);
     if (!decoder.empty()) {
@@ -82,28 +79,26 @@ ElementaryStream ReadElementaryStream(Bytes esds) {
     return read;
 }
 
-// Low complexity, a sampling rate by its number, and one to eight channels: for all else
-// libavformat reads on.
+// Accepts low complexity with a numbered sampling rate and one to eight channels. For any other
+// configuration libavformat reads further.
 void CheckAacConfiguration(Bytes info) {
     constexpr unsigned int kLowComplexity = 2;
     constexpr unsigned int kSamplingRates = 13;
-    RequireUsual(info.size() >= 2);
+    RequireOrdinary(info.size() >= 2);
     const uint32_t bits = Big16(info, 0);
     const uint32_t channels = bits >> 3U & 15U;
-    RequireUsual(bits >> 11U == kLowComplexity && (bits >> 7U & 15U) < kSamplingRates);
-    RequireUsual(channels >= 1 && channels <= 7);
+    RequireOrdinary(bits >> 11U == kLowComplexity && (bits >> 7U & 15U) < kSamplingRates);
+    RequireOrdinary(channels >= 1 && channels <= 7);
 }
 
 void ReadMpeg4Video(Bytes esds, ContainerInfo& info) {
     constexpr uint8_t kMpeg4Visual = 0x20;
     constexpr uint8_t kJpeg = 0x6c;
     const ElementaryStream stream = ReadElementaryStream(esds);
-    RequireUsual(stream.objectType == kMpeg4Visual || stream.objectType == kJpeg);
+    RequireOrdinary(stream.objectType == kMpeg4Visual || stream.objectType == kJpeg);
     info.vdoType = stream.objectType == kJpeg ? VIDEO_MJPEG : VIDEO_MPEG4;
     if (info.vdoType == VIDEO_MPEG4) {
-        const PictureSize size = ReadMpeg4Size(stream.decoderInfo);
-        info.width = size.width;
-        info.height = size.height;
+        ReadMpeg4Size(stream.decoderInfo, info);
     }
 }
 
@@ -113,14 +108,14 @@ void ReadMpeg4Audio(Bytes esds, ContainerInfo& info) {
     constexpr uint8_t kMp3OfLowRate = 0x69;
     const ElementaryStream stream = ReadElementaryStream(esds);
     const bool isMp3 = stream.objectType == kMp3 || stream.objectType == kMp3OfLowRate;
-    RequireUsual(isMp3 || stream.objectType == kAac);
+    RequireOrdinary(isMp3 || stream.objectType == kAac);
     info.audType = isMp3 ? AUDIO_MP3 : AUDIO_AAC;
     if (stream.objectType == kAac) {
         CheckAacConfiguration(stream.decoderInfo);
     }
 }
 
-// The box that configures the decoder of what a sample entry's name stands for.
+// Returns the name of the box that configures the decoder for a sample entry of this name.
 uint32_t ConfigurationOf(uint32_t entryName) {
     if (entryName == FourCc("avc1")) {
         return FourCc("avcC");
@@ -128,7 +123,7 @@ uint32_t ConfigurationOf(uint32_t entryName) {
     if (entryName == FourCc("hvc1") || entryName == FourCc("hev1")) {
         return FourCc("hvcC");
     }
-    RequireUsual(entryName == FourCc("mp4v"));
+    RequireOrdinary(entryName == FourCc("mp4v"));
     return FourCc("esds");
 }
 
@@ -136,25 +131,27 @@ uint32_t ConfigurationOf(uint32_t entryName) {
 
 void ReadVideoEntry(Bytes entry, ContainerInfo& info) {
     constexpr std::size_t kFixedBytes = 86;
-    constexpr std::size_t kCodecName = 51; // behind its length
+    constexpr std::size_t kCodecName = 51; // after its length
     constexpr uint32_t kTrueColour = 24;
     constexpr uint32_t kNoColourTable = 0xffff;
-    RequireUsual(entry.size() > kFixedBytes && Big16(entry, 14) == 1); // the first data reference
+    RequireOrdinary(entry.size() > kFixedBytes &&
+                    Big16(entry, 14) == 1); // the first data reference
     info.width = static_cast<int32_t>(Big16(entry, 32));
     info.height = static_cast<int32_t>(Big16(entry, 34));
-    RequireUsual(info.width > 0 && info.height > 0);
-    RequireUsual(Big16(entry, 82) == kTrueColour && Big16(entry, 84) == kNoColourTable);
-    RequireUsual(entry[kCodecName] != 'P'); // "Planar ...": a size that is rounded
+    RequireOrdinary(info.width > 0 && info.height > 0);
+    RequireOrdinary(Big16(entry, 82) == kTrueColour && Big16(entry, 84) == kNoColourTable);
+    RequireOrdinary(entry[kCodecName] != 'P'); // "Planar ...": a size that is rounded
 
     const uint32_t wanted = ConfigurationOf(Big32(entry, 4));
     bool isConfigured = false;
     ForEachExtension(entry.subspan(kFixedBytes), [&](uint32_t name, Bytes content) {
         if (name != wanted) {
-            CheckRemark(name, content);
+            CheckOtherExtension(name, content);
             return;
         }
-        // Less than this is no configuration, and more may be another box in disguise.
-        RequireUsual(!isConfigured && content.size() >= 7 && Big32(content, 4) != FourCc("fiel"));
+        // A shorter box is no configuration. Old muxers wrapped a "fiel" box in one.
+        RequireOrdinary(!isConfigured && content.size() >= 7 &&
+                        Big32(content, 4) != FourCc("fiel"));
         isConfigured = true;
         if (wanted == FourCc("esds")) {
             ReadMpeg4Video(content, info);
@@ -162,30 +159,31 @@ void ReadVideoEntry(Bytes entry, ContainerInfo& info) {
             info.vdoType = wanted == FourCc("avcC") ? VIDEO_H264 : VIDEO_H265;
         }
     });
-    RequireUsual(isConfigured);
+    RequireOrdinary(isConfigured);
 }
 
 void ReadAudioEntry(Bytes entry, ContainerInfo& info) {
     constexpr std::size_t kFixedBytes = 36;
     constexpr uint32_t kMaxChannels = 8;
-    RequireUsual(entry.size() >= kFixedBytes && Big16(entry, 14) == 1); // the first data reference
-    RequireUsual(Big16(entry, 16) == 0);                                // the version
-    RequireUsual(Big16(entry, 24) >= 1 && Big16(entry, 24) <= kMaxChannels);
+    RequireOrdinary(entry.size() >= kFixedBytes &&
+                    Big16(entry, 14) == 1); // the first data reference
+    RequireOrdinary(Big16(entry, 16) == 0); // the version
+    RequireOrdinary(Big16(entry, 24) >= 1 && Big16(entry, 24) <= kMaxChannels);
     const uint32_t format = Big32(entry, 4);
     bool isConfigured = false;
     ForEachExtension(entry.subspan(kFixedBytes), [&](uint32_t name, Bytes content) {
         if (format == FourCc("mp4a") && name == FourCc("esds")) {
-            RequireUsual(!isConfigured);
+            RequireOrdinary(!isConfigured);
             isConfigured = true;
             ReadMpeg4Audio(content, info);
         } else {
-            CheckRemark(name, content);
+            CheckOtherExtension(name, content);
         }
     });
     if (format == FourCc("ulaw") || format == FourCc("alaw")) {
         info.audType = format == FourCc("ulaw") ? AUDIO_G711U : AUDIO_G711A;
     } else {
-        RequireUsual(isConfigured);
+        RequireOrdinary(isConfigured);
     }
 }
 

@@ -1,4 +1,4 @@
-#include "recorder/container/mpeg4size.h"
+#include "recorder/container/mp4sampleentry.h"
 
 #include <algorithm>
 #include <bit>
@@ -11,24 +11,24 @@ class Bits {
 public:
     explicit Bits(Bytes bytes) : m_bytes(bytes) {}
 
-    // At most 16 of them.
+    // Returns the next bits, at most 16, as a number.
     uint32_t Take(std::size_t count) {
         uint32_t value = 0;
         for (; count > 0; --count, ++m_position) {
-            RequireUsual(m_position / 8 < m_bytes.size());
+            RequireOrdinary(m_position / 8 < m_bytes.size());
             value = value << 1U | (m_bytes[m_position / 8] >> (7 - m_position % 8) & 1U);
         }
         return value;
     }
 
-    void ExpectMarker() { RequireUsual(Take(1) == 1); }
+    void ExpectMarker() { RequireOrdinary(Take(1) == 1); }
 
 private:
     Bytes m_bytes;
     std::size_t m_position = 0;
 };
 
-// What follows the start code of the one video object layer.
+// Returns the bytes after the start code of the first video object layer.
 Bytes LayerOf(Bytes header) {
     constexpr uint32_t kStart = 1;
     constexpr uint8_t kFirstLayer = 0x20;
@@ -44,30 +44,30 @@ Bytes LayerOf(Bytes header) {
         if (code >= kFirstLayer && code <= kLastLayer) {
             return header.subspan(at + 4);
         }
-        RequireUsual(code <= kLastObject || code == kSequence || code == kVisualObject);
+        RequireOrdinary(code <= kLastObject || code == kSequence || code == kVisualObject);
     }
     throw UnusualContainer();
 }
 
 void SkipPurpose(Bits& bits) {
     constexpr uint32_t kExtendedAspect = 15;
-    bits.Take(1 + 8); // random access, kind of object
+    bits.Take(1 + 8); // random access, object type
     if (bits.Take(1) == 1) {
         bits.Take(4 + 3); // version and priority
     }
     if (bits.Take(4) == kExtendedAspect) {
         bits.Take(16);
     }
-    if (bits.Take(1) == 1) {             // control parameters
-        RequireUsual(bits.Take(2) == 1); // of the colours
-        bits.Take(1);
-        RequireUsual(bits.Take(1) == 0); // no buffer's size
+    if (bits.Take(1) == 1) {                // control parameters
+        RequireOrdinary(bits.Take(2) == 1); // the colour format
+        bits.Take(1);                       // low delay
+        RequireOrdinary(bits.Take(1) == 0); // no buffer parameters
     }
 }
 
 void SkipTimes(Bits& bits) {
     const uint32_t ticks = bits.Take(16);
-    RequireUsual(ticks > 0);
+    RequireOrdinary(ticks > 0);
     bits.ExpectMarker();
     if (bits.Take(1) == 1) { // a fixed rate
         bits.Take(
@@ -77,21 +77,20 @@ void SkipTimes(Bits& bits) {
 
 } // namespace
 
-PictureSize ReadMpeg4Size(Bytes header) {
+void ReadMpeg4Size(Bytes header, ContainerInfo& info) {
     constexpr std::size_t kSizeBits = 13;
     constexpr uint32_t kRectangular = 0;
     Bits bits(LayerOf(header));
     SkipPurpose(bits);
-    RequireUsual(bits.Take(2) == kRectangular);
+    RequireOrdinary(bits.Take(2) == kRectangular);
     bits.ExpectMarker();
     SkipTimes(bits);
     bits.ExpectMarker();
-    const uint32_t width = bits.Take(kSizeBits);
+    info.width = static_cast<int32_t>(bits.Take(kSizeBits));
     bits.ExpectMarker();
-    const uint32_t height = bits.Take(kSizeBits);
+    info.height = static_cast<int32_t>(bits.Take(kSizeBits));
     bits.ExpectMarker();
-    RequireUsual(width > 0 && height > 0);
-    return {static_cast<int32_t>(width), static_cast<int32_t>(height)};
+    RequireOrdinary(info.width > 0 && info.height > 0);
 }
 
 } // namespace recorder

@@ -1,7 +1,7 @@
 // The reader of ordinary avi recordings with untrusted bytes. If it gives an answer, libavformat
 // gives the same one: libavformat refuses no recording because of its index.
 
-#include "recorder/container/aviheader.h"
+#include "recorder/container/container.h"
 #include "tests/fuzz/sameanswer.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);

@@ -1,6 +1,6 @@
 // The reader that uses libavformat, with untrusted bytes as each kind of container.
 
-#include "recorder/container/avcontainer.h"
+#include "recorder/container/container.h"
 #include "recorder/support/error.h"
 
 #include <cstddef>

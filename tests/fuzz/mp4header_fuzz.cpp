@@ -2,7 +2,7 @@
 // gives the same one, or refuses the recording because of damage in the sample tables or tags,
 // which the reader skips. Without the tables and tags libavformat gives an answer.
 
-#include "recorder/container/mp4header.h"
+#include "recorder/container/container.h"
 #include "tests/fuzz/sameanswer.h"
 
 #include <algorithm>

@@ -2,7 +2,7 @@
 
 #pragma once
 
-#include "recorder/container/avcontainer.h"
+#include "recorder/container/container.h"
 #include "recorder/support/error.h"
 
 #include <cstdio>

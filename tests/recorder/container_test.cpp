@@ -1,6 +1,5 @@
 #include "recorder/container/container.h"
 
-#include "recorder/container/codectypes.h"
 #include "tests/contract/support/files.h"
 #include "tests/contract/support/process.h"
 #include "tests/recorder/support/containerbytes.h"

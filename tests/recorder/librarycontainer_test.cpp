@@ -3,7 +3,7 @@
 
 #include "recorder/container/librarycontainer.h"
 
-#include "recorder/container/codectypes.h"
+#include "recorder/container/container.h"
 #include "recorder/support/helperprocess.h"
 #include "recorder/support/program.h"
 #include "tests/contract/support/files.h"
@@ -251,7 +251,7 @@ TEST_F(ContainerLibraryLog, ReportsOnceThatAProgramThatHungTwiceIsNotUsedAgain) 
               "the program krcontainers did not answer within 2000 ms and was killed");
     for (int time = 0; time < 3; ++time) {
         EXPECT_EQ(FailureOf([&] { (void)ReadFrames(library, stop); }),
-                  "the program krcontainers is not used any more: it did not answer 2 times");
+                  "the program krcontainers is no longer used: it did not answer 2 times");
     }
 
     EXPECT_THAT(stopped, testing::SizeIs(2));
