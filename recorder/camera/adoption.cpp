@@ -6,7 +6,7 @@
 #include "recorder/support/error.h"
 #include "recorder/support/presence.h"
 
-#include <algorithm>
+#include <utility>
 
 namespace recorder {
 

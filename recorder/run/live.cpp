@@ -11,7 +11,6 @@
 #include <csignal>
 #include <sstream>
 #include <string_view>
-#include <utility>
 
 #include <sys/stat.h>
 #include <unistd.h>

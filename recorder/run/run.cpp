@@ -16,7 +16,6 @@
 #include "recorder/support/format.h"
 
 #include <chrono>
-#include <cstdlib>
 #include <ctime>
 #include <optional>
 #include <set>

@@ -11,7 +11,6 @@
 
 #include <algorithm>
 #include <limits>
-#include <optional>
 #include <string>
 
 #include <sys/random.h>
