@@ -36,17 +36,18 @@ def krctl(program, words=()):
     names = {}
     section = None
     for line in text.splitlines():
-        heading = re.fullmatch(r"(\w[\w ]*):", line)
+        heading = re.fullmatch(r"(\w[\w -]*):", line)
         if heading:
             section = heading[1]
-        entry = re.match(r"  (\S+)", line)  # continued lines are indented further
+        entry = re.match(r"  ([^\s,]+(?:, [^\s,]+)*)", line)  # continued lines are indented further
         if entry and section:
-            names.setdefault(section, []).append(entry[1])
-    command.options.update(name for names_ in names.get("Options", []) for name in names_.split(","))
-    command.arguments.update(names.get("Positionals", []))
+            kind = "Options" if section.startswith("Options") else section
+            names.setdefault(kind, []).extend(entry[1].split(", "))
+    command.options.update(names.get("Options", []))
+    command.arguments.update(names.get("Arguments", []))
     if "--help" not in command.options:
         raise SystemExit(f"check-docs: can't read the help of krctl {command.words}")
-    for name in names.get("Subcommands", []):
+    for name in names.get("Commands", []):
         command.commands[name] = krctl(program, (*words, name))
     return command
 

@@ -290,7 +290,7 @@ class Bind(CameraTest):
 
         self.assertIn("doesn't hold its camera's identity", "\n".join(refused))
         self.assertEqual((outcome.status, outcome.out), (0, ""))
-        self.assertIn("krctl: camera 7 is bound to no volume", outcome.err)
+        self.assertIn("krctl: camera 7 is not bound to a volume", outcome.err)
         self.assertEqual(self.uuid(storage), uuid)
         self.recorder.reindex("-r", "7")
         self.assertEqual(self.recorder.query("recording.db", "SELECT count(*) FROM event"), [(1,)])
@@ -320,10 +320,10 @@ class Remove(CameraTest):
 
         folder = self.recorder.inside(front)
         self.assertEqual(outcome.out.splitlines(), [
-            f'camera 7 "Front" is removed; its files in {folder} stay',
-            "the next run with -r removes the rows of its recordings, and krctl undo can put them "
-            "back; the rows of its alert recordings stay",
-            f"krctl camera adopt {folder} makes it known again"])
+            f'camera 7 "Front" was removed; its files stay in {folder}',
+            "the next run with -r removes the rows of its recordings, which krctl undo can "
+            "restore; the rows of its alert recordings stay",
+            f"to add it again: krctl camera adopt {folder}"])
         self.assertEqual([row[0] for row in self.rows()], [8])
         self.assertEqual(self.owners("event"), [7, 8])
         self.assertIn('"Front"', self.identity(front))
@@ -343,8 +343,8 @@ class Remove(CameraTest):
 
         outcome = self.krctl("camera", "remove", "--id", "7")
 
-        self.assertEqual(outcome.out.splitlines()[1], "it was the last one: while there is no "
-                         "camera, no run removes the rows of its recordings")
+        self.assertEqual(outcome.out.splitlines()[1], "it was the last camera: without cameras, a run "
+                         "removes no rows of recordings")
         self.recorder.reindex("-r", "-1")
         self.assertEqual(self.owners("event"), [7])
 
@@ -396,7 +396,7 @@ class Adopt(CameraTest):
 
         folder = self.recorder.inside(storage)
         self.assertEqual(outcome.out, f'camera 7 "Front" in {folder}: adopted\ncamera 7 is bound to '
-                         f'the volume {volume} in {self.recorder.inside("volume1")}\n')
+                         f'volume {volume} in {self.recorder.inside("volume1")}\n')
 
     def test_points_out_that_there_is_no_volume(self):
         self.folder("volume2/front")
@@ -405,7 +405,7 @@ class Adopt(CameraTest):
         outcome = self.recorder.krctl("camera", "adopt", self.recorder.inside("volume2"))
 
         self.assertEqual(outcome.status, 0)
-        self.assertIn("krctl: camera 7 is bound to no volume", outcome.err)
+        self.assertIn("krctl: camera 7 is not bound to a volume", outcome.err)
         self.assertEqual(self.rows()[0][3], None)
 
     def test_of_known_cameras_changes_nothing(self):
@@ -415,7 +415,7 @@ class Adopt(CameraTest):
         outcome = self.adopt("volume1")
 
         self.assertEqual(outcome.out,
-                         f'camera 7 "Front" in {self.recorder.inside(storage)}: is known\n')
+                         f'camera 7 "Front" in {self.recorder.inside(storage)}: already known\n')
         self.assertEqual(self.rows(), before)
 
     def test_follows_a_volume_that_moved(self):
@@ -426,8 +426,8 @@ class Adopt(CameraTest):
         outcome = self.adopt("volume2")
 
         new = self.recorder.inside("volume2/cam7")
-        self.assertEqual(outcome.out.splitlines()[0], f'camera 7 "Front" in {new}: adopted, it was '
-                         f"in {self.recorder.inside(storage)}")
+        self.assertEqual(outcome.out.splitlines()[0], f'camera 7 "Front" in {new}: adopted, '
+                         f"previously in {self.recorder.inside(storage)}")
         self.assertEqual(self.rows(), [(7, "Front", new, volume, uuid)])
 
     def test_follows_two_disks_that_changed_places(self):
@@ -455,7 +455,7 @@ class Adopt(CameraTest):
         outcome = self.adopt("volume2", status=1)
 
         self.assert_refused(
-            outcome, f'camera 7 "Front" in {self.recorder.inside("volume2/cam7")}: not adopted, it '
+            outcome, f'camera 7 "Front" in {self.recorder.inside("volume2/cam7")}: not adopted: it '
             f"is a copy: the identity is still in {self.recorder.inside(storage)}")
         self.assertEqual(self.rows(), before)
 
@@ -479,7 +479,7 @@ class Adopt(CameraTest):
 
         a, b = (self.recorder.inside(f"volume1/{name}") for name in "ab")
         self.assert_refused(outcome, *(
-            f'camera 7 "Front" in {one}: not adopted, its identity is in {other}, too, so one of '
+            f'camera 7 "Front" in {one}: not adopted: its identity is in {other}, too, so one of '
             "them is a copy: adopt only the right folder" for one, other in ((a, b), (b, a))))
         self.assertEqual(self.rows(), [])
 
@@ -492,7 +492,7 @@ class Adopt(CameraTest):
 
         a, b = (self.recorder.inside(f"volume1/{name}") for name in "ab")
         self.assert_refused(outcome, *(
-            f'camera 7 "{name}" in {one}: not adopted, another camera with this id is in {other}: '
+            f'camera 7 "{name}" in {one}: not adopted: another camera with this id is in {other}: '
             "adopt only the right folder" for name, one, other in (("a", a, b), ("b", b, a))))
         self.assertEqual(self.rows(), [])
 
@@ -506,7 +506,7 @@ class Adopt(CameraTest):
         outcome = self.adopt("volume1", status=1)
 
         self.assert_refused(
-            outcome, f'camera 7 "a" in {self.recorder.inside("volume1/a")}: not adopted, its id is '
+            outcome, f'camera 7 "a" in {self.recorder.inside("volume1/a")}: not adopted: its id is '
             f'used by another camera, camera 7 "Yard" in {self.recorder.inside(known)}')
         self.assertIn('camera 8 "b"', outcome.out)
         self.assertEqual(self.rows()[0], before[0])
@@ -520,7 +520,7 @@ class Adopt(CameraTest):
         folder = self.recorder.inside(storage)
         self.assert_refused(
             self.adopt("volume1", status=1),
-            f'camera 8 "Front" in {folder}: not adopted, {folder} is the same as the storage folder '
+            f'camera 8 "Front" in {folder}: not adopted: {folder} is the same as the storage folder '
             f'of camera 7 "Front", {folder}; expected a separate folder')
         self.assertEqual(self.rows(), before)
 
@@ -532,7 +532,7 @@ class Adopt(CameraTest):
 
         self.assert_refused(
             self.adopt("volume2", status=1),
-            f'camera 8 "Yard" in {self.recorder.inside("volume2/yard")}: not adopted, its identity '
+            f'camera 8 "Yard" in {self.recorder.inside("volume2/yard")}: not adopted: its identity '
             f"is that of camera 7 in {self.recorder.inside(storage)}")
 
     def test_takes_over_a_row_without_identity_of_this_very_folder(self):
@@ -554,7 +554,7 @@ class Adopt(CameraTest):
 
         self.assert_refused(
             self.adopt("volume2", status=1),
-            f'camera 7 "Front" in {self.recorder.inside("volume2/front")}: not adopted, its id is '
+            f'camera 7 "Front" in {self.recorder.inside("volume2/front")}: not adopted: its id is '
             f'used by camera 7 "Front" in {self.recorder.inside(storage)}, which has no identity')
         self.assertEqual(self.rows()[0][4], None)
 
@@ -568,9 +568,9 @@ class Adopt(CameraTest):
         outer, inner = self.recorder.inside("volume1/a"), self.recorder.inside("volume1/a/b")
         self.assert_refused(
             outcome,
-            f'camera 7 "Front" in {outer}: not adopted, its folder is around {inner}, which belongs '
+            f'camera 7 "Front" in {outer}: not adopted: its folder is around {inner}, which belongs '
             'to camera 8 "Front"',
-            f'camera 8 "Front" in {inner}: not adopted, its folder is inside {outer}, which belongs '
+            f'camera 8 "Front" in {inner}: not adopted: its folder is inside {outer}, which belongs '
             'to camera 7 "Front"')
         self.assertEqual(self.rows(), [])
 
@@ -616,8 +616,8 @@ class Adopt(CameraTest):
         folder = self.recorder.inside("volume1")
 
         self.assert_refused(self.adopt("volume1", status=1),
-                            f"{folder}: expected a folder that holds cameras' storage folders; none "
-                            "with an identity is there")
+                            f"{folder}: expected a folder with storage folders that have an "
+                            "identity")
 
     def test_wants_the_absolute_path_of_a_folder(self):
         for folder, complaint in (("volume1", "volume1: expected an absolute path"),

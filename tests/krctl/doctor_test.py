@@ -280,7 +280,7 @@ class Databases(DoctorTest):
                          problem + ", so no run can start",
                          "remove it: the next run recreates it from the databases")
         self.assertIn(problem, self.krctl("plan", status=74).err)
-        self.assertIn("the log says why", self.krctl("run", status=74).err)
+        self.assertIn("the log has the reason", self.krctl("run", status=74).err)
         self.assertIn(problem, "\n".join(self.recorder.log()))
         os.rmdir(numbers)
         self.krctl("run")
@@ -366,7 +366,7 @@ class Modes(DoctorTest):
                          f"accessible to other users: {folder} {folder}/recording.db {folder}/system.db",
                          "run krctl init")
         self.assertEqual(outcome.out.splitlines(), [
-            f"{folder}{name} was open to others and is not any more"
+            f"{folder}{name}: removed the access of other users"
             for name in ("", "/recording.db", "/system.db")])
         self.assert_line(self.diagnosis(), "modes", "ok", "databases: no access for other users")
         modes = [os.stat(self.recorder.path("var/db" + name)).st_mode & 0o7777

@@ -329,8 +329,8 @@ class OtherRun(LedgerTest):
         other = self.listed()[1]["identity"]
         self.assertEqual(
             self.krctl("undo", "2").out,
-            "snapshots: 1 restored\ne-maps: 1 restored\nnot restored: 1 rows of another run 2, whose "
-            f"record was lost: krctl undo 2 --identity {other}\n")
+            "snapshots: 1 restored\ne-maps: 1 restored\nnot restored: 1 row of another run 2, whose "
+            f"record was lost; to restore them: krctl undo 2 --identity {other}\n")
         self.assertEqual(self.all_kept(), [[2], [], []])
         document = self.krctl("undo", "2", "--json").json()
         self.assert_matches_schema(document, "undo")
@@ -458,7 +458,7 @@ class Failures(LedgerTest):
                                  "BEGIN SELECT RAISE(ABORT, 'refused by the test'); END")
         outcome = self.krctl("run", "-e", status=1)
         self.assertIn("the end of the run could not be recorded", outcome.err)
-        self.assertIn("not ended", outcome.out)
+        self.assertIn("unfinished", outcome.out)
 
     def test_that_come_after_its_end_are_the_runs(self):
         name = self.recorder.recording("volume1/cam1")
@@ -497,7 +497,7 @@ class Undo(LedgerTest):
         self.engine.do("recording", "DELETE FROM event")
         self.assertEqual(self.krctl("undo", "1").out, "recordings: 1 restored\n")
         self.assertEqual(self.krctl("undo", "1").out,
-                         "the ledger holds no matching rows of run 1\n")
+                         "no matching rows of run 1 to restore\n")
 
     def test_of_no_row_corrects_no_counts(self):
         """So that a writer beside it is no failure."""

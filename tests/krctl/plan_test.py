@@ -20,7 +20,7 @@ from support.postgresql import ServedDatabase
 from support.recorder import HALF_DAY, START_TM, Recorder
 from support.state import differences, state_of
 
-NOTHING_TO_DO = "Nothing to add or remove: krindexer would change nothing.\n"
+NOTHING_TO_DO = "Nothing to add or remove: a run would change nothing.\n"
 COUNTS = ("row_without_file", "file_without_row", "badly_named", "changed_after_start",
           "thumbnail_missing", "folder_empty", "row_renewed", "damaged")
 # The kinds' keys, by table.
@@ -223,8 +223,8 @@ class Output(PlanTest):
             ["1 Front", "alert recordings", "1", "1", "1", "1", "0", "0", "0", "1"],
             ["total", "7", "6", "7", "6", "1", "0", "2", "3"]])
         self.assertEqual(lines[7:], [
-            "1 row of a recording that can't be read: its row gets no length",
-            "krindexer would add 6 rows, remove 7 rows, make 2 thumbnails and remove 3 empty "
+            "1 row without a length, because the recording can't be read",
+            "A run would add 6 rows, remove 7 rows, make 2 thumbnails and remove 3 empty "
             "folders."])
 
     def test_options_choose_what_is_planned(self):
@@ -469,7 +469,7 @@ class Incomplete(PlanTest):
         out = self.krctl("plan", status=1).out.splitlines()
 
         self.assertTrue(out[-2].startswith("REFUSED: camera 1 Front: the volume "), out)
-        self.assertEqual(out[-1], "krindexer would remove 1 row, as far as it could be planned.")
+        self.assertEqual(out[-1], "A run would remove 1 row; the plan is incomplete.")
 
     def test_an_empty_camera_table_is_no_evidence(self):
         self.recorder.row("event", camera_id=1, path=f"{HALF_DAY}/a.mp4")
@@ -494,7 +494,7 @@ class Incomplete(PlanTest):
         outcome = self.krctl("plan", "--json", "--list", status=74)
 
         self.assertEqual(outcome.out, "")
-        self.assertTrue(outcome.err.startswith("krctl: there is no plan: database "), outcome.err)
+        self.assertTrue(outcome.err.startswith("krctl: can't make a plan: database "), outcome.err)
 
     def test_settings_that_others_could_have_written_are_refused(self):
         os.chmod(self.recorder.path("etc/kestora.toml"), 0o666)
@@ -587,13 +587,13 @@ class BrokenOff(PlanTest):
     def test_the_whole_of_it_is_a_plan(self):
         outcome = process.run(self.with_planner(self.printing(self.notes(), "exit 0"), "plan"))
         self.assertEqual((outcome.status, outcome.err), (0, ""))
-        self.assertIn("krindexer would change nothing", outcome.out)
+        self.assertIn("a run would change nothing", outcome.out)
 
     def test_by_a_planner_that_is_killed_is_no_plan(self):
         notes = self.notes()
         for length in (0, len(notes) // 2, notes.rindex("end\t"), len(notes)):
             self.assert_no_plan(self.printing(notes[:length], "kill -KILL $$"),
-                                "krctl: krplan was killed by signal 9: there is no plan")
+                                "krctl: krplan was killed by signal 9")
 
     def test_is_neither_a_run_nor_a_plan_to_status_and_metrics(self):
         """krplan writes more than a pipe holds, and nobody reads it: it is killed in the middle."""
@@ -626,14 +626,14 @@ class BrokenOff(PlanTest):
         for length in sorted({0, 1, *lines, *(line - 1 for line in lines), len(notes) - 2,
                               len(notes) - 1}):
             self.assert_no_plan(self.printing(notes[:length], "exit 0"),
-                                "krctl: krplan ended before its plan was complete",
+                                "krctl: krplan ended before the plan was complete",
                                 [("plan", "--json")])
 
     def test_in_the_middle_is_no_plan(self):
         lines = self.notes().splitlines(keepends=True)
         self.assertGreater(len(lines), 3)
         self.assert_no_plan(self.printing("".join(lines[:1] + lines[2:]), "exit 0"),
-                            "krctl: krplan ended before its plan was complete")
+                            "krctl: krplan ended before the plan was complete")
 
     def test_by_a_planner_that_was_stopped_and_is_killed_is_no_plan(self):
         pid = self.recorder.path("pid")
@@ -675,7 +675,7 @@ class BrokenOff(PlanTest):
         for redirection in (">/dev/full", ">&-"):
             outcome = process.run(["sh", "-c", f'"$@" {redirection}', "sh", *command])
             self.assertEqual((outcome.status, outcome.out), (1, ""), redirection)
-            self.assertIn("krctl: can't write to the standard output", outcome.err)
+            self.assertIn("krctl: can't write to standard output", outcome.err)
 
 
 class AgreementOnPostgresql(Agreement):

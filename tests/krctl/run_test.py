@@ -74,7 +74,7 @@ class Outcome(RunTest):
     def test_a_failure_is_status_1_and_counted_once(self):
         self.recorder.recording(self.storage, medium="cut.mp4")
         outcome = self.krctl("run", "-r", "1", status=1)
-        self.assertIn("run 1: 1 failure; the log says which", outcome.out)
+        self.assertIn("run 1: 1 failure; see the log", outcome.out)
 
     def test_after_a_recording_that_could_not_be_read_nothing_is_called_in_line(self):
         """It has a row, so that no later run reads it again."""
@@ -85,7 +85,7 @@ class Outcome(RunTest):
             self.assertIn("othing to add or remove", out)
             self.assertNotIn("in line", out.lower())
         self.assertEqual(self.krctl("run", "--json").json()["outcome"], "complete")
-        self.assertIn("0 does not say that every recording can be", self.krctl("metrics").out)
+        self.assertIn("0 does not mean that every recording can be", self.krctl("metrics").out)
 
     def test_a_folder_that_can_t_be_read_to_its_end_is_a_failure(self):
         folder = os.path.dirname(self.recorder.recording(self.storage))
@@ -150,7 +150,7 @@ class Outcome(RunTest):
         process.until(lambda: self.recorder.krctl("status", "--json").json()["running"],
                       "no run began")
         outcome = self.krctl("run", status=75)
-        self.assertIn("krctl: another run is in progress", outcome.err)
+        self.assertIn("krctl: another run, an undo or an adoption is in progress", outcome.err)
         release()
         self.assertEqual(first.wait(process.DEADLINE_S), 0)
 
@@ -169,7 +169,7 @@ class Outcome(RunTest):
         os.remove(self.recorder.path("var/db/system.db"))
         outcome = self.krctl("run", status=74)
         self.assertIn("krctl: the task store can't be used", outcome.err)
-        self.assertIn('was "krctl init" run?', outcome.err)
+        self.assertIn('if it was never created, run krctl init', outcome.err)
         self.assertIn("system.db", "".join(self.recorder.log()))
 
     def test_a_killed_run_is_no_success(self):
@@ -290,7 +290,7 @@ class Progress(RunTest):
 class Stopping(RunTest):
     def assert_was_stopped(self, status, shown):
         self.assertEqual(status, 130)
-        self.assertIn(b"krctl: stopped; what was written stays", shown)
+        self.assertIn(b"krctl: stopped; completed changes stay", shown)
         self.assertIsNone(self.krctl("status", "--json").json()["running"])
         self.assertEqual(self.rows("PRAGMA integrity_check;"), ["ok"])
 

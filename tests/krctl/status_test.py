@@ -67,7 +67,7 @@ class Status(RunTest):
         self.addCleanup(holder.close)
         holder.execute("BEGIN IMMEDIATE")
         running = self.started("krindexer", "-o", "-e")
-        said = "Could not tell whether a run is in progress: a krindexer that is not registered"
+        said = "Could not determine whether a run is in progress: a krindexer that is not registered"
         process.until(lambda: said in self.recorder.run("krctl", "status").out,
                       "the run is not seen")
         holder.execute("ROLLBACK")
@@ -82,7 +82,7 @@ class Status(RunTest):
         os.kill(live["pid"], 9)
         running.wait(process.DEADLINE_S)
         release()
-        self.assertIn("run 1: not ended", self.krctl("status").out)
+        self.assertIn("run 1: unfinished", self.krctl("status").out)
 
     def test_sees_a_run_whose_open_files_are_hidden_from_it(self):
         """As from another user or namespace; in /proc there is no answer then."""
@@ -105,7 +105,7 @@ class Status(RunTest):
         os.rename(lock, lock + ".away")
         os.symlink(lock + ".away", lock)
         outcome = self.krctl("status", status=1)
-        self.assertRegex(outcome.out, r"^Could not tell whether a run is in progress: can't open "
+        self.assertRegex(outcome.out, r"^Could not determine whether a run is in progress: can't open "
                                       r"the file \S+/reindex\.lock: it is a symbolic link\. "
                                       r"Last run, ")
         self.assertNotIn("No run", outcome.out)
@@ -116,9 +116,9 @@ class Status(RunTest):
         self.assertIn("symbolic link", document["unknown_because"])
         self.assertNotIn("kestora_reindex_running", self.krctl("metrics").out)
         self.assertIn("kestora_reindex_last_run_id 1", self.krctl("metrics").out)
-        self.assertIn("Could not tell", self.krctl("status", "--watch", status=1).out)
+        self.assertIn("Could not determine", self.krctl("status", "--watch", status=1).out)
         self.assertRegex(self.krctl("plan").out,
-                         r"(?m)^Could not tell whether a run is in progress: .*symbolic link$")
+                         r"(?m)^Could not determine whether a run is in progress: .*symbolic link$")
         self.assertIsNone(self.krctl("plan", "--json").json()["run_in_progress"])
 
     def test_cannot_tell_of_an_unregistered_run_by_its_process_alone(self):
@@ -126,9 +126,9 @@ class Status(RunTest):
         running = self.started("krindexer", "-o", "-r", "1")
         process.until(lambda: self.rows("SELECT id FROM run;", "system"), "no run began")
         outcome = self.krctl("status", status=1)
-        self.assertIn("Could not tell whether a run is in progress: run 1 is not registered",
+        self.assertIn("Could not determine whether a run is in progress: run 1 is not registered",
                       outcome.out)
-        self.assertIn("run 1: not ended", outcome.out)
+        self.assertIn("run 1: unfinished", outcome.out)
         release()
         self.assertEqual(running.wait(process.DEADLINE_S), 0)
         self.assertIn("No run in progress.", self.krctl("status").out)
@@ -143,7 +143,7 @@ class Status(RunTest):
         release()
         outcome = self.krctl("status")
         self.assertIn("No run in progress.", outcome.out)
-        self.assertIn("run 1: not ended", outcome.out)
+        self.assertIn("run 1: unfinished", outcome.out)
 
     def test_watch_follows_the_run_to_its_end(self):
         self.recorder.recording(self.storage)

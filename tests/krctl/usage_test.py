@@ -4,6 +4,7 @@ import os
 import unittest
 
 from support.case import KrctlTest
+from support.terminal import Terminal
 
 WRONG_USAGE = 64
 
@@ -11,28 +12,68 @@ WRONG_USAGE = 64
 class Usage(KrctlTest):
     def test_that_is_wrong_is_told_on_standard_error_and_ends_with_64(self):
         for arguments, said in (
-                ([], "A subcommand is required"),
-                (["camera"], "A subcommand is required"),
-                (["plann"], 'there is no command "plann"'),
-                (["camera", "forget"], 'there is no command "forget"'),
-                (["init", "now"], "The following argument was not expected: now"),
+                ([], "krctl: expected a command; see"),
+                (["camera"], "krctl camera: expected a command; see"),
+                (["plann"], 'krctl: unknown command "plann"'),
+                (["camera", "forget"], 'krctl camera: unknown command "forget"'),
+                (["init", "now"], 'krctl init: unexpected argument "now"'),
                 (["camera", "add", "--name", "a", "--storage", "/a"], "--id is required"),
                 (["camera", "add", "--id", "7", "--storage", "/a"], "--name is required"),
                 (["camera", "add", "--id", "7", "--name", "a"], "--storage is required"),
-                (["camera", "bind", "--id", "0"], "--id: Value 0 not in range 1 to 2147483647"),
-                (["camera", "remove", "--id", "2147483648"], "--id: Value 2147483648 not in range"),
-                (["camera", "remove", "--id", "seven"], "--id: Value seven not in range"),
+                (["camera", "bind", "--id", "0"], '--id: expected an integer from 1 to 2147483647, not "0"'),
+                (["camera", "remove", "--id", "2147483648"], "--id: expected an integer from 1 to"),
+                (["camera", "remove", "--id", "seven"], 'not "seven"'),
                 (["camera", "adopt"], "DIR is required"),
-                (["undo", "1", "--kind", "event"], "--kind: event not in {recordings,"),
-                (["undo", "1", "--kind", "alert_event"], "--kind: alert_event not in"),
-                (["undo", "1", "--kind", "snapshot"], "--kind: snapshot not in"),
-                (["undo", "1", "--kind", "emap"], "--kind: emap not in"),
-                (["doctor", "--jsno"], "The following argument was not expected: --jsno")):
+                (["undo", "1", "--kind", "event"], "--kind: expected one of recordings, alert-recordings, snapshots, emaps, not "),
+                (["undo", "1", "--kind", "alert_event"], 'not "alert_event"'),
+                (["undo", "1", "--kind", "snapshot"], 'not "snapshot"'),
+                (["undo", "1", "--kind", "emap"], 'not "emap"'),
+                (["doctor", "--jsno"], 'unexpected argument "--jsno"')):
             outcome = self.krctl(*arguments, status=WRONG_USAGE)
 
             self.assertEqual(outcome.out, "")
             self.assertIn(said, outcome.err)
             self.assertIn("--help", outcome.err)
+
+    def test_values_that_are_missing_or_exclude_each_other_are_errors(self):
+        for arguments, error in (
+                (["undo", "1", "--kind"], "krctl undo: --kind requires a value; see "),
+                (["undo", "0"], 'krctl undo: RUN: expected a positive integer, not "0"; see '),
+                (["status", "--watch", "--json"], "krctl status: --watch can't be used with --json; "),
+                (["report", "--html", "a", "-r", "1"], "krctl report: -r requires --plan; see ")):
+            self.assertIn(error, self.krctl(*arguments, status=WRONG_USAGE).err)
+
+    def test_help_lists_arguments_and_options_with_their_values(self):
+        self.assertEqual(self.krctl("undo", "--help").out, """\
+krctl undo - restore rows that a run removed
+
+Usage: krctl undo RUN [OPTIONS]
+
+Arguments:
+  RUN  the run's number, as listed by "krctl runs"
+
+Options:
+  -h, --help           show this help
+  --identity IDENTITY  the run's identity, if several runs have this number
+  --camera CAMERA      only rows of this camera
+  --kind KIND          only rows of this kind: recordings, alert-recordings,
+                       snapshots, emaps
+  --json               print JSON
+""")
+
+    def test_help_fits_the_terminal(self):
+        for words in ([], ["camera"], ["camera", "add"], ["undo"], ["plan"], ["report"]):
+            for columns in (80, 40):
+                terminal = Terminal(self.recorder.command("krctl", *words, "--help"), columns)
+                self.addCleanup(terminal.end)
+                self.assertEqual(terminal.finish(), 0)
+                self.assertLessEqual(max(map(len, terminal.lines())), columns, terminal.lines())
+
+    def test_help_that_can_t_be_printed_is_a_failure(self):
+        with open("/dev/full", "wb") as full:
+            outcome = self.started("krctl", "--help", stdout=full, stderr=-1, text=True)
+            _, err = outcome.communicate(timeout=60)
+        self.assertEqual((outcome.returncode, err), (1, "krctl: can't write to standard output\n"))
 
     def test_help_and_version_are_no_failure(self):
         self.assertRegex(self.krctl("--version").out, r"^krctl \d+\.\d+\.\d+\n$")

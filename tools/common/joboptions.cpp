@@ -29,9 +29,10 @@ void AddCameraOption(CLI::App& command, const char* name, std::optional<int>& ca
 } // namespace
 
 void AddJobOptions(CLI::App& command, JobOptions& jobs) {
-    AddCameraOption(command, "-r", jobs.eventCamera, "recordings of a camera; -1: of all cameras");
+    AddCameraOption(command, "-r", jobs.eventCamera,
+                    "recordings of this camera; -1 for all cameras");
     AddCameraOption(command, "-a", jobs.alertEventCamera,
-                    "alert recordings of a camera; -1: of all cameras");
+                    "alert recordings of this camera; -1 for all cameras");
     command.add_flag("-s", jobs.snapshots, "snapshots");
     command.add_flag("-e", jobs.emaps, "e-maps");
 }

@@ -21,6 +21,10 @@ struct JobOptions {
     bool operator==(const JobOptions&) const = default;
 };
 
+// About a command without any of these options.
+inline constexpr const char* kAllJobsText =
+    "Without -r, -a, -s and -e: all recordings, alert recordings, snapshots and e-maps.";
+
 // Adds -r, -a, -s and -e to a command.
 void AddJobOptions(CLI::App& command, JobOptions& jobs);
 

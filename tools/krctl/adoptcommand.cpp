@@ -17,26 +17,26 @@ using recorder::Adoption;
 using recorder::AdoptionOutcome;
 using recorder::AdoptionReport;
 
-std::string WhatBecameOf(const Adoption& adoption) {
+std::string OutcomeText(const Adoption& adoption) {
     switch (adoption.outcome) {
     case AdoptionOutcome::Added:
         return "adopted";
     case AdoptionOutcome::TakenOver:
         return "adopted, its row had no identity";
     case AdoptionOutcome::Moved:
-        return "adopted, it was in " + adoption.remark;
+        return "adopted, previously in " + adoption.remark;
     case AdoptionOutcome::Known:
-        return "is known";
+        return "already known";
     case AdoptionOutcome::Refused:
         break;
     }
-    return "not adopted, " + adoption.remark;
+    return "not adopted: " + adoption.remark;
 }
 
 void PrintAdoption(const Adoption& adoption) {
     const recorder::FoundCamera& camera = adoption.camera;
     const std::string line =
-        Printable(NameOf(camera.identity) + " in " + camera.folder + ": " + WhatBecameOf(adoption));
+        Printable(NameOf(camera.identity) + " in " + camera.folder + ": " + OutcomeText(adoption));
     if (adoption.outcome == AdoptionOutcome::Refused) {
         std::fprintf(stderr, "krctl: %s\n", line.c_str());
         return;
@@ -50,8 +50,8 @@ void PrintAdoption(const Adoption& adoption) {
     }
 }
 
-// Whether everything that was found has its row now.
-bool Tell(const AdoptionReport& report) {
+// Returns true if every camera that was found has a row now.
+bool PrintAdoptions(const AdoptionReport& report) {
     bool isWhole = report.search.obstacles.empty();
     for (const Adoption& adoption : report.adoptions) {
         PrintAdoption(adoption);
@@ -69,12 +69,12 @@ bool Tell(const AdoptionReport& report) {
 
 void Adopt(const std::string& folder) {
     const AdoptionReport report = recorder::AdoptCamerasIn(folder);
-    if (!Tell(report)) {
+    if (!PrintAdoptions(report)) {
         throw CLI::RuntimeError(1);
     }
     if (report.adoptions.empty()) {
-        throw recorder::Error(folder + ": expected a folder that holds cameras' storage folders; "
-                                       "none with an identity is there");
+        throw recorder::Error(folder +
+                              ": expected a folder with storage folders that have an identity");
     }
 }
 
@@ -82,8 +82,8 @@ void Adopt(const std::string& folder) {
 
 void AddAdoptCommand(CLI::App& command) {
     const auto folder = std::make_shared<std::string>();
-    CLI::App* const adopt = command.add_subcommand(
-        "adopt", "make the cameras known again whose storage folders are on a disk");
+    CLI::App* const adopt =
+        command.add_subcommand("adopt", "add the cameras whose storage folders are on a disk");
     adopt
         ->add_option("DIR", *folder, "the disk's root folder or a storage folder, an absolute path")
         ->required();

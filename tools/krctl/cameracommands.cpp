@@ -5,6 +5,7 @@
 #include "tools/common/json.h"
 #include "tools/common/terminal.h"
 #include "tools/krctl/binding.h"
+#include "tools/krctl/help.h"
 
 #include <climits>
 #include <cstdio>
@@ -16,23 +17,21 @@
 
 namespace {
 
-void PrintNextRun(const recorder::CameraRow& camera, bool isLast) {
-    std::printf("camera %d \"%s\" is removed; its files in %s stay\n", camera.id,
+void PrintRemoval(const recorder::CameraRow& camera, bool isLast) {
+    std::printf("camera %d \"%s\" was removed; its files stay in %s\n", camera.id,
                 Printable(camera.name).c_str(), Printable(camera.storagePath).c_str());
     if (isLast) {
-        std::puts("it was the last one: while there is no camera, no run removes the rows of its "
-                  "recordings");
+        std::puts("it was the last camera: without cameras, a run removes no rows of recordings");
     } else {
-        std::puts("the next run with -r removes the rows of its recordings, and krctl undo can put "
-                  "them back; the rows of its alert recordings stay");
+        std::puts("the next run with -r removes the rows of its recordings, which krctl undo can "
+                  "restore; the rows of its alert recordings stay");
     }
-    std::printf("krctl camera adopt %s makes it known again\n",
-                Printable(camera.storagePath).c_str());
+    std::printf("to add it again: krctl camera adopt %s\n", Printable(camera.storagePath).c_str());
 }
 
 void RemoveCamera(int id) {
     const recorder::CameraRow camera = recorder::ForgetCamera(id);
-    PrintNextRun(camera, recorder::ListCameras().empty());
+    PrintRemoval(camera, recorder::ListCameras().empty());
 }
 
 void PrintCameras() {
@@ -61,45 +60,46 @@ void PrintCamerasAsJson() {
 }
 
 void AddIdOption(CLI::App& command, int& id) {
-    command.add_option("--id", id, "its number, 1 to 2147483647")
+    command.add_option("--id", id, "the camera's id, 1 to 2147483647")
+        ->type_name("ID")
         ->required()
-        ->check(CLI::Range(1, INT_MAX));
+        ->check(PositiveInteger(INT_MAX));
 }
 
 void AddListCommand(CLI::App& command) {
     const auto asJson = std::make_shared<bool>(false);
-    CLI::App* const list = command.add_subcommand(
-        "list", "one camera a line: id, name, storage folder, volume, identity");
-    list->add_flag("--json", *asJson, "as JSON");
+    CLI::App* const list =
+        command.add_subcommand("list", "list cameras: id, name, storage folder, volume, identity");
+    list->add_flag("--json", *asJson, "print JSON");
     list->callback([asJson] { *asJson ? PrintCamerasAsJson() : PrintCameras(); });
 }
 
 } // namespace
 
 void AddCameraCommands(CLI::App& app) {
-    CLI::App* const command = app.add_subcommand("camera", "the recorder's cameras");
+    CLI::App* const command = app.add_subcommand("camera", "manage the recorder's cameras");
     command->require_subcommand(1);
     const auto camera = std::make_shared<recorder::CameraRow>();
 
-    CLI::App* const add = command->add_subcommand("add", "make a camera known to the recorder");
+    CLI::App* const add = command->add_subcommand("add", "add a camera");
     AddIdOption(*add, camera->id);
-    add->add_option("--name", camera->name, "its name, for people")->required();
+    add->add_option("--name", camera->name, "the camera's name")->type_name("NAME")->required();
     add->add_option("--storage", camera->storagePath,
                     "the folder that holds its half-day folders, an absolute path")
+        ->type_name("DIR")
         ->required();
     add->callback([camera] {
         PrintBinding(recorder::AddNewCamera(camera->id, camera->name, camera->storagePath));
     });
 
     CLI::App* const bind = command->add_subcommand(
-        "bind", "bind a camera to the volume that its storage folder lies on now");
+        "bind", "bind a camera to the volume that holds its storage folder");
     AddIdOption(*bind, camera->id);
     bind->callback([camera] { PrintBinding(recorder::BindCamera(camera->id)); });
 
     AddListCommand(*command);
 
-    CLI::App* const remove = command->add_subcommand(
-        "remove", "make the recorder forget a camera; its files stay where they are");
+    CLI::App* const remove = command->add_subcommand("remove", "remove a camera; its files stay");
     AddIdOption(*remove, camera->id);
     remove->callback([camera] { RemoveCamera(camera->id); });
 

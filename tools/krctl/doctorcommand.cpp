@@ -77,7 +77,7 @@ const char* ColourOf(Health health) {
     return "";
 }
 
-// The checks of a kind's folder are called by the kind's key.
+// Returns the kind's name if the subject is a kind's key, otherwise the subject.
 std::string SubjectText(const std::string& subject) {
     for (const MediaKind& kind : MediaKinds()) {
         if (kind.key == subject) {
@@ -128,8 +128,7 @@ void Diagnose(bool asJson) {
 void AddDoctorCommand(CLI::App& app) {
     const auto asJson = std::make_shared<bool>(false);
     CLI::App* const doctor =
-        app.add_subcommand("doctor", "what is wrong with this recorder, and what to do about it; "
-                                     "changes nothing");
-    doctor->add_flag("--json", *asJson, "as JSON");
+        app.add_subcommand("doctor", "check this recorder for problems; changes nothing");
+    doctor->add_flag("--json", *asJson, "print JSON");
     doctor->callback([asJson] { Diagnose(*asJson); });
 }

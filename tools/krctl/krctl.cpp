@@ -8,11 +8,13 @@
 #include "recorder/support/privacy.h"
 #include "tools/common/terminal.h"
 #include "tools/krctl/commands.h"
+#include "tools/krctl/help.h"
 
 #include <cstdio>
 #include <exception>
+#include <iostream>
+#include <memory>
 #include <string>
-#include <vector>
 
 #include <CLI/CLI.hpp>
 
@@ -25,34 +27,43 @@ namespace {
 void InitDatabases() {
     recorder::InitDatabases();
     for (const std::string& path : recorder::CloseToOthers(recorder::kDatabaseDir)) {
-        std::printf("%s was open to others and is not any more\n", path.c_str());
+        std::printf("%s: removed the access of other users\n", path.c_str());
     }
     recorder::NoteNumbersOfDatabases();
 }
 
 void AddInitCommand(CLI::App& app) {
-    app.add_subcommand("init", "create the recorder's databases, or what is missing of them")
+    app.add_subcommand("init", "create or upgrade the recorder's databases")
         ->callback(InitDatabases);
 }
 
-int Complain(const std::exception& error, int status) {
+// Incomplete output is a failure, whatever the command did.
+int FlushOutput() {
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) {
+        return 0;
+    }
+    std::fputs("krctl: can't write to standard output\n", stderr);
+    return 1;
+}
+
+int Fail(const std::exception& error, int status) {
     std::fprintf(stderr, "krctl: %s\n", Printable(error.what()).c_str());
     return status;
 }
 
-// Wrong usage; or help was asked for, or the version.
-int Tell(const CLI::App& app, const CLI::ParseError& error) {
-    const std::vector<std::string> unknown = app.remaining(true);
-    if (dynamic_cast<const CLI::RequiredError*>(&error) != nullptr && !unknown.empty()) {
-        std::fprintf(stderr, "krctl: there is no command \"%s\"; \"krctl --help\" lists them\n",
-                     Printable(unknown.front()).c_str());
-        return EX_USAGE;
+// Prints the help or the version if that was asked for, otherwise the error.
+int EndParsing(const CLI::App& app, const CLI::ParseError& error) {
+    if (error.get_exit_code() == 0) {
+        app.exit(error);
+        std::cout.flush();
+        return FlushOutput();
     }
-    return app.exit(error) == 0 ? 0 : EX_USAGE;
+    std::fprintf(stderr, "%s\n", Printable(UsageError(app, error)).c_str());
+    return EX_USAGE;
 }
 
-// A descriptor that the caller has closed would be given to the next file that is opened, and what
-// is printed would go into that file. These can't be written to.
+// If the caller closed a standard descriptor, the next opened file would get its number, and
+// output would be written into that file. The descriptors opened here can't be written to.
 void OccupyClosedDescriptors() {
     for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
         if (fcntl(fd, F_GETFD) < 0) {
@@ -61,22 +72,15 @@ void OccupyClosedDescriptors() {
     }
 }
 
-// What was printed in part, or not at all, must not look like an outcome.
-int FlushOutput() {
-    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) {
-        return 0;
-    }
-    std::fprintf(stderr, "krctl: can't write to the standard output\n");
-    return 1;
-}
-
 } // namespace
 
 int main(int argc, char** argv) {
     OccupyClosedDescriptors();
-    CLI::App app("Operates a Kestora recorder.", "krctl");
+    CLI::App app("set up and operate a Kestora recorder", "krctl");
+    app.formatter(std::make_shared<HelpFormatter>());
+    app.set_help_flag("-h,--help", "show this help");
     app.require_subcommand(1);
-    app.set_version_flag("--version", "krctl " KESTORA_VERSION);
+    app.set_version_flag("--version", "krctl " KESTORA_VERSION, "show the version");
     AddInitCommand(app);
     AddCameraCommands(app);
     AddVolumeCommands(app);
@@ -87,20 +91,21 @@ int main(int argc, char** argv) {
     AddReportCommand(app);
     AddMetricsCommand(app);
     AddDoctorCommand(app);
+    app.footer("\"krctl COMMAND --help\" describes a command."); // the commands would inherit it
     try {
         app.parse(argc, argv);
         return FlushOutput();
     } catch (const CLI::RuntimeError& error) {
-        return error.get_exit_code(); // a command's own, which has said why
+        return error.get_exit_code(); // the command has printed the reason
     } catch (const CLI::ParseError& error) {
-        return Tell(app, error);
+        return EndParsing(app, error);
     } catch (const recorder::SettingsError& error) {
-        return Complain(error, EX_CONFIG);
+        return Fail(error, EX_CONFIG);
     } catch (const recorder::UntrustedLog&) {
-        // the reason is on stderr already
-        std::fputs("krctl: a change that can't be logged is not made\n", stderr);
+        // The reason is on stderr already.
+        std::fputs("krctl: no change was made, because changes can't be logged\n", stderr);
         return EX_CONFIG;
     } catch (const std::exception& error) {
-        return Complain(error, 1);
+        return Fail(error, 1);
     }
 }

@@ -6,6 +6,7 @@
 #include "tools/common/table.h"
 #include "tools/common/terminal.h"
 #include "tools/common/words.h"
+#include "tools/krctl/help.h"
 #include "tools/krctl/run/runview.h"
 
 #include <algorithm>
@@ -20,9 +21,9 @@
 
 namespace {
 
-constexpr int kExitNotRestored = 1; // or not all of it, or the counts are not corrected
+constexpr int kExitIncomplete = 1; // not all rows were restored, or the counts not corrected
 
-// Two runs can have one number where databases were restored: then each is shown with its identity.
+// If databases were restored, two runs can have one number. Each is then shown with its identity.
 std::string LostText(const recorder::RunRecord& run, const std::vector<recorder::RunRecord>& runs) {
     const auto ofNumber = std::count_if(runs.begin(), runs.end(),
                                         [&](const auto& other) { return other.id == run.id; });
@@ -34,7 +35,7 @@ void AddRows(Table& table, const recorder::RunRecord& run,
              const std::vector<recorder::RunRecord>& runs) {
     const std::string id = std::to_string(run.id);
     const std::string start = run.isOnRecord ? TimeText(run.startTm) : "-";
-    const std::string end = !run.isOnRecord ? "-" : run.endTm ? TimeText(*run.endTm) : "not ended";
+    const std::string end = !run.isOnRecord ? "-" : run.endTm ? TimeText(*run.endTm) : "unfinished";
     const std::string outcome = run.isOnRecord ? OutcomeText(run) : LostText(run, runs);
     if (run.changes.empty()) {
         table.AddRow({id, start, end, outcome, "-", "0", "0", "0"});
@@ -112,7 +113,7 @@ void PrintUndoneKind(const recorder::UndoneKind& kind) {
                     Printable(name + ": " + NameOf(row) + ": " + row.why).c_str());
     }
     if (kind.notRestored.size() > kNamed) {
-        std::printf("not restored: %zu more of %s; \"krctl undo --json\" names all\n",
+        std::printf("not restored: %zu more of %s; \"krctl undo --json\" lists all\n",
                     kind.notRestored.size() - kNamed, name.c_str());
     }
 }
@@ -127,15 +128,16 @@ long Undoable(const recorder::RunRecord& run) {
 
 void PrintOtherRuns(const std::vector<recorder::RunRecord>& others) {
     for (const recorder::RunRecord& other : others) {
-        std::printf("not restored: %ld rows of another run %ld, whose record was lost: "
+        std::printf("not restored: %s of another run %ld, whose record was lost; to restore them: "
                     "krctl undo %ld --identity %s\n",
-                    Undoable(other), other.id, other.id, recorder::IdentityText(other).c_str());
+                    Counted(Undoable(other), "row").c_str(), other.id, other.id,
+                    recorder::IdentityText(other).c_str());
     }
 }
 
 void PrintUndoneForPeople(long run, const recorder::Undone& undone) {
     if (undone.kinds.empty() && undone.failures.empty()) {
-        std::printf("the ledger holds no matching rows of run %ld\n", run);
+        std::printf("no matching rows of run %ld to restore\n", run);
     }
     for (const recorder::UndoneKind& kind : undone.kinds) {
         PrintUndoneKind(kind);
@@ -183,7 +185,7 @@ bool IsComplete(const recorder::Undone& undone) {
 }
 
 void Undo(const recorder::UndoSelection& selection, bool asJson) {
-    // First: what fails afterwards must not hide what was restored.
+    // Read first, so that a failure here can't hide what was restored.
     const std::vector<recorder::RunRecord> others = recorder::OtherRuns(selection);
     const recorder::Undone undone = recorder::Undo(selection);
     if (asJson) {
@@ -197,49 +199,54 @@ void Undo(const recorder::UndoSelection& selection, bool asJson) {
         std::fprintf(stderr, "krctl: %s\n", Printable(failure).c_str());
     }
     if (!IsComplete(undone)) {
-        throw CLI::RuntimeError(kExitNotRestored);
+        throw CLI::RuntimeError(kExitIncomplete);
     }
 }
 
-// The option takes a key, the selection holds the table.
+// The option takes a key, the selection holds a table.
 void AddKindOption(CLI::App& undo, recorder::UndoSelection& selection) {
-    std::vector<std::string> keys;
+    std::string keys;
     for (const MediaKind& kind : MediaKinds()) {
-        keys.emplace_back(kind.key);
+        keys += std::string(keys.empty() ? "" : ", ") + kind.key;
     }
-    const auto select = [&selection](const std::string& key) {
-        for (const MediaKind& kind : MediaKinds()) {
-            if (kind.key == key) {
-                selection.kind = kind.table;
+    const CLI::Validator toTable(
+        [keys](std::string& key) {
+            for (const MediaKind& kind : MediaKinds()) {
+                if (kind.key == key) {
+                    key = kind.table;
+                    return std::string();
+                }
             }
-        }
-    };
-    undo.add_option_function<std::string>("--kind", select, "rows of this kind only")
-        ->check(CLI::IsMember(keys));
+            return "expected one of " + keys + ", not \"" + key + '"';
+        },
+        "");
+    undo.add_option("--kind", selection.kind, "only rows of this kind: " + keys)
+        ->type_name("KIND")
+        ->transform(toTable);
 }
 
 } // namespace
 
 void AddLedgerCommands(CLI::App& app) {
     CLI::App* const runs =
-        app.add_subcommand("runs", "the runs, newest first, and how many rows of each kind they "
-                                   "added and removed");
+        app.add_subcommand("runs", "list the runs and the rows that they added and removed");
     const auto asJson = std::make_shared<bool>(false);
-    runs->add_flag("--json", *asJson, "print them as JSON");
+    runs->add_flag("--json", *asJson, "print JSON");
     runs->callback([asJson] { PrintRuns(*asJson); });
 
     const auto selection = std::make_shared<recorder::UndoSelection>();
-    CLI::App* const undo = app.add_subcommand(
-        "undo", "restore the rows that a run removed, never over rows that are there");
-    undo->add_option("RUN", selection->run, "its number, as \"krctl runs\" prints it")
+    CLI::App* const undo = app.add_subcommand("undo", "restore rows that a run removed");
+    undo->add_option("RUN", selection->run, "the run's number, as listed by \"krctl runs\"")
         ->required()
-        ->check(CLI::Range(1L, LONG_MAX));
+        ->check(PositiveInteger(LONG_MAX));
     undo->add_option("--identity", selection->identity,
-                     "which of several runs of that number, as \"krctl runs\" prints it");
-    undo->add_option("--camera", selection->camId, "rows of this camera only")
-        ->check(CLI::Range(1, INT_MAX));
+                     "the run's identity, if several runs have this number")
+        ->type_name("IDENTITY");
+    undo->add_option("--camera", selection->camId, "only rows of this camera")
+        ->type_name("CAMERA")
+        ->check(PositiveInteger(INT_MAX));
     AddKindOption(*undo, *selection);
     const auto undoneAsJson = std::make_shared<bool>(false);
-    undo->add_flag("--json", *undoneAsJson, "print what was restored, and what was not, as JSON");
+    undo->add_flag("--json", *undoneAsJson, "print JSON");
     undo->callback([selection, undoneAsJson] { Undo(*selection, *undoneAsJson); });
 }

@@ -21,11 +21,11 @@ namespace {
 
 using Answer = recorder::RunInProgress::Answer;
 
-constexpr mode_t kMode = 0644; // the collector runs as another user
+constexpr mode_t kMode = 0644; // because the collector runs as another user
 constexpr double kMsPerSecond = 1000.0;
 constexpr const char* kPrefix = "kestora_reindex_";
 
-// Within a label's quotes; it has to be UTF-8.
+// The text as it is written within a label's quotes, in UTF-8.
 std::string Escaped(const std::string& text) {
     std::string escaped;
     for (const char c : JsonText(text).get<std::string>()) {
@@ -50,7 +50,7 @@ std::string Gauge(const std::string& name, const std::string& help, double value
     return Help(name, help) + Sample(name, "", value);
 }
 
-// A camera twice in a run is one series: the parts are added up.
+// If a run has two parts with the same labels, they are added up to one series.
 using PartsByLabels = std::map<std::string, recorder::RunPart>;
 
 PartsByLabels PartsOf(const RunView& run) {
@@ -78,49 +78,48 @@ std::string Gauges(const PartsByLabels& parts, const std::string& name, const st
 }
 
 std::string RunText(const recorder::RunRecord& run) {
-    return Gauge("last_run_id", "Number of the newest run that ended.",
-                 static_cast<double>(run.id)) +
-           Gauge("last_run_start_timestamp_seconds", "When it began.",
+    return Gauge("last_run_id", "Number of the last finished run.", static_cast<double>(run.id)) +
+           Gauge("last_run_start_timestamp_seconds", "Start of the last finished run.",
                  static_cast<double>(run.startTm)) +
-           Gauge("last_run_end_timestamp_seconds", "When it ended.",
+           Gauge("last_run_end_timestamp_seconds", "End of the last finished run.",
                  static_cast<double>(run.endTm.value_or(0))) +
-           Gauge("last_run_duration_seconds", "How long it took.",
+           Gauge("last_run_duration_seconds", "Duration of the last finished run.",
                  static_cast<double>(run.endTm.value_or(run.startTm) - run.startTm)) +
            Gauge("last_run_failures",
-                 "Failures in the last run that ended. Later runs do not read again what "
-                 "could not be read: 0 does not say that every recording can be.",
+                 "Failures in the last finished run. 0 does not mean that every recording can be "
+                 "read: a recording that has a row is not read again.",
                  static_cast<double>(run.failures)) +
-           Gauge("last_run_refusals", "What was refused in it, parts and all.",
+           Gauge("last_run_refusals", "Refusals in the last finished run.",
                  static_cast<double>(run.refusals));
 }
 
 std::string PartsText(const PartsByLabels& parts) {
     using recorder::RunPart;
-    return Gauges(parts, "part_duration_seconds", "How long the part took.",
+    return Gauges(parts, "part_duration_seconds", "Duration of the part.",
                   [](const RunPart& part) {
                       return static_cast<double>(part.durationMs) / kMsPerSecond;
                   }) +
-           Gauges(parts, "part_files", "Files that were looked at.",
+           Gauges(parts, "part_files", "Files examined.",
                   [](const RunPart& part) { return static_cast<double>(part.files); }) +
-           Gauges(parts, "part_rows_before", "Rows that there were before.",
+           Gauges(parts, "part_rows_before", "Rows before the run.",
                   [](const RunPart& part) { return static_cast<double>(part.known); }) +
-           Gauges(parts, "part_rows_added", "Rows that were added.",
+           Gauges(parts, "part_rows_added", "Rows added.",
                   [](const RunPart& part) { return static_cast<double>(part.added); }) +
-           Gauges(parts, "part_rows_removed", "Rows that were removed.",
+           Gauges(parts, "part_rows_removed", "Rows removed.",
                   [](const RunPart& part) { return static_cast<double>(part.removed); }) +
-           Gauges(parts, "part_failures", "What failed.",
+           Gauges(parts, "part_failures", "Failures in the part.",
                   [](const RunPart& part) { return static_cast<double>(part.failures); }) +
-           Gauges(parts, "part_refusals", "What the recorder declined to do, for safety.",
+           Gauges(parts, "part_refusals", "Changes that the recorder refused for safety.",
                   [](const RunPart& part) { return static_cast<double>(part.refusals); });
 }
 
-// No sample where it can't be told: any value would claim that it can.
+// Without an answer there is no sample, because any value would claim one.
 std::string RunningText(Answer inProgress) {
     return inProgress == Answer::Unknown
                ? ""
                : Gauge("running",
-                       "1 while a run is in progress, 0 while none is; absent where that can't be "
-                       "told.",
+                       "1 while a run is in progress, 0 while none is; absent if this could not be "
+                       "determined.",
                        inProgress == Answer::Yes ? 1.0 : 0.0);
 }
 
@@ -144,13 +143,10 @@ void Metrics(const std::string& output) {
 } // namespace
 
 void AddMetricsCommand(CLI::App& app) {
-    CLI::App* const command = app.add_subcommand(
-        "metrics", "the newest run that ended, in the text format of Prometheus");
+    CLI::App* const command =
+        app.add_subcommand("metrics", "print the last finished run as Prometheus metrics");
     const auto output = std::make_shared<std::string>();
-    command
-        ->add_option("--output", *output,
-                     "write them to this file, whole or not at all: for the textfile collector "
-                     "of the node exporter")
+    command->add_option("--output", *output, "replace this file instead, for a textfile collector")
         ->type_name("FILE");
     command->callback([output] { Metrics(*output); });
 }

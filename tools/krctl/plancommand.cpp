@@ -23,7 +23,7 @@ struct PlanOptions {
     bool asJson = false;
 };
 
-// Prints each item as it comes: there may be millions of them.
+// Prints each item when it arrives, because there may be millions.
 class ItemPrinter {
 public:
     explicit ItemPrinter(bool asJson) : m_asJson(asJson) {}
@@ -38,7 +38,7 @@ public:
         m_hasPrinted = true;
     }
 
-    // Prints the plan behind them.
+    // Prints the plan after the items.
     void End(const PlanSummary& plan) const {
         if (m_asJson) {
             std::string rest = JsonOf(plan).dump(2);
@@ -71,7 +71,7 @@ void Plan(const PlanOptions& options) {
         throw recorder::Error("krplan ended with status " + std::to_string(status));
     }
     if (status != 0) {
-        std::fprintf(stderr, "krctl: there is no plan: %s\n", plan.WhyNone().c_str());
+        std::fprintf(stderr, "krctl: can't make a plan: %s\n", plan.WhyNone().c_str());
         throw CLI::RuntimeError(status);
     }
     if (options.withItems) {
@@ -90,11 +90,11 @@ void Plan(const PlanOptions& options) {
 
 void AddPlanCommand(CLI::App& app) {
     CLI::App* const command =
-        app.add_subcommand("plan", "tell what krindexer would do, and write nothing");
+        app.add_subcommand("plan", "show what a run would change; changes nothing");
     const auto options = std::make_shared<PlanOptions>();
     AddJobOptions(*command, options->jobs);
-    command->add_flag("--list", options->withItems, "print every file, row and folder, one a line");
-    command->add_flag("--json", options->asJson, "print the plan as JSON");
-    command->footer("Without -r, -a, -s and -e: everything, as by -e -s -r -1 -a -1.");
+    command->add_flag("--list", options->withItems, "list every file, row and folder");
+    command->add_flag("--json", options->asJson, "print JSON");
+    command->footer(kAllJobsText);
     command->callback([options] { Plan(*options); });
 }

@@ -16,7 +16,7 @@
 
 namespace {
 
-constexpr mode_t kMode = 0640; // names of cameras, and when they recorded
+constexpr mode_t kMode = 0640; // the page shows when each camera recorded
 
 struct ReportOptions {
     std::string file;
@@ -31,24 +31,23 @@ Report ReportOf(const ReportOptions& options) {
 void MakeReport(const ReportOptions& options) {
     Report report = ReportOf(options);
     report.footer =
-        "Made by krctl report on " + LongTimeText(std::time(nullptr)) + ". Days are UTC.";
+        "Created by krctl report on " + LongTimeText(std::time(nullptr)) + ". Days are in UTC.";
     WriteOutputFile(options.file, PageOf(report), kMode);
 }
 
 } // namespace
 
 void AddReportCommand(CLI::App& app) {
-    CLI::App* const command = app.add_subcommand(
-        "report", "the newest run or a plan, and every camera's recordings by day, as a page");
+    CLI::App* const command = app.add_subcommand("report", "write an HTML page about the last run");
     const auto options = std::make_shared<ReportOptions>();
-    command->add_option("--html", options->file, "the page, which is written or replaced")
+    command->add_option("--html", options->file, "write the page to this file")
         ->type_name("FILE")
         ->required();
-    CLI::Option* const ofPlan = command->add_flag(
-        "--plan", options->ofPlan, "of what krindexer would do, as \"krctl plan\" tells it");
+    CLI::Option* const ofPlan =
+        command->add_flag("--plan", options->ofPlan, "report what a run would change instead");
     AddJobOptions(*command, options->jobs);
     for (const char* const name : {"-r", "-a", "-s", "-e"}) {
-        command->get_option(name)->needs(ofPlan);
+        command->get_option(name)->needs(ofPlan)->group("Options with --plan");
     }
     command->callback([options] { MakeReport(*options); });
 }

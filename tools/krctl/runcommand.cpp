@@ -121,17 +121,18 @@ std::string WhyUntrusted(const std::string& seeLog) {
 }
 
 [[noreturn]] void FailFor(int status) {
-    const std::string log = std::string("; the log says why: ") + recorder::kLogFile;
+    const std::string log = std::string("; the log has the reason: ") + recorder::kLogFile;
     switch (status) {
     case EX_TEMPFAIL:
-        std::fprintf(
-            stderr,
-            "krctl: another run is in progress, or an undo or an adoption; \"krctl status\" "
-            "shows a run\n");
+        std::fputs("krctl: another run, an undo or an adoption is in progress; \"krctl status\" "
+                   "shows a run\n",
+                   stderr);
         break;
     case EX_IOERR:
-        std::fprintf(stderr, "krctl: the task store can't be used%s; was \"krctl init\" run?\n",
-                     log.c_str());
+        std::fprintf(
+            stderr,
+            "krctl: the task store can't be used%s; if it was never created, run krctl init\n",
+            log.c_str());
         break;
     case EX_CONFIG:
         std::fprintf(stderr, "krctl: %s\n", Printable(WhyUntrusted(log)).c_str());
@@ -180,18 +181,16 @@ void AwaitPublication(ChildProcess& child, std::optional<long> newestBefore, boo
 
 void FailIfStopped(const ChildProcess& child, bool whileAtWork) {
     if (child.WasStopped()) {
-        std::fprintf(stderr,
-                     whileAtWork
-                         ? "krctl: stopped; what was written stays, the next run completes the "
-                           "work\n"
-                         : "krctl: stopped; notifications that are left remain queued\n");
+        std::fprintf(
+            stderr, whileAtWork
+                        ? "krctl: stopped; completed changes stay, and the next run does the rest\n"
+                        : "krctl: stopped; unpublished messages stay queued\n");
         throw CLI::RuntimeError(kExitStopped);
     }
     if (!child.Status()) {
         throw recorder::Error(whileAtWork
                                   ? "krindexer was killed; the next run completes its work"
-                                  : "krindexer was killed; notifications that are left remain "
-                                    "queued");
+                                  : "krindexer was killed; unpublished messages stay queued");
     }
 }
 
@@ -220,12 +219,12 @@ void Run(const JobOptions& jobs, bool asJson) {
     }
     FailIfStopped(child, hasEnded);
     if (!run) {
-        throw recorder::Error(std::string("the run left no record; the log says why: ") +
+        throw recorder::Error(std::string("the run left no record; the log has the reason: ") +
                               recorder::kLogFile);
     }
     if (!run->record.endTm) {
         throw recorder::Error(std::string("krindexer ended, but the end of the run could not be "
-                                          "recorded; the log says why: ") +
+                                          "recorded; the log has the reason: ") +
                               recorder::kLogFile);
     }
     if (StatusOf(run->record) != 0) {
@@ -236,12 +235,11 @@ void Run(const JobOptions& jobs, bool asJson) {
 } // namespace
 
 void AddRunCommand(CLI::App& app) {
-    CLI::App* const command = app.add_subcommand(
-        "run", "bring the rows in line with the files, by krindexer, and tell how it went");
+    CLI::App* const command = app.add_subcommand("run", "run krindexer and show the result");
     const auto jobs = std::make_shared<JobOptions>();
     const auto asJson = std::make_shared<bool>(false);
     AddJobOptions(*command, *jobs);
-    command->add_flag("--json", *asJson, "print the outcome as JSON, and no progress");
-    command->footer("Without -r, -a, -s and -e: everything, as by -e -s -r -1 -a -1.");
+    command->add_flag("--json", *asJson, "print the result as JSON, without progress");
+    command->footer(kAllJobsText);
     command->callback([jobs, asJson] { Run(*jobs, *asJson); });
 }

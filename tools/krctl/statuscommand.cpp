@@ -99,12 +99,12 @@ void Print(const RunInProgress& found) {
         PrintNewestRun("No run in progress");
         break;
     case Answer::Unknown:
-        PrintNewestRun(Printable("Could not tell whether a run is in progress: " + found.why));
+        PrintNewestRun(Printable("Could not determine whether a run is in progress: " + found.why));
         break;
     }
 }
 
-// Until the run is over.
+// Shows the run until it ends.
 void Watch() {
     ProgressDisplay display(true);
     for (RunInProgress found = recorder::FindRunInProgress(); found.answer == Answer::Yes;
@@ -134,10 +134,10 @@ void Status(const StatusOptions& options) {
 
 void AddStatusCommand(CLI::App& app) {
     CLI::App* const command =
-        app.add_subcommand("status", "the run in progress, or how the last one ended");
+        app.add_subcommand("status", "show the run in progress, or the last run");
     const auto options = std::make_shared<StatusOptions>();
-    CLI::Option* const watch =
-        command->add_flag("--watch", options->watch, "follow the run until it ends");
-    command->add_flag("--json", options->json, "print it as JSON")->excludes(watch);
+    CLI::Option* const watch = command->add_flag("--watch", options->watch,
+                                                 "follow the run until it ends; not with --json");
+    command->add_flag("--json", options->json, "print JSON")->excludes(watch);
     command->callback([options] { Status(*options); });
 }

@@ -52,15 +52,15 @@ void PrintVolumes() {
 } // namespace
 
 void AddVolumeCommands(CLI::App& app) {
-    CLI::App* const command = app.add_subcommand("volume", "the disks that cameras record to");
+    CLI::App* const command =
+        app.add_subcommand("volume", "manage the volumes that cameras record to");
     command->require_subcommand(1);
     const auto folder = std::make_shared<std::string>();
 
-    CLI::App* const init = command->add_subcommand(
-        "init", "give a disk an identity, and print it; cameras can then be bound to it");
+    CLI::App* const init = command->add_subcommand("init", "give a disk an identity, and print it");
     init->add_option("DIR", *folder, "the disk's root folder, an absolute path")->required();
     init->callback([folder] { std::puts(recorder::InitVolume(*folder).c_str()); });
 
-    command->add_subcommand("list", "one volume a line: id, root folder, cameras, state and why")
+    command->add_subcommand("list", "list volumes: id, root folder, cameras, state, reason")
         ->callback(PrintVolumes);
 }

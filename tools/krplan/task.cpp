@@ -35,7 +35,7 @@ void NoteCameras() {
 }
 
 void NoteRunInProgress() {
-    const std::string unknown = "Could not tell whether a run is in progress: ";
+    const std::string unknown = "Could not determine whether a run is in progress: ";
     Notebook& notebook = Notebook::OfThisProcess();
     try {
         const recorder::RunInProgress found = recorder::FindRunInProgress();

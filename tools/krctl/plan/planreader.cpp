@@ -63,7 +63,7 @@ public:
         }
         if (!WIFEXITED(status)) {
             throw recorder::Error("krplan was killed by signal " +
-                                  std::to_string(WTERMSIG(status)) + ": there is no plan");
+                                  std::to_string(WTERMSIG(status)));
         }
         return WEXITSTATUS(status);
     }
@@ -76,7 +76,8 @@ private:
 plan::Note NoteOf(std::string_view line) {
     std::optional<plan::Note> note = plan::ParseLine(line);
     if (!note) {
-        throw recorder::Error("krplan printed a line that is no note: is it of this version?");
+        throw recorder::Error(
+            "krplan printed an unexpected line: expected a krplan of the same version");
     }
     return std::move(*note);
 }
@@ -122,7 +123,7 @@ int ReadPlan(const JobOptions& jobs, const std::function<void(const plan::Note&)
     }
     const int status = planner.AwaitEnd();
     if (status == 0 && !stream.IsWhole(text)) {
-        throw recorder::Error("krplan ended before its plan was complete: there is no plan");
+        throw recorder::Error("krplan ended before the plan was complete");
     }
     return status;
 }

@@ -21,22 +21,21 @@ std::vector<std::string> Changes(const PlanPart& total) {
         Reason reason;
         const char* verb;
         const char* noun;
-        const char* manner;
     };
     static constexpr Change kChanges[] = {
-        {Reason::FileWithoutRow, "add ", "row", ""},
-        {Reason::RowWithoutFile, "remove ", "row", ""},
-        {Reason::RowRenewed, "write ", "row", " anew"},
-        {Reason::ThumbnailMissing, "make ", "thumbnail", ""},
-        {Reason::FolderEmpty, "remove ", "empty folder", ""},
+        {Reason::FileWithoutRow, "add ", "row"},
+        {Reason::RowWithoutFile, "remove ", "row"},
+        {Reason::RowRenewed, "rewrite ", "row"},
+        {Reason::ThumbnailMissing, "make ", "thumbnail"},
+        {Reason::FolderEmpty, "remove ", "empty folder"},
     };
-    std::vector<std::string> deeds;
-    for (const Change& deed : kChanges) {
-        if (const long count = total.Count(deed.reason); count > 0) {
-            deeds.push_back(deed.verb + Counted(count, deed.noun) + deed.manner);
+    std::vector<std::string> changes;
+    for (const Change& change : kChanges) {
+        if (const long count = total.Count(change.reason); count > 0) {
+            changes.push_back(change.verb + Counted(count, change.noun));
         }
     }
-    return deeds;
+    return changes;
 }
 
 } // namespace
@@ -97,11 +96,11 @@ bool PlanSummary::HasChanges() const {
 
 std::string PlanSummary::Sentence() const {
     if (!HasChanges()) {
-        return IsComplete() ? "Nothing to add or remove: krindexer would change nothing."
-                            : "krindexer would change nothing, as far as it could be planned.";
+        return IsComplete() ? "Nothing to add or remove: a run would change nothing."
+                            : "A run would change nothing, but the plan is incomplete.";
     }
-    return "krindexer would " + Enumerated(Changes(Total())) +
-           (IsComplete() ? "." : ", as far as it could be planned.");
+    return "A run would " + Enumerated(Changes(Total())) +
+           (IsComplete() ? "." : "; the plan is incomplete.");
 }
 
 PlanPart& PlanSummary::PartOf(const plan::Note& note) {
@@ -114,14 +113,14 @@ PlanPart& PlanSummary::PartOf(const plan::Note& note) {
     return m_parts[place->second];
 }
 
-// A volume that is missing is refused once for recordings and once for alert recordings.
+// A missing volume causes two equal refusals: for recordings and for alert recordings.
 void PlanSummary::AddProblem(const plan::Note& note) {
-    const bool isSaid =
+    const bool isKnown =
         std::any_of(m_problems.begin(), m_problems.end(), [&](const plan::Note& other) {
             return other.reason == note.reason && other.camId == note.camId &&
                    other.text == note.text;
         });
-    if (!isSaid) {
+    if (!isKnown) {
         m_problems.push_back(note);
     }
 }

@@ -30,10 +30,10 @@ constexpr std::array kColumns{
     Column{Reason::FolderEmpty, "folder empty"},
 };
 
-// What is too rare for a column.
+// The reasons that are too rare for a column.
 constexpr std::array kRemarks{
-    Column{Reason::RowRenewed, "written anew, as two files have the name of one row"},
-    Column{Reason::Damaged, "of a recording that can't be read: its row gets no length"},
+    Column{Reason::RowRenewed, "to be rewritten, because two files have its name"},
+    Column{Reason::Damaged, "without a length, because the recording can't be read"},
 };
 
 std::string Coloured(const char* colour, const std::string& text) {
@@ -94,7 +94,7 @@ void PrintProblems(const PlanSummary& plan) {
         PrintProblem(plan, problems[i]);
     }
     if (shown < problems.size()) {
-        std::printf("... and %zu more; --json has all of them\n", problems.size() - shown);
+        std::printf("... and %zu more; --json lists all\n", problems.size() - shown);
     }
 }
 
@@ -105,11 +105,12 @@ void PrintRunInProgress(const PlanSummary& plan) {
     } else if (run) {
         const std::string process =
             run->number == 0 ? "" : ", process " + std::to_string(run->number);
-        std::printf("A run is in progress%s: the plan shows how far it is.\n", process.c_str());
+        std::printf("A run is in progress%s: the plan shows what it has not done yet.\n",
+                    process.c_str());
     }
 }
 
-// Null where it could not be told.
+// Null if this could not be determined.
 Json IsRunInProgress(const PlanSummary& plan) {
     const std::optional<plan::Note>& run = plan.RunInProgress();
     return run && !run->text.empty() ? Json() : Json(run.has_value());

@@ -62,7 +62,7 @@ bool IsPlanned(const JobOptions& jobs, int camId) {
 }
 
 [[noreturn]] void FailForNoPlan(int status, const std::string& why) {
-    std::fprintf(stderr, "krctl: there is no plan: %s\n",
+    std::fprintf(stderr, "krctl: can't make a plan: %s\n",
                  why.empty() ? ("krplan ended with status " + std::to_string(status)).c_str()
                              : why.c_str());
     throw CLI::RuntimeError(status);

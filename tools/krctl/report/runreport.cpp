@@ -66,7 +66,7 @@ void AddOutcome(const RunView& run, Report& report) {
         report.tone = Tone::Bad;
         report.sentence = "The run went to its end, but files and rows may still differ.";
         break;
-    case RunOutcome::NotEnded:
+    case RunOutcome::Unfinished:
         AddUnended(record, report);
         break;
     }

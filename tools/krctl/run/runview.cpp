@@ -57,7 +57,7 @@ void PrintRefusals(const RunView& run, const CameraNames& names) {
 
 std::string AboutLog(const recorder::RunRecord& record) {
     return record.unlogged == 0
-               ? "the log says which"
+               ? "see the log"
                : "the log could not be written, " + Counted(record.unlogged, "line") + " missing";
 }
 
@@ -71,7 +71,7 @@ void PrintOutcome(const recorder::RunRecord& record) {
         std::printf("%s%s; %s: %s\n", run.c_str(), Coloured("1;31", OutcomeText(record)).c_str(),
                     AboutLog(record).c_str(), recorder::kLogFile);
         break;
-    case RunOutcome::NotEnded:
+    case RunOutcome::Unfinished:
         std::printf("%s%s\n", run.c_str(), Coloured("33", OutcomeText(record)).c_str());
         break;
     }
@@ -83,10 +83,10 @@ const char* OutcomeName(RunOutcome outcome) {
         return "complete";
     case RunOutcome::Failures:
         return "failures";
-    case RunOutcome::NotEnded:
+    case RunOutcome::Unfinished:
         break;
     }
-    return "not ended";
+    return "unfinished";
 }
 
 bool HasChanges(const recorder::RunRecord& record) {
@@ -134,7 +134,7 @@ RunView ViewOf(const recorder::RunRecord& record) {
 
 RunOutcome OutcomeOf(const recorder::RunRecord& record) {
     if (!record.endTm) {
-        return RunOutcome::NotEnded;
+        return RunOutcome::Unfinished;
     }
     return record.failures + record.refusals == 0 ? RunOutcome::Complete : RunOutcome::Failures;
 }

@@ -22,9 +22,9 @@ void AddUp(recorder::RunPart& sum, const recorder::RunPart& part);
 
 // How it ended.
 enum class RunOutcome {
-    Complete, // it went to its end, nothing failed, nothing was refused
-    Failures, // it went to its end, but something failed or was refused
-    NotEnded, // it is in progress, was stopped or was killed
+    Complete,   // it went to its end, nothing failed, nothing was refused
+    Failures,   // it went to its end, but something failed or was refused
+    Unfinished, // it is in progress, was stopped or was killed
 };
 [[nodiscard]] RunOutcome OutcomeOf(const recorder::RunRecord& record);
 

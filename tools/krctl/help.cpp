@@ -1,0 +1,186 @@
+#include "tools/krctl/help.h"
+
+#include "tools/common/terminal.h"
+
+#include <algorithm>
+#include <charconv>
+#include <climits>
+#include <sstream>
+#include <utility>
+#include <vector>
+
+#include <unistd.h>
+
+namespace {
+
+constexpr std::size_t kIndent = 2;
+constexpr std::size_t kGap = 2;
+constexpr std::size_t kMaxLabel = 28;
+constexpr std::size_t kMinText = 24; // a narrower text is below its label
+constexpr std::size_t kIndentBelow = 6;
+
+struct Entry {
+    std::string label;
+    std::string text;
+};
+
+std::size_t Columns() {
+    return static_cast<std::size_t>(TerminalColumns(STDOUT_FILENO));
+}
+
+// The words of the text in lines of at most `columns` characters, indented after the first one.
+std::string Wrapped(const std::string& text, std::size_t used, std::size_t indent,
+                    std::size_t columns) {
+    std::string wrapped;
+    std::istringstream words(text);
+    bool isFirst = true;
+    for (std::string word; words >> word; isFirst = false) {
+        const std::size_t width = DisplayWidth(word);
+        if (!isFirst && used + 1 + width > columns) {
+            wrapped += '\n' + std::string(indent, ' ');
+            used = indent;
+        } else if (!isFirst) {
+            wrapped += ' ';
+            ++used;
+        }
+        wrapped += word;
+        used += width;
+    }
+    return wrapped + '\n';
+}
+
+std::string Section(const std::string& title, const std::vector<Entry>& entries) {
+    if (entries.empty()) {
+        return {};
+    }
+    std::size_t widest = 0;
+    for (const Entry& entry : entries) {
+        widest = std::max(widest, std::min(entry.label.size(), kMaxLabel));
+    }
+    const std::size_t column = kIndent + widest + kGap;
+    const bool isBelow = column + kMinText > Columns();
+    const std::size_t indent = isBelow ? kIndentBelow : column;
+    std::string text = '\n' + title + ":\n";
+    for (const Entry& entry : entries) {
+        text += std::string(kIndent, ' ') + entry.label;
+        const std::size_t used = kIndent + entry.label.size();
+        text += isBelow || used + kGap > column ? '\n' + std::string(indent, ' ')
+                                                : std::string(column - used, ' ');
+        text += Wrapped(entry.text, indent, indent, Columns());
+    }
+    return text;
+}
+
+// "-h, --help", "--kind KIND".
+std::string LabelOf(const CLI::Option& option) {
+    if (option.get_positional()) {
+        return option.get_name(true, false);
+    }
+    std::string label = CLI::detail::find_and_replace(option.get_name(false, true), ",", ", ");
+    if (option.get_items_expected_max() > 0) {
+        label += " " + option.get_type_name();
+    }
+    return label;
+}
+
+std::vector<const CLI::Option*> OptionsOf(const CLI::App& command, bool arePositional) {
+    return command.get_options(
+        [&](const CLI::Option* option) { return option->get_positional() == arePositional; });
+}
+
+std::string UsageOf(const CLI::App& command, const std::string& words) {
+    std::string usage = "Usage: " + words;
+    for (const CLI::Option* const option : OptionsOf(command, true)) {
+        usage += " " + LabelOf(*option);
+    }
+    const bool hasCommands = command.get_require_subcommand_min() > 0;
+    bool hasOthers = hasCommands;
+    for (const CLI::Option* const option : OptionsOf(command, false)) {
+        if (option->get_required()) {
+            usage += " " + LabelOf(*option);
+        }
+        hasOthers = hasOthers || (!option->get_required() && option != command.get_help_ptr());
+    }
+    return usage + (hasCommands ? " COMMAND" : "") + (hasOthers ? " [OPTIONS]" : "");
+}
+
+std::vector<Entry> Entries(const std::vector<const CLI::Option*>& options,
+                           const std::string& group) {
+    std::vector<Entry> entries;
+    for (const CLI::Option* const option : options) {
+        if (option->get_group() == group) {
+            entries.push_back({LabelOf(*option), option->get_description()});
+        }
+    }
+    return entries;
+}
+
+// "krctl camera add", of the command that was being parsed.
+std::string WordsOf(const CLI::App& app) {
+    const std::vector<CLI::App*> commands = app.get_subcommands();
+    return app.get_name() + (commands.empty() ? "" : " " + WordsOf(*commands.front()));
+}
+
+std::string ReasonOf(const CLI::App& app, const CLI::ParseError& error) {
+    const std::vector<std::string> unknown = app.remaining(true);
+    const std::string text = error.what();
+    const bool isRequired = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
+    if (isRequired && text.find("subcommand") != std::string::npos) {
+        return unknown.empty() ? "expected a command"
+                               : "unknown command \"" + unknown.front() + '"';
+    }
+    if (dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr && !unknown.empty()) {
+        return "unexpected argument \"" + unknown.front() + '"';
+    }
+    const bool isMissing = dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr &&
+                           text.find(" missing") != std::string::npos;
+    if (isMissing) {
+        return text.substr(0, text.find(':')) + " requires a value";
+    }
+    if (dynamic_cast<const CLI::ExcludesError*>(&error) != nullptr) {
+        return CLI::detail::find_and_replace(text, " excludes ", " can't be used with ");
+    }
+    return text;
+}
+
+} // namespace
+
+std::string HelpFormatter::make_help(const CLI::App* command, std::string words,
+                                     CLI::AppFormatMode /*mode*/) const {
+    words = CLI::detail::trim_copy(words);
+    std::string help = words + " - ";
+    help += Wrapped(command->get_description(), help.size(), kIndent, Columns()) + '\n';
+    help += Wrapped(UsageOf(*command, words), 0, kIndentBelow, Columns());
+
+    std::vector<Entry> commands;
+    for (const CLI::App* const each : command->get_subcommands({})) {
+        commands.push_back({each->get_name(), each->get_description()});
+    }
+    help += Section("Commands", commands);
+    help += Section("Arguments", Entries(OptionsOf(*command, true), "Options"));
+    for (const std::string& group : command->get_groups()) {
+        help += Section(group, Entries(OptionsOf(*command, false), group));
+    }
+    const std::string footer = command->get_footer();
+    return help + (footer.empty() ? "" : '\n' + Wrapped(footer, 0, 0, Columns()));
+}
+
+CLI::Validator PositiveInteger(long last) {
+    const std::string expected = last == LONG_MAX
+                                     ? "expected a positive integer"
+                                     : "expected an integer from 1 to " + std::to_string(last);
+    return {[=](const std::string& text) {
+                long value = 0;
+                const char* const end = text.data() + text.size();
+                const auto [stop, error] = std::from_chars(text.data(), end, value);
+                const bool isValid =
+                    error == std::errc() && stop == end && value >= 1 && value <= last;
+                return isValid ? std::string() : expected + ", not \"" + text + '"';
+            },
+            ""};
+}
+
+std::string UsageError(const CLI::App& app, const CLI::ParseError& error) {
+    const std::string words = WordsOf(app);
+    return words + ": " + ReasonOf(app, error) + "; see \"" + words + " --help\"";
+}
