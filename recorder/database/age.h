@@ -1,7 +1,7 @@
-// The age of a database's ledger: the time that runs saw pass, as the kernel counted it.
+// The age of a database's ledger: the time between runs, as counted by the kernel.
 //
-// Whatever clocks show, the age grows by no more than the time that passed. So a row that went into
-// the ledger at one age and is forgotten at another was kept at least for the difference.
+// Whatever clocks show, the age never grows by more than the elapsed time. A row that entered the
+// ledger at one age and expires at another was therefore kept for at least the difference.
 
 #pragma once
 
@@ -13,24 +13,24 @@ namespace recorder {
 
 struct Moment {
     KernelTime kernel;
-    long clockTm = 0; // what the clock shows, seconds since the epoch
+    long clockTm = 0; // the system clock, seconds since the epoch
 };
 
 [[nodiscard]] Moment ReadMoment();
 
-// What the age has grown by since it was last brought up to date: an expression over the row of
-// ledger_age, in seconds.
+// The growth of the age since its last update, in seconds: an SQL expression over the row of
+// ledger_age.
 //
-// Within one boot it is what the kernel counted. Of another boot of the same machine it is what
-// both this boot and the clock confirm: an id of a machine may have been copied, and a container
-// that moves to another host finds one that has been up for long. Of another machine it is 0.
+// Within one boot this is the time that the kernel counted. After a reboot of the same machine it
+// is the time that both the new boot and the clock confirm, because a machine's id can be copied,
+// and a container can move to a host that has been up for long. On another machine it is 0.
 [[nodiscard]] std::string AgeGainSql(const Moment& now);
 
-// A statement that brings the age up to date where `condition` holds.
+// A statement that updates the age if `condition` is true.
 [[nodiscard]] std::string BringAgeUpToDateSql(const Moment& now,
                                               const std::string& condition = "true");
 
-// Statements that do so and note it as the age at the newest removal of `run`.
+// Statements that update the age and store it as the age of the last removal by `run`.
 [[nodiscard]] std::string NoteRemovalAgeSql(long run, const Moment& now,
                                             const std::string& condition = "true");
 

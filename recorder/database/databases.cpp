@@ -13,10 +13,10 @@ namespace {
 
 struct OpenDatabase {
     std::unique_ptr<Database> database;
-    RunIdentity run; // that what it does is attributed to
+    RunIdentity run; // to which its changes are attributed
 };
 
-// By the first of the instances that a database holds.
+// The key is the first instance in the database.
 using OpenDatabases = std::map<KRDB::DB_INSTANCE, OpenDatabase>;
 
 OpenDatabases& Databases() {
@@ -24,7 +24,7 @@ OpenDatabases& Databases() {
     return databases;
 }
 
-// A connection is of one process: it is closed before a fork, and made again where it's needed.
+// A connection belongs to one process: it is closed before a fork, and opened again when needed.
 void CloseBeforeForks() {
     [[maybe_unused]] static const int registered = pthread_atfork(CloseDatabases, nullptr, nullptr);
 }

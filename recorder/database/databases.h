@@ -1,4 +1,4 @@
-// The recorder's databases by instance number, each opened when it is first needed.
+// The recorder's databases by instance number. Each is opened when it is first needed.
 
 #pragma once
 
@@ -10,20 +10,20 @@
 
 namespace recorder {
 
-// Runs `sql` on a database of the recorder. Throws Error: the database is none, is missing, is of
-// another version, or Database::Execute failed.
+// Executes `sql` on a database of the recorder. Throws Error if there is no such database, it is
+// missing or has another version, or Database::Execute fails.
 DBResult_tag Execute(KRDB::DB_INSTANCE instance, const std::string& sql,
                      const ExecuteOptions& options = {});
 
-// The same, on behalf of a run: what it removes is kept as removed by that run.
+// Like Execute, but attributes the changes to a run (Database::AttributeTo).
 DBResult_tag ExecuteFor(const RunIdentity& run, KRDB::DB_INSTANCE instance, const std::string& sql,
                         const ExecuteOptions& options = {});
 
-// How many rows of a large change go in one transaction, where their number alone decides: some
-// tens of milliseconds of work. Between two of them LetOthersWrite is called.
+// The number of rows in one transaction of a large change, some tens of milliseconds of work,
+// unless the time decides. LetOthersWrite is called between two transactions.
 constexpr int kRowsPerTransaction = 4000;
 
-// As Database's of these names. They throw Error.
+// These call the functions of Database with the same names. They throw Error.
 void LetOthersWrite(KRDB::DB_INSTANCE instance);
 [[nodiscard]] std::string HasIdOf(KRDB::DB_INSTANCE instance, const std::string& ids);
 [[nodiscard]] std::string RowsWithIds(KRDB::DB_INSTANCE instance, const std::string& table,
@@ -32,13 +32,13 @@ void LetOthersWrite(KRDB::DB_INSTANCE instance);
 [[nodiscard]] std::string RaiseIdsSql(KRDB::DB_INSTANCE instance, const std::string& table,
                                       long highest);
 
-// One instance of each database that is open.
+// One instance of each open database.
 [[nodiscard]] std::vector<KRDB::DB_INSTANCE> OpenInstances();
 
 [[nodiscard]] bool IsOpen(KRDB::DB_INSTANCE instance);
 
-// Closes all of them. A connection must not be carried into a forked child: the two processes would
-// take each other's locks for their own.
+// Closes all databases. A forked child must not inherit a connection: each of the two processes
+// would treat the other's locks as its own.
 void CloseDatabases();
 
 } // namespace recorder

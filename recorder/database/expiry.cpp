@@ -4,16 +4,15 @@
 #include "recorder/database/databases.h"
 #include "recorder/support/format.h"
 
-#include <cstdlib>
-
 namespace recorder {
 
 namespace {
 
 constexpr long kSecondsPerDay = 86400;
-constexpr long kBringUpToDateEveryS = 3600; // so that most runs write nothing for it
+constexpr long kBringUpToDateEveryS = 3600; // so that most runs don't write the age
 
-// The runs that the ledger holds rows of: a step in the index for each, however many rows it is.
+// The runs that have rows in the ledger. Takes one step in the index for each run, not for each
+// row.
 constexpr const char* kRunsOfLedger =
     "WITH RECURSIVE kept (run) AS (SELECT min(run) FROM removed UNION ALL "
     "SELECT (SELECT min(run) FROM removed WHERE removed.run > kept.run) FROM kept "
@@ -22,8 +21,8 @@ constexpr const char* kRunsOfLedger =
 struct LedgerState {
     bool holdsRows = false;
     long ageS = 0;           // now
-    bool isUpToDate = false; // nearly, and by this boot
-    bool hasUnknown = false; // runs whose newest removal has no age, or a later one than now
+    bool isUpToDate = false; // updated in this boot, within kBringUpToDateEveryS
+    bool hasUnknown = false; // a run's last removal has no age, or a later one than now
 };
 
 LedgerState ReadState(KRDB::DB_INSTANCE instance, const Moment& now) {
@@ -37,14 +36,15 @@ LedgerState ReadState(KRDB::DB_INSTANCE instance, const Moment& now) {
     const std::string gain = AgeGainSql(now);
     const DBResult_tag age = Execute(
         instance,
-        Format("SELECT age_s + %s, CASE WHEN boot = '%s' AND boot <> '' AND uptime_s <= %ld "
-               "AND uptime_s > %ld THEN 1 ELSE 0 END FROM ledger_age;",
-               gain.c_str(), now.kernel.boot.c_str(), now.kernel.uptimeS,
-               now.kernel.uptimeS - kBringUpToDateEveryS),
+        Format(
+            "SELECT age_s + %s AS age_s, CASE WHEN boot = '%s' AND boot <> '' AND uptime_s <= %ld "
+            "AND uptime_s > %ld THEN 1 ELSE 0 END AS is_up_to_date FROM ledger_age;",
+            gain.c_str(), now.kernel.boot.c_str(), now.kernel.uptimeS,
+            now.kernel.uptimeS - kBringUpToDateEveryS),
         {.readOnly = true});
     if (age.RowCount() > 0) {
-        state.ageS = std::strtol(age.Field(0, 0), nullptr, 10);
-        state.isUpToDate = std::strtol(age.Field(0, 1), nullptr, 10) != 0;
+        state.ageS = age.Long(0, "age_s");
+        state.isUpToDate = age.Long(0, "is_up_to_date") != 0;
     }
     state.hasUnknown =
         Execute(instance,
@@ -58,7 +58,7 @@ LedgerState ReadState(KRDB::DB_INSTANCE instance, const Moment& now) {
     return state;
 }
 
-// Unknown ages count from now on.
+// An unknown age becomes the present age.
 void BringUpToDate(KRDB::DB_INSTANCE instance, const Moment& now) {
     Execute(instance, BringAgeUpToDateSql(now) + "INSERT INTO removal_age (run, age_s) " +
                           kRunsOfLedger +
@@ -68,7 +68,8 @@ void BringUpToDate(KRDB::DB_INSTANCE instance, const Moment& now) {
                           "WHERE removal_age.age_s > excluded.age_s;");
 }
 
-// A run in progress may have removed something meanwhile: its rows stay then.
+// Returns true if rows are left. If the run removed further rows in the meantime, all its rows
+// stay.
 bool ForgetSome(KRDB::DB_INSTANCE instance, const char* run, long latestS) {
     const DBResult_tag left = Execute(
         instance, Format("DELETE FROM removed WHERE id IN (SELECT id FROM removed WHERE run = %s "

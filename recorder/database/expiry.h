@@ -1,13 +1,13 @@
-// The end of what the ledger keeps.
+// The expiry of rows in the ledger.
 
 #pragma once
 
 namespace recorder {
 
-// Forgets what runs removed so long ago, in each database that is open: a run's rows once its
-// newest removal is `keepDays` days of the ledger's age old (recorder/database/age.h). They can't
-// be put back any more. Rows go in small transactions; what is left after a failure goes at the
-// next call. Throws Error.
+// Deletes from the ledger of each open database the rows of every run whose last removal is at
+// least `keepDays` days of the ledger's age old (recorder/database/age.h). They can't be restored
+// any more. Deletes in small transactions; after a failure the next call deletes the rest. Throws
+// Error.
 void ForgetExpired(long keepDays);
 
 } // namespace recorder

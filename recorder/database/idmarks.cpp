@@ -38,7 +38,7 @@ long& MarkOf(Marks& marks, IdKind kind) {
     return kind == IdKind::Run ? marks.run : marks.outbox;
 }
 
-// Others hold it for the moment that one reading and writing takes, unless they are stopped.
+// Other processes hold the lock only while they read and write the file, unless they are stopped.
 UniqueFd LockMarks() {
     const Deadline deadline =
         Deadline::In(std::chrono::milliseconds(GetSettings().database.lockTimeoutMs));
@@ -53,12 +53,12 @@ UniqueFd LockMarks() {
     return std::move(*file);
 }
 
-// The same length whatever the numbers: what is replaced needs no further room on a full disk.
+// The text has the same length for all numbers, so that replacing it needs no space on a full disk.
 std::string TextOf(const Marks& marks) {
     return Format("run %019ld\noutbox %019ld\n", marks.run, marks.outbox);
 }
 
-// A number follows each mark.
+// The next id must be representable, too.
 bool IsPlausible(long mark) {
     return mark >= kUnknown && mark < std::numeric_limits<long>::max();
 }
@@ -81,7 +81,7 @@ std::optional<Marks> ReadMarks(const UniqueFd& file) {
     if (!in || run != "run" || outbox != "outbox" || !IsPlausible(marks.run) ||
         !IsPlausible(marks.outbox) || TextOf(marks) != text.data()) {
         LogWarning(std::string(kIdMarksFile) +
-                   " is damaged and is written anew from the databases' own numbers");
+                   " is damaged and is rewritten from the numbers in the databases");
         return std::nullopt;
     }
     return marks;
@@ -97,7 +97,7 @@ void WriteMarks(const UniqueFd& file, const Marks& marks) {
     }
 }
 
-// A file that was just made has its name on the disk, too.
+// Also flushes the folder, for the name of a new file.
 void Flush(const UniqueFd& file) {
     const UniqueFd folder = OpenFolderByPath(kDatabaseDir);
     if (!folder.IsOpen() || fsync(file.Get()) != 0 || fsync(folder.Get()) != 0) {
@@ -105,7 +105,7 @@ void Flush(const UniqueFd& file) {
     }
 }
 
-// Yields the file, locked.
+// Returns the locked file.
 UniqueFd Raise(IdKind kind, long id) {
     UniqueFd file = LockMarks();
     Marks marks = ReadMarks(file).value_or(Marks());

@@ -1,4 +1,4 @@
-// The tables that hold a row for each file. What is removed from them goes to the ledger.
+// The tables with one row for each file. Rows removed from them are kept in the ledger.
 
 #pragma once
 
@@ -13,13 +13,13 @@ struct MediaTable {
     KRDB::DB_INSTANCE instance;
     std::string name;
     std::vector<std::string> columns;  // all but "id"
-    bool isAnnounced = false;          // the package gets word of each row that a run adds
-    std::vector<std::string> key = {}; // columns that tell a row from all others; none: no column
+    bool isAnnounced = false;          // a message is published for each row that a run adds
+    std::vector<std::string> key = {}; // the unique columns, which identify a file; may be none
 };
 
 [[nodiscard]] const std::vector<MediaTable>& MediaTables();
 
-// Their names, separated by ", ", each with `prefix` before it.
+// The names of the columns, separated by ", ", each with `prefix` before it.
 [[nodiscard]] std::string ColumnList(const std::vector<std::string>& columns,
                                      const std::string& prefix = {});
 

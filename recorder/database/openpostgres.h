@@ -1,4 +1,4 @@
-// The way to PostgreSQL. What is behind it lies in a module.
+// Opens databases on PostgreSQL, with the code of a module.
 
 #pragma once
 
@@ -11,16 +11,16 @@ namespace recorder {
 
 enum class PostgresAccess {
     Write,
-    ReadOnly, // every transaction is one that the server lets write nothing
-    Create,   // as Write, and the recorder's schema is made where there is none yet
+    ReadOnly, // the server refuses every write
+    Create,   // like Write, but also creates a missing schema
 };
 
-// Connects. Throws Error: no host of the dsn takes the connection and writes, or the database's
-// encoding isn't SQL_ASCII.
+// Connects. Throws Error if no host of the dsn accepts the connection and can be written to, or if
+// the database's encoding is not SQL_ASCII.
 [[nodiscard]] std::unique_ptr<Database> OpenPostgres(const PostgresSettings& settings,
                                                      int lockTimeoutMs, PostgresAccess access);
 
-// The module's function; the caller owns what it returns.
+// The module's function. The caller owns the result.
 using OpenPostgresFunction = Database*(const PostgresSettings& settings, int lockTimeoutMs,
                                        PostgresAccess access);
 

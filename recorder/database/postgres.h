@@ -1,4 +1,4 @@
-// PostgreSQL, wrapped: one connection, one schema. All of the recorder's tables lie in it.
+// The wrapper of libpq: one connection to one schema, which has all of the recorder's tables.
 
 #pragma once
 
@@ -16,17 +16,17 @@ namespace recorder {
 
 class PostgresDatabase final : public Database {
 public:
-    // Connects, as OpenPostgres says.
+    // Connects like OpenPostgres.
     PostgresDatabase(PostgresSettings settings, int lockTimeoutMs,
                      PostgresAccess access = PostgresAccess::Write);
 
     [[nodiscard]] const std::string& Name() const override { return m_name; }
     using Database::Execute;
 
-    // A connection that was lost since the last call is made again, once. One that is lost within
-    // the call is a failure: whether the transaction took effect isn't known then. After a server
-    // could not be reached, or did not answer in time, calls of this process fail at once for ten
-    // times as long as was waited for it.
+    // Connects again, once, if the connection was lost since the last call. Throws Error if it is
+    // lost within the call: it is unknown then whether the transaction took effect. After a server
+    // could not be reached or gave no response in time, all calls of this process fail at once for
+    // ten times as long as the wait took.
     DBResult_tag Execute(const std::string& sql, const ExecuteOptions& options) override;
     [[nodiscard]] std::string HasIdOf(const std::string& ids) const override;
     [[nodiscard]] std::string RaiseIdsSql(const std::string& table, long highest) const override;
@@ -67,7 +67,7 @@ private:
     PostgresSettings m_settings;
     int m_lockTimeoutMs;
     PostgresAccess m_access;
-    RunIdentity m_run; // that what is done is attributed to
+    RunIdentity m_run; // to which changes are attributed
     std::vector<std::string> m_tables;
     std::chrono::milliseconds m_answerTimeout{0};
     Connection m_connection;

@@ -1,6 +1,5 @@
 #include "recorder/database/readonlydatabase.h"
 
-#include "recorder/database/sqlite.h"
 #include "recorder/support/error.h"
 
 #include <chrono>
@@ -15,7 +14,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr int kAttempts = 5; // in one state of the disk
+constexpr int kAttempts = 5; // for one state of the files
 constexpr long kNsPerMs = 1'000'000;
 constexpr long kNsPerS = 1'000'000'000;
 constexpr long kLongestTickNs = 100 * kNsPerMs;
@@ -31,8 +30,8 @@ struct FileState {
 
 struct DiskState {
     std::optional<FileState> file;
-    std::optional<FileState> log;     // of what isn't in the file yet
-    std::optional<FileState> journal; // of a writer that uses no log
+    std::optional<FileState> log;     // FILE-wal: changes that are not in the file yet
+    std::optional<FileState> journal; // FILE-journal, from a writer without a log
 
     bool operator==(const DiskState&) const = default;
 };
@@ -47,7 +46,7 @@ std::optional<FileState> StateOfFile(const std::string& path) {
         return FileState{st.st_dev, st.st_ino, st.st_size, Nanoseconds(st.st_mtim)};
     }
     if (errno != ENOENT) {
-        throw SystemError("look at " + path);
+        throw SystemError("examine " + path);
     }
     return std::nullopt;
 }
@@ -56,14 +55,14 @@ DiskState StateOf(const std::string& path) {
     return {StateOfFile(path), StateOfFile(path + "-wal"), StateOfFile(path + "-journal")};
 }
 
-// Files are stamped by a clock that ticks: what is written within the same tick can't be told by
-// the time. A file that was written in this one is left alone until the next.
+// The clock of file times advances in ticks, so two writes within one tick have the same time.
+// Waits until the tick in which the file was written has passed.
 void AwaitTickAfter(const std::optional<FileState>& file) {
     for (long waitedNs = 0; file && waitedNs < kLongestTickNs; waitedNs += kNsPerMs) {
         struct timespec now = {};
         clock_gettime(CLOCK_REALTIME_COARSE, &now);
         const long sinceNs = Nanoseconds(now) - file->modifiedNs;
-        if (sinceNs > 0 || sinceNs < -kLongestTickNs) { // or the clock was set back since
+        if (sinceNs > 0 || sinceNs < -kLongestTickNs) { // or the clock was set back
             return;
         }
         const struct timespec pause = {0, kNsPerMs};
@@ -71,7 +70,7 @@ void AwaitTickAfter(const std::optional<FileState>& file) {
     }
 }
 
-// Of the ways to read it in this state the best one first.
+// The ways to read the database in this state, best first.
 std::vector<SqliteReadMode> WaysToRead(const DiskState& state) {
     if (!state.log && !state.journal) {
         return {SqliteReadMode::Immutable};
@@ -98,41 +97,22 @@ DBResult_tag ReadOnlyDatabase::Execute(const std::string& sql, const ExecuteOpti
                 if (how == SqliteReadMode::Shared || StateOf(m_path) == before) {
                     return rows;
                 }
-                failure = m_name + ": can't be read without touching it: others write all the time";
+                failure = m_name + ": can't be read without a change to it: other processes write "
+                                   "to it all the time";
             } catch (const Error& error) {
                 failure = error.what();
             }
         }
-        // Writers come and go, and a log may have gone between the look at it and its opening.
+        // A writer may have removed the log before it was opened.
         const bool isOtherState = StateOf(m_path) != before && Clock::now() < deadline;
         attempts = isOtherState ? kAttempts : attempts - 1;
     }
     throw Error(failure);
 }
 
-std::string ReadOnlyDatabase::HasIdOf(const std::string& ids) const {
-    return SqliteDatabase::IdCondition(ids);
-}
-
-std::string ReadOnlyDatabase::RowsWithIds(const std::string& table, const std::string& ids) const {
-    return SqliteDatabase::RowsByIds(table, ids);
-}
-
-std::string ReadOnlyDatabase::RaiseIdsSql(const std::string& /*table*/, long /*highest*/) const {
-    throw Error(m_name + " is only looked at");
-}
-
-long ReadOnlyDatabase::SchemaVersion() {
-    return Execute("PRAGMA user_version").Long(0, "user_version");
-}
-
-void ReadOnlyDatabase::ApplySchema(const std::string& /*sql*/, long /*version*/) {
-    throw Error(m_name + " is only looked at");
-}
-
 void ReadOnlyDatabase::AttributeTo(const RunIdentity& /*run*/,
                                    const std::vector<MediaTable>& /*tables*/) {
-    throw Error(m_name + " is only looked at");
+    throw Error(m_name + " is opened read-only");
 }
 
 } // namespace recorder

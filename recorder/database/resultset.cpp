@@ -14,9 +14,9 @@
 
 namespace {
 
-// Large enough to come from the kernel alone, and to go back there when it is freed.
+// Large enough for malloc to map it separately, and to return it to the kernel when it is freed.
 constexpr std::size_t kBlockBytes = 256UL * 1024UL;
-constexpr std::size_t kFullBytes = kBlockBytes - 4096; // a row may still begin before
+constexpr std::size_t kFullBytes = kBlockBytes - 4096; // a new row begins below this size
 constexpr uint32_t kNullLength = std::numeric_limits<uint32_t>::max();
 
 uint32_t LengthAt(const char* field) {
@@ -25,7 +25,7 @@ uint32_t LengthAt(const char* field) {
     return length;
 }
 
-// Appends a length and makes room for what follows it; returns where that begins.
+// Appends a length and `followed` bytes. Returns the address of these bytes.
 char* AppendLength(std::vector<char>& fields, uint32_t length, std::size_t followed) {
     const std::size_t at = fields.size();
     fields.resize(at + sizeof length + followed);
@@ -43,7 +43,7 @@ const char* FieldBehind(const char* field) {
 const DBResult_tag::Block* DBResult_tag::BlockOf(int row) const {
     const bool isInFirst =
         m_blocks.size() == 1 || (m_blocks.size() > 1 && row < m_blocks[1].firstRow);
-    if (isInFirst && row >= m_blocks.front().firstRow) { // as where rows are fetched in turn
+    if (isInFirst && row >= m_blocks.front().firstRow) { // rows are usually fetched in order
         return &m_blocks.front();
     }
     const auto behind =
@@ -103,13 +103,13 @@ void DBResult_tag::TakeColumns(std::vector<std::string> names) {
     if (columns.empty()) {
         columns = std::move(names);
     } else if (columns != names) {
-        throw recorder::Error("the statements before it yield other columns");
+        throw recorder::Error("an earlier statement of the text has other columns");
     }
 }
 
 void DBResult_tag::AppendField(std::string_view text) {
     char* const room = AppendLength(BlockToAppendTo().fields, static_cast<uint32_t>(text.size()),
-                                    text.size() + 1); // the NUL is there by that
+                                    text.size() + 1); // resize has written the NUL
     std::copy(text.begin(), text.end(), room);
     CountField();
 }
@@ -156,7 +156,7 @@ bool IsRowId(const char* text) {
     return error == std::errc() && stop == end && value >= 1;
 }
 
-// The tool holds ids in 32 bits: an id beyond would become the id of an innocent row.
+// The tool holds ids in 32 bits, so a larger id would become the id of another row.
 const char* WithholdForeignId(const DBResult_tag& result, const char* id) {
     if (id == nullptr || IsRowId(id)) {
         return id;

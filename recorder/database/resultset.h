@@ -1,5 +1,5 @@
-// The rows that statements yielded, in blocks of memory that are given back as the rows are
-// fetched: a result of millions of rows shrinks while what is made of it grows.
+// The rows of a result, in blocks of memory that are freed while the rows are fetched. A result of
+// millions of rows shrinks while the caller builds its own data from it.
 
 #pragma once
 
@@ -16,44 +16,44 @@ struct DBResult_tag {
 
     [[nodiscard]] int RowCount() const { return m_rowCount; }
 
-    // Null when the field is NULL, or the row is one that was left behind. `row` and `column` must
-    // exist.
+    // Returns null if the field is NULL or the row was freed by LeaveBehind. `row` and `column`
+    // must exist.
     [[nodiscard]] const char* Field(int row, std::size_t column) const;
 
-    // The field of a column as an integer; 0 where it is NULL or no integer. Throws Error when
-    // there is no such column.
+    // The column's value as an integer; 0 for NULL or a text that is not an integer. Throws Error
+    // if the column does not exist.
     [[nodiscard]] long Long(int row, std::string_view column) const;
     [[nodiscard]] int Int(int row, std::string_view column) const;
 
-    // As bytes; empty where it is NULL. Throws Error likewise.
+    // The column's value as bytes; empty for NULL. Throws Error if the column does not exist.
     [[nodiscard]] std::string Text(int row, std::string_view column) const;
 
-    // Nothing where it is NULL. Throws Error likewise.
+    // Like Text, but returns nothing for NULL.
     [[nodiscard]] std::optional<std::string> TextIfAny(int row, std::string_view column) const;
 
     [[nodiscard]] std::optional<std::size_t> ColumnIndex(std::string_view name) const;
 
-    // The columns of the statement whose rows come next: the same for all statements of a text.
-    // Throws Error when they are others than those of the statements before it.
+    // Sets the columns of the next statement's rows. Throws Error if an earlier statement had other
+    // columns.
     void TakeColumns(std::vector<std::string> names);
 
-    // Appends the next field; a row is complete after as many as there are columns.
+    // Appends the next field. A row is complete when it has a field for each column.
     void AppendField(std::string_view text);
     void AppendNull();
 
-    // Rows before `row` are not asked for any more.
+    // Frees rows before `row`, as far as whole blocks can be freed.
     void LeaveBehind(int row);
 
-    int cursor = -1;                    // the row that was fetched last
-    mutable bool foreignIdSeen = false; // a row id that can't be one was withheld
+    int cursor = -1;                    // the last fetched row
+    mutable bool foreignIdSeen = false; // an id outside of 1 to 2147483647 was withheld
 
 private:
     [[nodiscard]] const char* FieldOf(int row, std::string_view column) const;
 
     struct Block {
         int firstRow = 0;
-        std::vector<uint32_t> rows; // of each row, where it begins in `fields`
-        std::vector<char> fields;   // of each field its length, its text and a NUL
+        std::vector<uint32_t> rows; // for each row, its offset in `fields`
+        std::vector<char> fields;   // for each field, its length, its text and a NUL
     };
 
     [[nodiscard]] const Block* BlockOf(int row) const;
@@ -61,6 +61,6 @@ private:
     void CountField();
 
     std::deque<Block> m_blocks;
-    std::size_t m_fieldsOfRow = 0; // of the row that isn't complete yet
+    std::size_t m_fieldsOfRow = 0; // fields of the incomplete last row
     int m_rowCount = 0;
 };

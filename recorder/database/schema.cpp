@@ -2,7 +2,6 @@
 
 #include "recorder/database/openpostgres.h"
 #include "recorder/database/schemasql.h"
-#include "recorder/database/schemasteps.h"
 #include "recorder/database/sqlite.h"
 #include "recorder/settings/settings.h"
 #include "recorder/support/error.h"
@@ -43,11 +42,24 @@ const DatabaseFile& FileOf(KRDB::DB_INSTANCE instance) {
             return file;
         }
     }
-    throw Error("there is no database with the number " + std::to_string(instance));
+    throw Error("no such database: number " + std::to_string(instance));
 }
 
 bool OnPostgres() {
     return GetSettings().database.postgres.has_value();
+}
+
+std::string SqlOfVersion(long version, const std::vector<KRDB::DB_INSTANCE>& instances,
+                         std::span<const SchemaStep> steps) {
+    std::string sql;
+    for (const SchemaStep& step : steps) {
+        const bool here = !step.instance || std::find(instances.begin(), instances.end(),
+                                                      *step.instance) != instances.end();
+        if (step.version == version && here && (OnPostgres() || !step.postgresOnly)) {
+            sql += step.sql;
+        }
+    }
+    return sql;
 }
 
 void BringUpToDate(Database& database, const std::vector<KRDB::DB_INSTANCE>& instances) {
@@ -59,7 +71,8 @@ void MakeDatabaseFolder() {
     std::error_code error;
     std::filesystem::create_directories(kDatabaseDir, error);
     if (error) {
-        throw Error(std::string("can't make the folder ") + kDatabaseDir + ": " + error.message());
+        throw Error(std::string("can't create the folder ") + kDatabaseDir + ": " +
+                    error.message());
     }
 }
 
@@ -69,7 +82,7 @@ std::vector<KRDB::DB_INSTANCE> InstancesBeside(KRDB::DB_INSTANCE instance) {
     if (!OnPostgres()) {
         return {FileOf(instance).instance};
     }
-    (void)FileOf(instance); // there is none without a file
+    (void)FileOf(instance); // throws if there is no such instance
     std::vector<KRDB::DB_INSTANCE> instances;
     instances.reserve(kDatabaseFiles.size());
     for (const DatabaseFile& file : kDatabaseFiles) {
@@ -98,7 +111,14 @@ void CheckSchemaVersion(Database& database) {
     if (version != kSchemaVersion) {
         throw Error(database.Name() + " has schema version " + std::to_string(version) +
                     "; expected " + std::to_string(kSchemaVersion) +
-                    ", as \"krctl init\" makes it");
+                    (version < kSchemaVersion ? "; run \"krctl init\"" : ""));
+    }
+}
+
+void ApplySchemaSteps(Database& database, const std::vector<KRDB::DB_INSTANCE>& instances,
+                      std::span<const SchemaStep> steps, long target) {
+    for (long version = database.SchemaVersion() + 1; version <= target; ++version) {
+        database.ApplySchema(SqlOfVersion(version, instances, steps), version);
     }
 }
 

@@ -6,32 +6,47 @@
 #include "recorder/database/database.h"
 
 #include <memory>
+#include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
 namespace recorder {
 
-// The version of the tables that this program works on.
+// The version of the tables that this program uses.
 constexpr long kSchemaVersion = 1;
 
-// The instances that lie in one database with this one, itself among them, in ascending order: on
-// PostgreSQL all of them do. Throws Error for an instance that has no database.
+// The instances that are in one database with this one, itself included, in ascending order. On
+// PostgreSQL these are all instances. Throws Error for an instance without a database.
 [[nodiscard]] std::vector<KRDB::DB_INSTANCE> InstancesBeside(KRDB::DB_INSTANCE instance);
 [[nodiscard]] std::vector<MediaTable> MediaTablesBeside(KRDB::DB_INSTANCE instance);
 
-// SQLite's file of an instance. Throws Error for an instance that has none.
+// SQLite's file of an instance. Throws Error for an instance without a database.
 [[nodiscard]] std::string DatabasePath(KRDB::DB_INSTANCE instance);
 
-// Opens a database that is there, on the engine that the settings choose. Whether it can be written
-// is decided where a program is linked (openwritable.cpp, openreadonly.cpp), so no mistake of a
-// program that only looks can write. Throws Error.
+// Opens an existing database on the engine that the settings choose. Whether it can be written is
+// decided when a program is linked (openwritable.cpp, openreadonly.cpp), so that no mistake in a
+// program that only reads can write. Throws Error.
 [[nodiscard]] std::unique_ptr<Database> OpenDatabaseOf(KRDB::DB_INSTANCE instance);
 
-// Throws Error when the database is of another version than this program works on.
+// Throws Error if the database has another version than kSchemaVersion.
 void CheckSchemaVersion(Database& database);
 
-// Makes what is missing: the databases and their tables. Tables of an older version are brought to
-// this program's. Throws Error.
+// A step from the previous version of the schema to `version`. A version can have several steps,
+// for different databases; they are applied in their order.
+struct SchemaStep {
+    long version;                              // 1, 2, ...
+    std::optional<KRDB::DB_INSTANCE> instance; // nothing: every database
+    const char* sql;
+    bool postgresOnly = false;
+};
+
+// Upgrades a database that contains these instances to the version `target`, each version in one
+// transaction. Leaves a database of this or a higher version unchanged. Throws Error.
+void ApplySchemaSteps(Database& database, const std::vector<KRDB::DB_INSTANCE>& instances,
+                      std::span<const SchemaStep> steps, long target);
+
+// Creates missing databases and tables, and upgrades tables of an older version. Throws Error.
 void InitDatabases();
 
 } // namespace recorder

@@ -2,7 +2,7 @@
 
 #include "recorder/database/age.h"
 #include "recorder/database/sqlitefiles.h"
-#include "recorder/database/statements.h"
+#include "recorder/database/sqltext.h"
 #include "recorder/support/error.h"
 #include "recorder/support/format.h"
 #include "recorder/support/uninterrupted.h"
@@ -26,14 +26,14 @@ namespace recorder {
 namespace {
 
 constexpr int kManyRows = 10000;
-constexpr int kPagesBetweenCheckpoints = 1000; // as SQLite has it
+constexpr int kPagesBetweenCheckpoints = 1000; // the default of SQLite
 
-// SQLite lets nobody queue for the write lock: who waits for it tries again and again, every 25 ms
-// or more often during the first 0.13 s. A lock that is given back for a shorter time is missed by
-// most, and a run of many transactions would hold the recording up for as long as one large one.
+// SQLite has no queue for the write lock: a waiting process tries again every 25 ms, or more often
+// during the first 0.13 s. Most waiting processes would miss a lock that is released for a shorter
+// time, and many transactions in a row would block the recording for as long as one large one.
 constexpr std::chrono::milliseconds kTurnOfOthers{26};
 
-// The page of a database file on which SQLite's locks lie, and nothing else.
+// The page of a database file that is reserved for SQLite's locks.
 constexpr off_t kLockPageAt = 0x40000000;
 constexpr off_t kLockPageBytes = 512;
 
@@ -61,16 +61,16 @@ void AppendRow(sqlite3_stmt* statement, DBResult_tag& rows) {
     }
 }
 
-// A temporary trigger is its connection's alone: what others do is none of the run's. One of an
-// earlier run goes.
+// A temporary trigger works in this connection only, so changes by other processes are not
+// attributed to the run. Replaces the trigger of an earlier run.
 std::string TemporaryTriggerSql(const std::string& name, const std::string& event,
                                 const std::string& body) {
     return "DROP TRIGGER IF EXISTS temp." + name + ";CREATE TEMP TRIGGER " + name + " AFTER " +
            event + " BEGIN " + body + " END;";
 }
 
-// Calls the SQL function count_for_run, which every connection with an attribution has. `row` is
-// NEW or OLD. Tables without cameras are counted under camera 0, and only announced rows by day.
+// A call of the SQL function count_for_run, which AttributeTo adds. `row` is NEW or OLD. Tables
+// without cameras are counted for camera 0. Only announced rows are counted by day.
 std::string CountRowSql(const MediaTable& table, std::size_t index, const std::string& row) {
     const bool hasCameras =
         std::find(table.columns.begin(), table.columns.end(), "camera_id") != table.columns.end();
@@ -96,9 +96,9 @@ std::string NoteAddedTriggerSql(const MediaTable& table, std::size_t index) {
                                    CountRowSql(table, index, "NEW"));
 }
 
-// A way to the disk that can't write. It stands before one of SQLite's own, as options of a
-// connection don't reach the files beside a database: even to read one whose log is gone SQLite
-// would make a new log.
+// A layer for files (VFS) that can't write, in front of one of SQLite's. It is needed because
+// options of a connection don't apply to the files beside a database: SQLite would create a missing
+// log even to read.
 struct ReadOnlyVfs {
     sqlite3_vfs vfs; // first: SQLite knows this part
     sqlite3_vfs* under;
@@ -111,12 +111,12 @@ int OpenToRead(sqlite3_vfs* vfs, const char* name, sqlite3_file* file, int flags
     return under->xOpen(under, name, file, (flags & ~kWrites) | SQLITE_OPEN_READONLY, outFlags);
 }
 
-// Whether the connection at work is one that only looks.
+// True while a read-only connection executes.
 thread_local bool isReadingOnly = false;
 
 class ReadingOnly {
 public:
-    explicit ReadingOnly(bool looks) : m_before(std::exchange(isReadingOnly, looks)) {}
+    explicit ReadingOnly(bool readsOnly) : m_before(std::exchange(isReadingOnly, readsOnly)) {}
     ~ReadingOnly() { isReadingOnly = m_before; }
     ReadingOnly(const ReadingOnly&) = delete;
     ReadingOnly& operator=(const ReadingOnly&) = delete;
@@ -127,8 +127,8 @@ private:
     bool m_before;
 };
 
-// As root SQLite gives every log and index that it opens the owner of its database, and with him a
-// new time of change, also where he is the owner already.
+// As root, SQLite gives every log and index that it opens the owner of the database. This would
+// change the status time of the file, even if its owner stays the same.
 int ChangeOwner(int fd, uid_t owner, gid_t group) {
     return isReadingOnly ? 0 : fchown(fd, owner, group);
 }
@@ -141,25 +141,25 @@ int RefuseToDelete(sqlite3_vfs* /*vfs*/, const char* /*name*/, int /*syncFolder*
     return SQLITE_READONLY;
 }
 
-// Registers it in front of the one named `under` (null: the usual one).
+// Registers a read-only layer in front of the one named `under` (null: the default).
 const char* ReadOnlyVfsBefore(const char* under, const char* name) {
-    auto* const look = new ReadOnlyVfs{}; // SQLite keeps it until the process ends
-    look->under = sqlite3_vfs_find(under);
-    look->vfs = *look->under;
-    look->vfs.pNext = nullptr;
-    look->vfs.zName = name;
-    look->vfs.xOpen = OpenToRead;
-    look->vfs.xDelete = RefuseToDelete;
-    sqlite3_vfs_register(&look->vfs, 0);
-    // Of the whole process, whatever the way to the disk.
-    look->under->xSetSystemCall(look->under, "fchown",
-                                reinterpret_cast<sqlite3_syscall_ptr>(ChangeOwner));
-    look->under->xSetSystemCall(look->under, "fchmod",
-                                reinterpret_cast<sqlite3_syscall_ptr>(ChangeMode));
+    auto* const layer = new ReadOnlyVfs{}; // SQLite uses it until the process ends
+    layer->under = sqlite3_vfs_find(under);
+    layer->vfs = *layer->under;
+    layer->vfs.pNext = nullptr;
+    layer->vfs.zName = name;
+    layer->vfs.xOpen = OpenToRead;
+    layer->vfs.xDelete = RefuseToDelete;
+    sqlite3_vfs_register(&layer->vfs, 0);
+    // These apply to the whole process, whatever layer a connection uses.
+    layer->under->xSetSystemCall(layer->under, "fchown",
+                                 reinterpret_cast<sqlite3_syscall_ptr>(ChangeOwner));
+    layer->under->xSetSystemCall(layer->under, "fchmod",
+                                 reinterpret_cast<sqlite3_syscall_ptr>(ChangeMode));
     return name;
 }
 
-// Of the whole process, whatever the way to the disk.
+// Applies to the whole process, whatever layer a connection uses.
 void MapWithSpaceOnly() {
     [[maybe_unused]] static const int set = [] {
         sqlite3_vfs* const usual = sqlite3_vfs_find(nullptr);
@@ -169,8 +169,8 @@ void MapWithSpaceOnly() {
 }
 
 const char* VfsFor(SqliteReadMode how) {
-    static const char* const usual = ReadOnlyVfsBefore(nullptr, "kestora-look");
-    static const char* const alone = ReadOnlyVfsBefore("unix-none", "kestora-look-alone");
+    static const char* const usual = ReadOnlyVfsBefore(nullptr, "kestora-read");
+    static const char* const alone = ReadOnlyVfsBefore("unix-none", "kestora-read-alone");
     return how == SqliteReadMode::Alone ? alone : usual;
 }
 
@@ -271,7 +271,7 @@ struct SqliteDatabase::Attribution {
     std::vector<std::map<CameraDay, Changes>> changes; // of each table
 };
 
-// When the write lock was last given back.
+// The time at which the write lock was last released.
 struct SqliteDatabase::Unlocked {
     using Clock = std::chrono::steady_clock;
 
@@ -300,7 +300,7 @@ SqliteDatabase SqliteDatabase::OpenReadOnly(const std::string& path, SqliteReadM
     SqliteDatabase database(path, UriOf(path, how), SQLITE_OPEN_READONLY | SQLITE_OPEN_URI,
                             VfsFor(how), lockTimeoutMs);
     database.m_isReadOnly = true;
-    const ReadingOnly looking(true);
+    const ReadingOnly readingOnly(true);
     database.RunPlain("PRAGMA query_only = ON");
     database.RunPlain("PRAGMA temp_store = MEMORY");
     if (how == SqliteReadMode::Alone) {
@@ -333,17 +333,17 @@ void SqliteDatabase::ConfigureToWrite() {
         m_handle.get(),
         [](void* unlocked, sqlite3* handle, const char* database, int pages) {
             static_cast<Unlocked*>(unlocked)->since = Unlocked::Clock::now();
-            if (pages >= kPagesBetweenCheckpoints) { // others can write meanwhile
+            if (pages >= kPagesBetweenCheckpoints) { // other processes can write during it
                 sqlite3_wal_checkpoint_v2(handle, database, SQLITE_CHECKPOINT_PASSIVE, nullptr,
                                           nullptr);
             }
-            return SQLITE_OK; // what was committed is, whether or not there is a checkpoint now
+            return SQLITE_OK; // the commit is done, with or without a checkpoint
         },
         m_unlocked.get());
 }
 
-// Nobody can see who waits for the write lock, but whoever waits has the database open. The removal
-// of 200,000 rows has half a dozen pauses, which is 0.15 s.
+// SQLite doesn't show which processes wait for the write lock, but each of them has the database
+// open. The removal of 200,000 rows has half a dozen pauses, which take 0.15 s.
 void SqliteDatabase::LetOthersWrite() {
     if (m_unlocked && MayBeOpenElsewhere()) {
         std::this_thread::sleep_until(m_unlocked->since + kTurnOfOthers);
@@ -351,8 +351,8 @@ void SqliteDatabase::LetOthersWrite() {
 }
 
 // In WAL mode each connection holds a shared lock on the database from its first statement until it
-// is closed. Only the locks of other processes are seen, as a process has one connection to a
-// database.
+// is closed. F_GETLK shows only locks of other processes, which is enough: a process has one
+// connection to a database.
 bool SqliteDatabase::MayBeOpenElsewhere() {
     if (!m_locks.IsOpen()) {
         m_locks = UniqueFd(
@@ -368,7 +368,7 @@ bool SqliteDatabase::MayBeOpenElsewhere() {
 }
 
 DBResult_tag SqliteDatabase::Execute(const std::string& sql, const ExecuteOptions& options) {
-    const ReadingOnly looking(m_isReadOnly);
+    const ReadingOnly readingOnly(m_isReadOnly);
     sqlite3_busy_timeout(m_handle.get(), options.waitForLock ? m_lockTimeoutMs : 0);
     DBResult_tag rows;
     const char* rest = sql.c_str();
@@ -385,7 +385,7 @@ DBResult_tag SqliteDatabase::Execute(const std::string& sql, const ExecuteOption
         if (options.transaction) {
             RunPlain("COMMIT");
         }
-        if (rows.RowCount() > kManyRows) { // the pages of a scan are not asked for again
+        if (rows.RowCount() > kManyRows) { // the pages of a scan are not needed again
             sqlite3_db_release_memory(m_handle.get());
         }
     } catch (const std::exception&) {
@@ -401,39 +401,31 @@ DBResult_tag SqliteDatabase::Execute(const std::string& sql, const ExecuteOption
     return rows;
 }
 
-// A list of JSON is read in a tenth of the time that the parser of SQL takes for the same ids.
-std::string SqliteDatabase::IdCondition(const std::string& ids) {
+// JSON is parsed in a tenth of the time that SQL takes for the same ids.
+std::string SqliteDialect::HasIdOf(const std::string& ids) const {
     return "id IN (SELECT value FROM json_each('[" + ids + "]'))";
 }
 
-std::string SqliteDatabase::HasIdOf(const std::string& ids) const {
-    return IdCondition(ids);
-}
-
-// Row by row as the list goes: for IN, SQLite first sorts the list into a table of its own, which
-// takes as long again.
-std::string SqliteDatabase::RowsByIds(const std::string& table, const std::string& ids) {
+// The join takes the rows in the order of the list. For IN, SQLite first sorts the list into a
+// temporary table, which doubles the time.
+std::string SqliteDialect::RowsWithIds(const std::string& table, const std::string& ids) const {
     return "json_each('[" + ids + "]') AS listed CROSS JOIN " + table + " WHERE " + table +
            ".id = listed.value";
 }
 
-std::string SqliteDatabase::RowsWithIds(const std::string& table, const std::string& ids) const {
-    return RowsByIds(table, ids);
-}
-
-// SQLite's own table of what AUTOINCREMENT has given; an ordinary statement may write it.
-std::string SqliteDatabase::RaiseIdsSql(const std::string& table, long highest) const {
+// sqlite_sequence has the highest id that AUTOINCREMENT gave; ordinary statements may write to it.
+std::string SqliteDialect::RaiseIdsSql(const std::string& table, long highest) const {
     return Format("INSERT INTO sqlite_sequence (name, seq) SELECT '%s', 0 WHERE NOT EXISTS "
                   "(SELECT 1 FROM sqlite_sequence WHERE name = '%s');"
                   "UPDATE sqlite_sequence SET seq = %ld WHERE name = '%s' AND seq < %ld;",
                   table.c_str(), table.c_str(), highest, table.c_str(), highest);
 }
 
-long SqliteDatabase::SchemaVersion() {
+long SqliteDialect::SchemaVersion() {
     return Execute("PRAGMA user_version").Long(0, "user_version");
 }
 
-void SqliteDatabase::ApplySchema(const std::string& sql, long version) {
+void SqliteDialect::ApplySchema(const std::string& sql, long version) {
     Execute(sql + "PRAGMA user_version = " + std::to_string(version) + ";");
 }
 
@@ -462,7 +454,7 @@ void SqliteDatabase::WriteCounts() {
     m_attribution->Clear();
 }
 
-// Takes the first statement off `sql`; null at its end.
+// Prepares the first statement of `sql` and moves `sql` behind it. Returns null at the end.
 SqliteDatabase::Statement SqliteDatabase::PrepareNext(const char*& sql) {
     sqlite3_stmt* statement = nullptr;
     while (statement == nullptr && *sql != '\0') {
@@ -475,9 +467,10 @@ SqliteDatabase::Statement SqliteDatabase::PrepareNext(const char*& sql) {
     return Statement(statement);
 }
 
-// A text that only reads takes no writer's lock, so a long read never holds up the recording. One
-// that writes has to take it before it reads: a transaction that has read can't wait for another
-// writer, and fails at once (SQLITE_BUSY, or SQLITE_BUSY_SNAPSHOT once that one has committed).
+// A text that only reads takes no write lock, so that a long read never blocks the recording. A
+// text that writes must take the lock before it reads: a transaction that has already read can't
+// wait for another writer, and fails at once (SQLITE_BUSY, or SQLITE_BUSY_SNAPSHOT after that
+// writer's commit).
 bool SqliteDatabase::OnlyReads(const Statement& first, const char* rest) {
     const auto reads = [](sqlite3_stmt* statement) {
         return sqlite3_stmt_readonly(statement) != 0;
@@ -492,7 +485,7 @@ bool SqliteDatabase::OnlyReads(const Statement& first, const char* rest) {
             }
         }
     } catch (const Error&) {
-        return false; // it fails again when its turn comes
+        return false; // the statement fails again when it is executed
     }
     return true;
 }

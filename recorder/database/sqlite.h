@@ -1,4 +1,4 @@
-// SQLite, wrapped: one connection to one database file.
+// The wrapper of SQLite: one connection to one database file.
 
 #pragma once
 
@@ -14,26 +14,33 @@ struct sqlite3_stmt;
 
 namespace recorder {
 
-// How a database is read that must stay exactly as it is, and so must what lies beside it.
+// How a database is read without any change to its file and the files beside it. SQLite's log is
+// the file FILE-wal.
 enum class SqliteReadMode {
-    Immutable, // without a lock, and without a log beside it: the caller sees to it that none is
-               // there, and that nobody writes meanwhile
-    Shared,    // with its log, beside others who may write; SQLite can't always
-    Alone, // with its log and without a lock: the caller sees to it that nobody writes meanwhile
+    Immutable, // no lock and no log: the caller ensures that there is no log and no writer
+    Shared,    // with the log, beside other processes that may write; SQLite can't always do this
+    Alone,     // with the log, without a lock: the caller ensures that there is no writer
 };
 
-class SqliteDatabase final : public Database {
+// What is the same for every way to access an SQLite database.
+class SqliteDialect : public Database {
 public:
-    // As Database's of these names, for whoever has no connection.
-    [[nodiscard]] static std::string IdCondition(const std::string& ids);
-    [[nodiscard]] static std::string RowsByIds(const std::string& table, const std::string& ids);
+    using Database::Execute;
+    [[nodiscard]] std::string HasIdOf(const std::string& ids) const override;
+    [[nodiscard]] std::string RowsWithIds(const std::string& table,
+                                          const std::string& ids) const override;
+    [[nodiscard]] std::string RaiseIdsSql(const std::string& table, long highest) const override;
+    [[nodiscard]] long SchemaVersion() override;
+    void ApplySchema(const std::string& sql, long version) override;
+};
 
-    // Opens an existing database file; Create makes it when it is missing. Throws Error.
+class SqliteDatabase final : public SqliteDialect {
+public:
+    // Opens an existing database file. Create also creates a missing one. Throws Error.
     [[nodiscard]] static SqliteDatabase Open(const std::string& path, int lockTimeoutMs);
     [[nodiscard]] static SqliteDatabase Create(const std::string& path, int lockTimeoutMs);
 
-    // Opens it so that nothing on the disk can be written by it, whatever is executed. Throws
-    // Error.
+    // Opens a database so that no statement can write to the disk. Throws Error.
     [[nodiscard]] static SqliteDatabase OpenReadOnly(const std::string& path, SqliteReadMode how,
                                                      int lockTimeoutMs);
 
@@ -47,12 +54,6 @@ public:
     using Database::Execute;
     DBResult_tag Execute(const std::string& sql, const ExecuteOptions& options) override;
     void LetOthersWrite() override;
-    [[nodiscard]] std::string HasIdOf(const std::string& ids) const override;
-    [[nodiscard]] std::string RowsWithIds(const std::string& table,
-                                          const std::string& ids) const override;
-    [[nodiscard]] std::string RaiseIdsSql(const std::string& table, long highest) const override;
-    [[nodiscard]] long SchemaVersion() override;
-    void ApplySchema(const std::string& sql, long version) override;
     void AttributeTo(const RunIdentity& run, const std::vector<MediaTable>& tables) override;
 
 private:
@@ -60,8 +61,8 @@ private:
         void operator()(sqlite3* handle) const;
     };
 
-    // `target` is a path, or with SQLITE_OPEN_URI a URI; `vfs` the way to the disk, null for
-    // SQLite's own.
+    // `target` is a path, or with SQLITE_OPEN_URI a URI. `vfs` is the name of SQLite's layer for
+    // files, null for the default.
     SqliteDatabase(const std::string& path, const std::string& target, int flags, const char* vfs,
                    int lockTimeoutMs);
 
@@ -88,8 +89,8 @@ private:
     bool m_isReadOnly = false;
     std::unique_ptr<Attribution> m_attribution; // SQLite holds pointers to these two
     std::unique_ptr<Unlocked> m_unlocked;
-    // Closed after SQLite's handle: a process that closes any descriptor of a file loses all the
-    // locks that it has on it.
+    // Closed after SQLite's handle: a process that closes any descriptor of a file loses all its
+    // locks on the file.
     UniqueFd m_locks;
     std::unique_ptr<sqlite3, Close> m_handle;
 };

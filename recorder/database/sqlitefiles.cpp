@@ -30,13 +30,13 @@ bool IsRoomFor(int file, size_t length) {
     return true;
 }
 
-// Not by posix_fallocate, which may write to what other processes have mapped already.
+// posix_fallocate could write to blocks that other processes have already mapped.
 bool TakeSpace(int file, size_t length, off_t offset) {
     if (Uninterrupted([&] { return fallocate(file, 0, offset, static_cast<off_t>(length)); }) ==
         0) {
         return true;
     }
-    // A file system that can't: better than nothing.
+    // The file system can't allocate: a check of the free space is the best that is possible.
     return (errno == EOPNOTSUPP || errno == ENOSYS) && IsRoomFor(file, length);
 }
 
@@ -48,7 +48,7 @@ void RequireRegularFiles(const std::string& path) {
         struct stat64 st = {};
         if (Uninterrupted([&] { return stat64(name.c_str(), &st); }) == 0 && !S_ISREG(st.st_mode)) {
             throw Error("database " + path + ": can't open it: " + (*suffix == '\0' ? "it" : name) +
-                        " is no regular file");
+                        " is not a regular file");
         }
     }
 }

@@ -1,4 +1,4 @@
-// The files of an SQLite database, as the system knows them.
+// System calls on the files of an SQLite database.
 
 #pragma once
 
@@ -9,13 +9,13 @@
 
 namespace recorder {
 
-// Throws Error when the database, or one of the files that SQLite keeps beside it, is there and no
-// regular file. SQLite would wait for a FIFO to be written.
+// Throws Error if the database, or one of the files that SQLite keeps beside it, exists and is not
+// a regular file. SQLite would wait for a writer of a FIFO.
 void RequireRegularFiles(const std::string& path);
 
-// mmap(2), for SQLite to call. What is mapped to be written gets its space on the disk first, or
-// the call fails: on a full disk whose blocks are smaller than the processor's pages, a write to
-// the index of the log (-shm) would otherwise end the process (SIGBUS).
+// mmap(2) for SQLite. For a shared writable mapping, it first allocates the space on the disk, and
+// fails if that fails: on a full disk whose blocks are smaller than the processor's pages, a write
+// to the index of the log (-shm) would otherwise end the process with SIGBUS.
 void* MapWithSpace(void* address, size_t length, int protection, int flags, int file,
                    off_t offset) noexcept;
 

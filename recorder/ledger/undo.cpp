@@ -11,7 +11,6 @@
 #include "recorder/support/paths.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <functional>
 #include <set>
 #include <string_view>
@@ -47,7 +46,8 @@ std::string ChosenSql(const MediaTable& table, const UndoSelection& selection,
                 ", and the record of each was lost; name one with --identity " + identities);
 }
 
-// A run whose record was lost with its database is known by what it changed.
+// Throws Error unless the selection has exactly one run. A run whose record was lost with its
+// database is found by its changes.
 RunRecord RequireRun(const UndoSelection& selection) {
     std::vector<RunRecord> runs = RunsOfNumber(selection.run);
     if (selection.identity) {
@@ -71,7 +71,7 @@ bool HoldsRowsOf(const UndoSelection& selection, const RunRecord& run) {
     });
 }
 
-// The rows of the table that have the same values as those of the ledger in these columns.
+// Selects the table's rows that have the same values in these columns as a row of the ledger.
 std::string RowsAlikeSql(const MediaTable& table, const std::vector<std::string>& columns,
                          const char* equals) {
     std::string sql = "SELECT 1 FROM " + table.name + " AS there WHERE ";
@@ -98,29 +98,28 @@ struct LedgerRow {
     Taken taken = Taken::Nothing;
 };
 
-// The next rows of the selection. None of them has the id or the file of another one: what comes
-// back first is seen by the next call.
+// The next rows of the selection, up to a row with the id or the file of one before it: the next
+// call then finds the restored row.
 std::vector<LedgerRow> NextRows(const MediaTable& table, const std::string& chosen, long after) {
-    const DBResult_tag rows =
-        Execute(table.instance,
-                Format("SELECT id, row_id, coalesce(camera_id, 0), %s, %s FROM removed WHERE %s "
-                       "AND id > %ld ORDER BY id LIMIT %d;",
-                       HasColumn(table, "path") ? "path" : "filename", TakenSql(table).c_str(),
-                       chosen.c_str(), after, kRowsPerTransaction),
-                {.readOnly = true});
+    const DBResult_tag rows = Execute(
+        table.instance,
+        Format("SELECT id, row_id, camera_id, %s AS file, %s AS taken FROM removed WHERE %s "
+               "AND id > %ld ORDER BY id LIMIT %d;",
+               HasColumn(table, "path") ? "path" : "filename", TakenSql(table).c_str(),
+               chosen.c_str(), after, kRowsPerTransaction),
+        {.readOnly = true});
     std::vector<LedgerRow> next;
     std::set<long> ids;
     std::set<std::pair<int, std::string>> files;
     for (int i = 0; i < rows.RowCount(); ++i) {
-        const char* const file = rows.Field(i, 3);
         LedgerRow row;
-        row.id = std::strtol(rows.Field(i, 0), nullptr, 10);
-        row.row.id = std::strtol(rows.Field(i, 1), nullptr, 10);
-        row.row.camId = static_cast<int>(std::strtol(rows.Field(i, 2), nullptr, 10));
-        row.row.file = file == nullptr ? "" : file;
-        row.taken = static_cast<Taken>(std::strtol(rows.Field(i, 4), nullptr, 10));
+        row.id = rows.Long(i, "id");
+        row.row.id = rows.Long(i, "row_id");
+        row.row.camId = rows.Int(i, "camera_id");
+        row.row.file = rows.Text(i, "file");
+        row.taken = static_cast<Taken>(rows.Int(i, "taken"));
         const bool isSecond =
-            !ids.insert(row.row.id).second || (file != nullptr && !table.key.empty() &&
+            !ids.insert(row.row.id).second || (rows.TextIfAny(i, "file") && !table.key.empty() &&
                                                !files.emplace(row.row.camId, row.row.file).second);
         if (isSecond) {
             break;
@@ -140,8 +139,8 @@ std::vector<long> FreeRows(const std::vector<LedgerRow>& rows) {
     return free;
 }
 
-// All of them or, by an Error, none. Those rows leave the ledger that are seen to be there now, in
-// every column; their ids in the ledger are returned.
+// Restores all of these rows, or none and throws Error. Deletes from the ledger the rows that the
+// table now has with equal values in every column, and returns their ids in the ledger.
 std::set<long> Restore(const MediaTable& table, const std::vector<long>& rows) {
     const std::string these = HasIdOf(table.instance, JoinIds(rows, std::identity()));
     const std::string columns = ColumnList(table.columns);
@@ -153,13 +152,13 @@ std::set<long> Restore(const MediaTable& table, const std::vector<long>& rows) {
                             " AND there.id = removed.row_id) RETURNING id;");
     std::set<long> restored;
     for (int i = 0; i < gone.RowCount(); ++i) {
-        restored.insert(std::strtol(gone.Field(i, 0), nullptr, 10));
+        restored.insert(gone.Long(i, "id"));
     }
     return restored;
 }
 
-// It can't be told whether the last batch was restored: its transaction may have been committed
-// before the connection was lost.
+// It is unknown whether the last batch was restored: its transaction may have been committed before
+// the connection was lost.
 class OutcomeUnknown : public Error {
 public:
     using Error::Error;
@@ -172,8 +171,8 @@ bool HasAll(const std::vector<LedgerRow>& rows, const std::vector<long>& ids) {
     });
 }
 
-// The next rows after it failed to restore those of `free`. Throws OutcomeUnknown, with that
-// failure, unless all of them are seen to be in the ledger still.
+// Reads the next rows again after the rows of `free` could not be restored. Throws OutcomeUnknown,
+// with the text of `failure`, unless all of those rows are still in the ledger.
 std::vector<LedgerRow> ReadAgain(const MediaTable& table, const std::string& chosen, long after,
                                  const std::vector<long>& free, const Error& failure) {
     std::vector<LedgerRow> rows;
@@ -188,7 +187,8 @@ std::vector<LedgerRow> ReadAgain(const MediaTable& table, const std::string& cho
     return rows;
 }
 
-// Another writer may have taken an id or a file since the rows were read: then they are read again.
+// Reads the rows again and retries if another writer has taken one of the ids or files in the
+// meantime.
 std::set<long> RestoreNext(const MediaTable& table, const std::string& chosen, long after,
                            std::vector<LedgerRow>& rows) {
     for (;;) {
@@ -216,10 +216,10 @@ const char* Why(Taken taken) {
     case Taken::Nothing:
         break;
     }
-    return "the database did not take it as it was";
+    return "the database did not store it unchanged";
 }
 
-// An age is of no use without rows.
+// The age is not needed after the run's last row has left the ledger.
 void ForgetAge(const MediaTable& table, long run) {
     Execute(table.instance, Format("DELETE FROM removal_age WHERE run = %ld AND NOT EXISTS "
                                    "(SELECT 1 FROM removed WHERE removed.run = %ld);",
@@ -271,7 +271,7 @@ void UndoTables(const UndoSelection& selection, const RunRecord& run, Undone& un
     }
 }
 
-// Whether recordings may have been restored that are not in `undone`.
+// Returns true if recordings may have been restored that `undone` does not count.
 bool UndoAsFarAsPossible(const UndoSelection& selection, const RunRecord& run, Undone& undone) {
     const char* const rest = "; the same command continues with the others";
     try {

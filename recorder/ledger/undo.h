@@ -1,4 +1,4 @@
-// Putting back what a run removed.
+// Restores the rows that a run removed.
 
 #pragma once
 
@@ -10,46 +10,46 @@
 
 namespace recorder {
 
-// Which of a run's removals are meant.
+// The rows to restore.
 struct UndoSelection {
     long run = 0;
-    std::optional<std::string> identity =
-        std::nullopt; // as IdentityText shows it; nothing: the run on record, or the only one
-    std::optional<int> camId =
-        std::nullopt; // rows of this camera only; snapshots and e-maps have none
+    // As IdentityText returns it; nothing: the run on record, or the only one.
+    std::optional<std::string> identity = std::nullopt;
+    // Rows of this camera only; snapshots and e-maps have no cameras.
+    std::optional<int> camId = std::nullopt;
     std::optional<std::string> kind = std::nullopt; // rows of this table only
 };
 
-// It stays in the ledger.
+// A row that stays in the ledger.
 struct RowNotRestored {
-    long id = 0;      // the row's own
-    int camId = 0;    // 0 = of no camera
-    std::string file; // its path or file name; empty: it has none
+    long id = 0;      // the row's id in its table
+    int camId = 0;    // 0 = no camera
+    std::string file; // path or file name; empty: none
     std::string why;  // "a newer row exists for its file"
 };
 
 struct UndoneKind {
     std::string kind;  // the table
-    long restored = 0; // rows that are back as they were, id included, and left the ledger
+    long restored = 0; // rows that are as before, id included, and left the ledger
     std::vector<RowNotRestored> notRestored = {};
 };
 
 struct Undone {
-    std::vector<UndoneKind> kinds; // one for each table that the selection has rows of
-    // What failed, if anything: the rest of the rows, or the correction of the recording counts.
+    std::vector<UndoneKind> kinds; // one for each table with rows of the selection
+    // Failures to restore the remaining rows, or to correct the recording counts.
     std::vector<std::string> failures = {};
 };
 
-// Restores rows, never over a row that is there, and corrects the recording counts where recordings
-// were restored. Rows are restored in small transactions: after a failure the same call continues
-// where it ended.
+// Restores rows, never over an existing row, and corrects the recording counts if recordings were
+// restored. Rows are restored in small transactions. After a failure, the same call continues with
+// the remaining rows.
 //
-// Throws before any change. UntrustedLog: the log is not trusted. Error: there is no such run, or
-// which one is meant can't be told, the run lock is held, a database failed.
+// Throws only before any change: UntrustedLog if the log is not trusted; Error if there is no such
+// run, the run is ambiguous, the run lock is held or a database failed.
 [[nodiscard]] Undone Undo(const UndoSelection& selection);
 
-// Other runs of the same number that the ledger holds rows of, which Undo leaves alone. None where
-// the selection names an identity. Throws Error.
+// Other runs with the same number and rows in the ledger, which Undo does not restore. Empty if the
+// selection has an identity. Throws Error.
 [[nodiscard]] std::vector<RunRecord> OtherRuns(const UndoSelection& selection);
 
 } // namespace recorder

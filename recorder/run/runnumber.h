@@ -8,7 +8,7 @@
 #pragma once
 
 #include "platform/database.h"
-#include "recorder/database/runidentity.h"
+#include "recorder/database/database.h"
 
 namespace recorder {
 

@@ -1,7 +1,7 @@
 #include "platform/taskstatus.h"
 
 #include "recorder/database/databases.h"
-#include "recorder/database/idmarksfile.h"
+#include "recorder/database/idmarks.h"
 #include "recorder/logging/logexceptions.h"
 #include "recorder/logging/logfile.h"
 #include "recorder/logging/recorderlog.h"

@@ -262,7 +262,7 @@ class Databases(DoctorTest):
                 os.unlink(path)
             os.mkfifo(path)
             name = database + suffix if suffix else "it"
-            message = f"database {database}: can't open it: {name} is no regular file"
+            message = f"database {database}: can't open it: {name} is not a regular file"
 
             self.assert_line(self.diagnosis(status=1), "database", "problem", message,
                              "correct the cause that the message names: the database may be undamaged")
@@ -275,7 +275,7 @@ class Databases(DoctorTest):
         numbers = self.recorder.path("var/db/numbers")
         os.remove(numbers)
         os.mkdir(numbers)
-        problem = f"{self.recorder.inside('var/db/numbers')} is no regular file"
+        problem = f"{self.recorder.inside('var/db/numbers')} is not a regular file"
         self.assert_line(self.diagnosis(status=1), "database", "problem",
                          problem + ", so no run can start",
                          "remove it: the next run recreates it from the databases")

@@ -2,7 +2,7 @@
 
 #include "platform/recording.h"
 #include "platform/snapshot.h"
-#include "recorder/database/statements.h"
+#include "recorder/database/sqltext.h"
 #include "recorder/support/error.h"
 
 #include <string>

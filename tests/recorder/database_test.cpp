@@ -1,7 +1,6 @@
 #include "recorder/database/databases.h"
 #include "recorder/database/resultset.h"
 #include "recorder/database/schema.h"
-#include "recorder/database/schemasteps.h"
 #include "recorder/database/sqlite.h"
 #include "recorder/database/sqltext.h"
 #include "recorder/support/paths.h"
@@ -211,7 +210,7 @@ TEST_F(DatabaseSchema, NamesTheFolderThatCantBeCreated) {
     contract::PutFile(recorder::kDatabaseDir, "in the way");
 
     EXPECT_THAT(support::FailureOf([] { recorder::InitDatabases(); }),
-                HasSubstr(std::string("can't make the folder ") + recorder::kDatabaseDir + ": "));
+                HasSubstr(std::string("can't create the folder ") + recorder::kDatabaseDir + ": "));
     std::filesystem::remove(recorder::kDatabaseDir);
 }
 

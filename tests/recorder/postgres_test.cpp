@@ -1,7 +1,6 @@
 #include "recorder/database/databases.h"
 #include "recorder/database/postgres.h"
 #include "recorder/database/schema.h"
-#include "recorder/database/schemasteps.h"
 #include "recorder/run/taps.h"
 #include "tests/contract/support/files.h"
 #include "tests/contract/support/fixture.h"
@@ -487,7 +486,7 @@ TEST_F(PostgresSchema, IsReportedAsMissingWithTheCommandThatCreatesIt) {
     world::Write(KRDB::DB_SYSTEM, "DROP SCHEMA kestora CASCADE;");
 
     EXPECT_THAT(FailureOf([] { recorder::Execute(KRDB::DB_SYSTEM, "SELECT 1;"); }),
-                HasSubstr("expected 1, as \"krctl init\" makes it"));
+                HasSubstr("expected 1; run \"krctl init\""));
 }
 
 TEST_F(PostgresSchema, KeepsExistingRows) {

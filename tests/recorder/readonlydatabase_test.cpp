@@ -199,7 +199,7 @@ TEST_F(ReadOnlyDatabaseTest, RefusesAFileThatIsNotRegular) {
         std::filesystem::remove(path);
         ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
 
-        EXPECT_THAT(FailureOf("SELECT 1;"), HasSubstr("is no regular file")) << suffix;
+        EXPECT_THAT(FailureOf("SELECT 1;"), HasSubstr("is not a regular file")) << suffix;
         EXPECT_THROW((void)SqliteDatabase::Open(Path(), 0), recorder::Error) << suffix;
         std::filesystem::remove(path);
     }

@@ -4,7 +4,7 @@
 
 #include "recorder/database/databases.h"
 #include "recorder/database/mediatable.h"
-#include "recorder/database/statements.h"
+#include "recorder/database/sqltext.h"
 #include "recorder/support/error.h"
 #include "tools/krplan/messages.h"
 #include "tools/krplan/notebook.h"

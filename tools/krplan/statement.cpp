@@ -1,6 +1,6 @@
 #include "tools/krplan/statement.h"
 
-#include "recorder/database/statements.h"
+#include "recorder/database/sqltext.h"
 #include "recorder/support/error.h"
 
 #include <algorithm>

@@ -4,7 +4,7 @@
 
 #include "recorder/camera/cameratable.h"
 #include "recorder/database/databases.h"
-#include "recorder/database/idmarksfile.h"
+#include "recorder/database/idmarks.h"
 #include "recorder/run/live.h"
 #include "recorder/settings/settings.h"
 #include "recorder/support/folder.h"

@@ -1,4 +1,4 @@
-#include "recorder/database/idmarksfile.h"
+#include "recorder/database/idmarks.h"
 #include "recorder/database/schema.h"
 #include "recorder/settings/settings.h"
 #include "recorder/support/error.h"

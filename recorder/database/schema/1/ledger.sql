@@ -1,10 +1,10 @@
--- Every database: what runs did to its tables.
+-- Every database: the changes that runs made to its tables.
 
--- Each row that a run removed, as it was, in the transaction that removed it. Of the columns from
--- ds_id on those are filled that the row's table has. The id has no AUTOINCREMENT: with it SQLite
--- would write to the disk for each deletion that finds nothing.
+-- An exact copy of each row that a run removed, made in the transaction that removed it. The columns
+-- from ds_id on are NULL if the row's table doesn't have them. The id has no AUTOINCREMENT, with which
+-- SQLite would write to the disk for each deletion without effect.
 CREATE TABLE removed (
-    id               INTEGER PRIMARY KEY,         -- in the order of time
+    id               INTEGER PRIMARY KEY,         -- ascending with time
     run              INTEGER NOT NULL,            -- run.id in database instance 0
     removed_tm       INTEGER NOT NULL,            -- seconds since the epoch
     kind             TEXT NOT NULL,               -- the row's table
@@ -38,16 +38,15 @@ CREATE TABLE run_count (
     PRIMARY KEY (run, token, kind, camera_id)
 );
 
--- How long the ledger has been kept, by time that the kernel counted. One row: the age of the ledger
--- and the moment at which it was last brought up to date. The age is the time that runs saw pass; it
--- is never more than the time that passed.
+-- The age of the ledger, in time that the kernel counted, and the moment of its last update. One row.
+-- The age is the time between runs, and never more than the elapsed time.
 CREATE TABLE ledger_age (
     id       INTEGER NOT NULL PRIMARY KEY CHECK (id = 1),
     age_s    INTEGER NOT NULL,                    -- seconds
     machine  TEXT NOT NULL,                       -- machine-id(5); '' = unknown
     boot     TEXT NOT NULL,                       -- the kernel's boot id; '' = unknown
     uptime_s INTEGER NOT NULL,                    -- seconds since that boot
-    clock_tm INTEGER NOT NULL                     -- what the clock showed, seconds since the epoch
+    clock_tm INTEGER NOT NULL                     -- the system clock, seconds since the epoch
 );
 
 -- The age of the ledger at a run's last removal.

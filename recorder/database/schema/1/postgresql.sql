@@ -1,5 +1,5 @@
--- PostgreSQL: what SQLite does by triggers and hooks of its connection. The setting "kestora.run" is
--- there in the sessions of a run only; what others remove is none of the run's.
+-- PostgreSQL: what temporary triggers do on SQLite. Only sessions of a run have the settings
+-- "kestora.run" and "kestora.token", so changes by other sessions are not attributed to the run.
 
 -- The number of rows that this transaction added to a table, by camera: {"7": 12}. Tables without
 -- cameras are counted under camera 0.

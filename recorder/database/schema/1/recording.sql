@@ -1,7 +1,7 @@
 -- Database instance 4: one row per recording.
 --
--- Ids are never used twice (AUTOINCREMENT), so that an id that somebody still holds can't come to
--- mean another recording.
+-- Ids are never used twice (AUTOINCREMENT), so that an id that another program still has never means
+-- another recording.
 
 CREATE TABLE event (
     id        INTEGER PRIMARY KEY AUTOINCREMENT
@@ -42,16 +42,16 @@ CREATE TABLE alert_event (
 
 CREATE INDEX alert_event_by_camera_and_start ON alert_event (camera_id, start_tm);
 
--- How many rows of event there are for a camera and day.
+-- The number of rows of event for each camera and day.
 CREATE TABLE recording_count (
     camera_id INTEGER NOT NULL,
     day       INTEGER NOT NULL,                   -- days since the epoch, UTC, of the start time
     count     INTEGER NOT NULL,
-    stamp     INTEGER NOT NULL,                   -- of the last change, microseconds since the epoch
+    stamp     INTEGER NOT NULL,                   -- time of the last change, microseconds since the epoch
     PRIMARY KEY (camera_id, day)
 );
 
--- Word to the rest of the package, oldest first. Without a receiver it is a journal of bounded size.
+-- Messages to the rest of the package, oldest first. Without a broker this is a journal of limited size.
 CREATE TABLE outbox (
     id         INTEGER PRIMARY KEY AUTOINCREMENT,
     created_tm INTEGER NOT NULL,                  -- seconds since the epoch
@@ -60,14 +60,14 @@ CREATE TABLE outbox (
     due        INTEGER NOT NULL DEFAULT 0         -- 1 = to be published
 );
 
--- The recordings that runs added and have left no word of in the outbox yet.
+-- The recordings that runs added and that have no message in the outbox yet.
 CREATE TABLE unannounced (
     id        INTEGER PRIMARY KEY,                -- event.id
     camera_id INTEGER NOT NULL
 );
 
--- How many rows of event the last run that changed any added, and how many it removed, by the days of
--- their start times.
+-- The number of rows of event that a run added and removed, by camera and day of their start times.
+-- Only the last run that changed rows of event is kept.
 CREATE TABLE run_day (
     run       INTEGER NOT NULL,                   -- run.id in database instance 0
     camera_id INTEGER NOT NULL,                   -- of the rows

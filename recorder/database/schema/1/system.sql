@@ -1,11 +1,11 @@
--- Database instance 0: what the recorder itself is made of.
+-- Database instance 0: cameras, e-maps, tasks and runs.
 
 CREATE TABLE camera (
     id           INTEGER PRIMARY KEY              -- the camera's number, chosen by the operator
                  CHECK (id BETWEEN 1 AND 2147483647),
     name         TEXT NOT NULL,                   -- for people
     ds_id        INTEGER NOT NULL DEFAULT 0,      -- data source that records it; 0 = this recorder
-    storage_path TEXT NOT NULL,                   -- absolute path of its half-day folders' folder
+    storage_path TEXT NOT NULL,                   -- absolute path of the folder of its half-day folders
     volume_id    TEXT,                            -- UUID of the volume it lies on; NULL = any
     uuid         TEXT                             -- as in its storage folder; NULL = none yet
 );
@@ -23,10 +23,10 @@ CREATE TABLE task (
     name            TEXT PRIMARY KEY,             -- 'reindex'
     registered      INTEGER NOT NULL DEFAULT 0,   -- 1 = a run is registered, if its process lives
     pid             INTEGER NOT NULL DEFAULT 0,   -- process that does the work
-    progress        TEXT NOT NULL DEFAULT '0',    -- 0.0 to 1.0, with every digit that it takes
+    progress        TEXT NOT NULL DEFAULT '0',    -- 0.0 to 1.0, with all digits
     start_tm        INTEGER NOT NULL DEFAULT 0,   -- when the run began, seconds since the epoch
     recording_count INTEGER NOT NULL DEFAULT 0,   -- recording rows added plus removed
-    done            INTEGER NOT NULL DEFAULT 0    -- 1 = the run is over
+    done            INTEGER NOT NULL DEFAULT 0    -- 1 = the run has ended
 );
 
 -- The runs of the re-index tool.
@@ -35,25 +35,24 @@ CREATE TABLE run (
     token    INTEGER NOT NULL DEFAULT 0,          -- random; with the id it is the run's identity
     pid      INTEGER NOT NULL,                    -- process that does the work
     start_tm INTEGER NOT NULL,                    -- seconds since the epoch
-    end_tm   INTEGER,                             -- NULL = it hasn't ended, or it was killed
+    end_tm   INTEGER,                             -- NULL = in progress, or killed
     failures INTEGER NOT NULL DEFAULT 0,          -- counted when it ends
-    refusals INTEGER NOT NULL DEFAULT 0,          -- likewise
+    refusals INTEGER NOT NULL DEFAULT 0,          -- counted when it ends
     unlogged INTEGER NOT NULL DEFAULT 0,          -- lines that the log didn't take
     age_s    INTEGER NOT NULL DEFAULT 0           -- ledger_age.age_s at its end
 );
 
--- The parts of a run: one kind of media, of one camera where the kind has cameras. A part is on
--- record once it is over.
+-- The finished parts of a run: one kind of media or, if the kind has cameras, one kind of one camera.
 CREATE TABLE run_part (
     run         INTEGER NOT NULL,                 -- run.id
-    part        INTEGER NOT NULL,                 -- 1, 2, ... in the order of time
+    part        INTEGER NOT NULL,                 -- 1, 2, ... ascending with time
     kind        TEXT NOT NULL,                    -- the table; '' = the camera couldn't be loaded
-    camera_id   INTEGER NOT NULL,                 -- 0 = of no camera
+    camera_id   INTEGER NOT NULL,                 -- 0 = no camera
     duration_ms INTEGER NOT NULL,
-    files       INTEGER NOT NULL,                 -- regular files that were looked at
-    known       INTEGER NOT NULL,                 -- rows that there were before
+    files       INTEGER NOT NULL,                 -- regular files that were visited
+    known       INTEGER NOT NULL,                 -- rows before the part
     failures    INTEGER NOT NULL,
-    refusals    INTEGER NOT NULL,                 -- what the recorder declined to do, for safety
-    refusal     TEXT NOT NULL,                    -- why, the first time; '' = there was none
+    refusals    INTEGER NOT NULL,                 -- requests that the recorder refused for safety
+    refusal     TEXT NOT NULL,                    -- reason of the first refusal; '' = none
     PRIMARY KEY (run, part)
 );

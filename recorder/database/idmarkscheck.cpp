@@ -1,4 +1,4 @@
-#include "recorder/database/idmarksfile.h"
+#include "recorder/database/idmarks.h"
 
 #include "recorder/support/error.h"
 #include "recorder/support/paths.h"
@@ -18,10 +18,10 @@ void RequireUsableIdMarks() {
         if (errno == ENOENT) {
             return;
         }
-        throw SystemError(std::string("look at ") + kIdMarksFile);
+        throw SystemError(std::string("examine ") + kIdMarksFile);
     }
     if (!S_ISREG(st.st_mode)) {
-        throw Error(std::string(kIdMarksFile) + " is no regular file");
+        throw Error(std::string(kIdMarksFile) + " is not a regular file");
     }
     if (access(kIdMarksFile, R_OK | W_OK) != 0) {
         throw SystemError(std::string("read and write ") + kIdMarksFile);
