@@ -101,7 +101,7 @@ class Days(ReportTest):
         self.counts(1, {DAY: 5, DAY + 1: 5})
         page = self.report()
         self.assertEqual(page.cells("h"), 0)
-        self.assertIn("No holes, no drift.", page.texts("p"))
+        self.assertIn("No days without recordings, no rows added or removed.", page.texts("p"))
         self.assertIn("10 recordings on 2 days, 12–13 March 2014.", page.texts("p"))
 
     def test_shades_days_by_their_number_of_recordings(self):
@@ -154,7 +154,7 @@ class Days(ReportTest):
         self.recorder.reindex("-r", "-1")
         self.recorder.query("system.db", "UPDATE run SET start_tm = (SELECT start_tm FROM run "
                                          "WHERE id = 1), end_tm = end_tm + 1 WHERE id = 2")
-        self.assertIn("No holes, no drift.", self.report().texts("p"))
+        self.assertIn("No days without recordings, no rows added or removed.", self.report().texts("p"))
 
     def test_shows_nothing_of_what_others_changed_meanwhile(self):
         self.recorder.recording("volume1/cam1")
@@ -163,7 +163,7 @@ class Days(ReportTest):
         self.recorder.query("system.db", "UPDATE run SET end_tm = end_tm + 9 WHERE id = 2")
         self.recorder.query("recording.db", "UPDATE recording_count SET count = 2, stamp = "
                                             "(unixepoch() + 1) * 1000000")
-        self.assertIn("No holes, no drift.", self.report().texts("p"))
+        self.assertIn("No days without recordings, no rows added or removed.", self.report().texts("p"))
 
     def test_shows_what_the_run_did_though_it_was_undone(self):
         self.recorder.recording("volume1/cam1")
@@ -191,7 +191,7 @@ class Days(ReportTest):
 
     def test_counts_recordings_of_impossible_times(self):
         self.counts(1, {DAY: 5, 9 * 10**15: 2})
-        self.assertIn("5 recordings on 1 day, 12 March 2014. 2 more at impossible times.",
+        self.assertIn("5 recordings on 1 day, 12 March 2014. 2 more with a start time outside the years 1 to 9999.",
                       self.report().texts("p"))
 
 
@@ -232,7 +232,7 @@ class Source(ReportTest):
         self.assertIn(("html", {"lang": "en"}), [element[:2] for element in page.elements])
         pictures = [has for tag, has, _ in page.elements if tag == "svg" and "role" in has]
         self.assertEqual([(has["role"], has["aria-label"]) for has in pictures],
-                         [("img", "2014: 1 recording; drift on 1 day")])
+                         [("img", "2014: 1 recording; changes on 1 day")])
         heads = [has["scope"] for tag, has, _ in page.elements if tag == "th"]
         self.assertEqual(set(heads), {"col", "row"})
 
@@ -343,7 +343,7 @@ class Plan(ReportTest):
         self.recorder.recording(self.recorder.camera(1, "Front"))
         os.remove(self.recorder.path("volume1/.kestora-volume"))
         page = self.report("--plan")
-        self.assertEqual(page.texts("h1"), ["Could not be planned in full"])
+        self.assertEqual(page.texts("h1"), ["The plan is incomplete"])
         self.assertIn("Refused", page.texts("h2"))
 
     def test_shows_the_days_of_the_cameras_that_are_planned(self):
@@ -372,7 +372,7 @@ class OnPostgresql(ReportTest):
         self.recorder.reindex("-r", "-1")
         self.assertIn("12–13 March 2014: 2 rows added", self.report().texts("li"))
         self.recorder.reindex("-r", "-1")
-        self.assertIn("No holes, no drift.", self.report().texts("p"))
+        self.assertIn("No days without recordings, no rows added or removed.", self.report().texts("p"))
         os.remove(self.recorder.path(gone))
         for second in range(1, 3):
             self.recorder.recording(storage, START_TM + second)

@@ -2,7 +2,7 @@
 
 #include "tools/common/json.h"
 #include "tools/common/terminal.h"
-#include "tools/common/words.h"
+#include "tools/common/texts.h"
 #include "tools/krctl/doctor/check.h"
 
 #include <algorithm>

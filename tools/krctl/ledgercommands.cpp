@@ -5,7 +5,7 @@
 #include "tools/common/json.h"
 #include "tools/common/table.h"
 #include "tools/common/terminal.h"
-#include "tools/common/words.h"
+#include "tools/common/texts.h"
 #include "tools/krctl/help.h"
 #include "tools/krctl/run/runview.h"
 

@@ -5,7 +5,7 @@
 #include "recorder/support/format.h"
 #include "tools/common/json.h"
 #include "tools/common/outputfile.h"
-#include "tools/common/words.h"
+#include "tools/common/texts.h"
 #include "tools/krctl/run/runview.h"
 
 #include <cstdio>

@@ -25,7 +25,7 @@ struct ReportOptions {
 };
 
 Report ReportOf(const ReportOptions& options) {
-    return options.ofPlan ? PlanReport(options.jobs) : NewestRunReport();
+    return options.ofPlan ? PlanReport(options.jobs) : LastRunReport();
 }
 
 void MakeReport(const ReportOptions& options) {

@@ -10,7 +10,7 @@
 #include "recorder/support/trust.h"
 #include "tools/common/joboptions.h"
 #include "tools/common/terminal.h"
-#include "tools/common/words.h"
+#include "tools/common/texts.h"
 #include "tools/krctl/childprocess.h"
 #include "tools/krctl/run/liveview.h"
 #include "tools/krctl/run/progressdisplay.h"

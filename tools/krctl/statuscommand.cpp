@@ -4,7 +4,7 @@
 #include "recorder/run/runlist.h"
 #include "tools/common/json.h"
 #include "tools/common/terminal.h"
-#include "tools/common/words.h"
+#include "tools/common/texts.h"
 #include "tools/krctl/run/liveview.h"
 #include "tools/krctl/run/progressdisplay.h"
 #include "tools/krctl/run/runview.h"

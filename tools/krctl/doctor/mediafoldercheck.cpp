@@ -3,7 +3,7 @@
 #include "recorder/support/error.h"
 #include "recorder/support/folder.h"
 #include "recorder/support/paths.h"
-#include "tools/common/words.h"
+#include "tools/common/texts.h"
 #include "tools/krctl/doctor/check.h"
 
 #include <string>

@@ -8,7 +8,7 @@
 #include "recorder/support/paths.h"
 #include "recorder/support/textfile.h"
 #include "recorder/support/uninterrupted.h"
-#include "tools/common/words.h"
+#include "tools/common/texts.h"
 #include "tools/krctl/doctor/check.h"
 
 #include <cerrno>

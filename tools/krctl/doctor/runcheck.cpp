@@ -1,6 +1,6 @@
 #include "recorder/run/live.h"
 #include "recorder/run/runlist.h"
-#include "tools/common/words.h"
+#include "tools/common/texts.h"
 #include "tools/krctl/doctor/check.h"
 
 #include <optional>

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "tools/common/note.h"
-#include "tools/common/words.h"
+#include "tools/common/texts.h"
 
 #include <map>
 #include <optional>

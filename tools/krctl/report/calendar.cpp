@@ -1,14 +1,14 @@
 #include "tools/krctl/report/calendar.h"
 
+#include "tools/common/texts.h"
 #include "tools/krctl/report/dates.h"
-#include "tools/krctl/report/texts.h"
 
 #include <algorithm>
 #include <vector>
 
 namespace {
 
-constexpr std::size_t kMostStretches = 40; // told in words one by one
+constexpr std::size_t kMaxListed = 40; // stretches of days
 
 Html Heading(const CameraCalendar& calendar) {
     return Element("h3", {},
@@ -24,7 +24,8 @@ std::string Summary(const RecordingDays& days) {
                RangeText(days.FirstCounted(), days.LastCounted()) + ".";
     }
     if (days.OffCalendar() > 0) {
-        text += " " + Grouped(days.OffCalendar()) + " more at impossible times.";
+        text += " " + Grouped(days.OffCalendar()) +
+                " more with a start time outside the years 1 to 9999.";
     }
     return text;
 }
@@ -37,23 +38,23 @@ long DriftDays(const std::vector<Stretch>& stretches) {
     return days;
 }
 
-// Newest first: they are what somebody may still do something about.
-Html List(const std::vector<Stretch>& stretches, const DriftLabels& words) {
+// Lists the newest first: these are the ones that the operator may still be able to correct.
+Html List(const std::vector<Stretch>& stretches, const DriftLabels& labels) {
     Html items;
-    std::size_t told = 0;
-    for (auto stretch = stretches.rbegin(); stretch != stretches.rend() && told < kMostStretches;
-         ++stretch, ++told) {
+    std::size_t listed = 0;
+    for (auto stretch = stretches.rbegin(); stretch != stretches.rend() && listed < kMaxListed;
+         ++stretch, ++listed) {
         items += Element("li", {{"class", stretch->isHole ? "hole" : "drift"}},
-                         StretchText(*stretch, words));
+                         StretchText(*stretch, labels));
     }
-    if (stretches.size() > told) {
-        items += Element("li", {},
-                         "and " + Grouped(static_cast<long>(stretches.size() - told)) + " earlier");
+    if (stretches.size() > listed) {
+        items += Element(
+            "li", {}, "and " + Grouped(static_cast<long>(stretches.size() - listed)) + " earlier");
     }
     return Element("ul", {}, items);
 }
 
-Html InWords(const RecordingDays& days, const DriftLabels& words) {
+Html HolesAndDrift(const RecordingDays& days, const DriftLabels& labels) {
     const std::vector<Stretch> stretches = days.Stretches();
     const long drift = DriftDays(stretches);
     Html summary;
@@ -63,15 +64,17 @@ Html InWords(const RecordingDays& days, const DriftLabels& words) {
     }
     if (drift > 0) {
         summary += Html::Text(summary.IsEmpty() ? "" : " ") +
-                   Element("b", {{"class", "drift"}}, "drift on " + Grouped(drift, "day"));
+                   Element("b", {{"class", "drift"}}, "changes on " + Grouped(drift, "day"));
     }
     if (summary.IsEmpty()) {
-        return Element("p", {{"class", "quiet"}}, days.IsEmpty() ? "" : "No holes, no drift.");
+        return Element("p", {{"class", "quiet"}},
+                       days.IsEmpty() ? ""
+                                      : "No days without recordings, no rows added or removed.");
     }
-    return Element("details", {}, Element("summary", {}, summary) + List(stretches, words));
+    return Element("details", {}, Element("summary", {}, summary) + List(stretches, labels));
 }
 
-// Years of which nothing is known are told, not drawn.
+// Years without recordings and changes get a line of text instead of a picture.
 Html Years(const RecordingDays& days, const StripOptions& options) {
     Html years;
     const int last = DateOf(days.LastDay()).year;
@@ -111,7 +114,7 @@ Html CalendarHtml(const CameraCalendar& calendar, const StripOptions& options) {
     const RecordingDays& days = calendar.days;
     Html content = Heading(calendar) + Element("p", {}, Summary(days));
     if (!days.IsEmpty()) {
-        content += InWords(days, options.words) + Years(days, options);
+        content += HolesAndDrift(days, options.labels) + Years(days, options);
     }
     return Element("article", {}, content);
 }

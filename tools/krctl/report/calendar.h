@@ -1,8 +1,8 @@
-// The days of a camera, in words and as pictures.
+// The days of a camera, as text and as pictures.
 
 #pragma once
 
-#include "tools/common/words.h"
+#include "tools/common/texts.h"
 #include "tools/krctl/report/html.h"
 #include "tools/krctl/report/recordingdays.h"
 #include "tools/krctl/report/yearstrip.h"
@@ -13,13 +13,13 @@
 
 struct CameraCalendar {
     int camId = 0;
-    std::string name; // empty: it has none any more
+    std::string name; // empty if the camera was removed
     RecordingDays days;
 };
 
 using DaysByCamera = std::map<int, RecordingDays>;
 
-// Of every camera that the recorder has, and of those of which days are known.
+// Returns a calendar for each camera in `names` and each camera in `days`.
 [[nodiscard]] std::vector<CameraCalendar> CalendarsOf(const CameraNames& names, DaysByCamera days);
 
 [[nodiscard]] Html CalendarHtml(const CameraCalendar& calendar, const StripOptions& options);

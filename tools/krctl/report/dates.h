@@ -1,4 +1,4 @@
-// Days as people write them. A day is counted from the epoch, UTC.
+// Calendar days, and their texts for people. A day is a number of days since the epoch, in UTC.
 
 #pragma once
 
@@ -11,9 +11,9 @@ struct Date {
     unsigned day = 0;   // 1 to 31
 };
 
-[[nodiscard]] bool IsOnCalendar(long day); // from the year 1 to the year 9999
+// Returns true for the days of the years 1 to 9999. The functions below accept only these.
+[[nodiscard]] bool IsOnCalendar(long day);
 
-// Of days that are on the calendar.
 [[nodiscard]] Date DateOf(long day);
 [[nodiscard]] long DayOf(const Date& date);
 [[nodiscard]] unsigned DaysInMonth(int year, unsigned month);
@@ -24,8 +24,8 @@ struct Date {
 // 2026".
 [[nodiscard]] std::string RangeText(long firstDay, long lastDay);
 
-// "21 November 2026, 16:50:38 UTC", in local time.
+// "21 November 2026, 16:50:38 UTC", in local time. `timeTm` is in seconds since the epoch.
 [[nodiscard]] std::string LongTimeText(long timeTm);
 
-// Days of a month in ascending order: "3–5, 7".
+// "3–5, 7" for days of a month in ascending order.
 [[nodiscard]] std::string DayListText(const std::vector<unsigned>& days);

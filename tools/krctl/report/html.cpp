@@ -27,8 +27,8 @@ std::uint32_t CodePoint(std::string_view character) {
     return code;
 }
 
-// What a document must not contain: controls of the second block, and code points that are no
-// characters.
+// Returns true for code points that a document must not contain: the control characters U+007F to
+// U+009F, and code points that are not characters.
 bool IsForbidden(std::uint32_t code) {
     return (code >= 0x7f && code <= 0x9f) || (code >= 0xfdd0 && code <= 0xfdef) ||
            (code & 0xfffeU) == 0xfffe;
@@ -52,7 +52,7 @@ std::string Escaped(std::string_view character) {
 }
 
 std::string EscapedText(std::string_view bytes) {
-    const std::string text = JsonText(Printable(bytes)).get<std::string>(); // now it is UTF-8
+    const std::string text = JsonText(Printable(bytes)).get<std::string>(); // valid UTF-8
     const std::string_view rest = text;
     std::string escaped;
     escaped.reserve(text.size());

@@ -1,4 +1,4 @@
-// HTML, put together so that no text is ever taken for markup.
+// HTML built so that text is never interpreted as markup.
 
 #pragma once
 
@@ -11,12 +11,12 @@ class Html {
 public:
     Html() = default;
 
-    // What comes from elsewhere: names of cameras and files are any bytes. Markup is escaped, and
-    // so are control characters, as Printable does; what is no UTF-8 or no character becomes
-    // U+FFFD.
+    // Text from outside, such as the names of cameras and files: any bytes. Markup is escaped, and
+    // control characters as by Printable. Bytes that are not UTF-8, and code points that are not
+    // characters, become U+FFFD.
     [[nodiscard]] static Html Text(std::string_view bytes);
 
-    // What this program wrote itself.
+    // Markup written by this program.
     [[nodiscard]] static Html Markup(std::string markup);
 
     Html& operator+=(const Html& more);
@@ -31,7 +31,7 @@ private:
 
 [[nodiscard]] Html operator+(Html first, const Html& second);
 
-// The value is escaped.
+// An attribute; Element escapes its value.
 struct Attribute {
     const char* name;
     std::string value;
@@ -41,8 +41,9 @@ using Attributes = std::initializer_list<Attribute>;
 [[nodiscard]] Html Element(const char* name, Attributes attributes, const Html& content);
 [[nodiscard]] Html Element(const char* name, Attributes attributes, std::string_view text);
 
-// One without content: <meta>.
+// An element without content: <meta>.
 [[nodiscard]] Html VoidElement(const char* name, Attributes attributes);
 
-// A name in a text: it can't turn the direction of what follows it.
+// A name within a text, isolated (<bdi>) so that right-to-left characters in it do not change the
+// direction of the text behind it.
 [[nodiscard]] Html Name(std::string_view bytes);

@@ -1,13 +1,13 @@
 #include "tools/krctl/report/page.h"
 
+#include "tools/common/texts.h"
 #include "tools/krctl/report/style.h"
-#include "tools/krctl/report/texts.h"
 
 #include <algorithm>
 
 namespace {
 
-constexpr long kMostDaysOneByOne = 4000; // so that the page doesn't grow without end
+constexpr long kMaxDaysWithHints = 4000; // limits the size of the page
 
 const char* NameOf(Tone tone) {
     switch (tone) {
@@ -67,7 +67,7 @@ Html Notices(const Report& report) {
 Html Totals(const Report& report) {
     Html totals;
     for (const ReportTotal& total : report.totals) {
-        totals += Element("div", {{"class", total.standsOut ? "bad" : ""}},
+        totals += Element("div", {{"class", total.isHighlighted ? "bad" : ""}},
                           Element("dt", {}, total.what) + Element("dd", {}, Grouped(total.number)));
     }
     return totals.IsEmpty()
@@ -75,7 +75,8 @@ Html Totals(const Report& report) {
                : Element("dl", {{"class", "totals"}, {"aria-label", "Totals"}}, totals);
 }
 
-// The roles outlive a narrow screen, where the style lays the rows out as cards.
+// Explicit roles, because on a narrow screen the style displays the rows as cards and the browser
+// drops the implicit ones.
 Html TableHead(const Report& report) {
     const auto column = [](const std::string& title, const char* className) {
         return Element("th", {{"scope", "col"}, {"role", "columnheader"}, {"class", className}},
@@ -143,14 +144,14 @@ Html Calendars(const Report& report) {
     if (report.calendars.empty()) {
         return {};
     }
-    const StripOptions options{report.words, DaysOf(report.calendars) <= kMostDaysOneByOne};
+    const StripOptions options{report.labels, DaysOf(report.calendars) <= kMaxDaysWithHints};
     Html cameras;
     for (const CameraCalendar& calendar : report.calendars) {
         cameras += CalendarHtml(calendar, options);
     }
     return Element("section", {{"aria-labelledby", "days"}},
                    Element("h2", {{"id", "days"}}, "Recordings by day") +
-                       StripLegend(report.words, HasBoth(report.calendars)) + cameras);
+                       StripLegend(report.labels, HasBoth(report.calendars)) + cameras);
 }
 
 Html Head(const Report& report) {

@@ -1,4 +1,4 @@
-// The report as a page: one file that needs nothing else.
+// The report as an HTML page: one file that loads no other.
 
 #pragma once
 
@@ -12,29 +12,29 @@
 enum class Tone {
     Good,    // nothing failed, or nothing to do
     Bad,     // something failed or was refused
-    Waiting, // it hasn't ended
-    Change,  // there is something to do
+    Waiting, // the run has not ended
+    Change,  // a run would change something
 };
 
 struct ReportTotal {
     long number = 0;
     std::string what;
-    bool standsOut = false;
+    bool isHighlighted = false;
 };
 
 struct ReportRow {
     std::string kind;
     std::string camera;
     std::vector<long> numbers;
-    std::string time; // empty: there is none
+    std::string time; // empty in a plan
 };
 
-// What is not as it should be: a title, a sentence, and the cases.
+// Refusals, failures or warnings: a title, a sentence, and the cases.
 struct ReportNotice {
     std::string title;
     std::string sentence;
     std::vector<std::string> cases;
-    bool isWarning = false; // not as bad
+    bool isWarning = false; // shown less prominently
 };
 
 struct Report {
@@ -45,10 +45,10 @@ struct Report {
     std::string sentence;           // what the outcome means
     std::vector<ReportTotal> totals;
     std::vector<ReportNotice> notices;
-    std::vector<std::string> columns; // of the numbers
+    std::vector<std::string> columns; // titles of the numbers in each row
     std::vector<ReportRow> rows;      // the last one is the total
     std::vector<CameraCalendar> calendars;
-    DriftLabels words;
+    DriftLabels labels;
     std::string footer;
 };
 

@@ -2,12 +2,11 @@
 
 #include "recorder/recording/daycount.h"
 #include "recorder/support/medianames.h"
-#include "tools/common/words.h"
+#include "tools/common/texts.h"
 #include "tools/krctl/plan/planreader.h"
 #include "tools/krctl/plan/plansummary.h"
 #include "tools/krctl/plan/planview.h"
 #include "tools/krctl/report/dates.h"
-#include "tools/krctl/report/texts.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -19,11 +18,11 @@ using plan::Reason;
 
 namespace {
 
-constexpr std::size_t kMostCases = 100; // of a notice
+constexpr std::size_t kMaxCases = 100; // in one notice
 constexpr long kSecondsPerDay = 86400;
 
-// The days on which files and rows of recordings differ. There may be millions of items: only the
-// days are kept.
+// The days on which files and rows of recordings differ. A plan may have millions of items, so only
+// the days are kept.
 class DriftDays {
 public:
     void Add(const plan::Note& item) {
@@ -43,7 +42,7 @@ public:
         }
     }
 
-    // Together with what the recorder knows.
+    // Returns these days, with the number of recordings that the database has for each day.
     [[nodiscard]] DaysByCamera Take() && {
         for (const recorder::DayCount& count : recorder::ListDayCounts()) {
             m_days[count.camId][count.day].count = count.count;
@@ -55,7 +54,7 @@ private:
     DaysByCamera m_days;
 };
 
-// Whether the camera's recordings are.
+// Returns true if the plan covers the camera's recordings.
 bool IsPlanned(const JobOptions& jobs, int camId) {
     const bool isAll = jobs == JobOptions();
     return isAll || (jobs.eventCamera && (*jobs.eventCamera < 0 || *jobs.eventCamera == camId));
@@ -75,7 +74,7 @@ std::string ChangesTitle(const PlanPart& total) {
         return Grouped(added, "row") + " to add, " + Grouped(removed) + " to remove";
     }
     if (added + removed == 0) {
-        return "Small repairs to make";
+        return "No rows to add or remove, but other changes";
     }
     return added > 0 ? Grouped(added, "row") + " to add" : Grouped(removed, "row") + " to remove";
 }
@@ -84,7 +83,7 @@ void PrintOutcome(const PlanSummary& plan, Report& report) {
     report.sentence = plan.Sentence();
     if (!plan.IsComplete()) {
         report.tone = Tone::Bad;
-        report.title = "Could not be planned in full";
+        report.title = "The plan is incomplete";
     } else if (plan.HasChanges()) {
         report.tone = Tone::Change;
         report.title = ChangesTitle(plan.Total());
@@ -93,8 +92,9 @@ void PrintOutcome(const PlanSummary& plan, Report& report) {
         report.title = "Nothing to add or remove";
     }
     if (const std::optional<plan::Note>& run = plan.RunInProgress()) {
-        report.sentence += run->text.empty() ? " A run is in progress: this shows how far it is."
-                                             : " " + run->text + ".";
+        report.sentence += run->text.empty()
+                               ? " A run is in progress: the plan shows what it has not done yet."
+                               : " " + run->text + ".";
     }
 }
 
@@ -104,7 +104,7 @@ void AddNotice(const PlanSummary& plan, Reason reason, ReportNotice notice, Repo
         if (problem.reason != reason) {
             continue;
         }
-        if (notice.cases.size() < kMostCases) {
+        if (notice.cases.size() < kMaxCases) {
             notice.cases.push_back(ProblemText(plan, problem));
         } else {
             ++more;
@@ -128,7 +128,8 @@ ReportRow RowOf(const std::string& kind, const std::string& camera, const PlanPa
 }
 
 void AddTable(const PlanSummary& plan, Report& report) {
-    report.columns = {"Files", "Rows", "To add", "To remove", "Badly named", "Left for later"};
+    report.columns = {"Files",     "Rows",        "To add",
+                      "To remove", "Badly named", "Left to the next run"};
     for (const PlanPart& part : plan.Parts()) {
         report.rows.push_back(
             RowOf(Capitalised(KindText(part.kind)), CameraText(plan.Cameras(), part.camId), part));
@@ -136,7 +137,7 @@ void AddTable(const PlanSummary& plan, Report& report) {
     const PlanPart total = plan.Total();
     report.rows.push_back(RowOf("Total", "", total));
     report.totals = {
-        {total.files, "files looked at"},
+        {total.files, "files examined"},
         {total.rows, "rows"},
         {total.Count(Reason::FileWithoutRow), "rows to add"},
         {total.Count(Reason::RowWithoutFile), "rows to remove"},
@@ -160,13 +161,13 @@ Report PlanReport(const JobOptions& jobs) {
     Report report;
     report.subject = "Plan";
     report.facts = {LongTimeText(std::time(nullptr)), "nothing was changed"};
-    report.words = {"to add", "to remove"};
+    report.labels = {"to add", "to remove"};
     PrintOutcome(plan, report);
     AddNotice(plan, Reason::Refusal,
-              {"Refused", "To do no harm, nothing would be changed here.", {}}, report);
-    AddNotice(plan, Reason::Failure, {"Failed", "This could not be looked at.", {}}, report);
-    AddNotice(plan, Reason::Warning, {"Worth knowing", "This would be passed over.", {}, true},
+              {"Refused", "A run would change nothing here, to prevent the loss of rows.", {}},
               report);
+    AddNotice(plan, Reason::Failure, {"Failed", "These could not be examined.", {}}, report);
+    AddNotice(plan, Reason::Warning, {"Warnings", "A run would skip these.", {}, true}, report);
     AddTable(plan, report);
     report.calendars = CalendarsOf(plan.Cameras(), std::move(drift).Take());
     std::erase_if(report.calendars,

@@ -1,13 +1,14 @@
 #include "tools/krctl/report/recordingdays.h"
 
+#include "tools/common/texts.h"
 #include "tools/krctl/report/dates.h"
-#include "tools/krctl/report/texts.h"
 
 #include <algorithm>
 
 namespace {
 
-constexpr long kBusyPercent = 90; // of the days have no more recordings than a busy one
+constexpr long kBusyPercent =
+    90; // a busy day has as many recordings as this share of the days at most
 constexpr int kLevels = 4;
 
 bool SameDrift(const RecordingDay& one, const RecordingDay& other) {
@@ -113,21 +114,21 @@ std::vector<Stretch> RecordingDays::Stretches() const {
     return stretches;
 }
 
-std::string DriftText(const RecordingDay& day, const DriftLabels& words) {
+std::string DriftText(const RecordingDay& day, const DriftLabels& labels) {
     std::string text;
     if (day.gained > 0) {
-        text = Grouped(day.gained, "row") + " " + words.added;
+        text = Grouped(day.gained, "row") + " " + labels.added;
     }
     if (day.lost > 0) {
-        text += (text.empty() ? "" : ", ") + Grouped(day.lost, "row") + " " + words.removed;
+        text += (text.empty() ? "" : ", ") + Grouped(day.lost, "row") + " " + labels.removed;
     }
     return text;
 }
 
-std::string StretchText(const Stretch& stretch, const DriftLabels& words) {
+std::string StretchText(const Stretch& stretch, const DriftLabels& labels) {
     std::string text = RangeText(stretch.firstDay, stretch.lastDay) + ": ";
     if (!stretch.isHole) {
-        return text + DriftText(stretch.sum, words);
+        return text + DriftText(stretch.sum, labels);
     }
     text += "no recordings";
     return stretch.Days() > 1 ? text + ", " + Grouped(stretch.Days(), "day") : text;

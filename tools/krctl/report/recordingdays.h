@@ -1,5 +1,5 @@
-// The days of a camera: how many recordings there are, where there are none, and where rows and
-// files had drifted apart.
+// The days of a camera: the number of recordings on each, the days without recordings (holes), and
+// the days on which rows and files differed (drift).
 
 #pragma once
 
@@ -9,33 +9,33 @@
 
 struct RecordingDay {
     long count = 0;  // recordings
-    long gained = 0; // rows that were added, or would be
-    long lost = 0;   // rows that were removed, or would be
+    long gained = 0; // rows added, or to add
+    long lost = 0;   // rows removed, or to remove
     [[nodiscard]] bool HasDrift() const { return gained + lost > 0; }
 };
 
-// How drift is told: of what was done, or of what would be.
+// The labels of drift: "added" for a run, "to add" for a plan.
 struct DriftLabels {
     std::string added = "added";
     std::string removed = "removed";
 };
 
-// Days one after the other of which the same can be told.
+// Consecutive days without recordings, or with drift in the same direction.
 struct Stretch {
     long firstDay = 0;
     long lastDay = 0;
-    bool isHole = false; // no recordings, but earlier and later ones
-    RecordingDay sum;    // where it is drift
+    bool isHole = false; // no recordings, but some before and after
+    RecordingDay sum;    // the drift of these days
 
     [[nodiscard]] long Days() const { return lastDay - firstDay + 1; }
 };
 
 class RecordingDays {
 public:
-    // For adding to. Days that are on no calendar are left out of everything else.
+    // The day, to be filled in. Days outside the calendar count in OffCalendar only.
     RecordingDay& operator[](long day) { return m_days[day]; }
 
-    // What follows is told of the days that were there when this was called.
+    // Must be called when all days are filled in, before the functions below.
     void Finish();
 
     [[nodiscard]] bool IsEmpty() const { return m_days.empty(); }
@@ -43,17 +43,17 @@ public:
     [[nodiscard]] long LastDay() const { return m_days.rbegin()->first; }
     [[nodiscard]] bool HasDayBetween(long firstDay, long lastDay) const;
 
-    // An empty one for a day of which nothing is known.
+    // Returns an empty day if nothing is known about it.
     [[nodiscard]] const RecordingDay& At(long day) const;
     [[nodiscard]] bool IsHole(long day) const;
 
-    // 0 for no recordings, 1 to 4 by their number compared with the camera's busy days.
+    // Returns 0 for no recordings, or 1 to 4 by their number compared with the camera's busy days.
     [[nodiscard]] int Level(const RecordingDay& day) const;
 
-    // Rows added and removed on the same day.
+    // Returns true if rows were added and removed on the same day.
     [[nodiscard]] bool HasBoth() const;
 
-    // With recordings, where there are any.
+    // The first and last day with recordings, if there are any.
     [[nodiscard]] long FirstCounted() const { return m_firstCounted; }
     [[nodiscard]] long LastCounted() const { return m_lastCounted; }
     [[nodiscard]] long Recordings() const { return m_recordings; }
@@ -61,7 +61,7 @@ public:
     [[nodiscard]] long Holes() const;                                // days
     [[nodiscard]] long OffCalendar() const { return m_offCalendar; } // recordings
 
-    // Holes and drift, in the order of time.
+    // Holes and drift, oldest first.
     [[nodiscard]] std::vector<Stretch> Stretches() const;
 
 private:
@@ -77,7 +77,7 @@ private:
 };
 
 // "4 rows removed", "2 rows added, 3 rows removed".
-[[nodiscard]] std::string DriftText(const RecordingDay& day, const DriftLabels& words);
+[[nodiscard]] std::string DriftText(const RecordingDay& day, const DriftLabels& labels);
 
 // "3–5 March 2026: no recordings, 3 days".
-[[nodiscard]] std::string StretchText(const Stretch& stretch, const DriftLabels& words);
+[[nodiscard]] std::string StretchText(const Stretch& stretch, const DriftLabels& labels);

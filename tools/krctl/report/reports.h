@@ -1,13 +1,14 @@
-// The reports that krctl makes.
+// The two reports of krctl report.
 
 #pragma once
 
 #include "tools/common/joboptions.h"
 #include "tools/krctl/report/page.h"
 
-// What krindexer would do. Throws Error. Where there is no plan, says why on standard error and
-// throws the exit status that krindexer would have, as CLI::RuntimeError.
+// Returns a report about what a run would change. Throws Error. When the plan fails, prints the
+// reason to standard error and throws the exit status that krindexer would have, as
+// CLI::RuntimeError.
 [[nodiscard]] Report PlanReport(const JobOptions& jobs);
 
-// The newest run on record; the calendars alone where there is none. Throws Error.
-[[nodiscard]] Report NewestRunReport();
+// Returns a report about the last run; only the calendars if there was no run. Throws Error.
+[[nodiscard]] Report LastRunReport();

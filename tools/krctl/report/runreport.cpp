@@ -4,9 +4,8 @@
 #include "recorder/recording/daycount.h"
 #include "recorder/run/live.h"
 #include "recorder/support/paths.h"
-#include "tools/common/words.h"
+#include "tools/common/texts.h"
 #include "tools/krctl/report/dates.h"
-#include "tools/krctl/report/texts.h"
 #include "tools/krctl/run/runview.h"
 
 #include <algorithm>
@@ -19,14 +18,14 @@ using Answer = recorder::RunInProgress::Answer;
 constexpr double kMsPerSecond = 1000.0;
 constexpr double kShortS = 10.0;
 
-// The clock's seconds are too coarse for a short run.
+// For a short run the parts' durations in milliseconds are more exact than the start and end times.
 std::string Took(const RunView& run) {
     const double ofParts = static_cast<double>(TotalOf(run.parts).durationMs) / kMsPerSecond;
     const auto byClock = static_cast<double>(*run.record.endTm - run.record.startTm);
     return "took " + DurationText(byClock < kShortS ? ofParts : byClock);
 }
 
-// Of a run whose end is not on record.
+// Returns whether the run, whose end is not recorded, is in progress.
 Answer InProgress(const recorder::RunRecord& record) {
     const recorder::RunInProgress found = recorder::FindRunInProgress();
     return found.answer == Answer::Yes && found.live.run != record.id ? Answer::No : found.answer;
@@ -37,17 +36,17 @@ void AddUnended(const recorder::RunRecord& record, Report& report) {
     switch (InProgress(record)) {
     case Answer::Yes:
         report.title = "In progress";
-        report.sentence = "What follows is what it had done when this report was made.";
+        report.sentence = "The figures below show its progress when this report was written.";
         break;
     case Answer::No:
         report.title = "Not ended";
-        report.sentence = "The run was stopped or killed. What it wrote stays; the next run "
+        report.sentence = "The run was stopped or killed. Its changes are kept; the next run "
                           "completes the work.";
         break;
     case Answer::Unknown:
         report.title = "Not ended";
-        report.sentence = "Could not tell whether the run is in progress, or was stopped or "
-                          "killed. What follows is what it had done when this report was made.";
+        report.sentence = "Unknown whether the run is in progress, or was stopped or killed. The "
+                          "figures below show its progress when this report was written.";
         break;
     }
 }
@@ -58,13 +57,12 @@ void AddOutcome(const RunView& run, Report& report) {
     switch (OutcomeOf(record)) {
     case RunOutcome::Complete:
         report.tone = Tone::Good;
-        report.sentence =
-            "The run went to its end. Nothing failed, nothing was refused. Files that "
-            "had rows before were compared by name.";
+        report.sentence = "The run finished without failures and refusals. Files that already had "
+                          "rows were compared by name only.";
         break;
     case RunOutcome::Failures:
         report.tone = Tone::Bad;
-        report.sentence = "The run went to its end, but files and rows may still differ.";
+        report.sentence = "The run finished, but files and rows may still differ.";
         break;
     case RunOutcome::Unfinished:
         AddUnended(record, report);
@@ -75,9 +73,11 @@ void AddOutcome(const RunView& run, Report& report) {
 void AddNotices(const RunView& run, const CameraNames& names, Report& report) {
     const std::vector<std::string> refusals = RefusalsOf(run, names);
     if (!refusals.empty()) {
-        report.notices.push_back({"Refused",
-                                  "To do no harm, nothing was changed here. Mend it and run again.",
-                                  refusals});
+        report.notices.push_back(
+            {"Refused",
+             "Nothing was changed here, to prevent the loss of rows. Correct the cause and "
+             "run krctl run again.",
+             refusals});
     }
     std::vector<std::string> failures;
     for (const recorder::RunPart& part : run.parts) {
@@ -88,7 +88,9 @@ void AddNotices(const RunView& run, const CameraNames& names, Report& report) {
     }
     if (!failures.empty() || run.record.failures > 0) {
         report.notices.push_back(
-            {"Failed", std::string("The log says which files: ") + recorder::kLogFile, failures});
+            {"Failed",
+             std::string("The log names the files and the reasons: ") + recorder::kLogFile,
+             failures});
     }
 }
 
@@ -111,7 +113,7 @@ void AddTable(const RunView& run, const CameraNames& names, Report& report) {
     total.failures = std::max(total.failures, run.record.failures);
     report.rows.push_back(RowOf("Total", "", total));
     report.totals = {
-        {total.files, "files looked at"},
+        {total.files, "files examined"},
         {total.added, "rows added"},
         {total.removed, "rows removed"},
         {total.failures, "failures", total.failures > 0},
@@ -119,7 +121,8 @@ void AddTable(const RunView& run, const CameraNames& names, Report& report) {
     };
 }
 
-// What the run's record holds: counts that others changed meanwhile are no drift.
+// Takes the changes from the run's record: changes that other programs made to the counts in the
+// meantime are not the run's.
 DaysByCamera DaysOf(const std::optional<recorder::RunRecord>& record) {
     DaysByCamera days;
     for (const recorder::DayCount& count : recorder::ListDayCounts()) {
@@ -138,15 +141,15 @@ DaysByCamera DaysOf(const std::optional<recorder::RunRecord>& record) {
 
 } // namespace
 
-Report NewestRunReport() {
+Report LastRunReport() {
     Report report;
     const CameraNames names = ReadCameraNames();
-    const std::optional<recorder::RunRecord> newest = recorder::NewestRun();
-    if (newest) {
-        const RunView run = ViewOf(*newest);
-        report.subject = "Run " + std::to_string(newest->id);
-        report.facts = {LongTimeText(newest->startTm)};
-        if (newest->endTm) {
+    const std::optional<recorder::RunRecord> last = recorder::NewestRun();
+    if (last) {
+        const RunView run = ViewOf(*last);
+        report.subject = "Run " + std::to_string(last->id);
+        report.facts = {LongTimeText(last->startTm)};
+        if (last->endTm) {
             report.facts.push_back(Took(run));
         }
         AddOutcome(run, report);
@@ -157,6 +160,6 @@ Report NewestRunReport() {
         report.title = "No run yet";
         report.sentence = "\"krctl run\" adds and removes rows until they match the files.";
     }
-    report.calendars = CalendarsOf(names, DaysOf(newest));
+    report.calendars = CalendarsOf(names, DaysOf(last));
     return report;
 }

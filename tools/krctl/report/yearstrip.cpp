@@ -1,8 +1,8 @@
 #include "tools/krctl/report/yearstrip.h"
 
 #include "recorder/support/format.h"
+#include "tools/common/texts.h"
 #include "tools/krctl/report/dates.h"
-#include "tools/krctl/report/texts.h"
 
 #include <algorithm>
 #include <array>
@@ -10,7 +10,7 @@
 
 // A cell is one unit wide and one high. Days that look alike are one line of a path, drawn as wide
 // as a cell; the gaps between cells, the stripes of a hole and the signs of drift are dashes of it
-// (style.css). Ten years of many cameras stay small so.
+// (style.css). This keeps ten years of many cameras small.
 
 namespace {
 
@@ -30,7 +30,7 @@ public:
         ++m_count;
     }
 
-    // Nothing where it has no days.
+    // Returns nothing if there are no days.
     Html Path(const char* className) {
         EndLine();
         return m_path.empty()
@@ -97,12 +97,12 @@ std::string CountText(long count) {
     return count == 0 ? "no recordings" : Grouped(count, "recording");
 }
 
-std::string DayText(long day, const RecordingDay& what, const DriftLabels& words) {
+std::string DayText(long day, const RecordingDay& what, const DriftLabels& labels) {
     const std::string text = RangeText(day, day) + ": " + CountText(what.count);
-    return what.HasDrift() ? text + "; " + DriftText(what, words) : text;
+    return what.HasDrift() ? text + "; " + DriftText(what, labels) : text;
 }
 
-// What is told of some days of a month.
+// The totals of some days of a month.
 struct MonthSum {
     long count = 0;
     std::vector<unsigned> holes;
@@ -110,19 +110,19 @@ struct MonthSum {
     std::vector<unsigned> losses;
 };
 
-std::string MonthText(const Date& month, const MonthSum& sum, const DriftLabels& words) {
+std::string MonthText(const Date& month, const MonthSum& sum, const DriftLabels& labels) {
     std::string text = std::string(MonthName(month.month)) + " " + std::to_string(month.year) +
                        ": " + CountText(sum.count);
-    const auto tell = [&](const std::string& what, const std::vector<unsigned>& days) {
+    const auto append = [&](const std::string& what, const std::vector<unsigned>& days) {
         text += days.empty() ? "" : "; " + what + " on " + DayListText(days);
     };
-    tell("no recordings", sum.holes);
-    tell("rows " + words.added, sum.gains);
-    tell("rows " + words.removed, sum.losses);
+    append("no recordings", sum.holes);
+    append("rows " + labels.added, sum.gains);
+    append("rows " + labels.removed, sum.losses);
     return text;
 }
 
-// What the pointer finds: over the cells, and not painted.
+// The text under the pointer: an invisible shape over the cells.
 std::string Hint(unsigned firstDay, unsigned row, unsigned days, const std::string& text) {
     return Format("<path d=\"M%u %uh%u\"><title>", firstDay - 1, row, days) +
            Html::Text(text).Source() + "</title></path>";
@@ -146,7 +146,7 @@ public:
         return Element("figure", {},
                        Element("figcaption", {}, std::to_string(m_year)) +
                            Element("svg",
-                                   {{"viewBox", box}, {"role", "img"}, {"aria-label", Told()}},
+                                   {{"viewBox", box}, {"role", "img"}, {"aria-label", Summary()}},
                                    picture));
     }
 
@@ -168,8 +168,8 @@ private:
         for (unsigned day = first; day <= last; ++day) {
             AddDay(before + day, day, row, sum);
         }
-        if (!m_options.tellsEachDay) {
-            m_hints += Hint(first, row, last - first + 1, MonthText(month, sum, m_options.words));
+        if (!m_options.hasHintPerDay) {
+            m_hints += Hint(first, row, last - first + 1, MonthText(month, sum, m_options.labels));
         }
         m_labels += Format("<text y=\"%u\">%.3s</text>", row, MonthName(month.month));
     }
@@ -178,8 +178,8 @@ private:
         const RecordingDay& what = m_days.At(day);
         const bool isHole = m_days.IsHole(day);
         m_paths.Add(number, row, what, m_days.Level(what), isHole);
-        if (m_options.tellsEachDay) {
-            m_hints += Hint(number, row, 1, DayText(day, what, m_options.words));
+        if (m_options.hasHintPerDay) {
+            m_hints += Hint(number, row, 1, DayText(day, what, m_options.labels));
         }
         m_recordings += what.count;
         sum.count += what.count;
@@ -196,13 +196,13 @@ private:
         m_drift += what.HasDrift() ? 1 : 0;
     }
 
-    [[nodiscard]] std::string Told() const {
+    [[nodiscard]] std::string Summary() const {
         std::string text = std::to_string(m_year) + ": " + CountText(m_recordings);
         if (m_holes > 0) {
             text += "; " + Grouped(m_holes, "day") + " without";
         }
         if (m_drift > 0) {
-            text += "; drift on " + Grouped(m_drift, "day");
+            text += "; changes on " + Grouped(m_drift, "day");
         }
         return text;
     }
@@ -238,7 +238,7 @@ Html YearStrip(const RecordingDays& days, int year, const StripOptions& options)
     return YearPicture(days, year, options).Draw();
 }
 
-Html StripLegend(const DriftLabels& words, bool withBoth) {
+Html StripLegend(const DriftLabels& labels, bool withBoth) {
     const RecordingDay plain;
     RecordingDay gain;
     gain.gained = 1;
@@ -254,7 +254,7 @@ Html StripLegend(const DriftLabels& words, bool withBoth) {
         "ul", {{"class", "legend"}},
         item(Swatch({plain, plain, plain, plain}, {1, 2, 3, 4}, false), "few to many recordings") +
             item(Swatch({plain}, {0}, true), "no recordings") +
-            item(Swatch({gain}, {kShade}, false), "rows " + words.added) +
-            item(Swatch({loss}, {kShade}, false), "rows " + words.removed) +
+            item(Swatch({gain}, {kShade}, false), "rows " + labels.added) +
+            item(Swatch({loss}, {kShade}, false), "rows " + labels.removed) +
             (withBoth ? item(Swatch({both}, {kShade}, false), "both") : Html()));
 }

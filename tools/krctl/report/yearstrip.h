@@ -6,12 +6,12 @@
 #include "tools/krctl/report/recordingdays.h"
 
 struct StripOptions {
-    DriftLabels words;
-    bool tellsEachDay = false; // in words, under the pointer; otherwise each month
+    DriftLabels labels;
+    bool hasHintPerDay = false; // the hints under the pointer are per day, otherwise per month
 };
 
-// The months of the year from the first to the last day of which something is known.
+// Draws the months of the year from the first to the last day in `days`.
 [[nodiscard]] Html YearStrip(const RecordingDays& days, int year, const StripOptions& options);
 
-// What the cells mean.
-[[nodiscard]] Html StripLegend(const DriftLabels& words, bool withBoth);
+// Explains the cells.
+[[nodiscard]] Html StripLegend(const DriftLabels& labels, bool withBoth);

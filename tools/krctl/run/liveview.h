@@ -5,7 +5,7 @@
 #include "recorder/run/live.h"
 #include "recorder/run/runlist.h"
 #include "tools/common/joboptions.h"
-#include "tools/common/words.h"
+#include "tools/common/texts.h"
 
 #include <chrono>
 #include <optional>

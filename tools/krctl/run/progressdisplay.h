@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "tools/common/words.h"
+#include "tools/common/texts.h"
 #include "tools/krctl/run/liveview.h"
 
 #include <string>

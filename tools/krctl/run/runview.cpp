@@ -3,7 +3,7 @@
 #include "recorder/support/paths.h"
 #include "tools/common/table.h"
 #include "tools/common/terminal.h"
-#include "tools/common/words.h"
+#include "tools/common/texts.h"
 
 #include <algorithm>
 #include <cstdio>

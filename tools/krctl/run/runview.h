@@ -4,7 +4,7 @@
 
 #include "recorder/run/runlist.h"
 #include "tools/common/json.h"
-#include "tools/common/words.h"
+#include "tools/common/texts.h"
 
 #include <string>
 #include <vector>

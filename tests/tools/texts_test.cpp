@@ -1,4 +1,4 @@
-#include "tools/common/words.h"
+#include "tools/common/texts.h"
 
 #include <gtest/gtest.h>
 

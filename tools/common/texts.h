@@ -1,4 +1,4 @@
-// How krctl names things to people.
+// Numbers, times, kinds and cameras as texts for people.
 
 #pragma once
 
@@ -6,7 +6,7 @@
 #include <map>
 #include <string>
 
-// Seconds since the epoch as in the log, without milliseconds.
+// The time as in the log, without milliseconds. `timeTm` is in seconds since the epoch.
 [[nodiscard]] std::string TimeText(long timeTm);
 
 // "7.3 s", "12:05" (minutes), "3:12:05" (hours).
@@ -27,17 +27,24 @@ struct MediaKind {
 // The kind's key: "recordings", "alert-recordings", "snapshots", "emaps"; empty if `table` is.
 [[nodiscard]] std::string KindKey(const std::string& table);
 
-// "1 row", "2 rows".
+// "1 row", "2314 rows".
 [[nodiscard]] std::string Counted(long number, const std::string& noun);
 
-// The names of the recorder's cameras by id. Empty when they can't be read: a name is not worth a
-// failure.
+// "2,314"; with a noun "1 row", "2,314 rows".
+[[nodiscard]] std::string Grouped(long number);
+[[nodiscard]] std::string Grouped(long number, const std::string& noun);
+
+// "Alert recordings" for "alert recordings".
+[[nodiscard]] std::string Capitalised(std::string text);
+
+// The names of the recorder's cameras by id. Empty when the cameras can't be read: a command does
+// not fail for a missing name.
 using CameraNames = std::map<int, std::string>;
 [[nodiscard]] CameraNames ReadCameraNames();
 
-// "3 Front"; the number alone when there is no name, "-" for 0, no camera.
+// "3 Front"; the id alone if the camera has no name, "-" for 0, no camera.
 [[nodiscard]] std::string CameraText(const CameraNames& names, int camId);
 
-// "recordings of camera 3 Front"; the kind alone without a camera (""), the camera alone where the
-// kind isn't known yet.
+// "recordings of camera 3 Front"; the kind alone if `camera` is empty, the camera alone if the kind
+// is not known yet.
 [[nodiscard]] std::string PartText(const std::string& kind, const std::string& camera);

@@ -1,4 +1,4 @@
-#include "tools/common/words.h"
+#include "tools/common/texts.h"
 
 #include "platform/database.h"
 #include "recorder/camera/cameratable.h"
@@ -15,6 +15,10 @@ const MediaKind* KindOf(const std::string& table) {
         std::find_if(MediaKinds().begin(), MediaKinds().end(),
                      [&](const MediaKind& kind) { return kind.table == table; });
     return found == MediaKinds().end() ? nullptr : found;
+}
+
+std::string WithNoun(const std::string& numberText, long number, const std::string& noun) {
+    return numberText + " " + noun + (number == 1 ? "" : "s");
 }
 
 } // namespace
@@ -62,7 +66,33 @@ std::string KindKey(const std::string& table) {
 }
 
 std::string Counted(long number, const std::string& noun) {
-    return std::to_string(number) + " " + noun + (number == 1 ? "" : "s");
+    return WithNoun(std::to_string(number), number, noun);
+}
+
+std::string Grouped(long number) {
+    constexpr std::size_t kGroup = 3;
+    const std::string digits = std::to_string(number);
+    std::string text;
+    for (std::size_t i = 0; i < digits.size(); ++i) {
+        const bool afterDigit = i > 0 && digits[i - 1] != '-';
+        if (afterDigit && (digits.size() - i) % kGroup == 0) {
+            text += ',';
+        }
+        text += digits[i];
+    }
+    return text;
+}
+
+std::string Grouped(long number, const std::string& noun) {
+    return WithNoun(Grouped(number), number, noun);
+}
+
+std::string Capitalised(std::string text) {
+    const bool isSmall = !text.empty() && text[0] >= 'a' && text[0] <= 'z';
+    if (isSmall) {
+        text[0] = static_cast<char>(text[0] - 'a' + 'A');
+    }
+    return text;
 }
 
 CameraNames ReadCameraNames() {
