@@ -6,7 +6,7 @@ CREATE TABLE camera (
     name         TEXT NOT NULL,                   -- for people
     ds_id        INTEGER NOT NULL DEFAULT 0,      -- data source that records it; 0 = this recorder
     storage_path TEXT NOT NULL,                   -- absolute path of the folder of its half-day folders
-    volume_id    TEXT,                            -- UUID of the volume it lies on; NULL = any
+    volume_id    TEXT,                            -- UUID of the volume of its storage folder; NULL = any
     uuid         TEXT                             -- as in its storage folder; NULL = none yet
 );
 
