@@ -12,7 +12,7 @@ import sys
 import tempfile
 from pathlib import Path
 
-from benchlib import counts, machine, measure, page, peers, plot, report, writer
+from benchlib import containers, counts, machine, measure, page, peers, plot, report, writer
 from benchlib.cases import CASES
 from benchlib.suite import SIZES, Suite
 from benchlib.workshop import Workshop
@@ -51,6 +51,8 @@ def make_parser():
                              "million rows, and during their undo")
     parser.add_argument("--peers", action="store_true",
                         help="also minidlna and plocate's updatedb on the same tree; installs them")
+    parser.add_argument("--containers", action="store_true",
+                        help="also which recordings are read without krcontainers; installs GStreamer")
     parser.add_argument("--only", action="store_true",
                         help="only the measurements of options that begin with 'also'")
     parser.add_argument("--work", type=Path, metavar="DIR",
@@ -83,7 +85,7 @@ def measure_all(workshop, options):
     names = options.cases or list(CASES)
     run = {"command": shlex.join(["script/bench", *_words_of_interest()]),
            "machine": machine.described(workshop.work), "figures": [], "curve": [], "counts": [],
-           "peers": []}
+           "peers": [], "containers": []}
     if not options.only:
         run["figures"] += suite.cases(names, options.files)
     if options.cold:
@@ -99,6 +101,8 @@ def measure_all(workshop, options):
         run["figures"] += writer.measure_all(workshop, options.engines, options.files)
     if options.peers:
         run["peers"] = peers.measure_all(workshop, options.files)
+    if options.containers:
+        run["containers"] = containers.measure_all(workshop)
     if options.ten_million:
         run["figures"] += suite.ten_million()
     return run

@@ -61,6 +61,14 @@ def peers_table(peers):
                    f"{peer['peak_kib'] / 1024:.1f} MiB") for peer in peers])
 
 
+def containers_table(results):
+    return table(("program", "kind", "video", "audio", "files", "by krindexer", "by krcontainers", "own reader",
+                  "krcontainers"),
+                 [(result["program"], result["layout"], ", ".join(result["video"]), ", ".join(result["audio"]),
+                   str(result["files"]), str(result["krindexer"]), str(result["files"] - result["krindexer"]),
+                   f"{result['own_us']:.0f} µs", f"{result['library_us']:.0f} µs") for result in results])
+
+
 def text(run):
     """All tables of a run."""
     parts = []
@@ -72,4 +80,6 @@ def text(run):
         parts.append("For each file:\n\n" + counts_table(run["counts"]))
     if run["peers"]:
         parts.append("Other programs on the same tree:\n\n" + peers_table(run["peers"]))
+    if run.get("containers"):
+        parts.append("Recordings by the program that reads their headers:\n\n" + containers_table(run["containers"]))
     return "\n\n".join(parts)
