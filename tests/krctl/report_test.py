@@ -285,7 +285,7 @@ class File(ReportTest):
         os.symlink("pipe", self.recorder.path("link"))
         for file in ("pipe", "link"):
             with self.subTest(file):
-                self.assert_fails(file, f"can't write {file}: something else than a file", cwd=self.recorder.root)
+                self.assert_fails(file, f"can't write {file}: expected a regular file", cwd=self.recorder.root)
         self.assertTrue(stat.S_ISFIFO(os.stat(self.recorder.path("pipe")).st_mode))
 
     def test_says_why_it_could_not_be_written_and_leaves_what_was_there(self):

@@ -11,7 +11,7 @@ namespace {
 
 constexpr int kAllCameras = -1;
 
-// All cameras, or one.
+// Adds an option whose value is a camera's id, or -1 for all cameras.
 void AddCameraOption(CLI::App& command, const char* name, std::optional<int>& camera,
                      const char* what) {
     command.add_option(name, camera, what)

@@ -1,4 +1,4 @@
-// The options of krindexer that say what is re-indexed, as krctl's commands take them.
+// krindexer's options that select what is re-indexed, for the commands of krctl.
 
 #pragma once
 
@@ -28,11 +28,11 @@ inline constexpr const char* kAllJobsText =
 // Adds -r, -a, -s and -e to a command.
 void AddJobOptions(CLI::App& command, JobOptions& jobs);
 
-// The arguments of krindexer. Where no job was asked for, those of all jobs for all cameras.
+// Returns the arguments for krindexer: those of all jobs for all cameras if no job was selected.
 [[nodiscard]] std::vector<std::string> ArgumentsOf(const JobOptions& jobs);
 
-// Throws Error where they name two cameras: krindexer would take the last one for both jobs.
+// Throws Error if the options name two cameras: krindexer would use the last one for both jobs.
 void RequireOneCamera(const JobOptions& jobs);
 
-// Throws Error where they name a camera that is none of these.
+// Throws Error if the options name a camera that is not in `cameras`.
 void RequireKnownCamera(const JobOptions& jobs, const std::vector<recorder::CameraRow>& cameras);

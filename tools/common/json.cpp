@@ -3,7 +3,7 @@
 #include <cstdio>
 
 Json JsonText(std::string_view bytes) {
-    // The library replaces what is no UTF-8 only while it writes.
+    // The library replaces invalid UTF-8 only when it writes.
     return Json::parse(Json(bytes).dump(-1, ' ', false, Json::error_handler_t::replace));
 }
 

@@ -1,4 +1,4 @@
-// JSON, as krctl prints it.
+// The JSON that krctl prints.
 
 #pragma once
 
@@ -10,9 +10,9 @@
 // Members keep the order in which they were set.
 using Json = nlohmann::ordered_json;
 
-// A text of bytes, such as a file's name. What is no UTF-8, and so can't stand in JSON, becomes
-// U+FFFD.
+// A string of any bytes, such as a file's name. Bytes that are not UTF-8, which JSON does not
+// allow, become U+FFFD.
 [[nodiscard]] Json JsonText(std::string_view bytes);
 
-// Prints it on standard output, indented, and a newline.
+// Prints the value to standard output, indented and with a final newline.
 void PrintJson(const Json& json);

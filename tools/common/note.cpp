@@ -24,13 +24,13 @@ constexpr std::array kNames{
     std::pair{Reason::Refusal, "refusal"},
     std::pair{Reason::Failure, "failure"},
     std::pair{Reason::Camera, "camera"},
-    std::pair{Reason::Going, "going"},
+    std::pair{Reason::RunInProgress, "run-in-progress"},
     std::pair{Reason::Part, "part"},
     std::pair{Reason::NoPlan, "no-plan"},
     std::pair{Reason::End, "end"},
 };
 
-// Each with the letter that stands for it behind a backslash.
+// Each character and the letter that represents it after a backslash.
 constexpr std::array kEscapes{std::pair{'\t', 't'}, std::pair{'\n', 'n'}, std::pair{'\\', '\\'}};
 
 void AppendEscaped(std::string& line, std::string_view text) {

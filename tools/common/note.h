@@ -1,16 +1,16 @@
-// The notes that krplan writes to its standard output and krctl reads: one a line, six fields
+// The notes that krplan writes to its standard output and krctl reads: one per line, six fields
 // separated by tabs.
 //
-//   reason   as NameOf gives it
-//   kind     the table: event, alert_event, snapshot, emap; empty where it is of no kind
-//   camera   its id; 0 where it is of no camera
-//   text     a path, or what the reason says; bytes, but tab, newline and backslash are written as
+//   reason   as returned by NameOf
+//   kind     the table: event, alert_event, snapshot, emap; empty if the note is about no kind
+//   camera   the camera's id; 0 if the note is about no camera
+//   text     a path, or see the reason; any bytes, with tab, newline and backslash written as
 //            \t, \n and \\ .
-//   number   a row's id, or what the reason says; 0 where there is none
-//   files    of a part: regular files that were looked at; else 0
+//   number   a row's id, or see the reason; else 0
+//   files    for a part: the regular files that were examined; else 0
 //
-// A note of every camera comes first, then those of a part, then the part itself. A plan without
-// its End is none: krplan did not come to its end, whatever its exit status says.
+// The cameras come first. The notes of a part precede the part itself. Without an End the plan is
+// invalid: krplan did not finish, whatever its exit status.
 
 #pragma once
 
@@ -21,26 +21,26 @@
 namespace plan {
 
 enum class Reason {
-    // What krindexer would find and do. The text is an absolute path: that of the file, and of a
-    // row the place where its file is missing.
+    // Items: what krindexer would find or do. The text is the absolute path of the file, or for a
+    // row the path at which its file is missing.
     FileWithoutRow,    // a row would be added
     RowWithoutFile,    // the row `number` would be removed
-    RowRenewed,        // the row `number` would be written anew: two files have its name
-    BadlyNamed,        // the file would be left alone
+    RowRenewed,        // the row `number` would be rewritten: two files have its name
+    BadlyNamed,        // the file would be skipped
     ChangedAfterStart, // the file would be left to the next run
     ThumbnailMissing,  // the picture's thumbnail would be made
     FolderEmpty,       // the folder would be removed
-    Damaged,           // the recording's row would have no length and codecs
-    // What people should know. The text is for them.
-    Warning, // something would be passed over
-    Refusal, // something would be declined, as it might do harm
-    Failure, // something could not be looked at
-    // What it is about.
-    Camera, // the camera's name
-    Going,  // a run is in progress, process `number`; with a text, that could not be told
-    Part,   // a kind, of one camera where it has cameras, is planned; `number` rows there were
-    NoPlan, // there is no plan; the text says why
-    End,    // the last note of a whole plan; `number` notes were before it
+    Damaged,           // the recording's row would have no duration and codecs
+    // Messages for the operator, in the text.
+    Warning, // something would be skipped
+    Refusal, // something would not be changed, to prevent the loss of rows
+    Failure, // something could not be examined
+    // The plan itself.
+    Camera,        // the camera's name
+    RunInProgress, // process `number` is a run in progress; with a text, unknown, for that reason
+    Part,          // a kind (of one camera) is planned; it has `number` rows
+    NoPlan,        // the plan failed, for the reason in the text
+    End,           // the last note of a complete plan, after `number` others
 };
 
 struct Note {
@@ -52,16 +52,16 @@ struct Note {
     long files = 0;
 };
 
-// "file-without-row" and so on.
+// Returns the reason's name: "file-without-row" etc.
 [[nodiscard]] const char* NameOf(Reason reason);
 
-// Whether it is one that krindexer would find or do: those before Warning.
+// Returns true for an item: a reason before Warning.
 [[nodiscard]] bool IsItem(Reason reason);
 
-// With the newline.
+// Returns the note as a line, with the newline.
 [[nodiscard]] std::string LineOf(const Note& note);
 
-// Without the newline; nothing where it isn't one.
+// Parses a line without its newline. Returns nothing if the line is not a note.
 [[nodiscard]] std::optional<Note> ParseLine(std::string_view line);
 
 } // namespace plan

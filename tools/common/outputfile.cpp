@@ -29,11 +29,11 @@ recorder::UniqueFd OpenFolder(const std::string& path) {
     return folder;
 }
 
-// A device such as /dev/stdout, or a link that leads to one, isn't replaced by a file.
+// Throws Error for a device such as /dev/stdout and for a link, which must not be replaced.
 void RequireReplaceable(const std::string& path) {
     struct stat64 st = {};
     if (lstat64(path.c_str(), &st) == 0 && !S_ISREG(st.st_mode)) {
-        throw Error("something else than a file is there, and stays");
+        throw Error("expected a regular file; it was not replaced");
     }
 }
 

@@ -1,4 +1,4 @@
-// A file that the operator asked krctl to write.
+// A file that krctl writes for the operator.
 
 #pragma once
 
@@ -6,6 +6,6 @@
 
 #include <sys/types.h>
 
-// Writes the text to `path`, whole or not at all, in place of a file that may be there; a device
-// or a link is not replaced. `mode` is the file's, whatever the umask. Throws Error, with the path.
+// Writes the text to `path`, completely or not at all. Replaces an existing regular file, but no
+// device or link. `mode` is the file's mode, whatever the umask. Throws Error that names the path.
 void WriteOutputFile(const std::string& path, const std::string& text, mode_t mode);

@@ -12,7 +12,7 @@
 namespace {
 
 constexpr std::size_t kGap = 2;
-constexpr std::size_t kNarrowest = 6; // a text that is shortened further tells nothing
+constexpr std::size_t kNarrowest = 6; // a shorter text would be meaningless
 
 std::string Padding(std::size_t width, std::size_t used) {
     return std::string(width > used ? width - used : 0, ' ');
@@ -22,7 +22,7 @@ std::size_t TotalWidth(const std::vector<std::size_t>& widths) {
     return std::accumulate(widths.begin(), widths.end(), kGap * (widths.size() - 1));
 }
 
-// The pieces one after the other, in lines that begin with `indent`.
+// Joins the pieces to lines that begin with `indent`.
 std::string Wrapped(const std::vector<std::string>& pieces, const std::string& indent,
                     std::size_t columns) {
     std::string text;

@@ -1,4 +1,4 @@
-// A table of texts for people: columns aligned, two spaces between them.
+// A table of texts: columns aligned, two spaces between them.
 
 #pragma once
 
@@ -17,10 +17,9 @@ public:
     // One cell for each column. Control characters are escaped.
     void AddRow(const std::vector<std::string>& cells);
 
-    // The lines, titles first, each ended by a newline. Where they would be wider than `columns`
-    // characters the widest texts are shortened. Where that is not enough, each row is a block of
-    // lines of its own: its texts, and below them its numbers with their titles, but for those
-    // that are 0.
+    // Returns the lines, titles first, each with a newline. If they would be wider than `columns`
+    // characters, the widest texts are shortened. If that is not enough, each row becomes a block
+    // of lines: its texts, then its numbers with their titles, except those that are 0.
     [[nodiscard]] std::string Text(int columns) const;
 
 private:
@@ -34,5 +33,5 @@ private:
     std::vector<std::vector<std::string>> m_rows;
 };
 
-// Prints it as wide as the terminal on standard output allows, and in full elsewhere.
+// Prints the table to standard output: as wide as the terminal, or in full if it is no terminal.
 void PrintTable(const Table& table);

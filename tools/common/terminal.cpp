@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr int kUsualColumns = 80;
+constexpr int kDefaultColumns = 80;
 
 bool IsControl(char c) {
     return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
@@ -28,7 +28,7 @@ bool IsTerminal(int fd) {
 int TerminalColumns(int fd) {
     struct winsize size = {};
     const bool known = ioctl(fd, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
-    return known ? size.ws_col : kUsualColumns;
+    return known ? size.ws_col : kDefaultColumns;
 }
 
 bool UsesColour(int fd) {

@@ -1,25 +1,25 @@
-// What krctl knows of the place that it writes to.
+// The terminal that krctl writes to, and texts that fit into it.
 
 #pragma once
 
 #include <string>
 #include <string_view>
 
-// Whether somebody looks: the file descriptor is a terminal.
+// Returns true if the file descriptor is a terminal.
 [[nodiscard]] bool IsTerminal(int fd);
 
-// The terminal's width in characters; 80 where it isn't told.
+// Returns the terminal's width in characters; 80 if it is unknown.
 [[nodiscard]] int TerminalColumns(int fd);
 
-// Colour is for terminals, and not for those whose user has set NO_COLOR (to anything but nothing).
+// Returns true for a terminal, unless NO_COLOR is set and not empty.
 [[nodiscard]] bool UsesColour(int fd);
 
-// The text with its control characters escaped (\t, \n, \x1b): a file can be named so that its name
-// moves the cursor or looks like a line of its own. Other bytes stay as they are.
+// Returns the text with its control characters escaped (\t, \n, \x1b): otherwise a file's name
+// could move the cursor or look like a separate line. Other bytes stay unchanged.
 [[nodiscard]] std::string Printable(std::string_view text);
 
-// The number of characters of a text in UTF-8; bytes that are none count one each.
+// Returns the number of characters of a text in UTF-8; each invalid byte counts as one.
 [[nodiscard]] std::size_t DisplayWidth(std::string_view text);
 
-// The text with at most `width` characters: what is too long ends in "…".
+// Returns the text cut to at most `width` characters; a cut text ends in "…".
 [[nodiscard]] std::string Shortened(std::string_view text, std::size_t width);

@@ -1,4 +1,5 @@
-// What a run would do to files, to the counts and to those who are told, noted or left out.
+// Replaces the operations that change files and counts or send notifications: a change to a file is
+// noted, the others do nothing.
 
 #include "platform/recording.h"
 #include "platform/snapshot.h"

@@ -17,7 +17,8 @@ namespace plan {
 
 namespace {
 
-// A failure that was said last: of a recording that can't be read in full the tool says so next.
+// The last failure, not noted yet: if the tool's next message names a damaged recording, the
+// failure belongs to it and is not noted separately.
 std::optional<std::string>& LastFailure() {
     static std::optional<std::string> failure;
     return failure;
@@ -40,7 +41,7 @@ void NoteJob(std::string_view format) {
     }
 }
 
-std::string Sentence(const char* format, va_list args) {
+std::string MessageText(const char* format, va_list args) {
     std::string text = recorder::FormatArgs(format, args);
     if (text.ends_with('\n')) {
         text.pop_back();
@@ -56,7 +57,8 @@ void NoteFailure(std::string text) {
     LastFailure() = std::move(text);
 }
 
-// What its first argument, a path or a name, tells of a file; false for another message.
+// Notes a message about a file, whose path or name is its first argument. Returns false for any
+// other message.
 bool NoteFile(std::string_view format, va_list args) {
     Notebook& notebook = Notebook::OfThisProcess();
     if (format == kChangedAfterStart) {
@@ -82,14 +84,14 @@ void NoteMessage(const char* categ, const char* level, const char* format, va_li
         return;
     }
     if (recorder::IsFailure(categ, level, format)) {
-        NoteFailure(Sentence(format, args));
+        NoteFailure(MessageText(format, args));
     } else if (IsLevel(level, LOG_LEVEL_WARNING)) {
-        Notebook::OfThisProcess().Add(Reason::Warning, Sentence(format, args));
+        Notebook::OfThisProcess().Add(Reason::Warning, MessageText(format, args));
     }
 }
 
-// The tool must say all that a plan takes notes of.
-const DbgLogCfg* AllThatIsNoted() noexcept {
+// The log level at which the tool logs all messages that a plan takes notes from.
+const DbgLogCfg* LogConfig() noexcept {
     static const DbgLogCfg config = [] {
         DbgLogCfg details;
         details.categLevel.at(LOG_CATEG_REINDEX) = LOG_LEVEL_DETAIL;
@@ -115,7 +117,7 @@ void NoteLastFailure() {
 
 } // namespace plan
 
-const DbgLogCfg* g_pDbgLogCfg = plan::AllThatIsNoted();
+const DbgLogCfg* g_pDbgLogCfg = plan::LogConfig();
 pid_t g_DbgLogPid = 0;
 
 void KRPrintf(LOG_TYPE /*type*/, const char* categ, const char* level, const char* /*file*/,
@@ -125,7 +127,7 @@ void KRPrintf(LOG_TYPE /*type*/, const char* categ, const char* level, const cha
     try {
         plan::NoteMessage(categ, level, format, args);
     } catch (const std::exception&) {
-        // Out of memory, or a format that can't be filled: no reason to fail, as in the log.
+        // Out of memory, or a format that can't be filled: ignored, as by the log.
     }
     va_end(args);
 }

@@ -1,5 +1,5 @@
-// The messages of the tool and of the recorder, which a plan takes its notes from instead of
-// logging them.
+// The log messages of the tool and of the recorder: a plan does not log them, but takes notes from
+// them.
 
 #pragma once
 
@@ -7,10 +7,11 @@
 
 namespace plan {
 
-// Something would be declined. The error that is said of it next is not noted besides.
+// Notes a refusal. The error message that follows with the same text is not noted again.
 void NoteRefused(const std::string& why);
 
-// Notes what was said last, which waits to be explained by what is said next.
+// Notes the last failure, if it was not noted yet. It is held back until the next message, which
+// may explain it.
 void NoteLastFailure();
 
 } // namespace plan

@@ -24,7 +24,7 @@ bool HasCameras(const std::string& kind) {
     return kind == gszTableEvent || kind == gszTableAlertEvent;
 }
 
-// The last part of the path of an open folder; empty when it can't be told.
+// Returns the last component of the path of an open folder; empty if it is unknown.
 std::string NameOfFolder(int folder) {
     std::array<char, PATH_MAX> path{};
     const std::string link = "/proc/self/fd/" + std::to_string(folder);
@@ -44,8 +44,8 @@ void Notebook::NoteCamera(int camId, const std::string& name, const std::string&
     Write({.reason = Reason::Camera, .kind = "", .camId = camId, .text = name});
 }
 
-void Notebook::NoteGoing(int pid, const std::string& unknownWhy) {
-    Write({.reason = Reason::Going, .kind = "", .text = unknownWhy, .number = pid});
+void Notebook::NoteRunInProgress(int pid, const std::string& unknownWhy) {
+    Write({.reason = Reason::RunInProgress, .kind = "", .text = unknownWhy, .number = pid});
 }
 
 void Notebook::BeginJob(const std::string& kind) {
@@ -80,7 +80,7 @@ void Notebook::NoteKnownRows(long rows) {
 }
 
 void Notebook::EndPart() {
-    // The look for rows of cameras that are gone is no part that people would look for.
+    // The search for rows of deleted cameras, which has no camera, is not a part for the operator.
     if (!m_part.kind.empty() && HasCameras(m_part.kind) == (m_part.camId != 0)) {
         Write({.reason = Reason::Part,
                .kind = m_part.kind,
@@ -102,7 +102,7 @@ void Notebook::Add(Reason reason, const std::string& text) {
 void Notebook::AddFileOfWalk(Reason reason, const std::string& fileName) {
     const std::string path =
         HasCameras(m_part.kind) ? NameOfFolder(m_folder) + "/" + fileName : fileName;
-    Add(reason, PlaceOf(m_part.kind, m_part.camId, path));
+    Add(reason, PathOf(m_part.kind, m_part.camId, path));
 }
 
 void Notebook::AddRow(Reason reason, const std::string& kind, int camId, const std::string& path,
@@ -110,7 +110,7 @@ void Notebook::AddRow(Reason reason, const std::string& kind, int camId, const s
     Write({.reason = reason,
            .kind = kind,
            .camId = camId,
-           .text = PlaceOf(kind, camId, path),
+           .text = PathOf(kind, camId, path),
            .number = id});
 }
 
@@ -120,7 +120,7 @@ void Notebook::Flush() {
         const ssize_t written =
             recorder::Uninterrupted([&] { return write(STDOUT_FILENO, rest.data(), rest.size()); });
         if (written < 0) {
-            _exit(EX_IOERR); // nobody reads the plan
+            _exit(EX_IOERR); // the reader is gone
         }
         rest.remove_prefix(static_cast<std::size_t>(written));
     }
@@ -141,8 +141,8 @@ void Notebook::Write(const Note& note) {
     }
 }
 
-// Of a camera that is gone nobody knows where its recordings lay.
-std::string Notebook::PlaceOf(const std::string& kind, int camId, const std::string& path) const {
+// A deleted camera has no storage folder on record, so its recordings can't be located.
+std::string Notebook::PathOf(const std::string& kind, int camId, const std::string& path) const {
     if (kind == gszTableSnapshot) {
         return GetSnapshotFullPath() + "/" + path;
     }

@@ -1,4 +1,4 @@
-// What krplan notes, and of which part of the run it is.
+// Writes the notes of a plan, and keeps track of the part of the run that they belong to.
 
 #pragma once
 
@@ -11,44 +11,44 @@
 
 namespace plan {
 
-// One for the process: what stands in for the platform's operations is called from everywhere.
+// One object per process, because the platform's operations, which use it, are free functions.
 class Notebook {
 public:
     [[nodiscard]] static Notebook& OfThisProcess();
 
-    // The camera's recordings lie in `storagePath`.
+    // Notes a camera and its storage folder.
     void NoteCamera(int camId, const std::string& name, const std::string& storagePath);
 
-    // A run is in progress, in this process; or whether one is could not be told, and why.
-    void NoteGoing(int pid, const std::string& unknownWhy = "");
+    // Notes a run in progress in process `pid`, or the reason why it is unknown if there is one.
+    void NoteRunInProgress(int pid, const std::string& unknownWhy = "");
 
-    // The driver begins a job: what follows is of this kind, whatever it comes to.
+    // The driver begins a job: the following notes are about this kind.
     void BeginJob(const std::string& kind);
 
-    // As recorder/run/run.h has it.
+    // These correspond to the functions of recorder/run/taps.h.
     void BeginPart(const std::string& kind, int camId);
     void TurnToCamera(int camId);
     void CountFile(int folder);
     void NoteKnownRows(long rows);
     void EndPart();
 
-    // Of the part that goes on.
+    // Adds a note about the part in progress.
     void Add(Reason reason, const std::string& text);
-    // A file that the tool names without its folder.
+    // Adds a note about a file that the tool names without its folder.
     void AddFileOfWalk(Reason reason, const std::string& fileName);
-    // A row: `path` as it stands in its table.
+    // Adds a note about a row. `path` is the value in the row.
     void AddRow(Reason reason, const std::string& kind, int camId, const std::string& path,
                 long id = 0);
 
-    // Writes what isn't written yet.
+    // Writes the buffered notes.
     void Flush();
 
-    // The plan is whole: writes the rest of it, and that this was all.
+    // Ends a complete plan: writes the buffered notes and End.
     void End();
 
 private:
     struct Part {
-        std::string kind; // empty: none goes on
+        std::string kind; // empty: no part in progress
         int camId = 0;
         bool isKindKnown = false;
         long rows = 0;
@@ -56,15 +56,15 @@ private:
     };
 
     void Write(const Note& note);
-    [[nodiscard]] std::string PlaceOf(const std::string& kind, int camId,
-                                      const std::string& path) const;
+    [[nodiscard]] std::string PathOf(const std::string& kind, int camId,
+                                     const std::string& path) const;
 
     std::string m_job;
     Part m_part;
-    int m_folder = -1; // of the file that the walk came to last
+    int m_folder = -1; // the folder of the file that was counted last
     std::map<int, std::string> m_storagePaths;
     std::string m_unwritten;
-    long m_notes = 0; // so far
+    long m_notes = 0; // written or buffered
 };
 
 } // namespace plan

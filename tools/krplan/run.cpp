@@ -1,4 +1,4 @@
-// What a run would write to the databases, noted instead of written.
+// Notes the rows that a run would write to the databases instead of writing them.
 
 #include "recorder/run/taps.h"
 
@@ -21,9 +21,9 @@ namespace {
 using plan::Notebook;
 using plan::Reason;
 
-constexpr const char* kIdOfNoRow = "2147483647"; // the tool only hands it on
+constexpr const char* kIdOfNoRow = "2147483647"; // the tool only passes it on
 
-// The columns that tell a row of a table from the others; the path is the last one.
+// The columns that identify a row of a table: the camera, if the table has it, and the path.
 struct Key {
     bool hasCamera;
     std::string path;
@@ -37,7 +37,7 @@ Key KeyOf(const std::string& table) {
             return {hasCamera, hasCamera ? "path" : "filename"};
         }
     }
-    throw Error("a plan can't tell what would become of the table " + table);
+    throw Error("a plan does not support the table " + table);
 }
 
 int CameraOf(const plan::Insertion& insertion) {
@@ -50,21 +50,23 @@ int CameraOf(const plan::Insertion& insertion) {
 const std::string& PathLiteralOf(const plan::Insertion& insertion, const Key& key) {
     const auto path = insertion.literals.find(key.path);
     if (path == insertion.literals.end()) {
-        throw Error("a plan can't tell which row of " + insertion.table + " would be added");
+        throw Error("a plan could not determine which row of " + insertion.table +
+                    " would be added");
     }
     return path->second;
 }
 
-// The rows that there are already, of those that the statements would add: path to id. The tool's
-// texts are of one table and camera.
-std::map<std::string, std::string> RowsThere(KRDB::DB_INSTANCE instance,
-                                             const std::vector<plan::Insertion>& insertions) {
+// Returns the ids, by path, of the rows that exist already among those that the statements would
+// add. The tool's SQL texts are for one table and camera.
+std::map<std::string, std::string> ExistingRows(KRDB::DB_INSTANCE instance,
+                                                const std::vector<plan::Insertion>& insertions) {
     const plan::Insertion& first = insertions.front();
     const Key key = KeyOf(first.table);
     std::string paths;
     for (const plan::Insertion& insertion : insertions) {
         if (insertion.table != first.table || CameraOf(insertion) != CameraOf(first)) {
-            throw Error("a plan can't tell what would become of rows of several tables or cameras");
+            throw Error(
+                "a plan does not support rows of several tables or cameras in one statement");
         }
         paths += (paths.empty() ? "" : ", ") + PathLiteralOf(insertion, key);
     }
@@ -82,14 +84,14 @@ std::map<std::string, std::string> RowsThere(KRDB::DB_INSTANCE instance,
     return there;
 }
 
-// As an INSERT of the tool yields it: the row's id.
+// Returns the rows' ids, as the tool's INSERT does.
 DBResult_tag NoteInsertions(KRDB::DB_INSTANCE instance, const std::string& sql) {
     std::vector<plan::Insertion> insertions;
     for (const std::string& statement : SplitStatements(sql)) {
         insertions.push_back(plan::ParseInsertion(statement));
     }
     const Key key = KeyOf(insertions.front().table);
-    const std::map<std::string, std::string> there = RowsThere(instance, insertions);
+    const std::map<std::string, std::string> there = ExistingRows(instance, insertions);
     DBResult_tag ids;
     ids.TakeColumns({"id"});
     for (const plan::Insertion& insertion : insertions) {
@@ -130,9 +132,9 @@ DBResult_tag ExecuteInRun(KRDB::DB_INSTANCE instance, const std::string& sql,
         NoteDeletion(instance, sql);
         return {};
     }
-    ExecuteOptions looking = options;
-    looking.readOnly = true;
-    return Execute(instance, sql, looking);
+    ExecuteOptions readOptions = options;
+    readOptions.readOnly = true;
+    return Execute(instance, sql, readOptions);
 }
 
 void BeginPart(const std::string& kind, int camId) {

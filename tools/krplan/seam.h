@@ -1,7 +1,7 @@
-// The seam of krplan: krindexer's own code (driver/, indexer/) on a recorder that is only read.
-// krplan links recorder_readonly, the part of recorder/ that reads, and has an implementation of
-// its own of each function that would write, lock or publish. These are all of them; tests/plan
-// compares the list with what is linked.
+// The functions that krplan replaces. krplan runs krindexer's own code (driver/, indexer/) and
+// links recorder_readonly, the part of recorder/ that only reads. It has a separate implementation
+// of each function that would write, lock or publish. This list is complete: tests/plan compares it
+// with the linked program.
 //
 //   file          functions that it implements
 //   files.cpp     KRRm, CreateThumbnail, RecordingCount::AddRecCounts, RecordingCount::Recount,

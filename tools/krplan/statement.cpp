@@ -12,11 +12,11 @@ namespace plan {
 namespace {
 
 [[noreturn]] void Refuse(const std::string& sql) {
-    throw recorder::Error("a plan can't tell what would become of " +
+    throw recorder::Error("a plan does not support the statement " +
                           recorder::Excerpt(sql.c_str()));
 }
 
-// Takes what stands before `end` off the text, and the end with it.
+// Removes and returns the text before `end`, and removes `end`.
 std::string_view TakeUntil(std::string_view& text, std::string_view end, const std::string& sql) {
     const std::size_t at = text.find(end);
     if (at == std::string_view::npos) {
@@ -27,7 +27,7 @@ std::string_view TakeUntil(std::string_view& text, std::string_view end, const s
     return taken;
 }
 
-// Takes the items of a list, separated by ", ", and the ")" that ends it off the text.
+// Removes and returns the items of a list, separated by ", ", and removes the final ")".
 std::vector<std::string> TakeList(std::string_view& text, const std::string& sql) {
     std::vector<std::string> items(1);
     bool isQuoted = false;

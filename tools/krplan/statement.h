@@ -1,4 +1,4 @@
-// The statements by which the tool would write, taken apart.
+// Parses the SQL statements with which the tool writes.
 
 #pragma once
 
@@ -7,7 +7,7 @@
 
 namespace plan {
 
-// "INSERT INTO table (columns) VALUES (values) ...", columns and values as they stand.
+// "INSERT INTO table (columns) VALUES (values) ...", columns and values verbatim.
 struct Insertion {
     std::string table;
     std::map<std::string, std::string> literals; // by column
@@ -19,12 +19,12 @@ struct Deletion {
     std::string condition;
 };
 
-// Both throw recorder::Error when the statement is none of that form.
+// Both throw recorder::Error if the statement has another form.
 
 [[nodiscard]] Insertion ParseInsertion(const std::string& statement);
 [[nodiscard]] Deletion ParseDeletion(const std::string& sql);
 
-// The text that a literal stands for: without its quotes, if it has some.
+// Returns the value of a literal as text, without its quotes if it has any.
 [[nodiscard]] std::string TextOfLiteral(const std::string& literal);
 
 } // namespace plan

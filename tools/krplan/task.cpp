@@ -1,4 +1,4 @@
-// The task-status store of a plan: there is none. Nobody is told of a plan, and it takes no lock.
+// A plan has no task status, is not visible to other processes, and takes no lock.
 
 #include "platform/taskstatus.h"
 
@@ -41,16 +41,16 @@ void NoteRunInProgress() {
         const recorder::RunInProgress found = recorder::FindRunInProgress();
         switch (found.answer) {
         case recorder::RunInProgress::Answer::Yes:
-            notebook.NoteGoing(found.live.pid);
+            notebook.NoteRunInProgress(found.live.pid);
             break;
         case recorder::RunInProgress::Answer::Unknown:
-            notebook.NoteGoing(0, unknown + found.why);
+            notebook.NoteRunInProgress(0, unknown + found.why);
             break;
         case recorder::RunInProgress::Answer::No:
             break;
         }
     } catch (const std::exception& error) {
-        notebook.NoteGoing(0, unknown + error.what());
+        notebook.NoteRunInProgress(0, unknown + error.what());
     }
 }
 
@@ -66,7 +66,7 @@ void EndJobs() {
 
 namespace KRIndex {
 
-// Where a run would be refused there is no plan either.
+// Fails where a run would be refused.
 int RegTaskStart() {
     try {
         (void)recorder::GetSettings();

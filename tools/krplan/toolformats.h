@@ -1,5 +1,5 @@
 // The formats of the tool's messages from which a plan takes notes. tests/unit/taps compares them
-// with what the tool logs.
+// with the messages that the tool logs.
 
 #pragma once
 

@@ -50,7 +50,7 @@ void PlanSummary::Add(const plan::Note& note) {
     case Reason::Camera:
         m_cameras[note.camId] = note.text;
         break;
-    case Reason::Going:
+    case Reason::RunInProgress:
         m_runInProgress = note;
         break;
     case Reason::NoPlan:
