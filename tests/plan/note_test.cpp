@@ -24,7 +24,7 @@ TEST(Note, IsALineOfSixFields) {
     EXPECT_EQ(LineOf({Reason::Part, "emap", 0, "", 5, 6}), "part\temap\t0\t\t5\t6\n");
 }
 
-TEST(Note, IsReadAsItWasWrittenWhateverBytesItHolds) {
+TEST(Note, WithAnyBytesIsReadAsItWasWritten) {
     std::string text;
     for (int byte = 1; byte < 256; ++byte) {
         text += static_cast<char>(byte);
@@ -48,7 +48,7 @@ TEST(Note, KeepsItsNumbers) {
     EXPECT_EQ(note->files, 4000000000);
 }
 
-TEST(Note, HasANameForEveryReasonThatIsReadAsIt) {
+TEST(Note, HasANameForEveryReasonThatIsReadBack) {
     for (int number = 0; number <= static_cast<int>(Reason::End); ++number) {
         const auto reason = static_cast<Reason>(number);
         const std::optional<Note> note = ThereAndBack({reason, "", 0, "", 0, 0});
@@ -57,14 +57,14 @@ TEST(Note, HasANameForEveryReasonThatIsReadAsIt) {
     }
 }
 
-TEST(Note, IsAnItemUpToTheWarnings) {
+TEST(Note, IsAnItemIfItsReasonPrecedesWarning) {
     EXPECT_TRUE(plan::IsItem(Reason::FileWithoutRow));
     EXPECT_TRUE(plan::IsItem(Reason::Damaged));
     EXPECT_FALSE(plan::IsItem(Reason::Warning));
     EXPECT_FALSE(plan::IsItem(Reason::Part));
 }
 
-TEST(Note, IsNoOtherLine) {
+TEST(Note, IsNotParsedFromAnyOtherLine) {
     for (const char* line : {
              "",
              "part",

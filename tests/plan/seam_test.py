@@ -14,7 +14,7 @@ ENTRY = re.compile(r"^//   (?:(\w+\.cpp)| {10})((?: +[\w:]+,?)+)$", re.MULTILINE
 
 
 def listed():
-    """(file, name) of each entry in the header."""
+    """Returns (file, name) for each entry in the header."""
     with open(HEADER, encoding="utf-8") as header:
         entries = ENTRY.findall(header.read())
     found, file = set(), None
@@ -25,7 +25,7 @@ def listed():
 
 
 def implemented(path):
-    """The names of the operations that an object implements, without those of namespace plan."""
+    """Returns the operations that an object implements, except those of namespace plan."""
     lines = subprocess.run(["nm", "-C", "--defined-only", "--extern-only", path], check=True,
                            capture_output=True, text=True).stdout.splitlines()
     names = {re.sub(r"\(.*", "", line.split(" ", 2)[2]) for line in lines

@@ -17,7 +17,7 @@ using plan::TextOfLiteral;
 
 constexpr const char* kName = "it's, (a) \"name\");DROP TABLE event;''\n\xff.mp4";
 
-TEST(PlanStatement, IsTheInsertionOfARecording) {
+TEST(PlanStatement, IsParsedAsTheInsertionOfARecording) {
     Event event;
     event.SetCamId(7);
     event.SetPath(kName);
@@ -33,7 +33,7 @@ TEST(PlanStatement, IsTheInsertionOfARecording) {
     EXPECT_EQ(TextOfLiteral(insertion.literals.at("aud_fmt")), "AAC");
 }
 
-TEST(PlanStatement, IsTheInsertionOfAnAlertRecording) {
+TEST(PlanStatement, IsParsedAsTheInsertionOfAnAlertRecording) {
     AlertEvent event;
     event.SetCamId(7);
     event.SetPath(kName);
@@ -44,7 +44,7 @@ TEST(PlanStatement, IsTheInsertionOfAnAlertRecording) {
     EXPECT_EQ(TextOfLiteral(insertion.literals.at("path")), kName);
 }
 
-TEST(PlanStatement, IsTheInsertionOfASnapshot) {
+TEST(PlanStatement, IsParsedAsTheInsertionOfASnapshot) {
     const plan::Insertion insertion = ParseInsertion(ReindexSnapshotSql("/x", kName, 1, 2));
 
     EXPECT_EQ(insertion.table, "snapshot");
@@ -52,14 +52,14 @@ TEST(PlanStatement, IsTheInsertionOfASnapshot) {
     EXPECT_EQ(insertion.literals.at("size"), "2");
 }
 
-TEST(PlanStatement, IsADeletion) {
+TEST(PlanStatement, IsParsedAsADeletion) {
     const plan::Deletion deletion = ParseDeletion("DELETE FROM emap WHERE id IN (3,4);");
 
     EXPECT_EQ(deletion.table, "emap");
     EXPECT_EQ(deletion.condition, "id IN (3,4)");
 }
 
-TEST(PlanStatement, IsNothingElse) {
+TEST(PlanStatement, OfAnyOtherFormIsRefused) {
     for (const char* sql : {
              "",
              "DELETE FROM emap;",

@@ -23,12 +23,12 @@ LiveView View() {
     return {AtWork(), {.added = 2, .removed = 1}, 0.25, 10.0};
 }
 
-TEST(LiveLine, TellsEverythingWhereThereIsRoom) {
+TEST(LiveLine, ShowsEverythingIfThereIsRoom) {
     EXPECT_EQ(LiveLine(View(), Names(), 200),
               "recordings of camera 3 Front  12345 files  +2 -1  1234/s  25%  30.0 s left");
 }
 
-TEST(LiveLine, LeavesTheRateOutFirst) {
+TEST(LiveLine, OmitsTheRateFirst) {
     EXPECT_EQ(LiveLine(View(), Names(), 70),
               "recordings of camera 3 Front  12345 files  +2 -1  25%  30.0 s left");
 }
@@ -38,7 +38,7 @@ TEST(LiveLine, ThenShortensTheNameOfThePart) {
               "recordings of camera …  12345 files  +2 -1  25%  30.0 s left");
 }
 
-TEST(LiveLine, NamesTheCameraAloneBeforeTheKindIsKnown) {
+TEST(LiveLine, ShowsTheCameraAloneUntilTheKindIsKnown) {
     LiveView view = View();
     view.live.kind.clear();
 
@@ -47,13 +47,13 @@ TEST(LiveLine, NamesTheCameraAloneBeforeTheKindIsKnown) {
     EXPECT_EQ(LiveLine(view, Names(), 50), "camera 3 Fr…  12345 files  +2 -1  25%  30.0 s left");
 }
 
-TEST(LiveLine, FitsWhateverTheWidth) {
+TEST(LiveLine, FitsAnyWidth) {
     for (std::size_t columns = 1; columns < 100; ++columns) {
         EXPECT_LE(DisplayWidth(LiveLine(View(), Names(), columns)), columns);
     }
 }
 
-TEST(LiveLine, TellsNoTimeLeftBeforeItCanBeTold) {
+TEST(LiveLine, ShowsNoTimeLeftUntilItCanBeEstimated) {
     LiveView view = View();
     view.fraction = 0.01;
 
@@ -65,7 +65,7 @@ TEST(LiveLine, EscapesTheNameOfTheCamera) {
     EXPECT_EQ(LiveLine(View(), {{3, "a\x1b[2J"}}, 200).find('\x1b'), std::string::npos);
 }
 
-TEST(Fraction, IsThatOfTheTaskStoreAndThePartsShareOfIt) {
+TEST(Fraction, IsTheTaskStoresFractionPlusTheShareOfThePartInProgress) {
     recorder::LiveRun live = AtWork();
     live.progress = 0.5;
     live.known = 100;
@@ -75,7 +75,7 @@ TEST(Fraction, IsThatOfTheTaskStoreAndThePartsShareOfIt) {
     EXPECT_DOUBLE_EQ(FractionOf(live, std::nullopt), 0.5);
 }
 
-TEST(Fraction, OfAPartWithMoreFilesThanRowsIsNoMoreThanThePart) {
+TEST(Fraction, OfAPartWithMoreFilesThanRowsDoesNotExceedThePart) {
     recorder::LiveRun live = AtWork();
     live.known = 1;
     live.partFiles = 50;

@@ -12,7 +12,7 @@ LiveView AtWorkOn(const std::string& kind) {
     return view;
 }
 
-// Standard output is a file here, no terminal.
+// Standard output is a file here, not a terminal.
 TEST(ProgressDisplay, WithoutATerminalPrintsALineForEachPartOnceItsKindIsKnown) {
     ProgressDisplay display(true);
     testing::internal::CaptureStdout();

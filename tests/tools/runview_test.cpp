@@ -16,7 +16,7 @@ recorder::RunPart Refused(const std::string& kind, int camId, const std::string&
     return part;
 }
 
-TEST(Refusals, AreNamedForEachCameraThoughTheySayTheSame) {
+TEST(Refusals, WithTheSameTextAreListedForEachCamera) {
     RunView run;
     run.parts = {Refused("event", 1, "the volume is missing"),
                  Refused("event", 2, "the volume is missing")};
@@ -26,7 +26,7 @@ TEST(Refusals, AreNamedForEachCameraThoughTheySayTheSame) {
         ElementsAre("camera 1 Front: the volume is missing", "camera 2: the volume is missing"));
 }
 
-TEST(Refusals, AreNamedOnceForEachCamera) {
+TEST(Refusals, AreListedOncePerCamera) {
     RunView run;
     run.parts = {Refused("event", 1, "the volume is missing"),
                  Refused("alert_event", 1, "the volume is missing"),

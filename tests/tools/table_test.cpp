@@ -20,7 +20,7 @@ TEST(Table, AlignsTextsToTheLeftAndNumbersToTheRight) {
                                    "Y      12345  /w\n");
 }
 
-TEST(Table, StaysAlignedWhateverANameIsMadeOf) {
+TEST(Table, StaysAlignedWithAnyNames) {
     Table table = Cameras();
     table.AddRow({"Höf\n", "7", "/v"});
     table.AddRow({"\xff", "8", "/w"});
@@ -30,7 +30,7 @@ TEST(Table, StaysAlignedWhateverANameIsMadeOf) {
                                    "\xff         8  /w\n");
 }
 
-TEST(Table, ShortensTheWidestTextWhereItWouldBeTooWide) {
+TEST(Table, ShortensTheWidestTextIfItWouldBeTooWide) {
     Table table = Cameras();
     table.AddRow({"Front", "7", "/a/very/long/path"});
 
@@ -38,7 +38,7 @@ TEST(Table, ShortensTheWidestTextWhereItWouldBeTooWide) {
                               "Front     7  /a/very/lo…\n");
 }
 
-TEST(Table, IsABlockForEachRowWhereItWouldStillBeTooWide) {
+TEST(Table, IsABlockPerRowIfItWouldStillBeTooWide) {
     Table table({{"kind"}, {"camera"}, {"files", true}, {"rows before", true}, {"added", true}});
     table.AddRow({"recordings", "1 Front", "1234567890", "12", "3"});
     table.AddRow({"total", "", "1234567890", "0", "3"});
@@ -50,7 +50,7 @@ TEST(Table, IsABlockForEachRowWhereItWouldStillBeTooWide) {
                               "  files 1234567890  added 3\n");
 }
 
-TEST(Table, ShortensANumberOnlyWhereNothingElseFits) {
+TEST(Table, ShortensANumberOnlyIfNothingElseFits) {
     Table table({{"rows", true}});
     table.AddRow({"1234567890"});
 

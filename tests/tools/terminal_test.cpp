@@ -4,11 +4,11 @@
 
 namespace {
 
-TEST(Printable, EscapesWhatWouldMoveTheCursor) {
+TEST(Printable, EscapesControlCharacters) {
     EXPECT_EQ(Printable("a\tb\nc\rd\x1b[2J\x7f"), "a\\tb\\nc\\x0dd\\x1b[2J\\x7f");
 }
 
-TEST(Printable, LeavesOtherBytesAsTheyAre) {
+TEST(Printable, LeavesOtherBytesUnchanged) {
     EXPECT_EQ(Printable("Höf \xff"), "Höf \xff");
 }
 
@@ -17,11 +17,11 @@ TEST(DisplayWidth, CountsCharacters) {
     EXPECT_EQ(DisplayWidth(""), 0U);
 }
 
-TEST(DisplayWidth, CountsBytesThatAreNoUtf8OneEach) {
+TEST(DisplayWidth, CountsEachInvalidByteAsOne) {
     EXPECT_EQ(DisplayWidth("\xff\xfe"), 2U);
 }
 
-TEST(Shortened, LeavesWhatFits) {
+TEST(Shortened, LeavesATextThatFitsUnchanged) {
     EXPECT_EQ(Shortened("Höf", 3), "Höf");
 }
 
@@ -30,7 +30,7 @@ TEST(Shortened, EndsInAnEllipsisAndNotWithinACharacter) {
     EXPECT_EQ(Shortened("öö", 1), "…");
 }
 
-TEST(Shortened, IsNothingWhereNothingFits) {
+TEST(Shortened, IsEmptyIfTheWidthIsZero) {
     EXPECT_EQ(Shortened("a", 0), "");
 }
 

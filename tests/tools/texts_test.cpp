@@ -11,7 +11,7 @@ TEST(DurationText, IsInSecondsMinutesOrHours) {
     EXPECT_EQ(DurationText(11525), "3:12:05");
 }
 
-TEST(CameraText, NamesTheCameraAsFarAsItIsKnown) {
+TEST(CameraText, HasTheIdAndTheNameIfKnown) {
     const CameraNames names{{3, "Front"}};
 
     EXPECT_EQ(CameraText(names, 3), "3 Front");
@@ -19,7 +19,7 @@ TEST(CameraText, NamesTheCameraAsFarAsItIsKnown) {
     EXPECT_EQ(CameraText(names, 0), "-");
 }
 
-TEST(KindKey, IsOfOptionsAndJsonAndKindTextOfTexts) {
+TEST(KindKey, IsForOptionsAndJsonAndKindTextIsForPeople) {
     EXPECT_EQ(KindKey("event"), "recordings");
     EXPECT_EQ(KindText("event"), "recordings");
     EXPECT_EQ(KindKey("alert_event"), "alert-recordings");
@@ -35,12 +35,12 @@ TEST(KindKey, IsEmptyForAnUnknownKind) {
     EXPECT_EQ(KindText(""), "-");
 }
 
-TEST(Counted, KnowsOneFromMany) {
+TEST(Counted, UsesThePluralExceptForOne) {
     EXPECT_EQ(Counted(1, "row"), "1 row");
     EXPECT_EQ(Counted(0, "row"), "0 rows");
 }
 
-TEST(PartText, NamesKindAndCameraAsFarAsTheyAreKnown) {
+TEST(PartText, HasTheKindAndTheCameraIfKnown) {
     EXPECT_EQ(PartText("event", "3 Front"), "recordings of camera 3 Front");
     EXPECT_EQ(PartText("", "3 Front"), "camera 3 Front");
     EXPECT_EQ(PartText("snapshot", ""), "snapshots");
