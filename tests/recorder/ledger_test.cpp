@@ -178,19 +178,6 @@ TEST_F(Ledger, CountsRowsOfTablesWithoutCamerasForNoCamera) {
     EXPECT_THAT(CountedChanges(KRDB::DB_SYSTEM), Contains(world::Row{"emap", "0", "0", "1"}));
 }
 
-TEST_F(Ledger, DoesNotCountARowThatIsOnlyUpdated) {
-    InsertEvent(1, 7, "a");
-    recorder::BeginPart("event", 7);
-
-    ASSERT_EQ(contract::Execute(KRDB::DB_RECORDING,
-                                "INSERT INTO event (camera_id, path) VALUES (7, 'a'), (7, 'b') "
-                                "ON CONFLICT (camera_id, path) DO UPDATE SET size = 1;"),
-              0);
-
-    EXPECT_THAT(CountedChanges(KRDB::DB_RECORDING),
-                ElementsAre(world::Row{"event", "7", "1", "0"}));
-}
-
 TEST_F(Ledger, ShowsChangesOfACameraIdOfMoreThan32BitsUnderNoCamera) {
     Insert(kEvent, "(1, 0, 4294967297, 'a', 0, 0, 0, 0, '', 0, 0)");
     ASSERT_EQ(Remove(kEvent, "1"), 0);
