@@ -8,7 +8,7 @@ namespace recorder {
 
 namespace {
 
-constexpr const char* kErrnoInFormat = "errno [%d]"; // as the tool's formats have it
+constexpr const char* kErrnoInFormat = "errno [%d]"; // part of the tool's formats
 
 long& Count() {
     static long count = 0;

@@ -4,17 +4,17 @@
 
 namespace recorder {
 
-// Whether a message reports a failure that no other message has reported: the recorder's errors do,
-// and those errors of the tool that name an errno. The tool's other errors follow from one that the
-// recorder has logged.
+// Returns true if a message reports a failure that no other message has reported. These are the
+// recorder's errors, and the tool's errors that contain an errno. The tool's other errors are
+// consequences of errors that the recorder has logged.
 [[nodiscard]] bool IsFailure(const char* categ, const char* level, const char* format);
 
-// How many messages of that kind were logged so far. A configuration that closes the tool's errors
-// out of the log keeps them from being counted too.
+// The number of such messages that this process has logged. Errors of the tool that the
+// configuration excludes from the log are not counted.
 [[nodiscard]] long FailuresLogged();
 void CountFailure();
 
-// How many lines the log didn't take so far.
+// The number of lines that could not be written to the log.
 [[nodiscard]] long LinesNotLogged();
 void CountLineNotLogged();
 

@@ -17,8 +17,8 @@ namespace recorder {
 
 namespace {
 
-// systemd names the journal's stream, as device:inode, to those whose output it has connected. A
-// process that has led its standard error elsewhere since still has the name.
+// For a process whose output is connected to the journal, systemd sets JOURNAL_STREAM to the
+// stream's device:inode. The variable stays when standard error is redirected later.
 bool IsStderrJournal() {
     static const bool is = [] {
         const char* const stream = std::getenv("JOURNAL_STREAM");
@@ -51,7 +51,7 @@ int PriorityOf(const char* level) {
 
 void AppendToJournal(const char* level, const std::string& line) {
     if (IsStderrJournal()) {
-        // The priority as sd-daemon(3) has it.
+        // The priority in the form of sd-daemon(3).
         dprintf(STDERR_FILENO, "<%d>%s\n", PriorityOf(level), line.c_str());
     }
 }

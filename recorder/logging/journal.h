@@ -1,4 +1,4 @@
-// The system's journal, where a service manager has connected this process's standard error to it.
+// The system's journal, if a service manager has connected standard error to it.
 
 #pragma once
 
@@ -6,8 +6,8 @@
 
 namespace recorder {
 
-// Appends one line. `level` as Enum2String names it, or null. Nothing happens where standard error
-// is anything but the journal: on a terminal the tool stays silent.
+// Appends one line. `level` is a text of Enum2String, or null. Does nothing if standard error is
+// not the journal: on a terminal the tool prints nothing.
 void AppendToJournal(const char* level, const std::string& line);
 
 } // namespace recorder

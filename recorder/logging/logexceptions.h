@@ -1,4 +1,4 @@
-// The edge of the recorder: every operation of the platform ends here.
+// The boundary of the recorder, at which every operation of the platform catches exceptions.
 
 #pragma once
 
@@ -8,8 +8,8 @@
 
 namespace recorder {
 
-// Runs `operation` and returns its result. An exception becomes one log line and `failure`, the
-// failure value of the platform operation that calls this: no exception leaves the recorder.
+// Runs `operation` and returns its result. If it throws, logs one line and returns `failure`, the
+// failure value of the platform operation, so that no exception leaves the recorder.
 template <typename Result, typename Operation>
 Result LogExceptions(Result failure, const Operation& operation,
                      const SourcePlace& where = SourcePlace::Here()) noexcept {
@@ -21,7 +21,7 @@ Result LogExceptions(Result failure, const Operation& operation,
     }
 }
 
-// The same for an operation without a result.
+// Like the other LogExceptions, for an operation without a result.
 template <typename Operation>
 void LogExceptions(const Operation& operation,
                    const SourcePlace& where = SourcePlace::Here()) noexcept {

@@ -28,7 +28,7 @@ std::unique_ptr<spdlog::logger> OpenLog() {
     log->set_pattern("%Y-%m-%dT%H:%M:%S.%e%z [%P] %v");
     log->set_level(spdlog::level::trace);
     log->flush_on(spdlog::level::trace);
-    // By default it would write to the terminal.
+    // The default handler would write to the terminal.
     log->set_error_handler([](const std::string&) { CountLineNotLogged(); });
     return log;
 }
@@ -40,8 +40,8 @@ const std::string& Distrust() {
             RequireTrustedUnlinked(kLogFile);
             return {};
         } catch (const Error& error) {
-            // The one thing that the recorder ever says on the terminal: the log can't take it, and
-            // a run that is refused without a word, or goes on without a log, is a riddle.
+            // The recorder's only output on the terminal: without a log there is no other place for
+            // the reason why a run is refused or not logged.
             std::fprintf(stderr, "%s: nothing is logged: %s\n", program_invocation_short_name,
                          error.what());
             return error.what();

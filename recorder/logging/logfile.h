@@ -1,4 +1,4 @@
-// The log file: spdlog's size-rotated file, behind the one function that the recorder needs of it.
+// The log file: a wrapper of spdlog's size-rotated file.
 
 #pragma once
 
@@ -13,19 +13,18 @@ public:
     using Error::Error;
 };
 
-// Appends one line, stamped with time and process id. It is with the kernel when this returns: the
-// tool's child ends without flushing anything, and a killed process flushes nothing either. A log
-// that can't be opened or written swallows the line, which is counted (failures.h) for the record
-// of the run.
+// Appends one line with time and process id. The kernel has the line when this returns, because the
+// tool's child process and a killed process end without flushing. A line that can't be written is
+// dropped and counted for the record of the run (failures.h).
 //
-// A log that somebody else could have planted is never written: as root this process would write
-// for them wherever their link leads.
+// A log that another user could have created is never written: this process, as root, would write
+// wherever that user's link leads.
 void AppendToLogFile(const std::string& line);
 
-// Throws UntrustedLog when the log is such a one, whose reason is then on stderr, once for the
-// process, and SettingsError when the settings are invalid. What can't be logged may not be done:
-// every operation of the platform that changes something asks first, as a run without registration
-// is refused by nothing else.
+// Throws UntrustedLog if another user could have created the log; the reason is then on stderr,
+// once for the process. Throws SettingsError if the settings are invalid. No change is made that
+// can't be logged: every operation of the platform that changes something calls this first, because
+// nothing else refuses a run without registration.
 void RequireLog();
 
 } // namespace recorder

@@ -15,8 +15,8 @@ namespace recorder {
 
 namespace {
 
-// Here, as no program of the recorder is without a log: it is done before main, and before anything
-// is written.
+// Set in this file, which every program of the recorder contains, so that it takes effect before
+// main and before any file is written.
 [[maybe_unused]] const mode_t kCallersUmask = TightenUmask();
 
 const DbgLogCfg* ConfiguredDbgLog() noexcept {
@@ -28,7 +28,7 @@ bool IsControl(char c) {
     return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
 }
 
-// A file may be named so that its name looks like a line of the log. It stays within its own line.
+// A file's name may contain line ends, and must not look like a line of the log.
 std::string EscapeControls(const std::string& text) {
     std::string escaped;
     escaped.reserve(text.size());
@@ -74,7 +74,7 @@ void KRPrintf(LOG_TYPE /*type*/, const char* categ, const char* level, const cha
         recorder::AppendToLogFile(text);
         recorder::AppendToJournal(level, text);
     } catch (const std::exception&) {
-        // Out of memory, or a format that can't be filled: the log is no reason to fail.
+        // Out of memory, or an invalid format. The log must not make the caller fail.
     }
     va_end(args);
 }

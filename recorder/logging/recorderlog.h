@@ -1,5 +1,5 @@
-// The recorder's own log lines, category "recorder". They are few and each tells of something that
-// an operator has to know, so no configuration suppresses them.
+// The recorder's log lines, category "recorder". They are few, and an operator must know each of
+// them, so no configuration suppresses them.
 
 #pragma once
 
@@ -13,8 +13,8 @@ struct SourcePlace {
     int line;
     const char* func;
 
-    // The place of the call, also where this is a default argument. The compilers' builtins, as
-    // std::source_location is not there with every compiler that builds this.
+    // The place of the call, also in a default argument. Uses the compilers' builtins because not
+    // every supported compiler has std::source_location.
     [[nodiscard]] static constexpr SourcePlace Here(const char* file = __builtin_FILE(),
                                                     int line = __builtin_LINE(),
                                                     const char* func = __builtin_FUNCTION()) {
@@ -22,13 +22,13 @@ struct SourcePlace {
     }
 };
 
-// Something failed.
+// Logs a failure.
 void LogError(const std::string& message, const SourcePlace& where = SourcePlace::Here());
 
-// Something was refused or passed over, and the work went on.
+// Logs that something was refused or skipped and the work continued.
 void LogWarning(const std::string& message, const SourcePlace& where = SourcePlace::Here());
 
-// Nothing is wrong, and an operator may look for it.
+// Logs an event that is not a problem.
 void LogNotice(const std::string& message, const SourcePlace& where = SourcePlace::Here());
 
 } // namespace recorder

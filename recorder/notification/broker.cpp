@@ -12,24 +12,24 @@ namespace {
 
 using Kind = BrokerMessage::Kind;
 
-class DistantBroker final : public Broker {
+class BrokerClient final : public Broker {
 public:
-    DistantBroker(const BrokerSettings& settings, const Deadline& deadline)
+    BrokerClient(const BrokerSettings& settings, const Deadline& deadline)
         : m_name("broker " + settings.host + ":" + std::to_string(settings.port)),
           m_timeout(settings.timeoutMs), m_deadline(deadline),
           m_process(StartBrokerProcess(settings)) {
         (void)Reply(TimeoutFromNow(), "connect");
     }
 
-    ~DistantBroker() override {
-        // To say goodbye. One that doesn't answer any more gets no time for it.
+    ~BrokerClient() override {
+        // A process that has failed gets no time for an orderly disconnect.
         (void)m_process.End(m_isBroken ? Deadline::In(std::chrono::milliseconds(0))
                                        : TimeoutFromNow());
     }
-    DistantBroker(const DistantBroker&) = delete;
-    DistantBroker& operator=(const DistantBroker&) = delete;
-    DistantBroker(DistantBroker&&) = delete;
-    DistantBroker& operator=(DistantBroker&&) = delete;
+    BrokerClient(const BrokerClient&) = delete;
+    BrokerClient& operator=(const BrokerClient&) = delete;
+    BrokerClient(BrokerClient&&) = delete;
+    BrokerClient& operator=(BrokerClient&&) = delete;
 
     [[nodiscard]] int Publish(const std::string& topic, const std::string& payload) override {
         BrokerMessage request;
@@ -77,16 +77,16 @@ private:
         return reply;
     }
 
-    void Require(Exchange talk, const std::string& attempted) {
-        m_isBroken = m_isBroken || talk != Exchange::Done;
+    void Require(Exchange exchange, const std::string& attempted) {
+        m_isBroken = m_isBroken || exchange != Exchange::Done;
         const std::string failure = m_name + ": can't " + attempted + ": ";
-        if (talk == Exchange::PeerGone) {
+        if (exchange == Exchange::PeerGone) {
             throw BrokerError(failure + "the process that publishes has ended");
         }
-        if (talk == Exchange::TimedOut && m_deadline.IsOver()) {
+        if (exchange == Exchange::TimedOut && m_deadline.IsOver()) {
             throw BrokerSilence(failure + "the time to publish is used up");
         }
-        if (talk == Exchange::TimedOut) {
+        if (exchange == Exchange::TimedOut) {
             throw BrokerSilence(failure + "no answer within " + std::to_string(m_timeout.count()) +
                                 " ms");
         }
@@ -103,7 +103,7 @@ private:
 } // namespace
 
 std::unique_ptr<Broker> ConnectBroker(const BrokerSettings& settings, const Deadline& deadline) {
-    return std::make_unique<DistantBroker>(settings, deadline);
+    return std::make_unique<BrokerClient>(settings, deadline);
 }
 
 } // namespace recorder

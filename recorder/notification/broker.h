@@ -1,7 +1,7 @@
 // A connection to an MQTT broker.
 //
-// The library behind it may wait for long where nobody can interrupt it, as while it looks up a
-// host's name. So it works in a process of its own, which is killed at the deadline.
+// Some waits of the library can't be interrupted, such as the look-up of a host's name. The library
+// therefore works in a helper process, which is killed at the deadline.
 
 #pragma once
 
@@ -14,13 +14,13 @@
 
 namespace recorder {
 
-// The broker couldn't be reached, or turned the connection down. Names it.
+// The broker can't be reached or refused the connection. The text names the broker.
 class BrokerError : public Error {
 public:
     using Error::Error;
 };
 
-// It didn't answer in time: to ask it once more would take as long again.
+// The broker did not answer in time. A second attempt would take as long again.
 class BrokerSilence : public BrokerError {
 public:
     using BrokerError::BrokerError;
@@ -28,34 +28,34 @@ public:
 
 class Broker {
 public:
-    // Says goodbye if the connection still stands.
+    // Disconnects if the connection still exists.
     virtual ~Broker() = default;
     Broker(const Broker&) = delete;
     Broker& operator=(const Broker&) = delete;
     Broker(Broker&&) = delete;
     Broker& operator=(Broker&&) = delete;
 
-    // Hands a message over at QoS 1, not retained, and returns its number. Throws BrokerError.
+    // Sends a message at QoS 1, not retained, and returns its number. Throws BrokerError.
     [[nodiscard]] virtual int Publish(const std::string& topic, const std::string& payload) = 0;
 
     // Waits until the broker has acknowledged the message with that number. Throws BrokerError.
     virtual void AwaitAcknowledgement(int message) = 0;
 
-    // What it complained of although it succeeded, since this was asked last.
+    // The library's warnings and errors since the last call that did not cause a failure.
     [[nodiscard]] virtual std::string TakeComplaints() = 0;
 
 protected:
     Broker() = default;
 };
 
-// Connects, and waits until the broker has let it in. For that, the look-up of its name included,
-// and for each acknowledgement it takes the settings' time-out at most, and nothing after the
-// deadline. Throws BrokerError, or Error when the module or a process can't be used: nothing has
-// then been sent.
+// Connects, and waits until the broker has accepted the connection. The settings' time-out limits
+// the connection, including the look-up of the host's name, and each acknowledgement. All of it
+// ends at the deadline. Throws BrokerError, or Error if the module or the helper process can't be
+// used; nothing has been sent then.
 [[nodiscard]] std::unique_ptr<Broker> ConnectBroker(const BrokerSettings& settings,
                                                     const Deadline& deadline = Deadline::Never());
 
-// The module's function, which waits without a deadline; the caller owns what it returns.
+// The module's function. It waits without a deadline. The caller owns the result.
 using ConnectBrokerFunction = Broker*(const BrokerSettings& settings);
 
 } // namespace recorder

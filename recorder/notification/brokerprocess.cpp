@@ -44,7 +44,7 @@ void Serve(int socket, const BrokerSettings& settings) {
     }
 }
 
-void ServeOrSayWhyNot(int socket, const BrokerSettings& settings) {
+void ServeAndReportFailure(int socket, const BrokerSettings& settings) {
     BrokerMessage failure;
     failure.kind = Kind::Failed;
     try {
@@ -59,15 +59,15 @@ void ServeOrSayWhyNot(int socket, const BrokerSettings& settings) {
     (void)Send(socket, failure, Deadline::Never());
 }
 
-// Of what it has inherited it must keep nothing open: the lock of the outbox ends with the parent,
-// and databases and log are the parent's to use.
-[[noreturn]] void BeBrokerProcess(int socket, const BrokerSettings& settings, pid_t parent) {
+// Closes all inherited descriptors: the lock of the outbox must end with the parent, and only the
+// parent may use the databases and the log.
+[[noreturn]] void RunBrokerProcess(int socket, const BrokerSettings& settings, pid_t parent) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() == parent && dup2(socket, STDIN_FILENO) == STDIN_FILENO) {
         closefrom(STDERR_FILENO + 1);
-        ServeOrSayWhyNot(STDIN_FILENO, settings);
+        ServeAndReportFailure(STDIN_FILENO, settings);
     }
-    _exit(0); // the parent's exit handlers are not for here
+    _exit(0); // without the parent's exit handlers
 }
 
 } // namespace
@@ -80,9 +80,10 @@ HelperProcess StartBrokerProcess(const BrokerSettings& settings) {
         throw SystemError("start a process that publishes");
     }
     if (id == 0) {
-        // Also where it is a standard descriptor, as its closing by the parent is the end.
+        // The parent ends this process by closing its end, so no copy may stay open here, not even
+        // as a standard descriptor.
         ends[0].Reset();
-        BeBrokerProcess(ends[1].Get(), settings, parent);
+        RunBrokerProcess(ends[1].Get(), settings, parent);
     }
     return {id, std::move(ends[0])};
 }

@@ -1,4 +1,4 @@
-// The process in which the MQTT library works.
+// The helper process in which the MQTT library works.
 
 #pragma once
 
@@ -7,8 +7,8 @@
 
 namespace recorder {
 
-// Forks a process that connects and then does what the messages of brokerprotocol.h ask for, until
-// its socket is closed. It ends with this one. Throws Error.
+// Forks a helper process that connects and then serves the requests of brokerprotocol.h until its
+// socket is closed. It is killed when this process ends. Throws Error.
 [[nodiscard]] HelperProcess StartBrokerProcess(const BrokerSettings& settings);
 
 } // namespace recorder

@@ -15,7 +15,7 @@ namespace recorder {
 
 namespace {
 
-// Both ends are the same program.
+// As laid out in memory, because both ends are the same program.
 struct Head {
     BrokerMessage::Kind kind{};
     int32_t number = 0;
@@ -65,26 +65,26 @@ Exchange Send(int socket, const BrokerMessage& message, const Deadline& deadline
                     .number = message.number,
                     .topicBytes = message.topic.size(),
                     .payloadBytes = message.payload.size()};
-    Exchange talk = SendBytes(socket, std::as_bytes(std::span(&head, 1)), deadline);
+    Exchange exchange = SendBytes(socket, std::as_bytes(std::span(&head, 1)), deadline);
     for (const std::string* const text : {&message.topic, &message.payload}) {
-        if (talk == Exchange::Done) {
-            talk = SendBytes(socket, std::as_bytes(std::span(*text)), deadline);
+        if (exchange == Exchange::Done) {
+            exchange = SendBytes(socket, std::as_bytes(std::span(*text)), deadline);
         }
     }
-    return talk;
+    return exchange;
 }
 
 Exchange Receive(int socket, BrokerMessage& message, const Deadline& deadline) {
     Head head;
-    Exchange talk = ReceiveBytes(socket, std::as_writable_bytes(std::span(&head, 1)), deadline);
-    if (talk == Exchange::Done) {
+    Exchange exchange = ReceiveBytes(socket, std::as_writable_bytes(std::span(&head, 1)), deadline);
+    if (exchange == Exchange::Done) {
         message.kind = head.kind;
         message.number = head.number;
-        talk = ReceiveText(socket, message.topic, head.topicBytes, deadline);
+        exchange = ReceiveText(socket, message.topic, head.topicBytes, deadline);
     }
-    return talk == Exchange::Done
+    return exchange == Exchange::Done
                ? ReceiveText(socket, message.payload, head.payloadBytes, deadline)
-               : talk;
+               : exchange;
 }
 
 } // namespace recorder

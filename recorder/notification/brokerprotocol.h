@@ -1,26 +1,24 @@
-// What the recorder and the process that publishes for it say to each other, over a stream of
-// bytes.
+// The messages between the recorder and the helper process that publishes, over a stream socket.
 //
-// That process first says whether the broker has let it in. Then, for each request, it replies
-// once.
+// The helper process first reports whether the broker has accepted the connection. After that it
+// sends one reply to each request.
 
 #pragma once
 
 #include "recorder/support/deadline.h"
 
 #include <cstdint>
-#include <optional>
 #include <string>
 
 namespace recorder {
 
 struct BrokerMessage {
     enum class Kind : int32_t {
-        Publish,              // request: the payload is published under the topic
-        AwaitAcknowledgement, // request: of the message with that number
-        Done,                 // reply; to Publish with the message's number
-        BrokerFailed,         // reply, and the last one: a BrokerError, its text in `payload`
-        Failed                // likewise, another error
+        Publish,              // request: publish the payload under the topic
+        AwaitAcknowledgement, // request: wait for that of the message `number`
+        Done,                 // reply; to Publish, with the message's number
+        BrokerFailed,         // last reply: a BrokerError, its text in `payload`
+        Failed                // last reply: another error, its text in `payload`
     };
     Kind kind = Kind::Done;
     int32_t number = 0;

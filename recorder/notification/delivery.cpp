@@ -20,12 +20,12 @@ namespace recorder {
 
 namespace {
 
-// Published before the first acknowledgement is waited for. libmosquitto holds back what is
-// beyond 20.
+// The number of messages that are sent before the first acknowledgement is awaited. libmosquitto
+// holds back messages after the 20th.
 constexpr int kMessagesAtOnce = 16;
 
-// Nothing when there is none; also when the settings are invalid, which others complain of.
-const std::optional<BrokerSettings>& BrokerInForce() {
+// Nothing without a broker, and when the settings are invalid, which is logged elsewhere.
+const std::optional<BrokerSettings>& ConfiguredBroker() {
     return SettingsOrDefaults().notifications.broker;
 }
 
@@ -35,11 +35,11 @@ public:
         : m_settings(settings),
           m_deadline(Deadline::In(std::chrono::milliseconds(settings.publishTimeoutMs))) {}
 
-    // Throws Error when something is left that nobody else is publishing.
+    // Throws Error if messages remain that no other process is publishing.
     void Run() {
-        // One publisher at a time, or the same message would go out twice. What another run queues
-        // meanwhile is left to the one that has the lock; so that one looks again once it has
-        // released it.
+        // Two publishers would send the same message twice. Messages that another run queues in
+        // the meantime are left to the holder of the lock, which therefore checks again after it
+        // has released the lock.
         while (!DueMessages(1).empty()) {
             const std::optional<UniqueFd> lock = TryLockFile(kOutboxLockFile);
             if (!lock) {
@@ -63,7 +63,7 @@ private:
                 if (m_acknowledged == 0) {
                     throw;
                 }
-                // A connection that worked was lost: another one takes up what is left.
+                // A working connection was lost. The remaining messages get a new one.
             }
         }
     }
@@ -82,7 +82,7 @@ private:
     }
 
     void Publish(const std::vector<Message>& messages, Broker& broker) {
-        // By its id a receiver knows a message again: no other one ever gets it.
+        // Receivers recognise a repeated message by its id, so no other message may ever get it.
         NoteIdForGood(IdKind::Outbox, messages.back().id);
         std::vector<int> published;
         published.reserve(messages.size());
@@ -97,7 +97,7 @@ private:
         }
     }
 
-    // However quickly the broker answers.
+    // Throws BrokerSilence at the deadline, even if the broker answers each message quickly.
     void RequireTime() const {
         if (m_deadline.IsOver()) {
             throw BrokerSilence("broker " + m_settings.host + ":" +
@@ -111,7 +111,7 @@ private:
     long m_acknowledged = 0; // on this connection
 };
 
-std::string WhatRemains() noexcept {
+std::string RemainingMessages() noexcept {
     try {
         const long count = CountDueMessages();
         return std::to_string(count) + (count == 1 ? " message remains" : " messages remain") +
@@ -124,20 +124,20 @@ std::string WhatRemains() noexcept {
 
 } // namespace
 
-void Enqueue(const std::string& topic, const std::string& body, const std::string& told) {
+void Enqueue(const std::string& topic, const std::string& body, const std::string& announced) {
     RequireLog();
-    QueueMessage(topic, body, BrokerInForce().has_value(), told);
+    QueueMessage(topic, body, ConfiguredBroker().has_value(), announced);
 }
 
 void PublishQueuedMessages() noexcept {
-    const std::optional<BrokerSettings>& settings = BrokerInForce();
+    const std::optional<BrokerSettings>& settings = ConfiguredBroker();
     if (!settings) {
         return;
     }
     try {
         Publication(*settings).Run();
     } catch (const std::exception& error) {
-        LogWarning(std::string(error.what()) + "; " + WhatRemains());
+        LogWarning(std::string(error.what()) + "; " + RemainingMessages());
     }
 }
 

@@ -1,10 +1,10 @@
-// Messages on their way: into the outbox while a run works, and from there to the broker that the
-// settings name once its work is done.
+// The delivery of messages: a run queues them in the outbox, and publishes them to the configured
+// broker after its work.
 //
-// A message leaves the outbox once the broker has acknowledged it, so it is delivered at least
-// once, and messages are published in the order in which they were queued. A failure, or the end of
-// the time that the settings allow, is logged once and ends the attempts of the run; what is left
-// goes out with the next one.
+// A message is deleted from the outbox after the broker has acknowledged it, so it is delivered at
+// least once. Messages are published in the order in which they were queued. The first failure, or
+// the end of the time that the settings allow, is logged and ends the attempts of the run. The next
+// run publishes the remaining messages.
 
 #pragma once
 
@@ -12,12 +12,12 @@
 
 namespace recorder {
 
-// Queues the message; nothing connects to the broker. Without a broker it goes to the journal.
-// Throws Error when it can't be kept. `told` as in QueueMessage.
-void Enqueue(const std::string& topic, const std::string& body, const std::string& told = {});
+// Queues the message without connecting to the broker. Without a configured broker the message
+// becomes a journal entry. Throws Error if it can't be stored. `announced` as in QueueMessage.
+void Enqueue(const std::string& topic, const std::string& body, const std::string& announced = {});
 
-// Publishes what is queued, in no more time than the settings allow. The run's lock must be free by
-// now: nobody waits for a broker on account of this run.
+// Publishes the queued messages, in no more time than the settings allow. The run lock must have
+// been released, so that no other run waits for a broker.
 void PublishQueuedMessages() noexcept;
 
 } // namespace recorder

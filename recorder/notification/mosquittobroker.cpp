@@ -15,18 +15,18 @@ namespace {
 constexpr const char* kSystemCertificates = "/etc/ssl/certs";
 constexpr int kAtLeastOnce = 1; // quality of service
 
-// Beyond every time-out, so that the settings alone say how long a silent broker is waited for;
-// short enough for brokers that bound it.
+// Longer than every time-out, so that the settings alone limit the wait for a silent broker. Short
+// enough for brokers that have a limit.
 constexpr int kKeepaliveS = 1200;
 
-// Until the next look at what has come in.
+// The longest wait for input in one round.
 constexpr int kLoopMs = 60000;
 
 const char* OrNull(const std::optional<std::string>& text) {
     return text ? text->c_str() : nullptr;
 }
 
-// libmosquitto ends its texts as it likes.
+// Removes full stops and line ends, which only some of libmosquitto's texts have.
 std::string Plain(std::string text) {
     while (text.ends_with('.') || text.ends_with('\n')) {
         text.pop_back();
@@ -40,7 +40,7 @@ void StartLibrary() {
 
 } // namespace
 
-// What libmosquitto calls, all of it from within mosquitto_loop or the operation that is running.
+// The callbacks of libmosquitto. All are called within mosquitto_loop or the current operation.
 struct MosquittoBroker::Events {
     static void Answered(mosquitto* /*client*/, void* broker, int answer) {
         static_cast<MosquittoBroker*>(broker)->m_answer = answer;
@@ -62,7 +62,7 @@ MosquittoBroker::MosquittoBroker(const BrokerSettings& settings)
     : m_name("broker " + settings.host + ":" + std::to_string(settings.port)),
       m_settings(settings) {
     StartLibrary();
-    // The process ignores SIGPIPE from here on: libmosquitto sees to it.
+    // From here on the process ignores SIGPIPE, which is set by libmosquitto.
     m_client.reset(mosquitto_new(OrNull(settings.clientId), true, this));
     if (!m_client) {
         throw SystemError("make a client for " + m_name);
@@ -106,8 +106,8 @@ void MosquittoBroker::Configure() {
     }
 }
 
-// The certificate has to be of one of the authorities and for the host's name: both are
-// libmosquitto's default.
+// The certificate must be issued by one of the authorities and for the host's name. libmosquitto
+// requires both by default.
 void MosquittoBroker::UseTls() {
     const std::string authorities = m_settings.caFile.value_or(kSystemCertificates);
     const std::string attempted = "read the certificates in " + authorities;
@@ -144,8 +144,8 @@ void MosquittoBroker::Connect() {
     }
 }
 
-// One round of sending and receiving, which calls the events. What came in before the connection
-// was lost counts: the loss is an error for whoever waits for more.
+// Sends and receives once, which calls the callbacks. Input that arrived before the connection was
+// lost counts. The loss is an error only for the next call.
 void MosquittoBroker::Work(const std::string& attempted) {
     Require(m_state, attempted);
     m_state = mosquitto_loop(m_client.get(), kLoopMs, 1);

@@ -1,5 +1,5 @@
-// libmosquitto, wrapped: a connection to an MQTT broker, without a thread of its own. It waits
-// without a deadline, in a process that others end (brokerprocess.h).
+// A wrapper of libmosquitto: a connection to an MQTT broker, without a thread. It waits without a
+// deadline, in a helper process that has one (brokerprocess.h).
 
 #pragma once
 
@@ -15,10 +15,11 @@ namespace recorder {
 
 class MosquittoBroker final : public Broker {
 public:
-    // Connects, and waits until the broker has let it in. Throws BrokerError, or Error.
+    // Connects, and waits until the broker has accepted the connection. Throws BrokerError or
+    // Error.
     explicit MosquittoBroker(const BrokerSettings& settings);
 
-    // libmosquitto's callbacks hold a pointer to it.
+    // The callbacks of libmosquitto have a pointer to this object.
     MosquittoBroker(const MosquittoBroker&) = delete;
     MosquittoBroker& operator=(const MosquittoBroker&) = delete;
     MosquittoBroker(MosquittoBroker&&) = delete;
@@ -46,10 +47,10 @@ private:
 
     std::string m_name; // for messages
     BrokerSettings m_settings;
-    int m_state = 0;              // of the connection, as libmosquitto has it
-    int m_answer = -1;            // to the wish to connect; 0 = let in, -1 = none yet
-    std::set<int> m_acknowledged; // messages that nobody has waited for yet
-    std::string m_complaints;     // of libmosquitto, that nobody has heard yet
+    int m_state = 0;              // the connection's status code of libmosquitto
+    int m_answer = -1;            // to the connection request; 0 = accepted, -1 = none yet
+    std::set<int> m_acknowledged; // numbers of messages not yet awaited
+    std::string m_complaints;     // of libmosquitto, not yet taken
     std::unique_ptr<mosquitto, Destroy> m_client;
 };
 

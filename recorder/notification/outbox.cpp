@@ -16,8 +16,8 @@ constexpr int kJournalEntries = 10000;
 } // namespace
 
 void QueueMessage(const std::string& topic, const std::string& body, bool due,
-                  const std::string& told) {
-    // An outbox that was lost, or restored from an older copy, gives no id a second time.
+                  const std::string& announced) {
+    // No id is used twice, even if the outbox was lost or restored from an older copy.
     std::string sql =
         RaiseIdsSql(KRDB::DB_RECORDING, "outbox", HighestNotedId(IdKind::Outbox).value_or(0)) +
         Format("INSERT INTO outbox (created_tm, topic, payload, due) VALUES (%ld, %s, %s, %d) "
@@ -26,8 +26,8 @@ void QueueMessage(const std::string& topic, const std::string& body, bool due,
                "(SELECT id FROM outbox ORDER BY id DESC LIMIT 1 OFFSET %d);",
                static_cast<long>(std::time(nullptr)), Quote(topic).c_str(), Quote(body).c_str(),
                due ? 1 : 0, kJournalEntries);
-    if (!told.empty()) {
-        sql += "DELETE FROM unannounced WHERE id IN (" + told + ");";
+    if (!announced.empty()) {
+        sql += "DELETE FROM unannounced WHERE id IN (" + announced + ");";
     }
     const DBResult_tag rows = Execute(KRDB::DB_RECORDING, sql);
     NoteId(IdKind::Outbox, rows.Long(0, "id"));
@@ -37,7 +37,7 @@ std::vector<UnannouncedRecording> UnannouncedRecordings(int atMost) {
     const std::string select =
         Format("SELECT camera_id, id FROM unannounced ORDER BY camera_id, id LIMIT %d;", atMost);
     if (Execute(KRDB::DB_RECORDING, select, {.readOnly = true}).RowCount() == 0) {
-        return {}; // as nearly always; a deletion would wait for other writers
+        return {}; // the usual case; a deletion would wait for other writers
     }
     const DBResult_tag rows =
         Execute(KRDB::DB_RECORDING,

@@ -1,4 +1,4 @@
-// The messages to the rest of the package that are kept in the database: the outbox.
+// The outbox: messages to the rest of the package, stored in the database.
 
 #pragma once
 
@@ -8,43 +8,42 @@
 namespace recorder {
 
 struct Message {
-    long id = 0;        // rises, and is never used twice
+    long id = 0;        // increases; never used twice
     long createdTm = 0; // seconds since the epoch
     std::string topic;  // without the prefix
     std::string body;   // JSON
 };
 
-// Keeps a message. If it is `due` it stays until it is forgotten; otherwise it belongs to a journal
-// of which the newest entries stay. It is message of the recordings with the ids `told` (separated
-// by
-// ","), which are unannounced no more. Throws Error.
+// Stores a message. A message that is `due` stays until DeleteMessage; any other one is an entry of
+// a journal that keeps its newest entries. `announced` has the ids of the recordings that the
+// message reports, separated by ","; they are no longer unannounced. Throws Error.
 void QueueMessage(const std::string& topic, const std::string& body, bool due,
-                  const std::string& told = {});
+                  const std::string& announced = {});
 
-// A recording that a run added without having left message of it: the run was killed in between.
+// A recording that a run added without queueing its message, because the run was killed.
 struct UnannouncedRecording {
     int camId = 0;
     int id = 0;
 };
 
-// The first of them, `atMost`, by camera. Those whose rows are gone again are forgotten. Throws
-// Error.
+// The first `atMost` unannounced recordings, ordered by camera. Entries whose rows have been
+// removed are deleted. Throws Error.
 [[nodiscard]] std::vector<UnannouncedRecording> UnannouncedRecordings(int atMost);
 
-// The oldest messages that are due, `atMost` of them, oldest first. Throws Error.
+// At most `atMost` due messages, oldest first. Throws Error.
 [[nodiscard]] std::vector<Message> DueMessages(int atMost);
 
-// How many are due. Throws Error.
+// The number of due messages. Throws Error.
 [[nodiscard]] long CountDueMessages();
 
-// The message has been delivered. Throws Error.
+// Deletes a message that has been delivered. Throws Error.
 void DeleteMessage(long id);
 
 // "kestora/event/list"
 [[nodiscard]] std::string TopicOf(const Message& message, const std::string& prefix);
 
-// JSON: the message's body as it is, and around it the id, by which a receiver knows a message that
-// it has had before, and the time.
+// The JSON text to publish: the body unchanged, with the message's time and its id, by which a
+// receiver recognises a repeated message.
 [[nodiscard]] std::string MessageOf(const Message& message);
 
 } // namespace recorder
