@@ -232,7 +232,7 @@ class Operator(SlownessTest):
         rest, errors = run.communicate(timeout=process.DEADLINE_S)
         self.assertEqual(run.returncode, 130)
         self.assertNotIn("run 1: ", rest)
-        self.assertEqual(errors, "krctl: stopped; notifications that are left remain queued\n")
+        self.assertEqual(errors, "krctl: stopped; unpublished messages stay queued\n")
         self.assert_due(1, 2, 3)
 
     def test_sees_this_run_even_if_another_one_has_begun(self):
