@@ -7,7 +7,7 @@
 #include "recorder/support/deadline.h"
 #include "recorder/support/error.h"
 #include "recorder/support/format.h"
-#include "recorder/support/secretfile.h"
+#include "recorder/support/textfile.h"
 #include "recorder/support/uninterrupted.h"
 
 #include <algorithm>

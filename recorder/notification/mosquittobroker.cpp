@@ -1,6 +1,6 @@
 #include "recorder/notification/mosquittobroker.h"
 
-#include "recorder/support/secretfile.h"
+#include "recorder/support/textfile.h"
 
 #include <system_error>
 #include <utility>

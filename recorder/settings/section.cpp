@@ -1,3 +1,5 @@
+// toml++ is compiled here, and declared where its header is included.
+#define TOML_IMPLEMENTATION
 #include "recorder/settings/section.h"
 
 #include "recorder/support/error.h"

@@ -1,12 +1,15 @@
 #include "recorder/support/textfile.h"
 
 #include "recorder/support/error.h"
+#include "recorder/support/format.h"
+#include "recorder/support/trust.h"
 #include "recorder/support/uninterrupted.h"
 
 #include <algorithm>
 #include <array>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace recorder {
@@ -14,11 +17,36 @@ namespace recorder {
 namespace {
 
 constexpr std::size_t kReadChunk = 4096;
+constexpr std::size_t kMaxSecret = 4096;
+
+void RequirePrivate(const UniqueFd& file, const std::string& path) {
+    struct stat64 st = {};
+    if (Uninterrupted([&] { return fstat64(file.Get(), &st); }) != 0) {
+        throw SystemError("examine " + path);
+    }
+    if ((st.st_mode & S_IRWXO) != 0) {
+        throw Error(path + " is open to others; expected mode 0600 or 0640");
+    }
+}
+
+// The first line, without its end.
+std::string ReadLine(const UniqueFd& file, const std::string& path) {
+    std::string text = ReadText(file, path, kMaxSecret + 1);
+    if (text.size() > kMaxSecret) {
+        throw Error(
+            Format("%s is too large; expected at most %zu bytes", path.c_str(), kMaxSecret));
+    }
+    text.resize(std::min(text.size(), text.find('\n')));
+    if (text.empty()) {
+        throw Error(path + " has no password in its first line");
+    }
+    return text;
+}
 
 } // namespace
 
 UniqueFd OpenTextFileIfThere(const std::string& path, Links links) {
-    // Not blocking: nobody may ever write to a pipe in the file's place.
+    // O_NONBLOCK, because opening a FIFO in place of the file could block forever.
     const int noFollow = links == Links::Refuse ? O_NOFOLLOW : 0;
     UniqueFd file(Uninterrupted(
         [&] { return open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | noFollow); }));
@@ -47,6 +75,19 @@ std::string ReadText(const UniqueFd& file, const std::string& path, std::size_t 
         text.append(chunk.data(), static_cast<std::size_t>(length));
     }
     return text;
+}
+
+std::string ReadSecretFile(const std::string& path) {
+    try {
+        const UniqueFd file = OpenTrustedFileIfThere(path);
+        if (!file.IsOpen()) {
+            throw Error(path + " does not exist");
+        }
+        RequirePrivate(file, path);
+        return ReadLine(file, path);
+    } catch (const Error& error) {
+        throw Error(std::string("the password file: ") + error.what());
+    }
 }
 
 } // namespace recorder

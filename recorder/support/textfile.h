@@ -1,4 +1,4 @@
-// Reading a small file of text.
+// Reading small text files, and passwords from files.
 
 #pragma once
 
@@ -12,13 +12,18 @@ namespace recorder {
 
 enum class Links { Follow, Refuse };
 
-// Opens the file at `path` for reading; the descriptor is not open when there is none. Throws Error
-// when it can't be told or opened, and when the path is a link where links are refused.
+// Opens the file at `path` for reading. The result is not open if the file does not exist. Throws
+// Error on every other failure, and for a link where links are refused.
 [[nodiscard]] UniqueFd OpenTextFileIfThere(const std::string& path, Links links);
 
-// The content of an open file, of a longer one the first `maxBytes`; `path` is for messages. Throws
-// Error when it can't be read.
+// The content of an open file, at most the first `maxBytes`. `path` is for messages. Throws Error
+// if the file can't be read.
 [[nodiscard]] std::string ReadText(const UniqueFd& file, const std::string& path,
                                    std::size_t maxBytes = SIZE_MAX);
+
+// The password in the first line of the file. Throws Error if the file does not exist, has no
+// password, may be read by users other than its owner and group, or is not trusted
+// (trust.h).
+[[nodiscard]] std::string ReadSecretFile(const std::string& path);
 
 } // namespace recorder

@@ -1,7 +1,7 @@
 // A signal that arrives while the recorder reads a file. The linker leads the recorder's calls of
 // read through the function below.
 
-#include "recorder/support/secretfile.h"
+#include "recorder/support/textfile.h"
 #include "tests/unit/support/tempdir.h"
 
 #include <gtest/gtest.h>

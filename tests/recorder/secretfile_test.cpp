@@ -1,4 +1,4 @@
-#include "recorder/support/secretfile.h"
+#include "recorder/support/textfile.h"
 
 #include "tests/contract/support/files.h"
 #include "tests/contract/support/fixture.h"
@@ -79,7 +79,7 @@ TEST_F(SecretFile, IsRefusedIfItIsTooLarge) {
 TEST_F(SecretFile, IsRefusedIfItIsMissing) {
     fs::remove(file);
 
-    EXPECT_THAT(Refusal(file), HasSubstr(file + " is not there"));
+    EXPECT_THAT(Refusal(file), HasSubstr(file + " does not exist"));
 }
 
 TEST_F(SecretFile, IsRefusedIfItIsNotRegular) {
