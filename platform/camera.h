@@ -1,15 +1,15 @@
-// The camera service: which cameras a recorder has and where each one's recordings lie.
+// The camera service: the cameras of a recorder, and the folders of their recordings.
 //
 // In a camera's storage folder:
 //
 //   20140312AM/, 20140312PM/   half-day folders, which hold the recordings
-//   laRec/                     the alert recordings, in half-day folders of its own; the name is
+//   laRec/                     the alert recordings, in separate half-day folders; the name is
 //                              fixed, and the folder may be missing
 //
 // A half-day folder is named by a date, year, month and day in eight digits, and AM for the hours
 // before noon or PM for those after it. The recording service that makes the folder chooses the
 // time zone: no operation reads a time from the name, it only has to match ^[0-9]{8}[AP]M$. The
-// recordings lie directly in it. The tool looks at no other folder and at no file beside the
+// recordings are directly in it. The tool reads no other folder, and no file beside the
 // half-day folders. Recordings are named as platform/recording.h says, thumbnail folders
 // (GetRecThmbnailDirPath) lie where the recorder puts them.
 //
@@ -26,17 +26,17 @@ class Camera {
 public:
     // Reads the settings of the camera with this id into the object.
     //
-    // `id` is the camera's id in the camera table, 1 to 2147483647; any other value is no camera.
+    // `id` is the camera's id in the camera table, 1 to 2147483647; no camera has any other value.
     // The two further arguments select a data source and a revision of the settings; this platform
     // has one of each, numbered 0.
     //
-    // Returns 0 on success. Any other value is failure: there is no such camera, its row can't be
-    // read, its storage folder is no absolute path, the volume that the row names isn't the one
-    // mounted there, or the folder doesn't hold the identity that the row names. The object is then
+    // Returns 0 on success. Returns any other value on failure: the camera does not exist, its row
+    // can't be read, its storage folder is not an absolute path, a volume other than the one in the
+    // row is mounted there, or the folder lacks the identity that the row names. The object is then
     // unchanged and the reason is in the log.
     [[nodiscard]] int Load(int id, int dataSource, int revision);
 
-    // The id that was loaded; 0 before.
+    // The id of the loaded camera; 0 before a successful Load.
     [[nodiscard]] int GetId() const { return m_id; }
 
     // The storage folder: an absolute path without a trailing "/", from the camera's row. Empty

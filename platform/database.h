@@ -9,8 +9,8 @@
 //   DB_RECORDING  SELECT id as id, path as path FROM event WHERE camera_id = 7;
 //                 SELECT id as id, path as path FROM alert_event WHERE camera_id = 7;
 //
-// A SELECT may yield its rows in any order; where two paths end in the same file name, the tool
-// goes by the first. A DELETE lists all ids in one statement, however many they are.
+// A SELECT may yield its rows in any order. If two paths end in the same file name, the tool uses
+// the first. A DELETE lists all ids in one statement, however many they are.
 //
 // Further texts are what Event::strSqlInsert, AlertEvent::strSqlInsert (DB_RECORDING) and
 // ReindexSnapshotSql (DB_SNAPSHOT) return, 1 to 1000 of one kind to a call with nothing in between.
@@ -28,8 +28,8 @@
 
 #include <string>
 
-// The rows that a text of statements yielded, in statement order. Owned by whoever received it from
-// KRDB::Execute, until KRDBFreeResult. It is complete in memory and needs no connection any more.
+// The rows that a text of statements yielded, in statement order. Owned by the
+// caller of KRDB::Execute, until KRDBFreeResult. It is complete in memory and needs no connection.
 struct DBResult_tag;
 
 class KRDB {
@@ -57,8 +57,8 @@ public:
     //   database that is in use is a failure at once.
     // `logError`: a failure writes one log line that names the database and the reason.
     //
-    // A row that is removed from a media table (below) is kept by the recorder in the same
-    // transaction, so that an operator can put it back. Where it can't be kept, the removal fails.
+    // A row that is removed from a media table (below) is stored by the recorder in the same
+    // transaction, so that an operator can restore it. If it can't be stored, the removal fails.
     //
     // File names within `sql` are bytes, not characters; a quoted literal is stored and read back
     // unchanged, whatever bytes but NUL it holds. There is no limit on the length of `sql` that the

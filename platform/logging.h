@@ -26,7 +26,7 @@ enum LOG_CATEG : int {
     LOG_CATEG_REINDEX = 48, // the re-index tool
 };
 
-// How much a message matters: the lower, the more.
+// The importance of a message: lower numbers are more important.
 enum LOG_LEVEL : int {
     LOG_LEVEL_ERROR = 1,
     LOG_LEVEL_WARNING = 2,
@@ -60,13 +60,13 @@ extern const DbgLogCfg* g_pDbgLogCfg;
 extern pid_t g_DbgLogPid;
 
 // Writes one message. `categ` and `level` are texts as Enum2String gives them, or null for a
-// message that no configuration suppresses. `file`, `line` and `func` tell where in the source it
-// arose. `format` ends in "\n" and is filled as printf does.
+// message that no configuration suppresses. `file`, `line` and `func` are its place in the
+// source. `format` ends in "\n" and is filled as printf does.
 //
 // The message is one line of the log whatever its arguments hold: control characters in it are
-// escaped. It is in the log file when the call returns, so a process that is killed loses no
-// message. Nothing is written to the terminal, but for one line on stderr that says why the log is
-// not trusted, where somebody else could have put it there: such a log is not written. A log that
-// can't be written is no failure of the caller's.
+// escaped. It is in the log file when the call returns, so no message is lost when the
+// process is killed. A log that another user could have created is not written; one line on stderr
+// then gives the reason. Nothing else is written to the terminal. If the log can't be written, the
+// caller does not fail.
 void KRPrintf(LOG_TYPE type, const char* categ, const char* level, const char* file, int line,
               const char* func, const char* format, ...) __attribute__((format(printf, 7, 8)));

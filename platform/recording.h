@@ -39,15 +39,15 @@ struct RecInfo {
 };
 
 // Reads the properties of the recording at `fullPath` (absolute) into `info`, which the caller
-// hands over empty. `alert` tells that it is an alert recording and is kept in `info`.
+// hands over empty. `alert` is true for an alert recording and is stored in `info`.
 //
 // The path and the start time (the ten digits before the extension, or before "-LOCK" where the
 // name has that) are filled first, from the file's name, then the size, from its status; then the
-// container is opened, by the demuxer that the extension names, for duration, codecs and picture
+// container is opened, by the demuxer for the extension, for duration, codecs and picture
 // size. Nothing is decoded and no other file is opened.
 //
 // Returns 0 when everything was read. Otherwise the log names the file and the reason, the fields
-// read so far stay, and the end time equals the start time.
+// that were read stay, and the end time equals the start time.
 [[nodiscard]] int GetEvtRecInfo(RecInfo& info, const std::string& fullPath, bool alert);
 
 } // namespace Reidx
@@ -157,9 +157,9 @@ int Recount();
 
 } // namespace RecordingCount
 
-// What the package's selections of rows have in common.
+// The common part of the package's selections of rows.
 struct SqlFilterParam {
-    int limit = 1000; // at most so many rows, a page of a list; 0: no limit
+    int limit = 1000; // largest number of rows, a page of a list; 0: no limit
 };
 
 // A selection of event rows.
@@ -167,16 +167,16 @@ struct EventFilterParam : SqlFilterParam {
     std::string idList; // ids in decimal, separated by ",", nothing else; empty selects no row
 };
 
-// Deletes the event rows that the filter selects, because their files are gone. Many rows go in
-// several transactions, so that other writers need not wait long.
+// Deletes the event rows that the filter selects, because their files are gone. Many rows are
+// deleted in several transactions, so that other writers need not wait long.
 //
 // The evidence is checked again at this moment: the rows' cameras must load (Camera::Load), and
 // every folder that the rows name must either be readable to its end or be truly absent, and none
 // of the files that they name may be there: neither a regular file nor a link in a half-day folder.
 // A link in place of a half-day folder is doubt, wherever it leads. On any doubt nothing is
 // deleted. Before each further transaction the evidence for its rows is checked once more, and on
-// doubt nothing further is deleted. A filter with a limit is refused: which of the rows it would
-// leave isn't defined.
+// doubt nothing further is deleted. A filter with a limit is refused, because it does not define
+// which rows would remain.
 //
 // Returns 0 when no selected row is left. Otherwise the log has the reason, and how many rows were
 // deleted before; the recorder keeps these like all others (KRDB::Execute), and a further call with
@@ -184,7 +184,7 @@ struct EventFilterParam : SqlFilterParam {
 [[nodiscard]] int DelUnrefRecsFromDB(EventFilterParam filter);
 
 // As DelUnrefRecsFromDB, for the alert recording rows of camera `camId` with these ids. Ids of
-// other cameras' rows are passed over.
+// other cameras' rows are ignored.
 [[nodiscard]] int AlertDelUnrefRecsFromDB(const std::list<int>& ids, int camId);
 
 enum EVENT_UPDATE_ACTION : int {

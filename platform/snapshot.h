@@ -1,4 +1,4 @@
-// Snapshots and thumbnails: where they lie, a snapshot's row, making a thumbnail.
+// Snapshots and thumbnails: their folders, a snapshot's row, and making a thumbnail.
 //
 // A file directly in the snapshot folder is a snapshot if its name matches one of
 //
@@ -23,7 +23,7 @@
 
 // The SQL text, one statement ended by ";", that stores a snapshot's row in DB_SNAPSHOT: the
 // picture at `fullPath`, named `fileName`, taken at `startTm` (seconds since the epoch), of `size`
-// bytes (the low 32 bits of the file's size). A row of that name is brought up to date instead.
+// bytes (the low 32 bits of the file's size). An existing row of that name is updated instead.
 // Texts of several snapshots can be concatenated.
 [[nodiscard]] std::string ReindexSnapshotSql(const std::string& fullPath,
                                              const std::string& fileName, int64_t startTm,
@@ -38,6 +38,6 @@
 [[nodiscard]] int CreateThumbnail(const std::string& fullPath);
 
 // The folder that holds the thumbnails of the recordings in `storagePath` (a camera's storage
-// folder or its "laRec"; absolute, no trailing "/"), likewise without a trailing "/". Whether it
+// folder or its "laRec"; absolute, no trailing "/"), also without a trailing "/". Whether it
 // exists isn't checked.
 [[nodiscard]] std::string GetRecThmbnailDirPath(const std::string& storagePath);

@@ -1,5 +1,5 @@
 // The task-status store: registration, progress and status of the re-index task, kept where the
-// package's other programs can read them while a run goes on.
+// package's other programs can read them during a run.
 //
 // There is one re-index task on a recorder. It is registered (RegTaskStart), its status record says
 // "not done" (RecordTaskStatusToConf), its progress rises, its status record says "done", and it is
@@ -37,16 +37,16 @@ namespace KRIndex {
 // its low 8 bits reach the caller's exit status, so it is 1 to 255:
 //   75 another run is registered,
 //   74 the store can't be read or written,
-//   78 the recorder's settings are invalid, or somebody else than root and the user of this process
+//   78 the recorder's settings are invalid, or users other than root and the user of this process
 //      could have written them or the log.
 [[nodiscard]] int RegTaskStart();
 
 // Ends the registration that RegTaskStart made in this process or in its parent. The last progress
-// and the status record stay readable. A failure is logged by the store. What the recorder has to
-// publish it publishes after that, when the next run can be registered already.
+// and the status record stay readable. A failure is logged by the store. The recorder
+// publishes its messages after that, when the next run can already be registered.
 void RegTaskDone();
 
-// Names the process that does the work of the registered run. `pid` is a process id as getpid()
+// Stores which process does the work of the registered run. `pid` is a process id as getpid()
 // returns it. A failure is logged by the store.
 void SetTaskPid(int pid);
 
@@ -59,13 +59,13 @@ void SetTaskProgress(double progress);
 [[nodiscard]] double GetTaskProgress();
 
 // Writes the task's status record: when the run began (`startTime`, seconds since the epoch), the
-// number of recording rows added plus removed so far (`recordingCount`), and whether the run is
-// over (`done`). It replaces the record of the run before. The rows that are removed between a call
-// with `done` false and one with `done` true are kept by the recorder as removed by one run. A
+// number of recording rows added plus removed until now (`recordingCount`), and whether the run has
+// ended (`done`). It replaces the record of the previous run. The rows that are removed between a
+// call with `done` false and one with `done` true are kept by the recorder as removed by one run. A
 // failure is logged by the store.
 void RecordTaskStatusToConf(long startTime, int recordingCount, bool done);
 
-// Removes the event rows whose camera is no longer in the camera table, be it local or not. Rows
+// Removes the event rows whose camera, local or not, is no longer in the camera table. Rows
 // are kept when the camera table is empty or can't be read: that is no evidence that the cameras
 // are gone. A row and its camera that are added while this runs are kept too. A failure is logged
 // by the store.

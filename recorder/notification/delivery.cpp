@@ -118,7 +118,7 @@ std::string RemainingMessages() noexcept {
                " queued in the outbox and " + (count == 1 ? "goes" : "go") +
                " out with the next run";
     } catch (const std::exception&) {
-        return "what is queued in the outbox could not be counted";
+        return "the queued messages could not be counted";
     }
 }
 

@@ -12,8 +12,7 @@ namespace {
 constexpr std::string_view kDigits = "0123456789";
 constexpr std::size_t kEncodedLength = 3; // of "%2F"
 
-// What follows the first `separator`; `text` keeps what stands before it. Nothing where there is
-// none.
+// Cuts `text` at the first `separator` and returns the rest; nothing if `text` has no separator.
 std::optional<std::string_view> CutOff(std::string_view& text, char separator) {
     const std::size_t at = text.find(separator);
     if (at == std::string_view::npos) {
@@ -58,7 +57,7 @@ bool HoldsNone(std::string_view text, std::string_view characters) {
     return text.find_first_of(characters) == std::string_view::npos;
 }
 
-// A ":" would begin a password, also one that is written %3A.
+// A ":", also as %3A, would begin a password.
 bool IsUser(std::string_view user) {
     return HoldsNone(user, ":") && user.find("%3a") == std::string_view::npos &&
            user.find("%3A") == std::string_view::npos;
@@ -68,7 +67,7 @@ bool IsPort(std::string_view port) {
     return !port.empty() && port.find_first_not_of(kDigits) == std::string_view::npos;
 }
 
-// Of IPv6, in brackets, with its zone behind "%".
+// An IPv6 address without its brackets, with an optional zone after "%".
 bool IsAddress(std::string_view address) {
     const std::size_t zone = std::min(address.find('%'), address.size());
     return address.substr(0, zone).find_first_not_of("0123456789abcdefABCDEF:.") ==

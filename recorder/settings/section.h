@@ -1,5 +1,5 @@
-// A section of the settings file whose keys are asked for one by one. Each answer is of the
-// expected type and range, or an Error says where in the file it is not.
+// A section of the settings file, whose keys are read one by one. Each value has the expected type
+// and range; otherwise an Error names the place in the file.
 
 #pragma once
 
@@ -38,7 +38,7 @@ private:
 
 class Section {
 public:
-    // `table` null: the section is not in the file and every key has its default.
+    // `table` is null if the file lacks the section; every key then has its default.
     Section(const toml::table* table, std::string name, const std::string& fileName);
 
     [[nodiscard]] bool Has(std::string_view key);
@@ -51,20 +51,20 @@ public:
 
     [[nodiscard]] bool Flag(std::string_view key, bool byDefault);
 
-    // A text that is not empty, holds no NUL and that `fits`; otherwise it was not what was
-    // `expected`. Nothing when the key isn't there.
+    // A text that is not empty, contains no NUL and `fits`. Throws Error with `expected` otherwise.
+    // Nothing if the key is missing.
     [[nodiscard]] std::optional<std::string> Text(std::string_view key, const std::string& expected,
                                                   bool (*fits)(const std::string&));
 
-    // A path that begins with "/"; a trailing "/" is taken off.
+    // A path that begins with "/"; a trailing "/" is removed.
     [[nodiscard]] std::optional<std::string> AbsolutePath(std::string_view key);
 
     [[nodiscard]] Section Subsection(std::string_view key);
 
-    // The sections of an array; none when the key isn't there.
+    // The sections of an array; empty if the key is missing.
     [[nodiscard]] std::vector<Section> Sections(std::string_view key);
 
-    // Throws when the section has a key that was never asked for.
+    // Throws Error if the section has a key that was not read.
     void RefuseOtherKeys() const;
 
 private:

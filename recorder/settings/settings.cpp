@@ -24,16 +24,16 @@ constexpr off64_t kMaxSettingsBytes = 1024L * 1024;
 constexpr int64_t kMaxLogMib = 1024;
 constexpr int64_t kMaxOldLogs = 100;
 constexpr int64_t kMaxLockTimeoutMs = 10L * 60 * 1000;
-constexpr int64_t kMinConnectTimeoutS = 2; // libpq takes less for 2
+constexpr int64_t kMinConnectTimeoutS = 2; // libpq treats smaller values as 2
 constexpr int64_t kMaxConnectTimeoutS = 60;
 constexpr int64_t kMaxStatementTimeoutMs = 60L * 60 * 1000;
-constexpr std::size_t kMaxSchemaName = 63; // bytes; PostgreSQL cuts off what is longer
+constexpr std::size_t kMaxSchemaName = 63; // bytes; PostgreSQL truncates longer names
 constexpr int64_t kMaxKeepDays = 36500;
 constexpr int64_t kMaxPort = 65535;
 constexpr int64_t kMqttPort = 1883;
 constexpr int64_t kMqttTlsPort = 8883;
 constexpr int64_t kMaxBrokerTimeoutMs = 10L * 60 * 1000;
-constexpr int64_t kTimeoutsToPublish = 3; // unless the settings say how long
+constexpr int64_t kTimeoutsToPublish = 3; // the default of publish_timeout_ms, in time-outs
 constexpr int64_t kMaxPublishTimeoutMs = kTimeoutsToPublish * kMaxBrokerTimeoutMs;
 constexpr std::size_t kMaxTopicPrefix = 1000; // bytes; a topic has room for 65535
 
@@ -51,7 +51,7 @@ bool IsSchemaName(const std::string& name) {
            !name.starts_with("pg_");
 }
 
-// Keys that mean something on PostgreSQL only are unknown on SQLite.
+// Keys that apply only to PostgreSQL are unknown keys on SQLite.
 std::optional<PostgresSettings> ReadPostgres(Section& section) {
     const std::optional<std::string> dsn = section.Text("dsn", kExpectedDsn, IsSoundDsn);
     if (!dsn) {
@@ -103,7 +103,7 @@ bool IsTopicPrefix(const std::string& prefix) {
            !prefix.starts_with('/') && !prefix.ends_with('/');
 }
 
-// Keys that mean something only beside another key are unknown without it.
+// Keys that apply only together with another key are unknown keys without it.
 std::optional<BrokerSettings> ReadBroker(Section& section) {
     const std::optional<std::string> host =
         section.Text("host", "the name or address of a host, and nothing else", IsHost);
@@ -151,8 +151,8 @@ SnapshotSettings ReadSnapshot(Section section) {
     return snapshot;
 }
 
-// The level of the tool's own messages, and processes with a level of their own. The recorder's are
-// written in any case.
+// The level of the tool's messages, for all processes and for single ones. The recorder's messages
+// are always written.
 DbgLogCfg ReadDebugLog(Section section) {
     constexpr int kMaxLevel = LOG_LEVEL_TRACE;
     DbgLogCfg debugLog;
@@ -168,15 +168,16 @@ DbgLogCfg ReadDebugLog(Section section) {
     return debugLog;
 }
 
-// More is no settings file, whatever it is.
+// Throws Error if the file is larger than a settings file can be.
 std::string ReadSettingsText(const UniqueFd& file) {
     struct stat64 st = {};
     if (Uninterrupted([&] { return fstat64(file.Get(), &st); }) != 0) {
-        throw SystemError(std::string("look at ") + kSettingsFile);
+        throw SystemError(std::string("examine ") + kSettingsFile);
     }
     std::string text;
     if (st.st_size <= kMaxSettingsBytes) {
-        text = ReadText(file, kSettingsFile, kMaxSettingsBytes + 1); // it may grow meanwhile
+        text = ReadText(file, kSettingsFile,
+                        kMaxSettingsBytes + 1); // the file may grow in the meantime
     }
     if (st.st_size > kMaxSettingsBytes || text.size() > kMaxSettingsBytes) {
         throw Error(Format("%s is too large; expected at most %ld bytes", kSettingsFile,
@@ -185,14 +186,14 @@ std::string ReadSettingsText(const UniqueFd& file) {
     return text;
 }
 
-// What others can write is not taken for the operator's will. The folders count where there is no
-// file, too: to take the settings away is to change them.
+// Settings that other users can write are refused. The folders are checked even if the file does
+// not exist, because a user who can remove the settings can change them.
 Settings LoadSettings() {
     const UniqueFd file = OpenTrustedFileIfThere(kSettingsFile);
     return file.IsOpen() ? ParseSettings(ReadSettingsText(file), kSettingsFile) : Settings();
 }
 
-// The settings, or why there are none.
+// The settings, or the reason why they could not be loaded.
 const std::variant<Settings, SettingsError>& LoadedSettings() {
     static const std::variant<Settings, SettingsError> loaded =
         []() -> std::variant<Settings, SettingsError> {

@@ -1,4 +1,4 @@
-// The bytes of a recording: a file, or memory.
+// The bytes of a recording, from a file or from memory.
 
 #pragma once
 
@@ -19,10 +19,11 @@ public:
     ByteSource(ByteSource&&) = delete;
     ByteSource& operator=(ByteSource&&) = delete;
 
-    // In bytes, as it was when the source was opened.
+    // The size in bytes when the source was opened.
     [[nodiscard]] virtual int64_t Size() const = 0;
 
-    // Fills `buffer` from `offset` on; returns how much of it, 0 at the end. Throws Error.
+    // Reads from `offset` into `buffer`. Returns the number of bytes read, 0 at the end. Throws
+    // Error.
     [[nodiscard]] virtual std::size_t ReadAt(int64_t offset, std::span<uint8_t> buffer) = 0;
 
 protected:
@@ -31,8 +32,8 @@ protected:
 
 class FileSource : public ByteSource {
 public:
-    // Opens a regular file, not through a link, and without waiting for whoever may stand in its
-    // place. Throws Error.
+    // Opens a regular file. Follows no link, and does not block if the path is a FIFO. Throws
+    // Error.
     explicit FileSource(const std::string& path);
 
     [[nodiscard]] int64_t Size() const override { return m_size; }

@@ -1,4 +1,4 @@
-// A moment at which waiting ends, on a clock that nobody sets.
+// The time at which a wait ends, on the monotonic clock.
 
 #pragma once
 
@@ -24,7 +24,7 @@ public:
         return isOne ? one : other;
     }
 
-    // Time that doesn't count.
+    // Moves the deadline by time that doesn't count.
     void Extend(Clock::duration time) {
         if (m_end) {
             *m_end += time;
@@ -33,8 +33,8 @@ public:
 
     [[nodiscard]] bool IsOver() const { return m_end && Clock::now() >= *m_end; }
 
-    // As poll takes it: 0 once it is over, -1 if it never will be. Rounded up, so that nobody asks
-    // again and again in the last millisecond.
+    // The remaining time for poll(2): 0 after the deadline, -1 without one. Rounded up, because a
+    // caller would poll continuously in the last millisecond.
     [[nodiscard]] int LeftMs() const {
         if (!m_end) {
             return -1;

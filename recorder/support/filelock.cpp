@@ -13,11 +13,11 @@ namespace {
 
 constexpr mode_t kLockFileMode = 0640;
 
-// Whoever locked a FIFO would write to it until it is full, and a device may do anything.
+// Writing to a FIFO would block when it is full, and opening a device can have any effect.
 void RequireRegular(const UniqueFd& file, const char* path) {
     struct stat64 st = {};
     if (Uninterrupted([&] { return fstat64(file.Get(), &st); }) != 0) {
-        throw SystemError(std::string("look at the lock file ") + path);
+        throw SystemError(std::string("examine the lock file ") + path);
     }
     if (!S_ISREG(st.st_mode)) {
         throw Error(std::string("can't use the lock file ") + path + ": expected a regular file");

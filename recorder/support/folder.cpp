@@ -22,8 +22,8 @@ struct CloseDir {
     void operator()(DIR* dir) const { closedir(dir); }
 };
 
-// As in a folder's entry. Not every file system says it there. DT_UNKNOWN: the entry is gone by
-// now.
+// Returns the type as d_type has it, which not every file system fills in. DT_UNKNOWN: the entry
+// has been removed in the meantime.
 unsigned char TypeOf(DIR* dir, const struct dirent64& entry, const std::string& path) {
     struct stat64 st = {};
     if (entry.d_type != DT_UNKNOWN) {
@@ -34,7 +34,7 @@ unsigned char TypeOf(DIR* dir, const struct dirent64& entry, const std::string& 
         return static_cast<unsigned char>(IFTODT(st.st_mode));
     }
     if (errno != ENOENT) {
-        throw SystemError("look at " + path + "/" + entry.d_name);
+        throw SystemError("examine " + path + "/" + entry.d_name);
     }
     return DT_UNKNOWN;
 }
@@ -76,7 +76,7 @@ FolderListing ListFolder(const std::string& dir,
     if (!handle) {
         throw SystemError("open folder " + dir);
     }
-    std::ignore = folder.Release(); // it is closed with the handle
+    std::ignore = folder.Release(); // `handle` closes it
     while (const std::optional<FolderEntry> entry = ReadEntry(handle.get(), dir)) {
         if (!visit(*entry)) {
             return FolderListing::Stopped;

@@ -1,4 +1,4 @@
-// Reading a folder to its end, or knowing that it could not be.
+// Reading folders completely, or reporting that this was not possible.
 
 #pragma once
 
@@ -11,22 +11,22 @@ namespace recorder {
 
 struct FolderEntry {
     std::string name;
-    bool isFolder = false;      // a link to a folder is none
-    bool isRegularFile = false; // or could be; a link to a file is none
-    bool isLink = false;        // wherever it leads
+    bool isFolder = false;      // false for a link to a folder
+    bool isRegularFile = false; // or the type is unknown; false for a link to a file
+    bool isLink = false;        // a symbolic link of any target
 };
 
 enum class FolderListing { Complete, Stopped, Absent };
 
-// Calls `visit` for each entry but "." and "..", until it returns false (Stopped) or the folder is
-// at its end (Complete). Absent when the folder is truly absent (see ExistingPart). Throws
-// LinkInPath on a link below a storage folder (see OpenFolder), and Error on every other failure,
-// also in the middle: a listing that broke off is never taken for a complete one.
+// Calls `visit` for each entry except "." and ".." until `visit` returns false (Stopped) or the
+// folder ends (Complete). Returns Absent when the folder is truly absent (see ExistingPart). Throws
+// LinkInPath on a link below a storage folder (see OpenFolder), and Error on every other failure.
+// An interrupted listing also throws: it is never treated as a complete one.
 FolderListing ListFolder(const std::string& dir,
                          const std::function<bool(const FolderEntry&)>& visit);
 
-// Opens the folder at `path`, links followed, to flush or lock it or to reach what is in it. Not
-// open, with the reason in errno, when that fails.
+// Opens the folder at `path`, following links, to flush it, lock it or open its entries. On failure
+// the result is not open and errno has the reason.
 [[nodiscard]] UniqueFd OpenFolderByPath(const std::string& path);
 
 // The path without the slashes at its end; "/" stays.

@@ -7,11 +7,11 @@
 
 namespace recorder {
 
-// The text that vprintf would write. Throws Error when the format can't be filled.
+// Returns the text that vprintf would write. Throws Error if the format is invalid.
 [[nodiscard]] std::string FormatArgs(const char* format, va_list args)
     __attribute__((format(printf, 1, 0)));
 
-// The text that printf would write.
+// Returns the text that printf would write. Throws Error if the format is invalid.
 [[nodiscard]] std::string Format(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
 } // namespace recorder

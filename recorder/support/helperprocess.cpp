@@ -15,10 +15,10 @@ namespace recorder {
 namespace {
 
 constexpr int kPollIntervalMs = 2; // only while a process is ending
-// What is killed is gone at once, unless it waits for a disk that doesn't answer.
+// A killed process ends at once, unless it waits for a disk that doesn't respond.
 constexpr std::chrono::seconds kTimeToDie{10};
 
-// Nothing when it is still there at the deadline, or can't be waited for.
+// Returns nothing if the process has not ended by the deadline, or can't be waited for.
 std::optional<int> StatusBefore(const Deadline& deadline, pid_t id) {
     while (true) {
         int status = 0;

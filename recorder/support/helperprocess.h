@@ -1,5 +1,4 @@
-// A process that works for this one and is reached by a socket. Whatever becomes of it, this one
-// waits for it no longer than a deadline says.
+// A helper process that is connected by a socket. Every wait for it has a deadline.
 
 #pragma once
 
@@ -14,11 +13,11 @@
 
 namespace recorder {
 
-// Two connected sockets of this type, closed in programs that are started. Throws Error.
+// Creates two connected sockets of this type, which started programs don't inherit. Throws Error.
 [[nodiscard]] std::array<UniqueFd, 2> SocketPair(int type);
 
-// Whether the descriptor is ready for the events of poll(2), or its other end is gone, before the
-// deadline. What is ready already counts, however late it is.
+// Waits until the descriptor is ready for the events of poll(2) or its other end is closed. Returns
+// false at the deadline. A descriptor that is ready at the call counts even after the deadline.
 [[nodiscard]] bool IsReadyBefore(const Deadline& deadline, int fd, short events);
 
 class HelperProcess {
@@ -32,13 +31,12 @@ public:
         : m_id(std::exchange(other.m_id, 0)), m_socket(std::move(other.m_socket)) {}
     HelperProcess& operator=(HelperProcess&& other) noexcept;
 
-    // False also for one that has ended, until End or Kill was called.
+    // True until End or Kill is called, even if the process has ended by itself.
     [[nodiscard]] bool IsThere() const { return m_id != 0; }
     [[nodiscard]] int Socket() const { return m_socket.Get(); }
 
-    // Closes the socket, by which it learns that it is over, and waits for its end; kills it if it
-    // is still there at the deadline. Returns how it ended, as waitpid has it; nothing when that
-    // could not be told.
+    // Closes the socket, which asks the process to end, and waits for its end. Kills the process at
+    // the deadline. Returns the status of waitpid; nothing if it could not be determined.
     std::optional<int> End(const Deadline& deadline);
 
     void Kill() { (void)End(Deadline::In(std::chrono::milliseconds(0))); }

@@ -14,7 +14,8 @@ namespace {
 constexpr std::size_t kMaxIdBytes = 64;
 constexpr std::string_view kIdDigits = "0123456789abcdef-";
 
-// Empty when it can't be read, or is no id, as "uninitialized" in an image of a system.
+// Returns an empty text if the file can't be read or has no id. In a system image it may say
+// "uninitialized".
 std::string ReadId(const char* path) {
     try {
         const UniqueFd file = OpenTextFileIfThere(path, Links::Follow);
@@ -31,7 +32,8 @@ std::string ReadId(const char* path) {
 
 } // namespace
 
-// By sysinfo(2), and not by clock_gettime(2): what fakes the clock of a program fakes all of them.
+// Uses sysinfo(2), because libraries that fake the clock of a program replace clock_gettime(2) for
+// all clocks.
 KernelTime ReadKernelTime() {
     static const std::string machine = ReadId("/etc/machine-id");
     static const std::string boot = ReadId("/proc/sys/kernel/random/boot_id");

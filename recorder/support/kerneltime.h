@@ -1,4 +1,4 @@
-// Time as the kernel counts it: no setting of a clock changes it.
+// The kernel's uptime, which does not change when a clock is set.
 
 #pragma once
 

@@ -24,7 +24,7 @@ bool IsBelow(const std::string& path, const std::string& folder) {
     return path.size() > prefix.size() && path.starts_with(prefix);
 }
 
-// The storage folder that `path` is below; empty where there is none.
+// The storage folder that contains `path`; empty if there is none.
 std::string StorageFolderAbove(const std::string& path) {
     const std::vector<std::string>& folders = StorageFolders();
     const auto found = std::find_if(folders.begin(), folders.end(), [&](const std::string& folder) {
@@ -37,7 +37,7 @@ int FlagsFor(FolderUse use) {
     return (use == FolderUse::List ? O_RDONLY : O_PATH) | O_DIRECTORY | O_CLOEXEC;
 }
 
-// Opens the operator's path; not open when nothing is there.
+// Opens a path that the operator chose, following links. Not open if nothing exists there.
 UniqueFd OpenFollowing(const std::string& path, FolderUse use) {
     UniqueFd folder(Uninterrupted([&] { return open(path.c_str(), FlagsFor(use)); }));
     if (folder.IsOpen()) {
@@ -47,7 +47,7 @@ UniqueFd OpenFollowing(const std::string& path, FolderUse use) {
         throw SystemError("open folder " + path);
     }
     if (ExistingPart(path) == path) {
-        throw Error("can't open folder " + path + ": it has only just appeared");
+        throw Error("can't open folder " + path + ": it appeared during the check");
     }
     return folder;
 }

@@ -1,6 +1,6 @@
-// Opening folders. The path of a storage folder is the operator's, links and all: disks are mounted
-// anywhere. What is below it belongs to whoever may write there, so no link leads from there to
-// somewhere else.
+// Opening folders. The operator chooses the path of a storage folder, which may contain links,
+// because disks are mounted anywhere. Other users may write below it, so links there are not
+// followed.
 
 #pragma once
 
@@ -11,7 +11,7 @@
 
 namespace recorder {
 
-// A link where none is followed, such as below a storage folder.
+// A symbolic link where links are not followed, such as below a storage folder.
 class LinkInPath : public Error {
 public:
     using Error::Error;
@@ -22,7 +22,7 @@ void ProtectStorageFolder(const std::string& folder);
 
 enum class FolderUse {
     List,
-    Enter, // to reach what is in it by its name, for which it need not be readable
+    Enter, // to open entries by name; the folder need not be readable
 };
 
 // Opens the folder at `path`. The result is not open when the folder is truly absent (see
@@ -30,9 +30,9 @@ enum class FolderUse {
 // failure.
 [[nodiscard]] UniqueFd OpenFolder(const std::string& path, FolderUse use);
 
-// Opens the sub-folder `name` of an open folder, never through a link. The result is not open when
-// there is none. `path` is the sub-folder's, for messages. Throws LinkInPath when it is a link, and
-// Error on every other failure.
+// Opens the sub-folder `name` of an open folder, never through a link. The result is not open if
+// the sub-folder does not exist. `path` is its path, for messages. Throws LinkInPath if it is a
+// link, and Error on every other failure.
 [[nodiscard]] UniqueFd OpenSubFolder(const UniqueFd& folder, const std::string& name,
                                      const std::string& path, FolderUse use);
 

@@ -1,5 +1,5 @@
-// Where things lie on a recorder. Fixed: a tool that may run as root is not told by its caller
-// where its settings and databases are.
+// The paths of the recorder's files. They are fixed, so that the caller of a program that runs as
+// root can't choose its settings and databases.
 
 #pragma once
 

@@ -22,22 +22,22 @@ Presence PresenceOf(const std::string& path, mode_t kind) {
     return errno == ENOENT || errno == ENOTDIR ? Presence::No : Presence::Unknown;
 }
 
-// Whether something is at `part`, of which the folder that would hold it is there. Throws Error
-// when it can't be told.
+// Returns true if `part` exists. Its parent folder is known to exist. Throws Error if the answer
+// could not be determined.
 bool IsThere(const std::string& part) {
     struct stat64 st = {};
     if (Uninterrupted([&] { return stat64(part.c_str(), &st); }) == 0) {
         return true;
     }
     if (errno != ENOENT) {
-        throw SystemError("look at " + part);
+        throw SystemError("examine " + part);
     }
     if (Uninterrupted([&] { return lstat64(part.c_str(), &st); }) == 0) {
         throw Error(S_ISLNK(st.st_mode) ? "the link " + part + " leads nowhere"
-                                        : part + " has only just appeared");
+                                        : part + " appeared during the check");
     }
     if (errno != ENOENT) {
-        throw SystemError("look at " + part);
+        throw SystemError("examine " + part);
     }
     return false;
 }
@@ -85,7 +85,7 @@ void RequireFolder(const std::string& path) {
     }
     const Presence presence = FolderPresence(path);
     if (presence == Presence::Unknown) {
-        throw SystemError("look at the folder " + path);
+        throw SystemError("examine the folder " + path);
     }
     if (presence == Presence::No) {
         throw Error(path + ": expected a folder that exists");

@@ -16,7 +16,7 @@ namespace {
 constexpr mode_t kAllModeBits = 07777;
 constexpr mode_t kNotForOthers = 027;
 
-// 0 where it can't be told, or is a link's.
+// The mode of the file; 0 for a link, and if stat failed.
 mode_t ModeOf(const std::string& path) {
     struct stat64 st = {};
     return lstat64(path.c_str(), &st) == 0 && !S_ISLNK(st.st_mode) ? st.st_mode : 0;
@@ -49,10 +49,10 @@ std::vector<std::string> CloseToOthers(const std::string& folder) {
     for (const std::string& path : open) {
         const mode_t before = ModeOf(path);
         if (before == 0) {
-            continue; // it went meanwhile, as a journal does when its database is closed
+            continue; // removed in the meantime, like a journal when its database is closed
         }
         const mode_t mode = before & kAllModeBits & ~static_cast<mode_t>(S_IRWXO);
-        // Not through a link, should one have come into its place.
+        // Does not follow a link that may have replaced the file.
         if (fchmodat(AT_FDCWD, path.c_str(), mode, AT_SYMLINK_NOFOLLOW) != 0 && errno != ENOENT) {
             throw SystemError("close " + path + " to others");
         }
@@ -61,7 +61,7 @@ std::vector<std::string> CloseToOthers(const std::string& folder) {
 }
 
 mode_t TightenUmask() noexcept {
-    const mode_t callers = umask(kNotForOthers); // it can't be read without being set
+    const mode_t callers = umask(kNotForOthers); // the umask can't be read without setting it
     umask(callers | kNotForOthers);
     return callers;
 }

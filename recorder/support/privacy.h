@@ -1,5 +1,5 @@
-// What the recorder keeps is not for others. What it makes is closed to them from the start
-// (TightenUmask); this is for what an older version made, or a copy that came from elsewhere.
+// Protection of the recorder's files from other users. New files are protected by TightenUmask. The
+// other functions are for files of older versions and for copies from elsewhere.
 
 #pragma once
 
@@ -10,21 +10,21 @@
 
 namespace recorder {
 
-// Whether users beside the owner and the group may do anything with what is at `path`. A link is
-// never open, and neither is what can't be looked at.
+// Returns true if users other than the owner and the group have any permission for the file at
+// `path`. False for a link, and if stat failed.
 [[nodiscard]] bool IsOpenToOthers(const std::string& path);
 
-// The folder and the files in it that are. Throws Error when it can't be listed; there is none
-// where it isn't there.
+// The paths that are open to others: the folder and its files. Empty if the folder does not exist.
+// Throws Error if it can't be listed.
 [[nodiscard]] std::vector<std::string> OpenToOthersIn(const std::string& folder);
 
-// Takes the others' permissions from all of them, and returns which they were. Throws Error.
+// Removes the permissions of other users from these paths, and returns the paths. Throws Error.
 std::vector<std::string> CloseToOthers(const std::string& folder);
 
-// Recordings show people: what the recorder makes is for its own user and group alone, files 0640
-// and folders 0750 at most, whatever umask the caller has. The umask is the one place that the
-// libraries obey too, which make files of their own: databases and their journals, logs and rotated
-// logs, and the folders above them. A stricter umask of the caller's stays in force.
+// Sets the umask so that new files have at most mode 0640 and new folders 0750, because recordings
+// show people. Only the umask also applies to files that libraries create: databases and their
+// journals, logs and rotated logs, and their folders. A stricter umask of the caller stays in
+// force.
 //
 // Returns the caller's umask.
 mode_t TightenUmask() noexcept;

@@ -27,7 +27,7 @@ sigset_t SignalSet(std::initializer_list<int> signals) {
 
 } // namespace
 
-// Not by std::filesystem, which gives up when it is interrupted.
+// Does not use std::filesystem, which fails when a signal interrupts it.
 std::filesystem::path ProgramFolder() {
     std::array<char, PATH_MAX> path{};
     const ssize_t length =
@@ -56,7 +56,7 @@ ProgramStart::ProgramStart() {
     posix_spawnattr_init(&m_attributes);
     const sigset_t blocked = SignalSet({});
     posix_spawnattr_setsigmask(&m_attributes, &blocked);
-    const sigset_t usual = SignalSet({SIGINT, SIGTERM}); // but what nohup set stays
+    const sigset_t usual = SignalSet({SIGINT, SIGTERM}); // SIGHUP keeps what nohup has set
     posix_spawnattr_setsigdefault(&m_attributes, &usual);
     posix_spawnattr_setflags(&m_attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
 }
@@ -83,7 +83,7 @@ ProgramStart& ProgramStart::WithoutEndingSignals() {
 }
 
 pid_t ProgramStart::Start(const std::string& path, const std::vector<std::string>& arguments) {
-    // Libraries open some without O_CLOEXEC, the log among them.
+    // Some libraries open descriptors without O_CLOEXEC, for instance for the log.
     posix_spawn_file_actions_addclosefrom_np(&m_actions, STDERR_FILENO + 1);
     std::vector<std::string> texts{path};
     texts.insert(texts.end(), arguments.begin(), arguments.end());

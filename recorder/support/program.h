@@ -1,4 +1,4 @@
-// The programs of this package that others of it start.
+// Starting other programs of this package.
 
 #pragma once
 
@@ -11,15 +11,15 @@
 
 namespace recorder {
 
-// Where the running program lies. Throws Error.
+// The folder of the running program. Throws Error.
 [[nodiscard]] std::filesystem::path ProgramFolder();
 
-// The path of another one: beside the running one, or where an installation keeps what people don't
-// call (../libexec/kestora). Throws Error when it is in neither place.
+// The path of another program: in the folder of the running program, or in ../libexec/kestora,
+// which has the programs that users don't call. Throws Error if it is in neither folder.
 [[nodiscard]] std::string ProgramPath(const std::string& name);
 
-// How a program is started. Signals are as usual for it, whatever this one does with them, and of
-// the descriptors of this one it gets the standard ones alone.
+// The start of a program. The program gets the default signal handling, and inherits only the
+// standard descriptors.
 class ProgramStart {
 public:
     ProgramStart();
@@ -29,11 +29,11 @@ public:
     ProgramStart(ProgramStart&&) = delete;
     ProgramStart& operator=(ProgramStart&&) = delete;
 
-    // A descriptor of this program becomes standard input or output of that one.
+    // Make a descriptor of this process the standard input or output of the program.
     ProgramStart& Input(int fd);
     ProgramStart& Output(int fd);
 
-    // It doesn't heed what asks a program to end: it has another way to learn when it is over.
+    // Blocks the signals that ask a program to end. The caller ends the program in another way.
     ProgramStart& WithoutEndingSignals();
 
     // Returns the program's process id. Throws Error.

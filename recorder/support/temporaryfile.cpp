@@ -25,8 +25,8 @@ constexpr std::string_view kPrefix = ".kestora-";
 constexpr std::string_view kSuffix = ".tmp";
 constexpr int kAttempts = 10;
 
-// Thumbnails lie in folders with a hundred thousand others, and each is written by itself: such a
-// folder is listed once in many writes, a small one every time.
+// A thumbnail folder can have a hundred thousand files, each written separately. A large folder is
+// therefore listed once in many writes, a small one at every write.
 constexpr std::size_t kEntriesPerWrite = 64;
 
 struct CloseDir {
@@ -35,7 +35,7 @@ struct CloseDir {
 
 std::string RandomName() {
     uint64_t number = 0;
-    // So few bytes come whole and uninterrupted, or not at all.
+    // getrandom returns so few bytes completely and uninterrupted, or fails.
     if (getrandom(&number, sizeof number, 0) != static_cast<ssize_t>(sizeof number)) {
         throw SystemError("get random bytes");
     }
@@ -46,7 +46,7 @@ bool IsTemporaryName(std::string_view name) {
     return name.starts_with(kPrefix) && name.ends_with(kSuffix);
 }
 
-// Whether the open file is what `name` leads to.
+// Returns true if `name` is the open file.
 bool IsNamed(int folder, const std::string& name, int file) {
     struct stat64 named = {};
     struct stat64 open = {};
@@ -69,7 +69,7 @@ void RemoveIfLeft(int folder, const std::string& name) {
     if (fstatat64(folder, name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0 || !IsOwnFile(st)) {
         return;
     }
-    // Not blocking, as a FIFO may have taken its place.
+    // O_NONBLOCK, because a FIFO may have replaced the file.
     const UniqueFd file(Uninterrupted([&] {
         return openat(folder, name.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
     }));
@@ -79,7 +79,7 @@ void RemoveIfLeft(int folder, const std::string& name) {
     }
 }
 
-// Returns how many entries the folder has.
+// Returns the number of entries in the folder.
 std::size_t RemoveAllLeft(int folder) {
     const int list =
         Uninterrupted([&] { return openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC); });
@@ -128,7 +128,7 @@ void TemporaryFile::Make() {
     }
 }
 
-// Between its making and its locking another writer may take it for one that was left.
+// Between creation and lock, another writer may treat the file as left over and remove it.
 bool TemporaryFile::IsLocked() const {
     return TryLock(m_file.Get()) && IsNamed(m_folder, m_name, m_file.Get());
 }

@@ -1,9 +1,9 @@
-// A file under a name that nobody can foresee, until it gets its own.
+// A file with an unpredictable name, until it is renamed.
 //
-// Names are ".kestora-", random digits, ".tmp". The file is made anew (O_EXCL), so nothing that
-// somebody put there is opened, followed or written, and its writer holds a lock on it (flock).
-// What a killed writer left has no lock. The next writer in the same folder removes it: regular
-// files of the same user with such a name that it can lock. Anything else with such a name stays.
+// The name is ".kestora-", random digits, ".tmp". The file is created with O_EXCL, so an existing
+// entry is never opened, followed or written. Its writer holds a lock on it (flock). A temporary
+// file left by a killed writer is not locked. The next writer in the folder removes regular files
+// of the same user with such a name that it can lock. All other entries with such a name stay.
 
 #pragma once
 
@@ -15,9 +15,9 @@ namespace recorder {
 
 class TemporaryFile {
 public:
-    // In the open folder, mode 0640 at most. Throws Error.
+    // Creates the file in the open folder, mode 0640 at most. Throws Error.
     explicit TemporaryFile(int folder);
-    // Removes it unless it was renamed.
+    // Removes the file unless Keep was called.
     ~TemporaryFile();
     TemporaryFile(const TemporaryFile&) = delete;
     TemporaryFile& operator=(const TemporaryFile&) = delete;
@@ -27,7 +27,7 @@ public:
     [[nodiscard]] int Fd() const { return m_file.Get(); }
     [[nodiscard]] const std::string& Name() const { return m_name; }
 
-    // It has another name now.
+    // The caller has renamed the file.
     void Keep() { m_isKept = true; }
 
 private:
@@ -40,7 +40,7 @@ private:
     bool m_isKept = false;
 };
 
-// Removes what killed writers left in the open folder. What can't be removed stays.
+// Removes the temporary files that killed writers left in the open folder, as far as possible.
 void RemoveLeftTemporaries(int folder);
 
 } // namespace recorder

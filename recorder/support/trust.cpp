@@ -25,7 +25,7 @@ constexpr mode_t kOthersWrite = S_IWGRP | S_IWOTH;
 struct stat64 StatusOf(int file, const std::string& path) {
     struct stat64 st = {};
     if (Uninterrupted([&] { return fstat64(file, &st); }) != 0) {
-        throw SystemError("look at " + path);
+        throw SystemError("examine " + path);
     }
     return st;
 }
@@ -75,7 +75,7 @@ void RequireRegular(const struct stat64& st, const std::string& path) {
 enum class Outcome { There, Absent, OutOfReach };
 enum class LastLink { Follow, Refuse };
 
-// Walks to a file as the kernel does, name by name, and looks at every folder and link on the way.
+// Resolves a path name by name, like the kernel, and checks every folder and link on the way.
 class Walk {
 public:
     Walk(const std::string& path, LastLink lastLink)
@@ -84,7 +84,7 @@ public:
         Push(path, false);
     }
 
-    // Throws Error when something on the way, or the file, is not trusted.
+    // Throws Error if the file, or a folder or link on the way, is not trusted.
     Outcome ToFile() {
         while (!m_names.empty()) {
             const Name name = m_names.back();
@@ -106,7 +106,7 @@ public:
         throw Error(m_path + " is a folder; expected a regular file");
     }
 
-    // For reading. After ToFile has said that it is there.
+    // Opens the file for reading. ToFile must have returned There.
     [[nodiscard]] UniqueFd OpenFile() const {
         UniqueFd file = Open(m_folder.Get(), m_file.c_str(), O_RDONLY | O_NONBLOCK);
         if (!file.IsOpen()) {
@@ -120,7 +120,7 @@ public:
 private:
     struct Name {
         std::string text;
-        bool isOfLink; // part of where a link leads
+        bool isOfLink; // part of a link's target
     };
 
     static UniqueFd Open(int folder, const char* name, int flags) {
@@ -145,7 +145,7 @@ private:
         return (m_folderPath == "/" ? "" : m_folderPath) + "/" + name;
     }
 
-    // `entry` is the one that is looked up in the folder; null where there is none.
+    // `entry` is the status of the folder's entry on the way; null if it does not exist.
     void RequireFolderFor(const struct stat64* entry) const {
         const std::string name = "folder " + m_folderPath;
         if (m_status.st_uid != m_root.st_uid) {
@@ -159,7 +159,7 @@ private:
         }
     }
 
-    // False when it is the file.
+    // Returns false if the entry is the file.
     bool Enter(UniqueFd entry, const struct stat64& st, const Name& name) {
         const std::string path = Below(name.text);
         if (S_ISLNK(st.st_mode) && (!m_names.empty() || m_lastLink == LastLink::Follow)) {
@@ -210,7 +210,7 @@ private:
     [[nodiscard]] Outcome Missing(const Name& name) const {
         if (name.isOfLink) {
             throw Error(m_path + " leads by a link to " + Below(name.text) +
-                        ", which is not there; expected a regular file");
+                        ", which does not exist; expected a regular file");
         }
         return Outcome::Absent;
     }
@@ -219,16 +219,16 @@ private:
         if (errno == EACCES) {
             return Outcome::OutOfReach;
         }
-        throw SystemError("look at " + Below(name));
+        throw SystemError("examine " + Below(name));
     }
 
     const std::string m_path;
     const LastLink m_lastLink;
-    std::vector<Name> m_names; // still to walk, the next one last
+    std::vector<Name> m_names; // names that remain, the next one last
     UniqueFd m_folder;
     std::string m_folderPath = "/";
     const struct stat64 m_root;
-    struct stat64 m_status; // of the folder
+    struct stat64 m_status; // of the current folder
     std::string m_file;
     int m_links = 0;
 };

@@ -1,16 +1,15 @@
-// Whether somebody else could have written what this process is about to rely on.
+// Checks whether another user could have written a file that this process relies on.
 //
-// A file or folder is trusted when it belongs to root or to the user that runs the process, and
-// when neither its group nor others may write it. An access list that lets more users write shows
-// in the group's permission, so it is refused too. Whoever may write a folder can put another entry
-// in the place of any in it, so every folder on the way from "/" has to be trusted, and so has
-// every link and every folder on the way to where it leads. On the way, a folder that others may
-// write to is trusted if its sticky bit keeps them from replacing what is not theirs, as in /tmp:
-// the entry in it has to belong to root or the user then. The folder that holds the file itself has
-// to be closed to others without that, as they could make the file where there is none.
+// A file or folder is trusted if it belongs to root or to the user of the process, and if neither
+// its group nor others may write it. An access list that allows more users to write is refused too,
+// because it shows in the group's permission. A user who may write a folder can replace its
+// entries, so every folder on the way from "/" must be trusted, as must every link and every folder
+// on the way to its target. A folder on the way that others may write is trusted if it has the
+// sticky bit, like /tmp, which prevents them from replacing entries of other users; the entry in it
+// must then belong to root or the user. The folder that contains the file must not be writable by
+// others even with the sticky bit, because they could create the file if it does not exist.
 //
-// Where root has another number, as in a user's namespace, its folders are known by the owner of
-// "/".
+// In a user namespace root may have another number. Its folders are recognised by the owner of "/".
 
 #pragma once
 
@@ -20,14 +19,14 @@
 
 namespace recorder {
 
-// Opens the regular file at `path`, which is absolute, for reading. Links are followed. The
-// descriptor is not open where nothing at all has that name: a link that leads nowhere is
-// something. Throws Error, with the path and what was expected, when it is not trusted, is no
-// regular file, or can't be looked at.
+// Opens the regular file at the absolute `path` for reading. Links are followed. The result is not
+// open if no entry has that name; a dangling link is an entry. Throws Error, with the path and what
+// was expected, if the file is not trusted, is not a regular file, or could not be examined.
 [[nodiscard]] UniqueFd OpenTrustedFileIfThere(const std::string& path);
 
-// The same for a file that is yet to be opened, or made, in order to write. A link in its place is
-// refused. What is out of this process's reach passes: it can't be opened either.
+// Checks a file that the caller will open or create for writing, and throws like
+// OpenTrustedFileIfThere. A link in its place is refused. A path that this process has no
+// permission to reach is accepted, because the file can't be opened either.
 void RequireTrustedUnlinked(const std::string& path);
 
 } // namespace recorder

@@ -1,4 +1,4 @@
-// System calls that a signal may break off before they have done anything.
+// System calls that a signal may interrupt before they have any effect.
 
 #pragma once
 
@@ -6,7 +6,7 @@
 
 namespace recorder {
 
-// Makes a call that returns -1 and sets errno on failure, again for as long as it was interrupted.
+// Repeats a call until it is not interrupted. The call returns -1 and sets errno on failure.
 template <typename Call> auto Uninterrupted(const Call& call) {
     auto result = call();
     while (result == -1 && errno == EINTR) {

@@ -1,4 +1,4 @@
-// A file descriptor that is closed when its owner goes.
+// A file descriptor that its owner's destructor closes.
 
 #pragma once
 
@@ -27,7 +27,7 @@ public:
     [[nodiscard]] int Get() const { return m_fd; }
     [[nodiscard]] bool IsOpen() const { return m_fd >= 0; }
 
-    // The caller closes it.
+    // Returns the descriptor, which the caller must close.
     [[nodiscard]] int Release() { return std::exchange(m_fd, -1); }
 
     void Reset() {

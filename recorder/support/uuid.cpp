@@ -22,7 +22,7 @@ bool IsDashPlace(std::size_t place) {
 
 std::string NewUuid() {
     std::array<uint8_t, 16> bytes{};
-    // So few bytes come whole and uninterrupted, or not at all.
+    // getrandom returns so few bytes completely and uninterrupted, or fails.
     if (getrandom(bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size())) {
         throw SystemError("get random bytes");
     }

@@ -7,7 +7,7 @@
 
 namespace recorder {
 
-// A random one (version 4), in lower case. Throws Error when the kernel has no random bytes.
+// A random UUID (version 4) in lower case. Throws Error if the kernel provides no random bytes.
 [[nodiscard]] std::string NewUuid();
 
 [[nodiscard]] bool IsUuid(std::string_view text);

@@ -29,7 +29,7 @@ void WriteAndFlush(int file, std::span<const uint8_t> bytes) {
     }
 }
 
-// Renames, or fails with EEXIST when the name is taken.
+// Renames, or fails with EEXIST if the new name exists.
 bool RenameToNewName(int folder, const std::string& from, const std::string& to) {
     if (Uninterrupted([&] {
             return renameat2(folder, from.c_str(), folder, to.c_str(), RENAME_NOREPLACE);
@@ -39,7 +39,7 @@ bool RenameToNewName(int folder, const std::string& from, const std::string& to)
     if (errno != EINVAL && errno != ENOSYS) {
         return false;
     }
-    // A file system that can't rename so; what can't link either is refused by it.
+    // The file system does not support RENAME_NOREPLACE. Without hard links too, this fails.
     if (Uninterrupted([&] { return linkat(folder, from.c_str(), folder, to.c_str(), 0); }) != 0) {
         return false;
     }
@@ -57,8 +57,8 @@ void WriteThen(int folder, std::span<const uint8_t> bytes,
     temporary.Keep();
 }
 
-// By the open file: under its name the folder's owner could have put another file meanwhile. Where
-// a file system knows no owners it stays as it is.
+// Uses the descriptor, because the folder's owner could have replaced the file under its name. On a
+// file system without owners the file stays unchanged.
 void LeaveToOwnerOf(int folder, int file) {
     struct stat64 st = {};
     if (geteuid() != 0 || fstat64(folder, &st) != 0 || fchown(file, st.st_uid, st.st_gid) != 0) {

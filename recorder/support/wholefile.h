@@ -1,4 +1,4 @@
-// Writing a file so that it appears whole or not at all.
+// Writing a file so that it appears complete or not at all.
 
 #pragma once
 
@@ -11,20 +11,21 @@
 
 namespace recorder {
 
-// Writes `bytes` as the file `name` in the open folder: under a temporary name
-// (temporaryfile.h), flushed to the disk, then renamed over what may be there. A link of that name
-// is replaced, not followed. `mode` is set whatever the umask; without one it is 0640 at most.
+// Writes `bytes` to the file `name` in the open folder: writes a temporary file (temporaryfile.h),
+// flushes it to the disk and renames it, which replaces an existing file or link. `mode` is set
+// regardless of the umask; without it the mode is 0640 at most.
 //
-// Throws Error; the folder is then as it was.
+// Throws Error; the folder is then unchanged.
 void WriteWholeFile(int folder, const std::string& name, std::span<const uint8_t> bytes,
                     std::optional<mode_t> mode = std::nullopt);
 
-// The same for a file that must not be there yet, with exactly this mode, whatever the umask. Its
-// name is on the disk too when this returns.
+// Like WriteWholeFile, for a file that must not exist yet. It gets exactly this mode, and its name
+// is flushed to the disk too.
 //
-// FileOwner::OfFolder: what root writes is the folder owner's, where the file system knows owners.
+// FileOwner::OfFolder: a file written by root gets the folder's owner, if the file system has
+// owners.
 //
-// Throws Error also when anything of that name is there, which then stays as it is.
+// Also throws Error if an entry of that name exists, which then stays unchanged.
 enum class FileOwner { Self, OfFolder };
 void WriteNewFile(int folder, const std::string& name, std::span<const uint8_t> bytes, mode_t mode,
                   FileOwner owner = FileOwner::Self);

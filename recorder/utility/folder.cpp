@@ -17,10 +17,10 @@ namespace {
 struct FolderSearch {
     bool fullPath;
     bool recursive;
-    std::optional<KRRegEx> pattern; // nothing: every name
+    std::optional<KRRegEx> pattern; // nothing: all names
 };
 
-// False when `dir` is truly absent.
+// Returns false if `dir` is truly absent.
 bool CollectFolders(const std::string& dir, const FolderSearch& search,
                     std::vector<std::string>& found) {
     std::vector<std::string> subFolders;
@@ -46,8 +46,8 @@ bool CollectFolders(const std::string& dir, const FolderSearch& search,
     return true;
 }
 
-// The same, and false also where something that is no folder, or a link that leads nowhere, is in
-// the place of `dir` or above it. A link that is not followed is worth a line of the log.
+// Like CollectFolders, but also returns false if `dir` or a part of its path is not a folder or is
+// a dangling link. A link that is not followed still throws, so that it is logged.
 bool CollectFoldersIfThere(const std::string& dir, const FolderSearch& search,
                            std::vector<std::string>& found) {
     try {

@@ -4,7 +4,7 @@
 #include <cstring>
 
 std::string GetBaseName(const std::string& path) {
-    // As rfind does, but not byte by byte: it is asked for each row.
+    // Faster than rfind, which compares byte by byte. Called for each row.
     const void* const slash = memrchr(path.data(), '/', path.size());
     return slash == nullptr ? path : static_cast<const char*>(slash) + 1;
 }

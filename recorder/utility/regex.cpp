@@ -18,7 +18,8 @@ RE2::Options ByteOptions() {
     return options;
 }
 
-// The compiled form of `pattern`: the indexers make an expression anew for every file.
+// Returns the compiled `pattern`. It is stored, because the indexers create an expression for every
+// file.
 const RE2& Compiled(const std::string& pattern) {
     static std::unordered_map<std::string, std::unique_ptr<const RE2>> store;
     std::unique_ptr<const RE2>& entry = store[pattern];

@@ -78,7 +78,7 @@ TEST_F(ExistingPartTest, IsUnknownIfAnEntryCantBeExamined) {
     const std::string longName(300, 'x');
 
     EXPECT_EQ(FailureFor(Scratch("file/a")),
-              "can't look at " + Scratch("file/a") + ": Not a directory");
+              "can't examine " + Scratch("file/a") + ": Not a directory");
     EXPECT_THAT(FailureFor(Scratch("ring/a")), testing::HasSubstr("Too many levels"));
     EXPECT_THAT(FailureFor(locked + "/a"), testing::HasSubstr("Permission denied"));
     EXPECT_THAT(FailureFor(Scratch(longName)), testing::HasSubstr("File name too long"));

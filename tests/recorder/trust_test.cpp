@@ -127,9 +127,9 @@ TEST_F(Trust, IsDeniedIfAChainOfLinksPassesAFolderThatOthersCanWrite) {
 TEST_F(Trust, IsDeniedToALinkThatLeadsNowhereOrToItself) {
     EXPECT_THAT(ToRead(Link("a", Scratch("nowhere"))),
                 HasSubstr("a/link leads by a link to " + Scratch("nowhere") +
-                          ", which is not there; expected a regular file"));
-    EXPECT_THAT(ToRead(Link("b", Scratch("nowhere")) + "/file"), HasSubstr("which is not there"));
-    EXPECT_THAT(ToWrite(Scratch("b/link/file")), HasSubstr("which is not there"));
+                          ", which does not exist; expected a regular file"));
+    EXPECT_THAT(ToRead(Link("b", Scratch("nowhere")) + "/file"), HasSubstr("which does not exist"));
+    EXPECT_THAT(ToWrite(Scratch("b/link/file")), HasSubstr("which does not exist"));
     EXPECT_THAT(ToRead(Link("c", "link")), HasSubstr("too many links"));
 }
 
