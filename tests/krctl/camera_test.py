@@ -15,13 +15,13 @@ from support.case import KrctlTest
 UUID = "[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}"
 OTHER_UUID = "00000000-0000-4000-8000-000000000000"
 IDENTITY = ".kestora-camera"
-# Takes from root the right to read what its mode forbids.
+# Takes root's privilege to read files that their mode closes.
 RESTRICTED = ["setpriv", "--bounding-set=-dac_override,-dac_read_search"]
 
 
 @contextlib.contextmanager
 def writing(path):
-    """Another process's transaction."""
+    """A transaction of another process."""
     connection = sqlite3.connect(path, isolation_level=None)
     connection.execute("BEGIN IMMEDIATE")
     try:
@@ -44,10 +44,10 @@ class CameraTest(KrctlTest):
         super().setUp()
         self.volume = self.recorder.volume("volume1")
 
-    # What there is
+    # Reading the state
 
     def rows(self):
-        """Of all cameras: id, name, storage folder, volume, uuid."""
+        """Returns id, name, storage folder, volume and uuid of each camera."""
         return [tuple(cell.decode() if isinstance(cell, bytes) else cell for cell in row)
                 for row in self.recorder.query(
                     "system.db", "SELECT id, name, storage_path, volume_id, uuid FROM camera "
@@ -75,7 +75,7 @@ class CameraTest(KrctlTest):
     def forget(self, number):
         self.recorder.query("system.db", f"DELETE FROM camera WHERE id = {number}")
 
-    # What is done
+    # Running commands
 
     def add(self, number, folder, name="Front", **options):
         return self.krctl("camera", "add", "--id", str(number), "--name", name, "--storage",
@@ -85,7 +85,7 @@ class CameraTest(KrctlTest):
         return self.krctl("camera", "adopt", self.recorder.inside(name), **options)
 
     def assert_refused(self, outcome, *complaints):
-        """Said on standard error, a line each, and nothing else."""
+        """Asserts that standard error has exactly these lines."""
         self.assertEqual(outcome.err.splitlines(), [f"krctl: {text}" for text in complaints])
 
     def restricted(self, *arguments):
@@ -93,7 +93,7 @@ class CameraTest(KrctlTest):
         return process.run([*command[:2], *RESTRICTED, *command[2:]])
 
     def locked(self, name):
-        """A lock of another process on a file or folder, until the test's end."""
+        """Locks a file or folder in another process until the end of the test."""
         descriptor = os.open(self.recorder.path(name), os.O_RDONLY)
         self.addCleanup(os.close, descriptor)
         fcntl.flock(descriptor, fcntl.LOCK_EX)
@@ -110,7 +110,7 @@ class Add(CameraTest):
         mode = os.stat(self.recorder.path(f"{storage}/{IDENTITY}")).st_mode & 0o7777
         self.assertEqual(mode, 0o640)
 
-    def test_that_broke_off_before_the_row_is_completed_by_the_same_command(self):
+    def test_that_was_interrupted_before_the_row_is_completed_by_the_same_command(self):
         folder = self.folder("volume1/front")
         self.recorder.settings("[database]\nlock_timeout_ms = 50")
         with writing(self.recorder.path("var/db/system.db")):
@@ -158,7 +158,7 @@ class Add(CameraTest):
                 f'{folder} is inside the storage folder of camera 7 "Front", {outer}; '
                 "expected a separate folder")
 
-    def test_takes_folders_side_by_side_whose_names_begin_alike(self):
+    def test_accepts_folders_side_by_side_whose_names_begin_alike(self):
         for number, name in ((1, "cam1"), (10, "cam10"), (100, "cam100")):
             self.add(number, self.folder(f"volume1/{name}"), name)
         self.lose_the_databases()
@@ -196,7 +196,7 @@ class Add(CameraTest):
                             "a camera with the id 7 already exists")
         self.assertEqual(os.listdir(self.recorder.path("volume1/front")), [])
 
-    def test_wants_the_absolute_path_of_a_folder(self):
+    def test_requires_the_absolute_path_of_a_folder(self):
         file = self.recorder.file("volume1/file")
         for folder, complaint in (("volume1", "volume1: expected an absolute path"),
                                   ("/nowhere", "/nowhere: expected a folder that exists"),
@@ -230,7 +230,7 @@ class Add(CameraTest):
             self.add(7, folder, "a" * 1001, status=1),
             f"can't give {folder} an identity: expected a camera's name of at most 1000 bytes")
 
-    def test_without_databases_says_what_to_do(self):
+    def test_without_databases_prints_the_remedy(self):
         folder = self.folder("volume1/front")
         shutil.rmtree(self.recorder.path("var/db"))
 
@@ -260,7 +260,7 @@ class Bind(CameraTest):
 
         self.assertEqual([row[4] for row in self.rows()], [self.uuid(storage)])
 
-    def test_that_broke_off_before_the_row_is_completed_by_the_same_command(self):
+    def test_that_was_interrupted_before_the_row_is_completed_by_the_same_command(self):
         storage = self.recorder.camera(7, "Front")
         uuid = self.uuid(storage)
         self.recorder.query("system.db", "UPDATE camera SET uuid = NULL")
@@ -278,7 +278,7 @@ class Bind(CameraTest):
 
         self.assertEqual(self.uuid(storage), uuid)
 
-    def test_writes_a_lost_identity_anew_where_there_is_no_volume(self):
+    def test_writes_a_lost_identity_again_without_a_volume(self):
         os.makedirs(self.recorder.path("volume2"))
         storage = self.recorder.camera(7, "Front", "volume2")
         uuid = self.uuid(storage)
@@ -336,7 +336,7 @@ class Remove(CameraTest):
         return sorted(number for number, in self.recorder.query(
             "recording.db", f"SELECT camera_id FROM {table}"))
 
-    def test_of_the_last_one_says_that_its_rows_stay(self):
+    def test_of_the_last_camera_keeps_its_rows(self):
         storage = self.recorder.camera(7)
         self.recorder.recording(storage)
         self.recorder.reindex("-r", "-1")
@@ -358,13 +358,13 @@ class Remove(CameraTest):
                             "no camera was removed")
         self.assertEqual(len(self.rows()), 1)
 
-    def test_wants_a_camera_that_is_there(self):
+    def test_requires_an_existing_camera(self):
         self.assert_refused(self.krctl("camera", "remove", "--id", "7", status=1),
                             "there is no camera with the id 7")
 
 
 class Adopt(CameraTest):
-    def test_brings_every_camera_of_a_lost_database_its_own_recordings(self):
+    def test_restores_the_cameras_of_a_lost_database_with_their_recordings(self):
         self.recorder.camera(7, "Front")
         self.recorder.camera(8, "Yard\t\"8\"")
         self.recorder.volume("volume2")
@@ -574,7 +574,7 @@ class Adopt(CameraTest):
             'to camera 7 "Front"')
         self.assertEqual(self.rows(), [])
 
-    def test_names_a_damaged_identity_and_goes_on(self):
+    def test_names_a_damaged_identity_and_continues(self):
         self.folder("volume1/b")
         self.put_identity("volume1/b", 8)
         damaged = self.recorder.file(f"volume1/a/{IDENTITY}", "id = 7\nname = ")
@@ -586,7 +586,7 @@ class Adopt(CameraTest):
             'and uuid as "krctl camera add" writes them')
         self.assertEqual([row[0] for row in self.rows()], [8])
 
-    def test_names_a_folder_that_can_t_be_read_and_goes_on(self):
+    def test_names_an_unreadable_folder_and_continues(self):
         closed = self.folder("volume1/a")
         os.chmod(self.recorder.path("volume1/a"), 0)
         self.addCleanup(os.chmod, self.recorder.path("volume1/a"), 0o700)
@@ -612,14 +612,14 @@ class Adopt(CameraTest):
                          f"{self.recorder.inside('volume1/disk')} is on another file system and was "
                          "not searched")
 
-    def test_that_finds_none_says_so(self):
+    def test_that_finds_no_camera_fails(self):
         folder = self.recorder.inside("volume1")
 
         self.assert_refused(self.adopt("volume1", status=1),
                             f"{folder}: expected a folder with storage folders that have an "
                             "identity")
 
-    def test_wants_the_absolute_path_of_a_folder(self):
+    def test_requires_the_absolute_path_of_a_folder(self):
         for folder, complaint in (("volume1", "volume1: expected an absolute path"),
                                   ("/nowhere", "/nowhere: expected a folder that exists")):
             self.assert_refused(self.krctl("camera", "adopt", folder, status=1), complaint)

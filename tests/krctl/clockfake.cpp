@@ -1,5 +1,5 @@
-// Loaded before a program (LD_PRELOAD), lets it see a clock that is wrong by CLOCKFAKE_S seconds,
-// as on a recorder whose battery is empty. What counts from the machine's start is left alone.
+// Preloaded (LD_PRELOAD), this shifts the program's real-time clock by CLOCKFAKE_S seconds, as on a
+// recorder with an empty battery. Clocks that count from boot are unchanged.
 
 #include <cstdlib>
 #include <ctime>

@@ -1,4 +1,4 @@
-"""krctl doctor: what is wrong with a recorder, and what to do about it."""
+"""krctl doctor: finds the problems of a recorder and names the remedies."""
 
 import contextlib
 import os
@@ -36,7 +36,7 @@ class DoctorTest(KrctlTest):
         return checks
 
     def camera(self, number=7):
-        """A camera on a volume whose folders are not open to others."""
+        """Adds a camera on a volume whose folders are closed to other users."""
         if not os.path.exists(self.recorder.path("volume1")):
             self.recorder.volume()
         storage = self.recorder.camera(number)
@@ -49,7 +49,7 @@ class DoctorTest(KrctlTest):
 
     @contextlib.contextmanager
     def run_in_the_middle(self):
-        """A run that waits for another writer."""
+        """Starts a run that waits for another writer."""
         self.recorder.settings("[database]\nlock_timeout_ms = 60000")
         connection = sqlite3.connect(self.recorder.path("var/db/recording.db"), isolation_level=None)
         connection.execute("BEGIN IMMEDIATE")
@@ -70,7 +70,7 @@ class DoctorTest(KrctlTest):
 
 
 class Doctor(DoctorTest):
-    def test_finds_nothing_wrong_with_a_sound_recorder(self):
+    def test_finds_no_problem_on_a_sound_recorder(self):
         self.close_to_others()
         self.camera()
         self.recorder.reindex("-r", "-1")
@@ -122,7 +122,7 @@ class Doctor(DoctorTest):
         self.assertEqual(self.state(), before)
 
     def state(self):
-        """All files: modes, times and content."""
+        """Returns modes, times and contents of all files."""
         files = {}
         for folder, folders, names in os.walk(self.recorder.root):
             for name in folders + names:

@@ -12,7 +12,7 @@ SPARE_KIB = (2, 10, 16, 24, 30, 40)  # at several of them a write to a hole was 
 
 
 def has_small_blocks(image, folder):
-    """Mounts a disk of 8 MiB with blocks of 1 KiB, for this process and its children alone."""
+    """Mounts a disk of 8 MiB with blocks of 1 KiB, visible only to this process and its children."""
     commands = (["mount", "--make-rprivate", "/"],
                 ["mkfs.ext4", "-q", "-b", "1024", "-O", "^has_journal", image],
                 ["mount", "-o", "loop", image, folder])
@@ -36,7 +36,7 @@ class FullDisk(KrctlTest):
         return super().new_recorder(os.path.join(root, "recorder"))
 
     def fill(self, spare_kib):
-        """All but so much of the disk, as it is without the files beside the databases."""
+        """Fills the disk except for this much, not counting the files beside the databases."""
         for name in os.listdir(self.recorder.path("var/db")):
             if name.endswith(("-wal", "-shm")):
                 os.unlink(self.recorder.path("var/db/" + name))

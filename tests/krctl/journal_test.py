@@ -29,5 +29,5 @@ class Journal(KrctlTest):
         self.assertTrue(lines[0].startswith("<5>[reindex] [notice] "), lines)
         self.assertTrue(lines[1].startswith("<3>[reindex] [error] "), lines)
 
-    def test_is_left_alone_where_standard_error_is_something_else(self):
+    def test_gets_nothing_if_standard_error_is_something_else(self):
         self.assertEqual(self.run_with_stderr("/dev/null"), [])

@@ -1,5 +1,4 @@
-"""What the ledger keeps, and under which number: whatever the clock shows, whichever database is
-lost or restored."""
+"""The rows in the ledger and the numbers of runs, with wrong clocks and lost or restored databases."""
 
 import fcntl
 import os
@@ -20,11 +19,11 @@ from support.recorder import Recorder
 YEAR_S = 365 * 86400
 TO_1970_S = -int(time.time()) + 86400
 KEEP_S = 90 * 86400
-F_OFD_SETLK = 37  # not in the module fcntl
+F_OFD_SETLK = 37  # missing in the module fcntl
 
 
 class Sqlite:
-    """Rows of the recorder, whatever its engine; copies of its databases."""
+    """Reads and writes rows of the recorder, and copies its databases."""
 
     databases = ("system", "recording", "snapshot")
 
@@ -58,7 +57,7 @@ class Sqlite:
 
 
 class OnPostgresql:
-    """One database holds all tables: they are lost and restored together."""
+    """All tables are in one database, and are lost and restored together."""
 
     databases = ("recorder",)
 
@@ -100,7 +99,7 @@ class LedgerTest(KrctlTest):
         return Sqlite(self.recorder)
 
     def add_rows(self):
-        """Rows without files, one in each database."""
+        """Adds a row without a file to each database."""
         self.rows_added = getattr(self, "rows_added", 0) + 1
         name = f"gone{self.rows_added}"
         for database, sql in (
@@ -111,9 +110,9 @@ class LedgerTest(KrctlTest):
         return name
 
     def run_tool(self, *jobs, shift_s=0):
-        """The tool at a clock that is wrong by so much."""
+        """Runs the tool with a clock that is wrong by `shift_s`."""
         environment = {**os.environ, "LD_PRELOAD": self.clockfake(), "CLOCKFAKE_S": str(shift_s),
-                       "ASAN_OPTIONS": "verify_asan_link_order=0"}  # the sanitizer comes second
+                       "ASAN_OPTIONS": "verify_asan_link_order=0"}  # the sanitizer is loaded second
         outcome = self.recorder.run("krindexer", *(jobs or ("-r", "-1", "-s", "-e")),
                                     env=environment)
         self.assertEqual(outcome.status, 0, outcome)
@@ -123,7 +122,7 @@ class LedgerTest(KrctlTest):
         return os.path.join(Recorder.bin_dir, "../lib/clockfake.so")
 
     def removal(self, **options):
-        """A run that removes one row of each kind; its number."""
+        """Runs the tool so that it removes a row of each kind; returns the number of the run."""
         self.add_rows()
         self.run_tool(**options)
         return self.newest_run()
@@ -141,7 +140,7 @@ class LedgerTest(KrctlTest):
         return [self.kept(database) for database in ("recording", "snapshot", "system")]
 
     def assert_no_number_twice(self):
-        """Each run that removed something has a number of its own."""
+        """Asserts that no two runs with removed rows have the same number."""
         for kept in self.all_kept():
             self.assertEqual(len(set(kept)), len(kept), self.all_kept())
 
@@ -163,8 +162,8 @@ class Clock(LedgerTest):
         parts = self.engine.rows("system", "SELECT count(DISTINCT run) FROM run_part")
         self.assertEqual(parts, [["9"]])
 
-    def test_is_the_programs_own(self):
-        """Otherwise the test above would show nothing."""
+    def test_is_wrong_for_the_program(self):
+        """Proves that the test above tests something."""
         self.run_tool(shift_s=30 * YEAR_S)
         (start,), = self.engine.rows("system", "SELECT start_tm FROM run")
         self.assertGreater(int(start), time.time() + 29 * YEAR_S)
@@ -184,7 +183,7 @@ class Clock(LedgerTest):
         self.assertEqual(self.all_kept(), [[], [], []])
 
     def let_pass(self, seconds):
-        """Time of this boot, which only the kernel's own count can't be made to show."""
+        """Makes the ledger older by time of this boot, which only the kernel counts."""
         for database in self.engine.databases:
             self.engine.do(database, f"UPDATE ledger_age SET uptime_s = uptime_s - {seconds:.0f}")
 
@@ -200,12 +199,12 @@ class Numbers(LedgerTest):
         self.assertGreater(self.removal(), before + 1)
         self.assert_no_number_twice()
 
-    def test_go_on_after_the_loss_of_any_database(self):
+    def test_continue_after_the_loss_of_any_database(self):
         for database in self.engine.databases:
             with self.subTest(database):
                 self.after_loss(database)
 
-    def test_go_on_after_any_database_was_restored(self):
+    def test_continue_after_any_database_was_restored(self):
         for database in self.engine.databases:
             with self.subTest(database):
                 self.removal()
@@ -224,7 +223,7 @@ class Numbers(LedgerTest):
         self.assertEqual(self.engine.rows("system", "SELECT count(DISTINCT id) FROM run"), [["8"]])
 
     def test_of_a_restored_recorder_are_not_those_of_its_newer_messages(self):
-        """By its id a receiver drops a message that it has had."""
+        """A receiver drops a message whose id it has seen."""
         ids = []
         for database in self.engine.databases:
             copy = self.engine.copy(database)
@@ -247,7 +246,7 @@ class Numbers(LedgerTest):
 
 
 class LostNote(LedgerTest):
-    def test_go_on_where_the_note_of_them_is_lost_too(self):
+    def test_continue_if_their_note_is_lost_too(self):
         for others in (("system",), ("system", "recording"), ("system", "snapshot")):
             with self.subTest(others):
                 self.removal()
@@ -258,7 +257,7 @@ class LostNote(LedgerTest):
                 self.assertGreater(self.removal(), before)
                 self.assert_no_number_twice()
 
-    def test_go_on_where_the_note_was_restored_with_the_runs(self):
+    def test_continue_if_their_note_was_restored_with_the_runs(self):
         note = self.recorder.path("var/db/numbers")
         self.removal()
         shutil.copy(note, note + ".old")
@@ -286,7 +285,7 @@ class LostNote(LedgerTest):
         self.run_tool("-e")
         self.assertEqual(self.newest_run(), 3)
 
-    def test_are_given_where_a_database_cannot_be_read(self):
+    def test_are_assigned_although_a_database_cannot_be_read(self):
         self.removal()
         with open(self.recorder.path("var/db/recording.db"), "r+b") as file:
             file.write(b"?" * 4096)
@@ -338,7 +337,7 @@ class OtherRun(LedgerTest):
         self.assertEqual(self.krctl("undo", "2", "--identity", other).out, "recordings: 1 restored\n")
         self.assertEqual(self.all_kept(), [[], [], []])
 
-    def test_is_named_where_no_record_tells_which_one_is_meant(self):
+    def test_is_named_if_no_record_shows_which_one_is_meant(self):
         self.engine.do("system", "DELETE FROM run WHERE id = 2")
         identities = [run["identity"] for run in self.listed()]
         message = self.krctl("undo", "2", status=1).err
@@ -377,13 +376,13 @@ class Identity(LedgerTest):
         self.assertEqual(self.krctl("undo", "1", "--identity", "0000000000000007").out,
                          "recordings: 1 restored\n")
 
-    def test_leaves_no_age_where_all_was_undone(self):
+    def test_leaves_no_age_if_all_rows_were_restored(self):
         self.removal()
         self.krctl("undo", "1")
         for database in self.engine.databases:
             self.assertEqual(self.engine.rows(database, "SELECT run FROM removal_age"), [])
 
-    def test_leaves_the_age_where_a_row_was_not_undone(self):
+    def test_leaves_the_age_if_a_row_was_not_restored(self):
         self.removal()
         self.engine.do("recording", "INSERT INTO event (camera_id, path) VALUES (1, 'gone1')")
         self.krctl("undo", "1", status=1)
@@ -423,7 +422,7 @@ class LostRecord(LedgerTest):
 
 
 class Failures(LedgerTest):
-    """What fails around a run is on its record."""
+    """Failures around a run are in its record."""
 
     def newest(self):
         return self.krctl("runs", "--json").json()["runs"][0]
@@ -442,7 +441,7 @@ class Failures(LedgerTest):
         self.assertIsNotNone(self.newest()["end"])
 
     def holder(self, database):
-        """Another writer at work on a database."""
+        """Starts a process that holds a write transaction on a database."""
         holder = subprocess.Popen(
             [*process.WITH_TEST, "sqlite3", self.recorder.path(f"var/db/{database}.db")],
             stdin=subprocess.PIPE, stdout=subprocess.PIPE)
@@ -470,7 +469,7 @@ class Failures(LedgerTest):
         self.assertIn("1 failure", self.krctl("run", "-r", "-1", status=1).out)
         self.assertEqual(self.newest()["failures"], 1)
 
-    def test_to_record_a_part_are_made_good_when_the_run_ends(self):
+    def test_to_record_a_part_are_repaired_when_the_run_ends(self):
         self.engine.do("system", "CREATE TRIGGER refuse BEFORE INSERT ON run_part WHEN NOT EXISTS "
                                  "(SELECT 1 FROM task WHERE done = 1) "
                                  "BEGIN SELECT RAISE(ABORT, 'refused by the test'); END")
@@ -481,7 +480,7 @@ class Failures(LedgerTest):
 
 
 class Undo(LedgerTest):
-    def test_of_rows_whose_ids_are_taken_says_so(self):
+    def test_of_rows_whose_ids_are_in_use_names_them(self):
         self.removal()
         self.engine.do("recording", "INSERT INTO event (id, camera_id, path) VALUES (1, 1, 'b')")
         outcome = self.krctl("undo", "1", "--json", status=1)
@@ -500,7 +499,7 @@ class Undo(LedgerTest):
                          "no matching rows of run 1 to restore\n")
 
     def test_of_no_row_corrects_no_counts(self):
-        """So that a writer beside it is no failure."""
+        """So that a concurrent writer causes no failure."""
         self.removal()
         self.engine.do("recording", "INSERT INTO event (id, camera_id, path) VALUES (1, 1, 'b')")
         self.refuse_counts()
@@ -538,7 +537,7 @@ class Undo(LedgerTest):
         self.engine.do("recording", "DROP TABLE recording_count")
         self.log_before = self.recorder.log()
 
-    def test_is_refused_beside_another_one(self):
+    def test_is_refused_during_another_undo(self):
         self.removal()
         descriptor = os.open(self.recorder.path("var/db/reindex.lock"), os.O_RDONLY)
         self.addCleanup(os.close, descriptor)
@@ -587,7 +586,7 @@ class UndoOnPostgresql(Undo):
 
 
 class InterruptedUndo(LedgerTest):
-    """By a server that stops at a batch."""
+    """Interrupted by a server that stops at a batch."""
 
     new_engine = IdentityOnPostgresql.new_engine
 
@@ -597,7 +596,7 @@ class InterruptedUndo(LedgerTest):
         return Recorder(root, [f'dsn = "{self.postgresql.server.dsn}"',
                                "statement_timeout_ms = 5000"])
 
-    def test_keeps_the_first_failure_and_says_what_is_unknown(self):
+    def test_keeps_the_first_failure_and_says_that_the_last_batch_is_unknown(self):
         self.removal()
         self.engine.do("", "CREATE FUNCTION delay() RETURNS trigger LANGUAGE plpgsql AS "
                            "$$ BEGIN PERFORM pg_sleep(60); RETURN NEW; END $$")

@@ -13,7 +13,7 @@ SAMPLE = re.compile(r'(?P<name>[a-z_]+)(\{(?P<labels>([a-z]+="([^"\\\n]|\\["\\n]
 
 class Metrics(RunTest):
     def samples(self, text):
-        """Name and labels to value; every line must be one that Prometheus takes."""
+        """Returns values by name and labels, after checking the format of every line."""
         samples, declared = {}, set()
         for line in text.splitlines():
             if line.startswith("# TYPE "):
@@ -28,10 +28,10 @@ class Metrics(RunTest):
                 samples[key] = float(match["value"])
         return samples
 
-    def test_of_a_recorder_without_runs_tell_that_none_is_going_on(self):
+    def test_of_a_recorder_without_runs_show_no_run_in_progress(self):
         self.assertEqual(self.samples(self.krctl("metrics").out), {("running", ""): 0})
 
-    def test_tell_of_the_run_and_of_each_camera(self):
+    def test_have_samples_for_the_run_and_for_each_camera(self):
         self.recorder.recording(self.storage)
         self.krctl("run")
         samples = self.samples(self.krctl("metrics").out)
@@ -41,7 +41,7 @@ class Metrics(RunTest):
         self.assertEqual(samples["last_run_failures", ""], 0)
         self.assertGreater(samples["last_run_end_timestamp_seconds", ""], 1.7e9)
 
-    def test_tell_of_refusals(self):
+    def test_count_refusals(self):
         self.lose_volume()
         self.krctl("run", status=1)
         samples = self.samples(self.krctl("metrics").out)
@@ -63,7 +63,7 @@ class Metrics(RunTest):
 
         self.assertEqual((ended["running", ""], during["running", ""], after["running", ""]),
                          (0, 1, 0))
-        # What is reported of the last run is that of the last one that ended.
+        # The samples are of the last finished run.
         for samples in (during, after):
             self.assertEqual({key: value for key, value in samples.items() if key[0] != "running"},
                              {key: value for key, value in ended.items() if key[0] != "running"})
@@ -85,7 +85,7 @@ class Metrics(RunTest):
             self.samples(file.read())
         self.assertEqual(stat.S_IMODE(os.stat(target).st_mode), 0o644)
 
-    def test_to_a_folder_that_is_not_there_fail(self):
+    def test_to_a_missing_folder_fail(self):
         outcome = self.krctl("metrics", "--output", "/nowhere/metrics.prom", status=1)
         self.assertRegex(outcome.err, "^krctl: can't write /nowhere/metrics.prom: .*No such file")
 

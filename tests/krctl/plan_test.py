@@ -1,4 +1,4 @@
-"""krctl plan: it tells what krindexer does, and leaves no trace."""
+"""krctl plan: shows what a run would change, and changes nothing."""
 
 import fcntl
 import os
@@ -29,7 +29,7 @@ KEYS = {"event": "recordings", "alert_event": "alert-recordings", "snapshot": "s
 
 
 def is_full(pipe):
-    """Nearly: who writes to it waits for a reader."""
+    """Returns true if a large write to the pipe would wait for a reader."""
     waiting = struct.unpack("i", fcntl.ioctl(pipe, termios.FIONREAD, b"\0" * 4))[0]
     return waiting > fcntl.fcntl(pipe, fcntl.F_GETPIPE_SZ) - 8192
 
@@ -41,19 +41,19 @@ class PlanTest(KrctlTest):
         self.storage = self.recorder.camera(1, "Front")
 
     def plan(self, *options, status=0):
-        """What the JSON says, which matches its schema."""
+        """Returns the plan's JSON, after checking it against its schema."""
         plan = self.krctl("plan", "--list", "--json", *options, status=status).json()
         self.assert_matches_schema(plan, "plan")
         return plan
 
     def found(self, *options, status=0):
-        """(reason, kind, camera, path, row) of all items; paths are relative to the recorder."""
+        """Returns (reason, kind, camera, path, row) of all items; paths are relative to the recorder."""
         root = os.path.join(Recorder.inside(""), "")
         return [(item["reason"], item["kind"], item["camera"], item["path"].removeprefix(root),
                  item["row"]) for item in self.plan(*options, status=status)["items"]]
 
     def drift(self):
-        """Something of everything that a run mends."""
+        """Makes a difference of every kind that a run repairs."""
         r = self.recorder
         r.recording(self.storage)
         r.recording(self.storage, START_TM + 1, medium="cut.mp4")
@@ -134,7 +134,7 @@ class Reasons(PlanTest):
 
         self.assertEqual(self.found("-s"), [("file-without-row", "snapshots", None, path, None)])
 
-    def test_badly_named_files_with_the_folders_that_they_lie_in(self):
+    def test_badly_named_files_with_their_folders(self):
         recording = f"{self.storage}/20140312PM/notes.txt"
         alert = f"{self.storage}/laRec/{HALF_DAY}/movie.mp4"
         for path in (recording, alert, "var/snapshot/picture.png"):
@@ -157,7 +157,7 @@ class Reasons(PlanTest):
                                         ("folder-empty", "recordings", 1, folders[1], None),
                                         ("folder-empty", "alert-recordings", 1, folders[2], None)])
 
-    def test_rows_of_cameras_that_are_gone(self):
+    def test_rows_of_deleted_cameras(self):
         row = self.recorder.row("event", camera_id=9, path=f"{HALF_DAY}/a.mp4")
 
         self.assertEqual(self.found("-r", "-1"),
@@ -198,7 +198,7 @@ class Reasons(PlanTest):
 
 
 class Output(PlanTest):
-    def test_a_recorder_in_line_is_told_so(self):
+    def test_says_that_nothing_would_change(self):
         self.recorder.recording(self.storage)
         self.recorder.reindex("-r", "-1")
 
@@ -227,7 +227,7 @@ class Output(PlanTest):
             "A run would add 6 rows, remove 7 rows, make 2 thumbnails and remove 3 empty "
             "folders."])
 
-    def test_options_choose_what_is_planned(self):
+    def test_options_select_the_work(self):
         self.drift()
 
         def parts(*options):
@@ -245,7 +245,7 @@ class Output(PlanTest):
         self.assertEqual(outcome.out, "")
         self.assertIn("krctl: -r 1 -a 2: expected the same camera for both", outcome.err)
 
-    def test_wrong_options_are_told(self):
+    def test_wrong_options_are_errors(self):
         for options in (("-r", "front"), ("-r", "0"), ("-x",), ("more",)):
             self.assertNotEqual(self.krctl("plan", *options, status=64).err, "")
 
@@ -266,7 +266,7 @@ class Output(PlanTest):
         self.assertEqual(bytes.fromhex(item["bytes"]), folder.encode() + b"/" + name)
         self.assertEqual(item["path"], f"{folder}/" + name.decode(errors="replace"))
 
-    def test_names_in_utf_8_stand_as_they_are(self):
+    def test_names_in_utf_8_are_unchanged(self):
         self.recorder.file(f"{self.storage}/{HALF_DAY}/K\u00fcche.txt")
 
         item, = self.plan("-r", "1")["items"]
@@ -285,7 +285,7 @@ class Output(PlanTest):
 
 
 def waits_for_lock(number):
-    """SQLite sleeps only where it waits for somebody else's lock."""
+    """SQLite sleeps only while it waits for the lock of another process."""
     with open(f"/proc/{number}/syscall", encoding="ascii") as file:
         return file.read().split()[0] in numbers_of(sqlite.SLEEPS)
 
@@ -306,9 +306,9 @@ class Untouched(PlanTest):
             self.assertTrue(os.path.exists(sqlite.path_of(self.recorder.root, database) + "-wal"))
 
     def killed_run(self):
-        """Leaves what a run leaves that was killed once it had added the recordings' rows."""
+        """Leaves the files of a run that was killed after it added the rows of recordings."""
         rows = self.recorder.query("recording.db", "SELECT count(*) FROM event")
-        # The first message is queued behind the rows: this one never is.
+        # The first message is queued after the rows; this one is never queued.
         self.execute("recording.db", "CREATE TRIGGER endless AFTER INSERT ON outbox BEGIN "
                                      "SELECT max(i) FROM (WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL "
                                      "SELECT i + 1 FROM n) SELECT i FROM n); END")
@@ -320,13 +320,13 @@ class Untouched(PlanTest):
         self.assert_log_beside("system.db", "recording.db", "snapshot.db")
 
     def assert_planned_behind_killed_run(self, plan):
-        """What is in the log alone counts as well."""
+        """Content of the write-ahead log counts, too."""
         recordings, = [part for part in plan["parts"]
                        if (part["kind"], part["camera"]) == ("recordings", 1)]
         self.assertEqual((recordings["rows"], recordings["file_without_row"]), (5, 0))
 
     def silent_broker(self):
-        """Where words wait for."""
+        """Configures a broker that accepts connections and never answers."""
         listener = socket.create_server(("127.0.0.1", 0))
         listener.settimeout(process.DEADLINE_S)
         self.addCleanup(listener.close)
@@ -339,12 +339,12 @@ class Untouched(PlanTest):
         for options in ((), ("--list",), ("--json",), ("-r", "1"), ("-s",)):
             self.assert_untouched(*options)
 
-    def test_nothing_differs_where_a_killed_run_left_its_log(self):
+    def test_nothing_differs_if_a_killed_run_left_its_log(self):
         self.killed_run()
 
         self.assert_planned_behind_killed_run(self.assert_untouched("--json").json())
 
-    def test_nothing_differs_where_a_killed_run_left_its_log_without_the_index(self):
+    def test_nothing_differs_if_a_killed_run_left_its_log_without_the_index(self):
         self.killed_run()
         for database in ("system.db", "recording.db", "snapshot.db"):
             os.remove(sqlite.path_of(self.recorder.root, database) + "-shm")
@@ -381,7 +381,7 @@ class Untouched(PlanTest):
 
         self.assertEqual(totals, [3] * 10)
 
-    def test_no_broker_is_spoken_to_and_the_outbox_stays(self):
+    def test_no_broker_is_contacted_and_the_outbox_stays(self):
         listener = self.silent_broker()
         self.execute("recording.db", "INSERT INTO outbox (created_tm, topic, payload, due) "
                                      "VALUES (1700000000, 'event/list', '{}', 1)")
@@ -392,7 +392,7 @@ class Untouched(PlanTest):
         with self.assertRaises(BlockingIOError):
             listener.accept()
 
-    def test_a_run_that_goes_on_is_told_of_and_not_disturbed(self):
+    def test_a_run_in_progress_is_reported_and_not_disturbed(self):
         self.recorder.settings(f"[database]\nlock_timeout_ms = {process.DEADLINE_S * 1000}\n")
         writer = sqlite.connect(self.recorder.root, "recording.db")
         self.addCleanup(writer.close)
@@ -410,7 +410,7 @@ class Untouched(PlanTest):
                          [(0, 1)])
         self.assertFalse(self.plan()["run_in_progress"])
 
-    def test_nothing_differs_where_there_is_no_plan(self):
+    def test_nothing_differs_if_there_is_no_plan(self):
         self.recorder.settings("[nonsense]")
 
         self.assert_untouched(status=78)
@@ -442,7 +442,7 @@ class Incomplete(PlanTest):
         self.recorder.query("system.db", "UPDATE camera SET uuid = NULL WHERE id = 2")
         self.recorder.row("event", camera_id=2, path=f"{HALF_DAY}/a.mp4")
         os.rename(self.recorder.path(storage), self.recorder.path("elsewhere"))
-        os.symlink("cam2", self.recorder.path(storage))  # a circle
+        os.symlink("cam2", self.recorder.path(storage))  # a loop of links
 
         (reason, kind, camera, text), = self.problems("-r", "2")
 
@@ -462,7 +462,7 @@ class Incomplete(PlanTest):
         self.assertEqual(self.found("-r", "1", status=1),
                          [("file-without-row", "recordings", 1, other, None)])
 
-    def test_problems_stand_below_the_table(self):
+    def test_problems_are_below_the_table(self):
         self.recorder.row("event", camera_id=9, path=f"{HALF_DAY}/a.mp4")
         os.rename(self.recorder.path("volume1"), self.recorder.path("elsewhere"))
 
@@ -510,10 +510,10 @@ class Incomplete(PlanTest):
 
 
 class Agreement(PlanTest):
-    """What is planned is what is done."""
+    """A run does what the plan shows."""
 
     def done(self):
-        """(kind, camera, added, removed) of the last run."""
+        """Returns (kind, camera, added, removed) of the last run."""
         return sorted((KEYS[kind.decode()], *counts)
                       for database in ("system.db", "recording.db", "snapshot.db")
                       for kind, *counts in self.recorder.query(
@@ -553,16 +553,16 @@ class Agreement(PlanTest):
 
 
 class BrokenOff(PlanTest):
-    """A plan of which a part is missing is no plan, however much of it came."""
+    """A plan of which any part is missing is not shown."""
 
     COMMANDS = (("plan",), ("plan", "--json"), ("plan", "--list"), ("plan", "--list", "--json"))
 
     def notes(self):
-        """What krplan prints, byte by byte: of a recorder in line, but for a problem."""
+        """Returns the output of krplan for a recorder without differences but with a problem."""
         return self.recorder.run("krplan", "-r", "1", "-e").out
 
     def with_planner(self, script, *arguments):
-        """krctl where krplan is this script."""
+        """Runs krctl with this script instead of krplan."""
         planner = self.recorder.file("planner", mode=0o755, content=f"#!/bin/sh\n{script}\n")
         sandbox, root, *command = self.recorder.command("krctl", *arguments)
         return [sandbox, root, "sh", "-c", 'mount --bind "$0" "$1" && shift && "$@"', planner,
@@ -596,7 +596,7 @@ class BrokenOff(PlanTest):
                                 "krctl: krplan was killed by signal 9")
 
     def test_is_neither_a_run_nor_a_plan_to_status_and_metrics(self):
-        """krplan writes more than a pipe holds, and nobody reads it: it is killed in the middle."""
+        """krplan writes more than a pipe holds, without a reader, and is killed while it waits."""
         self.recorder.query("recording.db", "INSERT INTO event (camera_id, path) WITH RECURSIVE "
                             "number (n) AS (SELECT 1 UNION ALL SELECT n + 1 FROM number WHERE "
                             "n < 20000) SELECT 1, '20140312AM/gone' || n || '.mp4' FROM number")
@@ -702,7 +702,7 @@ class AgreementOnPostgresql(Agreement):
         self.assertEqual((state_of(self.recorder.root), self.written()), before)
 
     def written(self):
-        """The transactions that wrote something, and every row."""
+        """Returns the number of writing transactions and all rows."""
         rows = self.server.psql("SELECT schema_to_xml('kestora', true, false, '')")
         return self.server.psql("SELECT pg_current_xact_id_if_assigned(), "
                                 "txid_snapshot_xmax(txid_current_snapshot())"), rows
@@ -714,7 +714,7 @@ def _state_of(process_id):
 
 
 def _waits_for(parent, database):
-    """Whether a child of that process sleeps over a database."""
+    """Returns true if a child of that process is waiting for a database."""
     with open(f"/proc/{parent}/task/{parent}/children", encoding="utf-8") as file:
         return any(_sleeps_over(child, database) for child in file.read().split())
 
@@ -726,5 +726,5 @@ def _sleeps_over(pid, database):
                 return False
         return any(os.readlink(f"/proc/{pid}/fd/{fd}").endswith("/" + database)
                    for fd in os.listdir(f"/proc/{pid}/fd"))
-    except OSError:  # it is gone, or the file is closed again
+    except OSError:  # the process has ended, or the file was closed
         return False

@@ -1,4 +1,4 @@
-"""krctl report: a page that tells of a run and of every day."""
+"""krctl report: a page about a run and the recordings of each day."""
 
 import os
 import stat
@@ -20,7 +20,7 @@ class ReportTest(KrctlTest):
             return Page(file.read())
 
     def counts(self, camera, days, stamp_us=0):
-        """Days to numbers of recordings, as if the recorder had counted them."""
+        """Writes recording counts by day, as the recorder would."""
         for day, count in days.items():
             self.recorder.query("recording.db", "INSERT INTO recording_count VALUES (?, ?, ?, ?)",
                                 camera, day, count, stamp_us)
@@ -38,7 +38,7 @@ class Run(ReportTest):
                       [row[:7] for row in page.rows()])
         self.assertEqual(page.texts("h2"), ["By kind and camera", "Recordings by day"])
 
-    def test_claims_no_more_of_a_run_than_that_it_had_nothing_to_add_or_remove(self):
+    def test_says_only_that_a_run_had_nothing_to_add_or_remove(self):
         self.recorder.recording(self.recorder.camera(1, "Front"), medium="cut.mp4")
         self.recorder.reindex("-r", "-1")
         self.recorder.reindex("-r", "-1")
@@ -46,7 +46,7 @@ class Run(ReportTest):
         self.assertEqual(page.texts("h1"), ["Nothing to add or remove"])
         self.assertNotIn("in line", page.text().lower())
 
-    def test_counts_what_failed_and_says_where(self):
+    def test_counts_failures_and_names_their_parts(self):
         storage = self.recorder.camera(1, "Front")
         self.recorder.file(f"{storage}/{HALF_DAY}/rec-20140312-101500-{START_TM}.mp4", "no mp4")
         self.recorder.reindex("-r", "-1")
@@ -55,7 +55,7 @@ class Run(ReportTest):
         self.assertIn("Failed", page.texts("h2"))
         self.assertRegex(page.text(), r"recordings of camera 1 Front: \d+ failure")
 
-    def test_shows_what_was_refused_and_why_once(self):
+    def test_shows_each_refusal_and_its_reason_once(self):
         self.recorder.volume()
         self.recorder.recording(self.recorder.camera(1, "Front"))
         os.remove(self.recorder.path("volume1/.kestora-volume"))
@@ -66,7 +66,7 @@ class Run(ReportTest):
         refusals = [text for text in page.texts("bdi") if text.startswith("camera 1 Front: ")]
         self.assertEqual(len(refusals), 1, page.text())
 
-    def test_tells_a_run_that_was_killed_from_one_that_ended(self):
+    def test_distinguishes_a_killed_run_from_a_finished_one(self):
         self.recorder.query("system.db", "INSERT INTO run (pid, start_tm) VALUES (1, ?)", START_TM)
         page = self.report()
         self.assertEqual(page.texts("h1"), ["Not ended"])
@@ -97,7 +97,7 @@ class Days(ReportTest):
         self.assertIn("13–14 March 2014: no recordings, 2 days", page.texts("li"))
         self.assertIn("14 March 2014: no recordings", page.hints())
 
-    def test_finds_no_hole_before_the_first_and_after_the_last_day(self):
+    def test_shows_no_gap_before_the_first_and_after_the_last_day(self):
         self.counts(1, {DAY: 5, DAY + 1: 5})
         page = self.report()
         self.assertEqual(page.cells("h"), 0)
@@ -148,7 +148,7 @@ class Days(ReportTest):
         self.assertEqual(page.rows()[-1][3:6], ["2", "3", "2"])
 
     def test_shows_nothing_of_the_run_before(self):
-        """Which began in the same second: no clock says whose a change was."""
+        """Both began in the same second, so a clock could not separate their changes."""
         self.recorder.recording("volume1/cam1")
         self.recorder.reindex("-r", "-1")
         self.recorder.reindex("-r", "-1")
@@ -156,7 +156,7 @@ class Days(ReportTest):
                                          "WHERE id = 1), end_tm = end_tm + 1 WHERE id = 2")
         self.assertIn("No days without recordings, no rows added or removed.", self.report().texts("p"))
 
-    def test_shows_nothing_of_what_others_changed_meanwhile(self):
+    def test_shows_no_concurrent_changes_of_other_programs(self):
         self.recorder.recording("volume1/cam1")
         self.recorder.reindex("-r", "-1")
         self.recorder.reindex("-r", "-1")
@@ -165,7 +165,7 @@ class Days(ReportTest):
                                             "(unixepoch() + 1) * 1000000")
         self.assertIn("No days without recordings, no rows added or removed.", self.report().texts("p"))
 
-    def test_shows_what_the_run_did_though_it_was_undone(self):
+    def test_shows_changes_of_the_run_that_were_undone(self):
         self.recorder.recording("volume1/cam1")
         gone = self.recorder.recording("volume1/cam1", START_TM + DAY_S)
         self.recorder.reindex("-r", "-1")
@@ -174,7 +174,7 @@ class Days(ReportTest):
         self.recorder.do("krctl", "undo", "2")
         self.assertIn("13 March 2014: 1 row removed", self.report().texts("li"))
 
-    def test_marks_a_day_of_which_nothing_is_left(self):
+    def test_marks_a_day_without_remaining_recordings(self):
         self.recorder.recording("volume1/cam1")
         self.recorder.row("event", camera_id=1, path="gone.mp4", start_tm=START_TM + DAY_S)
         self.recorder.reindex("-r", "-1")
@@ -183,7 +183,7 @@ class Days(ReportTest):
         self.assertIn("13 March 2014: no recordings; 1 row removed", page.hints())
         self.assertIn("1 recording on 1 day, 12 March 2014.", page.texts("p"))
 
-    def test_tells_years_without_a_day_in_words(self):
+    def test_names_years_without_recordings(self):
         self.counts(1, {0: 1, DAY: 5})
         page = self.report()
         self.assertIn("1971 to 2013: no recordings", page.texts("p"))
@@ -257,7 +257,7 @@ class File(ReportTest):
         self.assertRegex(outcome.err, f"^krctl: .*{why}")
         return outcome
 
-    def test_replaces_what_was_there_for_its_owner_alone(self):
+    def test_replaces_the_file_with_one_for_owner_and_group(self):
         file = self.recorder.file("report.html", "old", mode=0o666)
         self.krctl("report", "--html", file)
         status = os.stat(self.recorder.path("report.html"))
@@ -267,11 +267,11 @@ class File(ReportTest):
         self.assertEqual([name for name in os.listdir(self.recorder.root) if "kestora" in name],
                          [])
 
-    def test_is_written_where_a_relative_name_says(self):
+    def test_is_written_to_a_relative_path(self):
         self.krctl("report", "--html", "here.html", cwd=self.recorder.root)
         self.assertTrue(os.path.isfile(self.recorder.path("here.html")))
 
-    def test_names_a_folder_that_is_not_there(self):
+    def test_names_a_missing_folder(self):
         self.assert_fails(self.recorder.inside("none/report.html"),
                           "Kestora/none: No such file or directory")
 
@@ -288,8 +288,8 @@ class File(ReportTest):
                 self.assert_fails(file, f"can't write {file}: expected a regular file", cwd=self.recorder.root)
         self.assertTrue(stat.S_ISFIFO(os.stat(self.recorder.path("pipe")).st_mode))
 
-    def test_says_why_it_could_not_be_written_and_leaves_what_was_there(self):
-        """Where files may not be as large."""
+    def test_names_the_reason_of_a_failed_write_and_keeps_the_old_file(self):
+        """The size of files is limited here."""
         self.recorder.camera(1)
         self.counts(1, {DAY + day: 1 for day in range(2000)})
         self.recorder.file("report.html", "old")
@@ -304,7 +304,7 @@ class File(ReportTest):
             self.assertEqual(file.read(), "old")
         self.assertEqual([name for name in os.listdir(self.recorder.root) if ".tmp" in name], [])
 
-    def test_says_so_where_it_may_not_be_written(self):
+    def test_names_a_folder_that_is_not_writable(self):
         folder = self.recorder.path("kept")
         os.mkdir(folder, 0o500)
         sandbox, root, *krctl = self.recorder.command(
@@ -320,7 +320,7 @@ class File(ReportTest):
 
 
 class Plan(ReportTest):
-    def test_says_what_would_be_done_and_does_not_do_it(self):
+    def test_shows_the_changes_without_making_them(self):
         storage = self.recorder.camera(1, "Front")
         self.recorder.recording(storage)
         self.recorder.row("event", camera_id=1, path=f"{HALF_DAY}/x-20140313-101500-"
@@ -331,14 +331,14 @@ class Plan(ReportTest):
         self.assertIn("13 March 2014: 1 row to remove", page.texts("li"))
         self.assertEqual(self.recorder.query("recording.db", "SELECT count(*) FROM event"), [(1,)])
 
-    def test_says_that_nothing_would_be_done(self):
+    def test_says_that_nothing_would_change(self):
         self.recorder.recording(self.recorder.camera(1, "Front"))
         self.recorder.reindex("-r", "-1")
         page = self.report("--plan", "-r", "1")
         self.assertEqual(page.texts("h1"), ["Nothing to add or remove"])
         self.assertIn("1 recording on 1 day, 12 March 2014.", page.texts("p"))
 
-    def test_shows_what_would_be_refused(self):
+    def test_shows_refusals(self):
         self.recorder.volume()
         self.recorder.recording(self.recorder.camera(1, "Front"))
         os.remove(self.recorder.path("volume1/.kestora-volume"))
@@ -355,7 +355,7 @@ class Plan(ReportTest):
             with self.subTest(options):
                 self.assertEqual(self.report("--plan", *options).texts("h3"), cameras)
 
-    def test_is_what_the_jobs_are_for(self):
+    def test_is_required_by_the_options_for_kinds(self):
         self.assertEqual(self.recorder.krctl("report", "--html", "x", "-r", "1").status, 64)
 
 
@@ -365,7 +365,7 @@ class OnPostgresql(ReportTest):
         os.mkdir(root)
         return Recorder(root, [f'dsn = "{self.server.dsn}"'])
 
-    def test_tells_of_the_same_days(self):
+    def test_shows_the_same_days(self):
         storage = self.recorder.camera(1, "Front")
         self.recorder.recording(storage)
         gone = self.recorder.recording(storage, START_TM + DAY_S)

@@ -1,4 +1,4 @@
-"""The page of krctl report in a browser. Skipped as a whole where there is none."""
+"""The page of krctl report in a browser. All tests are skipped without a browser."""
 
 import html
 import os
@@ -33,7 +33,7 @@ class Browser(KrctlTest):
             self.page = file.read()
 
     def browse(self, page, *options):
-        """What the browser says of a page."""
+        """Returns the browser's output for a page."""
         path = os.path.join(self.folder, "page.html")
         with open(path, "w", encoding="utf-8") as file:
             file.write(page)
@@ -53,13 +53,13 @@ class Browser(KrctlTest):
         return png.read(path)
 
     def width(self, page):
-        """How wide the page wants to be on a phone."""
+        """Returns the width of the page's content on a phone."""
         phone = (f"<iframe width={PHONE_WIDTH} height=800 srcdoc='{html.escape(page)}' onload="
                  '"document.title = contentDocument.documentElement.scrollWidth"></iframe>')
         out, _ = self.browse(f"<!DOCTYPE html><title>not told</title>{phone}", "--dump-dom")
         return int(out.partition("<title>")[2].partition("</title>")[0])
 
-    def test_has_nothing_to_complain_of(self):
+    def test_causes_no_message_of_the_browser(self):
         wrong = self.page.replace("</body>", "<script>console.error('no')</script></body>")
         self.assertEqual(len(self.browse(wrong, "--dump-dom")[1]), 1, "complaints are seen")
         self.assertEqual(self.browse(self.page, "--dump-dom")[1], [])

@@ -1,4 +1,4 @@
-"""krctl run: starts krindexer, shows how it gets on, tells how it ended."""
+"""krctl run: starts krindexer, shows its progress and the result."""
 
 import os
 import re
@@ -25,7 +25,7 @@ class RunTest(KrctlTest):
         return terminal
 
     def hold_up(self):
-        """Lets a run wait for the lock of the recordings' database; gives it free when called."""
+        """Makes runs wait for the lock of the recording database, until the returned function is called."""
         holder = subprocess.Popen(
             ["sqlite3", self.recorder.path("var/db/recording.db")], stdin=subprocess.PIPE,
             stdout=subprocess.PIPE)
@@ -43,7 +43,7 @@ class RunTest(KrctlTest):
         return release
 
     def rows(self, sql, database="recording"):
-        """The words of the answer, columns separated by "|" as SQLite's own shell has it."""
+        """Returns the rows as texts, with columns separated by "|" like SQLite's shell."""
         lines = ["|".join(column.decode() if isinstance(column, bytes) else str(column)
                           for column in row) for row in self.recorder.query(f"{database}.db", sql)]
         return " ".join(lines).split()
@@ -53,19 +53,19 @@ class RunTest(KrctlTest):
 
 
 class Outcome(RunTest):
-    def test_in_line_is_status_0_and_a_table(self):
+    def test_without_failures_is_status_0_and_a_table(self):
         self.recorder.recording(self.storage)
         outcome = self.krctl("run")
         self.assertRegex(outcome.out, r"recordings +1 Front +1 +0 +1 +0 +0")
         self.assertIn("run 1: complete", outcome.out)
         self.assertEqual(self.rows("SELECT count(*) FROM event;"), ["1"])
 
-    def test_everything_is_done_where_no_job_is_named(self):
+    def test_without_options_covers_all_kinds(self):
         outcome = self.krctl("run")
         for kind in ("recordings", "alert recordings", "snapshots", "e-maps"):
             self.assertRegex(outcome.out, f"(?m)^{kind} ")
 
-    def test_only_the_jobs_that_are_named_are_done(self):
+    def test_with_options_covers_only_those_kinds(self):
         outcome = self.krctl("run", "-s")
         self.assertNotIn("recordings", outcome.out)
         self.assertNotIn("e-maps", outcome.out)
@@ -99,14 +99,14 @@ class Outcome(RunTest):
         self.assertRegex("".join(self.recorder.log()),
                          rf"can't read folder \S*{folder} to its end: Input/output error")
 
-    def test_a_recording_that_its_reader_does_not_survive_is_a_failure_and_the_run_goes_on(self):
+    def test_a_recording_that_crashes_its_reader_is_a_failure_and_the_run_continues(self):
         self.recorder.recording(self.storage, medium="frames.mxg")
         self.recorder.recording(self.storage, START_TM + 1)
         version = self.krctl("--version").out.split()[-1]
         reader = self.recorder.file("reader", mode=0o755, content=f"""#!/bin/sh
             echo started >>{self.recorder.inside("starts")}
             printf {version} >&0
-            head -c 1 >/dev/null # its question
+            head -c 1 >/dev/null # the request
             kill -SEGV $$""")
         sandbox, root, *command = self.recorder.command("krctl", "run", "-r", "1")
         outcome = process.run([sandbox, root, "sh", "-c", 'mount --bind "$0" "$1" && shift && "$@"',
@@ -119,7 +119,7 @@ class Outcome(RunTest):
         self.assertEqual(self.rows("SELECT end_tm - start_tm, img_w FROM event ORDER BY start_tm;"),
                          ["0|0", "2|320"])
 
-    def test_a_missing_volume_is_refused_and_stands_out(self):
+    def test_a_missing_volume_is_refused_visibly(self):
         self.recorder.recording(self.storage)
         self.lose_volume()
         outcome = self.krctl("run", status=1)
@@ -127,7 +127,7 @@ class Outcome(RunTest):
         self.assertNotIn("complete", outcome.out)
         self.assertEqual(outcome.out.count("REFUSED"), 1)
 
-    def test_a_proof_that_failed_is_refused_and_the_rows_stay(self):
+    def test_removal_without_evidence_is_refused_and_the_rows_stay(self):
         name = self.recorder.recording(self.storage)
         self.krctl("run")
         folder = os.path.dirname(self.recorder.path(name))
@@ -192,7 +192,7 @@ class Arguments(RunTest):
         self.assertEqual(outcome.err, 'krctl: there is no camera with the id 7; "krctl camera list"'
                                       " lists them\n")
 
-    def test_what_is_no_camera_is_named(self):
+    def test_an_invalid_camera_is_named(self):
         for text in ("x", "0", "-2", "1x"):
             outcome = self.krctl("run", "-r", text, status=64)
             self.assertIn(f"{text}: expected the number of a camera, or -1 for all", outcome.err)
@@ -218,7 +218,7 @@ class Json(RunTest):
         self.assertEqual((part["kind"], part["camera_name"], part["files"], part["added"]),
                          ("recordings", "Front", 1, 1))
 
-    def test_tells_refusals(self):
+    def test_counts_refusals(self):
         self.lose_volume()
         document = self.krctl("run", "--json", status=1).json()
         self.assert_matches_schema(document, "run")
@@ -247,7 +247,7 @@ class Progress(RunTest):
         self.assertEqual(terminal.finish(), 0)
         return terminal
 
-    def test_on_a_terminal_is_one_line_that_changes_and_goes(self):
+    def test_on_a_terminal_is_one_line_that_is_cleared_at_the_end(self):
         terminal = self.shown_while_held_up(80)
         self.assertIn(b"\r\x1b[Krecordings of camera 1 Front  1 file  +0 -0", terminal.shown)
         progress, table = terminal.shown.split(b"\x1b[Kkind", 1)
@@ -280,7 +280,7 @@ class Progress(RunTest):
         self.assertEqual(terminal.finish(), 0)
         self.assertIn(b"\x1b[32mnothing to add or remove\x1b[0m", terminal.shown)
 
-    def test_is_not_coloured_where_the_user_wants_no_colour(self):
+    def test_is_not_coloured_if_the_user_wants_no_colour(self):
         terminal = self.terminal("run", "-e", NO_COLOR="1")
         self.assertEqual(terminal.finish(), 0)
         self.assertIn(b"run 1: nothing to add or remove", terminal.shown)
@@ -331,7 +331,7 @@ class Stopping(RunTest):
         self.assert_was_stopped(running.returncode, err)
 
     def parent_of_run(self):
-        """The process of krctl: what runs it in the sandbox is another."""
+        """Returns the process id of krctl, which is a child of the sandbox's process."""
         live = self.recorder.krctl("status", "--json").json()["running"]
         if not live:
             return None

@@ -14,7 +14,7 @@ class Status(RunTest):
         return self.krctl("status", "--json").json()["running"]
 
     def run_in_background(self):
-        """Its output isn't waited for: the run holds it open."""
+        """Starts a run in the background, without waiting for the end of its output."""
         parent = self.started("krindexer", "-n", "-r", "1")
         self.assertEqual(parent.wait(process.DEADLINE_S), 0)
 
@@ -26,7 +26,7 @@ class Status(RunTest):
         self.assertEqual(document, {"in_progress": False, "unknown_because": None,
                                     "running": None, "last": None})
 
-    def test_tells_how_the_newest_run_ended(self):
+    def test_shows_the_result_of_the_last_run(self):
         self.lose_volume()
         self.krctl("run", status=1)
         outcome = self.krctl("status")
@@ -36,7 +36,7 @@ class Status(RunTest):
         self.assert_matches_schema(document, "status")
         self.assertEqual(document["last"]["total"]["refusals"], 2)
 
-    def test_tells_of_a_run_in_the_background(self):
+    def test_shows_a_run_in_the_background(self):
         self.recorder.recording(self.storage)
         release = self.hold_up()
         self.run_in_background()
@@ -74,7 +74,7 @@ class Status(RunTest):
         self.assertEqual(running.wait(process.DEADLINE_S), 0)
         self.assertIn("No run in progress.", self.krctl("status").out)
 
-    def test_takes_a_run_that_was_killed_for_what_it_is(self):
+    def test_shows_a_killed_run_as_unfinished(self):
         release = self.hold_up()
         running = self.started("krindexer", "-r", "1")
         live = process.until(lambda: (found := self.running()) and found["run"] and found,
@@ -85,7 +85,7 @@ class Status(RunTest):
         self.assertIn("run 1: unfinished", self.krctl("status").out)
 
     def test_sees_a_run_whose_open_files_are_hidden_from_it(self):
-        """As from another user or namespace; in /proc there is no answer then."""
+        """As those of another user or namespace: /proc doesn't list them."""
         release = self.hold_up()
         running = self.started("krindexer", "-r", "1")
         process.until(self.running, "no run began")
@@ -99,7 +99,7 @@ class Status(RunTest):
         release()
         self.assertEqual(running.wait(process.DEADLINE_S), 0)
 
-    def test_says_so_where_it_cannot_tell_whether_a_run_is_in_progress(self):
+    def test_says_that_it_could_not_determine_whether_a_run_is_in_progress(self):
         self.krctl("run")
         lock = self.recorder.path("var/db/reindex.lock")
         os.rename(lock, lock + ".away")
@@ -121,7 +121,7 @@ class Status(RunTest):
                          r"(?m)^Could not determine whether a run is in progress: .*symbolic link$")
         self.assertIsNone(self.krctl("plan", "--json").json()["run_in_progress"])
 
-    def test_cannot_tell_of_an_unregistered_run_by_its_process_alone(self):
+    def test_of_an_unregistered_run_is_not_determined_by_its_process_alone(self):
         release = self.hold_up()
         running = self.started("krindexer", "-o", "-r", "1")
         process.until(lambda: self.rows("SELECT id FROM run;", "system"), "no run began")
@@ -133,7 +133,7 @@ class Status(RunTest):
         self.assertEqual(running.wait(process.DEADLINE_S), 0)
         self.assertIn("No run in progress.", self.krctl("status").out)
 
-    def test_knows_that_an_unregistered_run_was_killed(self):
+    def test_detects_that_an_unregistered_run_was_killed(self):
         release = self.hold_up()
         running = self.started("krindexer", "-o", "-r", "1")
         process.until(lambda: self.rows("SELECT id FROM run;", "system"), "no run began")
@@ -224,4 +224,4 @@ class Runs(RunTest):
         self.assertEqual(self.rows("SELECT DISTINCT run FROM run_part;", "system"), ["2"])
 
 
-del RunTest  # its own tests are run with its module
+del RunTest  # its tests belong to its module

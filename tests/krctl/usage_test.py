@@ -1,4 +1,4 @@
-"""What krctl says and ends with when it is called wrongly, or asked about itself."""
+"""Messages and exit status of krctl on wrong usage, and its help and version."""
 
 import os
 import unittest
@@ -10,7 +10,7 @@ WRONG_USAGE = 64
 
 
 class Usage(KrctlTest):
-    def test_that_is_wrong_is_told_on_standard_error_and_ends_with_64(self):
+    def test_that_is_wrong_is_an_error_on_standard_error_and_status_64(self):
         for arguments, said in (
                 ([], "krctl: expected a command; see"),
                 (["camera"], "krctl camera: expected a command; see"),
@@ -75,7 +75,7 @@ Options:
             _, err = outcome.communicate(timeout=60)
         self.assertEqual((outcome.returncode, err), (1, "krctl: can't write to standard output\n"))
 
-    def test_help_and_version_are_no_failure(self):
+    def test_help_and_version_succeed(self):
         self.assertRegex(self.krctl("--version").out, r"^krctl \d+\.\d+\.\d+\n$")
         for arguments in ([], ["camera"], ["camera", "adopt"], ["doctor"]):
             self.assertIn("Usage:", self.krctl(*arguments, "--help").out)

@@ -1,4 +1,4 @@
-#include "tools/krctl/run/progressdisplay.h"
+#include "tools/krctl/run/liveview.h"
 
 #include <gtest/gtest.h>
 

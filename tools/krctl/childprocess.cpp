@@ -12,7 +12,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-// This header of glibc 2.36 doesn't tell C++ that its functions are C.
+// glibc 2.36 declares these functions without extern "C".
 extern "C" {
 #include <sys/pidfd.h>
 }
@@ -22,23 +22,23 @@ using recorder::UniqueFd;
 
 namespace {
 
-UniqueFd TakeEndingSignals() {
+UniqueFd ReceiveEndingSignals() {
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, SIGINT);
     sigaddset(&signals, SIGTERM);
     sigprocmask(SIG_BLOCK, &signals, nullptr);
-    UniqueFd taken(signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
-    if (!taken.IsOpen()) {
-        throw SystemError("take signals");
+    UniqueFd received(signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
+    if (!received.IsOpen()) {
+        throw SystemError("receive signals");
     }
-    return taken;
+    return received;
 }
 
 } // namespace
 
 ChildProcess::ChildProcess(const std::string& path, const std::vector<std::string>& arguments)
-    : m_signals(TakeEndingSignals()), m_id(recorder::ProgramStart().Start(path, arguments)),
+    : m_signals(ReceiveEndingSignals()), m_id(recorder::ProgramStart().Start(path, arguments)),
       m_process(pidfd_open(m_id, 0)) {
     if (!m_process.IsOpen()) {
         throw SystemError("watch " + path);
@@ -49,7 +49,7 @@ bool ChildProcess::EndsWithin(std::chrono::milliseconds time) {
     std::array<struct pollfd, 2> events{{{.fd = m_process.Get(), .events = POLLIN, .revents = 0},
                                          {.fd = m_signals.Get(), .events = POLLIN, .revents = 0}}};
     if (poll(events.data(), events.size(), static_cast<int>(time.count())) < 0 && errno != EINTR) {
-        throw SystemError("wait for a program");
+        throw SystemError("wait for the started program");
     }
     if ((events[1].revents & POLLIN) != 0) {
         PassOnSignal();
@@ -59,18 +59,18 @@ bool ChildProcess::EndsWithin(std::chrono::milliseconds time) {
     }
     int ended = 0;
     if (recorder::Uninterrupted([&] { return waitpid(m_id, &ended, 0); }) < 0) {
-        throw SystemError("wait for a program");
+        throw SystemError("wait for the started program");
     }
     m_status = WIFEXITED(ended) ? std::optional(WEXITSTATUS(ended)) : std::nullopt;
     return true;
 }
 
-// From a terminal the child has got it as well; to be asked twice does no harm.
+// A terminal sends the signal to the child, too. A second one does no harm.
 void ChildProcess::PassOnSignal() {
     struct signalfd_siginfo info = {};
     if (read(m_signals.Get(), &info, sizeof info) == sizeof info) {
-        m_wasAsked = true;
+        m_wasAskedToStop = true;
         kill(m_id, SIGTERM);
-        kill(m_id, SIGCONT); // one that was stopped would not heed it
+        kill(m_id, SIGCONT); // a stopped process would not react
     }
 }

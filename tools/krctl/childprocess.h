@@ -1,5 +1,5 @@
-// A program that krctl started and waits for. Ctrl-C, or a signal that ends krctl, asks it to stop
-// and is waited for all the same.
+// A program that krctl starts and waits for. SIGINT (Ctrl-C) and SIGTERM ask the program to stop;
+// krctl still waits for its end.
 
 #pragma once
 
@@ -14,26 +14,27 @@
 
 class ChildProcess {
 public:
-    // Throws Error when it can't be started. From now on SIGINT and SIGTERM are for the child.
+    // Starts the program. From then on, SIGINT and SIGTERM are passed on to it. Throws Error if it
+    // can't be started.
     ChildProcess(const std::string& path, const std::vector<std::string>& arguments);
 
     [[nodiscard]] pid_t Id() const { return m_id; }
 
-    // Whether it has ended, waiting for that as long. Throws Error.
+    // Returns true if the program ends within that time. Throws Error if it can't be watched.
     bool EndsWithin(std::chrono::milliseconds time);
 
-    // Its exit status once it has ended; nothing where a signal killed it.
+    // The exit status of the ended program; empty if a signal killed it.
     [[nodiscard]] std::optional<int> Status() const { return m_status; }
 
-    // Whether it was asked to stop, and that is how it ended.
-    [[nodiscard]] bool WasStopped() const { return m_wasAsked && !m_status; }
+    // Returns true if the program was asked to stop, and a signal ended it.
+    [[nodiscard]] bool WasStopped() const { return m_wasAskedToStop && !m_status; }
 
 private:
     void PassOnSignal();
 
-    recorder::UniqueFd m_signals; // those that krctl would be ended by
+    recorder::UniqueFd m_signals; // receives SIGINT and SIGTERM
     pid_t m_id = 0;
     recorder::UniqueFd m_process;
-    bool m_wasAsked = false;
+    bool m_wasAskedToStop = false;
     std::optional<int> m_status;
 };

@@ -1,5 +1,4 @@
-// The commands of krctl. Each function adds its subcommands to `app`, or to the subcommand that is
-// named.
+// The commands of krctl. Each function adds its commands to `app`.
 
 #pragma once
 
@@ -7,13 +6,12 @@ namespace CLI {
 class App;
 }
 
-void AddCameraCommands(CLI::App& app);  // camera
-void AddAdoptCommand(CLI::App& camera); // camera adopt
-void AddVolumeCommands(CLI::App& app);  // volume
-void AddPlanCommand(CLI::App& app);     // plan
-void AddRunCommand(CLI::App& app);      // run
-void AddStatusCommand(CLI::App& app);   // status
-void AddLedgerCommands(CLI::App& app);  // runs, undo
-void AddReportCommand(CLI::App& app);   // report
-void AddMetricsCommand(CLI::App& app);  // metrics
-void AddDoctorCommand(CLI::App& app);   // doctor
+void AddCameraCommands(CLI::App& app); // camera
+void AddVolumeCommands(CLI::App& app); // volume
+void AddPlanCommand(CLI::App& app);    // plan
+void AddRunCommand(CLI::App& app);     // run
+void AddStatusCommand(CLI::App& app);  // status
+void AddLedgerCommands(CLI::App& app); // runs, undo
+void AddReportCommand(CLI::App& app);  // report
+void AddMetricsCommand(CLI::App& app); // metrics
+void AddDoctorCommand(CLI::App& app);  // doctor

@@ -123,7 +123,7 @@ std::string WordsOf(const CLI::App& app) {
 
 std::string ReasonOf(const CLI::App& app, const CLI::ParseError& error) {
     const std::vector<std::string> unknown = app.remaining(true);
-    const std::string text = error.what();
+    std::string text = error.what();
     const bool isRequired = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
     if (isRequired && text.find("subcommand") != std::string::npos) {
         return unknown.empty() ? "expected a command"

@@ -67,11 +67,11 @@ void Plan(const PlanOptions& options) {
             items.Print(note);
         }
     });
-    if (status != 0 && plan.WhyNone().empty()) {
+    if (status != 0 && plan.NoPlanReason().empty()) {
         throw recorder::Error("krplan ended with status " + std::to_string(status));
     }
     if (status != 0) {
-        std::fprintf(stderr, "krctl: can't make a plan: %s\n", plan.WhyNone().c_str());
+        std::fprintf(stderr, "krctl: can't make a plan: %s\n", plan.NoPlanReason().c_str());
         throw CLI::RuntimeError(status);
     }
     if (options.withItems) {

@@ -13,7 +13,6 @@
 #include "tools/common/texts.h"
 #include "tools/krctl/childprocess.h"
 #include "tools/krctl/run/liveview.h"
-#include "tools/krctl/run/progressdisplay.h"
 #include "tools/krctl/run/runview.h"
 
 #include <chrono>
@@ -30,67 +29,68 @@
 namespace {
 
 constexpr int kExitFailures = 1;
-constexpr int kExitStopped = 130; // as a shell tells of a program that Ctrl-C ended
+constexpr int kExitStopped = 130; // the shell's status for a program that Ctrl-C ended
 constexpr std::chrono::milliseconds kPollInterval{250};
 
-// What the child tells of itself, once it does.
+// The progress that the child publishes; empty until it does.
 std::optional<recorder::LiveRun> LiveRunOf(const ChildProcess& child) {
     try {
         const std::optional<recorder::LiveRun> live = recorder::ReadLiveRun();
         return live && live->pid == child.Id() ? live : std::nullopt;
     } catch (const std::exception&) {
-        return std::nullopt; // a run doesn't depend on being watched
+        return std::nullopt; // the run must not depend on its progress display
     }
 }
 
-recorder::RunTotals TotalsSoFar(long run) {
+recorder::RunTotals CurrentTotals(long run) {
     try {
         return run == 0 ? recorder::RunTotals() : recorder::TotalsOfRun(run);
     } catch (const std::exception&) {
-        return {}; // as above; the database may be in use
+        return {}; // the database may be in use
     }
 }
 
-// Until it has released the lock its record can still get failures.
+// Until the child releases the run lock, failures can still be added to its record.
 bool IsRegistered(const ChildProcess& child) {
     const recorder::RunInProgress found = recorder::FindRegisteredRun();
     return found.answer == recorder::RunInProgress::Answer::Yes && found.live.pid == child.Id();
 }
 
-// Whether the child's run is over and its record complete. The child may still publish then.
-bool IsOver(const ChildProcess& child, std::optional<long> newestBefore) {
+// Returns true if the run has ended and its record is complete. The child may still be publishing.
+bool HasRunEnded(const ChildProcess& child, std::optional<long> newestBefore) {
     try {
         const std::optional<recorder::RunRecord> run =
             newestBefore ? recorder::NewestRunOf(child.Id(), *newestBefore) : std::nullopt;
         return run && run->endTm && !IsRegistered(child);
     } catch (const std::exception&) {
-        return false; // it will be seen when the child ends
+        return false; // the end of the child will show it
     }
 }
 
-// Returns whether the child has ended; otherwise its run is over, and it publishes.
+// Shows the progress. Returns true if the child has ended, false if only its run has ended and the
+// child is publishing.
 bool Watch(ChildProcess& child, ProgressDisplay& display, const RunShares& shares,
            std::optional<long> newestBefore) {
     using Clock = std::chrono::steady_clock;
     const Clock::time_point start = Clock::now();
-    bool isOver = false;
+    bool hasRunEnded = false;
     while (!child.EndsWithin(kPollInterval)) {
-        if (isOver) {
+        if (hasRunEnded) {
             display.End();
             return false;
         }
-        isOver = IsOver(child, newestBefore);
+        hasRunEnded = HasRunEnded(child, newestBefore);
         if (const std::optional<recorder::LiveRun> live = LiveRunOf(child)) {
             const std::chrono::duration<double> elapsed = Clock::now() - start;
             display.Show(
-                {*live, TotalsSoFar(live->run), FractionOf(*live, shares), elapsed.count()});
+                {*live, CurrentTotals(live->run), FractionOf(*live, shares), elapsed.count()});
         }
     }
     display.End();
     return true;
 }
 
-// The number of the newest run; nothing when it can't be read.
+// The number of the last run, 0 without runs; empty if the database can't be read.
 std::optional<long> NewestNumber() {
     try {
         const std::optional<recorder::RunRecord> newest = recorder::NewestRun();
@@ -102,16 +102,16 @@ std::optional<long> NewestNumber() {
     }
 }
 
-// The record of the child's run, by what the clock can't change: its process and that it is newer
-// than the newest one before. Nothing where it left none.
+// The record of the child's run; empty if there is none. It is found by its process id and a number
+// above the previous run's, because the clock can change.
 std::optional<RunView> RunOf(const ChildProcess& child, std::optional<long> newestBefore) {
     const std::optional<recorder::RunRecord> run =
         newestBefore ? recorder::NewestRunOf(child.Id(), *newestBefore) : std::nullopt;
     return run ? std::optional(ViewOf(*run)) : std::nullopt;
 }
 
-// What is in a log that is not trusted says nothing.
-std::string WhyUntrusted(const std::string& seeLog) {
+// The reason for status 78. A log that is not trusted is not referred to.
+std::string TrustFailure(const std::string& seeLog) {
     try {
         recorder::RequireTrustedUnlinked(recorder::kLogFile);
     } catch (const recorder::Error& error) {
@@ -135,7 +135,7 @@ std::string WhyUntrusted(const std::string& seeLog) {
             log.c_str());
         break;
     case EX_CONFIG:
-        std::fprintf(stderr, "krctl: %s\n", Printable(WhyUntrusted(log)).c_str());
+        std::fprintf(stderr, "krctl: %s\n", Printable(TrustFailure(log)).c_str());
         break;
     default:
         std::fprintf(stderr, "krctl: krindexer ended with status %d%s\n", status, log.c_str());
@@ -157,7 +157,7 @@ void PrintResult(const RunView& run, bool asJson) {
     }
 }
 
-// Nothing when the databases can't be used: that is krindexer's to tell, by its exit status.
+// Empty if the databases can't be used: krindexer then reports that by its exit status.
 std::optional<std::vector<recorder::CameraRow>> CamerasIfReadable() {
     try {
         return recorder::ListCameras();
@@ -168,7 +168,7 @@ std::optional<std::vector<recorder::CameraRow>> CamerasIfReadable() {
     }
 }
 
-// The run is over, and its outcome is there to be read.
+// Prints the result of the ended run, and waits for the end of the publication.
 void AwaitPublication(ChildProcess& child, std::optional<long> newestBefore, bool asJson) {
     if (const std::optional<RunView> run = RunOf(child, newestBefore)) {
         PrintResult(*run, asJson);

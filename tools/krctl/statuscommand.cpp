@@ -6,7 +6,6 @@
 #include "tools/common/terminal.h"
 #include "tools/common/texts.h"
 #include "tools/krctl/run/liveview.h"
-#include "tools/krctl/run/progressdisplay.h"
 #include "tools/krctl/run/runview.h"
 
 #include <algorithm>

@@ -1,1 +1,1 @@
-"""What the tests of krctl share."""
+"""Helpers of the tests of krctl."""

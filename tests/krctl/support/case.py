@@ -1,4 +1,4 @@
-"""What every test begins with: a recorder without cameras, and how its outcomes are checked."""
+"""The base class of the tests: a recorder without cameras, and checks of outcomes."""
 
 import json
 import os
@@ -26,13 +26,13 @@ class KrctlTest(unittest.TestCase):
         return Recorder(root)
 
     def started(self, program, *arguments, **options):
-        """A program at work, ended with the test."""
+        """Starts a program that is ended with the test."""
         running = self.recorder.start(program, *arguments, **options)
         self.addCleanup(process.end, running)
         return running
 
     def krctl(self, *arguments, status=0, **options):
-        """Runs krctl; its outcome. Where it succeeds it has nothing to complain of."""
+        """Runs krctl and returns its outcome. Standard error must be empty on success."""
         outcome = self.recorder.krctl(*arguments, **options)
         self.assertEqual(outcome.status, status, outcome)
         if status == 0:
@@ -40,7 +40,7 @@ class KrctlTest(unittest.TestCase):
         return outcome
 
     def assert_matches_schema(self, document, name):
-        """docs/json/NAME.schema.json"""
+        """Checks the document against docs/json/NAME.schema.json."""
         with open(os.path.join(SCHEMAS, f"{name}.schema.json"), encoding="utf-8") as file:
             schema = json.load(file)
         jsonschema.Draft202012Validator.check_schema(schema)

@@ -1,4 +1,4 @@
-"""A page of HTML, as a strict reader sees it."""
+"""A strict parser of HTML pages."""
 
 import re
 from html.parser import HTMLParser
@@ -7,7 +7,7 @@ VOID = {"meta", "link", "br", "hr", "img", "input"}
 
 
 class Page(HTMLParser):
-    """Fails on what isn't balanced."""
+    """Fails if elements are not balanced."""
 
     def __init__(self, source):
         super().__init__(convert_charrefs=True)
@@ -39,7 +39,7 @@ class Page(HTMLParser):
             element[2].append(data)
 
     def texts(self, tag, **attributes):
-        """Of the elements of this name that have these attributes; `class_` for class."""
+        """Returns the texts of the elements with this name and these attributes; `class_` for class."""
         wanted = {name.rstrip("_").replace("_", "-"): value for name, value in attributes.items()}
         return ["".join(pieces) for name, has, pieces in self.elements
                 if name == tag and wanted.items() <= has.items()]
@@ -48,7 +48,7 @@ class Page(HTMLParser):
         return " ".join(self.texts("body"))
 
     def rows(self):
-        """The cells of the table, its head first."""
+        """Returns the cells of the table, the head first."""
         rows = []
         for tag, _, pieces in self.elements:
             if tag == "tr":
@@ -58,15 +58,15 @@ class Page(HTMLParser):
         return rows
 
     def cells(self, kind):
-        """How many days the calendars show so: "h" are holes, "k" drift, "p" additions."""
+        """Returns the number of days that are drawn with this class, for example "h" for gaps."""
         legend = self.source.index("</ul>", self.source.index('<ul class="legend">'))
         paths = re.findall(rf'<path class="(?:c )?{kind}" d="([^"]*)"', self.source[legend:])
         return sum(int(days) for path in paths for days in re.findall(r"h(\d+)", path))
 
     def hints(self):
-        """What the pointer finds over the calendars."""
+        """Returns the tooltips of the calendars."""
         return self.texts("title")[1:]
 
     def markup(self):
-        """The source without the texts that are shown."""
+        """Returns the source without the displayed texts."""
         return re.sub(r">[^<]+<(?!/style)", "><", self.source)

@@ -1,4 +1,4 @@
-"""Pictures, as far as a browser writes them: eight bits a colour, not interlaced."""
+"""PNG pictures as browsers write them: eight bits per colour, not interlaced."""
 
 import collections
 import struct
@@ -13,7 +13,7 @@ class Picture:
         return tuple(self.lines[y][x * self.channels:x * self.channels + 3])
 
     def colours(self):
-        """Each colour and the number of its dots."""
+        """Returns the number of pixels of each colour."""
         step = self.channels
         return collections.Counter(
             pixel for line in self.lines

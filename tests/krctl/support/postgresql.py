@@ -6,7 +6,7 @@ import server
 
 
 class ServedDatabase:
-    """A database of a test's own on the server of its module."""
+    """A database for one test, on the server of its module."""
 
     server = None
     count = 0

@@ -1,22 +1,21 @@
-"""Programs that end with the test, however that ends."""
+"""Programs that end when the test ends, even if it is killed."""
 
 import json
 import subprocess
 import time
 from dataclasses import dataclass
 
-# The kernel kills it with the test.
+# The kernel kills the program when the test ends.
 WITH_TEST = ["setpriv", "--pdeathsig", "KILL"]
 
-# Only what is broken makes a test wait as long: nothing is decided by how long something takes.
+# Only a defect makes a test wait that long. No result depends on a duration.
 DEADLINE_S = 60
 POLL_S = 0.01
 
 
 @dataclass
 class Outcome:
-    """How a program ended. Texts are the bytes that it wrote; those of no encoding are escaped, as
-    os.fsdecode does."""
+    """The end of a program. Texts are its output; invalid bytes are escaped as by os.fsdecode."""
 
     status: int  # below 0: the signal that killed it
     out: str
@@ -27,7 +26,7 @@ class Outcome:
 
 
 def start(command, **options):
-    """The caller ends it: addCleanup(process.end, ...)."""
+    """Starts a program. The caller must end it: addCleanup(process.end, ...)."""
     return subprocess.Popen([*WITH_TEST, *command], stdin=subprocess.DEVNULL, **options)
 
 
@@ -48,7 +47,7 @@ def end(process):
 
 
 def until(condition, otherwise):
-    """Its first value that is true."""
+    """Calls the function until it returns a true value, and returns that."""
     deadline = time.monotonic() + DEADLINE_S
     while not (value := condition()):
         if time.monotonic() > deadline:

@@ -1,4 +1,4 @@
-"""A recorder in a folder, and the shipped programs at work on it."""
+"""A recorder in a folder, on which the shipped programs run."""
 
 import os
 import shutil
@@ -19,13 +19,13 @@ START_TM = 1394590500
 
 
 class Recorder:
-    """Its files lie in `root`; to its programs that is /var/packages/Kestora. Names of files are
-    relative to it, everywhere."""
+    """Its files are in `root`, which its programs see as /var/packages/Kestora. All file names are
+    relative to it."""
 
     bin_dir = media_dir = None  # modules.py sets them
 
     def __init__(self, root, database=()):
-        """`database`: lines of that section of the settings."""
+        """`database`: lines of the section of that name in the settings."""
         self.root = root
         self.sandbox = None
         self.database = list(database)
@@ -37,16 +37,16 @@ class Recorder:
     # Files
 
     def path(self, name):
-        """A file as the test sees it."""
+        """Returns the path of a file for the test."""
         return os.path.join(self.root, name)
 
     @staticmethod
     def inside(name):
-        """The same as the programs see it."""
+        """Returns the path of a file for the programs."""
         return os.path.join(PACKAGE_ROOT, name)
 
     def file(self, name, content=b"", mode=0o640):
-        """Writes it, and the folders above it; its path as the programs see it."""
+        """Writes a file, creates its folders, and returns its path for the programs."""
         os.makedirs(os.path.dirname(self.path(name)), exist_ok=True)
         with open(self.path(name), "wb") as file:
             file.write(content.encode() if isinstance(content, str) else content)
@@ -54,26 +54,26 @@ class Recorder:
         return self.inside(name)
 
     def settings(self, text=""):
-        """Other sections of the settings."""
+        """Writes the settings with these further sections."""
         lines = ["[database]", *self.database] if self.database else []
         self.file("etc/kestora.toml", "\n".join([*lines, text, ""]))
 
     def medium(self, name, medium):
-        """A file that is one of the media of tests/scenarios/runner/media.py."""
+        """Adds a file that is one of the media of tests/scenarios/runner/media.py."""
         os.makedirs(os.path.dirname(self.path(name)), exist_ok=True)
         shutil.copyfile(os.path.join(self.media_dir, medium), self.path(name))
         return name
 
-    # What a recorder holds
+    # Contents of a recorder
 
     def volume(self, name="volume1"):
-        """A disk with an identity."""
+        """Adds a disk with an identity."""
         os.makedirs(self.path(name), exist_ok=True)
         self.do("krctl", "volume", "init", self.inside(name))
         return name
 
     def camera(self, number, name=None, volume="volume1"):
-        """Makes it known. It is bound to the volume if that has an identity by now."""
+        """Adds a camera. It is bound to the volume if that has an identity."""
         storage = f"{volume}/cam{number}"
         os.makedirs(self.path(storage), exist_ok=True)
         self.do("krctl", "camera", "add", "--id", str(number), "--name", name or f"cam{number}",
@@ -81,8 +81,8 @@ class Recorder:
         return storage
 
     def recording(self, storage, start_tm=START_TM, folder=HALF_DAY, medium="h264.mp4"):
-        """A recording without a row; its name, relative to the recorder. Alert recordings lie in
-        "laRec" of the storage folder."""
+        """Adds a recording without a row and returns its name. Alert recordings are in "laRec" of the
+        storage folder."""
         extension = os.path.splitext(medium)[1]
         return self.medium(f"{storage}/{folder}/rec-20140312-101500-{start_tm}{extension}", medium)
 
@@ -92,7 +92,7 @@ class Recorder:
     # Programs
 
     def command(self, program, *arguments):
-        """With a sandbox of its own, in which it may mount what it likes."""
+        """Returns a command that runs the program in a separate sandbox, in which it may mount."""
         return [SANDBOX, self.root, os.path.join(self.bin_dir, program), *arguments]
 
     def run(self, program, *arguments, **options):
@@ -111,7 +111,7 @@ class Recorder:
             self.sandbox.end()
 
     def do(self, program, *arguments):
-        """Runs what can't fail; what it printed."""
+        """Runs a program that must succeed, and returns its output."""
         outcome = self.run(program, *arguments)
         if outcome.status != 0:
             raise AssertionError(f"{program} {arguments} ended with {outcome}")
@@ -121,7 +121,7 @@ class Recorder:
         return self.run("krctl", *arguments, **options)
 
     def reindex(self, *options):
-        """Runs the tool to its end; the lines that it added to the log."""
+        """Runs the tool, and returns the lines that it added to the log."""
         before = len(self.log())
         self.do("krindexer", *options)
         return self.log()[before:]
@@ -134,11 +134,11 @@ class Recorder:
         except FileNotFoundError:
             return []
 
-    # SQLite's databases
+    # SQLite databases
 
     def query(self, database, sql, *values):
-        """Rows of "system.db", "recording.db" or "snapshot.db"; texts are bytes. The connection is
-        another process's: it leaves a database as it found it."""
+        """Returns rows of "system.db", "recording.db" or "snapshot.db"; texts are bytes. The connection
+        is in another process, so that the database files stay as they are."""
         connection = sqlite.connect(self.root, database)
         try:
             return connection.execute(sql, values).fetchall()
@@ -146,7 +146,7 @@ class Recorder:
             connection.close()
 
     def row(self, table, **columns):
-        """Adds a row; its id. Texts may be bytes."""
+        """Adds a row and returns its id. Texts may be bytes."""
         marks = ", ".join("CAST(? AS TEXT)" if isinstance(value, bytes) else "?"
                           for value in columns.values())
         (number,), = self.query(

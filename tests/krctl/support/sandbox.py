@@ -1,4 +1,4 @@
-"""A recorder's sandbox, which one program after the other enters."""
+"""The sandbox of a recorder, which its programs enter one after another."""
 
 import os
 import subprocess
@@ -7,21 +7,21 @@ SANDBOX = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../../scr
 
 
 class Sandbox:
-    """A process keeps its mounts, which take longer to make than most programs to run. It ends with
-    the test, as its standard input does."""
+    """A process keeps the mounts, because making them takes longer than running most programs. It
+    ends when the test ends and closes its standard input."""
 
     def __init__(self, root):
         self.keeper = subprocess.Popen([SANDBOX, root, "cat"], stdin=subprocess.PIPE,
                                        stdout=subprocess.PIPE)
         self.keeper.stdin.write(b"\n")
         self.keeper.stdin.flush()
-        if self.keeper.stdout.readline() != b"\n":  # what came back: all is mounted
+        if self.keeper.stdout.readline() != b"\n":  # printed after mounting
             raise AssertionError("the sandbox can't be made")
         user = [] if self._has_our_users() else ["--user", "--preserve-credentials"]
         self.enter = ["nsenter", f"--target={self.keeper.pid}", *user, "--mount", "--root"]
 
     def entering(self, command, folder):
-        """What starts a command inside, in that working folder."""
+        """Returns the words that start a command inside, in that working folder."""
         return [*self.enter, f"--wdns={folder}", *command]
 
     def end(self):
@@ -30,6 +30,6 @@ class Sandbox:
         self.keeper.stdout.close()
 
     def _has_our_users(self):
-        """Whether the sandbox could be made without a user namespace."""
+        """Returns true if the sandbox was made without a user namespace."""
         ours, its = (os.readlink(f"/proc/{pid}/ns/user") for pid in ("self", self.keeper.pid))
         return ours == its

@@ -1,4 +1,4 @@
-"""Everything that a program can leave behind in a folder."""
+"""The complete state of a folder, to show that a program left it unchanged."""
 
 import hashlib
 import os
@@ -6,13 +6,13 @@ import stat
 
 
 def state_of(root):
-    """What is in a folder, by path: contents, owners, modes, links, attributes, and all times but
-    that of the last look."""
+    """Returns contents, owners, modes, links, attributes and times of a folder by path, without
+    access times."""
     return {path: _state(path) for path in _paths(os.fsencode(root))}
 
 
 def differences(before, after):
-    """What to say where they differ; empty where they don't."""
+    """Returns a text about the differences; empty if there are none."""
     return [f"{os.fsdecode(path)}: {before.get(path)} became {after.get(path)}"
             for path in sorted(before.keys() | after.keys()) if before.get(path) != after.get(path)]
 

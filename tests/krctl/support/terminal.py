@@ -11,7 +11,7 @@ from support import process
 
 
 class Terminal:
-    """What the program writes on it, as bytes, until it ends."""
+    """Runs a program on a terminal and collects its output as bytes."""
 
     def __init__(self, command, columns, environment=None):
         self.master, inside = pty.openpty()
@@ -23,7 +23,7 @@ class Terminal:
         self.shown = b""
 
     def read(self):
-        """What comes next; empty at the end."""
+        """Returns the next bytes; empty at the end."""
         try:
             piece = os.read(self.master, 65536)
         except OSError:  # the last process has closed it
@@ -40,7 +40,7 @@ class Terminal:
         os.write(self.master, keys)
 
     def finish(self):
-        """Its exit status."""
+        """Reads the output to its end and returns the exit status."""
         while self.read():
             pass
         return self.program.wait(process.DEADLINE_S)
@@ -50,8 +50,8 @@ class Terminal:
         os.close(self.master)
 
     def lines(self):
-        """What stood on a line at any time, as the terminal takes carriage returns; without what
-        controls colour and clears."""
+        """Returns every text that was on a line, without control sequences. A carriage return begins a
+        new text."""
         text = self.shown.decode()
         for control in ("\x1b[K", "\x1b[0m", "\x1b[32m", "\x1b[33m", "\x1b[1;31m"):
             text = text.replace(control, "")

@@ -17,7 +17,7 @@ namespace {
 
 constexpr std::size_t kReadAtOnce = 65536;
 
-// A planner at work. However this ends, it ends with it.
+// A running krplan, which is killed by the destructor if it has not ended.
 class Planner {
 public:
     explicit Planner(const std::vector<std::string>& arguments) {
@@ -34,7 +34,7 @@ public:
     ~Planner() {
         m_notes.Reset();
         if (m_id != 0) {
-            kill(m_id, SIGKILL); // it may be stopped, and leaves nothing behind
+            kill(m_id, SIGKILL); // works on a stopped process, too; krplan leaves no files
             recorder::Uninterrupted([&] { return waitpid(m_id, nullptr, 0); });
         }
     }
@@ -43,7 +43,7 @@ public:
     Planner(Planner&&) = delete;
     Planner& operator=(Planner&&) = delete;
 
-    // Appends what came; false at the end.
+    // Appends the next bytes to `text`. Returns false at the end of the output.
     bool Read(std::string& text) const {
         std::array<char, kReadAtOnce> bytes{};
         const ssize_t length = recorder::Uninterrupted(
@@ -82,12 +82,12 @@ plan::Note NoteOf(std::string_view line) {
     return std::move(*note);
 }
 
-// The notes of a plan, and whether it is whole.
+// Parses the notes of a plan and checks that none is missing.
 class Stream {
 public:
     explicit Stream(const std::function<void(const plan::Note&)>& take) : m_take(take) {}
 
-    // Hands over the notes of the complete lines and leaves the rest.
+    // Passes on the notes of complete lines, and leaves an incomplete line in `text`.
     void TakeLines(std::string& text) {
         std::size_t begin = 0;
         for (std::size_t end = text.find('\n'); end != std::string::npos;
@@ -98,18 +98,20 @@ public:
         text.erase(0, begin);
     }
 
-    [[nodiscard]] bool IsWhole(const std::string& rest) const { return m_isWhole && rest.empty(); }
+    [[nodiscard]] bool IsComplete(const std::string& rest) const {
+        return m_isComplete && rest.empty();
+    }
 
 private:
     void Take(const plan::Note& note) {
-        m_isWhole = note.reason == plan::Reason::End && note.number == m_notes;
+        m_isComplete = note.reason == plan::Reason::End && note.number == m_notes;
         ++m_notes;
         m_take(note);
     }
 
     const std::function<void(const plan::Note&)>& m_take;
     long m_notes = 0;
-    bool m_isWhole = false; // the last note is the end, and none before it is missing
+    bool m_isComplete = false; // the last note is End, and no note before it is missing
 };
 
 } // namespace
@@ -122,7 +124,7 @@ int ReadPlan(const JobOptions& jobs, const std::function<void(const plan::Note&)
         stream.TakeLines(text);
     }
     const int status = planner.AwaitEnd();
-    if (status == 0 && !stream.IsWhole(text)) {
+    if (status == 0 && !stream.IsComplete(text)) {
         throw recorder::Error("krplan ended before the plan was complete");
     }
     return status;

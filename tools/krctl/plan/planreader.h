@@ -1,4 +1,4 @@
-// The notes of the planner, as they come.
+// Runs krplan and reads its notes.
 
 #pragma once
 
@@ -7,7 +7,8 @@
 
 #include <functional>
 
-// Starts krplan and hands over each of its notes. Returns its exit status: 0, or where it could
-// make no plan that of krindexer. Throws Error when it can't be started or doesn't come to its end.
+// Starts krplan and passes each note to `take`. Returns the exit status of krplan: 0, or without a
+// plan the status that krindexer would have. Throws Error if krplan can't be started, is killed, or
+// ends before its plan is complete.
 [[nodiscard]] int ReadPlan(const JobOptions& jobs,
                            const std::function<void(const plan::Note&)>& take);

@@ -54,7 +54,7 @@ void PlanSummary::Add(const plan::Note& note) {
         m_runInProgress = note;
         break;
     case Reason::NoPlan:
-        m_whyNone = note.text;
+        m_noPlanReason = note.text;
         break;
     case Reason::End:
         break;

@@ -1,4 +1,4 @@
-// A plan in numbers, by kind and camera.
+// The counts and problems of a plan, by kind and camera.
 
 #pragma once
 
@@ -13,9 +13,9 @@
 struct PlanPart {
     std::string kind;
     int camId = 0;
-    long files = 0;                      // looked at
-    long rows = 0;                       // that there are
-    std::map<plan::Reason, long> counts; // of items
+    long files = 0;                      // examined
+    long rows = 0;                       // existing
+    std::map<plan::Reason, long> counts; // items by reason
 
     [[nodiscard]] long Count(plan::Reason reason) const;
 };
@@ -25,22 +25,22 @@ public:
     void Add(const plan::Note& note);
 
     [[nodiscard]] const CameraNames& Cameras() const { return m_cameras; }
-    // In the order of the run.
+    // The parts in the order of the run.
     [[nodiscard]] const std::vector<PlanPart>& Parts() const { return m_parts; }
     [[nodiscard]] PlanPart Total() const;
-    // Warnings, refusals and failures; of those that say the same of a camera the first.
+    // Warnings, refusals and failures, without repetitions for a camera.
     [[nodiscard]] const std::vector<plan::Note>& Problems() const { return m_problems; }
-    // The note of a run in progress: the number of its process, 0 where it isn't known; or the text
-    // that says why it could not be told whether there is one. Nothing: there is none.
+    // Empty if no run is in progress. The note has the process id, 0 if it is unknown, or a text:
+    // the reason why it could not be determined whether a run is in progress.
     [[nodiscard]] const std::optional<plan::Note>& RunInProgress() const { return m_runInProgress; }
-    // Why there is no plan; empty when there is one.
-    [[nodiscard]] const std::string& WhyNone() const { return m_whyNone; }
+    // The reason why there is no plan; empty if there is one.
+    [[nodiscard]] const std::string& NoPlanReason() const { return m_noPlanReason; }
 
-    // Whether all that was asked for could be planned.
+    // Returns true if all requested work could be planned.
     [[nodiscard]] bool IsComplete() const;
-    // Whether krindexer would change something, as far as that could be planned.
+    // Returns true if a run would change something, according to the planned part.
     [[nodiscard]] bool HasChanges() const;
-    // What it would change, in one sentence.
+    // The changes in one sentence.
     [[nodiscard]] std::string Sentence() const;
 
 private:
@@ -49,8 +49,8 @@ private:
 
     CameraNames m_cameras;
     std::vector<PlanPart> m_parts;
-    std::map<std::pair<std::string, int>, std::size_t> m_places; // in m_parts
+    std::map<std::pair<std::string, int>, std::size_t> m_places; // indexes of m_parts
     std::vector<plan::Note> m_problems;
     std::optional<plan::Note> m_runInProgress;
-    std::string m_whyNone;
+    std::string m_noPlanReason;
 };

@@ -1,4 +1,4 @@
-// A plan, as krctl shows it.
+// The presentation of a plan.
 
 #pragma once
 
@@ -8,15 +8,16 @@
 
 #include <string>
 
-// Prints a table of the parts, what stands out, and what krindexer would do in one sentence.
+// Prints a table of the parts, rare reasons, problems, and a summary in one sentence.
 void PrintPlan(const PlanSummary& plan);
 
-// "camera 3 Front: ...", "snapshots: ...".
+// "camera 3 Front: REASON", "snapshots: REASON".
 [[nodiscard]] std::string ProblemText(const PlanSummary& plan, const plan::Note& problem);
 
-// "row-without-file", kind, camera and path, separated by tabs; control characters are escaped.
+// The line of `krctl plan --list`: reason, kind, camera and path, separated by tabs. Control
+// characters are escaped.
 [[nodiscard]] std::string ListLine(const plan::Note& item);
 
-// As docs/json/plan.schema.json says; the items are no part of the first.
+// In the form of docs/json/plan.schema.json: the plan without its items, and one item.
 [[nodiscard]] Json JsonOf(const PlanSummary& plan);
 [[nodiscard]] Json JsonOfItem(const plan::Note& item);

@@ -156,7 +156,7 @@ Report PlanReport(const JobOptions& jobs) {
         drift.Add(note);
     });
     if (status != 0) {
-        FailForNoPlan(status, plan.WhyNone());
+        FailForNoPlan(status, plan.NoPlanReason());
     }
     Report report;
     report.subject = "Plan";

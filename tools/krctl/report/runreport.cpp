@@ -104,7 +104,7 @@ ReportRow RowOf(const std::string& kind, const std::string& camera, const record
 void AddTable(const RunView& run, const CameraNames& names, Report& report) {
     report.columns = {"Files", "Rows before", "Added", "Removed", "Failures"};
     for (const recorder::RunPart& part : run.parts) {
-        if (IsWorthALine(part)) {
+        if (IsShown(part)) {
             report.rows.push_back(
                 RowOf(Capitalised(KindText(part.kind)), CameraOf(names, part), part));
         }

@@ -4,16 +4,20 @@
 #include "tools/common/terminal.h"
 
 #include <algorithm>
+#include <climits>
+#include <cstdio>
 #include <vector>
+
+#include <unistd.h>
 
 namespace {
 
 constexpr double kPercent = 100.0;
-// Before that much is done the time left would be a guess.
+// An earlier estimate of the remaining time would be a guess.
 constexpr double kMinFraction = 0.02;
 constexpr double kMinTimeS = 2.0;
 
-// What the part that goes on counts for in the progress of the run.
+// The share of the current part in the progress of the run.
 double ShareOfPart(const recorder::LiveRun& live, const RunShares& shares) {
     if (live.kind.empty() || shares.jobs == 0 || (live.kind == "event" && live.camId == 0)) {
         return 0.0;
@@ -23,7 +27,7 @@ double ShareOfPart(const recorder::LiveRun& live, const RunShares& shares) {
 
 std::string StageText(const recorder::LiveRun& live, const CameraNames& names) {
     if (live.kind.empty() && live.camId == 0) {
-        return live.run == 0 ? "begins" : "ends";
+        return live.run == 0 ? "starting" : "finishing";
     }
     return PartText(live.kind, live.camId == 0 ? "" : CameraText(names, live.camId));
 }
@@ -41,7 +45,7 @@ std::string Rate(const LiveView& view) {
                : recorder::Format("%.0f/s", static_cast<double>(view.live.files) / view.elapsedS);
 }
 
-// The texts that aren't empty, two spaces between them.
+// Joins the texts that are not empty, with two spaces between them.
 std::string Joined(const std::vector<std::string>& texts) {
     std::string line;
     for (const std::string& text : texts) {
@@ -50,6 +54,13 @@ std::string Joined(const std::vector<std::string>& texts) {
         }
     }
     return line;
+}
+
+// Moves to the beginning of the line and clears it.
+constexpr const char* kClearLine = "\r\x1b[K";
+
+std::string PartOf(const recorder::LiveRun& live) {
+    return live.kind + " " + std::to_string(live.camId);
 }
 
 } // namespace
@@ -94,4 +105,31 @@ std::string LiveLine(const LiveView& view, const CameraNames& names, std::size_t
     constexpr std::size_t kMinPart = 8;
     return used + kMinPart <= columns ? Joined({Shortened(part, columns - used), numbers})
                                       : Shortened(Joined({files, percent, left}), columns);
+}
+
+ProgressDisplay::ProgressDisplay(bool isWanted)
+    : m_isWanted(isWanted), m_isTerminal(IsTerminal(STDOUT_FILENO)),
+      m_names(isWanted ? ReadCameraNames() : CameraNames()) {}
+
+void ProgressDisplay::Show(const LiveView& view) {
+    if (!m_isWanted) {
+        return;
+    }
+    if (m_isTerminal) {
+        const auto columns = static_cast<std::size_t>(TerminalColumns(STDOUT_FILENO) - 1);
+        std::printf("%s%s", kClearLine, LiveLine(view, m_names, columns).c_str());
+    } else if (view.live.kind.empty()) {
+        return; // a camera is being loaded; the kind is not known yet
+    } else if (const std::string part = PartOf(view.live); part != m_part) {
+        m_part = part;
+        std::puts(LiveLine(view, m_names, INT_MAX).c_str());
+    }
+    std::fflush(stdout);
+}
+
+void ProgressDisplay::End() {
+    if (m_isWanted && m_isTerminal) {
+        std::fputs(kClearLine, stdout);
+        std::fflush(stdout);
+    }
 }

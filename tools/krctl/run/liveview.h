@@ -1,4 +1,4 @@
-// A run that goes on, as krctl shows it.
+// The presentation of a run in progress.
 
 #pragma once
 
@@ -11,19 +11,19 @@
 #include <optional>
 #include <string>
 
-// How many parts the progress of a run is made of.
+// The numbers that the progress of a run is divided by.
 struct RunShares {
     int jobs = 0;    // of the run
-    int cameras = 0; // that its recording jobs work for
+    int cameras = 0; // of its jobs for recordings and alert recordings
 };
 
-// Those of a run that krctl starts on a recorder with these cameras.
+// The shares of a run that krctl starts on a recorder with these cameras.
 [[nodiscard]] RunShares SharesOf(const JobOptions& jobs,
                                  const std::vector<recorder::CameraRow>& cameras);
 
-// The share of the run that is done, 0.0 to 1.0: what the task store says, and of the part that
-// goes on the share of its rows that have been looked for. Only a part with more files than rows
-// before is further than it seems. Without shares it is what the task store says.
+// The fraction of the run that is done, 0.0 to 1.0: the progress in the task store, plus the
+// current part's share of it, by the number of its files seen relative to its rows. Without shares,
+// the progress in the task store alone.
 [[nodiscard]] double FractionOf(const recorder::LiveRun& live,
                                 const std::optional<RunShares>& shares);
 
@@ -34,7 +34,26 @@ struct LiveView {
     double elapsedS = 0.0;
 };
 
-// "recordings of camera 3 Front  12345 files  +2 -1  4100/s  45%  0:32 left", as much of it as
-// `columns` characters hold; what matters least goes first. Time left is told once it can be.
+// "recordings of camera 3 Front  12345 files  +2 -1  4100/s  45%  0:32 left". If that is wider than
+// `columns` characters, the least important texts are omitted. The remaining time is shown only
+// once it can be estimated.
 [[nodiscard]] std::string LiveLine(const LiveView& view, const CameraNames& names,
                                    std::size_t columns);
+
+// Shows the progress of a run: one line that changes on a terminal, a line for each part elsewhere.
+class ProgressDisplay {
+public:
+    // Without `isWanted`, nothing is shown.
+    explicit ProgressDisplay(bool isWanted);
+
+    void Show(const LiveView& view);
+
+    // Clears the line on a terminal.
+    void End();
+
+private:
+    bool m_isWanted;
+    bool m_isTerminal;
+    CameraNames m_names;
+    std::string m_part; // shown last
+};

@@ -36,7 +36,7 @@ Table TableOf(const RunView& run, const CameraNames& names) {
                  {"failures", true},
                  {"time", true}});
     for (const recorder::RunPart& part : run.parts) {
-        if (IsWorthALine(part)) {
+        if (IsShown(part)) {
             table.AddRow(Cells(KindText(part.kind), CameraOf(names, part), part));
         }
     }
@@ -55,7 +55,7 @@ void PrintRefusals(const RunView& run, const CameraNames& names) {
     }
 }
 
-std::string AboutLog(const recorder::RunRecord& record) {
+std::string LogHint(const recorder::RunRecord& record) {
     return record.unlogged == 0
                ? "see the log"
                : "the log could not be written, " + Counted(record.unlogged, "line") + " missing";
@@ -69,7 +69,7 @@ void PrintOutcome(const recorder::RunRecord& record) {
         break;
     case RunOutcome::Failures:
         std::printf("%s%s; %s: %s\n", run.c_str(), Coloured("1;31", OutcomeText(record)).c_str(),
-                    AboutLog(record).c_str(), recorder::kLogFile);
+                    LogHint(record).c_str(), recorder::kLogFile);
         break;
     case RunOutcome::Unfinished:
         std::printf("%s%s\n", run.c_str(), Coloured("33", OutcomeText(record)).c_str());
@@ -157,7 +157,7 @@ std::string OutcomeText(const recorder::RunRecord& record) {
     return text;
 }
 
-bool IsWorthALine(const recorder::RunPart& part) {
+bool IsShown(const recorder::RunPart& part) {
     return part.kind != "event" || part.camId != 0 ||
            part.added + part.removed + part.failures + part.refusals > 0;
 }

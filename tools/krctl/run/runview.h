@@ -1,4 +1,4 @@
-// A run on record, as krctl shows it.
+// The presentation of a recorded run.
 
 #pragma once
 
@@ -14,39 +14,38 @@ struct RunView {
     std::vector<recorder::RunPart> parts;
 };
 
-// Throws Error.
+// Reads the parts of the run. Throws Error if the database can't be read.
 [[nodiscard]] RunView ViewOf(const recorder::RunRecord& record);
 
-// Adds the numbers of a part to a sum.
+// Adds the counts of a part to a sum.
 void AddUp(recorder::RunPart& sum, const recorder::RunPart& part);
 
-// How it ended.
 enum class RunOutcome {
-    Complete,   // it went to its end, nothing failed, nothing was refused
-    Failures,   // it went to its end, but something failed or was refused
-    Unfinished, // it is in progress, was stopped or was killed
+    Complete,   // finished without failures and refusals
+    Failures,   // finished with failures or refusals
+    Unfinished, // in progress, stopped or killed
 };
 [[nodiscard]] RunOutcome OutcomeOf(const recorder::RunRecord& record);
 
-// "complete", or "nothing to add or remove" where it did neither; "3 failures, 1 refusal", "not
-// ended". No more is claimed: of files with rows a run compares the names, and what an earlier run
-// could not read it doesn't read again.
+// "complete", or "nothing to add or remove" for a complete run without changes; "3 failures, 1
+// refusal"; "unfinished". The text claims no more, because a run compares only the names of files
+// that have rows, and doesn't read recordings again that an earlier run could not read.
 [[nodiscard]] std::string OutcomeText(const recorder::RunRecord& record);
 
-// The part of cameras that are gone isn't, as there nearly always is nothing to tell of it.
-[[nodiscard]] bool IsWorthALine(const recorder::RunPart& part);
+// False for the part of deleted cameras if nothing happened in it, which is the usual case.
+[[nodiscard]] bool IsShown(const recorder::RunPart& part);
 
-// "3 Front", "-" for no camera, "gone".
+// "3 Front"; "-" for a kind without cameras; "gone" for deleted cameras.
 [[nodiscard]] std::string CameraOf(const CameraNames& names, const recorder::RunPart& part);
 
 [[nodiscard]] recorder::RunPart TotalOf(const std::vector<recorder::RunPart>& parts);
 
-// "camera 3 Front: ...", each once: a missing volume is refused once for recordings and once for
-// alert recordings.
+// The refusals as "camera 3 Front: REASON", without repetitions: a missing volume causes one for
+// recordings and one for alert recordings.
 [[nodiscard]] std::vector<std::string> RefusalsOf(const RunView& run, const CameraNames& names);
 
-// Prints a table of the parts, what was refused, and the outcome in one line.
+// Prints a table of the parts, the refusals, and the outcome in one line.
 void PrintRun(const RunView& run);
 
-// As docs/json/run.schema.json says.
+// In the form of docs/json/run.schema.json.
 [[nodiscard]] Json JsonOf(const RunView& run);
