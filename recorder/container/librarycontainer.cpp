@@ -100,7 +100,7 @@ public:
         try {
             return Exchange(source, kind);
         } catch (...) {
-            // It may wait for bytes, and would treat the next question as these.
+            // krcontainers may wait for bytes, and would read the next question as them.
             m_process.Kill();
             throw;
         }
