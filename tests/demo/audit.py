@@ -30,7 +30,7 @@ CHANGING_TABLES = ("task", "outbox", "run", "run_part", "ledger_age")
 SECONDS_PER_DAY = 86400
 # The kinds' keys in krctl's JSON, by table.
 KEYS = {"event": "recordings", "alert_event": "alert-recordings", "snapshot": "snapshots",
-        "emap": "emaps"}
+        "emap": "e-maps"}
 
 
 class Kind:

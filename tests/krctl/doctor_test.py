@@ -82,7 +82,7 @@ class Doctor(DoctorTest):
                   if subject not in ("space", "user")}
         self.assertEqual(states, {subject: {"ok"} for subject in (
             "settings", "log", "database", "modes", "modules", "camera", "volume", "snapshots",
-            "emaps", "run", "outbox", "broker")})
+            "e-maps", "run", "outbox", "broker")})
         self.assertEqual({remedy for found in checks.values() for state, _, remedy in found
                           if state == "ok"}, {None})
 
@@ -620,7 +620,7 @@ class MediaFolders(DoctorTest):
         self.assertEqual(checks["snapshots"], [(
             "problem", f"{PACKAGE_ROOT}/var/snapshot does not exist: a run with -s would remove its 2 "
             "rows", remedy)])
-        self.assertEqual(checks["emaps"], [(
+        self.assertEqual(checks["e-maps"], [(
             "problem", f"can't open folder {PACKAGE_ROOT}/target/@KREmap: Permission denied: a run "
             "with -e would remove its 1 row", remedy)])
 

@@ -319,7 +319,7 @@ class OtherRun(LedgerTest):
     def test_is_listed_as_another_run(self):
         record, other = self.listed()
         self.assertNotEqual(record["identity"], other["identity"])
-        self.assertEqual([change["kind"] for change in record["changes"]], ["snapshots", "emaps"])
+        self.assertEqual([change["kind"] for change in record["changes"]], ["snapshots", "e-maps"])
         self.assertEqual((other["start"], other["changes"]),
                          (None, [{"kind": "recordings", "added": 0, "removed": 1, "undoable": 1}]))
         self.assertIn("another run, record lost, " + other["identity"], self.krctl("runs").out)

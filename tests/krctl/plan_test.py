@@ -25,7 +25,7 @@ COUNTS = ("row_without_file", "file_without_row", "badly_named", "changed_after_
           "thumbnail_missing", "folder_empty", "row_renewed", "damaged")
 # The kinds' keys, by table.
 KEYS = {"event": "recordings", "alert_event": "alert-recordings", "snapshot": "snapshots",
-        "emap": "emaps"}
+        "emap": "e-maps"}
 
 
 def is_full(pipe):
@@ -114,7 +114,7 @@ class Reasons(PlanTest):
         row = self.recorder.row("emap", filename="gone.png")
 
         self.assertEqual(self.found("-e"), [
-            ("row-without-file", "emaps", None, "target/@KREmap/gone.png", row)])
+            ("row-without-file", "e-maps", None, "target/@KREmap/gone.png", row)])
 
     def test_a_snapshot_row_without_a_picture(self):
         row = self.recorder.row("snapshot", filename="gone.jpg")
@@ -233,11 +233,11 @@ class Output(PlanTest):
         def parts(*options):
             return [(part["kind"], part["camera"]) for part in self.plan(*options)["parts"]]
 
-        self.assertEqual(parts("-e"), [("emaps", None)])
+        self.assertEqual(parts("-e"), [("e-maps", None)])
         self.assertEqual(parts("-s"), [("snapshots", None)])
         self.assertEqual(parts("-r", "1"), [("recordings", 1), ("recordings", 8)])
         self.assertEqual(parts("-a", "-1"), [("alert-recordings", 1)])
-        self.assertEqual(parts("-e", "-a", "1"), [("emaps", None), ("alert-recordings", 1)])
+        self.assertEqual(parts("-e", "-a", "1"), [("e-maps", None), ("alert-recordings", 1)])
 
     def test_two_cameras_are_refused(self):
         outcome = self.krctl("plan", "-r", "1", "-a", "2", status=1)

@@ -201,7 +201,7 @@ class Runs(RunTest):
         self.recorder.row("snapshot", filename="gone")
         self.recorder.row("emap", filename="gone")
         self.krctl("run")
-        keys = ["recordings", "alert-recordings", "snapshots", "emaps"]
+        keys = ["recordings", "alert-recordings", "snapshots", "e-maps"]
         names = ["recordings", "alert recordings", "snapshots", "e-maps"]
         run, = self.krctl("runs", "--json").json()["runs"]
         self.assertEqual([change["kind"] for change in run["changes"]], keys)

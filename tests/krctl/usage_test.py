@@ -24,7 +24,7 @@ class Usage(KrctlTest):
                 (["camera", "remove", "--id", "2147483648"], "--id: expected an integer from 1 to"),
                 (["camera", "remove", "--id", "seven"], 'not "seven"'),
                 (["camera", "adopt"], "DIR is required"),
-                (["undo", "1", "--kind", "event"], "--kind: expected one of recordings, alert-recordings, snapshots, emaps, not "),
+                (["undo", "1", "--kind", "event"], "--kind: expected one of recordings, alert-recordings, snapshots, e-maps, not "),
                 (["undo", "1", "--kind", "alert_event"], 'not "alert_event"'),
                 (["undo", "1", "--kind", "snapshot"], 'not "snapshot"'),
                 (["undo", "1", "--kind", "emap"], 'not "emap"'),
@@ -57,7 +57,7 @@ Options:
   --identity IDENTITY  the run's identity, if several runs have this number
   --camera CAMERA      only rows of this camera
   --kind KIND          only rows of this kind: recordings, alert-recordings,
-                       snapshots, emaps
+                       snapshots, e-maps
   --json               print JSON
 """)
 

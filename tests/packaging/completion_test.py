@@ -74,7 +74,7 @@ class CompletionTest(KrctlTest):
 
     def test_kinds_are_offered(self):
         self.assertEqual(self.offered("krctl", "undo", "1", "--kind", ""),
-                         ["alert-recordings", "emaps", "recordings", "snapshots"])
+                         ["alert-recordings", "e-maps", "recordings", "snapshots"])
 
     def test_options_of_krindexer_are_offered(self):
         self.assertEqual(self.offered("krindexer", ""), ["-a", "-e", "-h", "-n", "-r", "-s"])

@@ -26,7 +26,7 @@ TEST(KindKey, IsForOptionsAndJsonAndKindTextIsForPeople) {
     EXPECT_EQ(KindText("alert_event"), "alert recordings");
     EXPECT_EQ(KindKey("snapshot"), "snapshots");
     EXPECT_EQ(KindText("snapshot"), "snapshots");
-    EXPECT_EQ(KindKey("emap"), "emaps");
+    EXPECT_EQ(KindKey("emap"), "e-maps");
     EXPECT_EQ(KindText("emap"), "e-maps");
 }
 

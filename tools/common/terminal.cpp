@@ -19,6 +19,18 @@ bool IsContinuation(char c) {
     return (static_cast<unsigned char>(c) & 0xc0U) == 0x80U;
 }
 
+const char* CodeOf(Colour colour) {
+    switch (colour) {
+    case Colour::Green:
+        return "32";
+    case Colour::Yellow:
+        return "33";
+    case Colour::Red:
+        return "1;31";
+    }
+    return "0";
+}
+
 } // namespace
 
 bool IsTerminal(int fd) {
@@ -31,9 +43,12 @@ int TerminalColumns(int fd) {
     return known ? size.ws_col : kDefaultColumns;
 }
 
-bool UsesColour(int fd) {
+std::string Coloured(Colour colour, const std::string& text) {
     const char* const noColour = std::getenv("NO_COLOR");
-    return IsTerminal(fd) && (noColour == nullptr || *noColour == '\0');
+    if (!IsTerminal(STDOUT_FILENO) || (noColour != nullptr && *noColour != '\0')) {
+        return text;
+    }
+    return "\x1b[" + std::string(CodeOf(colour)) + "m" + text + "\x1b[0m";
 }
 
 std::string Printable(std::string_view text) {

@@ -11,8 +11,10 @@
 // Returns the terminal's width in characters; 80 if it is unknown.
 [[nodiscard]] int TerminalColumns(int fd);
 
-// Returns true for a terminal, unless NO_COLOR is set and not empty.
-[[nodiscard]] bool UsesColour(int fd);
+// Returns the text in a colour if standard output is a terminal, unless NO_COLOR is set and not
+// empty.
+enum class Colour { Green, Yellow, Red };
+[[nodiscard]] std::string Coloured(Colour colour, const std::string& text);
 
 // Returns the text with its control characters escaped (\t, \n, \x1b): otherwise a file's name
 // could move the cursor or look like a separate line. Other bytes stay unchanged.

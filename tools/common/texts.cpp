@@ -45,12 +45,18 @@ std::string DurationText(double seconds) {
                : recorder::Format("%ld:%02ld:%02ld", whole / kSecondsPerHour, minutes, rest);
 }
 
+std::string MediaKind::Key() const {
+    std::string key = name;
+    std::replace(key.begin(), key.end(), ' ', '-');
+    return key;
+}
+
 const std::array<MediaKind, 4>& MediaKinds() {
     static const std::array kinds{
-        MediaKind{gszTableEvent, "recordings", "recordings"},
-        MediaKind{gszTableAlertEvent, "alert-recordings", "alert recordings"},
-        MediaKind{gszTableSnapshot, "snapshots", "snapshots"},
-        MediaKind{gszTableEmap, "emaps", "e-maps"},
+        MediaKind{gszTableEvent, "recordings"},
+        MediaKind{gszTableAlertEvent, "alert recordings"},
+        MediaKind{gszTableSnapshot, "snapshots"},
+        MediaKind{gszTableEmap, "e-maps"},
     };
     return kinds;
 }
@@ -62,7 +68,7 @@ std::string KindText(const std::string& table) {
 
 std::string KindKey(const std::string& table) {
     const MediaKind* const kind = KindOf(table);
-    return kind == nullptr ? "" : kind->key;
+    return kind == nullptr ? "" : kind->Key();
 }
 
 std::string Counted(long number, const std::string& noun) {

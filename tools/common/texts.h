@@ -15,8 +15,9 @@
 // A kind of media. Elsewhere in the code a kind is the name of its table.
 struct MediaKind {
     const char* table;
-    const char* key;  // in options, JSON and metrics
     const char* name; // in texts
+
+    [[nodiscard]] std::string Key() const; // in options, JSON and metrics
 };
 [[nodiscard]] const std::array<MediaKind, 4>& MediaKinds();
 
@@ -24,7 +25,7 @@ struct MediaKind {
 // empty because the kind is unknown.
 [[nodiscard]] std::string KindText(const std::string& table);
 
-// The kind's key: "recordings", "alert-recordings", "snapshots", "emaps"; empty if `table` is.
+// The kind's key: its name with "-" instead of a blank; empty if `table` is empty.
 [[nodiscard]] std::string KindKey(const std::string& table);
 
 // "1 row", "2314 rows".

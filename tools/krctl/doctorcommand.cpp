@@ -1,5 +1,6 @@
 #include "tools/krctl/commands.h"
 
+#include "recorder/support/format.h"
 #include "tools/common/json.h"
 #include "tools/common/terminal.h"
 #include "tools/common/texts.h"
@@ -12,8 +13,6 @@
 #include <string>
 
 #include <CLI/CLI.hpp>
-
-#include <unistd.h>
 
 namespace {
 
@@ -65,33 +64,23 @@ const char* NameOf(Health health) {
     return "unknown";
 }
 
-const char* ColourOf(Health health) {
+Colour ColourOf(Health health) {
     switch (health) {
     case Health::Ok:
-        return "\033[32m";
+        return Colour::Green;
     case Health::Warning:
-        return "\033[33m";
+        return Colour::Yellow;
     case Health::Problem:
-        return "\033[31m";
+        break;
     }
-    return "";
-}
-
-// Returns the kind's name if the subject is a kind's key, otherwise the subject.
-std::string SubjectText(const std::string& subject) {
-    for (const MediaKind& kind : MediaKinds()) {
-        if (kind.key == subject) {
-            return kind.name;
-        }
-    }
-    return subject;
+    return Colour::Red;
 }
 
 void PrintLine(const Check& check) {
-    const bool coloured = UsesColour(STDOUT_FILENO);
-    std::printf("%s%-7s%s  %-9s  %s", coloured ? ColourOf(check.health) : "", NameOf(check.health),
-                coloured ? "\033[0m" : "", SubjectText(check.subject).c_str(),
-                Printable(check.message).c_str());
+    constexpr int kStateWidth = 7;
+    const std::string state = recorder::Format("%-*s", kStateWidth, NameOf(check.health));
+    std::printf("%s  %-9s  %s", Coloured(ColourOf(check.health), state).c_str(),
+                check.subject.c_str(), Printable(check.message).c_str());
     if (!check.remedy.empty()) {
         std::printf(". Remedy: %s", Printable(check.remedy).c_str());
     }

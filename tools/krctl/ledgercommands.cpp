@@ -207,12 +207,12 @@ void Undo(const recorder::UndoSelection& selection, bool asJson) {
 void AddKindOption(CLI::App& undo, recorder::UndoSelection& selection) {
     std::string keys;
     for (const MediaKind& kind : MediaKinds()) {
-        keys += std::string(keys.empty() ? "" : ", ") + kind.key;
+        keys += std::string(keys.empty() ? "" : ", ") + kind.Key();
     }
     const CLI::Validator toTable(
         [keys](std::string& key) {
             for (const MediaKind& kind : MediaKinds()) {
-                if (kind.key == key) {
+                if (kind.Key() == key) {
                     key = kind.table;
                     return std::string();
                 }

@@ -53,5 +53,5 @@ Check CheckFolder(const MediaFolder& folder) {
 Checks CheckMediaFolders() {
     return {CheckFolder({"snapshots", KRDB::DB_SNAPSHOT, recorder::GetSettings().snapshot.folder,
                          gszTableSnapshot, "-s"}),
-            CheckFolder({"emaps", KRDB::DB_SYSTEM, recorder::kEmapDir, gszTableEmap, "-e"})};
+            CheckFolder({"e-maps", KRDB::DB_SYSTEM, recorder::kEmapDir, gszTableEmap, "-e"})};
 }

@@ -8,8 +8,6 @@
 #include <array>
 #include <cstdio>
 
-#include <unistd.h>
-
 using plan::Reason;
 
 namespace {
@@ -35,11 +33,6 @@ constexpr std::array kRemarks{
     Column{Reason::RowRenewed, "to be rewritten, because two files have its name"},
     Column{Reason::Damaged, "without a length, because the recording can't be read"},
 };
-
-std::string Coloured(const char* colour, const std::string& text) {
-    return UsesColour(STDOUT_FILENO) ? "\x1b[" + std::string(colour) + "m" + text + "\x1b[0m"
-                                     : text;
-}
 
 std::vector<std::string> Cells(std::string camera, std::string kind, const PlanPart& part) {
     std::vector<std::string> cells{std::move(camera), std::move(kind), std::to_string(part.files),
@@ -67,13 +60,13 @@ void PrintProblem(const PlanSummary& plan, const plan::Note& problem) {
     const std::string text = Printable(ProblemText(plan, problem));
     switch (problem.reason) {
     case Reason::Refusal:
-        std::printf("%s\n", Coloured("1;31", "REFUSED: " + text).c_str());
+        std::printf("%s\n", Coloured(Colour::Red, "REFUSED: " + text).c_str());
         break;
     case Reason::Failure:
-        std::printf("%s\n", Coloured("1;31", "FAILED: " + text).c_str());
+        std::printf("%s\n", Coloured(Colour::Red, "FAILED: " + text).c_str());
         break;
     default:
-        std::printf("%s\n", Coloured("33", "warning: " + text).c_str());
+        std::printf("%s\n", Coloured(Colour::Yellow, "warning: " + text).c_str());
         break;
     }
 }
@@ -101,7 +94,7 @@ void PrintProblems(const PlanSummary& plan) {
 void PrintRunInProgress(const PlanSummary& plan) {
     const std::optional<plan::Note>& run = plan.RunInProgress();
     if (run && !run->text.empty()) {
-        std::printf("%s\n", Coloured("33", Printable(run->text)).c_str());
+        std::printf("%s\n", Coloured(Colour::Yellow, Printable(run->text)).c_str());
     } else if (run) {
         const std::string process =
             run->number == 0 ? "" : ", process " + std::to_string(run->number);
@@ -172,8 +165,8 @@ void PrintPlan(const PlanSummary& plan) {
     PrintProblems(plan);
     PrintRunInProgress(plan);
     const bool hasNothingToDo = plan.IsComplete() && !plan.HasChanges();
-    std::printf("%s\n",
-                hasNothingToDo ? Coloured("32", plan.Sentence()).c_str() : plan.Sentence().c_str());
+    std::printf("%s\n", hasNothingToDo ? Coloured(Colour::Green, plan.Sentence()).c_str()
+                                       : plan.Sentence().c_str());
 }
 
 std::string ProblemText(const PlanSummary& plan, const plan::Note& problem) {

@@ -8,8 +8,6 @@
 #include <algorithm>
 #include <cstdio>
 
-#include <unistd.h>
-
 namespace {
 
 constexpr double kMsPerSecond = 1000.0;
@@ -44,14 +42,9 @@ Table TableOf(const RunView& run, const CameraNames& names) {
     return table;
 }
 
-std::string Coloured(const char* colour, const std::string& text) {
-    return UsesColour(STDOUT_FILENO) ? "\x1b[" + std::string(colour) + "m" + text + "\x1b[0m"
-                                     : text;
-}
-
 void PrintRefusals(const RunView& run, const CameraNames& names) {
     for (const std::string& refusal : RefusalsOf(run, names)) {
-        std::printf("%s\n", Coloured("1;31", Printable("REFUSED: " + refusal)).c_str());
+        std::printf("%s\n", Coloured(Colour::Red, Printable("REFUSED: " + refusal)).c_str());
     }
 }
 
@@ -65,14 +58,15 @@ void PrintOutcome(const recorder::RunRecord& record) {
     const std::string run = "run " + std::to_string(record.id) + ": ";
     switch (OutcomeOf(record)) {
     case RunOutcome::Complete:
-        std::printf("%s%s\n", run.c_str(), Coloured("32", OutcomeText(record)).c_str());
+        std::printf("%s%s\n", run.c_str(), Coloured(Colour::Green, OutcomeText(record)).c_str());
         break;
     case RunOutcome::Failures:
-        std::printf("%s%s; %s: %s\n", run.c_str(), Coloured("1;31", OutcomeText(record)).c_str(),
-                    LogHint(record).c_str(), recorder::kLogFile);
+        std::printf("%s%s; %s: %s\n", run.c_str(),
+                    Coloured(Colour::Red, OutcomeText(record)).c_str(), LogHint(record).c_str(),
+                    recorder::kLogFile);
         break;
     case RunOutcome::Unfinished:
-        std::printf("%s%s\n", run.c_str(), Coloured("33", OutcomeText(record)).c_str());
+        std::printf("%s%s\n", run.c_str(), Coloured(Colour::Yellow, OutcomeText(record)).c_str());
         break;
     }
 }
