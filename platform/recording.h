@@ -5,10 +5,10 @@
 //
 //   .*[0-9]{8}-[0-9]{6}-[0-9]{10}((|-LOCK)\.(mp4|avi|mxg))$
 //
-// as in Front-20140312-101500-1394590500.mp4: anything; date and time of day, in the recording
-// service's time zone; the start time in seconds since the epoch, ten digits; "-LOCK" where the
+// as in Front-20140312-101500-1394590500.mp4: any text; date and time of day, in the recording
+// service's time zone; the start time in seconds since the epoch, ten digits; "-LOCK" if the
 // recording is locked against rotation; the extension, in lower case. The tool applies the pattern
-// before it calls GetEvtRecInfo. Alert recordings are named alike.
+// before it calls GetEvtRecInfo. Alert recordings have the same names.
 //
 // Threads, processes and exceptions: platform/taskstatus.h.
 
@@ -23,7 +23,7 @@
 
 namespace Reidx {
 
-// The properties of one media file, as far as they are known; a number that isn't known is 0.
+// The known properties of one media file; an unknown number is 0.
 struct RecInfo {
     uint64_t size = 0;     // bytes, from the file's status
     int64_t startTm = 0;   // seconds since the epoch
@@ -38,26 +38,26 @@ struct RecInfo {
                            // "laRec"; of a snapshot the file name alone
 };
 
-// Reads the properties of the recording at `fullPath` (absolute) into `info`, which the caller
-// hands over empty. `alert` is true for an alert recording and is stored in `info`.
+// Reads the properties of the recording at `fullPath` (absolute) into `info`, which must be empty.
+// `alert` is true for an alert recording and is stored in `info`.
 //
-// The path and the start time (the ten digits before the extension, or before "-LOCK" where the
-// name has that) are filled first, from the file's name, then the size, from its status; then the
-// container is opened, by the demuxer for the extension, for duration, codecs and picture
-// size. Nothing is decoded and no other file is opened.
+// The path and the start time (the ten digits before the extension, or before "-LOCK") are filled
+// first, from the file's name, then the size, from the file's status. Then the container is opened,
+// with the demuxer for the extension, to read the duration, the codecs and the picture size.
+// Nothing is decoded, and no other file is opened.
 //
-// Returns 0 when everything was read. Otherwise the log names the file and the reason, the fields
-// that were read stay, and the end time equals the start time.
+// Returns 0 if everything was read. Otherwise the log names the file and the reason, the fields
+// that were read keep their values, and the end time equals the start time.
 [[nodiscard]] int GetEvtRecInfo(RecInfo& info, const std::string& fullPath, bool alert);
 
 } // namespace Reidx
 
-// The text that an audio codec number stands for in a row: 1 "AAC", 2 "PCM", 3 "G711U", 4 "G711A",
-// 5 "G726", 6 "MP3"; empty for every other number.
+// Returns the name of an audio codec as rows store it: 1 "AAC", 2 "PCM", 3 "G711U", 4 "G711A",
+// 5 "G726", 6 "MP3"; an empty text for any other number.
 [[nodiscard]] std::string GetAudioType(int audType);
 
-// One row of the recording table. Empty after construction: numbers 0, texts empty. Copies are
-// independent.
+// One row of the recording table. A new object is empty: its numbers are 0 and its texts empty.
+// Copies are independent.
 class Event {
 public:
     Event() = default;
@@ -78,7 +78,7 @@ public:
     void SetAudFmt(const std::string& audFmt) { m_audFmt = audFmt; } // as GetAudioType gives it
     void SetImgW(int imgW) { m_imgW = imgW; }                        // pixels
     void SetImgH(int imgH) { m_imgH = imgH; }                        // pixels
-    // The stamp of the update of the recording counts that this row is part of.
+    // The stamp of the update of the recording counts that includes this row.
     void SetRecCntTimestamp(unsigned long long stamp) { m_recCntTimestamp = stamp; }
 
     [[nodiscard]] int GetId() const { return m_id; }
@@ -94,9 +94,10 @@ public:
     [[nodiscard]] int GetImgH() const { return m_imgH; }
     [[nodiscard]] unsigned long long GetRecCntTimestamp() const { return m_recCntTimestamp; }
 
-    // One SQL statement, ended by ";", that stores the row in DB_RECORDING and yields one row with
-    // its "id". A row of the same camera and path is brought up to date instead, and keeps its id:
-    // to run the statement again changes nothing. Statements of several rows can be concatenated.
+    // Returns one SQL statement, ended by ";", that stores the row in DB_RECORDING and yields one
+    // row with its "id". An existing row of the same camera and path is updated instead, and keeps
+    // its id; executing the statement again changes nothing. Statements of several rows can be
+    // concatenated.
     [[nodiscard]] virtual std::string strSqlInsert() const;
 
 protected:
@@ -120,7 +121,7 @@ public:
     void SetAlertEventType(int type) { m_alertEventType = type; } // 0 = unknown, found on disk
     void SetDeviceType(int type) { m_deviceType = type; }         // 1 = camera
 
-    // As Event::strSqlInsert, for the alert recording table.
+    // Like Event::strSqlInsert, for the alert recording table.
     [[nodiscard]] std::string strSqlInsert() const override;
 
 private:
@@ -130,10 +131,10 @@ private:
 
 namespace Reidx {
 
-// Fills `event` with what is known of a recording: data source `dsId` (0 = this recorder), camera
+// Fills `event` with the properties of a recording: data source `dsId` (0 = this recorder), camera
 // `camId`, path, start and end time, size, video type, audio format and picture size. The row's id
-// and count stamp stay as they are. `recType` (0 = an ordinary recording) and `closed` (1 = the
-// file is complete) leave no trace in the row: the table holds nothing else.
+// and count stamp are unchanged. `recType` (0 = an ordinary recording) and `closed` (1 = the file
+// is complete) are not stored: the table has no column for them.
 void FillEvtInfo(Event& event, const RecInfo& info, int dsId, int camId, int recType, char closed);
 
 } // namespace Reidx
@@ -141,18 +142,17 @@ void FillEvtInfo(Event& event, const RecInfo& info, int dsId, int camId, int rec
 namespace RecordingCount {
 
 // Adds recordings, pairs of camera id and start time (seconds since the epoch), to the counts by
-// camera and day (UTC), all or none. Their rows are in the recording table by now: a recording that
-// was counted already isn't counted twice.
+// camera and day (UTC), all or none. Their rows must already be in the recording table; a recording
+// that was counted before is not counted twice.
 //
 // Returns 0 on success and sets `stamp` to the time of this update, in microseconds since the
-// epoch; the counts that it changed carry it. Otherwise `stamp` and the counts are as they were,
-// and the log has the reason.
+// epoch; the changed counts have this stamp. Otherwise `stamp` and the counts are unchanged, and
+// the log has the reason.
 [[nodiscard]] int AddRecCounts(const std::list<std::pair<int, long>>& recordings,
                                unsigned long long& stamp);
 
-// Brings the counts in line with the recording table, whatever they were. Counts that are right
-// already are not written. Returns 0 on success; otherwise nothing has changed and the log has the
-// reason.
+// Corrects the counts by the recording table. Counts that are right are not written. Returns 0 on
+// success; otherwise nothing has changed, and the log has the reason.
 int Recount();
 
 } // namespace RecordingCount
@@ -170,20 +170,20 @@ struct EventFilterParam : SqlFilterParam {
 // Deletes the event rows that the filter selects, because their files are gone. Many rows are
 // deleted in several transactions, so that other writers need not wait long.
 //
-// The evidence is checked again at this moment: the rows' cameras must load (Camera::Load), and
-// every folder that the rows name must either be readable to its end or be truly absent, and none
-// of the files that they name may be there: neither a regular file nor a link in a half-day folder.
-// A link in place of a half-day folder is doubt, wherever it leads. On any doubt nothing is
-// deleted. Before each further transaction the evidence for its rows is checked once more, and on
-// doubt nothing further is deleted. A filter with a limit is refused, because it does not define
-// which rows would remain.
+// The evidence is checked again at this moment: the rows' cameras must load (Camera::Load), every
+// folder that the rows name must be completely readable or truly absent, and none of the files that
+// they name may exist, neither as a regular file nor as a link in a half-day folder. A link in
+// place of a half-day folder is a doubt, wherever it leads. On any doubt nothing is deleted. Before
+// each further transaction the evidence for its rows is checked again, and on doubt no more rows
+// are deleted. A filter with a limit is refused, because it does not define which rows would
+// remain.
 //
-// Returns 0 when no selected row is left. Otherwise the log has the reason, and how many rows were
-// deleted before; the recorder keeps these like all others (KRDB::Execute), and a further call with
-// the same filter deletes the rest.
+// Returns 0 if no selected row is left. Otherwise the log has the reason and the number of rows
+// that were deleted before; they are stored like all removed rows (KRDB::Execute), and another call
+// with the same filter deletes the rest.
 [[nodiscard]] int DelUnrefRecsFromDB(EventFilterParam filter);
 
-// As DelUnrefRecsFromDB, for the alert recording rows of camera `camId` with these ids. Ids of
+// Like DelUnrefRecsFromDB, for the alert recording rows of camera `camId` with these ids. Ids of
 // other cameras' rows are ignored.
 [[nodiscard]] int AlertDelUnrefRecsFromDB(const std::list<int>& ids, int camId);
 
@@ -192,12 +192,12 @@ enum EVENT_UPDATE_ACTION : int {
 };
 
 // Notifies the recording services that `events` of `camera` changed as `action` says. The events
-// carry the ids that the database gave them; they and the camera are only read. The message is kept
-// until it can be delivered; a failure to keep it is logged here. The trailing arguments address a
-// certain receiver; 0, 0, 0 means all of them.
+// must have the ids that the database gave them; they and the camera are only read. The message is
+// stored until it can be delivered; a failure to store it is logged here. The last three arguments
+// address one receiver; 0, 0, 0 means all receivers.
 void NotifyEventListUpdate(std::list<Event>& events, Camera* camera, EVENT_UPDATE_ACTION action,
                            int receiver, int session, int sequence);
 
-// Notifies the alert services that the alert recording rows are to be read again. Otherwise as
-// above.
+// Notifies the alert services that they must read the alert recording rows again. The message is
+// stored and addressed like that of NotifyEventListUpdate.
 void NotifyAlertEventRefresh(int receiver, int session, int sequence);

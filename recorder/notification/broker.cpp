@@ -81,10 +81,10 @@ private:
         m_isBroken = m_isBroken || exchange != Exchange::Done;
         const std::string failure = m_name + ": can't " + attempted + ": ";
         if (exchange == Exchange::PeerGone) {
-            throw BrokerError(failure + "the process that publishes has ended");
+            throw BrokerError(failure + "the publishing process has ended");
         }
         if (exchange == Exchange::TimedOut && m_deadline.IsOver()) {
-            throw BrokerSilence(failure + "the time to publish is used up");
+            throw BrokerSilence(failure + "the time limit for publishing was reached");
         }
         if (exchange == Exchange::TimedOut) {
             throw BrokerSilence(failure + "no answer within " + std::to_string(m_timeout.count()) +

@@ -102,7 +102,7 @@ private:
         if (m_deadline.IsOver()) {
             throw BrokerSilence("broker " + m_settings.host + ":" +
                                 std::to_string(m_settings.port) +
-                                ": the time to publish is used up");
+                                ": the time limit for publishing was reached");
         }
     }
 

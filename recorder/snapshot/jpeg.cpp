@@ -84,13 +84,13 @@ void Decode(const Handle& decoder, std::span<const uint8_t> jpeg, uint8_t* out, 
             int height, int pixelFormat) {
     const int outcome = tjDecompress2(decoder.get(), jpeg.data(), jpeg.size(), out, width, 0,
                                       height, pixelFormat, TJFLAG_LIMITSCANS);
-    // A warning is a picture that breaks off or has a damaged part; the rest of it is there.
+    // A warning means that the picture is truncated or partly damaged; the rest of it is decoded.
     if (outcome != 0 && tjGetErrorCode(decoder.get()) != TJERR_WARNING) {
         throw JpegError("decode the JPEG picture", decoder.get());
     }
 }
 
-// Four colours of ink, stored inverted as all common programs do, to three of light.
+// Converts CMYK, stored inverted as all common programs do, to RGB.
 Pixels FromCmyk(const std::vector<uint8_t>& cmyk, int width, int height) {
     Pixels picture(width, height);
     const std::size_t count = picture.rgb.size() / Pixels::kBytesPerPixel;

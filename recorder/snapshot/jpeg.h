@@ -1,4 +1,5 @@
-// TurboJPEG, wrapped: the size of a JPEG picture, and a smaller one made of it. It lies in modules.
+// The wrapper of TurboJPEG: reads the size of a JPEG picture, and makes a smaller one of it. It is
+// part of modules only (module/module.h).
 
 #pragma once
 
@@ -9,19 +10,19 @@
 namespace recorder {
 
 struct JpegHeader {
-    int width = 0; // pixels, as stored; an orientation mark isn't applied
+    int width = 0; // pixels, as stored: the orientation mark is not applied
     int height = 0;
 };
 
-// Throws Error when the bytes are no JPEG picture.
+// Throws Error if the bytes are not a JPEG picture.
 [[nodiscard]] JpegHeader ReadJpegHeader(std::span<const uint8_t> jpeg);
 
-// A JPEG picture of at most `maxWidth` pixels across, upright whatever the orientation mark of the
-// original says. The original is decoded at the smallest scale that gives enough pixels. One that
-// breaks off is used as far as it goes.
+// Makes a JPEG picture that is at most `maxWidth` pixels wide, and upright whatever orientation
+// mark the original has. The original is decoded at the smallest scale that gives enough pixels. If
+// it is truncated, the existing part is used.
 //
-// Throws Error when the bytes are no JPEG picture, it claims more than 100 megapixels, or it can't
-// be decoded.
+// Throws Error if the bytes are not a JPEG picture, if the picture has more than 100 megapixels, or
+// if it can't be decoded.
 [[nodiscard]] std::vector<uint8_t> MakeSmallJpeg(std::span<const uint8_t> jpeg, int maxWidth);
 
 // The function of the module "thumbnails".

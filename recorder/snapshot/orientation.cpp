@@ -19,7 +19,8 @@ constexpr uint32_t kOrientationTag = 0x0112;
 constexpr std::size_t kTiffHeaderBytes = 8;
 constexpr std::size_t kTiffEntryBytes = 12;
 
-// Big- or little-endian numbers of a block; a number beyond its end is 0, which means nothing here.
+// Reads big- or little-endian numbers of a block. A number beyond the end of the block reads as 0,
+// which is not a valid value of any field.
 class Numbers {
 public:
     Numbers(std::span<const uint8_t> bytes, bool bigEndian)
@@ -42,7 +43,7 @@ private:
     bool m_bigEndian;
 };
 
-// The Exif block of a picture: the content of its first APP1 segment that is one.
+// The Exif block of a picture: the content of its first APP1 segment of that type.
 std::optional<std::span<const uint8_t>> ExifBlock(std::span<const uint8_t> jpeg) {
     const Numbers numbers(jpeg, true);
     std::size_t offset = 2; // behind the start of the image

@@ -10,7 +10,8 @@ namespace {
 constexpr int kFirstTurnedOrientation = 2;
 constexpr int kLastOrientation = 8;
 
-// Where the source begins for the pixel `index` of `count` that share `length` source pixels.
+// The first source pixel for the pixel `index` of `count` pixels that divide `length` source
+// pixels.
 int Boundary(int index, int count, int length) {
     return static_cast<int>(static_cast<int64_t>(index) * length / count);
 }
@@ -55,7 +56,7 @@ Pixels TurnUpright(Pixels picture, int orientation) {
     if (orientation < kFirstTurnedOrientation || orientation > kLastOrientation) {
         return picture;
     }
-    // The eight orientations are combinations of three moves.
+    // The eight orientations are combinations of three operations.
     const bool swapped = orientation >= 5;
     const bool fromRight =
         orientation == 2 || orientation == 3 || orientation == 7 || orientation == 8;

@@ -28,10 +28,11 @@ struct Pixels {
     std::vector<uint8_t> rgb; // rows from the top, red, green, blue of each pixel
 };
 
-// The picture at `width` pixels across, not more than it has, each the mean of those it stands for.
+// Returns the picture scaled down to `width` pixels, which must not exceed its width. Each pixel is
+// the mean of the source pixels that it replaces.
 [[nodiscard]] Pixels ShrinkTo(Pixels picture, int width);
 
-// The picture turned upright, from how an Exif orientation of 1 to 8 says it is stored.
+// Returns the picture turned upright; `orientation` is its Exif orientation, 1 to 8.
 [[nodiscard]] Pixels TurnUpright(Pixels picture, int orientation);
 
 } // namespace recorder

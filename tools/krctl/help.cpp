@@ -28,7 +28,7 @@ std::size_t Columns() {
     return static_cast<std::size_t>(TerminalColumns(STDOUT_FILENO));
 }
 
-// The words of the text in lines of at most `columns` characters, indented after the first one.
+// Breaks the text into lines of at most `columns` characters; all but the first are indented.
 std::string Wrapped(const std::string& text, std::size_t used, std::size_t indent,
                     std::size_t columns) {
     std::string wrapped;
