@@ -14,6 +14,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
+constexpr off64_t kLogHeaderBytes = 32;
 constexpr int kAttempts = 5; // for one state of the files
 constexpr long kNsPerMs = 1'000'000;
 constexpr long kNsPerS = 1'000'000'000;
@@ -70,10 +71,14 @@ void AwaitTickAfter(const std::optional<FileState>& file) {
     }
 }
 
-// The ways to read the database in this state, best first.
+// The ways to read the database in this state, best first. A writer that was killed when it began a
+// log leaves one without a frame: Shared would retry to read that for 10 s before it fails.
 std::vector<SqliteReadMode> WaysToRead(const DiskState& state) {
     if (!state.log && !state.journal) {
         return {SqliteReadMode::Immutable};
+    }
+    if (state.log && state.log->size == kLogHeaderBytes) {
+        return {SqliteReadMode::Alone, SqliteReadMode::Shared};
     }
     return {SqliteReadMode::Shared, SqliteReadMode::Alone};
 }

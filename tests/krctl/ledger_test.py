@@ -594,7 +594,7 @@ class InterruptedUndo(LedgerTest):
         self.postgresql = OnPostgresql()
         os.mkdir(root)
         return Recorder(root, [f'dsn = "{self.postgresql.server.dsn}"',
-                               "statement_timeout_ms = 5000"])
+                               "statement_timeout_ms = 3000"])
 
     def test_keeps_the_first_failure_and_says_that_the_last_batch_is_unknown(self):
         self.removal()
