@@ -106,7 +106,7 @@ void EndReadingProgram() {
 }
 
 // Short because the tests wait for all of it; long enough for a program that is not stopped.
-constexpr std::chrono::seconds kTimeout{2};
+constexpr std::chrono::milliseconds kTimeout{1500};
 
 ContainerInfo ReadFrames(recorder::ContainerLibrary& library, const std::function<void()>& action) {
     DisturbedSource source(contract::Media("frames.mxg"), action);
@@ -248,7 +248,7 @@ TEST_F(ContainerLibraryLog, ReportsOnceThatAProgramThatHungTwiceIsNotUsedAgain) 
     };
 
     EXPECT_EQ(FailureOf([&] { (void)ReadFrames(library, stop); }),
-              "the program krcontainers did not answer within 2000 ms and was killed");
+              "the program krcontainers did not answer within 1500 ms and was killed");
     for (int time = 0; time < 3; ++time) {
         EXPECT_EQ(FailureOf([&] { (void)ReadFrames(library, stop); }),
                   "the program krcontainers is no longer used: it did not answer 2 times");
@@ -281,7 +281,7 @@ TEST(ContainerLibrary, IsNotUsedAgainIfItHangsAtTwoContainers) {
                   .width,
               320);
     EXPECT_EQ(FailureOf([&] { (void)ReadFrames(library, stopEachOnce); }),
-              "the program krcontainers did not answer within 2000 ms and was killed");
+              "the program krcontainers did not answer within 1500 ms and was killed");
 
     EXPECT_THAT(stopped, testing::SizeIs(2));
     EXPECT_THAT(ReadingPrograms(getpid()), testing::IsEmpty());
