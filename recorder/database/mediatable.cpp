@@ -19,14 +19,25 @@ std::vector<std::string> AlertEventColumns() {
 
 const std::vector<MediaTable>& MediaTables() {
     static const std::vector<MediaTable> tables{
-        {KRDB::DB_RECORDING, gszTableEvent, EventColumns(), true, {"camera_id", "path"}},
-        {KRDB::DB_RECORDING, gszTableAlertEvent, AlertEventColumns(), false, {"camera_id", "path"}},
+        {KRDB::DB_RECORDING,
+         gszTableEvent,
+         "recordings",
+         EventColumns(),
+         true,
+         {"camera_id", "path"}},
+        {KRDB::DB_RECORDING,
+         gszTableAlertEvent,
+         "alert recordings",
+         AlertEventColumns(),
+         false,
+         {"camera_id", "path"}},
         {KRDB::DB_SNAPSHOT,
          gszTableSnapshot,
+         "snapshots",
          {"filename", "start_tm", "size"},
          false,
          {"filename"}},
-        {KRDB::DB_SYSTEM, gszTableEmap, {"filename"}},
+        {KRDB::DB_SYSTEM, gszTableEmap, "e-maps", {"filename"}},
     };
     return tables;
 }

@@ -12,6 +12,7 @@ namespace recorder {
 struct MediaTable {
     KRDB::DB_INSTANCE instance;
     std::string name;
+    std::string media;                 // the name of its files for people: "recordings"
     std::vector<std::string> columns;  // all but "id"
     bool isAnnounced = false;          // a message is published for each row that a run adds
     std::vector<std::string> key = {}; // the unique columns, which identify a file; may be none

@@ -134,4 +134,12 @@ void Evidence::Require() const {
     }
 }
 
+void Evidence::AddRows(RowsByCamera& rows) const {
+    for (const auto& [camId, files] : m_files) {
+        for (const auto& [folder, names] : files) {
+            rows[std::to_string(camId)] += static_cast<long>(names.size());
+        }
+    }
+}
+
 } // namespace recorder

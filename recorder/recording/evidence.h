@@ -3,6 +3,7 @@
 #pragma once
 
 #include "recorder/database/resultset.h"
+#include "recorder/run/brake.h"
 
 #include <map>
 #include <string>
@@ -31,6 +32,9 @@ public:
     // name, exists where the tool searches for recordings. Files that can't be seen are not
     // considered gone, nor are files behind a link in place of a half-day folder.
     void Require() const;
+
+    // Adds the number of the rows to `rows`, by camera.
+    void AddRows(RowsByCamera& rows) const;
 
 private:
     using Names = std::vector<std::string_view>;

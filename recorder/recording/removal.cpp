@@ -4,6 +4,7 @@
 #include "recorder/database/sqltext.h"
 #include "recorder/logging/logexceptions.h"
 #include "recorder/recording/evidence.h"
+#include "recorder/run/brake.h"
 #include "recorder/run/pacedremoval.h"
 #include "recorder/run/taps.h"
 #include "recorder/support/error.h"
@@ -73,6 +74,14 @@ void RequireEvidence(std::span<const Evidence> blocks, std::size_t removed, std:
     }
 }
 
+RowsByCamera RowsOf(std::span<const Evidence> blocks) {
+    RowsByCamera rows;
+    for (const Evidence& block : blocks) {
+        block.AddRows(rows);
+    }
+    return rows;
+}
+
 // Removes the rows with these ids that fulfil the SQL restriction, after the evidence for all of
 // them was checked. It is checked again before each transaction for the rows in it, because a disk
 // can disappear or a file appear between two transactions.
@@ -80,6 +89,7 @@ int RemoveUnreferenced(const std::string& table, const std::vector<long>& ids,
                        const std::string& restriction, const std::string& subFolder) {
     const std::vector<Evidence> evidence = ReadEvidence(table, ids, restriction, subFolder);
     RequireEvidence(evidence, 0, ids.size());
+    RequireWithinLimit(KRDB::DB_RECORDING, table, RowsOf(evidence));
     RemoveRows(KRDB::DB_RECORDING, table, ids, [&](std::size_t first, std::size_t end) {
         const std::size_t firstBlock = first / kRowsOfBlock;
         const std::size_t endBlock = (end + kRowsOfBlock - 1) / kRowsOfBlock;

@@ -3,8 +3,9 @@
 #include "platform/database.h"
 #include "recorder/database/databases.h"
 #include "recorder/logging/recorderlog.h"
-#include "recorder/run/tableread.h"
+#include "recorder/run/brake.h"
 #include "recorder/run/taps.h"
+#include "recorder/run/toolsql.h"
 
 #include <exception>
 #include <optional>
@@ -13,10 +14,21 @@ namespace recorder {
 
 namespace {
 
+void BrakeRemoval(KRDB::DB_INSTANCE db, const std::string& sql) {
+    if (!HasRemovalLimit()) {
+        return;
+    }
+    if (const std::optional<Deletion> deletion = DeletionIn(sql)) {
+        RequireWithinLimit(db, deletion->table,
+                           CountRows(db, deletion->table, deletion->condition));
+    }
+}
+
 DBResult_tag ExecuteForTool(KRDB::DB_INSTANCE db, const std::string& sql,
                             const ExecuteOptions& options) {
     const std::optional<TableRead> read = ReadOfMediaTable(sql);
     if (!read) {
+        BrakeRemoval(db, sql);
         return ExecuteInRun(db, sql, options);
     }
     BeginPart(read->table, read->camId);

@@ -274,6 +274,13 @@ void NoteKnownRows(long rows) {
     }
 }
 
+long KnownRows(const std::string& kind, const std::string& camera) {
+    const std::optional<Part>& part = ThisRun().part;
+    const bool isThis = part && part->record.kind == kind &&
+                        (camera.empty() || camera == std::to_string(part->record.camId));
+    return isThis ? part->record.known : 0;
+}
+
 void NoteRefusal(const std::string& why) {
     ++ThisRun().refusals;
     if (ThisRun().part) {

@@ -7,6 +7,7 @@
 // - TurnToCamera: Camera::Load, the first call for a camera
 // - BeginPart: KRDB::Execute with the SELECT of a table, with which a part begins
 // - NoteKnownRows: the same SELECT, whose result has the number of rows
+// - RequireWithinLimit (brake.h): KRDB::Execute with the DELETE of a media table
 // - ExecuteInRun: KRDB::Execute with any other text, whose changes are the run's
 // - CountFile: readdir64_r (walk.cpp), the only call for each entry of the walk
 // - NoteRefusal: the places where the recorder refuses, which know the reason
@@ -15,9 +16,9 @@
 // Rows that a run adds and removes need no tap: triggers count each row for its own camera
 // (Database::AttributeTo), whatever part is in progress.
 //
-// BeginPart (see tableread.h) and IsFailure recognise texts of the tool; tests/unit/taps fails if
-// the tool changes them. BeginRun, EndRun and NoteProgress are declared in run.h. krplan has its
-// own implementation of the functions below (tools/krplan/seam.h).
+// BeginPart, RequireWithinLimit (see toolsql.h) and IsFailure recognise texts of the tool;
+// tests/unit/taps fails if the tool changes them. BeginRun, EndRun and NoteProgress are declared in
+// run.h. krplan has its own implementation of the functions below (tools/krplan/seam.h).
 
 #pragma once
 
@@ -46,6 +47,10 @@ void TurnToCamera(int camId);
 
 // Sets the number of rows that the current part had before it changed any.
 void NoteKnownRows(long rows);
+
+// The number set by NoteKnownRows in the current part, if that is the part of this kind and camera
+// and has the number; else 0.
+[[nodiscard]] long KnownRows(const std::string& kind, const std::string& camera);
 
 // The recorder refuses a request of the tool that might do harm; `why` is for people. The error
 // logged for the refusal is not counted as a failure.

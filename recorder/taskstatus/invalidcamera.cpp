@@ -2,10 +2,13 @@
 #include "recorder/camera/cameratable.h"
 #include "recorder/database/databases.h"
 #include "recorder/logging/logexceptions.h"
+#include "recorder/logging/recorderlog.h"
+#include "recorder/run/brake.h"
 #include "recorder/run/pacedremoval.h"
 #include "recorder/run/taps.h"
 #include "recorder/support/error.h"
 
+#include <map>
 #include <set>
 #include <string>
 #include <vector>
@@ -61,6 +64,23 @@ std::string GoneCameras(const EventsNow& events) {
     return gone;
 }
 
+// The cameras of which the brake allows to remove these events, separated by ", "; "NULL" for none.
+std::string WithoutBraked(const RowsByCamera& events) {
+    const std::map<std::string, std::string> braked =
+        Braked(KRDB::DB_RECORDING, gszTableEvent, events);
+    std::string allowed;
+    for (const auto& [camera, count] : events) {
+        const auto found = braked.find(camera);
+        if (found == braked.end()) {
+            allowed += (allowed.empty() ? "" : ", ") + camera;
+        } else {
+            NoteRefusal(found->second);
+            LogError(found->second);
+        }
+    }
+    return allowed.empty() ? "NULL" : allowed;
+}
+
 std::vector<long> IdsOfEvents(const std::string& condition) {
     const DBResult_tag rows =
         Execute(KRDB::DB_RECORDING, "SELECT id FROM event WHERE " + condition + " ORDER BY id;",
@@ -84,8 +104,10 @@ void RemoveEventsOfInvalidCameras() {
     if (gone.empty()) {
         return;
     }
-    const std::vector<long> ids =
-        IdsOfEvents("camera_id IN (" + gone + ") AND id <= " + events.newest);
+    const std::string condition = " AND id <= " + events.newest;
+    const std::string allowed = WithoutBraked(
+        CountRows(KRDB::DB_RECORDING, gszTableEvent, "camera_id IN (" + gone + ")" + condition));
+    const std::vector<long> ids = IdsOfEvents("camera_id IN (" + allowed + ")" + condition);
     // The cameras are read again for each transaction, because one can be added between two.
     RemoveRows(KRDB::DB_RECORDING, gszTableEvent, ids, [&](std::size_t, std::size_t) {
         const std::string stillGone = GoneCameras(events);

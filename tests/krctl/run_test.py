@@ -122,7 +122,7 @@ class Outcome(RunTest):
     def test_a_missing_volume_is_refused_visibly(self):
         self.recorder.recording(self.storage)
         self.lose_volume()
-        outcome = self.krctl("run", status=1)
+        outcome = self.krctl("run", status=3)
         self.assertRegex(outcome.out, "(?m)^REFUSED: camera 1 Front: the volume .* is not mounted")
         self.assertNotIn("complete", outcome.out)
         self.assertEqual(outcome.out.count("REFUSED"), 1)
@@ -133,7 +133,7 @@ class Outcome(RunTest):
         folder = os.path.dirname(self.recorder.path(name))
         os.rename(folder, folder + ".elsewhere")
         os.symlink(folder + ".nowhere", folder)
-        outcome = self.krctl("run", status=1)
+        outcome = self.krctl("run", status=3)
         self.assertRegex(outcome.out, r"(?m)^REFUSED: camera 1 Front: no row is removed: .* symbolic link")
         self.assertEqual(self.rows("SELECT count(*) FROM event;"), ["1"])
 
@@ -141,7 +141,7 @@ class Outcome(RunTest):
         self.recorder.recording(self.storage)
         self.krctl("run")
         self.recorder.query("system.db", "DELETE FROM camera")
-        outcome = self.krctl("run", status=1)
+        outcome = self.krctl("run", status=3)
         self.assertRegex(outcome.out, "(?m)^REFUSED: camera gone: the camera table is empty")
 
     def test_another_run_is_status_75(self):
@@ -220,7 +220,7 @@ class Json(RunTest):
 
     def test_counts_refusals(self):
         self.lose_volume()
-        document = self.krctl("run", "--json", status=1).json()
+        document = self.krctl("run", "--json", status=3).json()
         self.assert_matches_schema(document, "run")
         self.assertEqual((document["outcome"], document["total"]["refusals"]), ("failures", 2))
         self.assertIn("is not mounted", document["parts"][2]["refusal"])

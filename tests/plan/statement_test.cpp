@@ -3,6 +3,7 @@
 #include "platform/recording.h"
 #include "platform/snapshot.h"
 #include "recorder/database/sqltext.h"
+#include "recorder/run/toolsql.h"
 #include "recorder/support/error.h"
 
 #include <string>
@@ -11,9 +12,9 @@
 
 namespace {
 
-using plan::ParseDeletion;
 using plan::ParseInsertion;
 using plan::TextOfLiteral;
+using recorder::DeletionIn;
 
 constexpr const char* kName = "it's, (a) \"name\");DROP TABLE event;''\n\xff.mp4";
 
@@ -53,23 +54,23 @@ TEST(PlanStatement, IsParsedAsTheInsertionOfASnapshot) {
 }
 
 TEST(PlanStatement, IsParsedAsADeletion) {
-    const plan::Deletion deletion = ParseDeletion("DELETE FROM emap WHERE id IN (3,4);");
+    const auto deletion = DeletionIn("DELETE FROM emap WHERE id IN (3,4);");
 
-    EXPECT_EQ(deletion.table, "emap");
-    EXPECT_EQ(deletion.condition, "id IN (3,4)");
+    ASSERT_TRUE(deletion.has_value());
+    EXPECT_EQ(deletion->table, "emap");
+    EXPECT_EQ(deletion->condition, "id IN (3,4)");
 }
 
 TEST(PlanStatement, OfAnyOtherFormIsRefused) {
     for (const char* sql : {
-             "",
              "DELETE FROM emap;",
              "DELETE FROM emap WHERE id = 1",
              "DELETE FROM emap WHERE id = 1;DELETE FROM event WHERE id = 1;",
-             "UPDATE emap SET id = 1 WHERE id = 2;",
-             " DELETE FROM emap WHERE id = 1;",
+             "DELETE emap WHERE id = 1;",
          }) {
-        EXPECT_THROW((void)ParseDeletion(sql), recorder::Error) << sql;
+        EXPECT_THROW((void)DeletionIn(sql), recorder::Error) << sql;
     }
+    EXPECT_FALSE(DeletionIn("UPDATE emap SET id = 1 WHERE id = 2;").has_value());
     for (const char* sql : {
              "",
              "INSERT INTO emap DEFAULT VALUES",

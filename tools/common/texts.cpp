@@ -2,6 +2,7 @@
 
 #include "platform/database.h"
 #include "recorder/camera/cameratable.h"
+#include "recorder/database/mediatable.h"
 #include "recorder/support/format.h"
 
 #include <algorithm>
@@ -52,12 +53,14 @@ std::string MediaKind::Key() const {
 }
 
 const std::array<MediaKind, 4>& MediaKinds() {
-    static const std::array kinds{
-        MediaKind{gszTableEvent, "recordings"},
-        MediaKind{gszTableAlertEvent, "alert recordings"},
-        MediaKind{gszTableSnapshot, "snapshots"},
-        MediaKind{gszTableEmap, "e-maps"},
-    };
+    static const std::array kinds = [] {
+        std::array<MediaKind, 4> all{};
+        std::transform(recorder::MediaTables().begin(), recorder::MediaTables().end(), all.begin(),
+                       [](const recorder::MediaTable& table) {
+                           return MediaKind{table.name.c_str(), table.media.c_str()};
+                       });
+        return all;
+    }();
     return kinds;
 }
 

@@ -11,6 +11,7 @@
 #include "tools/common/joboptions.h"
 #include "tools/common/terminal.h"
 #include "tools/common/texts.h"
+#include "tools/krctl/brakeplan.h"
 #include "tools/krctl/childprocess.h"
 #include "tools/krctl/run/liveview.h"
 #include "tools/krctl/run/runview.h"
@@ -29,6 +30,7 @@
 namespace {
 
 constexpr int kExitFailures = 1;
+constexpr int kExitRefused = 3;
 constexpr int kExitStopped = 130; // the shell's status for a program that Ctrl-C ended
 constexpr std::chrono::milliseconds kPollInterval{250};
 
@@ -146,6 +148,9 @@ std::string TrustFailure(const std::string& seeLog) {
 }
 
 int StatusOf(const recorder::RunRecord& record) {
+    if (record.refusals > 0) {
+        return kExitRefused;
+    }
     return OutcomeOf(record) == RunOutcome::Complete ? 0 : kExitFailures;
 }
 
@@ -194,11 +199,41 @@ void FailIfStopped(const ChildProcess& child, bool whileAtWork) {
     }
 }
 
-void Run(const JobOptions& jobs, bool asJson) {
+struct RunOptions {
+    JobOptions jobs;
+    std::string maxRemoved; // empty: no limit
+    bool asJson = false;
+};
+
+// Makes the plan, and gives the run its limit. The recorder applies the limit again when rows are
+// to be removed, because files may have gone since the plan.
+void ApplyLimit(const RunOptions& options) {
+    const recorder::RemovalLimit limit(options.maxRemoved);
+    if (const int status = AnnounceBraked(options.jobs, limit); status != 0) {
+        throw CLI::RuntimeError(status);
+    }
+    setenv(recorder::kMaxRemovedVariable, limit.Text().c_str(), 1);
+}
+
+// Checks the value of --max-removed.
+std::string LimitProblem(const std::string& text) {
+    try {
+        (void)recorder::RemovalLimit(text);
+        return "";
+    } catch (const recorder::Error& error) {
+        return error.what();
+    }
+}
+
+void Run(const RunOptions& options) {
+    const auto& [jobs, maxRemoved, asJson] = options;
     RequireOneCamera(jobs);
     const std::optional<std::vector<recorder::CameraRow>> cameras = CamerasIfReadable();
     if (cameras) {
         RequireKnownCamera(jobs, *cameras);
+    }
+    if (!maxRemoved.empty()) {
+        ApplyLimit(options);
     }
     const RunShares shares = SharesOf(jobs, cameras.value_or(std::vector<recorder::CameraRow>()));
     const std::string krindexer = recorder::ProgramPath("krindexer");
@@ -236,10 +271,14 @@ void Run(const JobOptions& jobs, bool asJson) {
 
 void AddRunCommand(CLI::App& app) {
     CLI::App* const command = app.add_subcommand("run", "run krindexer and show the result");
-    const auto jobs = std::make_shared<JobOptions>();
-    const auto asJson = std::make_shared<bool>(false);
-    AddJobOptions(*command, *jobs);
-    command->add_flag("--json", *asJson, "print the result as JSON, without progress");
+    const auto options = std::make_shared<RunOptions>();
+    AddJobOptions(*command, options->jobs);
+    command
+        ->add_option("--max-removed", options->maxRemoved,
+                     "remove at most this many rows of a kind and camera, or none of them")
+        ->type_name("N|P%")
+        ->check(CLI::Validator(LimitProblem, ""));
+    command->add_flag("--json", options->asJson, "print the result as JSON, without progress");
     command->footer(kAllJobsText);
-    command->callback([jobs, asJson] { Run(*jobs, *asJson); });
+    command->callback([options] { Run(*options); });
 }

@@ -5,6 +5,7 @@
 #include "recorder/database/databases.h"
 #include "recorder/database/mediatable.h"
 #include "recorder/database/sqltext.h"
+#include "recorder/run/toolsql.h"
 #include "recorder/support/error.h"
 #include "tools/krplan/messages.h"
 #include "tools/krplan/notebook.h"
@@ -13,6 +14,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <map>
+#include <optional>
 
 namespace recorder {
 
@@ -106,8 +108,7 @@ DBResult_tag NoteInsertions(KRDB::DB_INSTANCE instance, const std::string& sql) 
     return ids;
 }
 
-void NoteDeletion(KRDB::DB_INSTANCE instance, const std::string& sql) {
-    const plan::Deletion deletion = plan::ParseDeletion(sql);
+void NoteDeletion(KRDB::DB_INSTANCE instance, const Deletion& deletion) {
     const Key key = KeyOf(deletion.table);
     const DBResult_tag rows = Execute(
         instance,
@@ -128,8 +129,8 @@ DBResult_tag ExecuteInRun(KRDB::DB_INSTANCE instance, const std::string& sql,
     if (sql.starts_with("INSERT ")) {
         return NoteInsertions(instance, sql);
     }
-    if (sql.starts_with("DELETE ")) {
-        NoteDeletion(instance, sql);
+    if (const std::optional<Deletion> deletion = DeletionIn(sql)) {
+        NoteDeletion(instance, *deletion);
         return {};
     }
     ExecuteOptions readOptions = options;
@@ -147,6 +148,11 @@ void TurnToCamera(int camId) {
 
 void NoteKnownRows(long rows) {
     Notebook::OfThisProcess().NoteKnownRows(rows);
+}
+
+// A plan adds no rows, so that the rows can be counted at any time.
+long KnownRows(const std::string& /*kind*/, const std::string& /*camera*/) {
+    return 0;
 }
 
 void NoteRefusal(const std::string& why) {

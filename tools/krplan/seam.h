@@ -8,7 +8,8 @@
 //                 NotifyEventListUpdate, NotifyAlertEventRefresh
 //   messages.cpp  KRPrintf, g_pDbgLogCfg, g_DbgLogPid
 //   run.cpp       recorder::ExecuteInRun, recorder::BeginPart, recorder::TurnToCamera,
-//                 recorder::NoteKnownRows, recorder::NoteRefusal, recorder::CountFile
+//                 recorder::NoteKnownRows, recorder::KnownRows, recorder::NoteRefusal,
+//                 recorder::CountFile
 //   task.cpp      KRIndex::RegTaskStart, KRIndex::RegTaskDone, KRIndex::SetTaskPid,
 //                 KRIndex::SetTaskProgress, KRIndex::GetTaskProgress,
 //                 KRIndex::RecordTaskStatusToConf

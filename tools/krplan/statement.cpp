@@ -70,20 +70,6 @@ Insertion ParseInsertion(const std::string& statement) {
     return insertion;
 }
 
-Deletion ParseDeletion(const std::string& sql) {
-    std::string_view rest = sql;
-    if (!TakeUntil(rest, "DELETE FROM ", sql).empty()) {
-        Refuse(sql);
-    }
-    Deletion deletion;
-    deletion.table = TakeUntil(rest, " WHERE ", sql);
-    deletion.condition = TakeUntil(rest, ";", sql);
-    if (!rest.empty()) {
-        Refuse(sql);
-    }
-    return deletion;
-}
-
 std::string TextOfLiteral(const std::string& literal) {
     if (!literal.starts_with('\'')) {
         return literal;

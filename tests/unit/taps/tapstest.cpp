@@ -2,7 +2,7 @@
 // (recorder/run/taps.h, tools/krplan/toolformats.h) with what the tool executes and logs.
 
 #include "recorder/logging/failures.h"
-#include "recorder/run/tableread.h"
+#include "recorder/run/toolsql.h"
 #include "tests/unit/support/commandline.h"
 #include "tests/unit/support/platformtest.h"
 #include "tests/unit/support/recordings.h"
@@ -35,6 +35,17 @@ protected:
         return reads;
     }
 
+    // The deletions that the recorder recognises, in the form "snapshot: id IN (21)".
+    [[nodiscard]] std::vector<std::string> Deletions() const {
+        std::vector<std::string> deletions;
+        for (const fakes::Statement& statement : platform.statements) {
+            if (const auto deletion = recorder::DeletionIn(statement.sql)) {
+                deletions.push_back(deletion->table + ": " + deletion->condition);
+            }
+        }
+        return deletions;
+    }
+
     [[nodiscard]] bool Logged(std::string_view format) const {
         return std::any_of(platform.messages.begin(), platform.messages.end(),
                            [&](const fakes::Message& message) { return message.format == format; });
@@ -57,7 +68,8 @@ protected:
 };
 
 using Texts = std::vector<std::string>;
-constexpr const char* kBeginPart = "tap BeginPart: recorder/run/tableread.cpp has another text";
+constexpr const char* kBeginPart = "tap BeginPart: recorder/run/toolsql.cpp has another text";
+constexpr const char* kBrake = "tap RequireWithinLimit: recorder/run/toolsql.cpp has another text";
 constexpr const char* kIsFailure = "tap IsFailure: recorder/logging/failures.cpp has another text";
 constexpr const char* kFormats = "tools/krplan/toolformats.h has another text";
 
@@ -84,6 +96,15 @@ TEST_F(TapsTest, ChangingATableBeginsNoPart) {
 
     EXPECT_GT(platform.statements.size(), 2U);
     EXPECT_EQ(TableReads(), (Texts{"snapshot of camera 0", "event of camera 7"})) << kBeginPart;
+}
+
+TEST_F(TapsTest, RemovingSnapshotsAndEmapsIsRecognised) {
+    platform.queries[kSnapshotSelect] = IdPathRows({{"21", kSnapshot}});
+    platform.queries[kEmapSelect] = IdPathRows({{"22", "ground-floor.jpg"}});
+
+    EXPECT_EQ(RunMain({"-s", "-e"}), 0);
+
+    EXPECT_EQ(Deletions(), (Texts{"emap: id IN (22)", "snapshot: id IN (21)"})) << kBrake;
 }
 
 TEST_F(TapsTest, MessageWithAnErrnoIsAFailure) {

@@ -89,6 +89,12 @@ bool HasChanges(const recorder::RunRecord& record) {
         [](const recorder::RunChange& change) { return change.added + change.removed > 0; });
 }
 
+// "camera 3 Front", "snapshots"
+std::string PlaceOf(const CameraNames& names, const recorder::RunPart& part) {
+    const std::string camera = CameraOf(names, part);
+    return camera == "-" ? KindText(part.kind) : "camera " + camera;
+}
+
 void AddCounts(Json& json, const recorder::RunPart& part) {
     json["files"] = part.files;
     json["rows_before"] = part.known;
@@ -171,7 +177,7 @@ recorder::RunPart TotalOf(const std::vector<recorder::RunPart>& parts) {
 std::vector<std::string> RefusalsOf(const RunView& run, const CameraNames& names) {
     std::vector<std::string> refusals;
     for (const recorder::RunPart& part : run.parts) {
-        const std::string text = "camera " + CameraOf(names, part) + ": " + part.refusal;
+        const std::string text = PlaceOf(names, part) + ": " + part.refusal;
         if (part.refusals > 0 &&
             std::find(refusals.begin(), refusals.end(), text) == refusals.end()) {
             refusals.push_back(text);

@@ -1,6 +1,8 @@
-#include "recorder/run/tableread.h"
+#include "recorder/run/toolsql.h"
 
 #include "recorder/database/mediatable.h"
+#include "recorder/database/sqltext.h"
+#include "recorder/support/error.h"
 
 #include <cstdlib>
 #include <string_view>
@@ -32,6 +34,21 @@ std::optional<TableRead> ReadOfMediaTable(const std::string& sql) {
         }
     }
     return std::nullopt;
+}
+
+std::optional<Deletion> DeletionIn(const std::string& sql) {
+    constexpr std::string_view kFrom = "DELETE FROM ";
+    constexpr std::string_view kWhere = " WHERE ";
+    if (!sql.starts_with("DELETE ")) {
+        return std::nullopt;
+    }
+    const std::size_t where = sql.find(kWhere);
+    if (!sql.starts_with(kFrom) || where == std::string::npos || sql.find(';') + 1 != sql.size()) {
+        throw Error("expected DELETE FROM table WHERE condition;, got " + Excerpt(sql.c_str()));
+    }
+    const std::size_t condition = where + kWhere.size();
+    return Deletion{sql.substr(kFrom.size(), where - kFrom.size()),
+                    sql.substr(condition, sql.size() - 1 - condition)};
 }
 
 } // namespace recorder
