@@ -23,17 +23,12 @@ bool HasColumn(const MediaTable& table, const std::string& column) {
     return std::find(table.columns.begin(), table.columns.end(), column) != table.columns.end();
 }
 
-bool IsSelected(const MediaTable& table, const UndoSelection& selection) {
-    return (!selection.kind || *selection.kind == table.name) &&
-           (!selection.camId || HasColumn(table, "camera_id"));
-}
-
 std::string ChosenSql(const MediaTable& table, const UndoSelection& selection,
                       const RunRecord& run) {
     return Format("run = %ld AND kind = '%s' AND EXISTS (SELECT 1 FROM run_count WHERE "
                   "run_count.run = %ld AND token = %ld AND run_count.kind = '%s')",
                   run.id, table.name.c_str(), run.id, run.token, table.name.c_str()) +
-           (selection.camId ? Format(" AND camera_id = %d", *selection.camId) : "");
+           " AND " + selection.media.RowsSql(table);
 }
 
 [[noreturn]] void FailAsAmbiguous(const std::vector<RunRecord>& runs) {
@@ -66,8 +61,11 @@ RunRecord RequireRun(const UndoSelection& selection) {
 }
 
 bool HoldsRowsOf(const UndoSelection& selection, const RunRecord& run) {
-    return std::any_of(run.changes.begin(), run.changes.end(), [&](const RunChange& change) {
-        return change.undoable > 0 && (!selection.kind || *selection.kind == change.kind);
+    return std::any_of(MediaTables().begin(), MediaTables().end(), [&](const MediaTable& table) {
+        return selection.media.IncludesKind(table) &&
+               std::any_of(run.changes.begin(), run.changes.end(), [&](const RunChange& change) {
+                   return change.undoable > 0 && change.kind == table.name;
+               });
     });
 }
 
@@ -261,7 +259,7 @@ bool HasRestored(const Undone& undone, std::string_view kind) {
 
 void UndoTables(const UndoSelection& selection, const RunRecord& run, Undone& undone) {
     for (const MediaTable& table : MediaTables()) {
-        if (IsSelected(table, selection)) {
+        if (selection.media.IncludesKind(table)) {
             UndoneKind& kind = undone.kinds.emplace_back(UndoneKind{.kind = table.name});
             UndoTable(table, ChosenSql(table, selection, run), kind);
             if (kind.restored > 0) {

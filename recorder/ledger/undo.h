@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include "recorder/database/mediaselection.h"
 #include "recorder/run/runlist.h"
 
 #include <optional>
@@ -15,9 +16,7 @@ struct UndoSelection {
     long run = 0;
     // As IdentityText returns it; nothing: the run on record, or the only one.
     std::optional<std::string> identity = std::nullopt;
-    // Rows of this camera only; snapshots and e-maps have no cameras.
-    std::optional<int> camId = std::nullopt;
-    std::optional<std::string> kind = std::nullopt; // rows of this table only
+    MediaSelection media = {}; // these rows only
 };
 
 // A row that stays in the ledger.

@@ -240,10 +240,41 @@ class Output(PlanTest):
         self.assertEqual(parts("-e", "-a", "1"), [("e-maps", None), ("alert-recordings", 1)])
 
     def test_two_cameras_are_refused(self):
-        outcome = self.krctl("plan", "-r", "1", "-a", "2", status=1)
+        outcome = self.krctl("plan", "-r", "1", "-a", "2", status=64)
 
         self.assertEqual(outcome.out, "")
-        self.assertIn("krctl: -r 1 -a 2: expected the same camera for both", outcome.err)
+        self.assertIn("krctl plan: -r 1 -a 2: expected the same camera for both", outcome.err)
+
+    def test_an_unknown_camera_is_refused_like_a_run_of_it(self):
+        for options in (("-r", "7"), ("-a", "7"), ("--camera", "1", "--camera", "7")):
+            outcomes = [self.krctl(command, *options, status=64) for command in ("plan", "run")]
+
+            self.assertEqual([outcome.out for outcome in outcomes], ["", ""])
+            self.assertEqual({outcome.err for outcome in outcomes}, {
+                'krctl: there is no camera with the id 7; "krctl camera list" lists them\n'})
+
+    def test_cameras_and_kinds_select_the_work(self):
+        self.drift()
+        self.recorder.recording(self.recorder.camera(2))
+
+        def parts(*options):
+            return [(part["kind"], part["camera"]) for part in self.plan(*options)["parts"]]
+
+        self.assertEqual(parts("--kind", "e-maps", "--kind", "snapshots"), [("e-maps", None), ("snapshots", None)])
+        self.assertEqual(parts("--camera", "2"), [("recordings", 2), ("recordings", 8), ("alert-recordings", 2)])
+        self.assertEqual(parts("--camera", "2", "--kind", "alert-recordings", "--kind", "e-maps"),
+                         [("e-maps", None), ("alert-recordings", 2)])
+
+    def test_of_several_cameras_has_each_change_once(self):
+        """Each of the runs for one camera would remove the row of the deleted camera 8."""
+        self.drift()
+        self.recorder.recording(self.recorder.camera(2))
+        both = self.plan("--camera", "1", "--camera", "2", "--kind", "recordings")
+        every = self.plan("--kind", "recordings")
+
+        self.assertEqual(both["total"], every["total"])
+        self.assertCountEqual(both["items"], every["items"])
+        self.assertEqual([item["camera"] for item in both["items"]].count(8), 1)
 
     def test_wrong_options_are_errors(self):
         for options in (("-r", "front"), ("-r", "0"), ("-x",), ("more",)):
@@ -422,10 +453,6 @@ class Incomplete(PlanTest):
         self.assertEqual((plan["complete"], plan["nothing_to_change"]), (False, False))
         return [(problem["reason"], problem["kind"], problem["camera"], problem["text"])
                 for problem in plan["problems"]]
-
-    def test_an_unknown_camera(self):
-        self.assertEqual(self.problems("-r", "99"), [
-            ("refusal", "recordings", 99, "can't load camera 99: no such camera")])
 
     def test_a_volume_that_is_missing(self):
         self.recorder.row("event", camera_id=1, path=f"{HALF_DAY}/a.mp4")

@@ -55,6 +55,16 @@ class Run(ReportTest):
         self.assertIn("Failed", page.texts("h2"))
         self.assertRegex(page.text(), r"recordings of camera 1 Front: \d+ failure")
 
+    def test_shows_only_the_selected_parts(self):
+        for number in (1, 2):
+            self.recorder.recording(self.recorder.camera(number, f"cam{number}"))
+        self.recorder.reindex("-r", "-1", "-s", "-e")
+        page = self.report("--camera", "2", "--kind", "recordings", "--kind", "e-maps")
+        self.assertIn("only camera 2, recordings, e-maps", page.text())
+        self.assertEqual([row[:2] for row in page.rows()[1:]],
+                         [["E-maps", "-"], ["Recordings", "2 cam2"], ["Total", ""]])
+        self.assertEqual(page.texts("h3"), ["Camera 2 cam2"])
+
     def test_shows_each_refusal_and_its_reason_once(self):
         self.recorder.volume()
         self.recorder.recording(self.recorder.camera(1, "Front"))
@@ -351,9 +361,15 @@ class Plan(ReportTest):
             self.recorder.recording(self.recorder.camera(number, f"cam{number}"))
         for options, cameras in (((), ["Camera 1 cam1", "Camera 2 cam2"]),
                                  (("-r", "2"), ["Camera 2 cam2"]),
+                                 (("--camera", "2"), ["Camera 2 cam2"]),
+                                 (("--kind", "recordings"), ["Camera 1 cam1", "Camera 2 cam2"]),
+                                 (("--kind", "alert-recordings"), []),
                                  (("-s",), [])):
             with self.subTest(options):
                 self.assertEqual(self.report("--plan", *options).texts("h3"), cameras)
+                if "-s" not in options and "-r" not in options:
+                    self.recorder.reindex("-r", "-1")
+                    self.assertEqual(self.report(*options).texts("h3"), cameras)
 
     def test_is_required_by_the_options_for_kinds(self):
         self.assertEqual(self.recorder.krctl("report", "--html", "x", "-r", "1").status, 64)

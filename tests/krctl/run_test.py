@@ -1,5 +1,6 @@
 """krctl run: starts krindexer, shows its progress and the result."""
 
+import json
 import os
 import re
 import signal
@@ -188,7 +189,7 @@ class Outcome(RunTest):
 
 class Arguments(RunTest):
     def test_an_unknown_camera_is_named(self):
-        outcome = self.krctl("run", "-r", "7", status=1)
+        outcome = self.krctl("run", "-r", "7", status=64)
         self.assertEqual(outcome.err, 'krctl: there is no camera with the id 7; "krctl camera list"'
                                       " lists them\n")
 
@@ -199,8 +200,52 @@ class Arguments(RunTest):
 
     def test_two_cameras_are_refused(self):
         self.recorder.camera(ANOTHER_CAMERA)
-        outcome = self.krctl("run", "-r", "1", "-a", "2", status=1)
+        outcome = self.krctl("run", "-r", "1", "-a", "2", status=64)
         self.assertIn("-r 1 -a 2: expected the same camera for both", outcome.err)
+
+    def test_kinds_select_the_work_and_exclude_krindexers_options(self):
+        self.recorder.recording(self.storage)
+        outcome = self.krctl("run", "--kind", "snapshots", "--kind", "e-maps")
+        self.assertNotIn("recordings", outcome.out)
+        for kind in ("snapshots", "e-maps"):
+            self.assertRegex(outcome.out, f"(?m)^{kind} ")
+        outcome = self.krctl("run", "--kind", "snapshots", "-r", "1", status=64)
+        self.assertIn("can't be used with", outcome.err)
+
+    def test_several_cameras_are_one_run_each_with_its_own_result(self):
+        other = self.recorder.camera(ANOTHER_CAMERA)
+        self.recorder.recording(self.storage)
+        self.recorder.recording(other, medium="cut.mp4")
+        options = ("--camera", "1", "--camera", "2", "--kind", "recordings", "--kind", "e-maps")
+        outcome = self.krctl("run", *options, status=1)  # that of the second run
+        self.assertIn("run 1: complete", outcome.out)
+        self.assertIn("run 2: 1 failure", outcome.out)
+        documents = self.documents(self.krctl("run", *options, "--json").out)
+        self.assertEqual([(document["run"], [(part["kind"], part["camera"])
+                                             for part in document["parts"] if part["kind"] == "e-maps" or part["camera"]])
+                          for document in documents],
+                         [(3, [("e-maps", None), ("recordings", 1)]), (4, [("recordings", 2)])])
+
+    def documents(self, text):
+        """Returns the JSON documents of a text that has one after another."""
+        documents, decoder = [], json.JSONDecoder()
+        while text := text.lstrip():
+            document, end = decoder.raw_decode(text)
+            self.assert_matches_schema(document, "run")
+            documents.append(document)
+            text = text[end:]
+        return documents
+
+    def test_after_a_refused_run_no_further_run_is_started(self):
+        self.recorder.camera(ANOTHER_CAMERA)
+        release = self.hold_up()
+        first = self.started("krindexer", "-r", "1")
+        process.until(lambda: self.recorder.krctl("status", "--json").json()["running"],
+                      "no run began")
+        outcome = self.krctl("run", "--camera", "1", "--camera", "2", status=75)
+        self.assertEqual(outcome.err.count("another run"), 1)
+        release()
+        self.assertEqual(first.wait(process.DEADLINE_S), 0)
 
     def test_an_unknown_option_is_wrong_usage(self):
         outcome = self.krctl("run", "--fast", status=64)

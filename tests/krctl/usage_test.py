@@ -24,6 +24,7 @@ class Usage(KrctlTest):
                 (["camera", "remove", "--id", "2147483648"], "--id: expected an integer from 1 to"),
                 (["camera", "remove", "--id", "seven"], 'not "seven"'),
                 (["camera", "adopt"], "DIR is required"),
+                (["undo", "1", "--camera", "1", "--kind", "e-maps"], "snapshots and e-maps have no cameras"),
                 (["undo", "1", "--kind", "event"], "--kind: expected one of recordings, alert-recordings, snapshots, e-maps, not "),
                 (["undo", "1", "--kind", "alert_event"], 'not "alert_event"'),
                 (["undo", "1", "--kind", "snapshot"], 'not "snapshot"'),
@@ -55,9 +56,9 @@ Arguments:
 Options:
   -h, --help           show this help
   --identity IDENTITY  the run's identity, if several runs have this number
-  --camera CAMERA      only rows of this camera
-  --kind KIND          only rows of this kind: recordings, alert-recordings,
-                       snapshots, e-maps
+  --camera CAMERA      only this camera; can be repeated
+  --kind KIND          only this kind: recordings, alert-recordings, snapshots,
+                       e-maps; can be repeated
   --json               print JSON
 """)
 

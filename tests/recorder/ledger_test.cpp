@@ -258,7 +258,7 @@ TEST_F(Ledger, KeepsARowWhoseIdIsInUseAgain) {
     }
 
     world::Write(KRDB::DB_RECORDING, "DELETE FROM event WHERE id = 1;");
-    EXPECT_THAT(recorder::Undo({.run = recorder::RunNumber(), .kind = "event"}).kinds,
+    EXPECT_THAT(recorder::Undo({.run = recorder::RunNumber(), .media = {.kinds = {"event"}}}).kinds,
                 ElementsAre(Field(&recorder::UndoneKind::restored, 1)));
     EXPECT_THAT(KeptIds(kEvent), Not(Contains(world::Row{"2"})));
 }
@@ -350,7 +350,7 @@ TEST_F(Ledger, RestoresOnlyTheRowsOfOneCamera) {
     ASSERT_EQ(Remove(kEvent, "1, 2"), 0);
     ASSERT_EQ(Remove(kSnapshot, "1"), 0);
 
-    Undo({.run = recorder::RunNumber(), .camId = 7});
+    Undo({.run = recorder::RunNumber(), .media = {.cameras = {7}}});
 
     EXPECT_THAT(Ids(kEvent), ElementsAre(world::Row{"2"}));
     EXPECT_THAT(Ids(kSnapshot), IsEmpty());
@@ -362,7 +362,7 @@ TEST_F(Ledger, RestoresOnlyTheRowsOfOneKind) {
     ASSERT_EQ(Remove(kEvent, "1"), 0);
     ASSERT_EQ(Remove(kSnapshot, "1"), 0);
 
-    Undo({.run = recorder::RunNumber(), .kind = "snapshot"});
+    Undo({.run = recorder::RunNumber(), .media = {.kinds = {"snapshot"}}});
 
     EXPECT_THAT(Ids(kEvent), IsEmpty());
     EXPECT_THAT(Ids(kSnapshot), SizeIs(1));

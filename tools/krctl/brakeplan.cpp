@@ -16,7 +16,7 @@ std::string CameraOf(const PlanSummary& plan, const PlanPart& part) {
 
 } // namespace
 
-int AnnounceBraked(const JobOptions& jobs, const recorder::RemovalLimit& limit) {
+int AnnounceBraked(const JobSelection& jobs, const recorder::RemovalLimit& limit) {
     PlanSummary summary;
     const int status = ReadPlan(jobs, [&](const plan::Note& note) { summary.Add(note); });
     if (status != 0) {

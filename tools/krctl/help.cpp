@@ -180,7 +180,7 @@ CLI::Validator PositiveInteger(long last) {
             ""};
 }
 
-std::string UsageError(const CLI::App& app, const CLI::ParseError& error) {
+std::string UsageMessage(const CLI::App& app, const CLI::ParseError& error) {
     const std::string words = WordsOf(app);
     return words + ": " + ReasonOf(app, error) + "; see \"" + words + " --help\"";
 }

@@ -18,4 +18,4 @@ public:
 [[nodiscard]] CLI::Validator PositiveInteger(long last);
 
 // The message about wrong usage, with the command that shows the help.
-[[nodiscard]] std::string UsageError(const CLI::App& app, const CLI::ParseError& error);
+[[nodiscard]] std::string UsageMessage(const CLI::App& app, const CLI::ParseError& error);

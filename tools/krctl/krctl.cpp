@@ -6,6 +6,7 @@
 #include "recorder/settings/settings.h"
 #include "recorder/support/paths.h"
 #include "recorder/support/privacy.h"
+#include "tools/common/exitstatus.h"
 #include "tools/common/terminal.h"
 #include "tools/krctl/commands.h"
 #include "tools/krctl/help.h"
@@ -19,7 +20,6 @@
 #include <CLI/CLI.hpp>
 
 #include <fcntl.h>
-#include <sysexits.h>
 #include <unistd.h>
 
 namespace {
@@ -43,7 +43,7 @@ int FlushOutput() {
         return 0;
     }
     std::fputs("krctl: can't write to standard output\n", stderr);
-    return 1;
+    return kExitFailed;
 }
 
 int Fail(const std::exception& error, int status) {
@@ -58,8 +58,8 @@ int EndParsing(const CLI::App& app, const CLI::ParseError& error) {
         std::cout.flush();
         return FlushOutput();
     }
-    std::fprintf(stderr, "%s\n", Printable(UsageError(app, error)).c_str());
-    return EX_USAGE;
+    std::fprintf(stderr, "%s\n", Printable(UsageMessage(app, error)).c_str());
+    return kExitUsage;
 }
 
 // If the caller closed a standard descriptor, the next opened file would get its number, and
@@ -99,13 +99,15 @@ int main(int argc, char** argv) {
         return error.get_exit_code(); // the command has printed the reason
     } catch (const CLI::ParseError& error) {
         return EndParsing(app, error);
+    } catch (const UsageError& error) {
+        return Fail(error, kExitUsage);
     } catch (const recorder::SettingsError& error) {
-        return Fail(error, EX_CONFIG);
+        return Fail(error, kExitSettings);
     } catch (const recorder::UntrustedLog&) {
         // The reason is on stderr already.
         std::fputs("krctl: no change was made, because changes can't be logged\n", stderr);
-        return EX_CONFIG;
+        return kExitSettings;
     } catch (const std::exception& error) {
-        return Fail(error, 1);
+        return Fail(error, kExitFailed);
     }
 }

@@ -2,6 +2,8 @@
 
 #include "recorder/ledger/undo.h"
 #include "recorder/run/runlist.h"
+#include "tools/common/exitstatus.h"
+#include "tools/common/joboptions.h"
 #include "tools/common/json.h"
 #include "tools/common/table.h"
 #include "tools/common/terminal.h"
@@ -20,8 +22,6 @@
 #include <CLI/CLI.hpp>
 
 namespace {
-
-constexpr int kExitIncomplete = 1; // not all rows were restored, or the counts not corrected
 
 // If databases were restored, two runs can have one number. Each is then shown with its identity.
 std::string LostText(const recorder::RunRecord& run, const std::vector<recorder::RunRecord>& runs) {
@@ -199,30 +199,8 @@ void Undo(const recorder::UndoSelection& selection, bool asJson) {
         std::fprintf(stderr, "krctl: %s\n", Printable(failure).c_str());
     }
     if (!IsComplete(undone)) {
-        throw CLI::RuntimeError(kExitIncomplete);
+        throw CLI::RuntimeError(kExitFailed);
     }
-}
-
-// The option takes a key, the selection holds a table.
-void AddKindOption(CLI::App& undo, recorder::UndoSelection& selection) {
-    std::string keys;
-    for (const MediaKind& kind : MediaKinds()) {
-        keys += std::string(keys.empty() ? "" : ", ") + kind.Key();
-    }
-    const CLI::Validator toTable(
-        [keys](std::string& key) {
-            for (const MediaKind& kind : MediaKinds()) {
-                if (kind.Key() == key) {
-                    key = kind.table;
-                    return std::string();
-                }
-            }
-            return "expected one of " + keys + ", not \"" + key + '"';
-        },
-        "");
-    undo.add_option("--kind", selection.kind, "only rows of this kind: " + keys)
-        ->type_name("KIND")
-        ->transform(toTable);
 }
 
 } // namespace
@@ -242,10 +220,7 @@ void AddLedgerCommands(CLI::App& app) {
     undo->add_option("--identity", selection->identity,
                      "the run's identity, if several runs have this number")
         ->type_name("IDENTITY");
-    undo->add_option("--camera", selection->camId, "only rows of this camera")
-        ->type_name("CAMERA")
-        ->check(PositiveInteger(INT_MAX));
-    AddKindOption(*undo, *selection);
+    AddMediaOptions(*undo, selection->media);
     const auto undoneAsJson = std::make_shared<bool>(false);
     undo->add_flag("--json", *undoneAsJson, "print JSON");
     undo->callback([selection, undoneAsJson] { Undo(*selection, *undoneAsJson); });

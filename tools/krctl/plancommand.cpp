@@ -1,6 +1,7 @@
 #include "tools/krctl/commands.h"
 
 #include "recorder/support/error.h"
+#include "tools/common/exitstatus.h"
 #include "tools/common/joboptions.h"
 #include "tools/common/json.h"
 #include "tools/krctl/plan/planreader.h"
@@ -15,10 +16,8 @@
 
 namespace {
 
-constexpr int kExitIncomplete = 1;
-
 struct PlanOptions {
-    JobOptions jobs;
+    JobSelection jobs;
     bool withItems = false;
     bool asJson = false;
 };
@@ -58,7 +57,6 @@ private:
 };
 
 void Plan(const PlanOptions& options) {
-    RequireOneCamera(options.jobs);
     PlanSummary plan;
     ItemPrinter items(options.asJson);
     const int status = ReadPlan(options.jobs, [&](const plan::Note& note) {
@@ -82,7 +80,7 @@ void Plan(const PlanOptions& options) {
         PrintPlan(plan);
     }
     if (!plan.IsComplete()) {
-        throw CLI::RuntimeError(kExitIncomplete);
+        throw CLI::RuntimeError(kExitFailed);
     }
 }
 

@@ -21,11 +21,11 @@ constexpr mode_t kMode = 0640; // the page shows when each camera recorded
 struct ReportOptions {
     std::string file;
     bool ofPlan = false;
-    JobOptions jobs;
+    JobSelection jobs;
 };
 
 Report ReportOf(const ReportOptions& options) {
-    return options.ofPlan ? PlanReport(options.jobs) : LastRunReport();
+    return options.ofPlan ? PlanReport(options.jobs) : LastRunReport(options.jobs.media);
 }
 
 void MakeReport(const ReportOptions& options) {

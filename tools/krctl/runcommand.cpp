@@ -8,6 +8,7 @@
 #include "recorder/support/paths.h"
 #include "recorder/support/program.h"
 #include "recorder/support/trust.h"
+#include "tools/common/exitstatus.h"
 #include "tools/common/joboptions.h"
 #include "tools/common/terminal.h"
 #include "tools/common/texts.h"
@@ -20,18 +21,14 @@
 #include <cstdio>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
 #include <CLI/CLI.hpp>
 
-#include <sysexits.h>
-
 namespace {
 
-constexpr int kExitFailures = 1;
-constexpr int kExitRefused = 3;
-constexpr int kExitStopped = 130; // the shell's status for a program that Ctrl-C ended
 constexpr std::chrono::milliseconds kPollInterval{250};
 
 // The progress that the child publishes; empty until it does.
@@ -125,23 +122,23 @@ std::string TrustFailure(const std::string& seeLog) {
 [[noreturn]] void FailFor(int status) {
     const std::string log = std::string("; the log has the reason: ") + recorder::kLogFile;
     switch (status) {
-    case EX_TEMPFAIL:
+    case kExitRunInProgress:
         std::fputs("krctl: another run, an undo or an adoption is in progress; \"krctl status\" "
                    "shows a run\n",
                    stderr);
         break;
-    case EX_IOERR:
+    case kExitNoDatabases:
         std::fprintf(
             stderr,
             "krctl: the task store can't be used%s; if it was never created, run krctl init\n",
             log.c_str());
         break;
-    case EX_CONFIG:
+    case kExitSettings:
         std::fprintf(stderr, "krctl: %s\n", Printable(TrustFailure(log)).c_str());
         break;
     default:
         std::fprintf(stderr, "krctl: krindexer ended with status %d%s\n", status, log.c_str());
-        status = kExitFailures;
+        status = kExitFailed;
         break;
     }
     throw CLI::RuntimeError(status);
@@ -151,7 +148,7 @@ int StatusOf(const recorder::RunRecord& record) {
     if (record.refusals > 0) {
         return kExitRefused;
     }
-    return OutcomeOf(record) == RunOutcome::Complete ? 0 : kExitFailures;
+    return OutcomeOf(record) == RunOutcome::Complete ? kExitOk : kExitFailed;
 }
 
 void PrintResult(const RunView& run, bool asJson) {
@@ -173,6 +170,14 @@ std::optional<std::vector<recorder::CameraRow>> CamerasIfReadable() {
     }
 }
 
+std::set<int> IdsOf(const std::vector<recorder::CameraRow>& cameras) {
+    std::set<int> ids;
+    for (const recorder::CameraRow& camera : cameras) {
+        ids.insert(camera.id);
+    }
+    return ids;
+}
+
 // Prints the result of the ended run, and waits for the end of the publication.
 void AwaitPublication(ChildProcess& child, std::optional<long> newestBefore, bool asJson) {
     if (const std::optional<RunView> run = RunOf(child, newestBefore)) {
@@ -190,7 +195,7 @@ void FailIfStopped(const ChildProcess& child, bool whileAtWork) {
             stderr, whileAtWork
                         ? "krctl: stopped; completed changes stay, and the next run does the rest\n"
                         : "krctl: stopped; unpublished messages stay queued\n");
-        throw CLI::RuntimeError(kExitStopped);
+        throw CLI::RuntimeError(kExitInterrupted);
     }
     if (!child.Status()) {
         throw recorder::Error(whileAtWork
@@ -200,7 +205,7 @@ void FailIfStopped(const ChildProcess& child, bool whileAtWork) {
 }
 
 struct RunOptions {
-    JobOptions jobs;
+    JobSelection jobs;
     std::string maxRemoved; // empty: no limit
     bool asJson = false;
 };
@@ -225,17 +230,8 @@ std::string LimitProblem(const std::string& text) {
     }
 }
 
-void Run(const RunOptions& options) {
-    const auto& [jobs, maxRemoved, asJson] = options;
-    RequireOneCamera(jobs);
-    const std::optional<std::vector<recorder::CameraRow>> cameras = CamerasIfReadable();
-    if (cameras) {
-        RequireKnownCamera(jobs, *cameras);
-    }
-    if (!maxRemoved.empty()) {
-        ApplyLimit(options);
-    }
-    const RunShares shares = SharesOf(jobs, cameras.value_or(std::vector<recorder::CameraRow>()));
+// Runs krindexer once and prints the result. Returns the exit status for it.
+int RunOnce(const JobOptions& jobs, const RunShares& shares, bool asJson) {
     const std::string krindexer = recorder::ProgramPath("krindexer");
     const std::optional<long> newestBefore = NewestNumber();
     ChildProcess child(krindexer, ArgumentsOf(jobs));
@@ -262,8 +258,26 @@ void Run(const RunOptions& options) {
                                           "recorded; the log has the reason: ") +
                               recorder::kLogFile);
     }
-    if (StatusOf(run->record) != 0) {
-        throw CLI::RuntimeError(StatusOf(run->record));
+    return StatusOf(run->record);
+}
+
+// A run that can't start or is stopped ends the command: the remaining runs would be, too.
+void Run(const RunOptions& options) {
+    const std::optional<std::vector<recorder::CameraRow>> cameras = CamerasIfReadable();
+    if (cameras) {
+        RequireKnownCameras(options.jobs, IdsOf(*cameras));
+    }
+    if (!options.maxRemoved.empty()) {
+        ApplyLimit(options);
+    }
+    int status = kExitOk;
+    for (const JobOptions& run : RunsOf(options.jobs)) {
+        const RunShares shares =
+            SharesOf(run, cameras.value_or(std::vector<recorder::CameraRow>()));
+        status = WorseStatus(status, RunOnce(run, shares, options.asJson));
+    }
+    if (status != kExitOk) {
+        throw CLI::RuntimeError(status);
     }
 }
 

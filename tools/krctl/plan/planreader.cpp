@@ -7,6 +7,7 @@
 
 #include <array>
 #include <csignal>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -114,10 +115,8 @@ private:
     bool m_isComplete = false; // the last note is End, and no note before it is missing
 };
 
-} // namespace
-
-int ReadPlan(const JobOptions& jobs, const std::function<void(const plan::Note&)>& take) {
-    Planner planner(ArgumentsOf(jobs));
+int ReadPlanOf(const JobOptions& run, const std::function<void(const plan::Note&)>& take) {
+    Planner planner(ArgumentsOf(run));
     Stream stream(take);
     std::string text;
     while (planner.Read(text)) {
@@ -126,6 +125,52 @@ int ReadPlan(const JobOptions& jobs, const std::function<void(const plan::Note&)
     const int status = planner.AwaitEnd();
     if (status == 0 && !stream.IsComplete(text)) {
         throw recorder::Error("krplan ended before the plan was complete");
+    }
+    return status;
+}
+
+bool IsOfCamera(const plan::Note& item, const JobOptions& run) {
+    return item.camId == run.eventCamera || item.camId == run.alertEventCamera;
+}
+
+// Checks that the selected cameras exist, by the cameras that krplan lists before anything else.
+class CameraCheck {
+public:
+    explicit CameraCheck(const JobSelection& jobs) : m_jobs(jobs) {}
+
+    // Throws UsageError.
+    void Take(const plan::Note& note) {
+        if (note.reason == plan::Reason::Camera) {
+            m_known.insert(note.camId);
+        } else if (note.reason != plan::Reason::NoPlan && !m_isDone) {
+            RequireKnownCameras(m_jobs, m_known);
+            m_isDone = true;
+        }
+    }
+
+private:
+    const JobSelection& m_jobs;
+    std::set<int> m_known;
+    bool m_isDone = false;
+};
+
+} // namespace
+
+int ReadPlan(const JobSelection& jobs, const std::function<void(const plan::Note&)>& take) {
+    CameraCheck cameras(jobs);
+    int status = 0;
+    bool isFirst = true;
+    for (const JobOptions& run : RunsOf(jobs)) {
+        status = ReadPlanOf(run, [&](const plan::Note& note) {
+            cameras.Take(note);
+            if (isFirst || !plan::IsItem(note.reason) || IsOfCamera(note, run)) {
+                take(note);
+            }
+        });
+        if (status != 0) {
+            break;
+        }
+        isFirst = false;
     }
     return status;
 }

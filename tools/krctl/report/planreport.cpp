@@ -55,9 +55,12 @@ private:
 };
 
 // Returns true if the plan covers the camera's recordings.
-bool IsPlanned(const JobOptions& jobs, int camId) {
-    const bool isAll = jobs == JobOptions();
-    return isAll || (jobs.eventCamera && (*jobs.eventCamera < 0 || *jobs.eventCamera == camId));
+bool IsPlanned(const JobSelection& jobs, int camId) {
+    const std::vector<JobOptions> runs = RunsOf(jobs);
+    return std::any_of(runs.begin(), runs.end(), [&](const JobOptions& run) {
+        return run == JobOptions() ||
+               (run.eventCamera && (*run.eventCamera < 0 || *run.eventCamera == camId));
+    });
 }
 
 [[noreturn]] void FailForNoPlan(int status, const std::string& why) {
@@ -147,8 +150,7 @@ void AddTable(const PlanSummary& plan, Report& report) {
 
 } // namespace
 
-Report PlanReport(const JobOptions& jobs) {
-    RequireOneCamera(jobs);
+Report PlanReport(const JobSelection& jobs) {
     PlanSummary plan;
     DriftDays drift;
     const int status = ReadPlan(jobs, [&](const plan::Note& note) {

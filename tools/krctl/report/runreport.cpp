@@ -1,5 +1,6 @@
 #include "tools/krctl/report/reports.h"
 
+#include "platform/database.h"
 #include "recorder/camera/cameratable.h"
 #include "recorder/recording/daycount.h"
 #include "recorder/run/live.h"
@@ -101,6 +102,26 @@ ReportRow RowOf(const std::string& kind, const std::string& camera, const record
             DurationText(static_cast<double>(part.durationMs) / kMsPerSecond)};
 }
 
+// "camera 3", "snapshots"; empty without a selection.
+std::string SelectionText(const recorder::MediaSelection& selection) {
+    std::string text;
+    for (const int camera : selection.cameras) {
+        text += (text.empty() ? "" : ", ") + ("camera " + std::to_string(camera));
+    }
+    for (const std::string& kind : selection.kinds) {
+        text += (text.empty() ? "" : ", ") + KindText(kind);
+    }
+    return text;
+}
+
+// Keeps the selected parts. The part in which a camera couldn't be loaded has no kind.
+void Select(const recorder::MediaSelection& selection, RunView& run) {
+    std::erase_if(run.parts, [&](const recorder::RunPart& part) {
+        return !selection.IsAll() && !selection.Includes(part.kind, part.camId) &&
+               !(part.kind.empty() && selection.Includes(gszTableEvent, part.camId));
+    });
+}
+
 void AddTable(const RunView& run, const CameraNames& names, Report& report) {
     report.columns = {"Files", "Rows before", "Added", "Removed", "Failures"};
     for (const recorder::RunPart& part : run.parts) {
@@ -141,16 +162,20 @@ DaysByCamera DaysOf(const std::optional<recorder::RunRecord>& record) {
 
 } // namespace
 
-Report LastRunReport() {
+Report LastRunReport(const recorder::MediaSelection& selection) {
     Report report;
     const CameraNames names = ReadCameraNames();
     const std::optional<recorder::RunRecord> last = recorder::NewestRun();
     if (last) {
-        const RunView run = ViewOf(*last);
+        RunView run = ViewOf(*last);
+        Select(selection, run);
         report.subject = "Run " + std::to_string(last->id);
         report.facts = {LongTimeText(last->startTm)};
         if (last->endTm) {
             report.facts.push_back(Took(run));
+        }
+        if (!selection.IsAll()) {
+            report.facts.push_back("only " + SelectionText(selection));
         }
         AddOutcome(run, report);
         AddNotices(run, names, report);
@@ -161,5 +186,8 @@ Report LastRunReport() {
         report.sentence = "\"krctl run\" adds and removes rows until they match the files.";
     }
     report.calendars = CalendarsOf(names, DaysOf(last));
+    std::erase_if(report.calendars, [&](const CameraCalendar& calendar) {
+        return !selection.Includes(gszTableEvent, calendar.camId);
+    });
     return report;
 }

@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include "recorder/camera/cameratable.h"
 #include "recorder/run/live.h"
 #include "recorder/run/runlist.h"
 #include "tools/common/joboptions.h"
