@@ -23,7 +23,8 @@ class Status(RunTest):
                          "No run in progress. No run on record.\n")
         document = self.krctl("status", "--json").json()
         self.assert_matches_schema(document, "status")
-        self.assertEqual(document, {"in_progress": False, "unknown_because": None,
+        self.assertEqual(document, {"schema": "krctl.status/1",
+                                    "in_progress": False, "unknown_because": None,
                                     "running": None, "last": None})
 
     def test_shows_the_result_of_the_last_run(self):
@@ -42,7 +43,8 @@ class Status(RunTest):
         self.run_in_background()
         live = process.until(lambda: (found := self.running()) and found["files"] and found,
                              "no run began")
-        self.assert_matches_schema({"in_progress": True, "unknown_because": None,
+        self.assert_matches_schema({"schema": "krctl.status/1",
+                                    "in_progress": True, "unknown_because": None,
                                     "running": live, "last": None}, "status")
         self.assertEqual((live["kind"], live["camera"], live["files"]), ("recordings", 1, 1))
         outcome = self.krctl("status")

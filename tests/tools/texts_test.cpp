@@ -1,5 +1,9 @@
 #include "tools/common/texts.h"
 
+#include "tests/tools/timezone.h"
+
+#include <climits>
+
 #include <gtest/gtest.h>
 
 namespace {
@@ -9,6 +13,22 @@ TEST(DurationText, IsInSecondsMinutesOrHours) {
     EXPECT_EQ(DurationText(7.34), "7.3 s");
     EXPECT_EQ(DurationText(725.9), "12:05");
     EXPECT_EQ(DurationText(11525), "3:12:05");
+}
+
+TEST(TimeText, IsLocalWithAnOffsetForPeopleAndInUtcForPrograms) {
+    const TimeZone zone("EST5EDT,M3.2.0,M11.1.0");
+
+    EXPECT_EQ(TimeText(1795000000), "2026-11-18T06:06:40-05:00");
+    EXPECT_EQ(TimeText(1780000000), "2026-05-28T16:26:40-04:00");
+    EXPECT_EQ(UtcTimeText(1795000000), "2026-11-18T11:06:40Z");
+}
+
+TEST(TimeText, IsNotADateIfTheYearHasNoFourDigits) {
+    EXPECT_EQ(TimeText(LONG_MAX), "@9223372036854775807");
+    EXPECT_EQ(TimeText(300000000000), "@300000000000");
+    EXPECT_EQ(UtcTimeText(LONG_MAX), std::nullopt);
+    EXPECT_EQ(UtcTimeText(300000000000), std::nullopt);
+    EXPECT_EQ(UtcTimeText(-1), "1969-12-31T23:59:59Z");
 }
 
 TEST(CameraText, HasTheIdAndTheNameIfKnown) {

@@ -14,5 +14,14 @@ using Json = nlohmann::ordered_json;
 // allow, become U+FFFD.
 [[nodiscard]] Json JsonText(std::string_view bytes);
 
-// Prints the value to standard output, indented and with a final newline.
-void PrintJson(const Json& json);
+// A moment in UTC, "2026-11-23T05:00:00Z"; null if its year has no four digits. `timeTm` is in
+// seconds since the epoch.
+[[nodiscard]] Json JsonTime(long timeTm);
+
+// "krctl.NAME/1", the value of "schema", which is the first key of each JSON document that krctl
+// prints. docs/json/NAME.schema.json describes the document.
+[[nodiscard]] std::string SchemaName(std::string_view name);
+
+// Prints an object to standard output, with "schema" before its members, indented and with a final
+// newline. `name` is the name of its schema.
+void PrintJson(std::string_view name, const Json& object);

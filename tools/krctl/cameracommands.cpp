@@ -168,7 +168,7 @@ void PrintCamerasAsJson() {
                            {"volume", JsonOrNull(camera.volumeId)},
                            {"uuid", JsonOrNull(camera.uuid)}});
     }
-    PrintJson({{"cameras", cameras}});
+    PrintJson("cameras", {{"cameras", cameras}});
 }
 
 void AddIdOption(CLI::App& command, int& id) {

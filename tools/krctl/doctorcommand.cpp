@@ -95,9 +95,9 @@ void PrintAsJson(const Checks& checks) {
                         {"message", JsonText(check.message)},
                         {"remedy", check.remedy.empty() ? Json(nullptr) : JsonText(check.remedy)}});
     }
-    PrintJson({{"problems", Count(checks, Health::Problem)},
-               {"warnings", Count(checks, Health::Warning)},
-               {"checks", list}});
+    PrintJson("doctor", {{"problems", Count(checks, Health::Problem)},
+                         {"warnings", Count(checks, Health::Warning)},
+                         {"checks", list}});
 }
 
 void Diagnose(bool asJson) {

@@ -65,8 +65,8 @@ Json JsonOf(const recorder::RunRecord& run) {
     Json json;
     json["run"] = run.id;
     json["identity"] = recorder::IdentityText(run);
-    json["start"] = run.isOnRecord ? Json(TimeText(run.startTm)) : Json();
-    json["end"] = run.endTm ? Json(TimeText(*run.endTm)) : Json();
+    json["start"] = run.isOnRecord ? JsonTime(run.startTm) : Json();
+    json["end"] = run.endTm ? JsonTime(*run.endTm) : Json();
     json["failures"] = run.failures;
     json["refusals"] = run.refusals;
     json["changes"] = Json::array();
@@ -90,7 +90,7 @@ void PrintRuns(bool asJson) {
     for (const recorder::RunRecord& run : runs) {
         json["runs"].push_back(JsonOf(run));
     }
-    PrintJson(json);
+    PrintJson("runs", json);
 }
 
 // "row 17, 20140312AM/a.mp4 of camera 3"
@@ -189,7 +189,7 @@ void Undo(const recorder::UndoSelection& selection, bool asJson) {
     const std::vector<recorder::RunRecord> others = recorder::OtherRuns(selection);
     const recorder::Undone undone = recorder::Undo(selection);
     if (asJson) {
-        PrintJson(JsonOf(selection.run, undone, others));
+        PrintJson("undo", JsonOf(selection.run, undone, others));
     } else {
         PrintUndoneForPeople(selection.run, undone);
         PrintOtherRuns(others);

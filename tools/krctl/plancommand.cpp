@@ -29,7 +29,7 @@ public:
 
     void Print(const plan::Note& item) {
         if (m_asJson) {
-            std::printf("%s    %s", m_hasPrinted ? ",\n" : "{\n  \"items\": [\n",
+            std::printf("%s    %s", m_hasPrinted ? ",\n" : (JsonBegin() + "\n").c_str(),
                         JsonOfItem(item).dump().c_str());
         } else {
             std::puts(ListLine(item).c_str());
@@ -42,7 +42,7 @@ public:
         if (m_asJson) {
             std::string rest = JsonOf(plan).dump(2);
             rest.erase(0, rest.find('{') + 1);
-            std::printf("%s],%s\n", m_hasPrinted ? "\n  " : "{\n  \"items\": [", rest.c_str());
+            std::printf("%s],%s\n", m_hasPrinted ? "\n  " : JsonBegin().c_str(), rest.c_str());
             return;
         }
         if (m_hasPrinted) {
@@ -52,6 +52,10 @@ public:
     }
 
 private:
+    static std::string JsonBegin() {
+        return "{\n  \"schema\": \"" + SchemaName("plan") + "\",\n  \"items\": [";
+    }
+
     bool m_asJson;
     bool m_hasPrinted = false;
 };
@@ -75,7 +79,7 @@ void Plan(const PlanOptions& options) {
     if (options.withItems) {
         items.End(plan);
     } else if (options.asJson) {
-        PrintJson(JsonOf(plan));
+        PrintJson("plan", JsonOf(plan));
     } else {
         PrintPlan(plan);
     }

@@ -153,7 +153,7 @@ int StatusOf(const recorder::RunRecord& record) {
 
 void PrintResult(const RunView& run, bool asJson) {
     if (asJson) {
-        PrintJson(JsonOf(run));
+        PrintJson("run", JsonOf(run));
     } else {
         PrintRun(run);
     }

@@ -46,7 +46,7 @@ Json JsonOf(const LiveView& view) {
     Json json;
     json["run"] = live.run == 0 ? Json() : Json(live.run);
     json["pid"] = live.pid == 0 ? Json() : Json(live.pid);
-    json["start"] = live.startTm == 0 ? Json() : Json(TimeText(live.startTm));
+    json["start"] = live.startTm == 0 ? Json() : JsonTime(live.startTm);
     json["kind"] = live.kind.empty() ? Json() : Json(KindKey(live.kind));
     json["camera"] = live.camId == 0 ? Json() : Json(live.camId);
     json["files"] = live.files;
@@ -70,7 +70,7 @@ void PrintAsJson(const RunInProgress& found) {
     json["running"] = isRunning ? JsonOf(ViewOf(found.live)) : Json();
     const std::optional<recorder::RunRecord> newest = recorder::NewestRun();
     json["last"] = newest && !isRunning ? JsonOf(::ViewOf(*newest)) : Json();
-    PrintJson(json);
+    PrintJson("status", json);
 }
 
 void PrintNewestRun(const std::string& state) {

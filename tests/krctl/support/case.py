@@ -40,7 +40,8 @@ class KrctlTest(unittest.TestCase):
         return outcome
 
     def assert_matches_schema(self, document, name):
-        """Checks the document against docs/json/NAME.schema.json."""
+        """Checks the document against docs/json/NAME.schema.json. Its first key names the schema."""
+        self.assertEqual(next(iter(document.items())), ("schema", f"krctl.{name}/1"))
         with open(os.path.join(SCHEMAS, f"{name}.schema.json"), encoding="utf-8") as file:
             schema = json.load(file)
         jsonschema.Draft202012Validator.check_schema(schema)

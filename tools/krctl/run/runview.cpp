@@ -198,8 +198,8 @@ Json JsonOf(const RunView& run) {
     Json json;
     json["run"] = run.record.id;
     json["pid"] = run.record.pid;
-    json["start"] = TimeText(run.record.startTm);
-    json["end"] = run.record.endTm ? Json(TimeText(*run.record.endTm)) : Json();
+    json["start"] = JsonTime(run.record.startTm);
+    json["end"] = run.record.endTm ? JsonTime(*run.record.endTm) : Json();
     json["outcome"] = OutcomeName(OutcomeOf(run.record));
     AddCounts(json["total"], TotalOf(run.parts));
     json["total"]["failures"] = run.record.failures;
