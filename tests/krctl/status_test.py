@@ -29,7 +29,7 @@ class Status(RunTest):
 
     def test_shows_the_result_of_the_last_run(self):
         self.lose_volume()
-        self.krctl("run", status=1)
+        self.krctl("run", status=3)
         outcome = self.krctl("status")
         self.assertIn("No run in progress. Last run, ", outcome.out)
         self.assertIn("run 1: 2 refusals", outcome.out)
