@@ -1,5 +1,9 @@
 #include "recorder/database/mediatable.h"
 
+#include "recorder/support/error.h"
+
+#include <algorithm>
+
 namespace recorder {
 
 namespace {
@@ -40,6 +44,15 @@ const std::vector<MediaTable>& MediaTables() {
         {KRDB::DB_SYSTEM, gszTableEmap, "e-maps", {"filename"}},
     };
     return tables;
+}
+
+const MediaTable& MediaTableOf(const std::string& name) {
+    const auto found = std::find_if(MediaTables().begin(), MediaTables().end(),
+                                    [&](const MediaTable& table) { return table.name == name; });
+    if (found == MediaTables().end()) {
+        throw Error("the table " + name + " is not one of media files");
+    }
+    return *found;
 }
 
 std::string ColumnList(const std::vector<std::string>& columns, const std::string& prefix) {

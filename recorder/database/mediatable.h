@@ -20,6 +20,9 @@ struct MediaTable {
 
 [[nodiscard]] const std::vector<MediaTable>& MediaTables();
 
+// The table with this name. Throws Error if there is none.
+[[nodiscard]] const MediaTable& MediaTableOf(const std::string& name);
+
 // The names of the columns, separated by ", ", each with `prefix` before it.
 [[nodiscard]] std::string ColumnList(const std::vector<std::string>& columns,
                                      const std::string& prefix = {});

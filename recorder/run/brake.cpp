@@ -1,12 +1,11 @@
 #include "recorder/run/brake.h"
 
 #include "recorder/database/databases.h"
-#include "recorder/database/mediatable.h"
+#include "recorder/database/mediaselection.h"
 #include "recorder/run/taps.h"
 #include "recorder/support/error.h"
 #include "recorder/support/format.h"
 
-#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
@@ -18,19 +17,6 @@ namespace {
 
 constexpr double kWhole = 100; // percent
 constexpr const char* kCamera = "camera_id";
-
-const MediaTable& TableOf(const std::string& name) {
-    const auto found = std::find_if(MediaTables().begin(), MediaTables().end(),
-                                    [&](const MediaTable& table) { return table.name == name; });
-    if (found == MediaTables().end()) {
-        throw Error("can't remove rows of the table " + name + ": it has no files");
-    }
-    return *found;
-}
-
-bool HasCameras(const MediaTable& table) {
-    return std::find(table.columns.begin(), table.columns.end(), kCamera) != table.columns.end();
-}
 
 // The rows before the run changed any: rows that it adds must not allow it to remove more.
 long RowsBefore(KRDB::DB_INSTANCE instance, const std::string& table, const std::string& camera) {
@@ -47,7 +33,7 @@ long RowsBefore(KRDB::DB_INSTANCE instance, const std::string& table, const std:
 
 std::string Reason(const RemovalLimit& limit, const std::string& table, const std::string& camera,
                    long removed, long rows) {
-    return Format("%ld of %ld ", removed, rows) + TableOf(table).media +
+    return Format("%ld of %ld ", removed, rows) + MediaTableOf(table).media +
            (camera.empty() ? "" : " of camera " + camera) + " would be removed, more than " +
            limit.Text() + ": none is removed; to remove them, run krctl run --max-removed " +
            limit.TextToAllow(removed, rows);
@@ -84,11 +70,11 @@ bool HasRemovalLimit() {
 
 RowsByCamera CountRows(KRDB::DB_INSTANCE instance, const std::string& table,
                        const std::string& condition) {
-    const std::string camera = HasCameras(TableOf(table)) ? kCamera : "''";
+    const std::string camera = HasCameras(MediaTableOf(table)) ? kCamera : "''";
     const DBResult_tag rows = Execute(
         instance,
         "SELECT " + camera + " AS camera, count(*) AS rows FROM " + table + " WHERE " + condition +
-            (HasCameras(TableOf(table)) ? std::string(" GROUP BY ") + kCamera : "") + ";",
+            (HasCameras(MediaTableOf(table)) ? std::string(" GROUP BY ") + kCamera : "") + ";",
         {.readOnly = true});
     RowsByCamera counts;
     for (int row = 0; row < rows.RowCount(); ++row) {

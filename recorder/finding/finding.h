@@ -1,0 +1,79 @@
+// Findings: what is wrong with files, on record until it is seen to be right again. They are in the
+// database of the rows of their kind.
+
+#pragma once
+
+#include "recorder/database/mediaselection.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace recorder {
+
+enum class FindingType {
+    Missing,    // the row has no file
+    Moved,      // the row's file is in another folder
+    Size,       // the file has another size than the row
+    NotAFile,   // something else than a regular file has the name
+    TwoFolders, // two folders have a file of this name
+    Unreadable, // the file or folder can't be read
+    Length,     // the recording has another length than the row
+    Codec,      // the recording has other codecs or another picture size than the row
+    Changed,    // the contents changed, and the size or the modification time
+    Rot,        // the contents changed, but neither the size nor the modification time
+};
+
+// The type's name in the database, in JSON and in options: "missing", "not-a-file".
+[[nodiscard]] const char* NameOf(FindingType type);
+// The type with this name; nothing for any other text.
+[[nodiscard]] std::optional<FindingType> FindingTypeOf(const std::string& name);
+
+struct Finding {
+    std::string kind; // the table of the file's kind
+    int camId = 0;    // 0: the kind has no cameras
+    // As in the row (path or filename), any bytes. The absolute path if there need not be a row.
+    std::string path;
+    FindingType type = FindingType::Unreadable;
+    std::string detail; // for people: a reason, or what differs: "1,024 bytes, row 2,314"
+    bool hasRow = true; // false: the finding is valid without a row of this path
+    long firstTm = 0;   // seconds since the epoch; set by RecordFindings
+    long lastTm = 0;    // seconds since the epoch; set by RecordFindings
+    long run = 0;       // the last run that found it; 0: a check
+};
+
+// All functions throw Error. A finding whose row is gone is neither listed nor counted.
+
+// The number of a new examination of files: higher than all before, also those whose findings are
+// gone, unless all findings are.
+[[nodiscard]] long NewExamination();
+
+// Records findings, or renews those that are on record: their first time stays. At most some
+// thousands in a call, which is one transaction for each database.
+void RecordFindings(const std::vector<Finding>& findings, long examination);
+
+// Removes the findings of these types for a kind and camera that the examination did not find
+// again. The caller has examined all files of the kind and camera for them.
+void ResolveFindings(const std::string& kind, int camId, const std::vector<FindingType>& types,
+                     long examination);
+
+// Removes findings of one file.
+void ResolveFindingsOf(const std::string& kind, int camId, const std::string& path,
+                       const std::vector<FindingType>& types);
+
+// Removes the findings whose rows are gone.
+void RemoveVoidFindings();
+
+// The findings of the selection by kind, camera, path and type.
+[[nodiscard]] std::vector<Finding> ListFindings(const MediaSelection& selection);
+
+struct FindingCount {
+    std::string kind;
+    int camId = 0;
+    FindingType type = FindingType::Unreadable;
+    long count = 0;
+};
+// The number of findings of the selection, by kind, camera and type.
+[[nodiscard]] std::vector<FindingCount> CountFindings(const MediaSelection& selection);
+
+} // namespace recorder
