@@ -43,7 +43,7 @@ class Metrics(RunTest):
 
     def test_count_refusals(self):
         self.lose_volume()
-        self.krctl("run", status=1)
+        self.krctl("run", status=3)
         samples = self.samples(self.krctl("metrics").out)
         self.assertEqual(samples["last_run_refusals", ""], 2)
 
