@@ -32,7 +32,8 @@ UniqueFd OpenFolder() {
         return folder;
     }
     if (errno == ENOENT) {
-        throw Error(std::string("the folder ") + kDatabaseDir + " does not exist: run krctl init");
+        throw DatabaseUnusable(std::string("the folder ") + kDatabaseDir +
+                               " does not exist: run krctl init");
     }
     throw SystemError(std::string("open the folder ") + kDatabaseDir);
 }
@@ -70,9 +71,9 @@ UniqueFd LockCameras() {
             throw SystemError(std::string("lock the folder ") + kDatabaseDir);
         }
         if (deadline.IsOver()) {
-            throw Error(Format("can't lock the folder %s within %d ms%s: is another command "
-                               "changing the cameras?",
-                               kDatabaseDir, timeoutMs, Holder(folder).c_str()));
+            throw Busy(Format("can't lock the folder %s within %d ms%s: is another command "
+                              "changing the cameras?",
+                              kDatabaseDir, timeoutMs, Holder(folder).c_str()));
         }
         std::this_thread::sleep_for(kBetweenAttempts);
     }

@@ -41,7 +41,7 @@ std::optional<CameraRow> FindCamera(int id) {
 CameraRow RequireCamera(int id) {
     std::optional<CameraRow> camera = FindCamera(id);
     if (!camera) {
-        throw Error("there is no camera with the id " + std::to_string(id));
+        throw NotFound("there is no camera with the id " + std::to_string(id));
     }
     return std::move(*camera);
 }

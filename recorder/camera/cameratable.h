@@ -23,7 +23,7 @@ struct CameraRow {
 
 [[nodiscard]] std::optional<CameraRow> FindCamera(int id);
 
-// Throws Error also when there is no such camera.
+// Throws NotFound when there is no such camera.
 [[nodiscard]] CameraRow RequireCamera(int id);
 
 // Returns all cameras in ascending order of their ids.
@@ -40,8 +40,8 @@ void RemoveCamera(int id);
 
 // Takes the lock that a command holds while it changes the set of cameras, so that what it has
 // checked is still true when it writes. Waits for another holder as long as for another writer of a
-// database. The lock is held until the result is closed or the process ends. Throws Error when the
-// lock isn't free by then, or if the recorder has no databases yet.
+// database. The lock is held until the result is closed or the process ends. Throws Busy when the
+// lock isn't free by then, DatabaseUnusable if the recorder has no databases yet.
 [[nodiscard]] UniqueFd LockCameras();
 
 } // namespace recorder

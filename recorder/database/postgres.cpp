@@ -312,13 +312,13 @@ bool PostgresDatabase::IsConnected() {
 }
 
 void PostgresDatabase::Connect() {
-    RequireNextAttemptIsDue(m_settings.dsn, m_name);
     try {
+        RequireNextAttemptIsDue(m_settings.dsn, m_name);
         OpenConnection();
         SetUpSession();
-    } catch (const std::exception&) {
+    } catch (const Error& error) {
         m_connection.reset(); // without the session's settings it would use other tables
-        throw;
+        throw DatabaseUnusable(error.what());
     }
 }
 

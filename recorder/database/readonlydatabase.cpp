@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <ctime>
+#include <exception>
 #include <optional>
 
 #include <sys/stat.h>
@@ -90,7 +91,7 @@ ReadOnlyDatabase::ReadOnlyDatabase(std::string path, int lockTimeoutMs)
 
 DBResult_tag ReadOnlyDatabase::Execute(const std::string& sql, const ExecuteOptions& options) {
     const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(m_lockTimeoutMs);
-    std::string failure;
+    std::exception_ptr failure;
     for (int attempts = kAttempts; attempts > 0;) {
         const DiskState before = StateOf(m_path);
         AwaitTickAfter(before.file);
@@ -102,17 +103,18 @@ DBResult_tag ReadOnlyDatabase::Execute(const std::string& sql, const ExecuteOpti
                 if (how == SqliteReadMode::Shared || StateOf(m_path) == before) {
                     return rows;
                 }
-                failure = m_name + ": can't be read without a change to it: other processes write "
-                                   "to it all the time";
-            } catch (const Error& error) {
-                failure = error.what();
+                failure = std::make_exception_ptr(
+                    Error(m_name + ": can't be read without a change to it: other processes write "
+                                   "to it all the time"));
+            } catch (const Error&) {
+                failure = std::current_exception();
             }
         }
         // A writer may have removed the log before it was opened.
         const bool isOtherState = StateOf(m_path) != before && Clock::now() < deadline;
         attempts = isOtherState ? kAttempts : attempts - 1;
     }
-    throw Error(failure);
+    std::rethrow_exception(failure);
 }
 
 void ReadOnlyDatabase::AttributeTo(const RunIdentity& /*run*/,

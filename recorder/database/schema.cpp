@@ -6,12 +6,16 @@
 #include "recorder/settings/settings.h"
 #include "recorder/support/error.h"
 #include "recorder/support/paths.h"
+#include "recorder/support/uninterrupted.h"
 
 #include <algorithm>
 #include <array>
 #include <filesystem>
 #include <optional>
 #include <system_error>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace recorder {
 
@@ -68,6 +72,17 @@ void BringUpToDate(Database& database, const std::vector<KRDB::DB_INSTANCE>& ins
     CheckSchemaVersion(database);
 }
 
+void RequireAccess(const std::string& path, int access) {
+    if (Uninterrupted([&] { return faccessat(AT_FDCWD, path.c_str(), access, AT_EACCESS); }) == 0) {
+        return;
+    }
+    if (errno == ENOENT) {
+        throw DatabaseUnusable(path + " does not exist; run krctl init");
+    }
+    throw DatabaseUnusable(SystemError("read " + path).what() +
+                           std::string("; run krctl as the user that owns the databases"));
+}
+
 void MakeDatabaseFolder() {
     std::error_code error;
     std::filesystem::create_directories(kDatabaseDir, error);
@@ -107,12 +122,22 @@ std::string DatabasePath(KRDB::DB_INSTANCE instance) {
     return std::string(kDatabaseDir) + "/" + FileOf(instance).name;
 }
 
+void RequireDatabases() {
+    if (OnPostgres()) {
+        RequireAccess(kDatabaseDir, X_OK); // with the files of runs; the server has the databases
+        return;
+    }
+    for (const DatabaseFile& file : kDatabaseFiles) {
+        RequireAccess(DatabasePath(file.instance), R_OK);
+    }
+}
+
 void CheckSchemaVersion(Database& database) {
     const long version = database.SchemaVersion();
     if (version != kSchemaVersion) {
-        throw Error(database.Name() + " has schema version " + std::to_string(version) +
-                    "; expected " + std::to_string(kSchemaVersion) +
-                    (version < kSchemaVersion ? "; run \"krctl init\"" : ""));
+        throw DatabaseUnusable(database.Name() + " has schema version " + std::to_string(version) +
+                               "; expected " + std::to_string(kSchemaVersion) +
+                               (version < kSchemaVersion ? "; run \"krctl init\"" : ""));
     }
 }
 

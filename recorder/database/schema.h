@@ -29,7 +29,11 @@ constexpr long kSchemaVersion = 1;
 // program that only reads can write. Throws Error.
 [[nodiscard]] std::unique_ptr<Database> OpenDatabaseOf(KRDB::DB_INSTANCE instance);
 
-// Throws Error if the database has another version than kSchemaVersion.
+// Throws DatabaseUnusable, with the remedy, if a database file is missing or can't be read. Opens
+// no database: on a server, one can still turn out to be missing.
+void RequireDatabases();
+
+// Throws DatabaseUnusable if the database has another version than kSchemaVersion.
 void CheckSchemaVersion(Database& database);
 
 // A step from the previous version of the schema to `version`. A version can have several steps,

@@ -192,6 +192,22 @@ std::string UriOf(const std::string& path, SqliteReadMode how) {
     return uri;
 }
 
+// Returns true for the extended error code of a database that can't be used at all, in contrast to
+// a failure of one statement.
+bool IsUnusable(int code) {
+    constexpr int kPrimary = 0xff;
+    switch (code & kPrimary) {
+    case SQLITE_CANTOPEN:
+    case SQLITE_NOTADB:
+    case SQLITE_CORRUPT:
+    case SQLITE_PERM:
+    case SQLITE_READONLY:
+        return true;
+    default:
+        return false;
+    }
+}
+
 } // namespace
 
 // The rows added and removed since the last transaction ended. Triggers count each row here, in
@@ -520,8 +536,13 @@ void SqliteDatabase::RunPlain(const char* statement) {
 
 void SqliteDatabase::Fail(const std::string& attempted) {
     const int code = sqlite3_extended_errcode(m_handle.get());
-    throw Error(m_name + ": can't " + attempted + ": " + sqlite3_errmsg(m_handle.get()) +
-                " (code " + std::to_string(code) + ")");
+    const std::string text = m_name + ": can't " + attempted + ": " +
+                             sqlite3_errmsg(m_handle.get()) + " (code " + std::to_string(code) +
+                             ")";
+    if (IsUnusable(code)) {
+        throw DatabaseUnusable(text);
+    }
+    throw Error(text);
 }
 
 void SqliteDatabase::Finalize::operator()(sqlite3_stmt* statement) const {

@@ -47,8 +47,8 @@ void RequireRegularFiles(const std::string& path) {
         const std::string name = path + suffix;
         struct stat64 st = {};
         if (Uninterrupted([&] { return stat64(name.c_str(), &st); }) == 0 && !S_ISREG(st.st_mode)) {
-            throw Error("database " + path + ": can't open it: " + (*suffix == '\0' ? "it" : name) +
-                        " is not a regular file");
+            throw DatabaseUnusable("database " + path + ": can't open it: " +
+                                   (*suffix == '\0' ? "it" : name) + " is not a regular file");
         }
     }
 }

@@ -50,9 +50,9 @@ RunRecord RequireRun(const UndoSelection& selection) {
             runs, [&](const RunRecord& run) { return IdentityText(run) != *selection.identity; });
     }
     if (runs.empty()) {
-        throw Error("there is no run " + std::to_string(selection.run) +
-                    (selection.identity ? " with the identity " + *selection.identity : "") +
-                    "; \"krctl runs\" lists them");
+        throw NotFound("there is no run " + std::to_string(selection.run) +
+                       (selection.identity ? " with the identity " + *selection.identity : "") +
+                       "; \"krctl runs\" lists them");
     }
     if (runs.size() > 1 && !runs.front().isOnRecord) {
         FailAsAmbiguous(runs);

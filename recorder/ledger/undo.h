@@ -43,8 +43,8 @@ struct Undone {
 // restored. Rows are restored in small transactions. After a failure, the same call continues with
 // the remaining rows.
 //
-// Throws only before any change: UntrustedLog if the log is not trusted; Error if there is no such
-// run, the run is ambiguous, the run lock is held or a database failed.
+// Throws only before any change: UntrustedLog if the log is not trusted; NotFound if there is no
+// such run; Busy if the run lock is held; Error if the run is ambiguous or a database failed.
 [[nodiscard]] Undone Undo(const UndoSelection& selection);
 
 // Other runs with the same number and rows in the ledger, which Undo does not restore. Empty if the

@@ -48,7 +48,7 @@ std::optional<RunLock> RunLock::TryTake() {
 RunLock RunLock::Take(const std::string& consequence) {
     std::optional<RunLock> lock = TryTake();
     if (!lock) {
-        throw Error(HolderText() + " is in progress: " + consequence);
+        throw Busy(HolderText() + " is in progress: " + consequence);
     }
     return std::move(*lock);
 }

@@ -16,7 +16,7 @@ public:
     // used.
     [[nodiscard]] static std::optional<RunLock> TryTake();
 
-    // Like TryTake, but also throws Error if another process holds the lock: "a run is in progress:
+    // Like TryTake, but throws Busy if another process holds the lock: "a run is in progress:
     // " (or what else holds it), followed by `consequence`, such as "nothing was restored".
     [[nodiscard]] static RunLock Take(const std::string& consequence);
 
