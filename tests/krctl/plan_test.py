@@ -213,15 +213,15 @@ class Output(PlanTest):
 
         cells = [[cell for cell in line.split("  ") if cell] for line in lines]
         self.assertEqual([cell.strip() for cell in cells[0]], [
-            "camera", "kind", "files", "rows", "to add", "to remove",
-            "badly named", "changing", "no thumbnail", "empty folder"])
+            "camera", "kind", "files", "rows", "row without file", "file without row",
+            "badly named", "changed after start", "thumbnail missing", "folder empty"])
         self.assertEqual([[cell.strip() for cell in line] for line in cells[1:7]], [
-            ["-", "e-maps", "0", "2", "0", "2", "0", "0", "0", "0"],
-            ["-", "snapshots", "2", "1", "2", "1", "0", "0", "2", "0"],
-            ["1 Front", "recordings", "4", "2", "3", "2", "1", "0", "0", "2"],
-            ["8", "recordings", "0", "0", "0", "1", "0", "0", "0", "0"],
+            ["-", "e-maps", "0", "2", "2", "0", "0", "0", "0", "0"],
+            ["-", "snapshots", "2", "1", "1", "2", "0", "0", "2", "0"],
+            ["1 Front", "recordings", "4", "2", "2", "3", "1", "0", "0", "2"],
+            ["8", "recordings", "0", "0", "1", "0", "0", "0", "0", "0"],
             ["1 Front", "alert recordings", "1", "1", "1", "1", "0", "0", "0", "1"],
-            ["total", "7", "6", "6", "7", "1", "0", "2", "3"]])
+            ["total", "7", "6", "7", "6", "1", "0", "2", "3"]])
         self.assertEqual(lines[7:], [
             "1 row without a length, because the recording can't be read",
             "A run would add 6 rows, remove 7 rows, make 2 thumbnails and remove 3 empty "
@@ -243,7 +243,7 @@ class Output(PlanTest):
         outcome = self.krctl("plan", "-r", "1", "-a", "2", status=64)
 
         self.assertEqual(outcome.out, "")
-        self.assertIn("krctl plan: -r 1 -a 2: expected the same camera for both", outcome.err)
+        self.assertIn("krctl: plan: -r 1 -a 2: expected the same camera for both", outcome.err)
 
     def test_an_unknown_camera_is_refused_like_a_run_of_it(self):
         for options in (("-r", "7"), ("-a", "7"), ("--camera", "1", "--camera", "7")):
@@ -276,6 +276,50 @@ class Output(PlanTest):
         self.assertCountEqual(both["items"], every["items"])
         self.assertEqual([item["camera"] for item in both["items"]].count(8), 1)
 
+    def test_with_exit_code_changes_are_status_2(self):
+        self.krctl("plan", "--exit-code")
+        self.recorder.file(f"{self.storage}/{HALF_DAY}/notes.txt")  # which a run would only skip
+        self.krctl("plan", "--exit-code")
+        self.drift()
+
+        changed = self.krctl("plan", "--exit-code", status=2)
+
+        self.assertEqual(changed.err, "")
+        self.assertEqual(changed.out, self.krctl("plan").out)
+        self.krctl("plan", "--exit-code", "--json", status=2).json()
+        self.krctl("plan", "--exit-code", "-e", "--camera", "1", status=64)
+        self.krctl("run", status=1)
+        self.krctl("plan", "--exit-code")
+
+    def test_the_list_is_sorted_by_path(self):
+        self.drift()
+        for name in ("20140312AM!", "20140312AM0", "20140312AM"):  # "!" is before "/", "0" after it
+            self.recorder.file(f"{self.storage}/{name}/x.txt")
+            os.makedirs(self.recorder.path(f"{self.storage}/laRec/{name}"), exist_ok=True)
+
+        paths = [item["path"] for item in self.plan()["items"]]
+        lines = self.krctl("plan", "--list").out.split("\n\n")[0].splitlines()
+
+        self.assertEqual([os.fsencode(path) for path in paths], sorted(map(os.fsencode, paths)))
+        self.assertEqual([line.split("\t")[3] for line in lines], paths)
+        self.assertGreater(len(set(paths)), 15)
+
+    def test_reasons_select_the_items_of_the_list(self):
+        self.drift()
+        every = self.plan()
+
+        for reasons in (("row-without-file",), ("folder-empty", "file-without-row"), ("row-renewed",)):
+            options = [word for reason in reasons for word in ("--reason", reason)]
+            plan = self.plan(*options)
+
+            self.assertEqual(plan["items"], [item for item in every["items"] if item["reason"] in reasons])
+            self.assertEqual(plan["total"], every["total"])
+            lines = self.krctl("plan", *options).out.split("\n\n")[0].splitlines()
+            self.assertEqual([line.split("\t")[0] for line in lines if "\t" in line],
+                             [item["reason"] for item in plan["items"]])
+        self.assertIn("--reason: expected one of file-without-row, row-without-file, ",
+                      self.krctl("plan", "--reason", "warning", status=64).err)
+
     def test_wrong_options_are_errors(self):
         for options in (("-r", "front"), ("-r", "0"), ("-x",), ("more",)):
             self.assertNotEqual(self.krctl("plan", *options, status=64).err, "")
@@ -291,7 +335,7 @@ class Output(PlanTest):
 
         folder = Recorder.inside(f"{self.storage}/{HALF_DAY}")
         self.assertEqual(lines[:2], [
-            f"badly-named\trecordings\t1\t{folder}/tab\\t newline\\n escape\\x1b back\\slash \\xff.txt",
+            f"badly-named\trecordings\t1\t{folder}/tab\\t newline\\n escape\\x1b back\\slash \udcff.txt",
             ""])
         item, = self.plan("-r", "1")["items"]
         self.assertEqual(bytes.fromhex(item["bytes"]), folder.encode() + b"/" + name)
@@ -448,8 +492,8 @@ class Untouched(PlanTest):
 
 
 class Incomplete(PlanTest):
-    def problems(self, *options):
-        plan = self.plan(*options, status=1)
+    def problems(self, *options, status):
+        plan = self.plan(*options, status=status)
         self.assertEqual((plan["complete"], plan["nothing_to_change"]), (False, False))
         return [(problem["reason"], problem["kind"], problem["camera"], problem["text"])
                 for problem in plan["problems"]]
@@ -458,11 +502,11 @@ class Incomplete(PlanTest):
         self.recorder.row("event", camera_id=1, path=f"{HALF_DAY}/a.mp4")
         os.rename(self.recorder.path("volume1"), self.recorder.path("elsewhere"))
 
-        (reason, kind, camera, text), = self.problems("-r", "1")
+        (reason, kind, camera, text), = self.problems("-r", "1", status=3)
 
         self.assertEqual((reason, kind, camera), ("refusal", "recordings", 1))
         self.assertIn("is not mounted at", text)
-        self.assertEqual(self.plan("-r", "1", status=1)["items"], [])
+        self.assertEqual(self.plan("-r", "1", status=3)["items"], [])
 
     def test_a_storage_folder_that_can_t_be_read(self):
         storage = self.recorder.camera(2, volume="volume2")
@@ -471,7 +515,7 @@ class Incomplete(PlanTest):
         os.rename(self.recorder.path(storage), self.recorder.path("elsewhere"))
         os.symlink("cam2", self.recorder.path(storage))  # a loop of links
 
-        (reason, kind, camera, text), = self.problems("-r", "2")
+        (reason, kind, camera, text), = self.problems("-r", "2", status=1)
 
         self.assertEqual((reason, kind, camera), ("failure", "recordings", 2))
         self.assertIn("Too many levels of symbolic links", text)
@@ -482,18 +526,28 @@ class Incomplete(PlanTest):
         os.symlink("unmounted", self.recorder.path(f"{self.storage}/{HALF_DAY}"))
         other = self.recorder.recording(self.storage, folder="20140312PM")
 
-        problem, = self.problems("-r", "1")
+        problem, = self.problems("-r", "1", status=3)
 
         self.assertEqual(problem[:3], ("refusal", "recordings", 1))
         self.assertRegex(problem[3], f"^no row is removed: .*/{HALF_DAY}: it is a symbolic link")
-        self.assertEqual(self.found("-r", "1", status=1),
+        self.assertEqual(self.found("-r", "1", status=3),
                          [("file-without-row", "recordings", 1, other, None)])
+
+    def test_a_refusal_outranks_failures_and_changes_for_the_status(self):
+        self.drift()
+        storage = self.recorder.camera(2, volume="volume2")
+        self.recorder.query("system.db", "UPDATE camera SET uuid = NULL WHERE id = 2")
+        os.rename(self.recorder.path(storage), self.recorder.path("elsewhere"))
+        os.symlink("cam2", self.recorder.path(storage))
+        self.krctl("plan", "--exit-code", status=1)
+        os.remove(self.recorder.path("volume1/.kestora-volume"))
+        self.krctl("plan", "--exit-code", status=3)
 
     def test_problems_are_below_the_table(self):
         self.recorder.row("event", camera_id=9, path=f"{HALF_DAY}/a.mp4")
         os.rename(self.recorder.path("volume1"), self.recorder.path("elsewhere"))
 
-        out = self.krctl("plan", status=1).out.splitlines()
+        out = self.krctl("plan", status=3).out.splitlines()
 
         self.assertTrue(out[-2].startswith("REFUSED: camera 1 Front: the volume "), out)
         self.assertEqual(out[-1], "A run would remove 1 row; the plan is incomplete.")
@@ -502,26 +556,10 @@ class Incomplete(PlanTest):
         self.recorder.row("event", camera_id=1, path=f"{HALF_DAY}/a.mp4")
         self.execute("system.db", "DELETE FROM camera")
 
-        (reason, _, _, text), = self.problems("-r", "-1")
+        (reason, _, _, text), = self.problems("-r", "-1", status=3)
 
         self.assertEqual(reason, "refusal")
         self.assertTrue(text.startswith("the camera table is empty"), text)
-
-    def test_a_database_that_is_missing(self):
-        os.remove(sqlite.path_of(self.recorder.root, "snapshot.db"))
-
-        (reason, kind, _, text), = self.problems("-s", "-e")
-
-        self.assertEqual((reason, kind), ("failure", "snapshots"))
-        self.assertIn("snapshot.db: can't ", text)
-
-    def test_without_a_task_store_there_is_no_plan(self):
-        os.remove(sqlite.path_of(self.recorder.root, "system.db"))
-
-        outcome = self.krctl("plan", "--json", "--list", status=74)
-
-        self.assertEqual(outcome.out, "")
-        self.assertTrue(outcome.err.startswith("krctl: can't make a plan: database "), outcome.err)
 
     def test_settings_that_others_could_have_written_are_refused(self):
         os.chmod(self.recorder.path("etc/kestora.toml"), 0o666)

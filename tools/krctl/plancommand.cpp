@@ -1,16 +1,19 @@
 #include "tools/krctl/commands.h"
 
-#include "recorder/support/error.h"
 #include "tools/common/exitstatus.h"
 #include "tools/common/joboptions.h"
 #include "tools/common/json.h"
+#include "tools/krctl/help.h"
+#include "tools/krctl/plan/itemlist.h"
 #include "tools/krctl/plan/planreader.h"
 #include "tools/krctl/plan/plansummary.h"
 #include "tools/krctl/plan/planview.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
@@ -19,73 +22,88 @@ namespace {
 struct PlanOptions {
     JobSelection jobs;
     bool withItems = false;
+    std::vector<std::string> reasons; // of the items that are listed; empty: all
     bool asJson = false;
+    bool withExitCode = false;
 };
 
-// Prints each item when it arrives, because there may be millions.
-class ItemPrinter {
-public:
-    explicit ItemPrinter(bool asJson) : m_asJson(asJson) {}
+bool IsListed(const PlanOptions& options, const plan::Note& note) {
+    return (options.withItems || !options.reasons.empty()) && plan::IsItem(note.reason) &&
+           (options.reasons.empty() || std::find(options.reasons.begin(), options.reasons.end(),
+                                                 NameOf(note.reason)) != options.reasons.end());
+}
 
-    void Print(const plan::Note& item) {
-        if (m_asJson) {
-            std::printf("%s    %s", m_hasPrinted ? ",\n" : (JsonBegin() + "\n").c_str(),
-                        JsonOfItem(item).dump().c_str());
-        } else {
-            std::puts(ListLine(item).c_str());
-        }
-        m_hasPrinted = true;
-    }
-
-    // Prints the plan after the items.
-    void End(const PlanSummary& plan) const {
-        if (m_asJson) {
-            std::string rest = JsonOf(plan).dump(2);
-            rest.erase(0, rest.find('{') + 1);
-            std::printf("%s],%s\n", m_hasPrinted ? "\n  " : JsonBegin().c_str(), rest.c_str());
-            return;
-        }
-        if (m_hasPrinted) {
-            std::putchar('\n');
-        }
-        PrintPlan(plan);
-    }
-
-private:
-    static std::string JsonBegin() {
-        return "{\n  \"schema\": \"" + SchemaName("plan") + "\",\n  \"items\": [";
-    }
-
-    bool m_asJson;
-    bool m_hasPrinted = false;
-};
-
-void Plan(const PlanOptions& options) {
-    PlanSummary plan;
-    ItemPrinter items(options.asJson);
-    const int status = ReadPlan(options.jobs, [&](const plan::Note& note) {
-        plan.Add(note);
-        if (options.withItems && plan::IsItem(note.reason)) {
-            items.Print(note);
-        }
+void PrintItemsAsJson(ItemList& items, const PlanSummary& plan) {
+    std::printf("{\n  \"schema\": \"%s\",\n  \"items\": [", SchemaName("plan").c_str());
+    const char* between = "\n    ";
+    items.ForEachByPath([&](const plan::Note& item) {
+        std::printf("%s%s", between, JsonOfItem(item).dump().c_str());
+        between = ",\n    ";
     });
-    if (status != 0 && plan.NoPlanReason().empty()) {
-        throw recorder::Error("krplan ended with status " + std::to_string(status));
+    std::string rest = JsonOf(plan).dump(2);
+    rest.erase(0, rest.find('{') + 1);
+    std::printf("%s],%s\n", *between == ',' ? "\n  " : "", rest.c_str());
+}
+
+void PrintItems(ItemList& items, const PlanSummary& plan) {
+    bool hasPrinted = false;
+    items.ForEachByPath([&](const plan::Note& item) {
+        std::puts(ListLine(item).c_str());
+        hasPrinted = true;
+    });
+    if (hasPrinted) {
+        std::putchar('\n');
     }
-    if (status != 0) {
-        std::fprintf(stderr, "krctl: can't make a plan: %s\n", plan.NoPlanReason().c_str());
-        throw CLI::RuntimeError(status);
-    }
-    if (options.withItems) {
-        items.End(plan);
+    PrintPlan(plan);
+}
+
+void Print(const PlanOptions& options, const PlanSummary& plan, ItemList& items) {
+    const bool withItems = options.withItems || !options.reasons.empty();
+    if (withItems && options.asJson) {
+        PrintItemsAsJson(items, plan);
+    } else if (withItems) {
+        PrintItems(items, plan);
     } else if (options.asJson) {
         PrintJson("plan", JsonOf(plan));
     } else {
         PrintPlan(plan);
     }
-    if (!plan.IsComplete()) {
-        throw CLI::RuntimeError(kExitFailed);
+}
+
+int StatusOf(const PlanOptions& options, const PlanSummary& plan) {
+    if (plan.HasRefusals()) {
+        return kExitRefused;
     }
+    if (!plan.IsComplete()) {
+        return kExitFailed;
+    }
+    return options.withExitCode && plan.HasChanges() ? kExitFindings : kExitOk;
+}
+
+void Plan(const PlanOptions& options) {
+    PlanSummary plan;
+    ItemList items;
+    const int failure = ReadPlan(options.jobs, [&](const plan::Note& note) {
+        plan.Add(note);
+        if (IsListed(options, note)) {
+            items.Add(note);
+        }
+    });
+    if (failure != 0) {
+        FailWithoutPlan(failure, plan);
+    }
+    Print(options, plan, items);
+    if (const int status = StatusOf(options, plan); status != kExitOk) {
+        throw CLI::RuntimeError(status);
+    }
+}
+
+std::vector<std::string> ItemReasons() {
+    std::vector<std::string> names;
+    for (int i = 0; plan::IsItem(static_cast<plan::Reason>(i)); ++i) {
+        names.emplace_back(plan::NameOf(static_cast<plan::Reason>(i)));
+    }
+    return names;
 }
 
 } // namespace
@@ -95,8 +113,17 @@ void AddPlanCommand(CLI::App& app) {
         app.add_subcommand("plan", "show what a run would change; changes nothing");
     const auto options = std::make_shared<PlanOptions>();
     AddJobOptions(*command, options->jobs);
-    command->add_flag("--list", options->withItems, "list every file, row and folder");
+    command->add_flag("--list", options->withItems,
+                      "list every file, row and folder, sorted by path");
+    command
+        ->add_option("--reason", options->reasons,
+                     "list only items with this reason; can be repeated")
+        ->type_name("REASON")
+        ->allow_extra_args(false)
+        ->check(OneOf(ItemReasons()));
     command->add_flag("--json", options->asJson, "print JSON");
+    command->add_flag("--exit-code", options->withExitCode,
+                      "end with 2 if a run would change something");
     command->footer(kAllJobsText);
     command->callback([options] { Plan(*options); });
 }

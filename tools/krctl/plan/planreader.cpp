@@ -4,12 +4,17 @@
 #include "recorder/support/program.h"
 #include "recorder/support/uninterrupted.h"
 #include "recorder/support/uniquefd.h"
+#include "tools/common/exitstatus.h"
+#include "tools/common/terminal.h"
 
 #include <array>
 #include <csignal>
+#include <cstdio>
 #include <set>
 #include <string>
 #include <vector>
+
+#include <CLI/CLI.hpp>
 
 #include <fcntl.h>
 #include <sys/wait.h>
@@ -173,4 +178,12 @@ int ReadPlan(const JobSelection& jobs, const std::function<void(const plan::Note
         isFirst = false;
     }
     return status;
+}
+
+void FailWithoutPlan(int status, const PlanSummary& plan) {
+    const std::string& why = plan.NoPlanReason();
+    std::fprintf(stderr, "krctl: can't make a plan: %s\n",
+                 why.empty() ? ("krplan ended with status " + std::to_string(status)).c_str()
+                             : Printable(why).c_str());
+    throw CLI::RuntimeError(why.empty() ? kExitFailed : status);
 }

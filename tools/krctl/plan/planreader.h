@@ -4,6 +4,7 @@
 
 #include "tools/common/joboptions.h"
 #include "tools/common/note.h"
+#include "tools/krctl/plan/plansummary.h"
 
 #include <functional>
 
@@ -14,3 +15,6 @@
 // selected camera does not exist.
 [[nodiscard]] int ReadPlan(const JobSelection& jobs,
                            const std::function<void(const plan::Note&)>& take);
+
+// Prints why there is no plan, and throws the exit status of krplan as CLI::RuntimeError.
+[[noreturn]] void FailWithoutPlan(int status, const PlanSummary& plan);

@@ -90,6 +90,11 @@ bool PlanSummary::IsComplete() const {
                        [](const plan::Note& problem) { return problem.reason == Reason::Warning; });
 }
 
+bool PlanSummary::HasRefusals() const {
+    return std::any_of(m_problems.begin(), m_problems.end(),
+                       [](const plan::Note& problem) { return problem.reason == Reason::Refusal; });
+}
+
 bool PlanSummary::HasChanges() const {
     return !Changes(Total()).empty();
 }

@@ -38,6 +38,8 @@ public:
 
     // Returns true if all requested work could be planned.
     [[nodiscard]] bool IsComplete() const;
+    // Returns true if a run would refuse to change something.
+    [[nodiscard]] bool HasRefusals() const;
     // Returns true if a run would change something, according to the planned part.
     [[nodiscard]] bool HasChanges() const;
     // The changes in one sentence.

@@ -123,10 +123,7 @@ Html TableHtml(const Report& report) {
     return Element("section", {{"aria-labelledby", "table"}},
                    Element("h2", {{"id", "table"}}, "By kind and camera") +
                        Element("table", {{"role", "table"}, {"aria-labelledby", "table"}},
-                               TableHead(report) + group) +
-                       (report.filesLegend.empty()
-                            ? Html()
-                            : Element("p", {}, "Files: " + report.filesLegend)));
+                               TableHead(report) + group));
 }
 
 long DaysOf(const std::vector<CameraCalendar>& calendars) {

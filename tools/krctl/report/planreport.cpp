@@ -9,10 +9,7 @@
 #include "tools/krctl/report/dates.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <ctime>
-
-#include <CLI/CLI.hpp>
 
 using plan::Reason;
 
@@ -61,13 +58,6 @@ bool IsPlanned(const JobSelection& jobs, int camId) {
         return run == JobOptions() ||
                (run.eventCamera && (*run.eventCamera < 0 || *run.eventCamera == camId));
     });
-}
-
-[[noreturn]] void FailForNoPlan(int status, const std::string& why) {
-    std::fprintf(stderr, "krctl: can't make a plan: %s\n",
-                 why.empty() ? ("krplan ended with status " + std::to_string(status)).c_str()
-                             : why.c_str());
-    throw CLI::RuntimeError(status);
 }
 
 std::string ChangesTitle(const PlanPart& total) {
@@ -137,7 +127,6 @@ void AddTable(const PlanSummary& plan, Report& report) {
         report.rows.push_back(
             RowOf(Capitalised(KindText(part.kind)), CameraText(plan.Cameras(), part.camId), part));
     }
-    report.filesLegend = FilesLegend(plan.Parts());
     const PlanPart total = plan.Total();
     report.rows.push_back(RowOf("Total", "", total));
     report.totals = {
@@ -159,7 +148,7 @@ Report PlanReport(const JobSelection& jobs) {
         drift.Add(note);
     });
     if (status != 0) {
-        FailForNoPlan(status, plan.NoPlanReason());
+        FailWithoutPlan(status, plan);
     }
     Report report;
     report.subject = "Plan";
