@@ -234,8 +234,8 @@ class Add(CameraTest):
         folder = self.folder("volume1/front")
         shutil.rmtree(self.recorder.path("var/db"))
 
-        self.assert_refused(self.add(7, folder, status=1), "the folder "
-                            "/var/packages/Kestora/var/db does not exist: run krctl init")
+        self.assert_refused(self.add(7, folder, status=74),
+                            "/var/packages/Kestora/var/db/system.db does not exist; run krctl init")
 
     def test_of_root_leaves_the_identity_to_the_folder_s_owner(self):
         folder = self.folder("volume1/front")
@@ -353,13 +353,13 @@ class Remove(CameraTest):
         self.recorder.reindex("-r", "-1")
         self.locked("var/db/reindex.lock")
 
-        self.assert_refused(self.krctl("camera", "remove", "--id", "7", status=1),
+        self.assert_refused(self.krctl("camera", "remove", "--id", "7", status=75),
                             "an undo, an adoption or the removal of a camera is in progress: "
                             "no camera was removed")
         self.assertEqual(len(self.rows()), 1)
 
     def test_requires_an_existing_camera(self):
-        self.assert_refused(self.krctl("camera", "remove", "--id", "7", status=1),
+        self.assert_refused(self.krctl("camera", "remove", "--id", "7", status=64),
                             "there is no camera with the id 7")
 
 
@@ -630,7 +630,7 @@ class Adopt(CameraTest):
         self.forget(7)
         self.locked("var/db/reindex.lock")
 
-        self.assert_refused(self.adopt("volume1", status=1),
+        self.assert_refused(self.adopt("volume1", status=75),
                             "an undo, an adoption or the removal of a camera is in progress: "
                             "no camera was adopted")
         self.assertEqual(self.rows(), [])
@@ -664,9 +664,9 @@ class Lock(CameraTest):
         self.recorder.camera(7)
         held = self.locked("var/db")
 
-        for outcome in (self.add(8, folder, status=1), self.adopt("volume1", status=1),
-                        self.krctl("camera", "bind", "--id", "7", status=1),
-                        self.krctl("camera", "remove", "--id", "7", status=1)):
+        for outcome in (self.add(8, folder, status=75), self.adopt("volume1", status=75),
+                        self.krctl("camera", "bind", "--id", "7", status=75),
+                        self.krctl("camera", "remove", "--id", "7", status=75)):
             self.assertRegex(outcome.err, "^krctl: can't lock the folder /var/packages/Kestora/var"
                              r"/db within 50 ms(, held by process [0-9]+)?: is another command "
                              r"changing the cameras\?\n$")
@@ -686,7 +686,7 @@ class Lock(CameraTest):
         self.addCleanup(holder.stdin.close)
         self.assertEqual(holder.stdout.readline(), b"held\n")
 
-        self.assertRegex(self.add(7, folder, status=1).err, f", held by process {holder.pid}: ")
+        self.assertRegex(self.add(7, folder, status=75).err, f", held by process {holder.pid}: ")
 
 
 class List(CameraTest):

@@ -266,7 +266,7 @@ class Databases(DoctorTest):
 
             self.assert_line(self.diagnosis(status=1), "database", "problem", message,
                              "correct the cause that the message names: the database may be undamaged")
-            for command, status in ((("plan", "-e"), 74), (("init",), 1), (("status",), 1)):
+            for command, status in ((("plan", "-e"), 74), (("init",), 74), (("status",), 74)):
                 self.assertIn(message, self.krctl(*command, status=status).err)
 
             os.unlink(path)

@@ -348,7 +348,7 @@ class OtherRun(LedgerTest):
 
     def test_of_an_unknown_identity_is_refused(self):
         self.assertIn("there is no run 2 with the identity 0123456789abcdef",
-                      self.krctl("undo", "2", "--identity", "0123456789abcdef", status=1).err)
+                      self.krctl("undo", "2", "--identity", "0123456789abcdef", status=64).err)
 
     def test_expires_as_any_other(self):
         Clock.let_pass(self, KEEP_S)
@@ -542,14 +542,14 @@ class Undo(LedgerTest):
         descriptor = os.open(self.recorder.path("var/db/reindex.lock"), os.O_RDONLY)
         self.addCleanup(os.close, descriptor)
         fcntl.flock(descriptor, fcntl.LOCK_EX)
-        self.assertEqual(self.krctl("undo", "1", status=1).err,
+        self.assertEqual(self.krctl("undo", "1", status=75).err,
                          "krctl: an undo, an adoption or the removal of a camera is in progress: "
                          "nothing is restored before it has ended\n")
         mark = struct.pack("hhqqi", fcntl.F_WRLCK, os.SEEK_SET, 0, 1, 0)
         writer = os.open(self.recorder.path("var/db/reindex.lock"), os.O_RDWR)
         self.addCleanup(os.close, writer)
         fcntl.fcntl(writer, F_OFD_SETLK, mark)
-        self.assertEqual(self.krctl("undo", "1", status=1).err,
+        self.assertEqual(self.krctl("undo", "1", status=75).err,
                          "krctl: a run is in progress: nothing is restored before it has ended\n")
 
     def test_without_a_trusted_log_is_refused_with_status_78(self):

@@ -1,6 +1,7 @@
 """Messages and exit status of krctl on wrong usage, and its help and version."""
 
 import os
+import shutil
 import unittest
 
 from support.case import KrctlTest
@@ -13,10 +14,17 @@ class Usage(KrctlTest):
     def test_that_is_wrong_is_an_error_on_standard_error_and_status_64(self):
         for arguments, said in (
                 ([], "krctl: expected a command; see"),
-                (["camera"], "krctl camera: expected a command; see"),
-                (["plann"], 'krctl: unknown command "plann"'),
-                (["camera", "forget"], 'krctl camera: unknown command "forget"'),
-                (["init", "now"], 'krctl init: unexpected argument "now"'),
+                (["camera"], "krctl: camera: expected a command; see"),
+                (["plann"], 'krctl: unknown command "plann"; did you mean "plan"? See "krctl --help"'),
+                (["plna"], '; did you mean "plan"?'),
+                (["camera", "lst"], 'krctl: camera: unknown command "lst"; did you mean "list"? See "krctl camera'),
+                (["plan", "--camra", "3"], 'krctl: plan: unexpected argument "--camra"; did you mean "--camera"?'),
+                (["report", "--htlm=x"], 'unexpected argument "--htlm=x"; did you mean "--html"?'),
+                (["runs", "-json"], 'unexpected argument "-json"; did you mean "--json"?'),
+                (["quite", "different"], 'krctl: unknown command "quite"; see "krctl --help"'),
+                (["help", "camera", "lst"], 'krctl: help: unknown command "lst"; did you mean "list"? See "krctl camera'),
+                (["camera", "forget"], 'krctl: camera: unknown command "forget"'),
+                (["init", "now"], 'krctl: init: unexpected argument "now"'),
                 (["camera", "add", "--name", "a", "--storage", "/a"], "--id is required"),
                 (["camera", "add", "--id", "7", "--storage", "/a"], "--name is required"),
                 (["camera", "add", "--id", "7", "--name", "a"], "--storage is required"),
@@ -29,7 +37,7 @@ class Usage(KrctlTest):
                 (["undo", "1", "--kind", "alert_event"], 'not "alert_event"'),
                 (["undo", "1", "--kind", "snapshot"], 'not "snapshot"'),
                 (["undo", "1", "--kind", "emap"], 'not "emap"'),
-                (["doctor", "--jsno"], 'unexpected argument "--jsno"')):
+                (["doctor", "--jsno"], 'krctl: doctor: unexpected argument "--jsno"; did you mean "--json"? See')):
             outcome = self.krctl(*arguments, status=WRONG_USAGE)
 
             self.assertEqual(outcome.out, "")
@@ -38,10 +46,10 @@ class Usage(KrctlTest):
 
     def test_values_that_are_missing_or_exclude_each_other_are_errors(self):
         for arguments, error in (
-                (["undo", "1", "--kind"], "krctl undo: --kind requires a value; see "),
-                (["undo", "0"], 'krctl undo: RUN: expected a positive integer, not "0"; see '),
-                (["status", "--watch", "--json"], "krctl status: --watch can't be used with --json; "),
-                (["report", "--html", "a", "-r", "1"], "krctl report: -r requires --plan; see ")):
+                (["undo", "1", "--kind"], "krctl: undo: --kind requires a value; see "),
+                (["undo", "0"], 'krctl: undo: RUN: expected a positive integer, not "0"; see '),
+                (["status", "--watch", "--json"], "krctl: status: --watch can't be used with --json; "),
+                (["report", "--html", "a", "-r", "1"], "krctl: report: -r requires --plan; see ")):
             self.assertIn(error, self.krctl(*arguments, status=WRONG_USAGE).err)
 
     def test_help_lists_arguments_and_options_with_their_values(self):
@@ -61,6 +69,17 @@ Options:
                        e-maps; can be repeated
   --json               print JSON
 """)
+
+    def test_help_of_a_command_is_shown_by_either_way_to_ask_for_it(self):
+        for words in ([], ["plan"], ["camera"], ["camera", "add"], ["help"]):
+            self.assertEqual(self.krctl("help", *words).out, self.krctl(*words, "--help").out)
+
+    def test_help_and_version_need_no_settings_and_no_databases(self):
+        shutil.rmtree(self.recorder.path("var/db"))
+        self.recorder.settings("[nonsense]")
+        self.assertIn("Usage: krctl plan", self.krctl("help", "plan").out)
+        self.assertIn("Usage: krctl plan", self.krctl("plan", "--help").out)
+        self.assertEqual(len({self.krctl(*words).out for words in (["version"], ["-V"], ["--version"])}), 1)
 
     def test_help_fits_the_terminal(self):
         for words in ([], ["camera"], ["camera", "add"], ["undo"], ["plan"], ["report"]):
@@ -90,7 +109,7 @@ Options:
         lines = self.krctl("volume", "list").out.splitlines()
 
         self.assertEqual([line.split("\t")[1:] for line in lines],
-                         [[self.recorder.inside(r"a\tb\nc"), "7", "mounted", "-"]])
+                         [[self.recorder.inside(r"a\tb\nc"), "7", "mounted"]])
 
     def test_of_a_hostile_path_is_one_line_on_standard_error(self):
         outcome = self.krctl("camera", "adopt", "/no\nwhere\x1b[31m", status=1)

@@ -12,10 +12,10 @@ LiveView AtWorkOn(const std::string& kind) {
     return view;
 }
 
-// Standard output is a file here, not a terminal.
+// Standard error is a file here, not a terminal.
 TEST(ProgressDisplay, WithoutATerminalPrintsALineForEachPartOnceItsKindIsKnown) {
     ProgressDisplay display(true);
-    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
 
     display.Show(AtWorkOn(""));
     display.Show(AtWorkOn("event"));
@@ -23,7 +23,7 @@ TEST(ProgressDisplay, WithoutATerminalPrintsALineForEachPartOnceItsKindIsKnown) 
     display.Show(AtWorkOn(""));
     display.Show(AtWorkOn("alert_event"));
 
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "recordings of camera 3  0 files  +0 -0  0%\n"
               "alert recordings of camera 3  0 files  +0 -0  0%\n");
 }

@@ -4,8 +4,8 @@
 #include "recorder/camera/cameratable.h"
 #include "recorder/camera/newcamera.h"
 #include "recorder/support/error.h"
+#include "tools/common/exitstatus.h"
 #include "tools/common/json.h"
-#include "tools/common/table.h"
 #include "tools/common/terminal.h"
 #include "tools/krctl/help.h"
 
@@ -112,7 +112,7 @@ bool PrintAdoptions(const AdoptionReport& report) {
 void Adopt(const std::string& folder) {
     const AdoptionReport report = recorder::AdoptCamerasIn(folder);
     if (!PrintAdoptions(report)) {
-        throw CLI::RuntimeError(1);
+        throw CLI::RuntimeError(kExitFailed);
     }
     if (report.adoptions.empty()) {
         throw recorder::Error(folder +
@@ -148,16 +148,16 @@ void RemoveCamera(int id) {
 }
 
 void PrintCameras() {
-    Table table({{"id", true},
-                 {"name"},
-                 {"storage folder", false, 1},
-                 {"volume", false, 2},
-                 {"identity", false, 3}});
     for (const recorder::CameraRow& camera : recorder::ListCameras()) {
-        table.AddRow({std::to_string(camera.id), camera.name, camera.storagePath,
-                      camera.volumeId.value_or("-"), camera.uuid.value_or("-")});
+        std::printf("%d\t%s\t%s\t%s\t%s\n", camera.id, Printable(camera.name).c_str(),
+                    Printable(camera.storagePath).c_str(),
+                    Printable(camera.volumeId.value_or("-")).c_str(),
+                    Printable(camera.uuid.value_or("-")).c_str());
     }
-    PrintTableOrTabs(table);
+}
+
+Json JsonOrNull(const std::optional<std::string>& text) {
+    return text ? JsonText(*text) : Json(nullptr);
 }
 
 void PrintCamerasAsJson() {
@@ -166,8 +166,8 @@ void PrintCamerasAsJson() {
         cameras.push_back({{"id", camera.id},
                            {"name", JsonText(camera.name)},
                            {"storage", JsonText(camera.storagePath)},
-                           {"volume", JsonTextOrNull(camera.volumeId)},
-                           {"uuid", JsonTextOrNull(camera.uuid)}});
+                           {"volume", JsonOrNull(camera.volumeId)},
+                           {"uuid", JsonOrNull(camera.uuid)}});
     }
     PrintJson("cameras", {{"cameras", cameras}});
 }

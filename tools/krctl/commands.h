@@ -6,6 +6,7 @@ namespace CLI {
 class App;
 }
 
+void AddInitCommand(CLI::App& app);    // init
 void AddCameraCommands(CLI::App& app); // camera
 void AddVolumeCommands(CLI::App& app); // volume
 void AddPlanCommand(CLI::App& app);    // plan
@@ -15,3 +16,4 @@ void AddLedgerCommands(CLI::App& app); // runs, undo
 void AddReportCommand(CLI::App& app);  // report
 void AddMetricsCommand(CLI::App& app); // metrics
 void AddDoctorCommand(CLI::App& app);  // doctor
+void AddHelpCommands(CLI::App& app);   // help, version

@@ -1,6 +1,7 @@
 #include "tools/krctl/commands.h"
 
 #include "recorder/support/format.h"
+#include "tools/common/exitstatus.h"
 #include "tools/common/json.h"
 #include "tools/common/terminal.h"
 #include "tools/common/texts.h"
@@ -108,7 +109,7 @@ void Diagnose(bool asJson) {
         std::for_each(checks.begin(), checks.end(), PrintLine);
     }
     if (Count(checks, Health::Problem) > 0) {
-        throw CLI::RuntimeError(1);
+        throw CLI::RuntimeError(kExitFailed);
     }
 }
 

@@ -1,6 +1,7 @@
 #include "tools/krctl/help.h"
 
 #include "tools/common/terminal.h"
+#include "tools/krctl/nearest.h"
 
 #include <algorithm>
 #include <charconv>
@@ -115,22 +116,62 @@ std::vector<Entry> Entries(const std::vector<const CLI::Option*>& options,
     return entries;
 }
 
-// "krctl camera add", of the command that was being parsed.
-std::string WordsOf(const CLI::App& app) {
-    const std::vector<CLI::App*> commands = app.get_subcommands();
-    return app.get_name() + (commands.empty() ? "" : " " + WordsOf(*commands.front()));
+// The command that was being parsed, and the words that name it: "krctl camera add".
+struct Parsed {
+    const CLI::App* command;
+    std::string words;
+};
+
+Parsed ParsedIn(const CLI::App& app) {
+    Parsed parsed{&app, app.get_name()};
+    while (!parsed.command->get_subcommands().empty()) {
+        parsed.command = parsed.command->get_subcommands().front();
+        parsed.words += " " + parsed.command->get_name();
+    }
+    return parsed;
 }
 
-std::string ReasonOf(const CLI::App& app, const CLI::ParseError& error) {
-    const std::vector<std::string> unknown = app.remaining(true);
+std::vector<std::string> CommandNames(const CLI::App& app) {
+    std::vector<std::string> names;
+    for (const CLI::App* const command : app.get_subcommands({})) {
+        names.push_back(command->get_name());
+    }
+    return names;
+}
+
+std::vector<std::string> OptionNames(const CLI::App& command) {
+    std::vector<std::string> names;
+    for (const CLI::Option* const option : OptionsOf(command, false)) {
+        for (const std::string& name : option->get_lnames()) {
+            names.push_back("--" + name);
+        }
+    }
+    return names;
+}
+
+// `text` with the nearest of the names, if one is similar.
+std::string WithNearest(const std::string& text, const std::string& typed,
+                        const std::vector<std::string>& names) {
+    const std::string nearest = Nearest(typed, names);
+    return nearest.empty() ? text : text + "; did you mean \"" + nearest + "\"?";
+}
+
+std::string UnknownArgumentText(const CLI::App& command, const std::string& argument) {
+    const std::string typed = argument.substr(0, argument.find('='));
+    const bool isOption = argument.starts_with('-');
+    if (!isOption && command.get_require_subcommand_min() > 0) {
+        return UnknownCommandText(command, argument);
+    }
+    return WithNearest("unexpected argument \"" + argument + '"', typed,
+                       isOption ? OptionNames(command) : std::vector<std::string>());
+}
+
+// Returns the reason of an error that is not about an unknown argument.
+std::string ReasonOf(const CLI::ParseError& error) {
     std::string text = error.what();
     const bool isRequired = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
     if (isRequired && text.find("subcommand") != std::string::npos) {
-        return unknown.empty() ? "expected a command"
-                               : "unknown command \"" + unknown.front() + '"';
-    }
-    if (dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr && !unknown.empty()) {
-        return "unexpected argument \"" + unknown.front() + '"';
+        return "expected a command";
     }
     const bool isMissing = dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr &&
                            text.find(" missing") != std::string::npos;
@@ -141,6 +182,12 @@ std::string ReasonOf(const CLI::App& app, const CLI::ParseError& error) {
         return CLI::detail::find_and_replace(text, " excludes ", " can't be used with ");
     }
     return text;
+}
+
+// An unknown argument is the likely cause of an option or command that is missing.
+bool MayBeUnknownArgument(const CLI::ParseError& error) {
+    return dynamic_cast<const CLI::RequiredError*>(&error) != nullptr ||
+           dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr;
 }
 
 } // namespace
@@ -180,7 +227,44 @@ CLI::Validator PositiveInteger(long last) {
             ""};
 }
 
+CLI::Validator OneOf(const std::vector<std::string>& texts) {
+    return {[texts](const std::string& text) -> std::string {
+                if (std::find(texts.begin(), texts.end(), text) != texts.end()) {
+                    return "";
+                }
+                return "expected one of " + CLI::detail::join(texts, ", ") + ", not \"" + text +
+                       '"';
+            },
+            ""};
+}
+
+std::string VersionText() {
+    return "krctl " KESTORA_VERSION;
+}
+
+const CLI::App* FindCommand(const CLI::App& app, const std::string& name) {
+    const std::vector<const CLI::App*> commands = app.get_subcommands({});
+    const auto found = std::find_if(commands.begin(), commands.end(), [&](const CLI::App* command) {
+        return command->get_name() == name;
+    });
+    return found == commands.end() ? nullptr : *found;
+}
+
+std::string UnknownCommandText(const CLI::App& app, const std::string& name) {
+    return WithNearest("unknown command \"" + name + '"', name, CommandNames(app));
+}
+
+std::string WithHelpHint(const std::string& text, const std::string& words) {
+    return text + (text.ends_with('?') ? " See \"" : "; see \"") + words + " --help\"";
+}
+
 std::string UsageMessage(const CLI::App& app, const CLI::ParseError& error) {
-    const std::string words = WordsOf(app);
-    return words + ": " + ReasonOf(app, error) + "; see \"" + words + " --help\"";
+    const Parsed parsed = ParsedIn(app);
+    const std::vector<std::string> unknown = app.remaining(true);
+    const std::string reason = MayBeUnknownArgument(error) && !unknown.empty()
+                                   ? UnknownArgumentText(*parsed.command, unknown.front())
+                                   : ReasonOf(error);
+    const std::string command = parsed.words.substr(app.get_name().size());
+    return app.get_name() + ":" + command + (command.empty() ? " " : ": ") +
+           WithHelpHint(reason, parsed.words);
 }

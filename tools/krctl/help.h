@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
@@ -16,6 +17,21 @@ public:
 
 // Checks that an option is an integer from 1 to `last`.
 [[nodiscard]] CLI::Validator PositiveInteger(long last);
+
+// Checks that an option is one of these texts.
+[[nodiscard]] CLI::Validator OneOf(const std::vector<std::string>& texts);
+
+// "krctl 1.2.3"
+[[nodiscard]] std::string VersionText();
+
+// The subcommand of `app` with this name; null if there is none.
+[[nodiscard]] const CLI::App* FindCommand(const CLI::App& app, const std::string& name);
+
+// "unknown command "plna"; did you mean "plan"?"; the first part alone if no name is similar.
+[[nodiscard]] std::string UnknownCommandText(const CLI::App& app, const std::string& name);
+
+// The text, followed by: see "krctl plan --help", where `words` is "krctl plan".
+[[nodiscard]] std::string WithHelpHint(const std::string& text, const std::string& words);
 
 // The message about wrong usage, with the command that shows the help.
 [[nodiscard]] std::string UsageMessage(const CLI::App& app, const CLI::ParseError& error);

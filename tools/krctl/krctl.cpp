@@ -1,21 +1,16 @@
 // krctl: the operator's command.
 
-#include "recorder/database/schema.h"
 #include "recorder/logging/logfile.h"
-#include "recorder/run/runnumber.h"
 #include "recorder/settings/settings.h"
-#include "recorder/support/paths.h"
-#include "recorder/support/privacy.h"
+#include "recorder/support/error.h"
 #include "tools/common/exitstatus.h"
 #include "tools/common/terminal.h"
-#include "tools/krctl/commands.h"
+#include "tools/krctl/commandline.h"
 #include "tools/krctl/help.h"
 
 #include <cstdio>
 #include <exception>
 #include <iostream>
-#include <memory>
-#include <string>
 
 #include <CLI/CLI.hpp>
 
@@ -23,19 +18,6 @@
 #include <unistd.h>
 
 namespace {
-
-void InitDatabases() {
-    recorder::InitDatabases();
-    for (const std::string& path : recorder::CloseToOthers(recorder::kDatabaseDir)) {
-        std::printf("%s: removed the access of other users\n", path.c_str());
-    }
-    recorder::NoteNumbersOfDatabases();
-}
-
-void AddInitCommand(CLI::App& app) {
-    app.add_subcommand("init", "create or upgrade the recorder's databases")
-        ->callback(InitDatabases);
-}
 
 // Incomplete output is a failure, whatever the command did.
 int FlushOutput() {
@@ -76,22 +58,8 @@ void OccupyClosedDescriptors() {
 
 int main(int argc, char** argv) {
     OccupyClosedDescriptors();
-    CLI::App app("set up and operate a Kestora recorder", "krctl");
-    app.formatter(std::make_shared<HelpFormatter>());
-    app.set_help_flag("-h,--help", "show this help");
-    app.require_subcommand(1);
-    app.set_version_flag("--version", "krctl " KESTORA_VERSION, "show the version");
-    AddInitCommand(app);
-    AddCameraCommands(app);
-    AddVolumeCommands(app);
-    AddPlanCommand(app);
-    AddRunCommand(app);
-    AddStatusCommand(app);
-    AddLedgerCommands(app);
-    AddReportCommand(app);
-    AddMetricsCommand(app);
-    AddDoctorCommand(app);
-    app.footer("\"krctl COMMAND --help\" describes a command."); // the commands would inherit it
+    CLI::App app;
+    AddCommands(app);
     try {
         app.parse(argc, argv);
         return FlushOutput();
@@ -101,6 +69,12 @@ int main(int argc, char** argv) {
         return EndParsing(app, error);
     } catch (const UsageError& error) {
         return Fail(error, kExitUsage);
+    } catch (const recorder::NotFound& error) {
+        return Fail(error, kExitUsage);
+    } catch (const recorder::DatabaseUnusable& error) {
+        return Fail(error, kExitNoDatabases);
+    } catch (const recorder::Busy& error) {
+        return Fail(error, kExitRunInProgress);
     } catch (const recorder::SettingsError& error) {
         return Fail(error, kExitSettings);
     } catch (const recorder::UntrustedLog&) {

@@ -144,13 +144,6 @@ std::string TrustFailure(const std::string& seeLog) {
     throw CLI::RuntimeError(status);
 }
 
-int StatusOf(const recorder::RunRecord& record) {
-    if (record.refusals > 0) {
-        return kExitRefused;
-    }
-    return OutcomeOf(record) == RunOutcome::Complete ? kExitOk : kExitFailed;
-}
-
 void PrintResult(const RunView& run, bool asJson) {
     if (asJson) {
         PrintJson("run", JsonOf(run));
@@ -178,13 +171,23 @@ std::set<int> IdsOf(const std::vector<recorder::CameraRow>& cameras) {
     return ids;
 }
 
+struct RunOptions {
+    JobSelection jobs;
+    std::string maxRemoved; // empty: no limit
+    bool asJson = false;
+    bool isQuiet = false;
+};
+
 // Prints the result of the ended run, and waits for the end of the publication.
-void AwaitPublication(ChildProcess& child, std::optional<long> newestBefore, bool asJson) {
+void AwaitPublication(ChildProcess& child, std::optional<long> newestBefore,
+                      const RunOptions& options) {
     if (const std::optional<RunView> run = RunOf(child, newestBefore)) {
-        PrintResult(*run, asJson);
+        PrintResult(*run, options.asJson);
     }
     std::fflush(stdout);
-    std::fprintf(stderr, "krctl: the run has ended; publishing notifications\n");
+    if (!options.isQuiet) {
+        std::fputs("krctl: the run has ended; publishing notifications\n", stderr);
+    }
     while (!child.EndsWithin(kPollInterval)) {
     }
 }
@@ -203,12 +206,6 @@ void FailIfStopped(const ChildProcess& child, bool whileAtWork) {
                                   : "krindexer was killed; unpublished messages stay queued");
     }
 }
-
-struct RunOptions {
-    JobSelection jobs;
-    std::string maxRemoved; // empty: no limit
-    bool asJson = false;
-};
 
 // Makes the plan, and gives the run its limit. The recorder applies the limit again when rows are
 // to be removed, because files may have gone since the plan.
@@ -231,14 +228,14 @@ std::string LimitProblem(const std::string& text) {
 }
 
 // Runs krindexer once and prints the result. Returns the exit status for it.
-int RunOnce(const JobOptions& jobs, const RunShares& shares, bool asJson) {
+int RunOnce(const JobOptions& jobs, const RunShares& shares, const RunOptions& options) {
     const std::string krindexer = recorder::ProgramPath("krindexer");
     const std::optional<long> newestBefore = NewestNumber();
     ChildProcess child(krindexer, ArgumentsOf(jobs));
-    ProgressDisplay display(!asJson);
+    ProgressDisplay display(!options.asJson && !options.isQuiet);
     const bool hasEnded = Watch(child, display, shares, newestBefore);
     if (!hasEnded) {
-        AwaitPublication(child, newestBefore, asJson);
+        AwaitPublication(child, newestBefore, options);
     }
 
     if (child.Status() && *child.Status() != 0) {
@@ -246,7 +243,7 @@ int RunOnce(const JobOptions& jobs, const RunShares& shares, bool asJson) {
     }
     const std::optional<RunView> run = RunOf(child, newestBefore);
     if (run && hasEnded) {
-        PrintResult(*run, asJson);
+        PrintResult(*run, options.asJson);
     }
     FailIfStopped(child, hasEnded);
     if (!run) {
@@ -258,7 +255,7 @@ int RunOnce(const JobOptions& jobs, const RunShares& shares, bool asJson) {
                                           "recorded; the log has the reason: ") +
                               recorder::kLogFile);
     }
-    return StatusOf(run->record);
+    return ExitStatusOf(run->record);
 }
 
 // A run that can't start or is stopped ends the command: the remaining runs would be, too.
@@ -274,7 +271,7 @@ void Run(const RunOptions& options) {
     for (const JobOptions& run : RunsOf(options.jobs)) {
         const RunShares shares =
             SharesOf(run, cameras.value_or(std::vector<recorder::CameraRow>()));
-        status = WorseStatus(status, RunOnce(run, shares, options.asJson));
+        status = WorseStatus(status, RunOnce(run, shares, options));
     }
     if (status != kExitOk) {
         throw CLI::RuntimeError(status);
@@ -293,6 +290,7 @@ void AddRunCommand(CLI::App& app) {
         ->type_name("N|P%")
         ->check(CLI::Validator(LimitProblem, ""));
     command->add_flag("--json", options->asJson, "print the result as JSON, without progress");
+    command->add_flag("--quiet", options->isQuiet, "show no progress");
     command->footer(kAllJobsText);
     command->callback([options] { Run(*options); });
 }

@@ -2,6 +2,7 @@
 
 #include "recorder/run/live.h"
 #include "recorder/run/runlist.h"
+#include "tools/common/exitstatus.h"
 #include "tools/common/json.h"
 #include "tools/common/terminal.h"
 #include "tools/common/texts.h"
@@ -25,11 +26,11 @@ using recorder::RunInProgress;
 using Answer = RunInProgress::Answer;
 
 constexpr std::chrono::milliseconds kPollInterval{500};
-constexpr int kExitUnknown = 1;
 
 struct StatusOptions {
     bool watch = false;
     bool json = false;
+    bool withExitCode = false;
 };
 
 LiveView ViewOf(const recorder::LiveRun& live) {
@@ -114,6 +115,13 @@ void Watch() {
     display.End();
 }
 
+// The exit status for the last run, or during a run for the one before it.
+int LastRunStatus(const RunInProgress& found) {
+    const std::optional<recorder::RunRecord> last =
+        found.answer == Answer::Yes ? recorder::NewestEndedRun() : recorder::NewestRun();
+    return last ? ExitStatusOf(*last) : kExitFailed;
+}
+
 void Status(const StatusOptions& options) {
     if (options.watch) {
         Watch();
@@ -125,7 +133,11 @@ void Status(const StatusOptions& options) {
         Print(found);
     }
     if (found.answer == Answer::Unknown) {
-        throw CLI::RuntimeError(kExitUnknown);
+        throw CLI::RuntimeError(kExitFailed);
+    }
+    if (const int status = options.withExitCode ? LastRunStatus(found) : kExitOk;
+        status != kExitOk) {
+        throw CLI::RuntimeError(status);
     }
 }
 
@@ -138,5 +150,7 @@ void AddStatusCommand(CLI::App& app) {
     CLI::Option* const watch = command->add_flag("--watch", options->watch,
                                                  "follow the run until it ends; not with --json");
     command->add_flag("--json", options->json, "print JSON")->excludes(watch);
+    command->add_flag("--exit-code", options->withExitCode,
+                      "end with 0 only if the last run was complete");
     command->callback([options] { Status(*options); });
 }

@@ -108,7 +108,7 @@ std::string LiveLine(const LiveView& view, const CameraNames& names, std::size_t
 }
 
 ProgressDisplay::ProgressDisplay(bool isWanted)
-    : m_isWanted(isWanted), m_isTerminal(IsTerminal(STDOUT_FILENO)),
+    : m_isWanted(isWanted), m_isTerminal(IsTerminal(STDERR_FILENO)),
       m_names(isWanted ? ReadCameraNames() : CameraNames()) {}
 
 void ProgressDisplay::Show(const LiveView& view) {
@@ -116,20 +116,18 @@ void ProgressDisplay::Show(const LiveView& view) {
         return;
     }
     if (m_isTerminal) {
-        const auto columns = static_cast<std::size_t>(TerminalColumns(STDOUT_FILENO) - 1);
-        std::printf("%s%s", kClearLine, LiveLine(view, m_names, columns).c_str());
+        const auto columns = static_cast<std::size_t>(TerminalColumns(STDERR_FILENO) - 1);
+        std::fprintf(stderr, "%s%s", kClearLine, LiveLine(view, m_names, columns).c_str());
     } else if (view.live.kind.empty()) {
         return; // a camera is being loaded; the kind is not known yet
     } else if (const std::string part = PartOf(view.live); part != m_part) {
         m_part = part;
-        std::puts(LiveLine(view, m_names, INT_MAX).c_str());
+        std::fprintf(stderr, "%s\n", LiveLine(view, m_names, INT_MAX).c_str());
     }
-    std::fflush(stdout);
 }
 
 void ProgressDisplay::End() {
     if (m_isWanted && m_isTerminal) {
-        std::fputs(kClearLine, stdout);
-        std::fflush(stdout);
+        std::fputs(kClearLine, stderr);
     }
 }

@@ -41,7 +41,8 @@ struct LiveView {
 [[nodiscard]] std::string LiveLine(const LiveView& view, const CameraNames& names,
                                    std::size_t columns);
 
-// Shows the progress of a run: one line that changes on a terminal, a line for each part elsewhere.
+// Shows the progress of a run on standard error: one line that changes on a terminal, a line for
+// each part elsewhere.
 class ProgressDisplay {
 public:
     // Without `isWanted`, nothing is shown.

@@ -1,6 +1,7 @@
 #include "tools/krctl/run/runview.h"
 
 #include "recorder/support/paths.h"
+#include "tools/common/exitstatus.h"
 #include "tools/common/table.h"
 #include "tools/common/terminal.h"
 #include "tools/common/texts.h"
@@ -27,12 +28,12 @@ std::vector<std::string> Cells(const std::string& kind, const std::string& camer
 Table TableOf(const RunView& run, const CameraNames& names) {
     Table table({{"kind"},
                  {"camera"},
-                 {"files", true, 4, FilesLegend(run.parts)},
-                 {"rows before", true, 5},
-                 {"added", true, 3},
-                 {"removed", true, 1},
-                 {"failures", true, 2},
-                 {"time", true, 6}});
+                 {"files", true},
+                 {"rows before", true},
+                 {"added", true},
+                 {"removed", true},
+                 {"failures", true},
+                 {"time", true}});
     for (const recorder::RunPart& part : run.parts) {
         if (IsShown(part)) {
             table.AddRow(Cells(KindText(part.kind), CameraOf(names, part), part));
@@ -155,6 +156,13 @@ std::string OutcomeText(const recorder::RunRecord& record) {
         text += (text.empty() ? "" : ", ") + Counted(record.refusals, "refusal");
     }
     return text;
+}
+
+int ExitStatusOf(const recorder::RunRecord& record) {
+    if (record.refusals > 0) {
+        return kExitRefused;
+    }
+    return OutcomeOf(record) == RunOutcome::Complete ? kExitOk : kExitFailed;
 }
 
 bool IsShown(const recorder::RunPart& part) {

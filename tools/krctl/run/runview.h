@@ -32,6 +32,9 @@ enum class RunOutcome {
 // that have rows, and doesn't read recordings again that an earlier run could not read.
 [[nodiscard]] std::string OutcomeText(const recorder::RunRecord& record);
 
+// The exit status for the run: a refusal outranks failures, and a run without an end failed.
+[[nodiscard]] int ExitStatusOf(const recorder::RunRecord& record);
+
 // False for the part of deleted cameras if nothing happened in it, which is the usual case.
 [[nodiscard]] bool IsShown(const recorder::RunPart& part);
 
