@@ -213,15 +213,15 @@ class Output(PlanTest):
 
         cells = [[cell for cell in line.split("  ") if cell] for line in lines]
         self.assertEqual([cell.strip() for cell in cells[0]], [
-            "camera", "kind", "files", "rows", "row without file", "file without row",
-            "badly named", "changed after start", "thumbnail missing", "folder empty"])
+            "camera", "kind", "files", "rows", "to add", "to remove",
+            "badly named", "changing", "no thumbnail", "empty folder"])
         self.assertEqual([[cell.strip() for cell in line] for line in cells[1:7]], [
-            ["-", "e-maps", "0", "2", "2", "0", "0", "0", "0", "0"],
-            ["-", "snapshots", "2", "1", "1", "2", "0", "0", "2", "0"],
-            ["1 Front", "recordings", "4", "2", "2", "3", "1", "0", "0", "2"],
-            ["8", "recordings", "0", "0", "1", "0", "0", "0", "0", "0"],
+            ["-", "e-maps", "0", "2", "0", "2", "0", "0", "0", "0"],
+            ["-", "snapshots", "2", "1", "2", "1", "0", "0", "2", "0"],
+            ["1 Front", "recordings", "4", "2", "3", "2", "1", "0", "0", "2"],
+            ["8", "recordings", "0", "0", "0", "1", "0", "0", "0", "0"],
             ["1 Front", "alert recordings", "1", "1", "1", "1", "0", "0", "0", "1"],
-            ["total", "7", "6", "7", "6", "1", "0", "2", "3"]])
+            ["total", "7", "6", "6", "7", "1", "0", "2", "3"]])
         self.assertEqual(lines[7:], [
             "1 row without a length, because the recording can't be read",
             "A run would add 6 rows, remove 7 rows, make 2 thumbnails and remove 3 empty "
@@ -335,7 +335,7 @@ class Output(PlanTest):
 
         folder = Recorder.inside(f"{self.storage}/{HALF_DAY}")
         self.assertEqual(lines[:2], [
-            f"badly-named\trecordings\t1\t{folder}/tab\\t newline\\n escape\\x1b back\\slash \udcff.txt",
+            f"badly-named\trecordings\t1\t{folder}/tab\\t newline\\n escape\\x1b back\\slash \\xff.txt",
             ""])
         item, = self.plan("-r", "1")["items"]
         self.assertEqual(bytes.fromhex(item["bytes"]), folder.encode() + b"/" + name)

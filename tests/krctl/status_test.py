@@ -184,7 +184,7 @@ class Runs(RunTest):
         lines = self.krctl("runs").out.splitlines()
         self.assertEqual(lines[0].split(), ["run", "start", "end", "outcome", "kind", "added",
                                             "removed", "undoable"])
-        self.assertRegex(lines[1], r"^ +2 .* nothing to add or remove +- +0 +0 +0$")
+        self.assertRegex(lines[1], r"^ +2 .* no changes +- +0 +0 +0$")
         self.assertRegex(lines[2], r"^ +1 .* complete +recordings +1 +0 +0$")
 
     def test_as_json_are_what_their_schema_says(self):

@@ -109,7 +109,7 @@ Options:
         lines = self.krctl("volume", "list").out.splitlines()
 
         self.assertEqual([line.split("\t")[1:] for line in lines],
-                         [[self.recorder.inside(r"a\tb\nc"), "7", "mounted"]])
+                         [[self.recorder.inside(r"a\tb\nc"), "7", "mounted", "-"]])
 
     def test_of_a_hostile_path_is_one_line_on_standard_error(self):
         outcome = self.krctl("camera", "adopt", "/no\nwhere\x1b[31m", status=1)

@@ -27,10 +27,10 @@ private:
 
 TEST_F(Moment, IsThisLongAgo) {
     EXPECT_EQ(Since("45s"), kNow - 45);
-    EXPECT_EQ(Since("90m"), kNow - 90 * 60);
-    EXPECT_EQ(Since("12h"), kNow - 12 * 3600);
-    EXPECT_EQ(Since("30d"), kNow - 30 * 86400);
-    EXPECT_EQ(Since("2w"), kNow - 14 * 86400);
+    EXPECT_EQ(Since("90m"), kNow - 90L * 60);
+    EXPECT_EQ(Since("12h"), kNow - 12L * 3600);
+    EXPECT_EQ(Since("30d"), kNow - 30L * 86400);
+    EXPECT_EQ(Since("2w"), kNow - 14L * 86400);
     EXPECT_EQ(Since("0d"), kNow);
 }
 

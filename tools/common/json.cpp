@@ -9,6 +9,10 @@ Json JsonText(std::string_view bytes) {
     return Json::parse(Json(bytes).dump(-1, ' ', false, Json::error_handler_t::replace));
 }
 
+Json JsonTextOrNull(const std::optional<std::string>& bytes) {
+    return bytes ? JsonText(*bytes) : Json();
+}
+
 Json JsonTime(long timeTm) {
     const std::optional<std::string> text = UtcTimeText(timeTm);
     return text ? Json(*text) : Json();

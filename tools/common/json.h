@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -13,6 +14,9 @@ using Json = nlohmann::ordered_json;
 // A string of any bytes, such as a file's name. Bytes that are not UTF-8, which JSON does not
 // allow, become U+FFFD.
 [[nodiscard]] Json JsonText(std::string_view bytes);
+
+// The same, or null without a text.
+[[nodiscard]] Json JsonTextOrNull(const std::optional<std::string>& bytes);
 
 // A moment in UTC, "2026-11-23T05:00:00Z"; null if its year has no four digits. `timeTm` is in
 // seconds since the epoch.

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstdint>
 #include <cstdio>
 #include <numeric>
 
@@ -12,42 +13,27 @@
 namespace {
 
 constexpr std::size_t kGap = 2;
-constexpr std::size_t kNarrowest = 6; // a shorter text would be meaningless
 
 std::string Padding(std::size_t width, std::size_t used) {
     return std::string(width > used ? width - used : 0, ' ');
 }
 
 std::size_t TotalWidth(const std::vector<std::size_t>& widths) {
-    return std::accumulate(widths.begin(), widths.end(), kGap * (widths.size() - 1));
-}
-
-// Joins the pieces to lines that begin with `indent`.
-std::string Wrapped(const std::vector<std::string>& pieces, const std::string& indent,
-                    std::size_t columns) {
-    std::string text;
-    std::string line;
-    for (const std::string& piece : pieces) {
-        const std::string longer =
-            line.empty() ? indent + piece : line + std::string(kGap, ' ') + piece;
-        if (!line.empty() && DisplayWidth(longer) > columns) {
-            text += line + '\n';
-            line = indent + piece;
-        } else {
-            line = longer;
-        }
-        line = Shortened(line, columns);
-    }
-    return line.empty() ? text : text + line + '\n';
+    return std::accumulate(widths.begin(), widths.end(),
+                           widths.empty() ? 0 : kGap * (widths.size() - 1));
 }
 
 } // namespace
 
-Table::Table(std::vector<Column> columns) : m_columns(std::move(columns)) {}
+Table::Table(std::vector<Column> columns) : m_columns(std::move(columns)) {
+    for (const Column& column : m_columns) {
+        m_titles.push_back(column.title);
+    }
+}
 
 void Table::AddRow(const std::vector<std::string>& cells) {
-    std::vector<std::string> row;
-    row.reserve(cells.size());
+    Row row;
+    row.reserve(m_columns.size());
     std::transform(cells.begin(), cells.end(), std::back_inserter(row), Printable);
     row.resize(m_columns.size());
     m_rows.push_back(std::move(row));
@@ -55,77 +41,119 @@ void Table::AddRow(const std::vector<std::string>& cells) {
 
 std::string Table::Text(int columns) const {
     const auto width = static_cast<std::size_t>(columns);
-    const std::vector<std::size_t> widths = Widths(width);
-    if (TotalWidth(widths) > width) {
-        return std::accumulate(m_rows.begin(), m_rows.end(), std::string(),
-                               [&](const std::string& text, const std::vector<std::string>& row) {
-                                   return text + Block(row, width);
-                               });
+    const Indexes shown = ColumnsWithin(width);
+    const std::vector<std::size_t> widths = WidthsWithin(shown, width);
+    std::string text = Line(m_titles, shown, widths);
+    for (const Row& row : m_rows) {
+        text += Line(row, shown, widths);
     }
-    std::vector<std::string> titles;
-    for (const Column& column : m_columns) {
-        titles.push_back(column.title);
-    }
-    std::string text = Line(titles, widths);
-    for (const std::vector<std::string>& row : m_rows) {
-        text += Line(row, widths);
+    return text + Remarks(shown);
+}
+
+std::string Table::TabSeparated() const {
+    std::string text;
+    for (const Row& row : m_rows) {
+        for (std::size_t i = 0; i < row.size(); ++i) {
+            text += (i == 0 ? "" : "\t") + row[i];
+        }
+        text += '\n';
     }
     return text;
 }
 
-std::vector<std::size_t> Table::Widths(std::size_t columns) const {
-    std::vector<std::size_t> widths;
-    for (std::size_t i = 0; i < m_columns.size(); ++i) {
-        std::size_t width = DisplayWidth(m_columns[i].title);
-        for (const std::vector<std::string>& row : m_rows) {
-            width = std::max(width, DisplayWidth(row[i]));
-        }
-        widths.push_back(width);
+std::size_t Table::WidthOf(std::size_t column) const {
+    std::size_t width = DisplayWidth(m_titles[column]);
+    for (const Row& row : m_rows) {
+        width = std::max(width, DisplayWidth(row[column]));
     }
-    while (TotalWidth(widths) > columns) {
-        std::size_t widest = widths.size();
-        for (std::size_t i = 0; i < widths.size(); ++i) {
-            if (!m_columns[i].isNumber && widths[i] > kNarrowest &&
-                (widest == widths.size() || widths[i] > widths[widest])) {
-                widest = i;
-            }
-        }
-        if (widest == widths.size()) {
+    return width;
+}
+
+Table::Indexes Table::ColumnsWithin(std::size_t width) const {
+    Indexes shown(m_columns.size());
+    std::iota(shown.begin(), shown.end(), 0U);
+    std::size_t total = TotalWidth(WidthsWithin(shown, SIZE_MAX));
+    while (total > width) {
+        const auto last = std::max_element(shown.begin(), shown.end(), [&](auto one, auto other) {
+            return m_columns[one].rank < m_columns[other].rank;
+        });
+        if (last == shown.end() || m_columns[*last].rank == 0) {
             break;
         }
-        --widths[widest];
+        total -= WidthOf(*last) + kGap;
+        shown.erase(last);
+    }
+    return shown;
+}
+
+// The widths of the shown columns. If they don't fit because of texts that take more than half of
+// the width, the columns are as wide as the other texts need, and only the lines of those texts are
+// longer.
+std::vector<std::size_t> Table::WidthsWithin(const Indexes& shown, std::size_t width) const {
+    std::vector<std::size_t> natural;
+    for (const std::size_t column : shown) {
+        natural.push_back(WidthOf(column));
+    }
+    std::vector<std::size_t> widths = natural;
+    while (TotalWidth(widths) > width) {
+        const auto widest = std::max_element(widths.begin(), widths.end());
+        const std::size_t column = shown[static_cast<std::size_t>(widest - widths.begin())];
+        const std::size_t narrower = NextNarrower(column, *widest);
+        if (*widest <= width / 2 || narrower == *widest) {
+            return natural;
+        }
+        *widest = narrower;
     }
     return widths;
 }
 
-std::string Table::Block(const std::vector<std::string>& cells, std::size_t columns) const {
-    std::vector<std::string> texts;
-    std::vector<std::string> numbers;
-    for (std::size_t i = 0; i < cells.size(); ++i) {
-        if (m_columns[i].isNumber && cells[i] != "0") {
-            numbers.push_back(m_columns[i].title + " " + cells[i]);
-        } else if (!m_columns[i].isNumber && !cells[i].empty()) {
-            texts.push_back(cells[i]);
-        }
+// The width of the longest text in the column that is narrower than `width`; at least its title's.
+std::size_t Table::NextNarrower(std::size_t column, std::size_t width) const {
+    std::size_t narrower = DisplayWidth(m_titles[column]);
+    for (const Row& row : m_rows) {
+        const std::size_t ofCell = DisplayWidth(row[column]);
+        narrower = ofCell < width ? std::max(narrower, ofCell) : narrower;
     }
-    return Wrapped(texts, "", columns) + Wrapped(numbers, std::string(kGap, ' '), columns);
+    return narrower;
 }
 
-std::string Table::Line(const std::vector<std::string>& cells,
+std::string Table::Line(const Row& cells, const Indexes& shown,
                         const std::vector<std::size_t>& widths) const {
     std::string line;
-    for (std::size_t i = 0; i < cells.size(); ++i) {
-        const std::string cell = Shortened(cells[i], widths[i]);
+    for (std::size_t i = 0; i < shown.size(); ++i) {
+        const std::string& cell = cells[shown[i]];
         const std::string padding = Padding(widths[i], DisplayWidth(cell));
         line += (i == 0 ? "" : std::string(kGap, ' ')) +
-                (m_columns[i].isNumber ? padding + cell : cell + padding);
+                (m_columns[shown[i]].isNumber ? padding + cell : cell + padding);
     }
     line.erase(line.find_last_not_of(' ') + 1);
     return line + '\n';
+}
+
+std::string Table::Remarks(const Indexes& shown) const {
+    std::string legends;
+    std::string missing;
+    for (std::size_t i = 0; i < m_columns.size(); ++i) {
+        const bool isShown = std::find(shown.begin(), shown.end(), i) != shown.end();
+        if (!isShown) {
+            missing += (missing.empty() ? "" : ", ") + m_titles[i];
+        } else if (!m_columns[i].legend.empty()) {
+            legends += m_titles[i] + ": " + m_columns[i].legend + '\n';
+        }
+    }
+    return legends + (missing.empty() ? "" : "terminal too narrow for: " + missing + '\n');
 }
 
 void PrintTable(const Table& table) {
     std::fputs(
         table.Text(IsTerminal(STDOUT_FILENO) ? TerminalColumns(STDOUT_FILENO) : INT_MAX).c_str(),
         stdout);
+}
+
+void PrintTableOrTabs(const Table& table) {
+    if (IsTerminal(STDOUT_FILENO)) {
+        PrintTable(table);
+    } else {
+        std::fputs(table.TabSeparated().c_str(), stdout);
+    }
 }

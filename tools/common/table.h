@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -10,28 +11,44 @@ public:
     struct Column {
         std::string title;
         bool isNumber = false; // aligned to the right
+        int rank = 0;          // columns with a high rank are left out first; those of rank 0 never
+        std::string legend{};  // an explanation below the table, if the column is shown
     };
 
     explicit Table(std::vector<Column> columns);
 
-    // One cell for each column. Control characters are escaped.
+    // One cell for each column. Control characters and bytes that are not UTF-8 are escaped.
     void AddRow(const std::vector<std::string>& cells);
 
-    // Returns the lines, titles first, each with a newline. If they would be wider than `columns`
-    // characters, the widest texts are shortened. If that is not enough, each row becomes a block
-    // of lines: its texts, then its numbers with their titles, except those that are 0.
+    // Returns the lines, titles first, each with a newline. Columns with a rank are left out, the
+    // highest rank first, until the lines have at most `columns` characters; a line below the table
+    // names them. No cell is ever shortened: lines are longer than `columns` if the columns of rank
+    // 0 don't fit.
     [[nodiscard]] std::string Text(int columns) const;
 
+    // Returns the rows for programs: all columns, separated by tabs, without titles.
+    [[nodiscard]] std::string TabSeparated() const;
+
 private:
-    [[nodiscard]] std::vector<std::size_t> Widths(std::size_t columns) const;
-    [[nodiscard]] std::string Block(const std::vector<std::string>& cells,
-                                    std::size_t columns) const;
-    [[nodiscard]] std::string Line(const std::vector<std::string>& cells,
+    using Row = std::vector<std::string>;
+    using Indexes = std::vector<std::size_t>; // of columns
+
+    [[nodiscard]] std::size_t WidthOf(std::size_t column) const;
+    [[nodiscard]] Indexes ColumnsWithin(std::size_t width) const;
+    [[nodiscard]] std::vector<std::size_t> WidthsWithin(const Indexes& shown,
+                                                        std::size_t width) const;
+    [[nodiscard]] std::size_t NextNarrower(std::size_t column, std::size_t width) const;
+    [[nodiscard]] std::string Line(const Row& cells, const Indexes& shown,
                                    const std::vector<std::size_t>& widths) const;
+    [[nodiscard]] std::string Remarks(const Indexes& shown) const;
 
     std::vector<Column> m_columns;
-    std::vector<std::vector<std::string>> m_rows;
+    Row m_titles;
+    std::vector<Row> m_rows;
 };
 
 // Prints the table to standard output: as wide as the terminal, or in full if it is no terminal.
 void PrintTable(const Table& table);
+
+// Prints the table to a terminal, or its rows separated by tabs if standard output is no terminal.
+void PrintTableOrTabs(const Table& table);

@@ -17,11 +17,13 @@ enum class Colour { Green, Yellow, Red };
 [[nodiscard]] std::string Coloured(Colour colour, const std::string& text);
 
 // Returns the text with its control characters escaped (\t, \n, \x1b): otherwise a file's name
-// could move the cursor or look like a separate line. Other bytes stay unchanged.
+// could move the cursor or look like a separate line. So are bytes that are not UTF-8, which
+// terminals show differently.
 [[nodiscard]] std::string Printable(std::string_view text);
 
-// Returns the number of characters of a text in UTF-8; each invalid byte counts as one.
+// Returns the number of columns that a terminal needs for the text: two for most East Asian
+// characters, none for a combining accent. An invalid byte counts as one.
 [[nodiscard]] std::size_t DisplayWidth(std::string_view text);
 
-// Returns the text cut to at most `width` characters; a cut text ends in "…".
+// Returns the text cut to at most `width` columns; a cut text ends in "…".
 [[nodiscard]] std::string Shortened(std::string_view text, std::size_t width);

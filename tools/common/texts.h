@@ -2,10 +2,14 @@
 
 #pragma once
 
+#include "platform/database.h"
+
+#include <algorithm>
 #include <array>
 #include <map>
 #include <optional>
 #include <string>
+#include <vector>
 
 // The local time with its offset, for people: "2026-11-23T06:00:00+01:00". A time whose year has no
 // four digits, as in a damaged row, is "@" and its seconds since the epoch, as date(1) reads it.
@@ -32,6 +36,16 @@ struct MediaKind {
 
 // The kind's key: its name with "-" instead of a blank; empty if `table` is empty.
 [[nodiscard]] std::string KindKey(const std::string& table);
+
+// What the column "files" of a plan or run counts; empty unless it has files of e-maps. A part has
+// the members `kind` and `files`.
+template <typename Part> [[nodiscard]] std::string FilesLegend(const std::vector<Part>& parts) {
+    const bool countsEmaps = std::any_of(parts.begin(), parts.end(), [](const Part& part) {
+        return part.kind == gszTableEmap && part.files > 0;
+    });
+    return countsEmaps ? "the files that were examined; those of e-maps include their thumbnails"
+                       : "";
+}
 
 // "1 row", "2314 rows".
 [[nodiscard]] std::string Counted(long number, const std::string& noun);

@@ -6,6 +6,7 @@
 #include "recorder/support/error.h"
 #include "tools/common/exitstatus.h"
 #include "tools/common/json.h"
+#include "tools/common/table.h"
 #include "tools/common/terminal.h"
 #include "tools/krctl/help.h"
 
@@ -148,16 +149,16 @@ void RemoveCamera(int id) {
 }
 
 void PrintCameras() {
+    Table table({{"id", true},
+                 {"name"},
+                 {"storage folder", false, 1},
+                 {"volume", false, 2},
+                 {"identity", false, 3}});
     for (const recorder::CameraRow& camera : recorder::ListCameras()) {
-        std::printf("%d\t%s\t%s\t%s\t%s\n", camera.id, Printable(camera.name).c_str(),
-                    Printable(camera.storagePath).c_str(),
-                    Printable(camera.volumeId.value_or("-")).c_str(),
-                    Printable(camera.uuid.value_or("-")).c_str());
+        table.AddRow({std::to_string(camera.id), camera.name, camera.storagePath,
+                      camera.volumeId.value_or("-"), camera.uuid.value_or("-")});
     }
-}
-
-Json JsonOrNull(const std::optional<std::string>& text) {
-    return text ? JsonText(*text) : Json(nullptr);
+    PrintTableOrTabs(table);
 }
 
 void PrintCamerasAsJson() {
@@ -166,8 +167,8 @@ void PrintCamerasAsJson() {
         cameras.push_back({{"id", camera.id},
                            {"name", JsonText(camera.name)},
                            {"storage", JsonText(camera.storagePath)},
-                           {"volume", JsonOrNull(camera.volumeId)},
-                           {"uuid", JsonOrNull(camera.uuid)}});
+                           {"volume", JsonTextOrNull(camera.volumeId)},
+                           {"uuid", JsonTextOrNull(camera.uuid)}});
     }
     PrintJson("cameras", {{"cameras", cameras}});
 }

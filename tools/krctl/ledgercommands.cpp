@@ -31,12 +31,18 @@ std::string LostText(const recorder::RunRecord& run, const std::vector<recorder:
                         : "another run, record lost, " + recorder::IdentityText(run);
 }
 
+// Shorter than OutcomeText, so that the table fits on 80 columns.
+std::string ShortOutcomeText(const recorder::RunRecord& run) {
+    const bool hasNoChanges = OutcomeOf(run) == RunOutcome::Complete && run.changes.empty();
+    return hasNoChanges ? "no changes" : OutcomeText(run);
+}
+
 void AddRows(Table& table, const recorder::RunRecord& run,
              const std::vector<recorder::RunRecord>& runs) {
     const std::string id = std::to_string(run.id);
     const std::string start = run.isOnRecord ? TimeText(run.startTm) : "-";
     const std::string end = !run.isOnRecord ? "-" : run.endTm ? TimeText(*run.endTm) : "unfinished";
-    const std::string outcome = run.isOnRecord ? OutcomeText(run) : LostText(run, runs);
+    const std::string outcome = run.isOnRecord ? ShortOutcomeText(run) : LostText(run, runs);
     if (run.changes.empty()) {
         table.AddRow({id, start, end, outcome, "-", "0", "0", "0"});
     }
@@ -48,13 +54,13 @@ void AddRows(Table& table, const recorder::RunRecord& run,
 
 void PrintRunsForPeople(const std::vector<recorder::RunRecord>& runs) {
     Table table({{"run", true},
-                 {"start"},
-                 {"end"},
-                 {"outcome"},
-                 {"kind"},
-                 {"added", true},
-                 {"removed", true},
-                 {"undoable", true}});
+                 {"start", false, 3},
+                 {"end", false, 7},
+                 {"outcome", false, 4},
+                 {"kind", false, 1},
+                 {"added", true, 5},
+                 {"removed", true, 2},
+                 {"undoable", true, 6}});
     for (const recorder::RunRecord& run : runs) {
         AddRows(table, run, runs);
     }

@@ -99,7 +99,7 @@ std::string PartsText(const PartsByLabels& parts) {
                   [](const RunPart& part) {
                       return static_cast<double>(part.durationMs) / kMsPerSecond;
                   }) +
-           Gauges(parts, "part_files", "Files examined.",
+           Gauges(parts, "part_files", "Files examined, thumbnails of e-maps included.",
                   [](const RunPart& part) { return static_cast<double>(part.files); }) +
            Gauges(parts, "part_rows_before", "Rows before the run.",
                   [](const RunPart& part) { return static_cast<double>(part.known); }) +

@@ -2,7 +2,8 @@
 
 #include "recorder/camera/volume.h"
 #include "recorder/camera/volumelist.h"
-#include "tools/common/terminal.h"
+#include "tools/common/json.h"
+#include "tools/common/table.h"
 
 #include <cstdio>
 #include <memory>
@@ -41,12 +42,36 @@ std::string Joined(const std::vector<int>& ids) {
 }
 
 void PrintVolumes() {
+    Table table({{"volume", false, 3},
+                 {"root folder", false, 1},
+                 {"cameras"},
+                 {"state"},
+                 {"reason", false, 2}});
     for (const recorder::VolumeEntry& volume : recorder::ListVolumes()) {
-        std::printf("%s\t%s\t%s\t%s%s%s\n", Printable(volume.id.value_or("-")).c_str(),
-                    Printable(volume.root.value_or("-")).c_str(), Joined(volume.cameraIds).c_str(),
-                    NameOf(volume.state), volume.remark.empty() ? "" : "\t",
-                    Printable(volume.remark).c_str());
+        table.AddRow({volume.id.value_or("-"), volume.root.value_or("-"), Joined(volume.cameraIds),
+                      NameOf(volume.state), volume.remark.empty() ? "-" : volume.remark});
     }
+    PrintTableOrTabs(table);
+}
+
+void PrintVolumesAsJson() {
+    Json volumes = Json::array();
+    for (const recorder::VolumeEntry& volume : recorder::ListVolumes()) {
+        volumes.push_back({{"id", JsonTextOrNull(volume.id)},
+                           {"root", JsonTextOrNull(volume.root)},
+                           {"cameras", volume.cameraIds},
+                           {"state", NameOf(volume.state)},
+                           {"reason", volume.remark.empty() ? Json() : JsonText(volume.remark)}});
+    }
+    PrintJson("volumes", {{"volumes", volumes}});
+}
+
+void AddListCommand(CLI::App& command) {
+    const auto asJson = std::make_shared<bool>(false);
+    CLI::App* const list =
+        command.add_subcommand("list", "list volumes: id, root folder, cameras, state, reason");
+    list->add_flag("--json", *asJson, "print JSON");
+    list->callback([asJson] { *asJson ? PrintVolumesAsJson() : PrintVolumes(); });
 }
 
 } // namespace
@@ -61,6 +86,5 @@ void AddVolumeCommands(CLI::App& app) {
     init->add_option("DIR", *folder, "the disk's root folder, an absolute path")->required();
     init->callback([folder] { std::puts(recorder::InitVolume(*folder).c_str()); });
 
-    command->add_subcommand("list", "list volumes: id, root folder, cameras, state, reason")
-        ->callback(PrintVolumes);
+    AddListCommand(*command);
 }

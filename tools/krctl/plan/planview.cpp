@@ -17,15 +17,16 @@ constexpr std::size_t kProblemsShown = 20;
 struct Column {
     Reason reason;
     const char* title;
+    int rank = 0; // of Table::Column
 };
 
 constexpr std::array kColumns{
-    Column{Reason::RowWithoutFile, "row without file"},
-    Column{Reason::FileWithoutRow, "file without row"},
-    Column{Reason::BadlyNamed, "badly named"},
-    Column{Reason::ChangedAfterStart, "changed after start"},
-    Column{Reason::ThumbnailMissing, "thumbnail missing"},
-    Column{Reason::FolderEmpty, "folder empty"},
+    Column{Reason::FileWithoutRow, "to add", 2},
+    Column{Reason::RowWithoutFile, "to remove", 1},
+    Column{Reason::BadlyNamed, "badly named", 5},
+    Column{Reason::ChangedAfterStart, "changing", 6},
+    Column{Reason::ThumbnailMissing, "no thumbnail", 7},
+    Column{Reason::FolderEmpty, "empty folder", 8},
 };
 
 // The reasons that are too rare for a column.
@@ -44,9 +45,10 @@ std::vector<std::string> Cells(std::string camera, std::string kind, const PlanP
 }
 
 Table TableOf(const PlanSummary& plan) {
-    std::vector<Table::Column> columns{{"camera"}, {"kind"}, {"files", true}, {"rows", true}};
+    std::vector<Table::Column> columns{
+        {"camera"}, {"kind"}, {"files", true, 4, FilesLegend(plan.Parts())}, {"rows", true, 3}};
     for (const Column& column : kColumns) {
-        columns.push_back({column.title, true});
+        columns.push_back({column.title, true, column.rank});
     }
     Table table(columns);
     for (const PlanPart& part : plan.Parts()) {

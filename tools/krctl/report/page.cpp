@@ -123,7 +123,10 @@ Html TableHtml(const Report& report) {
     return Element("section", {{"aria-labelledby", "table"}},
                    Element("h2", {{"id", "table"}}, "By kind and camera") +
                        Element("table", {{"role", "table"}, {"aria-labelledby", "table"}},
-                               TableHead(report) + group));
+                               TableHead(report) + group) +
+                       (report.filesLegend.empty()
+                            ? Html()
+                            : Element("p", {}, "Files: " + report.filesLegend)));
 }
 
 long DaysOf(const std::vector<CameraCalendar>& calendars) {

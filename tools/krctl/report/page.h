@@ -47,6 +47,7 @@ struct Report {
     std::vector<ReportNotice> notices;
     std::vector<std::string> columns; // titles of the numbers in each row
     std::vector<ReportRow> rows;      // the last one is the total
+    std::string filesLegend;          // what the column "Files" counts; may be empty
     std::vector<CameraCalendar> calendars;
     DriftLabels labels;
     std::string footer;

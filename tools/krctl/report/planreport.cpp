@@ -127,6 +127,7 @@ void AddTable(const PlanSummary& plan, Report& report) {
         report.rows.push_back(
             RowOf(Capitalised(KindText(part.kind)), CameraText(plan.Cameras(), part.camId), part));
     }
+    report.filesLegend = FilesLegend(plan.Parts());
     const PlanPart total = plan.Total();
     report.rows.push_back(RowOf("Total", "", total));
     report.totals = {

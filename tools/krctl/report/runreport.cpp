@@ -130,6 +130,7 @@ void AddTable(const RunView& run, const CameraNames& names, Report& report) {
                 RowOf(Capitalised(KindText(part.kind)), CameraOf(names, part), part));
         }
     }
+    report.filesLegend = FilesLegend(run.parts);
     recorder::RunPart total = TotalOf(run.parts);
     total.failures = std::max(total.failures, run.record.failures);
     report.rows.push_back(RowOf("Total", "", total));

@@ -28,12 +28,12 @@ std::vector<std::string> Cells(const std::string& kind, const std::string& camer
 Table TableOf(const RunView& run, const CameraNames& names) {
     Table table({{"kind"},
                  {"camera"},
-                 {"files", true},
-                 {"rows before", true},
-                 {"added", true},
-                 {"removed", true},
-                 {"failures", true},
-                 {"time", true}});
+                 {"files", true, 4, FilesLegend(run.parts)},
+                 {"rows before", true, 5},
+                 {"added", true, 3},
+                 {"removed", true, 1},
+                 {"failures", true, 2},
+                 {"time", true, 6}});
     for (const recorder::RunPart& part : run.parts) {
         if (IsShown(part)) {
             table.AddRow(Cells(KindText(part.kind), CameraOf(names, part), part));
