@@ -14,6 +14,7 @@
 #include <functional>
 #include <set>
 #include <string_view>
+#include <unordered_set>
 
 namespace recorder {
 
@@ -94,11 +95,10 @@ struct LedgerRow {
     long id = 0; // in the ledger
     RowNotRestored row;
     Taken taken = Taken::Nothing;
+    bool identifiesFile = false; // no other row may have its file
 };
 
-// The next rows of the selection, up to a row with the id or the file of one before it: the next
-// call then finds the restored row.
-std::vector<LedgerRow> NextRows(const MediaTable& table, const std::string& chosen, long after) {
+std::vector<LedgerRow> RowsAfter(const MediaTable& table, const std::string& chosen, long after) {
     const DBResult_tag rows = Execute(
         table.instance,
         Format("SELECT id, row_id, camera_id, %s AS file, %s AS taken FROM removed WHERE %s "
@@ -107,8 +107,6 @@ std::vector<LedgerRow> NextRows(const MediaTable& table, const std::string& chos
                chosen.c_str(), after, kRowsPerTransaction),
         {.readOnly = true});
     std::vector<LedgerRow> next;
-    std::set<long> ids;
-    std::set<std::pair<int, std::string>> files;
     for (int i = 0; i < rows.RowCount(); ++i) {
         LedgerRow row;
         row.id = rows.Long(i, "id");
@@ -116,15 +114,52 @@ std::vector<LedgerRow> NextRows(const MediaTable& table, const std::string& chos
         row.row.camId = rows.Int(i, "camera_id");
         row.row.file = rows.Text(i, "file");
         row.taken = static_cast<Taken>(rows.Int(i, "taken"));
-        const bool isSecond =
-            !ids.insert(row.row.id).second || (rows.TextIfAny(i, "file") && !table.key.empty() &&
-                                               !files.emplace(row.row.camId, row.row.file).second);
-        if (isSecond) {
-            break;
-        }
+        row.identifiesFile = rows.TextIfAny(i, "file") && !table.key.empty();
         next.push_back(std::move(row));
     }
     return next;
+}
+
+// The rows that were restored before in the same undo.
+class RestoredBefore {
+public:
+    // What the row would find taken by them.
+    [[nodiscard]] Taken TakenFrom(const LedgerRow& row) const {
+        if (row.identifiesFile && m_files.contains(KeyOf(row))) {
+            return Taken::File;
+        }
+        return m_ids.contains(row.row.id) ? Taken::Id : Taken::Nothing;
+    }
+
+    void Add(const LedgerRow& row) {
+        m_ids.insert(row.row.id);
+        if (row.identifiesFile) {
+            m_files.insert(KeyOf(row));
+        }
+    }
+
+private:
+    static std::string KeyOf(const LedgerRow& row) {
+        return std::to_string(row.row.camId) + "/" + row.row.file;
+    }
+
+    std::unordered_set<long> m_ids;
+    std::unordered_set<std::string> m_files;
+};
+
+// The next rows of the selection, up to a row with the id or the file of one before it: the next
+// call then finds the restored row.
+std::vector<LedgerRow> NextRows(const MediaTable& table, const std::string& chosen, long after) {
+    std::vector<LedgerRow> rows = RowsAfter(table, chosen, after);
+    RestoredBefore before;
+    for (auto row = rows.begin(); row != rows.end(); ++row) {
+        if (before.TakenFrom(*row) != Taken::Nothing) {
+            rows.erase(row, rows.end());
+            break;
+        }
+        before.Add(*row);
+    }
+    return rows;
 }
 
 std::vector<long> FreeRows(const std::vector<LedgerRow>& rows) {
@@ -257,6 +292,25 @@ bool HasRestored(const Undone& undone, std::string_view kind) {
     });
 }
 
+void PlanUndoOf(const MediaTable& table, const std::string& chosen, UndoneKind& undone) {
+    RestoredBefore before;
+    long after = 0;
+    for (std::vector<LedgerRow> rows = RowsAfter(table, chosen, after); !rows.empty();
+         rows = RowsAfter(table, chosen, after)) {
+        for (LedgerRow& row : rows) {
+            const Taken taken = row.taken == Taken::Nothing ? before.TakenFrom(row) : row.taken;
+            if (taken == Taken::Nothing) {
+                before.Add(row);
+                ++undone.restored;
+            } else {
+                row.row.why = Why(taken);
+                undone.notRestored.push_back(std::move(row.row));
+            }
+        }
+        after = rows.back().id;
+    }
+}
+
 void UndoTables(const UndoSelection& selection, const RunRecord& run, Undone& undone) {
     for (const MediaTable& table : MediaTables()) {
         if (selection.media.IncludesKind(table)) {
@@ -287,6 +341,29 @@ bool UndoAsFarAsPossible(const UndoSelection& selection, const RunRecord& run, U
     return false;
 }
 
+// The rows of the selection that the run removed, restored or not.
+long RowsRemoved(const UndoSelection& selection, const RunRecord& run) {
+    long removed = 0;
+    for (const MediaTable& table : MediaTables()) {
+        if (selection.media.IncludesKind(table)) {
+            removed += Execute(table.instance,
+                               Format("SELECT coalesce(sum(removed), 0) AS removed FROM run_count "
+                                      "WHERE run = %ld AND token = %ld AND kind = '%s' AND ",
+                                      run.id, run.token, table.name.c_str()) +
+                                   selection.media.RowsSql(table) + ";",
+                               {.readOnly = true})
+                           .Long(0, "removed");
+        }
+    }
+    return removed;
+}
+
+void ForgetKindsWithoutRows(Undone& undone) {
+    std::erase_if(undone.kinds, [](const UndoneKind& kind) {
+        return kind.restored == 0 && kind.notRestored.empty();
+    });
+}
+
 } // namespace
 
 Undone Undo(const UndoSelection& selection) {
@@ -294,6 +371,7 @@ Undone Undo(const UndoSelection& selection) {
     const RunLock lock = RunLock::Take("nothing is restored before it has ended");
     const RunRecord run = RequireRun(selection);
     Undone undone;
+    undone.removed = RowsRemoved(selection, run);
     const bool mayHaveRestored = UndoAsFarAsPossible(selection, run, undone);
     const bool areCountsOutdated = mayHaveRestored || HasRestored(undone, gszTableEvent);
     if (areCountsOutdated && RecordingCount::Recount() != 0) {
@@ -302,9 +380,21 @@ Undone Undo(const UndoSelection& selection) {
                                                  "has the reason: ") +
                                      kLogFile);
     }
-    std::erase_if(undone.kinds, [](const UndoneKind& kind) {
-        return kind.restored == 0 && kind.notRestored.empty();
-    });
+    ForgetKindsWithoutRows(undone);
+    return undone;
+}
+
+Undone PlanUndo(const UndoSelection& selection) {
+    const RunRecord run = RequireRun(selection);
+    Undone undone;
+    undone.removed = RowsRemoved(selection, run);
+    for (const MediaTable& table : MediaTables()) {
+        if (selection.media.IncludesKind(table)) {
+            UndoneKind& kind = undone.kinds.emplace_back(UndoneKind{.kind = table.name});
+            PlanUndoOf(table, ChosenSql(table, selection, run), kind);
+        }
+    }
+    ForgetKindsWithoutRows(undone);
     return undone;
 }
 

@@ -34,6 +34,7 @@ struct UndoneKind {
 };
 
 struct Undone {
+    long removed = 0;              // rows of the selection that the run removed, restored or not
     std::vector<UndoneKind> kinds; // one for each table with rows of the selection
     // Failures to restore the remaining rows, or to correct the recording counts.
     std::vector<std::string> failures = {};
@@ -46,6 +47,10 @@ struct Undone {
 // Throws only before any change: UntrustedLog if the log is not trusted; NotFound if there is no
 // such run; Busy if the run lock is held; Error if the run is ambiguous or a database failed.
 [[nodiscard]] Undone Undo(const UndoSelection& selection);
+
+// Returns what Undo would do now, and changes nothing: `restored` counts the rows that would be
+// restored. Takes no lock. Throws Error like Undo.
+[[nodiscard]] Undone PlanUndo(const UndoSelection& selection);
 
 // Other runs with the same number and rows in the ledger, which Undo does not restore. Empty if the
 // selection has an identity. Throws Error.

@@ -495,8 +495,59 @@ class Undo(LedgerTest):
         self.assertEqual(self.kept(), [1])
         self.engine.do("recording", "DELETE FROM event")
         self.assertEqual(self.krctl("undo", "1").out, "recordings: 1 restored\n")
-        self.assertEqual(self.krctl("undo", "1").out,
-                         "no matching rows of run 1 to restore\n")
+        self.assertEqual(self.krctl("undo", "1", "--kind", "recordings").out,
+                         "run 1 removed 1 matching row, but none is left to restore: restored "
+                         "before, or expired\n")
+
+    def test_of_a_run_that_removed_nothing_says_so(self):
+        self.removal()
+        self.run_tool("-r", "-1")
+        for options in ([], ["--dry-run"]):
+            self.assertEqual(self.krctl("undo", "2", *options).out,
+                             "run 2 removed no rows: nothing to restore\n")
+        self.assertEqual(self.krctl("undo", "1", "--kind", "alert-recordings").out,
+                         "run 1 removed no matching rows: nothing to restore\n")
+        document = self.krctl("undo", "2", "--json").json()
+        self.assert_matches_schema(document, "undo")
+        self.assertEqual((document["removed"], document["kinds"]), (0, []))
+
+    def test_as_a_dry_run_shows_what_would_be_restored_and_changes_nothing(self):
+        for name in ("a", "b", "c"):
+            self.engine.do("recording", "INSERT INTO event (camera_id, path, start_tm) "
+                                        f"VALUES (1, '{name}', 1394590500)")
+        self.run_tool("-r", "-1")
+        self.engine.do("recording", "INSERT INTO event (camera_id, path) VALUES (1, 'b')")
+        before = self.all_kept()
+        log = self.recorder.log()
+        outcome = self.krctl("undo", "1", "--dry-run", status=1)
+        self.assertEqual((outcome.out.splitlines(), outcome.err), ([
+            "recordings: 2 would be restored, 1 not",
+            "not restored: recordings: row 2, b of camera 1: a newer row exists for its file"], ""))
+        planned = self.krctl("undo", "1", "--dry-run", "--json", status=1).json()
+        self.assert_matches_schema(planned, "undo")
+        self.assertEqual((self.all_kept(), self.recorder.log()), (before, log))
+        undone = self.krctl("undo", "1", "--json", status=1).json()
+        self.assertEqual((planned.pop("dry_run"), undone.pop("dry_run")), (True, False))
+        self.assertEqual(planned, undone)
+
+    def test_as_a_dry_run_knows_that_a_file_is_restored_only_once(self):
+        """A run removed a file's row twice, as another program had added it again."""
+        self.removal()
+        columns = ("run, removed_tm, kind, ds_id, camera_id, path, start_tm, end_tm, size, vdo_type, "
+                   "aud_fmt, img_w, img_h")
+        self.engine.do("recording", f"INSERT INTO removed (row_id, {columns}) SELECT row_id + 7, "
+                                    f"{columns} FROM removed WHERE kind = 'event'")
+        planned = self.krctl("undo", "1", "--dry-run", "--json", status=1).json()
+        undone = self.krctl("undo", "1", "--json", status=1).json()
+        self.assertEqual(planned["kinds"], undone["kinds"])
+        self.assertEqual(len(planned["kinds"][0]["not_restored"]), 1)
+
+    def test_as_a_dry_run_needs_no_lock(self):
+        self.removal()
+        with open(self.recorder.path("var/db/reindex.lock"), "rb") as lock:
+            fcntl.flock(lock, fcntl.LOCK_EX)
+            self.assertEqual(self.krctl("undo", "1", "--dry-run", "--kind", "e-maps").out,
+                             "e-maps: 1 would be restored\n")
 
     def test_of_no_row_corrects_no_counts(self):
         """So that a concurrent writer causes no failure."""

@@ -67,6 +67,7 @@ Options:
   --camera CAMERA      only this camera; can be repeated
   --kind KIND          only this kind: recordings, alert-recordings, snapshots,
                        e-maps; can be repeated
+  --dry-run            show what would be restored; changes nothing
   --json               print JSON
 """)
 

@@ -31,7 +31,8 @@ void AddCommands(CLI::App& app) {
     AddPlanCommand(app);
     AddRunCommand(app);
     AddStatusCommand(app);
-    AddLedgerCommands(app);
+    AddRunsCommand(app);
+    AddUndoCommand(app);
     AddReportCommand(app);
     AddMetricsCommand(app);
     AddDoctorCommand(app);

@@ -12,7 +12,8 @@ void AddVolumeCommands(CLI::App& app); // volume
 void AddPlanCommand(CLI::App& app);    // plan
 void AddRunCommand(CLI::App& app);     // run
 void AddStatusCommand(CLI::App& app);  // status
-void AddLedgerCommands(CLI::App& app); // runs, undo
+void AddRunsCommand(CLI::App& app);    // runs
+void AddUndoCommand(CLI::App& app);    // undo
 void AddReportCommand(CLI::App& app);  // report
 void AddMetricsCommand(CLI::App& app); // metrics
 void AddDoctorCommand(CLI::App& app);  // doctor

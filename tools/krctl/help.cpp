@@ -1,11 +1,13 @@
 #include "tools/krctl/help.h"
 
+#include "recorder/support/error.h"
 #include "tools/common/terminal.h"
 #include "tools/krctl/nearest.h"
 
 #include <algorithm>
 #include <charconv>
 #include <climits>
+#include <ctime>
 #include <sstream>
 #include <utility>
 #include <vector>
@@ -234,6 +236,18 @@ CLI::Validator OneOf(const std::vector<std::string>& texts) {
                 }
                 return "expected one of " + CLI::detail::join(texts, ", ") + ", not \"" + text +
                        '"';
+            },
+            ""};
+}
+
+CLI::Validator MomentOption(Bound bound) {
+    return {[=](const std::string& text) -> std::string {
+                try {
+                    (void)ParseMoment(text, bound, std::time(nullptr));
+                    return {};
+                } catch (const recorder::Error& error) {
+                    return error.what();
+                }
             },
             ""};
 }

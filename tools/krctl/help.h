@@ -2,6 +2,8 @@
 
 #pragma once
 
+#include "tools/common/moment.h"
+
 #include <string>
 #include <vector>
 
@@ -32,6 +34,8 @@ public:
 
 // The text, followed by: see "krctl plan --help", where `words` is "krctl plan".
 [[nodiscard]] std::string WithHelpHint(const std::string& text, const std::string& words);
+// Checks that an option is a text that ParseMoment accepts.
+[[nodiscard]] CLI::Validator MomentOption(Bound bound);
 
 // The message about wrong usage, with the command that shows the help.
 [[nodiscard]] std::string UsageMessage(const CLI::App& app, const CLI::ParseError& error);
