@@ -3,12 +3,9 @@
 #include "platform/utility.h"
 #include "recorder/camera/identityfile.h"
 #include "recorder/support/error.h"
+#include "recorder/support/mount.h"
 #include "recorder/support/presence.h"
-#include "recorder/support/uninterrupted.h"
 #include "recorder/support/uuid.h"
-
-#include <fcntl.h>
-#include <sys/stat.h>
 
 namespace recorder {
 
@@ -25,28 +22,6 @@ std::optional<std::string> ReadVolumeId(const std::string& path) {
         throw Error("the file " + path + " holds no volume id; expected a UUID");
     }
     return id;
-}
-
-struct statx StatusOf(const std::string& path) {
-    struct statx status = {};
-    if (Uninterrupted([&] { return statx(AT_FDCWD, path.c_str(), 0, STATX_MNT_ID, &status); }) !=
-        0) {
-        throw SystemError("examine " + path);
-    }
-    return status;
-}
-
-// Compares mounts instead of file systems: a subvolume has its own device number although it
-// appears and disappears with the mount that contains it, and two folders of one file system can be
-// two mounts. Kernels before Linux 5.8 don't report the mount, so there the file systems are
-// compared. Follows links. Throws Error when either path can't be examined.
-bool AreOnOneMount(const std::string& a, const std::string& b) {
-    const struct statx ofA = StatusOf(a);
-    const struct statx ofB = StatusOf(b);
-    if ((ofA.stx_mask & ofB.stx_mask & STATX_MNT_ID) != 0) {
-        return ofA.stx_mnt_id == ofB.stx_mnt_id;
-    }
-    return ofA.stx_dev_major == ofB.stx_dev_major && ofA.stx_dev_minor == ofB.stx_dev_minor;
 }
 
 } // namespace

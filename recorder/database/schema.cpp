@@ -67,9 +67,12 @@ std::string SqlOfVersion(long version, const std::vector<KRDB::DB_INSTANCE>& ins
     return sql;
 }
 
-void BringUpToDate(Database& database, const std::vector<KRDB::DB_INSTANCE>& instances) {
+InitialisedDatabase BringUpToDate(Database& database,
+                                  const std::vector<KRDB::DB_INSTANCE>& instances) {
+    const long versionBefore = database.SchemaVersion();
     ApplySchemaSteps(database, instances, kSchemaSteps, kSchemaVersion);
     CheckSchemaVersion(database);
+    return {database.Name(), versionBefore};
 }
 
 void RequireAccess(const std::string& path, int access) {
@@ -148,20 +151,21 @@ void ApplySchemaSteps(Database& database, const std::vector<KRDB::DB_INSTANCE>& 
     }
 }
 
-void InitDatabases() {
+std::vector<InitialisedDatabase> InitDatabases() {
     const DatabaseSettings& settings = GetSettings().database;
     MakeDatabaseFolder();
     if (settings.postgres) {
-        BringUpToDate(
+        return {BringUpToDate(
             *OpenPostgres(*settings.postgres, settings.lockTimeoutMs, PostgresAccess::Create),
-            InstancesBeside(KRDB::DB_SYSTEM));
-        return;
+            InstancesBeside(KRDB::DB_SYSTEM))};
     }
+    std::vector<InitialisedDatabase> databases;
     for (const DatabaseFile& file : kDatabaseFiles) {
         SqliteDatabase database =
             SqliteDatabase::Create(DatabasePath(file.instance), settings.lockTimeoutMs);
-        BringUpToDate(database, {file.instance});
+        databases.push_back(BringUpToDate(database, {file.instance}));
     }
+    return databases;
 }
 
 } // namespace recorder

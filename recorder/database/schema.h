@@ -50,7 +50,12 @@ struct SchemaStep {
 void ApplySchemaSteps(Database& database, const std::vector<KRDB::DB_INSTANCE>& instances,
                       std::span<const SchemaStep> steps, long target);
 
+struct InitialisedDatabase {
+    std::string name;
+    long versionBefore = 0; // of its schema; 0: it had no tables
+};
+
 // Creates missing databases and tables, and upgrades tables of an older version. Throws Error.
-void InitDatabases();
+std::vector<InitialisedDatabase> InitDatabases();
 
 } // namespace recorder

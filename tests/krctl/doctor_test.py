@@ -365,7 +365,7 @@ class Modes(DoctorTest):
         self.assert_line(before, "modes", "warning",
                          f"accessible to other users: {folder} {folder}/recording.db {folder}/system.db",
                          "run krctl init")
-        self.assertEqual(outcome.out.splitlines(), [
+        self.assertEqual([line for line in outcome.out.splitlines() if "removed" in line], [
             f"{folder}{name}: removed the access of other users"
             for name in ("", "/recording.db", "/system.db")])
         self.assert_line(self.diagnosis(), "modes", "ok", "databases: no access for other users")
@@ -379,8 +379,19 @@ class Modes(DoctorTest):
         yard = self.recorder.inside("volume1/the yard")
         self.recorder.do("krctl", "camera", "add", "--id", "8", "--name", "Yard", "--storage", yard)
 
-        self.assert_line(self.diagnosis(), "modes", "warning", f"accessible to other users: '{yard}'",
+        self.assert_line(self.diagnosis(), "modes", "warning", "log or media folders are accessible to other users",
                          f"run chmod o-rwx '{yard}'")
+
+    def test_are_reported_with_each_folder_once(self):
+        self.close_to_others()
+        storage = self.camera()
+        for folder in (storage, "var/log"):
+            os.chmod(self.recorder.path(folder), 0o751)
+        self.recorder.settings(f'[snapshot]\nfolder = "{self.recorder.inside(storage)}"')
+
+        line, = [line for line in self.krctl("doctor").out.splitlines() if " modes " in line and "chmod" in line]
+
+        self.assertEqual([line.count(self.recorder.inside(folder)) for folder in (storage, "var/log")], [1, 1])
 
     def test_of_each_folder_alone_are_reported(self):
         storage = self.camera()
@@ -390,11 +401,13 @@ class Modes(DoctorTest):
             with self.subTest(folder=folder):
                 os.chmod(self.recorder.path(folder), 0o751)
                 path = self.recorder.inside(folder)
-                remedy = "run krctl init" if folder == "var/db" else f"run chmod o-rwx {path}"
+                expected = (
+                    ("warning", f"accessible to other users: {path}", "run krctl init")
+                    if folder == "var/db" else
+                    ("warning", "log or media folders are accessible to other users", f"run chmod o-rwx {path}"))
 
                 self.assertEqual(
-                    [check for check in self.diagnosis()["modes"] if check[0] != "ok"],
-                    [("warning", f"accessible to other users: {path}", remedy)])
+                    [check for check in self.diagnosis()["modes"] if check[0] != "ok"], [expected])
 
                 os.chmod(self.recorder.path(folder), 0o750)
         self.assertEqual([state for state, _, _ in self.diagnosis()["modes"]], ["ok", "ok"])
@@ -627,12 +640,22 @@ class MediaFolders(DoctorTest):
     def test_have_the_names_of_their_kinds(self):
         self.assertRegex(self.krctl("doctor").out, r"(?m)^ok       snapshots  /.*\nok       e-maps     /")
 
-    def test_without_rows_are_ok_if_missing(self):
+    def test_without_rows_are_a_problem_that_init_solves(self):
         os.rmdir(self.recorder.path("var/snapshot"))
+        folder = f"{PACKAGE_ROOT}/var/snapshot"
 
-        self.assertEqual(self.diagnosis()["snapshots"], [(
-            "ok", f"{PACKAGE_ROOT}/var/snapshot does not exist, but there are no rows that a run "
-            "could remove", None)])
+        self.assertEqual(self.diagnosis(status=1)["snapshots"], [(
+            "problem", f"{folder} does not exist: runs and plans of snapshots fail",
+            "run krctl init, which creates it")])
+        self.krctl("init")
+        self.assertEqual(self.diagnosis()["snapshots"], [("ok", f"{folder} can be read", None)])
+
+    def test_without_rows_are_a_problem_if_unreadable(self):
+        os.chmod(self.recorder.path("target/@KREmap"), 0)
+
+        self.assertEqual(self.diagnosis(*RESTRICTED, status=1)["e-maps"], [(
+            "problem", f"can't open folder {PACKAGE_ROOT}/target/@KREmap: Permission denied: runs and plans "
+            "of e-maps fail", "make it readable")])
 
 
 class Runs(DoctorTest):

@@ -2,21 +2,12 @@
 
 #include "recorder/support/error.h"
 
-#include <algorithm>
-#include <array>
-#include <cctype>
 #include <exception>
 
 #include <fcntl.h>
-#include <pwd.h>
 #include <unistd.h>
 
 namespace {
-
-bool NeedsNoQuotes(unsigned char c) {
-    return std::isalnum(c) != 0 ||
-           std::string("/._-+:@%,=").find(static_cast<char>(c)) != std::string::npos;
-}
 
 Check CheckFailed(const CheckGroup& group, const std::string& why) {
     return Problem(group.subject, "check failed: " + why, "");
@@ -51,26 +42,6 @@ Check Warning(const std::string& subject, const std::string& message, const std:
 
 Check Problem(const std::string& subject, const std::string& message, const std::string& remedy) {
     return {Health::Problem, subject, message, remedy};
-}
-
-std::string ShellQuoted(const std::string& text) {
-    if (!text.empty() && std::all_of(text.begin(), text.end(), NeedsNoQuotes)) {
-        return text;
-    }
-    std::string quoted = "'";
-    for (const char c : text) {
-        quoted += c == '\'' ? "'\\''" : std::string(1, c);
-    }
-    return quoted + "'";
-}
-
-std::string UserName(unsigned int user) {
-    constexpr std::size_t kMaxEntry = 4096;
-    std::array<char, kMaxEntry> buffer{};
-    struct passwd entry = {};
-    struct passwd* found = nullptr;
-    getpwuid_r(user, &entry, buffer.data(), buffer.size(), &found);
-    return found != nullptr ? found->pw_name : "#" + std::to_string(user); // the form for sudo -u
 }
 
 bool HasAccess(const std::string& path, int access) {

@@ -2,6 +2,8 @@
 
 #pragma once
 
+#include "tools/common/user.h"
+
 #include <string>
 #include <vector>
 
@@ -58,12 +60,6 @@ struct Prerequisites {
                             const std::string& remedy);
 [[nodiscard]] Check Problem(const std::string& subject, const std::string& message,
                             const std::string& remedy);
-
-// Quotes the text, if necessary, as one argument of a shell command.
-[[nodiscard]] std::string ShellQuoted(const std::string& text);
-
-// Returns the user's name, or "#" and the number if the user has no name.
-[[nodiscard]] std::string UserName(unsigned int user);
 
 // Returns true if this process has all the `access` (R_OK, W_OK, X_OK) to `path`.
 [[nodiscard]] bool HasAccess(const std::string& path, int access);

@@ -6,6 +6,7 @@
 #include "recorder/support/privacy.h"
 #include "tools/krctl/doctor/check.h"
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -52,15 +53,16 @@ Check CheckOtherModes() {
     folders.push_back(recorder::SettingsOrDefaults().snapshot.folder);
     folders.emplace_back(recorder::kEmapDir);
     for (const std::string& folder : folders) {
-        if (recorder::IsOpenToOthers(folder)) {
+        const bool isNew = std::find(open.begin(), open.end(), folder) == open.end();
+        if (isNew && recorder::IsOpenToOthers(folder)) {
             open.push_back(folder);
         }
     }
     if (open.empty()) {
         return Ok(kSubject, "log and media folders: no access for other users");
     }
-    const std::string paths = Arguments(open);
-    return Warning(kSubject, "accessible to other users: " + paths, "run chmod o-rwx " + paths);
+    return Warning(kSubject, "log or media folders are accessible to other users",
+                   "run chmod o-rwx " + Arguments(open));
 }
 
 } // namespace
