@@ -206,6 +206,12 @@ class OnPostgresql(CommandsTest):
         self.server.psql(f"DROP SCHEMA {schema} CASCADE")
         self.assert_each(lambda command: WITHOUT_DATABASES.get(command, NO_DATABASES), "krctl init")
 
+    def test_a_server_that_can_t_be_reached_is_an_unusable_database(self):
+        self.recorder.database = ['dsn = "postgresql://kestora@127.0.0.1:1/none"', "connect_timeout_s = 5"]
+        self.recorder.settings()
+        self.assert_each(lambda command: {**WITHOUT_DATABASES, "init": NO_DATABASES}.get(command, NO_DATABASES),
+                         "PostgreSQL")
+
 
 class Names(CommandsTest):
     def test_of_no_camera_or_run_are_wrong_usage(self):

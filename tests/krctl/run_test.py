@@ -246,6 +246,7 @@ class Arguments(RunTest):
                       "no run began")
         outcome = self.krctl("run", "--camera", "1", "--camera", "2", status=75)
         self.assertEqual(outcome.err.count("another run"), 1)
+        self.assertIn("krctl: not started: 1 further run\n", outcome.err)
         release()
         self.assertEqual(first.wait(process.DEADLINE_S), 0)
 

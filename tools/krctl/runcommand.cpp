@@ -152,11 +152,14 @@ void PrintResult(const RunView& run, bool asJson) {
     }
 }
 
-// Empty if the databases can't be used: krindexer then reports that by its exit status.
+// Empty if the cameras can't be read for another reason than unusable databases: krindexer then
+// reports that by its exit status.
 std::optional<std::vector<recorder::CameraRow>> CamerasIfReadable() {
     try {
         return recorder::ListCameras();
     } catch (const recorder::SettingsError&) {
+        throw;
+    } catch (const recorder::DatabaseUnusable&) {
         throw;
     } catch (const recorder::Error&) {
         return std::nullopt;
@@ -258,7 +261,27 @@ int RunOnce(const JobOptions& jobs, const RunShares& shares, const RunOptions& o
     return ExitStatusOf(run->record);
 }
 
-// A run that can't start or is stopped ends the command: the remaining runs would be, too.
+// Runs krindexer for each of these. A run that can't start or is stopped is the last one, because
+// the others would be, too. Returns the most serious exit status.
+int RunEach(const std::vector<JobOptions>& runs, const std::vector<recorder::CameraRow>& cameras,
+            const RunOptions& options) {
+    int status = kExitOk;
+    auto left = static_cast<long>(runs.size());
+    for (const JobOptions& run : runs) {
+        --left;
+        try {
+            status = WorseStatus(status, RunOnce(run, SharesOf(run, cameras), options));
+        } catch (const std::exception&) {
+            if (left > 0) {
+                std::fprintf(stderr, "krctl: not started: %s\n",
+                             Counted(left, "further run").c_str());
+            }
+            throw;
+        }
+    }
+    return status;
+}
+
 void Run(const RunOptions& options) {
     const std::optional<std::vector<recorder::CameraRow>> cameras = CamerasIfReadable();
     if (cameras) {
@@ -267,12 +290,8 @@ void Run(const RunOptions& options) {
     if (!options.maxRemoved.empty()) {
         ApplyLimit(options);
     }
-    int status = kExitOk;
-    for (const JobOptions& run : RunsOf(options.jobs)) {
-        const RunShares shares =
-            SharesOf(run, cameras.value_or(std::vector<recorder::CameraRow>()));
-        status = WorseStatus(status, RunOnce(run, shares, options));
-    }
+    const int status = RunEach(RunsOf(options.jobs),
+                               cameras.value_or(std::vector<recorder::CameraRow>()), options);
     if (status != kExitOk) {
         throw CLI::RuntimeError(status);
     }
