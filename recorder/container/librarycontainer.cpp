@@ -50,8 +50,8 @@ std::string EndingOf(std::optional<int> status) {
     return "ended with status " + std::to_string(WEXITSTATUS(*status));
 }
 
-Error EndedError(const std::string& ending) {
-    return Error(std::string("the program ") + kName + " " + ending);
+HelperFailure EndedError(const std::string& ending) {
+    return HelperFailure(std::string("the program ") + kName + " " + ending);
 }
 
 ContainerInfo InfoIn(const ContainerReply& reply, const std::string& readFailure) {
@@ -74,8 +74,9 @@ public:
     // sent its version. Throws Error if it can't be started or is no longer used.
     bool Start() {
         if (IsAbandoned()) {
-            throw Error(std::string("the program ") + kName + " is no longer used: it did not " +
-                        "answer " + std::to_string(m_timeOuts) + " times");
+            throw HelperFailure(std::string("the program ") + kName +
+                                " is no longer used: it did not " + "answer " +
+                                std::to_string(m_timeOuts) + " times");
         }
         if (m_process.IsThere()) {
             return true;
@@ -130,8 +131,8 @@ private:
         const std::string version(bytes.data(), Receive(BytesOf(bytes)));
         if (!version.empty() && version != KESTORA_VERSION) {
             m_process.Kill();
-            throw Error(std::string("the program ") + kName + " is of version " + version +
-                        "; expected " + KESTORA_VERSION);
+            throw HelperFailure(std::string("the program ") + kName + " is of version " + version +
+                                "; expected " + KESTORA_VERSION);
         }
         return !version.empty();
     }
@@ -201,7 +202,7 @@ ContainerLibrary::~ContainerLibrary() = default;
 ContainerInfo ContainerLibrary::Read(ByteSource& source, ContainerKind kind) {
     std::optional<ContainerReply> reply = m_program->Ask(source, kind);
     if (!reply) {
-        const Error ended = EndOfProgram();
+        const HelperFailure ended = EndOfProgram();
         if (m_program->IsAbandoned()) {
             throw ended;
         }
@@ -216,8 +217,8 @@ ContainerInfo ContainerLibrary::Read(ByteSource& source, ContainerKind kind) {
     return InfoIn(*reply, m_program->ReadFailure());
 }
 
-Error ContainerLibrary::EndOfProgram() {
-    Error ended = EndedError(m_program->End());
+HelperFailure ContainerLibrary::EndOfProgram() {
+    HelperFailure ended = EndedError(m_program->End());
     if (m_program->IsAbandoned()) {
         LogWarning(std::string(ended.what()) + "; it is not used again in this run: recordings "
                                                "that need it count as unreadable");

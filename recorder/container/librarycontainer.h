@@ -11,6 +11,12 @@
 
 namespace recorder {
 
+// krcontainers failed, so that it is not known whether the container can be read.
+class HelperFailure : public Error {
+public:
+    using Error::Error;
+};
+
 class ContainerProgram;
 
 class ContainerLibrary {
@@ -34,7 +40,7 @@ public:
 
 private:
     // Waits for the end of krcontainers. The Error says how it ended.
-    Error EndOfProgram();
+    HelperFailure EndOfProgram();
 
     std::unique_ptr<ContainerProgram> m_program;
 };

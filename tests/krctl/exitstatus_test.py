@@ -20,6 +20,8 @@ USAGE, NO_DATABASES, IN_PROGRESS, SETTINGS = 64, 74, 75, 78
 COMMANDS = {
     "plan": [],
     "run": [],
+    "check": [],
+    "findings": [],
     "status": [],
     "runs": [],
     "undo": ["1"],

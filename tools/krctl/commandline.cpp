@@ -30,6 +30,8 @@ void AddCommands(CLI::App& app) {
     AddVolumeCommands(app);
     AddPlanCommand(app);
     AddRunCommand(app);
+    AddCheckCommand(app);
+    AddFindingsCommand(app);
     AddStatusCommand(app);
     AddRunsCommand(app);
     AddUndoCommand(app);

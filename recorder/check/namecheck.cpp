@@ -1,0 +1,299 @@
+#include "recorder/check/namecheck.h"
+
+#include "recorder/check/filenames.h"
+#include "recorder/database/mediaselection.h"
+#include "recorder/support/error.h"
+#include "recorder/support/format.h"
+#include "recorder/support/medianames.h"
+#include "recorder/support/openfolder.h"
+#include "recorder/support/uninterrupted.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <exception>
+#include <iterator>
+#include <optional>
+#include <utility>
+
+#include <fcntl.h>
+
+namespace recorder {
+
+namespace {
+
+// The folder and the name of a row's path. Recordings are in half-day folders, files of other kinds
+// directly in the folder of their kind. Nothing for a path elsewhere: runs read no other folder.
+std::optional<std::pair<std::string, std::string>> SplitPath(const MediaTable& table,
+                                                             const std::string& path) {
+    const std::size_t slash = path.find('/');
+    const std::string folder = slash == std::string::npos ? "" : path.substr(0, slash);
+    const std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
+    const bool isPlace = HasCameras(table) ? IsHalfDayName(folder) : folder.empty();
+    const bool isName =
+        !name.empty() && name != "." && name != ".." && name.find('/') == std::string::npos;
+    return isPlace && isName ? std::optional(std::pair(folder, name)) : std::nullopt;
+}
+
+std::string BytesText(long bytes) {
+    return std::to_string(bytes) + (bytes == 1 ? " byte" : " bytes");
+}
+
+const char* TypeText(mode_t mode) {
+    switch (mode & S_IFMT) {
+    case S_IFDIR:
+        return "a folder";
+    case S_IFLNK:
+        return "a symbolic link";
+    case S_IFIFO:
+        return "a FIFO";
+    case S_IFSOCK:
+        return "a socket";
+    default:
+        return "a device";
+    }
+}
+
+class NameCheck {
+public:
+    NameCheck(const CheckedPart& part, long startTm,
+              const std::function<void(const Difference&)>& found, const TakeFile& take)
+        : m_part(part), m_startTm(startTm), m_found(found), m_take(take) {}
+
+    CheckResult Run() {
+        try {
+            m_root = FolderOf(m_part);
+            m_rootFolder = OpenFolder(m_root, FolderUse::Enter);
+            if (!m_rootFolder.IsOpen() && !MayBeAbsent()) {
+                throw Error("the folder " + m_root + " does not exist");
+            }
+        } catch (const std::exception& error) {
+            m_result.problems.emplace_back(error.what());
+            return m_result;
+        }
+        ForEachRow(m_part, [this](const MediaRow& row) { Check(row); });
+        FindNamesElsewhere();
+        return m_result;
+    }
+
+private:
+    // The folder of alert recordings is made with the first one.
+    [[nodiscard]] bool MayBeAbsent() const { return m_part.table.name == gszTableAlertEvent; }
+
+    void Check(const MediaRow& row) {
+        ++m_result.rows;
+        const auto place = SplitPath(m_part.table, row.path);
+        if (!place) {
+            m_missing.push_back({row.id, row.path});
+            return;
+        }
+        const auto& [folder, name] = *place;
+        if (!Enter(folder)) {
+            return;
+        }
+        struct stat64 status = {};
+        if (!m_folder.IsOpen() || !Examine(name, status)) {
+            if (!m_isUnknown) {
+                m_missing.push_back({row.id, row.path});
+            }
+            return;
+        }
+        Compare(row, name, status);
+    }
+
+    // Opens the half-day folder `name` unless it is open; an empty name is the root. The folder is
+    // not open if it does not exist. Returns false if that could not be determined.
+    bool Enter(const std::string& name) {
+        if (m_folderName == name) {
+            return !m_isFolderUnknown;
+        }
+        m_folderName = name;
+        m_isFolderUnknown = false;
+        m_folderPath = name.empty() ? m_root : m_root + "/" + name;
+        try {
+            m_folder = OpenFolder(m_folderPath, FolderUse::Enter);
+        } catch (const std::exception& error) {
+            m_isFolderUnknown = true;
+            m_result.problems.emplace_back(error.what());
+        }
+        return !m_isFolderUnknown;
+    }
+
+    // Returns false if there is no such file, or m_isUnknown if that could not be determined.
+    bool Examine(const std::string& name, struct stat64& status) {
+        m_isUnknown = false;
+        if (Uninterrupted([&] {
+                return fstatat64(m_folder.Get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW);
+            }) == 0) {
+            return true;
+        }
+        if (errno != ENOENT && errno != ENAMETOOLONG) {
+            m_isUnknown = true;
+            m_result.problems.emplace_back(
+                SystemError("examine " + m_folderPath + "/" + name).what());
+        }
+        return false;
+    }
+
+    void Compare(const MediaRow& row, const std::string& name, const struct stat64& status) {
+        if (!S_ISREG(status.st_mode)) {
+            Report({FindingType::NotAFile, row, {}, 0, TypeText(status.st_mode)});
+            return;
+        }
+        if (HasOtherSize(row, status) && !IsBeingWritten(status)) {
+            Report({FindingType::Size,
+                    row,
+                    {},
+                    status.st_size,
+                    BytesText(status.st_size) + ", row " + BytesText(row.size)});
+        }
+        if (m_take) {
+            m_take(row, m_folderPath + "/" + name, status);
+        }
+    }
+
+    // The row of a snapshot has the low 32 bits of the size; that of an e-map has none.
+    [[nodiscard]] bool HasOtherSize(const MediaRow& row, const struct stat64& status) const {
+        if (m_part.table.name == gszTableEmap) {
+            return false;
+        }
+        return m_part.table.name == gszTableSnapshot
+                   ? static_cast<int>(status.st_size) != static_cast<int>(row.size)
+                   : status.st_size != row.size;
+    }
+
+    [[nodiscard]] bool IsBeingWritten(const struct stat64& status) const {
+        return status.st_mtim.tv_sec >= m_startTm || status.st_ctim.tv_sec >= m_startTm;
+    }
+
+    // The row may have changed after its page was read, together with the file.
+    void Report(const Difference& difference) {
+        if (IsUnchanged(m_part, difference.row)) {
+            m_found(difference);
+        }
+    }
+
+    // Searches for the files that are missing, and for files of one name in two folders.
+    void FindNamesElsewhere() {
+        try {
+            FileNames names(m_part.table, m_root);
+            names.Read(m_missing);
+            RequireSameDisk();
+            ReportMissing(names);
+            ReportTwoFolders(names);
+            m_result.problems.insert(m_result.problems.end(), names.Problems().begin(),
+                                     names.Problems().end());
+        } catch (const std::exception& error) {
+            m_result.problems.emplace_back(error.what());
+        }
+    }
+
+    // The disk must still be there after the walk, or files would seem to be missing.
+    void RequireSameDisk() const {
+        struct stat64 open = {};
+        struct stat64 now = {};
+        const std::string root = FolderOf(m_part);
+        if (m_rootFolder.IsOpen() &&
+            (fstat64(m_rootFolder.Get(), &open) != 0 || stat64(root.c_str(), &now) != 0 ||
+             open.st_dev != now.st_dev || open.st_ino != now.st_ino)) {
+            throw Error("the folder " + root + " was replaced during the check");
+        }
+    }
+
+    void ReportMissing(const FileNames& names) {
+        const std::string text =
+            names.Problems().empty()
+                ? "no file of this name exists"
+                : "no file of this name was found, but folders could not be read";
+        for (const MissingFile& missing : m_missing) {
+            const std::vector<std::string> paths = names.PathsOf(missing);
+            const bool isBack = std::find(paths.begin(), paths.end(), missing.path) != paths.end();
+            const std::optional<MediaRow> row =
+                isBack ? std::nullopt : FindRow(m_part, missing.id, missing.path);
+            if (row) {
+                m_found(MissingOrMoved(*row, paths, text));
+            }
+        }
+    }
+
+    [[nodiscard]] Difference MissingOrMoved(const MediaRow& row,
+                                            const std::vector<std::string>& paths,
+                                            const std::string& missing) const {
+        Difference difference{FindingType::Missing, row, {}, 0, missing};
+        for (const std::string& path : paths) {
+            if (!HasRow(m_part, path)) { // else it is the file of that row
+                difference.paths.push_back(path);
+            }
+        }
+        if (!difference.paths.empty()) {
+            difference.type = FindingType::Moved;
+            difference.detail = "now at " + Joined(difference.paths);
+        }
+        return difference;
+    }
+
+    void ReportTwoFolders(FileNames& names) {
+        for (const std::vector<std::string>& paths : names.InSeveralFolders()) {
+            for (const std::string& path : paths) {
+                if (const std::optional<MediaRow> row = FindRowOfPath(m_part, path)) {
+                    m_found(TwoFolders(*row, paths));
+                }
+            }
+        }
+    }
+
+    static Difference TwoFolders(const MediaRow& row, const std::vector<std::string>& paths) {
+        Difference difference{FindingType::TwoFolders, row, {}, 0, ""};
+        std::copy_if(paths.begin(), paths.end(), std::back_inserter(difference.paths),
+                     [&](const std::string& path) { return path != row.path; });
+        difference.detail = "also at " + Joined(difference.paths);
+        return difference;
+    }
+
+    static std::string Joined(const std::vector<std::string>& paths) {
+        std::string text;
+        for (const std::string& path : paths) {
+            text += (text.empty() ? "" : ", ") + path;
+        }
+        return text;
+    }
+
+    const CheckedPart& m_part;
+    const long m_startTm;
+    const std::function<void(const Difference&)>& m_found;
+    const TakeFile& m_take;
+    CheckResult m_result;
+    std::string m_root;
+    UniqueFd m_rootFolder;
+    std::optional<std::string> m_folderName; // of the folder that is open; nothing: none yet
+    std::string m_folderPath;
+    UniqueFd m_folder;
+    bool m_isFolderUnknown = false;
+    bool m_isUnknown = false;
+    std::vector<MissingFile> m_missing;
+};
+
+} // namespace
+
+Finding FindingOf(const CheckedPart& part, const Difference& difference) {
+    Finding finding;
+    finding.kind = part.table.name;
+    finding.camId = part.camId;
+    finding.path = difference.row.path;
+    finding.type = difference.type;
+    finding.detail = difference.detail;
+    return finding;
+}
+
+const std::vector<FindingType>& NameFindings() {
+    static const std::vector<FindingType> types{FindingType::Missing, FindingType::Moved,
+                                                FindingType::Size, FindingType::NotAFile,
+                                                FindingType::TwoFolders};
+    return types;
+}
+
+CheckResult CheckNames(const CheckedPart& part, long startTm,
+                       const std::function<void(const Difference&)>& found, const TakeFile& take) {
+    return NameCheck(part, startTm, found, take).Run();
+}
+
+} // namespace recorder
