@@ -163,7 +163,7 @@ class Recorder:
         (self.package / "etc/kestora.toml").write_text(self.store.settings, encoding="utf-8")
         self.run("krctl", "init")
         if not (folder.parent / ".kestora-volume").exists():
-            self.run("krctl", "volume", "init", folder.parent)
+            self.run("krctl", "volume", "init", "--force", folder.parent)
 
     def inside(self, *words):
         return [str(word) for word in (SANDBOX, self.package, *words)]

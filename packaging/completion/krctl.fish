@@ -21,7 +21,7 @@ end
 
 complete -c krctl -f
 
-complete -c krctl -n '__krctl_is' -a 'init' -d 'create or upgrade the recorder\'s databases'
+complete -c krctl -n '__krctl_is' -a 'init' -d 'create or upgrade the recorder\'s databases and create its folders'
 complete -c krctl -n '__krctl_is' -a 'camera' -d 'manage the recorder\'s cameras'
 complete -c krctl -n '__krctl_is' -a 'volume' -d 'manage the volumes that cameras record to'
 complete -c krctl -n '__krctl_is' -a 'plan' -d 'show what a run would change; changes nothing'
@@ -61,6 +61,7 @@ complete -c krctl -n '__krctl_is volume' -a 'init' -d 'give a disk an identity, 
 complete -c krctl -n '__krctl_is volume' -a 'list' -d 'list volumes: id, root folder, cameras, state, reason'
 complete -c krctl -n '__krctl_is volume' -s 'h' -l 'help' -d 'show this help'
 complete -c krctl -n '__krctl_is volume init' -s 'h' -l 'help' -d 'show this help'
+complete -c krctl -n '__krctl_is volume init' -l 'force' -d 'accept a folder that is not a mount point'
 complete -c krctl -n '__krctl_is volume init' -a '(__fish_complete_directories)'
 complete -c krctl -n '__krctl_is volume list' -s 'h' -l 'help' -d 'show this help'
 complete -c krctl -n '__krctl_is volume list' -l 'json' -d 'print JSON'
@@ -125,7 +126,7 @@ complete -c krctl -n '__krctl_is metrics' -l 'output' -r -F -d 'replace this fil
 complete -c krctl -n '__krctl_is doctor' -s 'h' -l 'help' -d 'show this help'
 complete -c krctl -n '__krctl_is doctor' -l 'json' -d 'print JSON'
 complete -c krctl -n '__krctl_is help' -s 'h' -l 'help' -d 'show this help'
-complete -c krctl -n '__krctl_is help' -a 'init' -d 'create or upgrade the recorder\'s databases'
+complete -c krctl -n '__krctl_is help' -a 'init' -d 'create or upgrade the recorder\'s databases and create its folders'
 complete -c krctl -n '__krctl_is help' -a 'camera' -d 'manage the recorder\'s cameras'
 complete -c krctl -n '__krctl_is help' -a 'volume' -d 'manage the volumes that cameras record to'
 complete -c krctl -n '__krctl_is help' -a 'plan' -d 'show what a run would change; changes nothing'

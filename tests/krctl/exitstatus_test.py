@@ -33,7 +33,7 @@ COMMANDS = {
     "camera list": [],
     "camera remove": ["--id", "1"],
     "camera adopt": [Recorder.inside("volume1")],
-    "volume init": [Recorder.inside("volume2")],
+    "volume init": ["--force", Recorder.inside("volume2")],
     "volume list": [],
     "help": [],
     "version": [],

@@ -47,7 +47,7 @@ class Init(InitTest):
     def test_makes_an_empty_recorder_ready_for_every_command(self):
         self.krctl("init")
         os.makedirs(self.recorder.path("volume1/cam7"), mode=0o750)
-        self.krctl("volume", "init", self.recorder.inside("volume1"))
+        self.krctl("volume", "init", "--force", self.recorder.inside("volume1"))
         self.krctl("camera", "add", "--id", "7", "--name", "Front", "--storage",
                    self.recorder.inside("volume1/cam7"))
 

@@ -69,7 +69,7 @@ class Recorder:
     def volume(self, name="volume1"):
         """Adds a disk with an identity."""
         os.makedirs(self.path(name), exist_ok=True)
-        self.do("krctl", "volume", "init", self.inside(name))
+        self.do("krctl", "volume", "init", "--force", self.inside(name))
         return name
 
     def camera(self, number, name=None, volume="volume1"):
