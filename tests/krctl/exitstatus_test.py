@@ -260,6 +260,17 @@ class StatusExitCode(RunTest):
         self.krctl("run", status=REFUSED)
         self.status(REFUSED)
 
+    def test_is_2_if_findings_are_on_record_after_a_complete_run(self):
+        name = self.recorder.recording(self.storage)
+        self.krctl("run")
+        self.status(OK)
+        os.remove(self.recorder.path(name))
+        self.krctl("check", status=FINDINGS)
+        self.status(FINDINGS)
+        self.lose_volume()
+        self.krctl("run", status=REFUSED)
+        self.status(REFUSED)  # outranks findings
+
     def test_is_a_failure_after_a_killed_run(self):
         self.krctl("run")
         running, release = self.run_that_waits()

@@ -1,5 +1,6 @@
 #include "tools/krctl/commands.h"
 
+#include "recorder/finding/finding.h"
 #include "recorder/run/live.h"
 #include "recorder/run/runlist.h"
 #include "tools/common/exitstatus.h"
@@ -115,11 +116,13 @@ void Watch() {
     display.End();
 }
 
-// The exit status for the last run, or during a run for the one before it.
+// The exit status for the last run, or during a run for the one before it. A complete run leaves
+// known findings as they are.
 int LastRunStatus(const RunInProgress& found) {
     const std::optional<recorder::RunRecord> last =
         found.answer == Answer::Yes ? recorder::NewestEndedRun() : recorder::NewestRun();
-    return last ? ExitStatusOf(*last) : kExitFailed;
+    const int status = last ? ExitStatusOf(*last) : kExitFailed;
+    return status == kExitOk && !recorder::CountFindings({}).empty() ? kExitFindings : status;
 }
 
 void Status(const StatusOptions& options) {
@@ -151,6 +154,6 @@ void AddStatusCommand(CLI::App& app) {
                                                  "follow the run until it ends; not with --json");
     command->add_flag("--json", options->json, "print JSON")->excludes(watch);
     command->add_flag("--exit-code", options->withExitCode,
-                      "end with 0 only if the last run was complete");
+                      "end with 0 only if the last run was complete and there are no findings");
     command->callback([options] { Status(*options); });
 }
