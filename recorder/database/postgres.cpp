@@ -398,7 +398,8 @@ std::string PostgresDatabase::RunCountsSql() const {
                   "jsonb_each_text(added_by_camera(kind)) AS counted (camera, added) "
                   "WHERE true ",
                   m_run.number, m_run.token, tables.c_str()) +
-           kAddRunCountsSql + NoteRemovalAgeSql(m_run.number, ReadMoment(), removed + " > 0") +
+           kAddRunCountsSql + "INSERT INTO added SELECT * FROM added_ranges();" +
+           NoteRemovalAgeSql(m_run.number, ReadMoment(), removed + " > 0") +
            DaysAddedSql(m_run.number);
 }
 

@@ -77,7 +77,7 @@ std::string CountRowSql(const MediaTable& table, std::size_t index, const std::s
     return "SELECT count_for_run(" + std::to_string(index) + ", " +
            (hasCameras ? row + ".camera_id" : "0") + ", " +
            (table.isAnnounced ? DayOfSql(row + ".start_tm") : "0") + ", " +
-           (row == "NEW" ? "1, 0" : "0, 1") + ");";
+           (row == "NEW" ? "1, 0, " : "0, 1, ") + row + ".id);";
 }
 
 std::string KeepRemovedTriggerSql(long run, const MediaTable& table, std::size_t index) {
@@ -218,8 +218,12 @@ struct SqliteDatabase::Attribution {
         long removed = 0;
     };
     using CameraDay = std::pair<long, long>;
+    struct IdRange {
+        long first = 0;
+        long last = 0;
+    };
 
-    // The implementation of the SQL function count_for_run(table, camera, day, added, removed).
+    // The implementation of the SQL function count_for_run(table, camera, day, added, removed, id).
     static void Count(sqlite3_context* context, int /*count*/, sqlite3_value** values) {
         auto& attribution = *static_cast<Attribution*>(sqlite3_user_data(context));
         try {
@@ -228,8 +232,19 @@ struct SqliteDatabase::Attribution {
                 table)[{sqlite3_value_int64(values[1]), sqlite3_value_int64(values[2])}];
             changes.added += sqlite3_value_int64(values[3]);
             changes.removed += sqlite3_value_int64(values[4]);
+            if (sqlite3_value_int64(values[3]) > 0) {
+                AddId(attribution.added.at(table), sqlite3_value_int64(values[5]));
+            }
         } catch (const std::exception& error) {
             sqlite3_result_error(context, error.what(), -1);
+        }
+    }
+
+    static void AddId(std::vector<IdRange>& ranges, long id) {
+        if (!ranges.empty() && ranges.back().last == id - 1) {
+            ranges.back().last = id;
+        } else {
+            ranges.push_back({id, id});
         }
     }
 
@@ -238,7 +253,8 @@ struct SqliteDatabase::Attribution {
         long removed = 0;
         for (std::size_t index = 0; index < tables.size(); ++index) {
             if (!changes[index].empty()) {
-                sql += RunCountsSql(index) + (tables[index].isAnnounced ? RunDaysSql(index) : "");
+                sql += RunCountsSql(index) + AddedSql(index) +
+                       (tables[index].isAnnounced ? RunDaysSql(index) : "");
             }
             for (const auto& [cameraDay, changed] : changes[index]) {
                 removed += changed.removed;
@@ -263,6 +279,18 @@ struct SqliteDatabase::Attribution {
                rows + " " + kAddRunCountsSql;
     }
 
+    [[nodiscard]] std::string AddedSql(std::size_t index) const {
+        std::string rows;
+        for (const IdRange& range : added[index]) {
+            rows += (rows.empty() ? "" : ", ") + Format("(%ld, '%s', %ld, %ld)", run.number,
+                                                        tables[index].name.c_str(), range.first,
+                                                        range.last);
+        }
+        return rows.empty()
+                   ? rows
+                   : "INSERT INTO added (run, kind, first_id, last_id) VALUES " + rows + ";";
+    }
+
     [[nodiscard]] std::string RunDaysSql(std::size_t index) const {
         std::string rows;
         for (const auto& [cameraDay, changed] : changes[index]) {
@@ -280,11 +308,15 @@ struct SqliteDatabase::Attribution {
         for (auto& ofTable : changes) {
             ofTable.clear();
         }
+        for (auto& ofTable : added) {
+            ofTable.clear();
+        }
     }
 
     RunIdentity run;
     std::vector<MediaTable> tables;
     std::vector<std::map<CameraDay, Changes>> changes; // of each table
+    std::vector<std::vector<IdRange>> added;           // of each table
 };
 
 // The time at which the write lock was last released.
@@ -450,7 +482,8 @@ void SqliteDatabase::AttributeTo(const RunIdentity& run, const std::vector<Media
     m_attribution->run = run;
     m_attribution->tables = tables;
     m_attribution->changes.resize(tables.size());
-    constexpr int kArguments = 5;
+    m_attribution->added.resize(tables.size());
+    constexpr int kArguments = 6;
     if (sqlite3_create_function(m_handle.get(), "count_for_run", kArguments, SQLITE_UTF8,
                                 m_attribution.get(), Attribution::Count, nullptr,
                                 nullptr) != SQLITE_OK) {
@@ -459,19 +492,6 @@ void SqliteDatabase::AttributeTo(const RunIdentity& run, const std::vector<Media
     for (std::size_t index = 0; index < tables.size(); ++index) {
         RunPlain(KeepRemovedTriggerSql(run.number, tables[index], index).c_str());
         RunPlain(NoteAddedTriggerSql(tables[index], index).c_str());
-    }
-}
-
-void SqliteDatabase::CopyInto(SqliteDatabase& target) {
-    constexpr int kAllPages = -1;
-    sqlite3_backup* const copy =
-        sqlite3_backup_init(target.m_handle.get(), "main", m_handle.get(), "main");
-    if (copy == nullptr) {
-        target.Fail("copy " + m_name + " into it");
-    }
-    sqlite3_backup_step(copy, kAllPages);
-    if (sqlite3_backup_finish(copy) != SQLITE_OK) { // with the error of the step, if it failed
-        target.Fail("copy " + m_name + " into it");
     }
 }
 
@@ -552,10 +572,6 @@ void SqliteDatabase::Fail(const std::string& attempted) {
     const std::string text = m_name + ": can't " + attempted + ": " +
                              sqlite3_errmsg(m_handle.get()) + " (code " + std::to_string(code) +
                              ")";
-    const int primary = code & 0xFF;
-    if (primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB) {
-        throw DamagedDatabase(text);
-    }
     if (IsUnusable(code)) {
         throw DatabaseUnusable(text);
     }

@@ -32,35 +32,6 @@ std::string ChosenSql(const MediaTable& table, const UndoSelection& selection,
            " AND " + selection.media.RowsSql(table);
 }
 
-[[noreturn]] void FailAsAmbiguous(const std::vector<RunRecord>& runs) {
-    std::string identities;
-    for (const RunRecord& run : runs) {
-        identities += (identities.empty() ? "" : " or ") + IdentityText(run);
-    }
-    throw Error("there are " + std::to_string(runs.size()) + " runs " +
-                std::to_string(runs.front().id) +
-                ", and the record of each was lost; name one with --identity " + identities);
-}
-
-// Throws Error unless the selection has exactly one run. A run whose record was lost with its
-// database is found by its changes.
-RunRecord RequireRun(const UndoSelection& selection) {
-    std::vector<RunRecord> runs = RunsOfNumber(selection.run);
-    if (selection.identity) {
-        std::erase_if(
-            runs, [&](const RunRecord& run) { return IdentityText(run) != *selection.identity; });
-    }
-    if (runs.empty()) {
-        throw NotFound("there is no run " + std::to_string(selection.run) +
-                       (selection.identity ? " with the identity " + *selection.identity : "") +
-                       "; \"krctl runs\" lists them");
-    }
-    if (runs.size() > 1 && !runs.front().isOnRecord) {
-        FailAsAmbiguous(runs);
-    }
-    return std::move(runs.front());
-}
-
 bool HoldsRowsOf(const UndoSelection& selection, const RunRecord& run) {
     return std::any_of(MediaTables().begin(), MediaTables().end(), [&](const MediaTable& table) {
         return selection.media.IncludesKind(table) &&
@@ -369,7 +340,7 @@ void ForgetKindsWithoutRows(Undone& undone) {
 Undone Undo(const UndoSelection& selection) {
     RequireLog();
     const RunLock lock = RunLock::Take("nothing is restored before it has ended");
-    const RunRecord run = RequireRun(selection);
+    const RunRecord run = RequireRun(selection.run, selection.identity);
     Undone undone;
     undone.removed = RowsRemoved(selection, run);
     const bool mayHaveRestored = UndoAsFarAsPossible(selection, run, undone);
@@ -385,7 +356,7 @@ Undone Undo(const UndoSelection& selection) {
 }
 
 Undone PlanUndo(const UndoSelection& selection) {
-    const RunRecord run = RequireRun(selection);
+    const RunRecord run = RequireRun(selection.run, selection.identity);
     Undone undone;
     undone.removed = RowsRemoved(selection, run);
     for (const MediaTable& table : MediaTables()) {

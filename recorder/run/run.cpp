@@ -10,6 +10,7 @@
 #include "recorder/run/live.h"
 #include "recorder/run/runlist.h"
 #include "recorder/run/runnumber.h"
+#include "recorder/run/runrows.h"
 #include "recorder/run/taps.h"
 #include "recorder/settings/settings.h"
 #include "recorder/support/error.h"
@@ -323,6 +324,7 @@ void RecordRunEnd() {
     }
     // Expires first, so that a failure of it counts as the run's.
     LogExceptions([] { ForgetExpired(GetSettings().ledger.keepDays); });
+    LogExceptions(ForgetAddedRows);
     RecordEnd();
 }
 

@@ -2,6 +2,7 @@
 
 #include "recorder/database/databases.h"
 #include "recorder/database/mediatable.h"
+#include "recorder/support/error.h"
 #include "recorder/support/format.h"
 
 #include <algorithm>
@@ -125,6 +126,16 @@ RunPart& PartOf(std::vector<RunPart>& parts, const std::string& kind, int camId)
     return part;
 }
 
+[[noreturn]] void FailAsAmbiguous(const std::vector<RunRecord>& runs) {
+    std::string identities;
+    for (const RunRecord& run : runs) {
+        identities += (identities.empty() ? "" : " or ") + IdentityText(run);
+    }
+    throw Error("there are " + std::to_string(runs.size()) + " runs " +
+                std::to_string(runs.front().id) +
+                ", and the record of each was lost; name one with --identity " + identities);
+}
+
 } // namespace
 
 std::vector<RunRecord> ListRuns() {
@@ -134,6 +145,22 @@ std::vector<RunRecord> ListRuns() {
 std::vector<RunRecord> RunsOfNumber(long id) {
     const std::string number = std::to_string(id);
     return SelectRuns("WHERE id = " + number, " AND run = " + number);
+}
+
+RunRecord RequireRun(long id, const std::optional<std::string>& identity) {
+    std::vector<RunRecord> runs = RunsOfNumber(id);
+    if (identity) {
+        std::erase_if(runs, [&](const RunRecord& run) { return IdentityText(run) != *identity; });
+    }
+    if (runs.empty()) {
+        throw NotFound("there is no run " + std::to_string(id) +
+                       (identity ? " with the identity " + *identity : "") +
+                       "; \"krctl runs\" lists them");
+    }
+    if (runs.size() > 1 && !runs.front().isOnRecord) {
+        FailAsAmbiguous(runs);
+    }
+    return std::move(runs.front());
 }
 
 std::string IdentityText(const RunRecord& run) {

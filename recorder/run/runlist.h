@@ -51,6 +51,11 @@ struct RunPart {
 // of different times. The recorded one, if any, comes first.
 [[nodiscard]] std::vector<RunRecord> RunsOfNumber(long id);
 
+// The run with this number and, if given, this identity. Without an identity it is the recorded
+// run, or the only one. A run whose record was lost is known by its changes. Throws NotFound if
+// there is no such run, Error if there are several and the record of each was lost.
+[[nodiscard]] RunRecord RequireRun(long id, const std::optional<std::string>& identity);
+
 // The identity of the run as users see and type it: 16 hexadecimal digits.
 [[nodiscard]] std::string IdentityText(const RunRecord& run);
 

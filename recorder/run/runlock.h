@@ -3,7 +3,6 @@
 
 #pragma once
 
-#include "recorder/support/error.h"
 #include "recorder/support/uniquefd.h"
 
 #include <optional>

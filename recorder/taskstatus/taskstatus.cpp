@@ -1,6 +1,5 @@
 #include "platform/taskstatus.h"
 
-#include "recorder/backup/afterrun.h"
 #include "recorder/database/databases.h"
 #include "recorder/database/idmarks.h"
 #include "recorder/logging/logexceptions.h"
@@ -102,7 +101,6 @@ void RegTaskDone() {
     recorder::LogExceptions([] { recorder::UpdateTask({{"registered", "0"}}); });
     recorder::ReleaseRunLock();
     recorder::PublishQueuedMessages(); // after the release: the lock must not wait for the broker
-    recorder::BackUpAfterRun();        // nor for a disk
 }
 
 void SetTaskPid(int pid) {
@@ -159,8 +157,7 @@ void RecordTaskStatusToConf(long startTime, int recordingCount, bool done) {
         recorder::LogExceptions(recorder::CloseRun);
         recorder::HideUnregisteredRun();
         if (recorder::HeldRunLock() == nullptr) {
-            recorder::PublishQueuedMessages(); // with a lock, RegTaskDone does both
-            recorder::BackUpAfterRun();
+            recorder::PublishQueuedMessages(); // with a lock, RegTaskDone does this
         }
     }
 }

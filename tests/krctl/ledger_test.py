@@ -14,7 +14,7 @@ from runner.postgresql import Postgresql
 from support import process
 from support.case import KrctlTest
 from support.postgresql import ServedDatabase
-from support.recorder import Recorder
+from support.recorder import START_TM, Recorder
 
 YEAR_S = 365 * 86400
 TO_1970_S = -int(time.time()) + 86400
@@ -594,7 +594,7 @@ class Undo(LedgerTest):
         self.addCleanup(os.close, descriptor)
         fcntl.flock(descriptor, fcntl.LOCK_EX)
         self.assertEqual(self.krctl("undo", "1", status=75).err,
-                         "krctl: an undo, an adoption, a restore or the removal of a camera is in progress: "
+                         "krctl: an undo, an adoption or the removal of a camera is in progress: "
                          "nothing is restored before it has ended\n")
         mark = struct.pack("hhqqi", fcntl.F_WRLCK, os.SEEK_SET, 0, 1, 0)
         writer = os.open(self.recorder.path("var/db/reindex.lock"), os.O_RDWR)
@@ -634,6 +634,109 @@ class Undo(LedgerTest):
 class UndoOnPostgresql(Undo):
     new_engine = IdentityOnPostgresql.new_engine
     new_recorder = IdentityOnPostgresql.new_recorder
+
+
+class RowsOfRun(LedgerTest):
+    """The rows that a run added and removed, listed by krctl runs RUN."""
+
+    def listed(self, run):
+        document = self.krctl("runs", str(run), "--json").json()
+        self.assert_matches_schema(document, "runrows")
+        self.assertEqual(document["run"]["run"], run)
+        return document
+
+    def changes(self, run):
+        return [(row["change"], row["kind"], row["row"], row["removed_by"])
+                for row in self.listed(run)["rows"]]
+
+    def ranges(self, database="recording"):
+        return self.engine.rows(database, "SELECT run, first_id, last_id FROM added "
+                                          "WHERE kind = 'event' ORDER BY run, first_id")
+
+    def add_recordings(self, *numbers):
+        return [self.recorder.recording("volume1/cam1", START_TM + number) for number in numbers]
+
+    def test_are_listed_one_by_one(self):
+        self.add_rows()
+        files = [os.path.relpath(name, "volume1/cam1") for name in self.add_recordings(1, 2, 3)]
+        self.recorder.snapshot()
+        self.run_tool()
+        document = self.listed(1)
+        self.assertEqual(document["unlisted"], {"added": 0, "removed": 0})
+        self.assertCountEqual([row["file"] for row in document["rows"]
+                               if (row["change"], row["kind"]) == ("added", "recordings")], files)
+        self.assertEqual(sorted(self.changes(1)), [
+            ("added", "recordings", 2, None), ("added", "recordings", 3, None),
+            ("added", "recordings", 4, None), ("added", "snapshots", 2, None),
+            ("removed", "e-maps", 1, None), ("removed", "recordings", 1, None),
+            ("removed", "snapshots", 1, None)])
+        lines = self.krctl("runs", "1").out.splitlines()
+        names = {row["row"]: row["file"] for row in document["rows"] if row["change"] == "added"}
+        self.assertIn(f"added\trecordings\t1\t4\t{names[4]}", lines)
+        self.assertIn("removed\te-maps\t-\t1\tgone1", lines)
+        self.assertRegex(lines[7], "^run +start ")
+
+    def test_are_recorded_as_ranges(self):
+        self.add_recordings(*range(1, 6))
+        self.run_tool("-r", "1")
+        self.assertEqual(self.ranges(), [["1", "1", "5"]])
+        self.assertEqual(len(self.changes(1)), 5)
+
+    def test_that_were_removed_later_name_the_run(self):
+        first, _ = self.add_recordings(1, 2)
+        self.run_tool("-r", "1")
+        os.remove(self.recorder.path(first))
+        self.run_tool("-r", "1")
+        (_, _, left, by), (_, _, gone, remover) = self.changes(1)
+        self.assertEqual(({left, gone}, by, remover), ({1, 2}, None, 2))
+        self.assertEqual(self.changes(2), [("removed", "recordings", gone, None)])
+        self.assertIn("\tremoved by run 2\n", self.krctl("runs", "1").out)
+
+    def test_that_are_not_on_record_are_counted(self):
+        self.add_recordings(1, 2)
+        self.add_rows()
+        self.run_tool()
+        self.engine.do("recording", "DELETE FROM event WHERE id = 2")
+        self.krctl("undo", "1", "--kind", "e-maps")
+        self.assertEqual(self.listed(1)["unlisted"], {"added": 1, "removed": 1})
+        out = self.krctl("runs", "1").out
+        self.assertIn("not listed: 1 row added by the run: removed by another program, or expired\n",
+                      out)
+        self.assertIn("not listed: 1 row removed by the run: restored, or expired\n", out)
+
+    def test_expire_with_the_parts_of_their_run(self):
+        self.add_recordings(1)
+        self.run_tool("-r", "1")
+        self.add_recordings(2)
+        self.run_tool("-r", "1")
+        self.engine.do("system", "DELETE FROM run_part WHERE run < 2")
+        self.add_recordings(3)
+        self.run_tool("-r", "1")
+        self.assertEqual([run for run, *_ in self.ranges()], ["2", "3"])
+        self.assertEqual(self.listed(1)["unlisted"], {"added": 1, "removed": 0})
+
+    def test_of_an_unknown_run_or_with_options_of_the_list_are_refused(self):
+        self.assertIn("there is no run 7", self.krctl("runs", "7", status=64).err)
+        self.run_tool("-e")
+        for options in (("--limit", "1"), ("--since", "1d")):
+            self.assertIn("can't be used with", self.krctl("runs", "1", *options, status=64).err)
+        self.assertIn("--identity", self.krctl("runs", "--identity", "0" * 16, status=64).err)
+
+
+class RowsOfRunOnPostgresql(RowsOfRun):
+    new_engine = IdentityOnPostgresql.new_engine
+    new_recorder = IdentityOnPostgresql.new_recorder
+
+    def test_leave_out_ids_that_other_programs_took_in_between(self):
+        self.engine.do("", "CREATE FUNCTION take() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN "
+                           "PERFORM nextval('event_id_seq'); RETURN NEW; END $$")
+        self.engine.do("", "CREATE TRIGGER take BEFORE INSERT ON event FOR EACH ROW "
+                           "WHEN (NEW.id IN (2, 5)) EXECUTE FUNCTION take()")
+        self.add_recordings(*range(1, 7))
+        self.run_tool("-r", "1")
+        self.assertEqual(self.ranges(), [["1", "1", "2"], ["1", "4", "5"], ["1", "7", "8"]])
+        self.engine.do("", "INSERT INTO event (id, camera_id, path) VALUES (3, 2, 'other')")
+        self.assertEqual([row for _, _, row, _ in self.changes(1)], [1, 2, 4, 5, 7, 8])
 
 
 class InterruptedUndo(LedgerTest):

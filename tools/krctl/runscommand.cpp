@@ -1,15 +1,18 @@
 #include "tools/krctl/commands.h"
 
 #include "recorder/run/runlist.h"
+#include "recorder/run/runrows.h"
 #include "tools/common/json.h"
 #include "tools/common/moment.h"
 #include "tools/common/table.h"
+#include "tools/common/terminal.h"
 #include "tools/common/texts.h"
 #include "tools/krctl/help.h"
 #include "tools/krctl/run/runview.h"
 
 #include <algorithm>
 #include <climits>
+#include <cstdio>
 #include <ctime>
 #include <exception>
 #include <memory>
@@ -22,6 +25,8 @@
 namespace {
 
 struct RunsOptions {
+    std::optional<long> run; // its rows instead of the list
+    std::optional<std::string> identity;
     std::optional<long> limit;
     std::optional<std::string> since;
     bool asJson = false;
@@ -71,7 +76,7 @@ void PrintRunsForPeople(const std::vector<recorder::RunRecord>& runs) {
     PrintTable(table);
 }
 
-Json JsonOf(const recorder::RunRecord& run) {
+Json JsonOfRun(const recorder::RunRecord& run) {
     Json json;
     json["run"] = run.id;
     json["identity"] = recorder::IdentityText(run);
@@ -121,9 +126,91 @@ void PrintRuns(const RunsOptions& options) {
     Json json;
     json["runs"] = Json::array();
     for (const recorder::RunRecord& run : runs) {
-        json["runs"].push_back(JsonOf(run));
+        json["runs"].push_back(JsonOfRun(run));
     }
     PrintJson("runs", json);
+}
+
+// Counts the rows that are printed, and prints each when it is read, because there may be millions.
+class RowPrinter {
+public:
+    explicit RowPrinter(bool asJson) : m_asJson(asJson) {}
+
+    void Print(const recorder::RunRow& row) {
+        ++(row.isAdded ? m_added : m_removed);
+        if (!m_asJson) {
+            std::puts(LineOf(row).c_str());
+            return;
+        }
+        std::printf("%s    %s", m_hasPrinted ? ",\n" : (Begin() + "\n").c_str(),
+                    JsonOf(row).dump().c_str());
+        m_hasPrinted = true;
+    }
+
+    // Prints the run after its rows.
+    void End(const recorder::RunRecord& run) const {
+        const long added = Total(run, &recorder::RunChange::added) - m_added;
+        const long removed = Total(run, &recorder::RunChange::removed) - m_removed;
+        if (m_asJson) {
+            Json rest;
+            rest["run"] = JsonOfRun(run);
+            rest["unlisted"] = {{"added", added}, {"removed", removed}};
+            const std::string text = rest.dump(2);
+            std::printf("%s],%s\n", m_hasPrinted ? "\n  " : Begin().c_str(), text.c_str() + 1);
+            return;
+        }
+        PrintUnlisted(added, "added", "removed by another program, or expired");
+        PrintUnlisted(removed, "removed", "restored, or expired");
+        PrintRunsForPeople({run});
+    }
+
+private:
+    static std::string Begin() {
+        return "{\n  \"schema\": \"" + SchemaName("runrows") + "\",\n  \"rows\": [";
+    }
+
+    static std::string LineOf(const recorder::RunRow& row) {
+        return std::string(row.isAdded ? "added" : "removed") + '\t' + KindKey(row.kind) + '\t' +
+               (row.camId == 0 ? "-" : std::to_string(row.camId)) + '\t' + std::to_string(row.id) +
+               '\t' + (row.file.empty() ? "-" : Printable(row.file)) +
+               (row.removedBy == 0 ? "" : "\tremoved by run " + std::to_string(row.removedBy));
+    }
+
+    static Json JsonOf(const recorder::RunRow& row) {
+        return {{"change", row.isAdded ? "added" : "removed"},
+                {"kind", KindKey(row.kind)},
+                {"camera", row.camId == 0 ? Json() : Json(row.camId)},
+                {"row", row.id},
+                {"file", row.file.empty() ? Json() : JsonText(row.file)},
+                {"removed_by", row.removedBy == 0 ? Json() : Json(row.removedBy)}};
+    }
+
+    static long Total(const recorder::RunRecord& run, long recorder::RunChange::*count) {
+        long total = 0;
+        for (const recorder::RunChange& change : run.changes) {
+            total += change.*count;
+        }
+        return total;
+    }
+
+    static void PrintUnlisted(long rows, const char* change, const char* why) {
+        if (rows > 0) {
+            std::printf("not listed: %s %s by the run: %s\n", Counted(rows, "row").c_str(), change,
+                        why);
+        }
+    }
+
+    bool m_asJson;
+    bool m_hasPrinted = false;
+    long m_added = 0;
+    long m_removed = 0;
+};
+
+void PrintRowsOfRun(const RunsOptions& options) {
+    const recorder::RunRecord run = recorder::RequireRun(*options.run, options.identity);
+    RowPrinter rows(options.asJson);
+    recorder::ListRowsOfRun(run, [&](const recorder::RunRow& row) { rows.Print(row); });
+    rows.End(run);
 }
 
 } // namespace
@@ -132,13 +219,22 @@ void AddRunsCommand(CLI::App& app) {
     const auto options = std::make_shared<RunsOptions>();
     CLI::App* const runs =
         app.add_subcommand("runs", "list the runs and the rows that they added and removed");
+    CLI::Option* const run =
+        runs->add_option("RUN", options->run, "a run's number, to list each row of that run")
+            ->check(PositiveInteger(LONG_MAX));
+    runs->add_option("--identity", options->identity,
+                     "the run's identity, if several runs have this number")
+        ->type_name("IDENTITY")
+        ->needs(run);
     runs->add_option("--limit", options->limit, "only this many runs, the newest")
         ->type_name("N")
-        ->check(PositiveInteger(LONG_MAX));
+        ->check(PositiveInteger(LONG_MAX))
+        ->excludes(run);
     runs->add_option("--since", options->since,
                      "only runs that began since then: 30d, 12h, 2026-11-01, RFC 3339")
         ->type_name("TIME")
-        ->check(MomentOption(Bound::Since));
+        ->check(MomentOption(Bound::Since))
+        ->excludes(run);
     runs->add_flag("--json", options->asJson, "print JSON");
-    runs->callback([options] { PrintRuns(*options); });
+    runs->callback([options] { options->run ? PrintRowsOfRun(*options) : PrintRuns(*options); });
 }

@@ -38,6 +38,16 @@ CREATE TABLE run_count (
     PRIMARY KEY (run, token, kind, camera_id)
 );
 
+-- The rows that a run added, as ranges of ids without gaps: about one for each transaction. Kept as
+-- long as the run's parts (run_part in database instance 0).
+CREATE TABLE added (
+    run      INTEGER NOT NULL,                    -- run.id in database instance 0
+    kind     TEXT NOT NULL,                       -- the rows' table
+    first_id INTEGER NOT NULL,                    -- the lowest id
+    last_id  INTEGER NOT NULL,                    -- the highest id
+    PRIMARY KEY (run, kind, first_id)
+);
+
 -- The age of the ledger, in time that the kernel counted, and the moment of its last update. One row.
 -- The age is the time between runs, and never more than the elapsed time.
 CREATE TABLE ledger_age (

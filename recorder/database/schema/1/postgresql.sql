@@ -12,6 +12,26 @@ CREATE FUNCTION removed_rows(kind TEXT) RETURNS BIGINT LANGUAGE sql AS $$
     SELECT coalesce(nullif(current_setting('kestora.removed_' || kind, true), ''), '0')::BIGINT;
 $$;
 
+-- The ids of the rows that this transaction added, as rows of added. The ids are read when it ends:
+-- noting each of them when it is added would take a tenth longer.
+CREATE FUNCTION added_ranges() RETURNS SETOF added LANGUAGE plpgsql AS $$
+DECLARE
+    kind     TEXT;
+    first_id BIGINT;
+BEGIN
+    FOREACH kind IN ARRAY ARRAY['event', 'alert_event', 'snapshot', 'emap'] LOOP
+        first_id := nullif(current_setting('kestora.first_' || kind, true), '')::BIGINT;
+        IF first_id IS NOT NULL THEN
+            RETURN QUERY EXECUTE format(
+                'SELECT current_setting(''kestora.run'')::BIGINT, %1$L::TEXT, min(id), max(id) '
+                'FROM (SELECT id, id - row_number() OVER (ORDER BY id) AS gaps FROM %1$I '
+                'WHERE id >= $1 AND xmin = pg_current_xact_id_if_assigned()::xid) AS ids '
+                'GROUP BY gaps', kind) USING first_id;
+        END IF;
+    END LOOP;
+END
+$$;
+
 -- Runs for every row that is added. Rows of other sessions are passed over here: a trigger's condition
 -- would be parsed again for each statement, which takes longer than this function. The counts are kept
 -- in a setting of the transaction: a row of run_count that is updated for each added row would become
@@ -27,6 +47,9 @@ BEGIN
             camera := NEW.camera_id;
         END IF;
         added := coalesce(nullif(current_setting(setting, true), ''), '{}')::JSONB;
+        IF added = '{}' THEN
+            PERFORM set_config('kestora.first_' || TG_TABLE_NAME, NEW.id::TEXT, true);
+        END IF;
         added := added || jsonb_build_object(camera, coalesce((added->>camera)::BIGINT, 0) + 1);
         PERFORM set_config(setting, added::TEXT, true);
         IF TG_TABLE_NAME = 'event' THEN
