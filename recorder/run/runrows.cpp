@@ -49,6 +49,7 @@ std::vector<IdRange> NextRanges(const MediaTable& table, const RunRecord& run, l
             Format(" AND first_id > %ld ORDER BY first_id LIMIT %d;", after, kRowsPerTransaction),
         {.readOnly = true});
     std::vector<IdRange> ranges;
+    ranges.reserve(static_cast<std::size_t>(rows.RowCount()));
     for (int i = 0; i < rows.RowCount(); ++i) {
         ranges.push_back({rows.Long(i, "first_id"), rows.Long(i, "last_id")});
     }
