@@ -1,11 +1,16 @@
 #include "recorder/database/databases.h"
 
 #include "recorder/database/schema.h"
+#include "recorder/support/error.h"
+#include "recorder/support/paths.h"
 
+#include <cerrno>
 #include <map>
 #include <memory>
+#include <string>
 
 #include <pthread.h>
+#include <unistd.h>
 
 namespace recorder {
 
@@ -37,6 +42,7 @@ OpenDatabase& DatabaseOf(KRDB::DB_INSTANCE instance) {
         return found->second;
     }
     CloseBeforeForks();
+    RequireNoInterruptedRestore();
     std::unique_ptr<Database> database = OpenDatabaseOf(instance);
     CheckSchemaVersion(*database);
     return databases.emplace(first, OpenDatabase{std::move(database), {}}).first->second;
@@ -51,6 +57,15 @@ void Attribute(OpenDatabase& open, KRDB::DB_INSTANCE instance, const RunIdentity
 }
 
 } // namespace
+
+void RequireNoInterruptedRestore() {
+    if (access(kRestoreMarkFile, F_OK) == 0) {
+        throw DatabaseUnusable("the restore of a backup was interrupted; run krctl restore again");
+    }
+    if (errno != ENOENT) {
+        throw SystemError(std::string("examine ") + kRestoreMarkFile);
+    }
+}
 
 DBResult_tag Execute(KRDB::DB_INSTANCE instance, const std::string& sql,
                      const ExecuteOptions& options) {

@@ -19,6 +19,11 @@ DBResult_tag Execute(KRDB::DB_INSTANCE instance, const std::string& sql,
 DBResult_tag ExecuteFor(const RunIdentity& run, KRDB::DB_INSTANCE instance, const std::string& sql,
                         const ExecuteOptions& options = {});
 
+// A restore (recorder/backup/restore.h) replaces one database after the other. If it was
+// interrupted, they may be of different times, and Execute and ExecuteFor refuse to open them with
+// this DatabaseUnusable.
+void RequireNoInterruptedRestore();
+
 // The number of rows in one transaction of a large change, some tens of milliseconds of work,
 // unless the time decides. LetOthersWrite is called between two transactions.
 constexpr int kRowsPerTransaction = 4000;

@@ -1,6 +1,7 @@
 #include "recorder/database/schema.h"
 
 #include "recorder/database/openpostgres.h"
+#include "recorder/database/recorderid.h"
 #include "recorder/database/schemasql.h"
 #include "recorder/database/sqlite.h"
 #include "recorder/settings/settings.h"
@@ -72,6 +73,9 @@ InitialisedDatabase BringUpToDate(Database& database,
     const long versionBefore = database.SchemaVersion();
     ApplySchemaSteps(database, instances, kSchemaSteps, kSchemaVersion);
     CheckSchemaVersion(database);
+    if (instances.front() == KRDB::DB_SYSTEM) {
+        CreateRecorderId(database);
+    }
     return {database.Name(), versionBefore};
 }
 
@@ -84,15 +88,6 @@ void RequireAccess(const std::string& path, int access) {
     }
     throw DatabaseUnusable(SystemError("read " + path).what() +
                            std::string("; run krctl as the user that owns the databases"));
-}
-
-void MakeDatabaseFolder() {
-    std::error_code error;
-    std::filesystem::create_directories(kDatabaseDir, error);
-    if (error) {
-        throw Error(std::string("can't create the folder ") + kDatabaseDir + ": " +
-                    error.message());
-    }
 }
 
 } // namespace
@@ -148,6 +143,15 @@ void ApplySchemaSteps(Database& database, const std::vector<KRDB::DB_INSTANCE>& 
                       std::span<const SchemaStep> steps, long target) {
     for (long version = database.SchemaVersion() + 1; version <= target; ++version) {
         database.ApplySchema(SqlOfVersion(version, instances, steps), version);
+    }
+}
+
+void MakeDatabaseFolder() {
+    std::error_code error;
+    std::filesystem::create_directories(kDatabaseDir, error);
+    if (error) {
+        throw Error(std::string("can't create the folder ") + kDatabaseDir + ": " +
+                    error.message());
     }
 }
 

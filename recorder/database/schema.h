@@ -50,6 +50,9 @@ struct SchemaStep {
 void ApplySchemaSteps(Database& database, const std::vector<KRDB::DB_INSTANCE>& instances,
                       std::span<const SchemaStep> steps, long target);
 
+// Creates the folder of SQLite's files unless it exists. Throws Error.
+void MakeDatabaseFolder();
+
 struct InitialisedDatabase {
     std::string name;
     long versionBefore = 0; // of its schema; 0: it had no tables

@@ -495,6 +495,19 @@ void SqliteDatabase::AttributeTo(const RunIdentity& run, const std::vector<Media
     }
 }
 
+void SqliteDatabase::CopyInto(SqliteDatabase& target) {
+    constexpr int kAllPages = -1;
+    sqlite3_backup* const copy =
+        sqlite3_backup_init(target.m_handle.get(), "main", m_handle.get(), "main");
+    if (copy == nullptr) {
+        target.Fail("copy " + m_name + " into it");
+    }
+    sqlite3_backup_step(copy, kAllPages);
+    if (sqlite3_backup_finish(copy) != SQLITE_OK) { // with the error of the step, if it failed
+        target.Fail("copy " + m_name + " into it");
+    }
+}
+
 void SqliteDatabase::WriteCounts() {
     if (!m_attribution) {
         return;
@@ -572,6 +585,10 @@ void SqliteDatabase::Fail(const std::string& attempted) {
     const std::string text = m_name + ": can't " + attempted + ": " +
                              sqlite3_errmsg(m_handle.get()) + " (code " + std::to_string(code) +
                              ")";
+    const int primary = code & 0xFF;
+    if (primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB) {
+        throw DamagedDatabase(text);
+    }
     if (IsUnusable(code)) {
         throw DatabaseUnusable(text);
     }

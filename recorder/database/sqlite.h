@@ -3,6 +3,7 @@
 #pragma once
 
 #include "recorder/database/database.h"
+#include "recorder/support/error.h"
 #include "recorder/support/uniquefd.h"
 
 #include <memory>
@@ -34,6 +35,12 @@ public:
     void ApplySchema(const std::string& sql, long version) override;
 };
 
+// SQLite finds the database malformed, or not a database. Thrown by SqliteDatabase where Error is.
+class DamagedDatabase : public DatabaseUnusable {
+public:
+    using DatabaseUnusable::DatabaseUnusable;
+};
+
 class SqliteDatabase final : public SqliteDialect {
 public:
     // Opens an existing database file. Create also creates a missing one. Throws Error.
@@ -55,6 +62,12 @@ public:
     DBResult_tag Execute(const std::string& sql, const ExecuteOptions& options) override;
     void LetOthersWrite() override;
     void AttributeTo(const RunIdentity& run, const std::vector<MediaTable>& tables) override;
+
+    // Replaces the whole content of `target` by the content of this database, in one transaction of
+    // the target: after a failure the target is unchanged. Within a transaction of this connection,
+    // its view of the database is copied. Others can write to this database in the meantime. Throws
+    // Error.
+    void CopyInto(SqliteDatabase& target);
 
 private:
     struct Close {

@@ -2,7 +2,6 @@
 
 #include "recorder/run/live.h"
 #include "recorder/run/runmark.h"
-#include "recorder/support/error.h"
 #include "recorder/support/filelock.h"
 #include "recorder/support/paths.h"
 
@@ -31,11 +30,11 @@ std::string HolderText() {
     case RunInProgress::Answer::Yes:
         return "a run";
     case RunInProgress::Answer::No:
-        return "an undo, an adoption or the removal of a camera";
+        return "an undo, an adoption, a restore or the removal of a camera";
     case RunInProgress::Answer::Unknown:
         break;
     }
-    return "a run, an undo, an adoption or the removal of a camera";
+    return "a run, an undo, an adoption, a restore or the removal of a camera";
 }
 
 } // namespace

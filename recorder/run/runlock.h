@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include "recorder/support/error.h"
 #include "recorder/support/uniquefd.h"
 
 #include <optional>

@@ -90,6 +90,23 @@ std::optional<std::string> Section::AbsolutePath(std::string_view key) {
     return path ? std::optional(WithoutTrailingSlashes(*path)) : std::nullopt;
 }
 
+std::vector<std::string> Section::AbsolutePaths(std::string_view key) {
+    const toml::node* const node = Find(key);
+    if (node == nullptr || !node->is_array()) {
+        const std::optional<std::string> path = AbsolutePath(key);
+        return path ? std::vector{*path} : std::vector<std::string>();
+    }
+    std::vector<std::string> paths;
+    for (const toml::node& element : *node->as_array()) {
+        const std::optional<std::string> path = element.value_exact<std::string>();
+        if (!path || !path->starts_with('/') || path->find('\0') != std::string::npos) {
+            Refuse(element, key, "absolute paths");
+        }
+        paths.push_back(WithoutTrailingSlashes(*path));
+    }
+    return paths;
+}
+
 Section Section::Subsection(std::string_view key) {
     const toml::node* const node = Find(key);
     if (node != nullptr && !node->is_table()) {

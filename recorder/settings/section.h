@@ -59,6 +59,9 @@ public:
     // A path that begins with "/"; a trailing "/" is removed.
     [[nodiscard]] std::optional<std::string> AbsolutePath(std::string_view key);
 
+    // A path, or an array of paths, each like that of AbsolutePath; empty if the key is missing.
+    [[nodiscard]] std::vector<std::string> AbsolutePaths(std::string_view key);
+
     [[nodiscard]] Section Subsection(std::string_view key);
 
     // The sections of an array; empty if the key is missing.

@@ -35,6 +35,7 @@ constexpr int64_t kMqttTlsPort = 8883;
 constexpr int64_t kMaxBrokerTimeoutMs = 10L * 60 * 1000;
 constexpr int64_t kTimeoutsToPublish = 3; // the default of publish_timeout_ms, in time-outs
 constexpr int64_t kMaxPublishTimeoutMs = kTimeoutsToPublish * kMaxBrokerTimeoutMs;
+constexpr int64_t kMaxBackupSets = 10000;
 constexpr std::size_t kMaxTopicPrefix = 1000; // bytes; a topic has room for 65535
 
 LogSettings ReadLog(Section section) {
@@ -151,6 +152,15 @@ SnapshotSettings ReadSnapshot(Section section) {
     return snapshot;
 }
 
+BackupSettings ReadBackup(Section section) {
+    BackupSettings backup;
+    backup.folders = section.AbsolutePaths("folder");
+    backup.keep = section.Size("keep", backup.keep, 1, kMaxBackupSets);
+    backup.afterRun = section.Flag("after_run", backup.afterRun);
+    section.RefuseOtherKeys();
+    return backup;
+}
+
 // The level of the tool's messages, for all processes and for single ones. The recorder's messages
 // are always written.
 DbgLogCfg ReadDebugLog(Section section) {
@@ -217,6 +227,7 @@ Settings ParseSettings(std::string_view text, const std::string& fileName) {
     settings.ledger = ReadLedger(root.Subsection("ledger"));
     settings.notifications = ReadNotifications(root.Subsection("notifications"));
     settings.snapshot = ReadSnapshot(root.Subsection("snapshot"));
+    settings.backup = ReadBackup(root.Subsection("backup"));
     if (root.Has("debug_log")) {
         settings.debugLog = ReadDebugLog(root.Subsection("debug_log"));
     }

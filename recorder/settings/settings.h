@@ -10,6 +10,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace recorder {
 
@@ -65,12 +66,19 @@ struct SnapshotSettings {
     std::string folder = kDefaultSnapshotDir; // absolute, without a trailing "/"
 };
 
+struct BackupSettings {
+    std::vector<std::string> folders; // absolute; where backup sets are stored
+    std::size_t keep = 7;             // how many sets stay in each folder
+    bool afterRun = false;            // take a backup after each run that changed rows
+};
+
 struct Settings {
     LogSettings log;
     DatabaseSettings database;
     LedgerSettings ledger;
     NotificationSettings notifications;
     SnapshotSettings snapshot;
+    BackupSettings backup;
     std::optional<DbgLogCfg> debugLog;
 };
 

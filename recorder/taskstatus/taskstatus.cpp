@@ -1,5 +1,6 @@
 #include "platform/taskstatus.h"
 
+#include "recorder/backup/afterrun.h"
 #include "recorder/database/databases.h"
 #include "recorder/database/idmarks.h"
 #include "recorder/logging/logexceptions.h"
@@ -101,6 +102,7 @@ void RegTaskDone() {
     recorder::LogExceptions([] { recorder::UpdateTask({{"registered", "0"}}); });
     recorder::ReleaseRunLock();
     recorder::PublishQueuedMessages(); // after the release: the lock must not wait for the broker
+    recorder::BackUpAfterRun();        // nor for a disk
 }
 
 void SetTaskPid(int pid) {
@@ -157,7 +159,8 @@ void RecordTaskStatusToConf(long startTime, int recordingCount, bool done) {
         recorder::LogExceptions(recorder::CloseRun);
         recorder::HideUnregisteredRun();
         if (recorder::HeldRunLock() == nullptr) {
-            recorder::PublishQueuedMessages(); // with a lock, RegTaskDone does this
+            recorder::PublishQueuedMessages(); // with a lock, RegTaskDone does both
+            recorder::BackUpAfterRun();
         }
     }
 }

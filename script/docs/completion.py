@@ -12,6 +12,7 @@ from docs import programs
 
 # What the value of an option, or an argument, is: by the name of the value in the help.
 VALUES = {"CAMERA": "cameras", "ID": "cameras", "RUN": "runs", "FILE": "files", "DIR": "folders",
+          "SET": "folders",
           "COMMAND": "commands"}
 # A new camera needs an unused id, so none is offered.
 NO_VALUES = {("camera add", "--id")}

@@ -5,7 +5,7 @@ import tomllib
 
 SOURCE = "recorder/settings/settings.cpp"
 HEADER = "recorder/settings/settings.h"
-READERS = "Integer|Size|Flag|Text|AbsolutePath|RequiredInteger|Sections"
+READERS = "Integer|Size|Flag|Text|AbsolutePaths?|RequiredInteger|Sections"
 
 
 class Key:

@@ -594,7 +594,7 @@ class Undo(LedgerTest):
         self.addCleanup(os.close, descriptor)
         fcntl.flock(descriptor, fcntl.LOCK_EX)
         self.assertEqual(self.krctl("undo", "1", status=75).err,
-                         "krctl: an undo, an adoption or the removal of a camera is in progress: "
+                         "krctl: an undo, an adoption, a restore or the removal of a camera is in progress: "
                          "nothing is restored before it has ended\n")
         mark = struct.pack("hhqqi", fcntl.F_WRLCK, os.SEEK_SET, 0, 1, 0)
         writer = os.open(self.recorder.path("var/db/reindex.lock"), os.O_RDWR)

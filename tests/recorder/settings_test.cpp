@@ -31,7 +31,26 @@ TEST(Settings, HaveDefaults) {
     EXPECT_EQ(settings.ledger.keepDays, 90);
     EXPECT_FALSE(settings.notifications.broker.has_value());
     EXPECT_EQ(settings.snapshot.folder, "/var/packages/Kestora/var/snapshot");
+    EXPECT_TRUE(settings.backup.folders.empty());
+    EXPECT_EQ(settings.backup.keep, 7U);
+    EXPECT_FALSE(settings.backup.afterRun);
     EXPECT_FALSE(settings.debugLog.has_value());
+}
+
+TEST(Settings, NameOneFolderForBackupsOrSeveral) {
+    EXPECT_THAT(Parse("[backup]\nfolder = '/a/'\n").backup.folders, ElementsAre("/a"));
+    EXPECT_THAT(Parse("[backup]\nfolder = ['/a', '/b']\n").backup.folders, ElementsAre("/a", "/b"));
+    EXPECT_THAT(Refusal("[backup]\nfolder = ['/a', 'b']\n"), HasSubstr("absolute paths"));
+    EXPECT_THAT(Refusal("[backup]\nfolder = ['/a', 7]\n"), HasSubstr("absolute paths"));
+    EXPECT_THAT(Refusal("[backup]\nfolder = 'b'\n"), HasSubstr("absolute path"));
+}
+
+TEST(Settings, KeepAtLeastOneBackup) {
+    const recorder::Settings settings = Parse("[backup]\nkeep = 1\nafter_run = true\n");
+
+    EXPECT_EQ(settings.backup.keep, 1U);
+    EXPECT_TRUE(settings.backup.afterRun);
+    EXPECT_THAT(Refusal("[backup]\nkeep = 0\n"), HasSubstr("1 to 10000"));
 }
 
 TEST(Settings, AcceptEveryKey) {
@@ -337,10 +356,12 @@ INSTANTIATE_TEST_SUITE_P(
 INSTANTIATE_TEST_SUITE_P(
     OfTheForm, SettingsRefusal,
     testing::Values(
-        Refused{"\ncolour = 1\n", 2, "unknown key colour",
-                "expected one of database, debug_log, ledger, log, notifications, snapshot"},
-        Refused{"[logg]\nold_files = 3\n", 1, "unknown key logg",
-                "expected one of database, debug_log, ledger, log, notifications, snapshot"},
+        Refused{
+            "\ncolour = 1\n", 2, "unknown key colour",
+            "expected one of backup, database, debug_log, ledger, log, notifications, snapshot"},
+        Refused{
+            "[logg]\nold_files = 3\n", 1, "unknown key logg",
+            "expected one of backup, database, debug_log, ledger, log, notifications, snapshot"},
         Refused{"[log]\nmax_size = 1\n", 2, "unknown key log.max_size",
                 "expected one of max_size_mib, old_files"},
         Refused{"[database]\ntimeout = 1\n", 2, "unknown key database.timeout",

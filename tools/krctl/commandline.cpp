@@ -12,7 +12,7 @@ namespace {
 
 // The commands that work without databases. Any other command needs them.
 bool WorksWithoutDatabases(const std::string& command) {
-    constexpr std::array kCommands{"init", "volume init", "doctor", "help", "version"};
+    constexpr std::array kCommands{"init", "restore", "volume init", "doctor", "help", "version"};
     return std::find(kCommands.begin(), kCommands.end(), command) != kCommands.end();
 }
 
@@ -35,6 +35,7 @@ void AddCommands(CLI::App& app) {
     AddStatusCommand(app);
     AddRunsCommand(app);
     AddUndoCommand(app);
+    AddBackupCommands(app);
     AddReportCommand(app);
     AddMetricsCommand(app);
     AddDoctorCommand(app);

@@ -7,6 +7,7 @@ class App;
 }
 
 void AddInitCommand(CLI::App& app);     // init
+void AddBackupCommands(CLI::App& app);  // backup, restore
 void AddCameraCommands(CLI::App& app);  // camera
 void AddVolumeCommands(CLI::App& app);  // volume
 void AddPlanCommand(CLI::App& app);     // plan

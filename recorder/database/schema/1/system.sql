@@ -1,5 +1,11 @@
 -- Database instance 0: cameras, e-maps, tasks and runs.
 
+-- Which recorder this is: one row.
+CREATE TABLE recorder (
+    id   INTEGER NOT NULL PRIMARY KEY CHECK (id = 1),
+    uuid TEXT NOT NULL                            -- made with the database; its copies have it, too
+);
+
 CREATE TABLE camera (
     id           INTEGER PRIMARY KEY              -- the camera's number, chosen by the operator
                  CHECK (id BETWEEN 1 AND 2147483647),

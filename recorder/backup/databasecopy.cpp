@@ -1,0 +1,73 @@
+#include "recorder/backup/databasecopy.h"
+
+#include "recorder/database/schema.h"
+#include "recorder/settings/settings.h"
+#include "recorder/support/error.h"
+#include "recorder/support/uninterrupted.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace recorder {
+
+namespace {
+
+constexpr ExecuteOptions kNoTransaction{.transaction = false};
+
+void Flush(const std::string& path) {
+    const UniqueFd file(
+        Uninterrupted([&] { return open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC); }));
+    if (!file.IsOpen() || Uninterrupted([&] { return fsync(file.Get()); }) != 0) {
+        throw SystemError("flush " + path);
+    }
+}
+
+} // namespace
+
+void RequireSqlite() {
+    if (GetSettings().database.postgres) {
+        throw NotSqlite(
+            "the databases are on a PostgreSQL server, which has its own tools: pg_dump "
+            "and pg_restore for this recorder's schema, pg_basebackup and archived WAL "
+            "for the whole cluster at any moment");
+    }
+}
+
+SqliteDatabase OpenExisting(KRDB::DB_INSTANCE instance) {
+    return SqliteDatabase::Open(DatabasePath(instance), GetSettings().database.lockTimeoutMs);
+}
+
+std::vector<SqliteDatabase> OpenAtOneMoment() {
+    // These locks prevent writing to any of the databases while the others are being opened.
+    std::vector<SqliteDatabase> writeLocks;
+    for (const KRDB::DB_INSTANCE instance : kDatabaseInstances) {
+        writeLocks.push_back(OpenExisting(instance));
+        writeLocks.back().Execute("BEGIN IMMEDIATE", kNoTransaction);
+    }
+    std::vector<SqliteDatabase> databases;
+    for (const KRDB::DB_INSTANCE instance : kDatabaseInstances) {
+        databases.push_back(OpenExisting(instance));
+        databases.back().Execute("BEGIN; SELECT count(*) FROM sqlite_schema;", kNoTransaction);
+    }
+    return databases;
+}
+
+void RequireIntegrity(SqliteDatabase& database) {
+    const DBResult_tag found = database.Execute("PRAGMA integrity_check(1)", kNoTransaction);
+    const std::string answer = found.Text(0, "integrity_check");
+    if (answer != "ok") {
+        throw DamagedDatabase(database.Name() + " is damaged: " + answer);
+    }
+}
+
+void CopyDatabase(SqliteDatabase& source, const std::string& path) {
+    {
+        SqliteDatabase copy = SqliteDatabase::Create(path, GetSettings().database.lockTimeoutMs);
+        source.CopyInto(copy);
+        copy.Execute("PRAGMA journal_mode = DELETE", kNoTransaction);
+        RequireIntegrity(copy);
+    }
+    Flush(path);
+}
+
+} // namespace recorder
