@@ -36,11 +36,11 @@ void EndNote(const std::vector<FolderBackup>& backups) {
     std::string failures;
     for (const FolderBackup& backup : backups) {
         if (!backup.failure.empty()) {
-            failures += backup.folder + ": " + backup.failure + "\n";
+            failures += (failures.empty() ? "" : "; ") + backup.folder + ": " + backup.failure;
         }
     }
     if (!failures.empty()) {
-        WriteNote(failures);
+        WriteNote(failures + "\n");
     } else if (unlink(kBackupNoteFile) != 0 && errno != ENOENT) {
         throw SystemError(std::string("remove ") + kBackupNoteFile);
     }
@@ -101,7 +101,9 @@ std::string LastBackupFailure() {
         return "";
     }
     const UniqueFd note = OpenTextFileIfThere(kBackupNoteFile, Links::Refuse);
-    return note.IsOpen() ? ReadText(note, kBackupNoteFile, kMaxNoteBytes) : "";
+    std::string text = note.IsOpen() ? ReadText(note, kBackupNoteFile, kMaxNoteBytes) : "";
+    text.resize(text.empty() ? 0 : text.size() - 1); // without the newline at its end
+    return text;
 }
 
 } // namespace recorder

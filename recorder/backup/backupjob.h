@@ -30,8 +30,8 @@ struct FolderBackup {
 [[nodiscard]] std::vector<FolderBackup> BackUp(const std::vector<std::string>& folders,
                                                std::size_t keep, BackupWhen when);
 
-// The reasons why the last backup to the folders of the settings failed or was not finished, one
-// line for each folder; empty if it succeeded, or if a backup is in progress. Throws Error if that
+// The reasons why the last backup to the folders of the settings failed or was not finished, in
+// one line; empty if it succeeded, or if a backup is in progress. Throws Error if that
 // could not be determined.
 [[nodiscard]] std::string LastBackupFailure();
 

@@ -162,6 +162,79 @@ class Backup(BackupTest):
         self.assertIn("[backup]", self.krctl("backup", status=64).err)
 
 
+class AfterRun(BackupTest):
+    def setUp(self):
+        super().setUp()
+        self.recorder.settings('[backup]\nfolder = "%s"\nafter_run = true' % self.backups)
+
+    def test_a_run_that_changed_rows_is_followed_by_a_backup(self):
+        self.recorder.recording(self.storage)
+        self.recorder.do("krindexer", "-r", "-1")
+        made, = self.sets()
+        connection = sqlite3.connect(
+            f"file:{self.outside(self.backups)}/{made}/recording.db?immutable=1", uri=True)
+        self.assertEqual(connection.execute("SELECT count(*) FROM event").fetchone(), (1,))
+        connection.close()
+
+    def test_a_run_that_changed_no_rows_is_not(self):
+        self.krctl("backup")
+        self.recorder.do("krindexer", "-r", "-1")
+        self.assertEqual(len(self.sets()), 1)
+
+    def test_a_failed_backup_is_reported_until_one_succeeds(self):
+        self.recorder.recording(self.storage)
+        os.rename(self.outside(self.backups), self.outside(self.backups) + ".gone")
+        outcome = self.krctl("run", "-r", "-1", status=1)
+        reason = f"{self.backups}: "
+        self.assertIn("krctl: the last backup failed: " + reason, outcome.err)
+        self.assertEqual(len(self.events()), 1)
+        self.assertIn("The last backup failed: " + reason, self.krctl("status").out)
+        status = self.krctl("status", "--json").json()
+        self.assert_matches_schema(status, "status")
+        self.assertTrue(status["backup_failure"].startswith(reason), status)
+        self.assertIn(("problem", f"the last backup failed: {status['backup_failure']}"),
+                      self.doctor(1))
+        self.assertIn("the backup after the run failed", "\n".join(self.recorder.log()))
+        os.rename(self.outside(self.backups) + ".gone", self.outside(self.backups))
+        self.assertEqual(self.krctl("run", "-r", "-1").status, 0)
+        self.assertIsNone(self.krctl("status", "--json").json()["backup_failure"])
+
+    def doctor(self, status=0):
+        outcome = self.recorder.krctl("doctor", "--json")
+        self.assertEqual(outcome.status, status, outcome)
+        return [(check["state"], check["message"]) for check in outcome.json()["checks"]
+                if check["check"] == "backup"]
+
+    def test_a_killed_backup_is_reported(self):
+        command = self.recorder.command("krctl", "backup")
+        subprocess.run(["strace", "-f", "-o", "/dev/null", "-e", "trace=fdatasync,fsync", "-e",
+                        "inject=fdatasync,fsync:signal=KILL:when=4", *command],
+                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=False)
+        self.assertIn("The last backup failed: the last backup was killed",
+                      self.krctl("status").out)
+
+    def test_doctor_warns_of_a_missing_an_old_and_a_future_backup(self):
+        self.assertIn(("warning", f"{self.backups} holds no backup"), self.doctor())
+        made = self.outside(self.back_up())
+        states = [state for state, message in self.doctor() if "last backup: " in message]
+        self.assertEqual(states, ["ok"])
+        text = pathlib.Path(made, "set")
+        for taken, expected in ((86400, "days ago"), (2682374400, "in the future")):
+            lines = [f"taken {taken}" if line.startswith("taken ") else line
+                     for line in text.read_text().splitlines()]
+            text.write_text("\n".join(lines) + "\n")
+            warnings = [message for state, message in self.doctor() if state == "warning"]
+            self.assertIn(expected, warnings[0])
+
+    def test_doctor_warns_of_a_folder_beside_the_databases(self):
+        self.assertIn(("warning", f"{self.backups} is on the same file system as the databases"),
+                      self.doctor())
+
+    def test_doctor_names_a_folder_that_does_not_exist(self):
+        os.rmdir(self.outside(self.backups))
+        self.assertEqual([state for state, _ in self.doctor(1)], ["problem"])
+
+
 class Restore(BackupTest):
     def test_rows_ids_and_the_ledger_come_back(self):
         self.recorder.recording(self.storage)

@@ -25,7 +25,7 @@ class Status(RunTest):
         self.assert_matches_schema(document, "status")
         self.assertEqual(document, {"schema": "krctl.status/1",
                                     "in_progress": False, "unknown_because": None,
-                                    "running": None, "last": None})
+                                    "running": None, "last": None, "backup_failure": None})
 
     def test_shows_the_result_of_the_last_run(self):
         self.lose_volume()
@@ -45,7 +45,8 @@ class Status(RunTest):
                              "no run began")
         self.assert_matches_schema({"schema": "krctl.status/1",
                                     "in_progress": True, "unknown_because": None,
-                                    "running": live, "last": None}, "status")
+                                    "running": live, "last": None, "backup_failure": None},
+                                   "status")
         self.assertEqual((live["kind"], live["camera"], live["files"]), ("recordings", 1, 1))
         outcome = self.krctl("status")
         release()

@@ -29,6 +29,7 @@ constexpr std::array kGroups{
     CheckGroup{"volume", CheckVolumes, true},
     CheckGroup{"media", CheckMediaFolders, true},
     CheckGroup{"run", CheckRun, true},
+    CheckGroup{"backup", CheckBackups, true},
     CheckGroup{"outbox", CheckOutbox, true},
     CheckGroup{"broker", CheckBroker, true},
 };

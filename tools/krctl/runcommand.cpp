@@ -1,5 +1,6 @@
 #include "tools/krctl/commands.h"
 
+#include "recorder/backup/backupjob.h"
 #include "recorder/camera/cameratable.h"
 #include "recorder/run/live.h"
 #include "recorder/run/runlist.h"
@@ -189,7 +190,10 @@ void AwaitPublication(ChildProcess& child, std::optional<long> newestBefore,
     }
     std::fflush(stdout);
     if (!options.isQuiet) {
-        std::fputs("krctl: the run has ended; publishing notifications\n", stderr);
+        std::fputs(recorder::GetSettings().backup.afterRun
+                       ? "krctl: the run has ended; publishing notifications and taking a backup\n"
+                       : "krctl: the run has ended; publishing notifications\n",
+                   stderr);
     }
     while (!child.EndsWithin(kPollInterval)) {
     }
@@ -282,6 +286,17 @@ int RunEach(const std::vector<JobOptions>& runs, const std::vector<recorder::Cam
     return status;
 }
 
+// Reports a failure of the backup after the run. Returns the exit status for it.
+int BackupStatus() {
+    const std::string failure =
+        recorder::GetSettings().backup.afterRun ? recorder::LastBackupFailure() : "";
+    if (failure.empty()) {
+        return kExitOk;
+    }
+    std::fprintf(stderr, "krctl: the last backup failed: %s\n", Printable(failure).c_str());
+    return kExitFailed;
+}
+
 void Run(const RunOptions& options) {
     const std::optional<std::vector<recorder::CameraRow>> cameras = CamerasIfReadable();
     if (cameras) {
@@ -290,8 +305,9 @@ void Run(const RunOptions& options) {
     if (!options.maxRemoved.empty()) {
         ApplyLimit(options);
     }
-    const int status = RunEach(RunsOf(options.jobs),
-                               cameras.value_or(std::vector<recorder::CameraRow>()), options);
+    int status = RunEach(RunsOf(options.jobs), cameras.value_or(std::vector<recorder::CameraRow>()),
+                         options);
+    status = WorseStatus(status, BackupStatus());
     if (status != kExitOk) {
         throw CLI::RuntimeError(status);
     }

@@ -1,5 +1,6 @@
 #include "tools/krctl/commands.h"
 
+#include "recorder/backup/backupjob.h"
 #include "recorder/finding/finding.h"
 #include "recorder/run/live.h"
 #include "recorder/run/runlist.h"
@@ -72,6 +73,8 @@ void PrintAsJson(const RunInProgress& found) {
     json["running"] = isRunning ? JsonOf(ViewOf(found.live)) : Json();
     const std::optional<recorder::RunRecord> newest = recorder::NewestRun();
     json["last"] = newest && !isRunning ? JsonOf(::ViewOf(*newest)) : Json();
+    const std::string failure = recorder::LastBackupFailure();
+    json["backup_failure"] = failure.empty() ? Json() : JsonText(failure);
     PrintJson("status", json);
 }
 
@@ -125,6 +128,12 @@ int LastRunStatus(const RunInProgress& found) {
     return status == kExitOk && !recorder::CountFindings({}).empty() ? kExitFindings : status;
 }
 
+void PrintBackupFailure() {
+    if (const std::string failure = recorder::LastBackupFailure(); !failure.empty()) {
+        std::printf("The last backup failed: %s\n", Printable(failure).c_str());
+    }
+}
+
 void Status(const StatusOptions& options) {
     if (options.watch) {
         Watch();
@@ -134,6 +143,7 @@ void Status(const StatusOptions& options) {
         PrintAsJson(found);
     } else {
         Print(found);
+        PrintBackupFailure();
     }
     if (found.answer == Answer::Unknown) {
         throw CLI::RuntimeError(kExitFailed);

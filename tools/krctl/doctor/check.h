@@ -36,6 +36,7 @@ using Checks = std::vector<Check>;
 [[nodiscard]] Checks CheckVolumes();
 [[nodiscard]] Checks CheckMediaFolders();
 [[nodiscard]] Checks CheckRun();
+[[nodiscard]] Checks CheckBackups();
 [[nodiscard]] Checks CheckOutbox();
 [[nodiscard]] Checks CheckBroker();
 

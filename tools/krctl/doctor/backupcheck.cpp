@@ -1,0 +1,84 @@
+#include "recorder/backup/backupjob.h"
+#include "recorder/settings/settings.h"
+#include "recorder/support/error.h"
+#include "recorder/support/paths.h"
+#include "tools/common/texts.h"
+#include "tools/krctl/doctor/check.h"
+
+#include <algorithm>
+#include <ctime>
+#include <string>
+#include <vector>
+
+#include <sys/stat.h>
+
+namespace {
+
+constexpr const char* kSubject = "backup";
+constexpr const char* kTakeOne = "run krctl backup";
+constexpr int64_t kMaxAgeDays = 14;
+constexpr int64_t kSecondsPerDay = 86400;
+
+bool IsBesideDatabases(const std::string& folder) {
+    struct stat64 one = {};
+    struct stat64 other = {};
+    return stat64(folder.c_str(), &one) == 0 && stat64(recorder::kDatabaseDir, &other) == 0 &&
+           one.st_dev == other.st_dev;
+}
+
+Check CheckAge(const recorder::BackupSet& newest) {
+    const std::string set = "last backup: " + newest.folder + ", " + TimeText(newest.takenTm);
+    const int64_t ageS = std::time(nullptr) - newest.takenTm;
+    if (ageS < 0) {
+        return Warning(kSubject,
+                       set + ", in the future by this recorder's clock: its age is unknown",
+                       "correct the clock, then run krctl backup");
+    }
+    if (ageS > kMaxAgeDays * kSecondsPerDay) {
+        return Warning(kSubject, set + ", " + Counted(ageS / kSecondsPerDay, "day") + " ago",
+                       kTakeOne);
+    }
+    return Ok(kSubject, set);
+}
+
+Checks CheckFolder(const std::string& folder) {
+    std::vector<recorder::BackupSet> sets;
+    try {
+        sets = recorder::ListBackupSets(folder);
+    } catch (const recorder::Error& error) {
+        return {Problem(kSubject, error.what(),
+                        "mount its disk, or create it for the user that runs krctl")};
+    }
+    Checks checks{sets.empty() ? Warning(kSubject, folder + " holds no backup", kTakeOne)
+                               : CheckAge(sets.front())};
+    if (IsBesideDatabases(folder)) {
+        checks.push_back(Warning(kSubject, folder + " is on the same file system as the databases",
+                                 "mount its disk, or name a folder on another disk in [backup]"));
+    }
+    return checks;
+}
+
+} // namespace
+
+Checks CheckBackups() {
+    const recorder::Settings& settings = recorder::GetSettings();
+    if (settings.database.postgres) {
+        return {}; // the server's own tools are used
+    }
+    const std::string failure = recorder::LastBackupFailure();
+    Checks checks;
+    if (!failure.empty()) {
+        checks.push_back(Problem(kSubject, "the last backup failed: " + failure,
+                                 "correct the cause, then run krctl backup"));
+    }
+    if (settings.backup.folders.empty()) {
+        checks.push_back(
+            Warning(kSubject, "no folder for backups of the databases is set",
+                    std::string("set folder under [backup] in ") + recorder::kSettingsFile));
+    }
+    for (const std::string& folder : settings.backup.folders) {
+        const Checks found = CheckFolder(folder);
+        checks.insert(checks.end(), found.begin(), found.end());
+    }
+    return checks;
+}
