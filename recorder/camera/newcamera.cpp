@@ -6,6 +6,7 @@
 #include "recorder/support/error.h"
 #include "recorder/support/folder.h"
 #include "recorder/support/presence.h"
+#include "recorder/support/utf8.h"
 #include "recorder/support/uuid.h"
 
 #include <algorithm>
@@ -49,9 +50,41 @@ std::string IdentityFor(const CameraRow& camera,
     return uuid;
 }
 
+// A name that is displayed as nothing or as something else could not be told from other names.
+void RequireProperName(const std::string& name) {
+    constexpr const char* kExpected =
+        "; expected a text in UTF-8 that is not blank and has no control characters";
+    bool isBlank = true;
+    for (std::string_view rest = name; !rest.empty();) {
+        const Character character = FirstCharacter(rest);
+        if (!character.isValid) {
+            throw Error("the name \"" + name + "\" has bytes that are not UTF-8" + kExpected);
+        }
+        if (IsControl(character.code)) {
+            throw Error("the name \"" + name + "\" has a control character" + kExpected);
+        }
+        isBlank = isBlank && IsBlank(character.code);
+        rest.remove_prefix(character.bytes.size());
+    }
+    if (isBlank) {
+        throw Error("the name \"" + name + "\" is " + (name.empty() ? "empty" : "blank") +
+                    kExpected);
+    }
+}
+
+void RequireNewName(const std::string& name) {
+    for (const CameraRow& other : ListCameras()) {
+        if (other.name == name) {
+            throw Error("camera " + std::to_string(other.id) + " already has the name \"" + name +
+                        "\"");
+        }
+    }
+}
+
 } // namespace
 
 BoundCamera AddNewCamera(int id, const std::string& name, const std::string& storagePath) {
+    RequireProperName(name);
     RequireFolder(storagePath);
     const UniqueFd lock = LockCameras();
     CameraRow camera{.id = id, .name = name, .storagePath = WithoutTrailingSlashes(storagePath)};
@@ -60,6 +93,7 @@ BoundCamera AddNewCamera(int id, const std::string& name, const std::string& sto
     }
     const std::optional<Volume> volume = VolumeOf(camera.storagePath);
     RequireOwnFolder(camera.storagePath, id);
+    RequireNewName(name);
     camera.volumeId = IdOf(volume);
     camera.uuid = IdentityFor(camera, IsOfUnfinishedCall);
     AddCamera(camera);

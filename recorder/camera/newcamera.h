@@ -19,7 +19,8 @@ struct BoundCamera {
 // Adds a camera. Writes a new identity to its storage folder and its row, and binds it to the
 // volume of the folder, if there is one.
 //
-// Throws Error if the id is in use, if the folder does not exist, belongs to another camera or is
+// Throws Error if the id or the name is in use, if the name is blank, has control characters or is
+// not UTF-8, if the folder does not exist, belongs to another camera or is
 // inside or around another camera's, or when the identity or the row can't be written. If only the
 // identity was written, the same call completes the camera later.
 BoundCamera AddNewCamera(int id, const std::string& name, const std::string& storagePath);

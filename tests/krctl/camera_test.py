@@ -223,6 +223,37 @@ class Add(CameraTest):
         self.assertRegex(outcome.err, f"^krctl: can't give {folder} an identity: .*denied\n$")
         self.assertEqual(self.rows(), [])
 
+    def test_refuses_a_name_that_could_not_be_recognised(self):
+        folder = self.folder("volume1/front")
+        for name, shown, fault in (
+                ("", "", "is empty"), (" \u00a0\u3000", " \u00a0\u3000", "is blank"), ("\u200b", "\u200b", "is blank"),
+                ("a\tb", "a\\tb", "has a control character"), ("\x1b[31m", "\\x1b[31m", "has a control character"),
+                ("a\x7f", "a\\x7f", "has a control character"), ("\u009b2J", "\\x9b2J", "has a control character"),
+                ("a\u202eb", "a\\u202eb", "has a control character"), ("\u2066b", "\\u2066b", "has a control character"),
+                ("a\u2028b", "a\\u2028b", "has a control character"),
+                ("a\udcffb", "a\\xffb", "has bytes that are not UTF-8"),
+                ("\udcc0\udcaf", "\\xc0\\xaf", "has bytes that are not UTF-8")):
+            with self.subTest(name=name):
+                self.assert_refused(
+                    self.add(7, folder, name, status=1),
+                    f'the name "{shown}" {fault}; expected a text in UTF-8 that is not blank and has no control '
+                    "characters")
+        self.assertEqual(self.rows(), [])
+        self.assertEqual(os.listdir(self.recorder.path("volume1/front")), [])
+
+    def test_accepts_names_of_every_script(self):
+        for number, name in enumerate(("H\u00f6f", "Ho\u0308f", "\u6b63\u9580 2", "\u05e9\u05e2\u05e8", "a\"b\\c"), 1):
+            self.add(number, self.folder(f"volume1/{number}"), name)
+
+        self.assertEqual(len(self.rows()), 5)
+
+    def test_refuses_the_name_of_another_camera(self):
+        self.recorder.camera(7, "Front")
+        folder = self.folder("volume1/front")
+
+        self.assert_refused(self.add(8, folder, "Front", status=1), 'camera 7 already has the name "Front"')
+        self.assertEqual(os.listdir(self.recorder.path("volume1/front")), [])
+
     def test_refuses_a_name_that_is_too_long(self):
         folder = self.folder("volume1/front")
 
@@ -366,7 +397,7 @@ class Remove(CameraTest):
 class Adopt(CameraTest):
     def test_restores_the_cameras_of_a_lost_database_with_their_recordings(self):
         self.recorder.camera(7, "Front")
-        self.recorder.camera(8, "Yard\t\"8\"")
+        self.recorder.camera(8, 'Yard "8"')
         self.recorder.volume("volume2")
         self.recorder.camera(9, "Gate", "volume2")
         files = {number: self.recorder.recording(f"{volume}/cam{number}", 1394590500 + number)
@@ -380,7 +411,7 @@ class Adopt(CameraTest):
 
         self.assertEqual(self.rows(), before)
         self.assertEqual(first.out.splitlines()[2],
-                         r'camera 8 "Yard\t"8"" in /var/packages/Kestora/volume1/cam8: adopted')
+                         r'camera 8 "Yard "8"" in /var/packages/Kestora/volume1/cam8: adopted')
         self.assertIn('camera 9 "Gate" in /var/packages/Kestora/volume2/cam9: adopted', second.out)
         rows = self.recorder.query("recording.db", "SELECT camera_id, path FROM event")
         self.assertEqual(dict((number, os.path.basename(path.decode())) for number, path in rows),

@@ -225,7 +225,7 @@ class Source(ReportTest):
         self.recorder.query("system.db", "UPDATE camera SET name = CAST(? AS TEXT)",
                             b"a\xffb\xc2\x85c\xef\xbf\xbed\xe2\x80\xaee")
         page = self.report()
-        self.assertEqual(page.texts("h3"), ["Camera 1 a\\xffb\\x85c\ufffdd\u202ee"])
+        self.assertEqual(page.texts("h3"), ["Camera 1 a\\xffb\\x85c\ufffdd\\u202ee"])
 
     def test_needs_nothing_from_elsewhere(self):
         self.recorder.camera(1, "http://name src=x @import url(y)")

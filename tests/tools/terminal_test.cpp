@@ -12,6 +12,10 @@ TEST(Printable, EscapesControlCharactersAboveAscii) {
     EXPECT_EQ(Printable("a\u009b2J\u0085\u00a0"), "a\\x9b2J\\x85\u00a0");
 }
 
+TEST(Printable, EscapesMarksThatChangeTheDirectionOfWriting) {
+    EXPECT_EQ(Printable("a\u202eb\u2066c\u2028"), "a\\u202eb\\u2066c\\u2028");
+}
+
 TEST(Printable, EscapesBytesThatAreNotUtf8) {
     EXPECT_EQ(Printable("Höf \xff"), "Höf \\xff");
     EXPECT_EQ(Printable("\xc3"), "\\xc3");

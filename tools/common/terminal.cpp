@@ -1,6 +1,7 @@
 #include "tools/common/terminal.h"
 
 #include "recorder/support/format.h"
+#include "recorder/support/utf8.h"
 
 #include <clocale>
 #include <cstdlib>
@@ -11,68 +12,20 @@
 
 namespace {
 
+using recorder::Character;
+using recorder::IsControl;
+
 constexpr int kDefaultColumns = 80;
-
-struct Character {
-    std::string_view bytes;
-    char32_t code = 0;
-    bool isValid = false; // false for a single byte that is not UTF-8
-};
-
-// The number of bytes that the first one announces, and the smallest code of that length.
-struct Utf8Form {
-    std::size_t length = 0;
-    char32_t smallest = 0;
-};
-Utf8Form FormOf(unsigned char first) {
-    if (first < 0x80U) {
-        return {1, 0};
-    }
-    if ((first & 0xe0U) == 0xc0U) {
-        return {2, 0x80};
-    }
-    if ((first & 0xf0U) == 0xe0U) {
-        return {3, 0x800};
-    }
-    return (first & 0xf8U) == 0xf0U ? Utf8Form{4, 0x10000} : Utf8Form{};
-}
-
-// The first character of a text that is not empty.
-Character FirstOf(std::string_view text) {
-    constexpr unsigned kBitsOfContinuation = 6;
-    const auto first = static_cast<unsigned char>(text.front());
-    const Utf8Form form = FormOf(first);
-    if (form.length == 0 || form.length > text.size()) {
-        return {text.substr(0, 1)};
-    }
-    char32_t code = form.length == 1 ? first : first & (0x7fU >> form.length);
-    for (std::size_t i = 1; i < form.length; ++i) {
-        const auto byte = static_cast<unsigned char>(text[i]);
-        if ((byte & 0xc0U) != 0x80U) {
-            return {text.substr(0, 1)};
-        }
-        code = code << kBitsOfContinuation | (byte & 0x3fU);
-    }
-    const bool isSurrogate = code >= 0xd800 && code <= 0xdfff;
-    const bool isValid = code >= form.smallest && code <= 0x10ffff && !isSurrogate;
-    return isValid ? Character{text.substr(0, form.length), code, true}
-                   : Character{text.substr(0, 1)};
-}
 
 // Calls take(character) for each character of the text, until it returns false.
 template <typename Take> void ForEachCharacter(std::string_view text, const Take& take) {
     while (!text.empty()) {
-        const Character character = FirstOf(text);
+        const Character character = recorder::FirstCharacter(text);
         if (!take(character)) {
             return;
         }
         text.remove_prefix(character.bytes.size());
     }
-}
-
-// True also for the control characters above ASCII: some terminals obey U+009B like ESC [.
-bool IsControl(char32_t code) {
-    return code < 0x20 || (code >= 0x7f && code < 0xa0);
 }
 
 std::string Escaped(char32_t code) {
@@ -82,7 +35,7 @@ std::string Escaped(char32_t code) {
     case '\n':
         return "\\n";
     default:
-        return recorder::Format("\\x%02x", static_cast<unsigned>(code));
+        return recorder::Format(code < 0x100 ? "\\x%02x" : "\\u%04x", static_cast<unsigned>(code));
     }
 }
 

@@ -76,8 +76,13 @@ class Recorder:
         """Adds a camera. It is bound to the volume if that has an identity."""
         storage = f"{volume}/cam{number}"
         os.makedirs(self.path(storage), exist_ok=True)
-        self.do("krctl", "camera", "add", "--id", str(number), "--name", name or f"cam{number}",
+        name = name or f"cam{number}"
+        is_proper = name.isprintable() and name.strip()
+        self.do("krctl", "camera", "add", "--id", str(number), "--name", name if is_proper else f"cam{number}",
                 "--storage", self.inside(storage))
+        if not is_proper:  # as an older version could store it
+            quoted = name.encode(errors="surrogateescape").hex()
+            self.query("system.db", f"UPDATE camera SET name = CAST(x'{quoted}' AS TEXT) WHERE id = {number}")
         return storage
 
     def recording(self, storage, start_tm=START_TM, folder=HALF_DAY, medium="h264.mp4"):

@@ -64,8 +64,9 @@ class Given:
     def path(self, relative):
         return os.path.join(self.root, relative)
 
-    def camera(self, number, storage, name=b"camera"):
+    def camera(self, number, storage, name=None):
         """Adds a camera with krctl, which requires that the storage folder exists."""
+        name = name or (b"camera" if number == b"1" else b"camera " + number)
         self._folder(self.path(storage))
         self._krctl("camera", "add", "--id", number, "--name", name,
                     "--storage", PACKAGE_ROOT + b"/" + storage)
