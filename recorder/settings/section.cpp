@@ -2,36 +2,32 @@
 #define TOML_IMPLEMENTATION
 #include "recorder/settings/section.h"
 
-#include "recorder/support/error.h"
 #include "recorder/support/folder.h"
 
 namespace recorder {
 
-namespace {
-
-std::string Where(const std::string& fileName, const toml::source_region& source) {
-    return fileName + ":" + std::to_string(source.begin.line) + ": ";
+void SettingsProblems::Add(const toml::source_region& source, const std::string& text) {
+    const auto line = static_cast<std::size_t>(source.begin.line);
+    list.push_back({line, fileName + ":" + std::to_string(line) + ": " + text});
 }
 
-} // namespace
-
-SettingsDocument::SettingsDocument(std::string_view text, std::string fileName)
-    : m_fileName(std::move(fileName)) {
+SettingsDocument::SettingsDocument(std::string_view text, SettingsProblems& problems)
+    : m_problems(problems) {
     try {
         m_root = std::make_unique<toml::table>(toml::parse(text));
     } catch (const toml::parse_error& error) {
-        throw Error(Where(m_fileName, error.source()) + std::string(error.description()));
+        m_problems.Add(error.source(), std::string(error.description()));
     }
 }
 
 SettingsDocument::~SettingsDocument() = default;
 
 Section SettingsDocument::Root() const {
-    return {m_root.get(), "", m_fileName};
+    return {m_root.get(), "", m_problems};
 }
 
-Section::Section(const toml::table* table, std::string name, const std::string& fileName)
-    : m_table(table), m_name(std::move(name)), m_fileName(fileName) {}
+Section::Section(const toml::table* table, std::string name, SettingsProblems& problems)
+    : m_table(table), m_name(std::move(name)), m_problems(&problems) {}
 
 bool Section::Has(std::string_view key) {
     return Find(key) != nullptr;
@@ -47,10 +43,12 @@ int64_t Section::RequiredInteger(std::string_view key, int64_t min, int64_t max)
     const toml::node* const node = Find(key);
     if (node == nullptr) {
         Refuse(*m_table, key, expected + ", but it is missing");
+        return min;
     }
     const std::optional<int64_t> value = node->value_exact<int64_t>();
     if (!value || *value < min || *value > max) {
         Refuse(*node, key, expected);
+        return min;
     }
     return *value;
 }
@@ -68,7 +66,7 @@ bool Section::Flag(std::string_view key, bool byDefault) {
     if (!value) {
         Refuse(*node, key, "true or false");
     }
-    return *value;
+    return value.value_or(byDefault);
 }
 
 std::optional<std::string> Section::Text(std::string_view key, const std::string& expected,
@@ -80,6 +78,7 @@ std::optional<std::string> Section::Text(std::string_view key, const std::string
     std::optional<std::string> text = node->value_exact<std::string>();
     if (!text || text->empty() || text->find('\0') != std::string::npos || !fits(*text)) {
         Refuse(*node, key, expected);
+        return std::nullopt;
     }
     return text;
 }
@@ -112,7 +111,7 @@ Section Section::Subsection(std::string_view key) {
     if (node != nullptr && !node->is_table()) {
         Refuse(*node, key, "a section");
     }
-    return {node == nullptr ? nullptr : node->as_table(), FullName(key), m_fileName};
+    return {node == nullptr ? nullptr : node->as_table(), FullName(key), *m_problems};
 }
 
 std::vector<Section> Section::Sections(std::string_view key) {
@@ -123,12 +122,14 @@ std::vector<Section> Section::Sections(std::string_view key) {
     std::vector<Section> sections;
     if (!node->is_array()) {
         Refuse(*node, key, "an array of sections");
+        return {};
     }
     for (const toml::node& element : *node->as_array()) {
         if (!element.is_table()) {
             Refuse(element, key, "an array of sections");
+            continue;
         }
-        sections.emplace_back(element.as_table(), FullName(key), m_fileName);
+        sections.emplace_back(element.as_table(), FullName(key), *m_problems);
     }
     return sections;
 }
@@ -143,8 +144,8 @@ void Section::RefuseOtherKeys() const {
             for (const std::string& name : m_known) {
                 known += (known.empty() ? "" : ", ") + name;
             }
-            throw Error(Where(m_fileName, key.source()) + "unknown key " + FullName(key.str()) +
-                        "; expected one of " + known);
+            m_problems->Add(key.source(),
+                            "unknown key " + FullName(key.str()) + "; expected one of " + known);
         }
     }
 }
@@ -160,7 +161,7 @@ std::string Section::FullName(std::string_view key) const {
 
 void Section::Refuse(const toml::node& node, std::string_view key,
                      const std::string& expected) const {
-    throw Error(Where(m_fileName, node.source()) + FullName(key) + ": expected " + expected);
+    m_problems->Add(node.source(), FullName(key) + ": expected " + expected);
 }
 
 } // namespace recorder

@@ -1,5 +1,5 @@
-// A section of the settings file, whose keys are read one by one. Each value has the expected type
-// and range; otherwise an Error names the place in the file.
+// A section of the settings file, whose keys are read one by one. For a value without the expected
+// type and range, the problem is noted with its place in the file, and the default is returned.
 
 #pragma once
 
@@ -18,11 +18,25 @@ namespace recorder {
 
 class Section;
 
+// The problems found in a settings file, in the order in which its keys are read.
+struct SettingsProblems {
+    struct Problem {
+        std::size_t line = 0;
+        std::string text; // "FILE:LINE: KEY: expected ..."
+    };
+
+    std::string fileName;
+    std::vector<Problem> list;
+
+    void Add(const toml::source_region& source, const std::string& text);
+};
+
 // The parsed text of a settings file. Its sections must not outlive it.
 class SettingsDocument {
 public:
-    // Throws Error when the text is not TOML.
-    SettingsDocument(std::string_view text, std::string fileName);
+    // A text that is not TOML is a problem; it has no sections then. `problems` must outlive this
+    // object.
+    SettingsDocument(std::string_view text, SettingsProblems& problems);
     ~SettingsDocument();
     SettingsDocument(const SettingsDocument&) = delete;
     SettingsDocument& operator=(const SettingsDocument&) = delete;
@@ -32,14 +46,14 @@ public:
     [[nodiscard]] Section Root() const;
 
 private:
-    std::string m_fileName;
-    std::unique_ptr<toml::table> m_root;
+    SettingsProblems& m_problems;
+    std::unique_ptr<toml::table> m_root; // null if the text is not TOML
 };
 
 class Section {
 public:
     // `table` is null if the file lacks the section; every key then has its default.
-    Section(const toml::table* table, std::string name, const std::string& fileName);
+    Section(const toml::table* table, std::string name, SettingsProblems& problems);
 
     [[nodiscard]] bool Has(std::string_view key);
 
@@ -51,8 +65,8 @@ public:
 
     [[nodiscard]] bool Flag(std::string_view key, bool byDefault);
 
-    // A text that is not empty, contains no NUL and `fits`. Throws Error with `expected` otherwise.
-    // Nothing if the key is missing.
+    // A text that is not empty, contains no NUL and `fits`; otherwise a problem with `expected`.
+    // Nothing if the key is missing, or the value is a problem.
     [[nodiscard]] std::optional<std::string> Text(std::string_view key, const std::string& expected,
                                                   bool (*fits)(const std::string&));
 
@@ -67,18 +81,17 @@ public:
     // The sections of an array; empty if the key is missing.
     [[nodiscard]] std::vector<Section> Sections(std::string_view key);
 
-    // Throws Error if the section has a key that was not read.
+    // Each key of the section that was not read is a problem.
     void RefuseOtherKeys() const;
 
 private:
     [[nodiscard]] const toml::node* Find(std::string_view key);
     [[nodiscard]] std::string FullName(std::string_view key) const;
-    [[noreturn]] void Refuse(const toml::node& node, std::string_view key,
-                             const std::string& expected) const;
+    void Refuse(const toml::node& node, std::string_view key, const std::string& expected) const;
 
     const toml::table* m_table;
     std::string m_name; // empty for the root
-    std::string m_fileName;
+    SettingsProblems* m_problems;
     std::set<std::string, std::less<>> m_known;
 };
 

@@ -54,12 +54,11 @@ bool IsSchemaName(const std::string& name) {
 
 // Keys that apply only to PostgreSQL are unknown keys on SQLite.
 std::optional<PostgresSettings> ReadPostgres(Section& section) {
-    const std::optional<std::string> dsn = section.Text("dsn", kExpectedDsn, IsSoundDsn);
-    if (!dsn) {
+    if (!section.Has("dsn")) {
         return std::nullopt;
     }
     PostgresSettings postgres;
-    postgres.dsn = *dsn;
+    postgres.dsn = section.Text("dsn", kExpectedDsn, IsSoundDsn).value_or("");
     postgres.schema =
         section
             .Text("schema", "a lower-case letter, then such letters, digits and \"_\"; not pg_",
@@ -106,13 +105,12 @@ bool IsTopicPrefix(const std::string& prefix) {
 
 // Keys that apply only together with another key are unknown keys without it.
 std::optional<BrokerSettings> ReadBroker(Section& section) {
-    const std::optional<std::string> host =
-        section.Text("host", "the name or address of a host, and nothing else", IsHost);
-    if (!host) {
+    if (!section.Has("host")) {
         return std::nullopt;
     }
     BrokerSettings broker;
-    broker.host = *host;
+    broker.host = section.Text("host", "the name or address of a host, and nothing else", IsHost)
+                      .value_or("");
     broker.tls = section.Flag("tls", broker.tls);
     broker.port = static_cast<int>(
         section.Integer("port", broker.tls ? kMqttTlsPort : kMqttPort, 1, kMaxPort));
@@ -120,7 +118,7 @@ std::optional<BrokerSettings> ReadBroker(Section& section) {
         broker.caFile = section.AbsolutePath("ca_file");
     }
     broker.user = section.Text("user", "a text of one line", IsPlainText);
-    if (broker.user) {
+    if (section.Has("user")) {
         broker.passwordFile = section.AbsolutePath("password_file");
     }
     broker.clientId = section.Text("client_id", "a text of one line", IsPlainText);
@@ -218,8 +216,11 @@ const std::variant<Settings, SettingsError>& LoadedSettings() {
 
 } // namespace
 
-Settings ParseSettings(std::string_view text, const std::string& fileName) {
-    const SettingsDocument document(text, fileName);
+namespace {
+
+// Reads all settings, so that all problems are noted.
+Settings ReadSettings(std::string_view text, SettingsProblems& problems) {
+    const SettingsDocument document(text, problems);
     Section root = document.Root();
     Settings settings;
     settings.log = ReadLog(root.Subsection("log"));
@@ -233,6 +234,40 @@ Settings ParseSettings(std::string_view text, const std::string& fileName) {
     }
     root.RefuseOtherKeys();
     return settings;
+}
+
+} // namespace
+
+Settings ParseSettings(std::string_view text, const std::string& fileName) {
+    SettingsProblems problems{.fileName = fileName, .list = {}};
+    Settings settings = ReadSettings(text, problems);
+    if (!problems.list.empty()) {
+        throw Error(problems.list.front().text);
+    }
+    return settings;
+}
+
+std::vector<std::string> ProblemsInSettings(std::string_view text, const std::string& fileName) {
+    SettingsProblems problems{.fileName = fileName, .list = {}};
+    (void)ReadSettings(text, problems);
+    std::stable_sort(problems.list.begin(), problems.list.end(),
+                     [](const auto& a, const auto& b) { return a.line < b.line; });
+    std::vector<std::string> texts;
+    texts.reserve(problems.list.size());
+    for (SettingsProblems::Problem& problem : problems.list) {
+        texts.push_back(std::move(problem.text));
+    }
+    return texts;
+}
+
+std::vector<std::string> ProblemsInSettingsFile() {
+    try {
+        const UniqueFd file = OpenTrustedFileIfThere(kSettingsFile);
+        return file.IsOpen() ? ProblemsInSettings(ReadSettingsText(file), kSettingsFile)
+                             : std::vector<std::string>();
+    } catch (const Error& error) {
+        return {error.what()};
+    }
 }
 
 const Settings& GetSettings() {

@@ -87,6 +87,15 @@ struct Settings {
 // misspelt key would otherwise be ignored silently.
 [[nodiscard]] Settings ParseSettings(std::string_view text, const std::string& fileName);
 
+// Like ParseSettings, but returns all problems, in the order of their lines. After text that is not
+// TOML no further problem can be found.
+[[nodiscard]] std::vector<std::string> ProblemsInSettings(std::string_view text,
+                                                          const std::string& fileName);
+
+// The problems of the settings file, also that it can't be read or is not trusted. Empty if it does
+// not exist.
+[[nodiscard]] std::vector<std::string> ProblemsInSettingsFile();
+
 // The settings in force, read once in each process. The defaults apply if no entry has the file's
 // name; a dangling link is an entry. Throws SettingsError, on every call, if the file can't be
 // read, is not a regular file, is larger than 1 MiB, is invalid, or could have been written by

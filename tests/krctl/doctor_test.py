@@ -619,6 +619,51 @@ class Volumes(DoctorTest):
                          "then krctl camera bind --id 7")
 
 
+class SettingsAlone(DoctorTest):
+    def settings_check(self, status=0):
+        document = self.krctl("doctor", "--settings", "--json", status=status).json()
+        self.assert_matches_schema(document, "doctor")
+        self.assertEqual({check["check"] for check in document["checks"]}, {"settings"})
+        return [(check["state"], check["message"]) for check in document["checks"]]
+
+    def test_need_no_databases(self):
+        shutil.rmtree(self.recorder.path("var/db"))
+
+        self.assertEqual(self.settings_check(), [("ok", f"{PACKAGE_ROOT}/etc/kestora.toml is valid")])
+        self.assertEqual(os.path.exists(self.recorder.path("var/db")), False)
+
+    def test_have_all_their_problems_listed_with_file_and_line(self):
+        self.recorder.settings("[log]\nold_files = 1000\nsize = 3\n[ledger]\nkeep_days = 0")
+        file = f"{PACKAGE_ROOT}/etc/kestora.toml"
+        problems = [("problem", f"{file}:2: log.old_files: expected an integer from 0 to 100"),
+                    ("problem", f"{file}:3: unknown key log.size; expected one of max_size_mib, old_files"),
+                    ("problem", f"{file}:5: ledger.keep_days: expected an integer from 1 to 36500")]
+
+        self.assertEqual(self.settings_check(status=1), problems)
+        self.assertEqual([check[:2] for check in self.diagnosis(status=1)["settings"]], problems)
+
+    def test_that_others_may_write_are_a_problem(self):
+        os.chmod(self.recorder.path("etc/kestora.toml"), 0o666)
+
+        (state, message), = self.settings_check(status=1)
+
+        self.assertEqual(state, "problem")
+        self.assertIn("may be written by its group or by others", message)
+
+    def test_that_name_files_which_cannot_be_used_are_a_warning(self):
+        secret = self.recorder.file("etc/secret", "hush\n", mode=0o644)
+        self.recorder.settings(f'[notifications]\nhost = "broker.invalid"\ntls = true\nca_file = "/nowhere/ca"\n'
+                               f'user = "u"\npassword_file = "{secret}"\n[snapshot]\nfolder = "/nowhere/snapshots"')
+
+        (valid, *warnings) = self.settings_check()
+
+        self.assertEqual(valid[0], "ok")
+        self.assertEqual([state for state, _ in warnings], ["warning"] * 3)
+        for name, (_, message) in zip((secret, "/nowhere/ca", "/nowhere/snapshots"), warnings):
+            self.assertIn(name, message)
+        self.assertNotIn("hush", str(warnings))
+
+
 class MediaFolders(DoctorTest):
     def test_whose_rows_the_next_run_would_remove_are_a_problem(self):
         self.recorder.row("snapshot", filename="a.jpg")

@@ -21,6 +21,32 @@ std::string Refusal(const std::string& toml) {
     return support::FailureOf([&] { (void)Parse(toml); });
 }
 
+TEST(Settings, HaveAllTheirProblemsReportedInTheOrderOfTheLines) {
+    EXPECT_THAT(recorder::ProblemsInSettings("typo = 1\n"
+                                             "[notifications]\n"
+                                             "host = 'a b'\n"
+                                             "tls = 7\n"
+                                             "user = 'u'\n"
+                                             "timeout_ms = 'soon'\n"
+                                             "[database]\n"
+                                             "dsn = 'mysql://x'\n"
+                                             "schema = 'UPPER'\n"
+                                             "[log]\n"
+                                             "old_files = 1000\n"
+                                             "size = 3\n",
+                                             "f"),
+                ElementsAre(StartsWith("f:1: unknown key typo; expected one of "),
+                            StartsWith("f:3: notifications.host: expected "),
+                            StartsWith("f:4: notifications.tls: expected true or false"),
+                            StartsWith("f:6: notifications.timeout_ms: expected an integer"),
+                            StartsWith("f:8: database.dsn: expected "),
+                            StartsWith("f:9: database.schema: expected "),
+                            StartsWith("f:11: log.old_files: expected an integer"),
+                            StartsWith("f:12: unknown key log.size; expected one of ")));
+    EXPECT_THAT(recorder::ProblemsInSettings("[log\n", "f"), ElementsAre(StartsWith("f:1: ")));
+    EXPECT_THAT(recorder::ProblemsInSettings("", "f"), testing::IsEmpty());
+}
+
 TEST(Settings, HaveDefaults) {
     const recorder::Settings settings = Parse("");
 

@@ -102,8 +102,17 @@ void PrintAsJson(const Checks& checks) {
                          {"checks", list}});
 }
 
-void Diagnose(bool asJson) {
-    const Checks checks = RunAllChecks();
+Checks RunSettingsChecks() {
+    Checks checks = CheckSettings();
+    if (Count(checks, Health::Problem) == 0) {
+        const Checks further = CheckSettingsUse();
+        checks.insert(checks.end(), further.begin(), further.end());
+    }
+    return checks;
+}
+
+void Diagnose(bool ofSettings, bool asJson) {
+    const Checks checks = ofSettings ? RunSettingsChecks() : RunAllChecks();
     if (asJson) {
         PrintAsJson(checks);
     } else {
@@ -120,6 +129,8 @@ void AddDoctorCommand(CLI::App& app) {
     const auto asJson = std::make_shared<bool>(false);
     CLI::App* const doctor =
         app.add_subcommand("doctor", "check this recorder for problems; changes nothing");
+    const auto ofSettings = std::make_shared<bool>(false);
+    doctor->add_flag("--settings", *ofSettings, "check the settings only, without databases");
     doctor->add_flag("--json", *asJson, "print JSON");
-    doctor->callback([asJson] { Diagnose(*asJson); });
+    doctor->callback([ofSettings, asJson] { Diagnose(*ofSettings, *asJson); });
 }

@@ -26,6 +26,7 @@ using Checks = std::vector<Check>;
 // The groups of checks. They throw recorder::Error when the databases or settings that they need
 // can't be used.
 [[nodiscard]] Checks CheckSettings();
+[[nodiscard]] Checks CheckSettingsUse(); // files and folders that valid settings name
 [[nodiscard]] Checks CheckUser();
 [[nodiscard]] Checks CheckLog();
 [[nodiscard]] Checks CheckDatabases();
