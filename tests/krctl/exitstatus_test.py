@@ -22,6 +22,7 @@ COMMANDS = {
     "run": [],
     "check": [],
     "findings": [],
+    "gaps": ["--since", "2014-03-12T02:15:00Z", "--until", "2014-03-12T02:15:01Z"],
     "status": [],
     "runs": [],
     "undo": ["1"],

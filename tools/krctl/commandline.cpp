@@ -32,6 +32,7 @@ void AddCommands(CLI::App& app) {
     AddRunCommand(app);
     AddCheckCommand(app);
     AddFindingsCommand(app);
+    AddGapsCommand(app);
     AddStatusCommand(app);
     AddRunsCommand(app);
     AddUndoCommand(app);

@@ -14,6 +14,7 @@ void AddPlanCommand(CLI::App& app);     // plan
 void AddRunCommand(CLI::App& app);      // run
 void AddCheckCommand(CLI::App& app);    // check
 void AddFindingsCommand(CLI::App& app); // findings
+void AddGapsCommand(CLI::App& app);     // gaps
 void AddStatusCommand(CLI::App& app);   // status
 void AddRunsCommand(CLI::App& app);     // runs
 void AddUndoCommand(CLI::App& app);     // undo
