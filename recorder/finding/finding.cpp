@@ -61,6 +61,12 @@ std::string NamesSql(const std::vector<FindingType>& types) {
     return names.empty() ? "NULL" : names;
 }
 
+// The condition for the findings of runs about what every run tries again.
+std::string IsRetriedSql(const std::string& kind) {
+    return "kind = " + Quote(kind) + " AND what = '" + NameOf(FindingType::Unreadable) +
+           "' AND run <> 0" + (HasCameras(MediaTableOf(kind)) ? " AND has_row = 0" : "");
+}
+
 std::string RecordSql(const Finding& finding, long examination, long now) {
     return Format("INSERT INTO finding (kind, camera_id, path, what, detail, has_row, first_tm, "
                   "last_tm, run, examination) VALUES (%s, %d, %s, '%s', %s, %d, %ld, %ld, %ld, "
@@ -92,6 +98,24 @@ Finding FindingIn(const DBResult_tag& rows, int row) {
             .firstTm = rows.Long(row, "first_tm"),
             .lastTm = rows.Long(row, "last_tm"),
             .run = rows.Long(row, "run")};
+}
+
+// The findings of the selection that fulfil the SQL condition.
+std::vector<Finding> FindingsWhere(const MediaSelection& selection, const std::string& condition) {
+    std::vector<Finding> findings;
+    ForEachTable(selection, [&](const MediaTable& table) {
+        const DBResult_tag rows =
+            Execute(table.instance,
+                    "SELECT kind, camera_id, path, what, detail, has_row, first_tm, last_tm, run "
+                    "FROM finding WHERE " +
+                        SelectedSql(table, selection) + " AND " + condition + " AND " +
+                        IsValidSql(table) + " ORDER BY camera_id, path, what;",
+                    {.readOnly = true});
+        for (int row = 0; row < rows.RowCount(); ++row) {
+            findings.push_back(FindingIn(rows, row));
+        }
+    });
+    return findings;
 }
 
 } // namespace
@@ -148,6 +172,24 @@ void ResolveFindingsOf(const std::string& kind, int camId, const std::string& pa
                    Quote(kind).c_str(), camId, Quote(path).c_str(), NamesSql(types).c_str()));
 }
 
+std::set<int> CamerasWithRetriedFindings(const std::string& kind) {
+    const DBResult_tag rows =
+        Execute(MediaTableOf(kind).instance,
+                "SELECT DISTINCT camera_id FROM finding WHERE " + IsRetriedSql(kind) + ";",
+                {.readOnly = true});
+    std::set<int> cameras;
+    for (int row = 0; row < rows.RowCount(); ++row) {
+        cameras.insert(rows.Int(row, "camera_id"));
+    }
+    return cameras;
+}
+
+void ResolveRetriedFindings(const std::string& kind, int camId, long examination) {
+    Execute(MediaTableOf(kind).instance,
+            "DELETE FROM finding WHERE " + IsRetriedSql(kind) +
+                Format(" AND camera_id = %d AND examination <> %ld;", camId, examination));
+}
+
 void RemoveVoidFindings() {
     for (const MediaTable& table : MediaTables()) {
         Execute(table.instance, "DELETE FROM finding WHERE kind = '" + table.name + "' AND NOT " +
@@ -156,20 +198,11 @@ void RemoveVoidFindings() {
 }
 
 std::vector<Finding> ListFindings(const MediaSelection& selection) {
-    std::vector<Finding> findings;
-    ForEachTable(selection, [&](const MediaTable& table) {
-        const DBResult_tag rows =
-            Execute(table.instance,
-                    "SELECT kind, camera_id, path, what, detail, has_row, first_tm, last_tm, run "
-                    "FROM finding WHERE " +
-                        SelectedSql(table, selection) + " AND " + IsValidSql(table) +
-                        " ORDER BY camera_id, path, what;",
-                    {.readOnly = true});
-        for (int row = 0; row < rows.RowCount(); ++row) {
-            findings.push_back(FindingIn(rows, row));
-        }
-    });
-    return findings;
+    return FindingsWhere(selection, "1 = 1");
+}
+
+std::vector<Finding> FindingsOfRun(long run) {
+    return FindingsWhere({}, "run = " + std::to_string(run));
 }
 
 std::vector<FindingCount> CountFindings(const MediaSelection& selection) {

@@ -6,6 +6,7 @@
 #include "recorder/database/mediaselection.h"
 
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -61,11 +62,21 @@ void ResolveFindings(const std::string& kind, int camId, const std::vector<Findi
 void ResolveFindingsOf(const std::string& kind, int camId, const std::string& path,
                        const std::vector<FindingType>& types);
 
+// Findings of runs about what every run tries again: folders, and the thumbnails of snapshots and
+// e-maps. Recordings that can't be read are not among them, as only one run opens them. The first
+// function returns the cameras that have any, 0 for a kind without cameras; the second one removes
+// those that the examination did not find.
+[[nodiscard]] std::set<int> CamerasWithRetriedFindings(const std::string& kind);
+void ResolveRetriedFindings(const std::string& kind, int camId, long examination);
+
 // Removes the findings whose rows are gone.
 void RemoveVoidFindings();
 
 // The findings of the selection by kind, camera, path and type.
 [[nodiscard]] std::vector<Finding> ListFindings(const MediaSelection& selection);
+
+// The findings that this run was the last to find, in the same order.
+[[nodiscard]] std::vector<Finding> FindingsOfRun(long run);
 
 struct FindingCount {
     std::string kind;

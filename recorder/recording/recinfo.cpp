@@ -2,6 +2,7 @@
 #include "platform/utility.h"
 #include "recorder/container/container.h"
 #include "recorder/logging/logexceptions.h"
+#include "recorder/run/taps.h"
 #include "recorder/support/error.h"
 #include "recorder/support/medianames.h"
 #include "recorder/support/uninterrupted.h"
@@ -81,6 +82,7 @@ int Reidx::GetEvtRecInfo(RecInfo& info, const std::string& fullPath, bool alert)
         try {
             recorder::Fill(info, fullPath);
         } catch (const std::exception& error) {
+            recorder::NoteUnreadable(fullPath, error.what());
             throw recorder::Error("recording " + fullPath + ": " + error.what());
         }
         return 0;

@@ -12,6 +12,7 @@
 #include "recorder/run/runnumber.h"
 #include "recorder/run/runrows.h"
 #include "recorder/run/taps.h"
+#include "recorder/run/unreadablefiles.h"
 #include "recorder/settings/settings.h"
 #include "recorder/support/error.h"
 #include "recorder/support/format.h"
@@ -56,6 +57,8 @@ struct Run {
     double progress = 0.0;
     std::optional<Part> part;        // the current one
     std::vector<RunPart> unrecorded; // ended parts that are not recorded yet
+    std::vector<RunPart> finished;   // all ended parts
+    UnreadableFiles unreadable;
     int endedParts = 0;
     long files = 0;                      // in the ended parts
     long refusals = 0;                   // each of them is logged, but is not one of the failures
@@ -137,6 +140,7 @@ void FinishPart() {
             .count());
     ended.failures = FailuresLogged() - run.part->failuresBefore - ended.refusals;
     run.files += ended.files;
+    run.finished.push_back(ended);
     ++run.endedParts;
     run.part.reset();
 }
@@ -149,9 +153,18 @@ void RecordParts() {
     }
 }
 
+// A failure is logged, and so is one of the run's.
+void RecordUnreadable() {
+    Run& run = ThisRun();
+    if (run.identity.number != 0) {
+        LogExceptions([&] { run.unreadable.Record(run.identity.number); });
+    }
+}
+
 void EndPart() {
     FinishPart();
     LogExceptions(RecordParts);
+    RecordUnreadable();
 }
 
 // Deletes old parts by the age of the ledger in the same database, like removed rows. Runs are not
@@ -243,6 +256,7 @@ DBResult_tag ExecuteInRun(KRDB::DB_INSTANCE instance, const std::string& sql,
     }
     RecordRun(options.waitForLock);
     PrepareToChange(instance);
+    RecordUnreadable();
     return ExecuteFor(ThisRun().identity, instance, sql, options);
 }
 
@@ -291,6 +305,12 @@ void NoteRefusal(const std::string& why) {
     }
 }
 
+void NoteUnreadable(const std::string& path, const std::string& why, bool isFolder) {
+    if (ThisRun().part) {
+        ThisRun().unreadable.Note(ThisRun().part->record, path, why, isFolder);
+    }
+}
+
 void NoteProgress(double progress) {
     ThisRun().progress = progress;
     if (ThisRun().hasParts) {
@@ -325,6 +345,9 @@ void RecordRunEnd() {
     // Expires first, so that a failure of it counts as the run's.
     LogExceptions([] { ForgetExpired(GetSettings().ledger.keepDays); });
     LogExceptions(ForgetAddedRows);
+    RecordRun();
+    RecordUnreadable();
+    LogExceptions([] { ThisRun().unreadable.ResolveRepaired(ThisRun().finished); });
     RecordEnd();
 }
 

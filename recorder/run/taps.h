@@ -11,6 +11,7 @@
 // - ExecuteInRun: KRDB::Execute with any other text, whose changes are the run's
 // - CountFile: readdir64_r (walk.cpp), the only call for each entry of the walk
 // - NoteRefusal: the places where the recorder refuses, which know the reason
+// - NoteUnreadable: the places where a file or folder could not be read
 // - IsFailure: KRPrintf (logging/failures.h), because the tool reports failures only in the log
 //
 // Rows that a run adds and removes need no tap: triggers count each row for its own camera
@@ -55,6 +56,10 @@ void NoteKnownRows(long rows);
 // The recorder refuses a request of the tool that might do harm; `why` is for people. The error
 // logged for the refusal is not counted as a failure.
 void NoteRefusal(const std::string& why);
+
+// A file or folder of the current part could not be read. `path` is absolute, `why` is for people.
+// The failure itself is logged by the caller.
+void NoteUnreadable(const std::string& path, const std::string& why, bool isFolder = false);
 
 // The walk has visited a regular file in the folder with this descriptor.
 void CountFile(int folder);

@@ -29,9 +29,9 @@ void LogUnreadable(DIR* dir, int error) noexcept {
         std::array<char, 4096> path{};
         const std::string link = recorder::Format("/proc/self/fd/%d", dirfd(dir));
         const ssize_t length = readlink(link.c_str(), path.data(), path.size());
-        recorder::LogError("can't read folder " +
-                           std::string(path.data(), length > 0 ? static_cast<size_t>(length) : 0) +
-                           " to its end: " + std::strerror(error));
+        const std::string folder(path.data(), length > 0 ? static_cast<size_t>(length) : 0);
+        recorder::LogError("can't read folder " + folder + " to its end: " + std::strerror(error));
+        recorder::NoteUnreadable(folder, std::strerror(error), true);
     } catch (const std::exception&) {
         // Out of memory: the walk continues nevertheless.
     }

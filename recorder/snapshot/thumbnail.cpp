@@ -3,6 +3,7 @@
 #include "recorder/logging/logexceptions.h"
 #include "recorder/logging/logfile.h"
 #include "recorder/module/module.h"
+#include "recorder/run/taps.h"
 #include "recorder/snapshot/jpeg.h"
 #include "recorder/support/bytesource.h"
 #include "recorder/support/error.h"
@@ -86,6 +87,7 @@ int CreateThumbnail(const std::string& fullPath) {
         try {
             recorder::MakeThumbnail(fullPath);
         } catch (const std::exception& error) {
+            recorder::NoteUnreadable(fullPath, error.what());
             throw recorder::Error("thumbnail of " + fullPath + ": " + error.what());
         }
         return 0;

@@ -82,7 +82,7 @@ class Doctor(DoctorTest):
                   if subject not in ("space", "user", "backup")}
         self.assertEqual(states, {subject: {"ok"} for subject in (
             "settings", "log", "database", "modes", "modules", "camera", "volume", "snapshots",
-            "e-maps", "run", "outbox", "broker")})
+            "e-maps", "run", "findings", "outbox", "broker")})
         self.assertEqual({remedy for found in checks.values() for state, _, remedy in found
                           if state == "ok"}, {None})
 
@@ -712,6 +712,17 @@ class Runs(DoctorTest):
         self.recorder.reindex("-r", "-1")
 
         self.assertRegex(self.only()[1], r"^no run in progress; last run: run 1 of \d{4}-\S+$")
+
+    def test_with_failures_or_refusals_are_a_warning(self):
+        self.recorder.recording(self.recorder.camera(1, "Front"), medium="cut.mp4")
+        self.recorder.reindex("-r", "-1")
+        state, message, remedy = self.only()
+        self.assertEqual((state, remedy),
+                         ("warning", "run krctl status, which names the files and the reasons"))
+        self.assertRegex(message, r"^last run: run 1 of \S+: 1 failure, 0 refusals$")
+        (finding,) = self.diagnosis()["findings"]
+        self.assertEqual(finding, ("warning", "1 known finding on record",
+                                   "run krctl findings, which lists them"))
 
     def test_that_were_killed_are_a_warning(self):
         self.recorder.reindex("-r", "-1")

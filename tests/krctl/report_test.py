@@ -38,20 +38,25 @@ class Run(ReportTest):
                       [row[:7] for row in page.rows()])
         self.assertEqual(page.texts("h2"), ["By kind and camera", "Recordings by day"])
 
-    def test_says_only_that_a_run_had_nothing_to_add_or_remove(self):
+    def test_names_known_findings_beside_the_claim(self):
         self.recorder.recording(self.recorder.camera(1, "Front"), medium="cut.mp4")
         self.recorder.reindex("-r", "-1")
         self.recorder.reindex("-r", "-1")
         page = self.report()
-        self.assertEqual(page.texts("h1"), ["Nothing to add or remove"])
-        self.assertNotIn("in line", page.text().lower())
+        self.assertEqual(page.texts("h1"), ["In line, 1 known finding"])
+
+    def test_names_what_could_not_be_read(self):
+        name = self.recorder.recording(self.recorder.camera(1, "Front"), medium="cut.mp4")
+        self.recorder.reindex("-r", "-1")
+        self.assertIn(f"recordings of camera 1 Front: {HALF_DAY}/{os.path.basename(name)}: "
+                      "unreadable", self.report().text())
 
     def test_counts_failures_and_names_their_parts(self):
         storage = self.recorder.camera(1, "Front")
         self.recorder.file(f"{storage}/{HALF_DAY}/rec-20140312-101500-{START_TM}.mp4", "no mp4")
         self.recorder.reindex("-r", "-1")
         page = self.report()
-        self.assertRegex(page.texts("h1")[0], r"^\d+ failures?$")
+        self.assertRegex(page.texts("h1")[0], r"^\d+ failures?, \d+ known findings?$")
         self.assertIn("Failed", page.texts("h2"))
         self.assertRegex(page.text(), r"recordings of camera 1 Front: \d+ failure")
 

@@ -3,13 +3,14 @@
 import json
 import os
 import re
+import shutil
 import signal
 import subprocess
 import time
 
 from support import process
 from support.case import KrctlTest
-from support.recorder import START_TM
+from support.recorder import HALF_DAY, START_TM
 from support.terminal import Terminal
 
 ANOTHER_CAMERA = 2
@@ -76,20 +77,69 @@ class Outcome(RunTest):
     def test_a_failure_is_status_1_and_counted_once(self):
         self.recorder.recording(self.storage, medium="cut.mp4")
         outcome = self.krctl("run", "-r", "1", status=1)
-        self.assertIn("run 1: 1 failure; see the log", outcome.out)
+        self.assertIn("run 1: 1 failure, 1 known finding; see the log", outcome.out)
 
-    def test_after_a_recording_that_could_not_be_read_nothing_is_called_in_line(self):
+    def test_a_recording_that_could_not_be_read_stays_a_known_finding(self):
         """It has a row, so that no later run reads it again."""
-        self.recorder.recording(self.storage, medium="cut.mp4")
+        names = [self.recorder.recording(self.storage, START_TM + number, medium="cut.mp4")
+                 for number in range(3)]
+        outcome = self.krctl("run", status=1)
+        for name in names:
+            self.assertIn(f"FAILED: recordings of camera 1 Front: {HALF_DAY}/"
+                          f"{os.path.basename(name)}: unreadable: can't read the container",
+                          outcome.out)
+        self.assertIn("run 1: 3 failures, 3 known findings", outcome.out)
+        self.assertIn("run 2: in line, 3 known findings\n", self.krctl("run").out)
+        self.assertIn("in line, 3 known findings\n", self.krctl("status").out)
+        for command in ("runs", "plan"):
+            self.assertNotIn("in line", self.krctl(command).out.lower())
+        document = self.krctl("run", "--json").json()
+        self.assertEqual((document["outcome"], document["known_findings"]), ("complete", 3))
+        self.assertIn('kestora_reindex_findings{kind="recordings",finding="unreadable"} 3',
+                      self.krctl("metrics").out)
+
+    def test_the_first_ten_failures_are_named(self):
+        for number in range(12):
+            self.recorder.recording(self.storage, START_TM + number, medium="cut.mp4")
+        outcome = self.krctl("run", status=1)
+        self.assertEqual(outcome.out.count("FAILED: "), 10)
+        self.assertIn('and 2 more; "krctl findings" lists them\n', outcome.out)
+        findings = self.krctl("findings", "--json", status=2).json()["findings"]
+        self.assertEqual([finding["run"] for finding in findings], [1] * 12)
+
+    def test_json_names_every_failure(self):
+        name = self.recorder.recording(self.storage, medium="cut.mp4")
+        document = self.krctl("run", "--json", status=1).json()
+        self.assert_matches_schema(document, "run")
+        finding, = document["unreadable"]
+        self.assertEqual(finding["path"], f"{HALF_DAY}/{os.path.basename(name)}")
+
+    def test_a_finding_goes_with_the_file_and_its_row(self):
+        name = self.recorder.recording(self.storage, medium="cut.mp4")
         self.krctl("run", status=1)
-        for command, said in (("run", "nothing to add or remove"), ("runs", "no changes"),
-                              ("status", "nothing to add or remove"),
-                              ("plan", "Nothing to add or remove")):
-            out = self.krctl(command).out
-            self.assertIn(said, out)
-            self.assertNotIn("in line", out.lower())
-        self.assertEqual(self.krctl("run", "--json").json()["outcome"], "complete")
-        self.assertIn("0 does not mean that every recording can be", self.krctl("metrics").out)
+        os.remove(self.recorder.path(name))
+        self.assertIn("run 2: complete\n", self.krctl("run").out)
+        self.krctl("findings")
+
+    def test_a_finding_goes_when_a_check_can_read_the_file(self):
+        name = self.recorder.recording(self.storage, medium="cut.mp4")
+        self.krctl("run", status=1)
+        shutil.copyfile(os.path.join(self.recorder.media_dir, "h264.mp4"),
+                        self.recorder.path(name))
+        self.krctl("check", "--containers", status=2)  # the row has the old length
+        findings = self.krctl("findings", "--json", status=2).json()["findings"]
+        self.assertNotIn("unreadable", [finding["finding"] for finding in findings])
+
+    def test_a_thumbnail_that_can_t_be_made_is_a_finding_until_it_can(self):
+        name = self.recorder.snapshot()
+        with open(self.recorder.path(name), "wb") as file:
+            file.write(b"no picture")
+        outcome = self.krctl("run", status=1)
+        self.assertIn(f"FAILED: snapshots: {os.path.basename(name)}: unreadable", outcome.out)
+        shutil.copyfile(os.path.join(self.recorder.media_dir, "picture.jpg"),
+                        self.recorder.path(name))
+        self.assertNotIn("known finding", self.krctl("run").out)
+        self.krctl("findings")
 
     def test_a_folder_that_can_t_be_read_to_its_end_is_a_failure(self):
         folder = os.path.dirname(self.recorder.recording(self.storage))

@@ -2,12 +2,12 @@
 
 #include "recorder/check/check.h"
 #include "tools/common/exitstatus.h"
+#include "tools/common/findingview.h"
 #include "tools/common/joboptions.h"
 #include "tools/common/json.h"
 #include "tools/common/table.h"
 #include "tools/common/terminal.h"
 #include "tools/common/texts.h"
-#include "tools/krctl/check/findingview.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -30,6 +30,7 @@ constexpr std::array kGroups{
     CheckGroup{"media", CheckMediaFolders, true},
     CheckGroup{"run", CheckRun, true},
     CheckGroup{"backup", CheckBackups, true},
+    CheckGroup{"findings", CheckFindings, true},
     CheckGroup{"outbox", CheckOutbox, true},
     CheckGroup{"broker", CheckBroker, true},
 };

@@ -2,11 +2,11 @@
 
 #include "recorder/finding/finding.h"
 #include "tools/common/exitstatus.h"
+#include "tools/common/findingview.h"
 #include "tools/common/joboptions.h"
 #include "tools/common/json.h"
 #include "tools/common/table.h"
 #include "tools/common/texts.h"
-#include "tools/krctl/check/findingview.h"
 
 #include <cstdio>
 #include <memory>

@@ -1,5 +1,6 @@
 #include "tools/krctl/commands.h"
 
+#include "recorder/finding/finding.h"
 #include "recorder/run/live.h"
 #include "recorder/run/runlist.h"
 #include "recorder/support/format.h"
@@ -123,8 +124,23 @@ std::string RunningText(Answer inProgress) {
                        inProgress == Answer::Yes ? 1.0 : 0.0);
 }
 
+// Kinds and types without findings have no sample.
+std::string FindingsText() {
+    std::map<std::string, long> counts;
+    for (const recorder::FindingCount& found : recorder::CountFindings({})) {
+        counts["kind=\"" + KindKey(found.kind) + "\",finding=\"" + NameOf(found.type) + "\""] +=
+            found.count;
+    }
+    std::string text =
+        Help("findings", "Findings on record: what checks and runs found wrong with files.");
+    for (const auto& [labels, count] : counts) {
+        text += Sample("findings", labels, static_cast<double>(count));
+    }
+    return text;
+}
+
 std::string MetricsText() {
-    std::string text = RunningText(recorder::FindRunInProgress().answer);
+    std::string text = RunningText(recorder::FindRunInProgress().answer) + FindingsText();
     if (const std::optional<recorder::RunRecord> run = recorder::NewestEndedRun()) {
         text += RunText(*run) + PartsText(PartsOf(ViewOf(*run)));
     }

@@ -159,6 +159,9 @@ void NoteRefusal(const std::string& why) {
     plan::NoteRefused(why);
 }
 
+// krplan reports failures by their messages.
+void NoteUnreadable(const std::string& /*path*/, const std::string& /*why*/, bool /*isFolder*/) {}
+
 void CountFile(int folder) {
     Notebook::OfThisProcess().CountFile(folder);
 }

@@ -38,6 +38,7 @@ using Checks = std::vector<Check>;
 [[nodiscard]] Checks CheckMediaFolders();
 [[nodiscard]] Checks CheckRun();
 [[nodiscard]] Checks CheckBackups();
+[[nodiscard]] Checks CheckFindings();
 [[nodiscard]] Checks CheckOutbox();
 [[nodiscard]] Checks CheckBroker();
 

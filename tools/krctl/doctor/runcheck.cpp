@@ -1,3 +1,4 @@
+#include "recorder/finding/finding.h"
 #include "recorder/run/live.h"
 #include "recorder/run/runlist.h"
 #include "tools/common/texts.h"
@@ -9,6 +10,7 @@
 namespace {
 
 constexpr const char* kSubject = "run";
+constexpr const char* kFindings = "findings";
 
 // A run is registered a moment before it has a number.
 Check CheckLiveRun(const recorder::LiveRun& live) {
@@ -31,10 +33,28 @@ Check CheckLastRun() {
                            "could not be recorded",
                        "run krctl run, which completes its work");
     }
+    if (last->failures + last->refusals > 0) {
+        return Warning(kSubject,
+                       "last run: " + name + ": " + Counted(last->failures, "failure") + ", " +
+                           Counted(last->refusals, "refusal"),
+                       "run krctl status, which names the files and the reasons");
+    }
     return Ok(kSubject, "no run in progress; last run: " + name);
 }
 
 } // namespace
+
+Checks CheckFindings() {
+    long count = 0;
+    for (const recorder::FindingCount& found : recorder::CountFindings({})) {
+        count += found.count;
+    }
+    if (count == 0) {
+        return {Ok(kFindings, "no findings on record")};
+    }
+    return {Warning(kFindings, Counted(count, "known finding") + " on record",
+                    "run krctl findings, which lists them")};
+}
 
 Checks CheckRun() {
     const recorder::RunInProgress found = recorder::FindRunInProgress();

@@ -5,6 +5,7 @@
 #include "recorder/recording/daycount.h"
 #include "recorder/run/live.h"
 #include "recorder/support/paths.h"
+#include "tools/common/findingview.h"
 #include "tools/common/texts.h"
 #include "tools/krctl/report/dates.h"
 #include "tools/krctl/run/runview.h"
@@ -17,6 +18,7 @@ namespace {
 using Answer = recorder::RunInProgress::Answer;
 
 constexpr double kMsPerSecond = 1000.0;
+constexpr std::size_t kUnreadableShown = 10;
 constexpr double kShortS = 10.0;
 
 // For a short run the parts' durations in milliseconds are more exact than the start and end times.
@@ -54,10 +56,10 @@ void AddUnended(const recorder::RunRecord& record, Report& report) {
 
 void AddOutcome(const RunView& run, Report& report) {
     const recorder::RunRecord& record = run.record;
-    report.title = Capitalised(OutcomeText(record));
+    report.title = Capitalised(OutcomeText(run));
     switch (OutcomeOf(record)) {
     case RunOutcome::Complete:
-        report.tone = Tone::Good;
+        report.tone = run.knownFindings == 0 ? Tone::Good : Tone::Change;
         report.sentence = "The run finished without failures and refusals. Files that already had "
                           "rows were compared by name only.";
         break;
@@ -86,6 +88,14 @@ void AddNotices(const RunView& run, const CameraNames& names, Report& report) {
             failures.push_back(PartText(part.kind, part.camId == 0 ? "" : CameraOf(names, part)) +
                                ": " + Grouped(part.failures, "failure"));
         }
+    }
+    for (std::size_t i = 0; i < std::min(run.unreadable.size(), kUnreadableShown); ++i) {
+        failures.push_back(FindingText(run.unreadable[i], names));
+    }
+    if (run.unreadable.size() > kUnreadableShown) {
+        failures.push_back("and " +
+                           Grouped(static_cast<long>(run.unreadable.size() - kUnreadableShown)) +
+                           " more; \"krctl findings\" lists them");
     }
     if (!failures.empty() || run.record.failures > 0) {
         report.notices.push_back(

@@ -2,6 +2,7 @@
 
 #include "recorder/support/paths.h"
 #include "tools/common/exitstatus.h"
+#include "tools/common/findingview.h"
 #include "tools/common/table.h"
 #include "tools/common/terminal.h"
 #include "tools/common/texts.h"
@@ -11,6 +12,7 @@
 
 namespace {
 
+constexpr std::size_t kUnreadableShown = 10;
 constexpr double kMsPerSecond = 1000.0;
 
 std::vector<std::string> Cells(const std::string& kind, const std::string& camera,
@@ -49,25 +51,40 @@ void PrintRefusals(const RunView& run, const CameraNames& names) {
     }
 }
 
+void PrintUnreadable(const RunView& run, const CameraNames& names) {
+    const auto shown = static_cast<long>(std::min(run.unreadable.size(), kUnreadableShown));
+    for (long i = 0; i < shown; ++i) {
+        const std::string text =
+            "FAILED: " + FindingText(run.unreadable[static_cast<std::size_t>(i)], names);
+        std::printf("%s\n", Coloured(Colour::Red, Printable(text)).c_str());
+    }
+    if (const long more = static_cast<long>(run.unreadable.size()) - shown; more > 0) {
+        std::printf("and %ld more; \"krctl findings\" lists them\n", more);
+    }
+}
+
 std::string LogHint(const recorder::RunRecord& record) {
     return record.unlogged == 0
                ? "see the log"
                : "the log could not be written, " + Counted(record.unlogged, "line") + " missing";
 }
 
-void PrintOutcome(const recorder::RunRecord& record) {
+void PrintOutcome(const RunView& view) {
+    const recorder::RunRecord& record = view.record;
+    const std::string text = OutcomeText(view);
     const std::string run = "run " + std::to_string(record.id) + ": ";
     switch (OutcomeOf(record)) {
     case RunOutcome::Complete:
-        std::printf("%s%s\n", run.c_str(), Coloured(Colour::Green, OutcomeText(record)).c_str());
+        std::printf(
+            "%s%s\n", run.c_str(),
+            Coloured(view.knownFindings == 0 ? Colour::Green : Colour::Yellow, text).c_str());
         break;
     case RunOutcome::Failures:
-        std::printf("%s%s; %s: %s\n", run.c_str(),
-                    Coloured(Colour::Red, OutcomeText(record)).c_str(), LogHint(record).c_str(),
-                    recorder::kLogFile);
+        std::printf("%s%s; %s: %s\n", run.c_str(), Coloured(Colour::Red, text).c_str(),
+                    LogHint(record).c_str(), recorder::kLogFile);
         break;
     case RunOutcome::Unfinished:
-        std::printf("%s%s\n", run.c_str(), Coloured(Colour::Yellow, OutcomeText(record)).c_str());
+        std::printf("%s%s\n", run.c_str(), Coloured(Colour::Yellow, text).c_str());
         break;
     }
 }
@@ -130,7 +147,14 @@ void AddUp(recorder::RunPart& sum, const recorder::RunPart& part) {
 }
 
 RunView ViewOf(const recorder::RunRecord& record) {
-    return {record, recorder::PartsOfRun(record.id)};
+    RunView view{record, recorder::PartsOfRun(record.id), {}, 0};
+    for (const recorder::FindingCount& found : recorder::CountFindings({})) {
+        view.knownFindings += found.count;
+    }
+    if (view.knownFindings > 0) {
+        view.unreadable = recorder::FindingsOfRun(record.id);
+    }
+    return view;
 }
 
 RunOutcome OutcomeOf(const recorder::RunRecord& record) {
@@ -156,6 +180,15 @@ std::string OutcomeText(const recorder::RunRecord& record) {
         text += (text.empty() ? "" : ", ") + Counted(record.refusals, "refusal");
     }
     return text;
+}
+
+std::string OutcomeText(const RunView& run) {
+    const std::string text = OutcomeText(run.record);
+    if (run.knownFindings == 0) {
+        return text;
+    }
+    const bool isInLine = OutcomeOf(run.record) == RunOutcome::Complete && !HasChanges(run.record);
+    return (isInLine ? "in line" : text) + ", " + Counted(run.knownFindings, "known finding");
 }
 
 int ExitStatusOf(const recorder::RunRecord& record) {
@@ -198,7 +231,8 @@ void PrintRun(const RunView& run) {
     const CameraNames names = ReadCameraNames();
     PrintTable(TableOf(run, names));
     PrintRefusals(run, names);
-    PrintOutcome(run.record);
+    PrintUnreadable(run, names);
+    PrintOutcome(run);
 }
 
 Json JsonOf(const RunView& run) {
@@ -213,6 +247,11 @@ Json JsonOf(const RunView& run) {
     json["total"]["failures"] = run.record.failures;
     json["total"]["refusals"] = run.record.refusals;
     json["unlogged"] = run.record.unlogged;
+    json["known_findings"] = run.knownFindings;
+    json["unreadable"] = Json::array();
+    for (const recorder::Finding& finding : run.unreadable) {
+        json["unreadable"].push_back(JsonOf(finding));
+    }
     json["parts"] = Json::array();
     for (const recorder::RunPart& part : run.parts) {
         json["parts"].push_back(JsonOfPart(part, names));

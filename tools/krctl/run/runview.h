@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include "recorder/finding/finding.h"
 #include "recorder/run/runlist.h"
 #include "tools/common/json.h"
 #include "tools/common/texts.h"
@@ -12,9 +13,12 @@
 struct RunView {
     recorder::RunRecord record;
     std::vector<recorder::RunPart> parts;
+    std::vector<recorder::Finding>
+        unreadable;         // what the run could not read, unless put right since
+    long knownFindings = 0; // on record now, of all runs and checks
 };
 
-// Reads the parts of the run. Throws Error if the database can't be read.
+// Reads the parts of the run and the findings. Throws Error if the database can't be read.
 [[nodiscard]] RunView ViewOf(const recorder::RunRecord& record);
 
 // Adds the counts of a part to a sum.
@@ -31,6 +35,9 @@ enum class RunOutcome {
 // refusal"; "unfinished". The text claims no more, because a run compares only the names of files
 // that have rows, and doesn't read recordings again that an earlier run could not read.
 [[nodiscard]] std::string OutcomeText(const recorder::RunRecord& record);
+// With the findings that are on record now: "in line, 3 known findings", "2 failures, 3 known
+// findings".
+[[nodiscard]] std::string OutcomeText(const RunView& run);
 
 // The exit status for the run: a refusal outranks failures, and a run without an end failed.
 [[nodiscard]] int ExitStatusOf(const recorder::RunRecord& record);

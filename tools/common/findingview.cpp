@@ -1,4 +1,4 @@
-#include "tools/krctl/check/findingview.h"
+#include "tools/common/findingview.h"
 
 std::string FindingText(const recorder::Finding& finding, const CameraNames& names) {
     const std::string camera = finding.camId == 0 ? "" : CameraText(names, finding.camId);

@@ -1,0 +1,33 @@
+// What a run could not read, as findings. A recording that can't be read gets a row all the same,
+// and no later run opens it again: only the finding keeps the damage visible.
+
+#pragma once
+
+#include "recorder/finding/finding.h"
+#include "recorder/run/runlist.h"
+
+#include <string>
+#include <vector>
+
+namespace recorder {
+
+class UnreadableFiles {
+public:
+    // Notes a file or folder of a part of the run. `path` is absolute.
+    void Note(const RunPart& part, const std::string& path, const std::string& why, bool isFolder);
+
+    // Puts what was noted on record as found by run `run`. To be called before the rows of the
+    // files are added, so that a killed run leaves no such row without its finding. Throws Error;
+    // what was noted is dropped then.
+    void Record(long run);
+
+    // Resolves the findings about what every run tries again, folders and thumbnails, of the
+    // finished parts without failures. Throws Error.
+    void ResolveRepaired(const std::vector<RunPart>& finished) const;
+
+private:
+    std::vector<Finding> m_noted;
+    long m_examination = 0; // 0: nothing was recorded yet
+};
+
+} // namespace recorder
