@@ -148,6 +148,6 @@ def rows_of(cameras, per_camera, size=1):
 def fill_with_snapshots(folder, media, count):
     """Many names for a few real pictures."""
     pictures = media.pictures()
-    folder.mkdir()
+    folder.mkdir(exist_ok=True)
     for number in range(count):
         os.link(pictures[number % len(pictures)], folder / snapshot_name(number))

@@ -9,7 +9,9 @@
 #include <algorithm>
 #include <array>
 #include <ctime>
+#include <functional>
 #include <map>
+#include <span>
 
 namespace recorder {
 
@@ -147,12 +149,15 @@ long NewExamination() {
 
 void RecordFindings(const std::vector<Finding>& findings, long examination) {
     const long now = std::time(nullptr);
-    std::map<KRDB::DB_INSTANCE, std::string> statements;
-    for (const Finding& finding : findings) {
-        statements[MediaTableOf(finding.kind).instance] += RecordSql(finding, examination, now);
-    }
-    for (const auto& [instance, sql] : statements) {
-        Execute(instance, sql);
+    for (std::size_t first = 0; first < findings.size(); first += kRowsPerTransaction) {
+        std::map<KRDB::DB_INSTANCE, std::string> statements;
+        for (const Finding& finding : std::span(findings).subspan(
+                 first, std::min<std::size_t>(kRowsPerTransaction, findings.size() - first))) {
+            statements[MediaTableOf(finding.kind).instance] += RecordSql(finding, examination, now);
+        }
+        for (const auto& [instance, sql] : statements) {
+            Execute(instance, sql);
+        }
     }
 }
 
@@ -190,10 +195,20 @@ void ResolveRetriedFindings(const std::string& kind, int camId, long examination
                 Format(" AND camera_id = %d AND examination <> %ld;", camId, examination));
 }
 
-void RemoveVoidFindings() {
-    for (const MediaTable& table : MediaTables()) {
-        Execute(table.instance, "DELETE FROM finding WHERE kind = '" + table.name + "' AND NOT " +
-                                    IsValidSql(table) + ";");
+void RemoveVoidFindings(const std::string& kind, const std::vector<int>& cameras) {
+    const MediaTable& table = MediaTableOf(kind);
+    std::string condition = "NOT " + IsValidSql(table);
+    if (HasCameras(table) && !cameras.empty()) {
+        condition +=
+            " OR has_row = 0 AND camera_id NOT IN (" + JoinIds(cameras, std::identity()) + ")";
+    }
+    const std::string from =
+        " FROM finding WHERE kind = " + Quote(kind) + " AND (" + condition + ")";
+    // Reads first, because a deletion waits for other writers even if it deletes nothing.
+    const DBResult_tag rows =
+        Execute(table.instance, "SELECT 1" + from + " LIMIT 1;", {.readOnly = true});
+    if (rows.RowCount() > 0) {
+        Execute(table.instance, "DELETE" + from + ";");
     }
 }
 

@@ -49,8 +49,8 @@ struct Finding {
 // gone, unless all findings are.
 [[nodiscard]] long NewExamination();
 
-// Records findings, or renews those that are on record: their first time stays. At most some
-// thousands in a call, which is one transaction for each database.
+// Records findings, or renews those that are on record: their first time stays. Some thousands are
+// one transaction.
 void RecordFindings(const std::vector<Finding>& findings, long examination);
 
 // Removes the findings of these types for a kind and camera that the examination did not find
@@ -69,8 +69,10 @@ void ResolveFindingsOf(const std::string& kind, int camId, const std::string& pa
 [[nodiscard]] std::set<int> CamerasWithRetriedFindings(const std::string& kind);
 void ResolveRetriedFindings(const std::string& kind, int camId, long examination);
 
-// Removes the findings whose rows are gone.
-void RemoveVoidFindings();
+// Removes the findings of a kind whose rows are gone, so that they don't come back with a new row
+// of the same path, and those about folders of cameras that are not among `cameras`. With no
+// cameras, the camera table may have been lost: these stay then.
+void RemoveVoidFindings(const std::string& kind, const std::vector<int>& cameras);
 
 // The findings of the selection by kind, camera, path and type.
 [[nodiscard]] std::vector<Finding> ListFindings(const MediaSelection& selection);

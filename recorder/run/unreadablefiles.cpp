@@ -1,8 +1,9 @@
 #include "recorder/run/unreadablefiles.h"
 
+#include "recorder/database/databases.h"
+
 #include <map>
 #include <set>
-#include <utility>
 
 namespace recorder {
 
@@ -16,6 +17,17 @@ std::string RowPathOf(const std::string& kind, const std::string& path) {
             ? path.rfind('/', nameAt - 1)
             : nameAt;
     return folderAt == std::string::npos ? path : path.substr(folderAt + 1);
+}
+
+// The camera table is read here, because the layer of cameras is above this one.
+std::vector<int> ExistingCameras() {
+    const DBResult_tag rows =
+        Execute(KRDB::DB_SYSTEM, "SELECT id FROM camera;", {.readOnly = true});
+    std::vector<int> ids;
+    for (int row = 0; row < rows.RowCount(); ++row) {
+        ids.push_back(rows.Int(row, "id"));
+    }
+    return ids;
 }
 
 } // namespace
@@ -35,27 +47,30 @@ void UnreadableFiles::Note(const RunPart& part, const std::string& path, const s
 }
 
 void UnreadableFiles::Record(long run) {
-    std::vector<Finding> noted;
-    noted.swap(m_noted);
-    if (noted.empty()) {
+    if (m_noted.empty()) {
         return;
     }
     if (m_examination == 0) {
         m_examination = NewExamination();
     }
-    for (Finding& finding : noted) {
+    for (Finding& finding : m_noted) {
         finding.run = run;
     }
-    RecordFindings(noted, m_examination);
+    RecordFindings(m_noted, m_examination);
+    m_noted.clear();
 }
 
 void UnreadableFiles::ResolveRepaired(const std::vector<RunPart>& finished) const {
-    std::map<std::string, std::set<int>> cameras; // with findings, by kind
+    std::map<std::string, std::set<int>> retried; // cameras, by kind
     for (const RunPart& part : finished) {
-        if (!part.kind.empty() && !cameras.contains(part.kind)) {
-            cameras[part.kind] = CamerasWithRetriedFindings(part.kind);
+        if (part.kind.empty() || part.failures + part.refusals > 0) {
+            continue;
         }
-        if (part.failures + part.refusals == 0 && cameras[part.kind].contains(part.camId)) {
+        if (!retried.contains(part.kind)) {
+            retried[part.kind] = CamerasWithRetriedFindings(part.kind);
+            RemoveVoidFindings(part.kind, ExistingCameras());
+        }
+        if (retried[part.kind].contains(part.camId)) {
             ResolveRetriedFindings(part.kind, part.camId, m_examination);
         }
     }

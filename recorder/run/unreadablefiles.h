@@ -18,11 +18,11 @@ public:
 
     // Puts what was noted on record as found by run `run`. To be called before the rows of the
     // files are added, so that a killed run leaves no such row without its finding. Throws Error;
-    // what was noted is dropped then.
+    // a later call tries again.
     void Record(long run);
 
     // Resolves the findings about what every run tries again, folders and thumbnails, of the
-    // finished parts without failures. Throws Error.
+    // finished parts without failures, and removes the void findings of their kinds. Throws Error.
     void ResolveRepaired(const std::vector<RunPart>& finished) const;
 
 private:

@@ -718,7 +718,7 @@ class Runs(DoctorTest):
         self.recorder.reindex("-r", "-1")
         state, message, remedy = self.only()
         self.assertEqual((state, remedy),
-                         ("warning", "run krctl status, which names the files and the reasons"))
+                         ("warning", "run krctl status; what it doesn't name is in the log"))
         self.assertRegex(message, r"^last run: run 1 of \S+: 1 failure, 0 refusals$")
         (finding,) = self.diagnosis()["findings"]
         self.assertEqual(finding, ("warning", "1 known finding on record",

@@ -121,6 +121,23 @@ class Outcome(RunTest):
         self.assertIn("run 2: complete\n", self.krctl("run").out)
         self.krctl("findings")
 
+    def test_a_finding_does_not_come_back_with_a_sound_file_of_the_same_name(self):
+        name = self.recorder.recording(self.storage, medium="cut.mp4")
+        self.krctl("run", status=1)
+        os.remove(self.recorder.path(name))
+        self.krctl("run")
+        self.recorder.recording(self.storage)
+        self.assertIn("run 3: complete\n", self.krctl("run").out)
+        self.krctl("findings")
+
+    def test_an_undo_brings_back_rows_but_no_findings(self):
+        name = self.recorder.recording(self.storage, medium="cut.mp4")
+        self.krctl("run", status=1)
+        os.remove(self.recorder.path(name))
+        self.krctl("run")
+        self.krctl("undo", "2")
+        self.krctl("findings")
+
     def test_a_finding_goes_when_a_check_can_read_the_file(self):
         name = self.recorder.recording(self.storage, medium="cut.mp4")
         self.krctl("run", status=1)

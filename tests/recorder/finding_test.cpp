@@ -99,7 +99,7 @@ TEST_F(Findings, AreVoidWithoutTheirRow) {
     EXPECT_THAT(Listed(), IsEmpty());
     EXPECT_THAT(recorder::CountFindings({}), IsEmpty());
 
-    recorder::RemoveVoidFindings();
+    recorder::RemoveVoidFindings(gszTableEvent, {});
     EXPECT_THAT(world::Read(KRDB::DB_RECORDING, "SELECT path FROM finding;"), IsEmpty());
 }
 
@@ -107,8 +107,11 @@ TEST_F(Findings, OfFoldersNeedNoRow) {
     Finding folder = OfRecording(1, "/volume1/Front/20140312AM", FindingType::Unreadable);
     folder.hasRow = false;
     recorder::RecordFindings({folder}, 1);
-    recorder::RemoveVoidFindings();
+    recorder::RemoveVoidFindings(gszTableEvent, {});
+    recorder::RemoveVoidFindings(gszTableEvent, {1, 2});
     EXPECT_THAT(Listed(), ElementsAre("event 1 /volume1/Front/20140312AM unreadable: why"));
+    recorder::RemoveVoidFindings(gszTableEvent, {2}); // camera 1 was deleted
+    EXPECT_THAT(Listed(), IsEmpty());
 }
 
 TEST_F(Findings, AreResolvedIfAnExaminationDidNotFindThemAgain) {

@@ -8,7 +8,8 @@ TABLES = {
     "camera": "system.db", "emap": "system.db", "task": "system.db", "run": "system.db",
     "run_part": "system.db",
     "event": "recording.db", "alert_event": "recording.db", "recording_count": "recording.db",
-    "outbox": "recording.db", "unannounced": "recording.db", "snapshot": "snapshot.db",
+    "outbox": "recording.db", "unannounced": "recording.db", "finding": "recording.db",
+    "snapshot": "snapshot.db",
 }
 
 # The tables that are compared after a run. A second run must not change them.

@@ -37,7 +37,7 @@ Check CheckLastRun() {
         return Warning(kSubject,
                        "last run: " + name + ": " + Counted(last->failures, "failure") + ", " +
                            Counted(last->refusals, "refusal"),
-                       "run krctl status, which names the files and the reasons");
+                       "run krctl status; what it doesn't name is in the log");
     }
     return Ok(kSubject, "no run in progress; last run: " + name);
 }
