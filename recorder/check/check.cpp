@@ -92,10 +92,10 @@ PartCheck CheckPart(const CheckedPart& part, CheckLevel level, long startTm, lon
     }
     CheckResult names = CheckNames(part, startTm, add, take);
     recording.Write();
-    PartCheck result{names.rows, recording.Count(), std::move(names.problems)};
+    PartCheck result{names.rows, recording.Count(), names.beingWritten, std::move(names.problems)};
     result.problems.insert(result.problems.end(), containers.Problems().begin(),
                            containers.Problems().end());
-    if (result.problems.empty()) {
+    if (result.problems.empty() && result.beingWritten == 0) {
         ResolveFindings(part.table.name, part.camId, NameFindings(), examination);
         if (OpensFiles(part, level)) {
             ResolveFindings(part.table.name, part.camId, ContainerFindings(), examination);

@@ -23,6 +23,7 @@ enum class CheckLevel {
 struct PartCheck {
     long rows = 0;
     long findings = 0;
+    long beingWritten = 0;             // files that were written during the check: not compared
     std::vector<std::string> problems; // what could not be examined, and why; empty: complete
 };
 

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <ctime>
 #include <exception>
 #include <iterator>
 #include <optional>
@@ -20,6 +21,9 @@
 namespace recorder {
 
 namespace {
+
+// The clock of a file server may be ahead by this much.
+constexpr long kClockDifferenceS = 60;
 
 // The folder and the name of a row's path. Recordings are in half-day folders, files of other kinds
 // directly in the folder of their kind. Nothing for a path elsewhere: runs read no other folder.
@@ -139,12 +143,8 @@ private:
             Report({FindingType::NotAFile, row, {}, 0, TypeText(status.st_mode)});
             return;
         }
-        if (HasOtherSize(row, status) && !IsBeingWritten(status)) {
-            Report({FindingType::Size,
-                    row,
-                    {},
-                    status.st_size,
-                    BytesText(status.st_size) + ", row " + BytesText(row.size)});
+        if (HasOtherSize(row, status)) {
+            ReportSize(row, status);
         }
         if (m_take) {
             m_take(row, m_folderPath + "/" + name, status);
@@ -161,8 +161,24 @@ private:
                    : status.st_size != row.size;
     }
 
+    void ReportSize(const MediaRow& row, const struct stat64& status) {
+        if (IsBeingWritten(status)) {
+            ++m_result.beingWritten;
+            return;
+        }
+        Report({FindingType::Size,
+                row,
+                {},
+                status.st_size,
+                BytesText(status.st_size) + ", row " + BytesText(row.size)});
+    }
+
+    // Returns true if the file changed since the check began. A time far in the future shows
+    // nothing: the clock was set back, or somebody set the file's time.
     [[nodiscard]] bool IsBeingWritten(const struct stat64& status) const {
-        return status.st_mtim.tv_sec >= m_startTm || status.st_ctim.tv_sec >= m_startTm;
+        const long latestTm = std::time(nullptr) + kClockDifferenceS;
+        const auto isRecent = [&](long tm) { return tm >= m_startTm && tm <= latestTm; };
+        return isRecent(status.st_mtim.tv_sec) || isRecent(status.st_ctim.tv_sec);
     }
 
     // The row may have changed after its page was read, together with the file.

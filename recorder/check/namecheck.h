@@ -30,6 +30,7 @@ struct Difference {
 
 struct CheckResult {
     long rows = 0;
+    long beingWritten = 0;             // files of another size that were written during the check
     std::vector<std::string> problems; // what could not be examined, and why; empty: complete
 };
 

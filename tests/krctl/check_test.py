@@ -111,9 +111,28 @@ class Names(CheckTest):
     def test_file_that_is_being_written_is_no_finding(self):
         with open(self.path(self.names[0]), "ab") as file:
             file.write(b"more")
-            later = process.time.time() + 3600
-            os.utime(file.fileno(), (later, later))
+        self.set_time(self.names[0], 30)
         self.assertEqual(self.found(status=0), [])
+        outcome = self.krctl("check")
+        self.assertIn("1 file was being written and was not compared", outcome.out)
+        self.assertEqual(sum(part["being_written"] for part in self.check(status=0)["parts"]), 1)
+
+    def test_finding_stays_while_the_file_is_being_written(self):
+        self.truncate(self.names[0])
+        self.assertEqual(len(self.found()), 1)
+        self.set_time(self.names[0], 30)
+        self.assertEqual(self.found(status=0), [])
+        self.assertEqual(len(self.krctl("findings", "--json", status=FINDINGS).json()["findings"]), 1)
+
+    def test_time_in_the_future_hides_no_finding(self):
+        self.truncate(self.names[0])
+        self.set_time(self.names[0], 3600)
+        self.wait_for_next_second(self.names[0])
+        self.assertEqual(len(self.found()), 1)
+
+    def set_time(self, name, from_now_s):
+        later = process.time.time() + from_now_s
+        os.utime(self.path(name), (later, later))
 
     def test_kinds_and_cameras_are_selected(self):
         os.remove(self.path(self.names[0]))

@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <ctime>
 #include <memory>
+#include <numeric>
 #include <set>
 #include <string>
 #include <vector>
@@ -71,6 +72,12 @@ private:
     long m_count = 0;
 };
 
+long FilesBeingWritten(const std::vector<Checked>& parts) {
+    return std::accumulate(parts.begin(), parts.end(), 0L, [](long files, const Checked& part) {
+        return files + part.result.beingWritten;
+    });
+}
+
 std::string CameraOf(const CameraNames& names, const recorder::CheckedPart& part) {
     return part.camId == 0 ? "" : CameraText(names, part.camId);
 }
@@ -81,6 +88,7 @@ Json JsonOfPart(const Checked& checked) {
     json["camera"] = checked.part.camId == 0 ? Json() : Json(checked.part.camId);
     json["rows"] = checked.result.rows;
     json["findings"] = checked.result.findings;
+    json["being_written"] = checked.result.beingWritten;
     json["problems"] = Json::array();
     for (const std::string& problem : checked.result.problems) {
         json["problems"].push_back(JsonText(problem));
@@ -148,6 +156,11 @@ void PrintResult(const CheckOptions& options, const CameraNames& names,
         std::putchar('\n');
     }
     PrintParts(names, parts);
+    if (const long files = FilesBeingWritten(parts); files > 0) {
+        std::printf("%s being written and %s not compared.\n",
+                    (Counted(files, "file") + (files == 1 ? " was" : " were")).c_str(),
+                    files == 1 ? "was" : "were");
+    }
     std::printf("%s\n", Outcome(options, findings.Count(), IsComplete(parts)).c_str());
 }
 
