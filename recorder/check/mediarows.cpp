@@ -19,10 +19,6 @@ namespace {
 // Some megabytes. A page is one query, so that a check holds no reader in the database for long.
 constexpr int kRowsOfPage = 20000;
 
-std::string PathColumn(const MediaTable& table) {
-    return HasCameras(table) ? "path" : "filename";
-}
-
 bool HasColumn(const MediaTable& table, const std::string& column) {
     return std::find(table.columns.begin(), table.columns.end(), column) != table.columns.end();
 }
@@ -60,6 +56,10 @@ std::optional<MediaRow> FirstRow(const CheckedPart& part, const std::string& con
 
 } // namespace
 
+std::string PathColumn(const MediaTable& table) {
+    return HasCameras(table) ? "path" : "filename";
+}
+
 void ForEachRow(const CheckedPart& part, const std::function<void(const MediaRow&)>& take) {
     const std::string path = PathColumn(part.table);
     std::string after = path + " IS NOT NULL";
@@ -79,6 +79,16 @@ void ForEachRow(const CheckedPart& part, const std::function<void(const MediaRow
         }
         after = "(" + path + ", id) > (" + Quote(last.path) + ", " + std::to_string(last.id) + ")";
     }
+}
+
+std::optional<RowPlace> PlaceOf(const MediaTable& table, const std::string& path) {
+    const std::size_t slash = path.find('/');
+    const std::string folder = slash == std::string::npos ? "" : path.substr(0, slash);
+    const std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
+    const bool isPlace = HasCameras(table) ? IsHalfDayName(folder) : folder.empty();
+    const bool isName =
+        !name.empty() && name != "." && name != ".." && name.find('/') == std::string::npos;
+    return isPlace && isName ? std::optional(RowPlace{folder, name}) : std::nullopt;
 }
 
 std::optional<MediaRow> FindRow(const CheckedPart& part, long id, const std::string& path) {

@@ -32,9 +32,21 @@ struct MediaRow {
     bool operator==(const MediaRow&) const = default;
 };
 
+// The column with the path: "path" or "filename".
+[[nodiscard]] std::string PathColumn(const MediaTable& table);
+
 // Reads the rows in pages, so that few are in memory at a time, and calls `take` with each. Rows
 // without a path are left out. Throws Error.
 void ForEachRow(const CheckedPart& part, const std::function<void(const MediaRow&)>& take);
+
+struct RowPlace {
+    std::string folder; // half-day folder; empty for kinds without cameras
+    std::string name;
+};
+
+// The folder and the name of a row's path. Recordings are in half-day folders, files of other kinds
+// directly in the folder of their kind. Nothing for a path elsewhere: runs read no other folder.
+[[nodiscard]] std::optional<RowPlace> PlaceOf(const MediaTable& table, const std::string& path);
 
 // Returns true if the row still exists and is as it was read. Throws Error.
 [[nodiscard]] bool IsUnchanged(const CheckedPart& part, const MediaRow& row);

@@ -1,6 +1,7 @@
 #include "recorder/check/namecheck.h"
 
 #include "recorder/check/filenames.h"
+#include "recorder/check/partfolder.h"
 #include "recorder/database/mediaselection.h"
 #include "recorder/support/error.h"
 #include "recorder/support/format.h"
@@ -24,19 +25,6 @@ namespace {
 
 // The clock of a file server may be ahead by this much.
 constexpr long kClockDifferenceS = 60;
-
-// The folder and the name of a row's path. Recordings are in half-day folders, files of other kinds
-// directly in the folder of their kind. Nothing for a path elsewhere: runs read no other folder.
-std::optional<std::pair<std::string, std::string>> SplitPath(const MediaTable& table,
-                                                             const std::string& path) {
-    const std::size_t slash = path.find('/');
-    const std::string folder = slash == std::string::npos ? "" : path.substr(0, slash);
-    const std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
-    const bool isPlace = HasCameras(table) ? IsHalfDayName(folder) : folder.empty();
-    const bool isName =
-        !name.empty() && name != "." && name != ".." && name.find('/') == std::string::npos;
-    return isPlace && isName ? std::optional(std::pair(folder, name)) : std::nullopt;
-}
 
 std::string BytesText(long bytes) {
     return std::to_string(bytes) + (bytes == 1 ? " byte" : " bytes");
@@ -70,6 +58,7 @@ public:
             if (!m_rootFolder.IsOpen() && !MayBeAbsent()) {
                 throw Error("the folder " + m_root + " does not exist");
             }
+            m_folder.emplace(m_root);
         } catch (const std::exception& error) {
             m_result.problems.emplace_back(error.what());
             return m_result;
@@ -85,17 +74,17 @@ private:
 
     void Check(const MediaRow& row) {
         ++m_result.rows;
-        const auto place = SplitPath(m_part.table, row.path);
+        const auto place = PlaceOf(m_part.table, row.path);
         if (!place) {
             m_missing.push_back({row.id, row.path});
             return;
         }
         const auto& [folder, name] = *place;
-        if (!Enter(folder)) {
+        if (!m_folder->Enter(folder, m_result.problems)) {
             return;
         }
         struct stat64 status = {};
-        if (!m_folder.IsOpen() || !Examine(name, status)) {
+        if (!m_folder->Folder().IsOpen() || !Examine(name, status)) {
             if (!m_isUnknown) {
                 m_missing.push_back({row.id, row.path});
             }
@@ -104,36 +93,19 @@ private:
         Compare(row, name, status);
     }
 
-    // Opens the half-day folder `name` unless it is open; an empty name is the root. The folder is
-    // not open if it does not exist. Returns false if that could not be determined.
-    bool Enter(const std::string& name) {
-        if (m_folderName == name) {
-            return !m_isFolderUnknown;
-        }
-        m_folderName = name;
-        m_isFolderUnknown = false;
-        m_folderPath = name.empty() ? m_root : m_root + "/" + name;
-        try {
-            m_folder = OpenFolder(m_folderPath, FolderUse::Enter);
-        } catch (const std::exception& error) {
-            m_isFolderUnknown = true;
-            m_result.problems.emplace_back(error.what());
-        }
-        return !m_isFolderUnknown;
-    }
-
     // Returns false if there is no such file, or m_isUnknown if that could not be determined.
     bool Examine(const std::string& name, struct stat64& status) {
         m_isUnknown = false;
         if (Uninterrupted([&] {
-                return fstatat64(m_folder.Get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW);
+                return fstatat64(m_folder->Folder().Get(), name.c_str(), &status,
+                                 AT_SYMLINK_NOFOLLOW);
             }) == 0) {
             return true;
         }
         if (errno != ENOENT && errno != ENAMETOOLONG) {
             m_isUnknown = true;
             m_result.problems.emplace_back(
-                SystemError("examine " + m_folderPath + "/" + name).what());
+                SystemError("examine " + m_folder->Path() + "/" + name).what());
         }
         return false;
     }
@@ -147,7 +119,7 @@ private:
             ReportSize(row, status);
         }
         if (m_take) {
-            m_take(row, m_folderPath + "/" + name, status);
+            m_take(row, m_folder->Path() + "/" + name, status);
         }
     }
 
@@ -280,10 +252,7 @@ private:
     CheckResult m_result;
     std::string m_root;
     UniqueFd m_rootFolder;
-    std::optional<std::string> m_folderName; // of the folder that is open; nothing: none yet
-    std::string m_folderPath;
-    UniqueFd m_folder;
-    bool m_isFolderUnknown = false;
+    std::optional<PartFolder> m_folder; // nothing: before Run
     bool m_isUnknown = false;
     std::vector<MissingFile> m_missing;
 };

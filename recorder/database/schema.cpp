@@ -39,6 +39,7 @@ constexpr std::array kSchemaSteps{
     SchemaStep{1, KRDB::DB_SNAPSHOT, kSchema1Snapshot},
     SchemaStep{1, std::nullopt, kSchema1Ledger},
     SchemaStep{1, std::nullopt, kSchema1Finding},
+    SchemaStep{1, std::nullopt, kSchema1Content},
     SchemaStep{1, std::nullopt, kSchema1Postgresql, true},
 };
 

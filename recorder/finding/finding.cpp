@@ -33,6 +33,7 @@ constexpr std::array kTypeNames{
     TypeName{FindingType::Codec, "codec"},
     TypeName{FindingType::Changed, "changed"},
     TypeName{FindingType::Rot, "rot"},
+    TypeName{FindingType::ReadError, "read-error"},
 };
 
 // A finding of a type that this version doesn't know is shown as one of a file that can't be read.

@@ -23,6 +23,7 @@ enum class FindingType {
     Codec,      // the recording has other codecs or another picture size than the row
     Changed,    // the contents changed, and the size or the modification time
     Rot,        // the contents changed, but neither the size nor the modification time
+    ReadError,  // the headers may be sound, but the file can't be read to its end
 };
 
 // The type's name in the database, in JSON and in options: "missing", "not-a-file".

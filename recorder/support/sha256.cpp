@@ -1,9 +1,9 @@
 #include "recorder/support/sha256.h"
 
-#include "recorder/support/error.h"
 #include "recorder/support/uninterrupted.h"
 
 #include <array>
+#include <cerrno>
 #include <string_view>
 #include <vector>
 
@@ -24,6 +24,21 @@ std::string ToHex(std::span<const uint8_t> bytes) {
         text += kDigits[byte & 0xFU];
     }
     return text;
+}
+
+// What disks and file systems with checksums report for a block that they can't read.
+bool IsLossOfData(int error) {
+    return error == EIO || error == EBADMSG || error == EUCLEAN || error == ENODATA ||
+           error == EREMOTEIO;
+}
+
+[[noreturn]] void FailToRead(const std::string& path) {
+    const bool isLoss = IsLossOfData(errno);
+    const Error error = SystemError("read " + path);
+    if (isLoss) {
+        throw DataLost(error.what());
+    }
+    throw error;
 }
 
 } // namespace
@@ -54,7 +69,7 @@ std::string Sha256OfFile(const UniqueFd& file, const std::string& path) {
         const ssize_t length =
             Uninterrupted([&] { return pread64(file.Get(), block.data(), block.size(), offset); });
         if (length < 0) {
-            throw SystemError("read " + path);
+            FailToRead(path);
         }
         if (length == 0) {
             return checksum.TakeDigest();

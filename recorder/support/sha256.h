@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include "recorder/support/error.h"
 #include "recorder/support/uniquefd.h"
 
 #include <cstdint>
@@ -33,8 +34,15 @@ private:
     std::unique_ptr<sha256_ctx> m_context;
 };
 
+// The disk reports that it can't read bytes of a file.
+class DataLost : public Error {
+public:
+    using Error::Error;
+};
+
 // The SHA-256 of the open file's content, from its beginning to its end, whatever the position of
-// the descriptor. `path` is for messages. Throws Error if the file can't be read.
+// the descriptor. `path` is for messages. Throws DataLost, and Error if the file can't be read for
+// another reason.
 [[nodiscard]] std::string Sha256OfFile(const UniqueFd& file, const std::string& path);
 
 } // namespace recorder

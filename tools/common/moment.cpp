@@ -211,3 +211,12 @@ long ParseMoment(const std::string& text, Bound bound, long nowTm) {
                           "not \"" +
                           text + '"');
 }
+
+long ParseDuration(const std::string& text) {
+    constexpr long kLongest = 36500 * kSecondsPerDay; // a hundred years
+    const std::optional<long> seconds = ParseAge(text);
+    if (!seconds || *seconds > kLongest) {
+        throw recorder::Error("expected a time such as 60s, 5m or 2h, not \"" + text + '"');
+    }
+    return *seconds;
+}

@@ -20,3 +20,6 @@
 // Throws Error for any other text, with the accepted forms.
 enum class Bound { Since, Until };
 [[nodiscard]] long ParseMoment(const std::string& text, Bound bound, long nowTm);
+
+// A length of time, "60s", "5m", "2h", "1d" or "1w", in seconds. Throws Error for any other text.
+[[nodiscard]] long ParseDuration(const std::string& text);

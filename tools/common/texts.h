@@ -3,6 +3,7 @@
 #pragma once
 
 #include "platform/database.h"
+#include "recorder/support/timetext.h"
 
 #include <algorithm>
 #include <array>
@@ -11,12 +12,8 @@
 #include <string>
 #include <vector>
 
-// The local time with its offset, for people: "2026-11-23T06:00:00+01:00". A time whose year has no
-// four digits, as in a damaged row, is "@" and its seconds since the epoch, as date(1) reads it.
-[[nodiscard]] std::string TimeText(long timeTm);
-
-// The time in UTC, for programs: "2026-11-23T05:00:00Z". Empty if its year has no four digits.
-[[nodiscard]] std::optional<std::string> UtcTimeText(long timeTm);
+using recorder::TimeText;
+using recorder::UtcTimeText;
 
 // "7.3 s", "12:05" (minutes), "3:12:05" (hours).
 [[nodiscard]] std::string DurationText(double seconds);

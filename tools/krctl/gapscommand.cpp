@@ -67,23 +67,13 @@ std::string KeyOf(recorder::Coverage coverage) {
     return CLI::detail::find_and_replace(TextOf(coverage), " ", "-");
 }
 
-CLI::Validator Duration() {
-    return {[](const std::string& text) -> std::string {
-                const bool isAge = text.find_first_of("-:") == std::string::npos;
-                return isAge && MomentOption(Bound::Since)(text).empty()
-                           ? ""
-                           : "expected a time such as 60s, 5m or 2h, not \"" + text + '"';
-            },
-            ""};
-}
-
 Times TimesOf(const GapsOptions& options) {
     Times times;
     times.nowTm = std::time(nullptr);
     times.sinceTm = ParseMoment(options.since, Bound::Since, times.nowTm);
     times.untilTm =
         options.until.empty() ? times.nowTm : ParseMoment(options.until, Bound::Until, times.nowTm);
-    times.minSec = -ParseMoment(options.min, Bound::Since, 0);
+    times.minSec = ParseDuration(options.min);
     if (times.sinceTm >= times.untilTm) {
         throw CLI::ValidationError("--since", "expected a time before --until");
     }
@@ -213,7 +203,7 @@ void AddGapsCommand(CLI::App& app) {
     command
         ->add_option("--min", options->min, "only gaps of at least this length; 60s if not given")
         ->type_name("TIME")
-        ->check(Duration());
+        ->check(DurationOption());
     command->add_flag("--json", options->asJson, "print JSON");
     command->callback([options] { ShowGaps(*options); });
 }

@@ -8,6 +8,7 @@
 #include <charconv>
 #include <climits>
 #include <ctime>
+#include <functional>
 #include <sstream>
 #include <utility>
 #include <vector>
@@ -192,6 +193,19 @@ bool MayBeUnknownArgument(const CLI::ParseError& error) {
            dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr;
 }
 
+// Checks that `parse` does not throw for an option's text.
+CLI::Validator AcceptedBy(const std::function<void(const std::string&)>& parse) {
+    return {[=](const std::string& text) -> std::string {
+                try {
+                    parse(text);
+                    return {};
+                } catch (const recorder::Error& error) {
+                    return error.what();
+                }
+            },
+            ""};
+}
+
 } // namespace
 
 std::string HelpFormatter::make_help(const CLI::App* command, std::string words,
@@ -241,15 +255,12 @@ CLI::Validator OneOf(const std::vector<std::string>& texts) {
 }
 
 CLI::Validator MomentOption(Bound bound) {
-    return {[=](const std::string& text) -> std::string {
-                try {
-                    (void)ParseMoment(text, bound, std::time(nullptr));
-                    return {};
-                } catch (const recorder::Error& error) {
-                    return error.what();
-                }
-            },
-            ""};
+    return AcceptedBy(
+        [=](const std::string& text) { (void)ParseMoment(text, bound, std::time(nullptr)); });
+}
+
+CLI::Validator DurationOption() {
+    return AcceptedBy([](const std::string& text) { (void)ParseDuration(text); });
 }
 
 std::string VersionText() {

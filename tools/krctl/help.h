@@ -37,5 +37,8 @@ public:
 // Checks that an option is a text that ParseMoment accepts.
 [[nodiscard]] CLI::Validator MomentOption(Bound bound);
 
+// Checks that an option is a text that ParseDuration accepts.
+[[nodiscard]] CLI::Validator DurationOption();
+
 // The message about wrong usage, with the command that shows the help.
 [[nodiscard]] std::string UsageMessage(const CLI::App& app, const CLI::ParseError& error);

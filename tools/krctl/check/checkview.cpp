@@ -1,0 +1,217 @@
+#include "tools/krctl/check/checkview.h"
+
+#include "tools/common/findingview.h"
+#include "tools/common/json.h"
+#include "tools/common/table.h"
+#include "tools/common/terminal.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <functional>
+#include <numeric>
+
+namespace {
+
+constexpr long kFindingsShown = 20;
+
+long Sum(const std::vector<CheckedView>& parts,
+         const std::function<long(const CheckedView&)>& number) {
+    return std::accumulate(parts.begin(), parts.end(), 0L,
+                           [&](long sum, const CheckedView& part) { return sum + number(part); });
+}
+
+std::vector<std::string> ProblemsOf(const CheckedView& view) {
+    std::vector<std::string> problems = view.result.problems;
+    if (view.contents) {
+        for (const std::string& problem : view.contents->problems) {
+            if (std::find(problems.begin(), problems.end(), problem) == problems.end()) {
+                problems.push_back(problem);
+            }
+        }
+    }
+    return problems;
+}
+
+long FindingsOf(const CheckedView& view) {
+    return view.result.findings + (view.contents ? view.contents->findings : 0);
+}
+
+Json JsonOfContents(const std::optional<recorder::PartContents>& contents) {
+    if (!contents) {
+        return {};
+    }
+    return {{"same", contents->same},
+            {"first", contents->taken},
+            {"bytes", contents->bytes},
+            {"not_read", contents->notRead},
+            {"oldest", contents->oldestTm ? JsonTime(*contents->oldestTm) : Json()}};
+}
+
+Json JsonOfPart(const CheckedView& view) {
+    Json json;
+    json["kind"] = KindKey(view.part.table.name);
+    json["camera"] = view.part.camId == 0 ? Json() : Json(view.part.camId);
+    json["rows"] = view.result.rows;
+    json["findings"] = FindingsOf(view);
+    json["being_written"] = view.BeingWritten();
+    json["contents"] = JsonOfContents(view.contents);
+    json["problems"] = Json::array();
+    for (const std::string& problem : ProblemsOf(view)) {
+        json["problems"].push_back(JsonText(problem));
+    }
+    return json;
+}
+
+void PrintParts(const CameraNames& names, const std::vector<CheckedView>& parts, bool contents) {
+    std::vector<Table::Column> columns{{"kind"}, {"camera"}, {"rows", true}, {"findings", true}};
+    if (contents) {
+        columns.push_back({"same contents", true, 2});
+        columns.push_back({"first read", true, 3});
+        columns.push_back({"not read", true, 1});
+    }
+    Table table(columns);
+    for (const CheckedView& view : parts) {
+        std::vector<std::string> cells{
+            KindText(view.part.table.name), CameraText(names, view.part.camId),
+            std::to_string(view.result.rows), std::to_string(FindingsOf(view))};
+        if (view.contents) {
+            for (const long files :
+                 {view.contents->same, view.contents->taken, view.contents->notRead}) {
+                cells.push_back(std::to_string(files));
+            }
+        }
+        table.AddRow(cells);
+    }
+    PrintTable(table);
+}
+
+void PrintProblems(const CameraNames& names, const std::vector<CheckedView>& parts) {
+    for (const CheckedView& view : parts) {
+        for (const std::string& problem : ProblemsOf(view)) {
+            const std::string camera =
+                view.part.camId == 0 ? "" : CameraText(names, view.part.camId);
+            const std::string text =
+                "NOT CHECKED: " + PartText(view.part.table.name, camera) + ": " + problem;
+            std::printf("%s\n", Coloured(Colour::Red, Printable(text)).c_str());
+        }
+    }
+}
+
+std::string FilesText(long files, const std::string& verb) {
+    return Counted(files, "file") + (files == 1 ? " was " : " were ") + verb;
+}
+
+// When the file that was not read for the longest time was read; nothing: never, or all were.
+std::optional<long> OldestOf(const std::vector<CheckedView>& parts) {
+    std::optional<long> oldest;
+    for (const CheckedView& view : parts) {
+        if (view.contents && view.contents->oldestTm) {
+            oldest = std::min(oldest.value_or(*view.contents->oldestTm), *view.contents->oldestTm);
+        }
+    }
+    return oldest;
+}
+
+} // namespace
+
+bool CheckedView::IsComplete() const {
+    return result.problems.empty() && (!contents || contents->problems.empty());
+}
+
+long CheckedView::BeingWritten() const {
+    return result.beingWritten + (contents ? contents->beingWritten : 0);
+}
+
+bool IsComplete(const std::vector<CheckedView>& parts) {
+    return std::all_of(parts.begin(), parts.end(), std::mem_fn(&CheckedView::IsComplete));
+}
+
+void CheckPrinter::Print(const recorder::Finding& finding) {
+    ++m_findings;
+    if (m_view.asJson) {
+        std::printf("%s    %s", m_findings > 1 ? ",\n" : (JsonBegin() + "\n").c_str(),
+                    JsonOf(finding).dump().c_str());
+    } else if (m_findings <= kFindingsShown) {
+        std::printf("%s\n", Printable(FindingText(finding, m_view.names)).c_str());
+    }
+}
+
+void CheckPrinter::End(const std::vector<CheckedView>& parts) const {
+    m_view.asJson ? EndJson(parts) : EndText(parts);
+}
+
+std::string CheckPrinter::JsonBegin() const {
+    Json levels{"names"};
+    if (m_view.levels.containers) {
+        levels.push_back("containers");
+    }
+    if (m_view.levels.contents) {
+        levels.push_back("contents");
+    }
+    return "{\n  \"schema\": \"" + SchemaName("check") + "\",\n  \"levels\": " + levels.dump() +
+           ",\n  \"findings\": [";
+}
+
+void CheckPrinter::EndJson(const std::vector<CheckedView>& parts) const {
+    Json json;
+    json["complete"] = ::IsComplete(parts);
+    json["parts"] = Json::array();
+    for (const CheckedView& view : parts) {
+        json["parts"].push_back(JsonOfPart(view));
+    }
+    std::string rest = json.dump(2);
+    rest.erase(0, rest.find('{') + 1);
+    std::printf("%s],%s\n", m_findings > 0 ? "\n  " : JsonBegin().c_str(), rest.c_str());
+}
+
+// Claims no more than what was compared.
+std::string CheckPrinter::Compared() const {
+    return std::string("the names") +
+           (m_view.levels.containers ? ", sizes and headers" : " and sizes") +
+           " of files were compared";
+}
+
+// What a check of contents left out, or could not compare yet.
+std::string CheckPrinter::NotComparedText(const std::vector<CheckedView>& parts) const {
+    const auto ofContents = [](long recorder::PartContents::*number) {
+        return [number](const CheckedView& view) {
+            return view.contents ? (*view.contents).*number : 0;
+        };
+    };
+    std::string text;
+    if (const long files = Sum(parts, std::mem_fn(&CheckedView::BeingWritten)); files > 0) {
+        text += FilesText(files, "being written and not compared") + ".\n";
+    }
+    if (!m_view.levels.contents) {
+        return text;
+    }
+    text += "Contents: " +
+            FilesText(Sum(parts, ofContents(&recorder::PartContents::same)),
+                      "the same as when first read") +
+            "; " +
+            FilesText(Sum(parts, ofContents(&recorder::PartContents::taken)),
+                      "read for the first time") +
+            ".\n";
+    if (const long files = Sum(parts, ofContents(&recorder::PartContents::notRead)); files > 0) {
+        const std::optional<long> oldest = OldestOf(parts);
+        text += FilesText(files, "not read") + "; the next check of contents begins with them" +
+                (oldest ? "; one was last read at " + TimeText(*oldest) : "") + ".\n";
+    }
+    return text;
+}
+
+void CheckPrinter::EndText(const std::vector<CheckedView>& parts) const {
+    if (m_findings > kFindingsShown) {
+        std::printf("and %s\n", Counted(m_findings - kFindingsShown, "finding").c_str());
+    }
+    if (m_findings > 0) {
+        std::putchar('\n');
+    }
+    PrintParts(m_view.names, parts, m_view.levels.contents);
+    PrintProblems(m_view.names, parts);
+    std::fputs(NotComparedText(parts).c_str(), stdout);
+    const std::string found = m_findings == 0
+                                  ? "Nothing found; " + Compared()
+                                  : Counted(m_findings, "finding") + "; krctl findings lists them";
+    std::printf("%s%s\n", found.c_str(), ::IsComplete(parts) ? "." : "; the check is incomplete.");
+}

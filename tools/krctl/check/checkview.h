@@ -1,0 +1,58 @@
+// The output of krctl check.
+
+#pragma once
+
+#include "recorder/check/check.h"
+#include "recorder/check/contentcheck.h"
+#include "tools/common/texts.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+// What was compared besides names and sizes.
+struct CheckLevels {
+    bool containers = false;
+    bool contents = false;
+};
+
+struct CheckView {
+    CheckLevels levels;
+    bool asJson = false;
+    CameraNames names;
+};
+
+struct CheckedView {
+    recorder::CheckedPart part;
+    recorder::PartCheck result;
+    std::optional<recorder::PartContents> contents; // nothing: contents were not read
+
+    [[nodiscard]] bool IsComplete() const;
+    [[nodiscard]] long BeingWritten() const;
+};
+
+// Prints findings when they are found, because there may be millions, and the result at the end.
+class CheckPrinter {
+public:
+    explicit CheckPrinter(CheckView view) : m_view(std::move(view)) {}
+
+    void Print(const recorder::Finding& finding);
+
+    // The number of findings printed.
+    [[nodiscard]] long Findings() const { return m_findings; }
+
+    void End(const std::vector<CheckedView>& parts) const;
+
+private:
+    [[nodiscard]] std::string JsonBegin() const;
+    void EndJson(const std::vector<CheckedView>& parts) const;
+    void EndText(const std::vector<CheckedView>& parts) const;
+    [[nodiscard]] std::string Compared() const;
+    [[nodiscard]] std::string NotComparedText(const std::vector<CheckedView>& parts) const;
+
+    CheckView m_view;
+    long m_findings = 0;
+};
+
+// Returns true if everything could be examined. Files for which there was no time don't count.
+[[nodiscard]] bool IsComplete(const std::vector<CheckedView>& parts);
