@@ -49,13 +49,13 @@ void EndNote(const std::vector<FolderBackup>& backups) {
 // Returns true if the newest set of the folder lacks the changes of a run.
 bool IsOutdated(const std::string& folder) {
     const std::vector<BackupSet> sets = ListBackupSets(folder);
-    const std::optional<RunRecord> newest = NewestRun();
-    if (sets.empty() || !newest) {
-        return sets.empty();
+    if (sets.empty()) {
+        return true;
     }
-    for (long run = sets.front().run + 1; run <= newest->id; ++run) {
+    const long newest = HighestRun();
+    for (long run = sets.front().run + 1; run <= newest; ++run) {
         const RunTotals totals = TotalsOfRun(run);
-        if (totals.added > 0 || totals.removed > 0) {
+        if (totals.added > 0 || totals.removed > 0 || totals.changed > 0) {
             return true;
         }
     }

@@ -3,6 +3,9 @@
 #include "recorder/camera/cameratable.h"
 #include "recorder/check/containercheck.h"
 
+#include <set>
+#include <string_view>
+
 namespace recorder {
 
 namespace {
@@ -22,16 +25,23 @@ std::vector<int> CamerasOf(const MediaSelection& selection) {
     return ids;
 }
 
-// Records findings in batches.
+// Fixes differences, and records the others as findings, in batches.
 class Recording {
 public:
-    Recording(const CheckedPart& part, long examination,
-              const std::function<void(const Finding&)>& found)
-        : m_part(part), m_examination(examination), m_found(found) {}
+    Recording(const CheckedPart& part, const CheckOptions& options, const TakeFinding& found)
+        : m_part(part), m_options(options), m_found(found) {}
 
     void Add(const Difference& difference) {
+        const FixResult fix =
+            m_options.fix == nullptr ? FixResult() : m_options.fix->Apply(m_part, difference);
+        const Finding finding = FindingOf(m_part, difference);
+        m_found(finding, fix);
+        if (fix.outcome == FixResult::Outcome::Fixed) {
+            ++m_fixed;
+            return;
+        }
         ++m_count;
-        m_found(m_batch.emplace_back(FindingOf(m_part, difference)));
+        m_batch.push_back(finding);
         if (m_batch.size() >= kFindingsOfTransaction) {
             Write();
         }
@@ -39,23 +49,42 @@ public:
 
     void Write() {
         if (!m_batch.empty()) {
-            RecordFindings(m_batch, m_examination);
+            RecordFindings(m_batch, m_options.examination);
             m_batch.clear();
         }
     }
 
     [[nodiscard]] long Count() const { return m_count; }
+    [[nodiscard]] long Fixed() const { return m_fixed; }
 
 private:
     const CheckedPart& m_part;
-    long m_examination;
-    const std::function<void(const Finding&)>& m_found;
+    const CheckOptions& m_options;
+    const TakeFinding& m_found;
     std::vector<Finding> m_batch;
     long m_count = 0;
+    long m_fixed = 0;
 };
 
 bool OpensFiles(const CheckedPart& part, CheckLevel level) {
     return level == CheckLevel::Containers && HasContainers(part.table);
+}
+
+// The number of different paths.
+long Count(const std::vector<std::string>& some, const std::vector<std::string>& others) {
+    std::set<std::string_view> paths(some.begin(), some.end());
+    paths.insert(others.begin(), others.end());
+    return static_cast<long>(paths.size());
+}
+
+// Removes findings of these types that the check did not find again, except those of files that it
+// could not examine.
+void Resolve(const CheckedPart& part, const std::vector<FindingType>& types,
+             const std::vector<std::string>& notExamined, long examination) {
+    for (const std::string& path : notExamined) {
+        KeepFindingsOf(part.table.name, part.camId, path, types, examination);
+    }
+    ResolveFindings(part.table.name, part.camId, types, examination);
 }
 
 } // namespace
@@ -77,28 +106,30 @@ std::vector<CheckedPart> PartsOf(const MediaSelection& selection) {
     return parts;
 }
 
-PartCheck CheckPart(const CheckedPart& part, CheckLevel level, long startTm, long examination,
-                    const std::function<void(const Finding&)>& found) {
-    Recording recording(part, examination, found);
+PartCheck CheckPart(const CheckedPart& part, const CheckOptions& options,
+                    const TakeFinding& found) {
+    Recording recording(part, options, found);
     const std::function<void(const Difference&)> add = [&](const Difference& difference) {
         recording.Add(difference);
     };
     ContainerCheck containers(part, add);
     TakeFile take;
-    if (OpensFiles(part, level)) {
+    if (OpensFiles(part, options.level)) {
         take = [&](const MediaRow& row, const std::string& path, const struct stat64& status) {
             containers.Check(row, path, status);
         };
     }
-    CheckResult names = CheckNames(part, startTm, add, take);
+    CheckResult names = CheckNames(part, options.startTm, add, take);
     recording.Write();
-    PartCheck result{names.rows, recording.Count(), names.beingWritten, std::move(names.problems)};
+    PartCheck result{names.rows, recording.Count(), recording.Fixed(),
+                     Count(names.beingWritten, containers.BeingWritten()),
+                     std::move(names.problems)};
     result.problems.insert(result.problems.end(), containers.Problems().begin(),
                            containers.Problems().end());
-    if (result.problems.empty() && result.beingWritten == 0) {
-        ResolveFindings(part.table.name, part.camId, NameFindings(), examination);
-        if (OpensFiles(part, level)) {
-            ResolveFindings(part.table.name, part.camId, ContainerFindings(), examination);
+    if (result.problems.empty()) {
+        Resolve(part, NameFindings(), names.beingWritten, options.examination);
+        if (OpensFiles(part, options.level)) {
+            Resolve(part, ContainerFindings(), containers.BeingWritten(), options.examination);
         }
     }
     return result;

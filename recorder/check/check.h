@@ -3,6 +3,7 @@
 #pragma once
 
 #include "recorder/check/namecheck.h"
+#include "recorder/check/rowfix.h"
 #include "recorder/database/mediaselection.h"
 
 #include <functional>
@@ -23,16 +24,24 @@ enum class CheckLevel {
 struct PartCheck {
     long rows = 0;
     long findings = 0;
+    long fixed = 0;                    // differences that were fixed: they are no findings
     long beingWritten = 0;             // files that were written during the check: not compared
     std::vector<std::string> problems; // what could not be examined, and why; empty: complete
 };
 
-// Checks a part, records its findings under the number of the examination, and calls `found` with
-// each. Findings on record that a complete check did not find again are resolved. Nothing else is
-// changed. `startTm` is the start of the check, in seconds since the epoch. Throws Error if the
-// rows can't be read or the findings not be recorded.
-[[nodiscard]] PartCheck CheckPart(const CheckedPart& part, CheckLevel level, long startTm,
-                                  long examination,
-                                  const std::function<void(const Finding&)>& found);
+struct CheckOptions {
+    CheckLevel level = CheckLevel::Names;
+    long startTm = 0;      // of the check, seconds since the epoch
+    long examination = 0;  // the number under which findings are recorded
+    RowFix* fix = nullptr; // null: rows are not changed
+};
+
+using TakeFinding = std::function<void(const Finding&, const FixResult&)>;
+
+// Checks a part, records its findings, and calls `found` with each difference and what became of
+// it. Findings on record that a complete check did not find again are resolved. Nothing else is
+// changed without `fix`. Throws Error if the rows can't be read or the findings not be recorded.
+[[nodiscard]] PartCheck CheckPart(const CheckedPart& part, const CheckOptions& options,
+                                  const TakeFinding& found);
 
 } // namespace recorder

@@ -1,8 +1,6 @@
 #include "recorder/check/containercheck.h"
 
 #include "platform/recording.h"
-#include "recorder/container/container.h"
-#include "recorder/container/librarycontainer.h"
 #include "recorder/support/bytesource.h"
 #include "recorder/support/error.h"
 #include "recorder/support/uninterrupted.h"
@@ -17,15 +15,6 @@
 namespace recorder {
 
 namespace {
-
-ContainerInfo ReadHeaders(const std::string& path) {
-    FileSource source(path);
-    const std::optional<ContainerKind> kind = ContainerKindOf(path);
-    if (!kind) {
-        throw Error("expected the extension mp4, avi or mxg");
-    }
-    return ReadContainer(source, *kind);
-}
 
 std::string SecondsText(long seconds) {
     return std::to_string(seconds) + " s";
@@ -66,14 +55,6 @@ bool MayRead(const std::string& path) {
            (errno != EACCES && errno != EPERM);
 }
 
-bool IsSameFile(const std::string& path, const struct stat64& before) {
-    struct stat64 now = {};
-    return Uninterrupted([&] { return lstat64(path.c_str(), &now); }) == 0 &&
-           now.st_ino == before.st_ino && now.st_size == before.st_size &&
-           now.st_mtim.tv_sec == before.st_mtim.tv_sec &&
-           now.st_mtim.tv_nsec == before.st_mtim.tv_nsec;
-}
-
 } // namespace
 
 const std::vector<FindingType>& ContainerFindings() {
@@ -84,6 +65,23 @@ const std::vector<FindingType>& ContainerFindings() {
 
 bool HasContainers(const MediaTable& table) {
     return table.name == gszTableEvent || table.name == gszTableAlertEvent;
+}
+
+ContainerInfo ReadHeaders(const std::string& path) {
+    FileSource source(path);
+    const std::optional<ContainerKind> kind = ContainerKindOf(path);
+    if (!kind) {
+        throw Error("expected the extension mp4, avi or mxg");
+    }
+    return ReadContainer(source, *kind);
+}
+
+bool IsSameFile(const std::string& path, const struct stat64& before) {
+    struct stat64 now = {};
+    return Uninterrupted([&] { return lstat64(path.c_str(), &now); }) == 0 &&
+           now.st_ino == before.st_ino && now.st_size == before.st_size &&
+           now.st_mtim.tv_sec == before.st_mtim.tv_sec &&
+           now.st_mtim.tv_nsec == before.st_mtim.tv_nsec;
 }
 
 void ContainerCheck::Check(const MediaRow& row, const std::string& path,
@@ -109,7 +107,9 @@ void ContainerCheck::Check(const MediaRow& row, const std::string& path,
 // A file or row that changed during the check is left to the next one.
 void ContainerCheck::Report(const Difference& difference, const std::string& path,
                             const struct stat64& status) {
-    if (IsSameFile(path, status) && IsUnchanged(m_part, difference.row)) {
+    if (!IsSameFile(path, status)) {
+        m_beingWritten.push_back(difference.row.path);
+    } else if (IsUnchanged(m_part, difference.row)) {
         m_found(difference);
     }
 }

@@ -210,8 +210,11 @@ private:
             ++m_result.same;
             known.size = now.size;
             known.mtimeNs = now.mtimeNs;
-        } else if (known.sha256.empty() || (isTouched && m_options.acceptChanged)) {
+        } else if (known.sha256.empty()) {
             ++m_result.taken;
+            known = now;
+        } else if (isTouched && m_options.acceptChanged) {
+            ++m_result.accepted;
             known = now;
         } else if (isTouched) {
             Report(file, FindingType::Changed, "other contents than at " + TimeOf(known));

@@ -22,6 +22,7 @@ struct ContentOptions {
 struct PartContents {
     long same = 0;                // files with the contents on record
     long taken = 0;               // files whose contents were put on record
+    long accepted = 0;            // changed files whose contents were put on record
     long bytes = 0;               // that were read
     long findings = 0;            // changed, rotten and unreadable files
     long beingWritten = 0;        // files that were written during the check: not compared

@@ -36,7 +36,7 @@ MediaRow RowIn(const MediaTable& table, const DBResult_tag& rows, int row) {
     MediaRow media;
     media.id = rows.Long(row, "id");
     media.path = rows.Text(row, PathColumn(table));
-    media.size = HasColumn(table, "size") ? rows.Long(row, "size") : 0;
+    media.size = HasSize(table) ? rows.Long(row, "size") : 0;
     if (HasCameras(table)) {
         media.startTm = rows.Long(row, "start_tm");
         media.endTm = rows.Long(row, "end_tm");
@@ -58,6 +58,14 @@ std::optional<MediaRow> FirstRow(const CheckedPart& part, const std::string& con
 
 std::string PathColumn(const MediaTable& table) {
     return HasCameras(table) ? "path" : "filename";
+}
+
+bool HasSize(const MediaTable& table) {
+    return HasColumn(table, "size");
+}
+
+long SizeInRow(const MediaTable& table, long size) {
+    return table.name == gszTableSnapshot ? static_cast<int>(size) : size;
 }
 
 void ForEachRow(const CheckedPart& part, const std::function<void(const MediaRow&)>& take) {

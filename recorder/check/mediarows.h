@@ -35,6 +35,13 @@ struct MediaRow {
 // The column with the path: "path" or "filename".
 [[nodiscard]] std::string PathColumn(const MediaTable& table);
 
+// Returns true if rows of the table have the sizes of their files.
+[[nodiscard]] bool HasSize(const MediaTable& table);
+
+// The size of a file, in bytes, as the rows of the table have it: that of a snapshot is the low 32
+// bits.
+[[nodiscard]] long SizeInRow(const MediaTable& table, long size);
+
 // Reads the rows in pages, so that few are in memory at a time, and calls `take` with each. Rows
 // without a path are left out. Throws Error.
 void ForEachRow(const CheckedPart& part, const std::function<void(const MediaRow&)>& take);

@@ -123,19 +123,14 @@ private:
         }
     }
 
-    // The row of a snapshot has the low 32 bits of the size; that of an e-map has none.
     [[nodiscard]] bool HasOtherSize(const MediaRow& row, const struct stat64& status) const {
-        if (m_part.table.name == gszTableEmap) {
-            return false;
-        }
-        return m_part.table.name == gszTableSnapshot
-                   ? static_cast<int>(status.st_size) != static_cast<int>(row.size)
-                   : status.st_size != row.size;
+        return HasSize(m_part.table) &&
+               SizeInRow(m_part.table, status.st_size) != SizeInRow(m_part.table, row.size);
     }
 
     void ReportSize(const MediaRow& row, const struct stat64& status) {
         if (IsBeingWritten(status)) {
-            ++m_result.beingWritten;
+            m_result.beingWritten.push_back(row.path);
             return;
         }
         Report({FindingType::Size,

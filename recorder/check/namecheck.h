@@ -30,8 +30,8 @@ struct Difference {
 
 struct CheckResult {
     long rows = 0;
-    long beingWritten = 0;             // files of another size that were written during the check
-    std::vector<std::string> problems; // what could not be examined, and why; empty: complete
+    std::vector<std::string> beingWritten; // paths of files of another size, written meanwhile
+    std::vector<std::string> problems;     // what could not be examined, and why; empty: complete
 };
 
 // Called for each row whose path is that of a regular file, with the file's absolute path and

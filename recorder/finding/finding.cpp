@@ -64,6 +64,13 @@ std::string NamesSql(const std::vector<FindingType>& types) {
     return names.empty() ? "NULL" : names;
 }
 
+// The condition for findings of one file.
+std::string OfFileSql(const std::string& kind, int camId, const std::string& path,
+                      const std::vector<FindingType>& types) {
+    return Format("kind = %s AND camera_id = %d AND path = %s AND what IN (%s)",
+                  Quote(kind).c_str(), camId, Quote(path).c_str(), NamesSql(types).c_str());
+}
+
 // The condition for the findings of runs about what every run tries again.
 std::string IsRetriedSql(const std::string& kind) {
     return "kind = " + Quote(kind) + " AND what = '" + NameOf(FindingType::Unreadable) +
@@ -170,12 +177,17 @@ void ResolveFindings(const std::string& kind, int camId, const std::vector<Findi
                    Quote(kind).c_str(), camId, NamesSql(types).c_str(), examination));
 }
 
+void KeepFindingsOf(const std::string& kind, int camId, const std::string& path,
+                    const std::vector<FindingType>& types, long examination) {
+    Execute(MediaTableOf(kind).instance,
+            Format("UPDATE finding SET examination = %ld WHERE ", examination) +
+                OfFileSql(kind, camId, path, types) + ";");
+}
+
 void ResolveFindingsOf(const std::string& kind, int camId, const std::string& path,
                        const std::vector<FindingType>& types) {
     Execute(MediaTableOf(kind).instance,
-            Format("DELETE FROM finding WHERE kind = %s AND camera_id = %d AND path = %s "
-                   "AND what IN (%s);",
-                   Quote(kind).c_str(), camId, Quote(path).c_str(), NamesSql(types).c_str()));
+            "DELETE FROM finding WHERE " + OfFileSql(kind, camId, path, types) + ";");
 }
 
 std::set<int> CamerasWithRetriedFindings(const std::string& kind) {

@@ -59,6 +59,10 @@ void RecordFindings(const std::vector<Finding>& findings, long examination);
 void ResolveFindings(const std::string& kind, int camId, const std::vector<FindingType>& types,
                      long examination);
 
+// Counts findings of one file as found by the examination, which could not examine the file.
+void KeepFindingsOf(const std::string& kind, int camId, const std::string& path,
+                    const std::vector<FindingType>& types, long examination);
+
 // Removes findings of one file.
 void ResolveFindingsOf(const std::string& kind, int camId, const std::string& path,
                        const std::vector<FindingType>& types);

@@ -52,15 +52,30 @@ std::string RowsAlikeSql(const MediaTable& table, const std::vector<std::string>
     return sql;
 }
 
+// Why a row of the ledger can't be restored.
+enum class Taken {
+    Nothing, // it can be
+    Id,
+    File,
+    Gone,         // the changed row does not exist any more
+    ChangedSince, // the changed row was changed again
+};
+
+// The value of Taken for a row of the ledger.
 std::string TakenSql(const MediaTable& table) {
     const std::string idTaken =
         "EXISTS (SELECT 1 FROM " + table.name + " AS there WHERE there.id = removed.row_id)";
-    const std::string fileTaken =
-        table.key.empty() ? "1 = 0" : "EXISTS (" + RowsAlikeSql(table, table.key, " = ") + ")";
-    return "CASE WHEN " + fileTaken + " THEN 2 WHEN " + idTaken + " THEN 1 ELSE 0 END";
+    const std::string fileTaken = table.key.empty()
+                                      ? "1 = 0"
+                                      : "EXISTS (" + RowsAlikeSql(table, table.key, " = ") +
+                                            " AND (changed = 0 OR there.id <> removed.row_id))";
+    const std::string changedSince =
+        "EXISTS (SELECT 1 FROM removed AS later WHERE later.kind = removed.kind "
+        "AND later.row_id = removed.row_id AND later.changed = 1 AND later.id > removed.id)";
+    return "CASE WHEN " + fileTaken + " THEN 2 WHEN changed = 0 THEN CASE WHEN " + idTaken +
+           " THEN 1 ELSE 0 END WHEN NOT " + idTaken + " THEN 3 WHEN " + changedSince +
+           " THEN 4 ELSE 0 END";
 }
-
-enum class Taken { Nothing, Id, File };
 
 struct LedgerRow {
     long id = 0; // in the ledger
@@ -148,10 +163,14 @@ std::vector<long> FreeRows(const std::vector<LedgerRow>& rows) {
 std::set<long> Restore(const MediaTable& table, const std::vector<long>& rows) {
     const std::string these = HasIdOf(table.instance, JoinIds(rows, std::identity()));
     const std::string columns = ColumnList(table.columns);
+    const std::string changed = " FROM removed WHERE changed = 1 AND " + these;
     const DBResult_tag gone = Execute(
         table.instance, "INSERT INTO " + table.name + " (id, " + columns + ") SELECT row_id, " +
-                            columns + " FROM removed WHERE " + these +
-                            " ORDER BY id;DELETE FROM removed WHERE " + these + " AND EXISTS (" +
+                            columns + " FROM removed WHERE changed = 0 AND " + these +
+                            " ORDER BY id;UPDATE " + table.name + " SET (" + columns +
+                            ") = (SELECT " + ColumnList(table.columns, "removed.") + changed +
+                            " AND row_id = " + table.name + ".id) WHERE id IN (SELECT row_id" +
+                            changed + ");DELETE FROM removed WHERE " + these + " AND EXISTS (" +
                             RowsAlikeSql(table, table.columns, " IS NOT DISTINCT FROM ") +
                             " AND there.id = removed.row_id) RETURNING id;");
     std::set<long> restored;
@@ -217,6 +236,10 @@ const char* Why(Taken taken) {
         return "a newer row exists for its file";
     case Taken::Id:
         return "another row has its id";
+    case Taken::Gone:
+        return "the row was removed after it was changed";
+    case Taken::ChangedSince:
+        return "the row was changed again";
     case Taken::Nothing:
         break;
     }
@@ -312,18 +335,20 @@ bool UndoAsFarAsPossible(const UndoSelection& selection, const RunRecord& run, U
     return false;
 }
 
-// The rows of the selection that the run removed, restored or not.
+// The rows of the selection that the run removed or changed, restored or not.
 long RowsRemoved(const UndoSelection& selection, const RunRecord& run) {
     long removed = 0;
     for (const MediaTable& table : MediaTables()) {
         if (selection.media.IncludesKind(table)) {
-            removed += Execute(table.instance,
-                               Format("SELECT coalesce(sum(removed), 0) AS removed FROM run_count "
-                                      "WHERE run = %ld AND token = %ld AND kind = '%s' AND ",
-                                      run.id, run.token, table.name.c_str()) +
-                                   selection.media.RowsSql(table) + ";",
-                               {.readOnly = true})
-                           .Long(0, "removed");
+            removed +=
+                Execute(
+                    table.instance,
+                    Format("SELECT coalesce(sum(removed + changed), 0) AS removed FROM run_count "
+                           "WHERE run = %ld AND token = %ld AND kind = '%s' AND ",
+                           run.id, run.token, table.name.c_str()) +
+                        selection.media.RowsSql(table) + ";",
+                    {.readOnly = true})
+                    .Long(0, "removed");
         }
     }
     return removed;

@@ -1,4 +1,4 @@
-// Restores the rows that a run removed.
+// Restores the rows that a run removed or changed.
 
 #pragma once
 
@@ -29,20 +29,20 @@ struct RowNotRestored {
 
 struct UndoneKind {
     std::string kind;  // the table
-    long restored = 0; // rows that are as before, id included, and left the ledger
+    long restored = 0; // rows that are as before the run, id included, and left the ledger
     std::vector<RowNotRestored> notRestored = {};
 };
 
 struct Undone {
-    long removed = 0;              // rows of the selection that the run removed, restored or not
+    long removed = 0; // rows of the selection that the run removed or changed, restored or not
     std::vector<UndoneKind> kinds; // one for each table with rows of the selection
     // Failures to restore the remaining rows, or to correct the recording counts.
     std::vector<std::string> failures = {};
 };
 
-// Restores rows, never over an existing row, and corrects the recording counts if recordings were
-// restored. Rows are restored in small transactions. After a failure, the same call continues with
-// the remaining rows.
+// Restores rows, never over the row of another file or a later change, and corrects the recording
+// counts if recordings were restored. Rows are restored in small transactions. After a failure, the
+// same call continues with the remaining rows.
 //
 // Throws only before any change: UntrustedLog if the log is not trusted; NotFound if there is no
 // such run; Busy if the run lock is held; Error if the run is ambiguous or a database failed.

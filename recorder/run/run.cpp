@@ -233,7 +233,7 @@ void BeginRun(long startTm) {
 void RecordRun(bool waitForLock) {
     Run& run = ThisRun();
     if (run.identity.number == 0) {
-        run.identity = AddRunRecord(run.startTm, waitForLock);
+        run.identity = AddRunRecord(RunPurpose::ReIndex, run.startTm, waitForLock);
         Publish();
     }
 }

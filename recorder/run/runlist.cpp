@@ -21,6 +21,7 @@ void AddChanges(const MediaTable& table, const std::string& chosen, ChangesByRun
     const DBResult_tag rows =
         Execute(table.instance,
                 "SELECT run, token, sum(added) AS added, sum(removed) AS removed, "
+                "sum(changed) AS changed, "
                 "(SELECT count(*) FROM removed WHERE removed.run = run_count.run "
                 "AND removed.kind = '" +
                     table.name + "') AS undoable FROM run_count WHERE kind = '" + table.name + "'" +
@@ -29,7 +30,7 @@ void AddChanges(const MediaTable& table, const std::string& chosen, ChangesByRun
     for (int row = 0; row < rows.RowCount(); ++row) {
         changes[{rows.Long(row, "run"), rows.Long(row, "token")}].push_back(
             {table.name, rows.Long(row, "added"), rows.Long(row, "removed"),
-             rows.Long(row, "undoable")});
+             rows.Long(row, "changed"), rows.Long(row, "undoable")});
     }
 }
 
@@ -53,15 +54,16 @@ std::vector<RunRecord> SelectRuns(const std::string& condition, const std::strin
     for (const MediaTable& table : MediaTables()) {
         AddChanges(table, chosen, changes);
     }
-    const DBResult_tag rows =
-        Execute(KRDB::DB_SYSTEM,
-                "SELECT id, pid, start_tm, end_tm, failures, refusals, unlogged, token FROM run " +
-                    condition + " ORDER BY id DESC;",
-                {.readOnly = true});
+    const DBResult_tag rows = Execute(
+        KRDB::DB_SYSTEM,
+        "SELECT id, is_fix, pid, start_tm, end_tm, failures, refusals, unlogged, token FROM run " +
+            condition + " ORDER BY id DESC;",
+        {.readOnly = true});
     std::vector<RunRecord> runs;
     for (int row = 0; row < rows.RowCount(); ++row) {
         RunRecord run;
         run.id = rows.Long(row, "id");
+        run.isFix = rows.Int(row, "is_fix") != 0;
         run.pid = rows.Int(row, "pid");
         run.startTm = rows.Long(row, "start_tm");
         if (rows.TextIfAny(row, "end_tm")) {
@@ -102,10 +104,11 @@ std::vector<RunPart> RecordedParts(long id) {
     return parts;
 }
 
-// The run with the highest number among the recorded runs that meet the condition.
+// The run with the highest number among those of the re-index tool that meet the condition.
 std::optional<RunRecord> NewestOf(const std::string& condition) {
-    const DBResult_tag newest = Execute(
-        KRDB::DB_SYSTEM, "SELECT max(id) AS id FROM run" + condition + ";", {.readOnly = true});
+    const DBResult_tag newest =
+        Execute(KRDB::DB_SYSTEM, "SELECT max(id) AS id FROM run WHERE is_fix = 0" + condition + ";",
+                {.readOnly = true});
     std::vector<RunRecord> found = RunsOfNumber(newest.Long(0, "id"));
     const bool isFound = !found.empty() && found.front().isOnRecord;
     return isFound ? std::optional(std::move(found.front())) : std::nullopt;
@@ -167,16 +170,22 @@ std::string IdentityText(const RunRecord& run) {
     return Format("%016lx", run.token);
 }
 
+long HighestRun() {
+    return Execute(KRDB::DB_SYSTEM, "SELECT coalesce(max(id), 0) AS id FROM run;",
+                   {.readOnly = true})
+        .Long(0, "id");
+}
+
 std::optional<RunRecord> NewestRun() {
     return NewestOf("");
 }
 
 std::optional<RunRecord> NewestRunOf(int pid, long after) {
-    return NewestOf(" WHERE pid = " + std::to_string(pid) + " AND id > " + std::to_string(after));
+    return NewestOf(" AND pid = " + std::to_string(pid) + " AND id > " + std::to_string(after));
 }
 
 std::optional<RunRecord> NewestEndedRun() {
-    return NewestOf(" WHERE end_tm IS NOT NULL");
+    return NewestOf(" AND end_tm IS NOT NULL");
 }
 
 std::vector<RunPart> PartsOfRun(long id) {
@@ -190,7 +199,8 @@ std::vector<RunPart> PartsOfRun(long id) {
         const DBResult_tag rows = Execute(
             table.instance,
             Format("SELECT CASE WHEN camera_id BETWEEN 1 AND 2147483647 THEN camera_id ELSE 0 END "
-                   "AS camera_id, added, removed FROM run_count WHERE run = %ld AND token = %ld "
+                   "AS camera_id, added, removed, changed FROM run_count WHERE run = %ld AND token "
+                   "= %ld "
                    "AND kind = '%s' ORDER BY camera_id;",
                    id, record.Long(0, "token"), table.name.c_str()),
             {.readOnly = true});
@@ -198,6 +208,7 @@ std::vector<RunPart> PartsOfRun(long id) {
             RunPart& part = PartOf(parts, table.name, rows.Int(row, "camera_id"));
             part.added += rows.Long(row, "added");
             part.removed += rows.Long(row, "removed");
+            part.changed += rows.Long(row, "changed");
         }
     }
     return parts;
@@ -208,6 +219,7 @@ RunTotals TotalsOfRun(long id) {
     for (const RunPart& part : PartsOfRun(id)) {
         totals.added += part.added;
         totals.removed += part.removed;
+        totals.changed += part.changed;
     }
     return totals;
 }

@@ -12,13 +12,15 @@ struct RunChange {
     std::string kind;  // the table
     long added = 0;    // rows
     long removed = 0;  // rows
-    long undoable = 0; // removed rows that are still in the ledger
+    long changed = 0;  // rows
+    long undoable = 0; // removed and changed rows that are still in the ledger
 };
 
 struct RunRecord {
     long id = 0;
     long token = 0;                 // random; identifies the run together with the id
     bool isOnRecord = true;         // false: its record was lost, and only its changes are known
+    bool isFix = false;             // krctl check --fix; otherwise a run of the re-index tool
     int pid = 0;                    // process that did the work
     long startTm = 0;               // seconds since the epoch
     std::optional<long> endTm;      // nothing: the run is in progress or was killed
@@ -37,6 +39,7 @@ struct RunPart {
     long known = 0; // rows when the part began
     long added = 0;
     long removed = 0;
+    long changed = 0;
     long failures = 0;
     long refusals = 0;
     std::string refusal; // reason of the first refusal
@@ -59,6 +62,10 @@ struct RunPart {
 // The identity of the run as users see and type it: 16 hexadecimal digits.
 [[nodiscard]] std::string IdentityText(const RunRecord& run);
 
+// The number of the newest run, of whatever purpose; 0: none is on record.
+[[nodiscard]] long HighestRun();
+
+// These leave out fixes.
 [[nodiscard]] std::optional<RunRecord> NewestRun();
 // The newest run of this process with a number higher than `after`.
 [[nodiscard]] std::optional<RunRecord> NewestRunOf(int pid, long after);
@@ -68,10 +75,11 @@ struct RunPart {
 // it has one for each kind and camera that it changed, with the counts of rows only.
 [[nodiscard]] std::vector<RunPart> PartsOfRun(long id);
 
-// The rows of all kinds that a run has added and removed until now.
+// The rows of all kinds that a run has added, removed and changed until now.
 struct RunTotals {
     long added = 0;
     long removed = 0;
+    long changed = 0;
 };
 [[nodiscard]] RunTotals TotalsOfRun(long id);
 

@@ -30,11 +30,11 @@ std::string HolderText() {
     case RunInProgress::Answer::Yes:
         return "a run";
     case RunInProgress::Answer::No:
-        return "an undo, an adoption, a restore or the removal of a camera";
+        return "an undo, a fix, an adoption, a restore or the removal of a camera";
     case RunInProgress::Answer::Unknown:
         break;
     }
-    return "a run, an undo, an adoption, a restore or the removal of a camera";
+    return "a run, an undo, a fix, an adoption, a restore or the removal of a camera";
 }
 
 } // namespace

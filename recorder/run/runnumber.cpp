@@ -66,16 +66,16 @@ long NewToken() {
 
 } // namespace
 
-RunIdentity AddRunRecord(long startTm, bool waitForLock) {
+RunIdentity AddRunRecord(RunPurpose purpose, long startTm, bool waitForLock) {
     const long token = NewToken();
-    const DBResult_tag rows = Execute(KRDB::DB_SYSTEM,
-                                      BringAgeUpToDateSql(ReadMoment()) +
-                                          RaiseIdsSql(KRDB::DB_SYSTEM, "run", HighestRunEver()) +
-                                          Format("INSERT INTO run (token, pid, start_tm, age_s) "
-                                                 "SELECT %ld, %d, %ld, age_s FROM ledger_age "
-                                                 "RETURNING id;",
-                                                 token, getpid(), startTm),
-                                      {.waitForLock = waitForLock});
+    const DBResult_tag rows = Execute(
+        KRDB::DB_SYSTEM,
+        BringAgeUpToDateSql(ReadMoment()) + RaiseIdsSql(KRDB::DB_SYSTEM, "run", HighestRunEver()) +
+            Format("INSERT INTO run (token, is_fix, pid, start_tm, age_s) "
+                   "SELECT %ld, %d, %d, %ld, age_s FROM ledger_age "
+                   "RETURNING id;",
+                   token, purpose == RunPurpose::Fix ? 1 : 0, getpid(), startTm),
+        {.waitForLock = waitForLock});
     const long number = rows.Long(0, "id");
     LogExceptions([&] { NoteId(IdKind::Run, number); });
     return {number, token};

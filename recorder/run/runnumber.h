@@ -12,9 +12,14 @@
 
 namespace recorder {
 
+enum class RunPurpose {
+    ReIndex, // krindexer
+    Fix,     // krctl check --fix
+};
+
 // Records the beginning of a run, under a number that no readable database holds. `waitForLock` as
 // in ExecuteOptions. Throws Error.
-[[nodiscard]] RunIdentity AddRunRecord(long startTm, bool waitForLock);
+[[nodiscard]] RunIdentity AddRunRecord(RunPurpose purpose, long startTm, bool waitForLock);
 
 // Must be called before a run changes its first database. From then on no other run gets this
 // number, not even after a power failure. Throws Error.

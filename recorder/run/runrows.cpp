@@ -69,7 +69,7 @@ void TakeExisting(const MediaTable& table, const RunRecord& run, const IdRange& 
                    "ORDER BY row_id;",
                    run.id, name.c_str(), firsts.first, firsts.last),
         {.readOnly = true});
-    TakeRows(rows, {.isAdded = true, .kind = name}, false, take);
+    TakeRows(rows, {.change = RunRow::Change::Added, .kind = name}, false, take);
 }
 
 // Returns false if the run added no rows to the table.
@@ -99,7 +99,7 @@ bool TakeAddedThatExist(const MediaTable& table, const RunRecord& run, const Tak
 }
 
 // The rows of the ledger that meet the condition, oldest first.
-void TakeFromLedger(const MediaTable& table, const std::string& condition, bool isAdded,
+void TakeFromLedger(const MediaTable& table, const std::string& condition, RunRow::Change change,
                     const TakeRow& take) {
     long after = 0;
     for (;;) {
@@ -112,7 +112,8 @@ void TakeFromLedger(const MediaTable& table, const std::string& condition, bool 
         if (rows.RowCount() == 0) {
             return;
         }
-        TakeRows(rows, {.isAdded = isAdded, .kind = table.name}, isAdded, take);
+        TakeRows(rows, {.change = change, .kind = table.name}, change == RunRow::Change::Added,
+                 take);
         after = rows.Long(rows.RowCount() - 1, "id");
     }
 }
@@ -120,10 +121,11 @@ void TakeFromLedger(const MediaTable& table, const std::string& condition, bool 
 // The condition for rows of the ledger that the run added. Ranges don't overlap, so only the last
 // one that begins at or before a row's id can have it.
 std::string AddedByRunSql(const MediaTable& table, const RunRecord& run) {
-    return Format("kind = '%s' AND (SELECT last_id FROM added WHERE added.run = %ld AND "
-                  "added.kind = '%s' AND added.first_id <= removed.row_id "
-                  "ORDER BY first_id DESC LIMIT 1) >= row_id",
-                  table.name.c_str(), run.id, table.name.c_str());
+    return Format(
+        "kind = '%s' AND changed = 0 AND (SELECT last_id FROM added WHERE added.run = %ld AND "
+        "added.kind = '%s' AND added.first_id <= removed.row_id "
+        "ORDER BY first_id DESC LIMIT 1) >= row_id",
+        table.name.c_str(), run.id, table.name.c_str());
 }
 
 } // namespace
@@ -131,11 +133,13 @@ std::string AddedByRunSql(const MediaTable& table, const RunRecord& run) {
 void ListRowsOfRun(const RunRecord& run, const TakeRow& take) {
     for (const MediaTable& table : MediaTables()) {
         if (TakeAddedThatExist(table, run, take)) {
-            TakeFromLedger(table, AddedByRunSql(table, run), true, take);
+            TakeFromLedger(table, AddedByRunSql(table, run), RunRow::Change::Added, take);
         }
     }
     for (const MediaTable& table : MediaTables()) {
-        TakeFromLedger(table, OfRunSql(table, run), false, take);
+        const std::string ofRun = OfRunSql(table, run);
+        TakeFromLedger(table, ofRun + " AND changed = 0", RunRow::Change::Removed, take);
+        TakeFromLedger(table, ofRun + " AND changed = 1", RunRow::Change::Changed, take);
     }
 }
 

@@ -385,7 +385,7 @@ class Remove(CameraTest):
         self.locked("var/db/reindex.lock")
 
         self.assert_refused(self.krctl("camera", "remove", "--id", "7", status=75),
-                            "an undo, an adoption, a restore or the removal of a camera is in progress: "
+                            "an undo, a fix, an adoption, a restore or the removal of a camera is in progress: "
                             "no camera was removed")
         self.assertEqual(len(self.rows()), 1)
 
@@ -662,7 +662,7 @@ class Adopt(CameraTest):
         self.locked("var/db/reindex.lock")
 
         self.assert_refused(self.adopt("volume1", status=75),
-                            "an undo, an adoption, a restore or the removal of a camera is in progress: "
+                            "an undo, a fix, an adoption, a restore or the removal of a camera is in progress: "
                             "no camera was adopted")
         self.assertEqual(self.rows(), [])
 

@@ -321,7 +321,8 @@ class OtherRun(LedgerTest):
         self.assertNotEqual(record["identity"], other["identity"])
         self.assertEqual([change["kind"] for change in record["changes"]], ["snapshots", "e-maps"])
         self.assertEqual((other["start"], other["changes"]),
-                         (None, [{"kind": "recordings", "added": 0, "removed": 1, "undoable": 1}]))
+                         (None, [{"kind": "recordings", "added": 0, "removed": 1, "changed": 0,
+                                  "undoable": 1}]))
         self.assertIn("another run, record lost, " + other["identity"], self.krctl("runs").out)
 
     def test_is_undone_by_its_identity_only(self):
@@ -594,7 +595,7 @@ class Undo(LedgerTest):
         self.addCleanup(os.close, descriptor)
         fcntl.flock(descriptor, fcntl.LOCK_EX)
         self.assertEqual(self.krctl("undo", "1", status=75).err,
-                         "krctl: an undo, an adoption, a restore or the removal of a camera is in progress: "
+                         "krctl: an undo, a fix, an adoption, a restore or the removal of a camera is in progress: "
                          "nothing is restored before it has ended\n")
         mark = struct.pack("hhqqi", fcntl.F_WRLCK, os.SEEK_SET, 0, 1, 0)
         writer = os.open(self.recorder.path("var/db/reindex.lock"), os.O_RDWR)
@@ -662,7 +663,7 @@ class RowsOfRun(LedgerTest):
         self.recorder.snapshot()
         self.run_tool()
         document = self.listed(1)
-        self.assertEqual(document["unlisted"], {"added": 0, "removed": 0})
+        self.assertEqual(document["unlisted"], {"added": 0, "removed": 0, "changed": 0})
         self.assertCountEqual([row["file"] for row in document["rows"]
                                if (row["change"], row["kind"]) == ("added", "recordings")], files)
         self.assertEqual(sorted(self.changes(1)), [
@@ -698,7 +699,7 @@ class RowsOfRun(LedgerTest):
         self.run_tool()
         self.engine.do("recording", "DELETE FROM event WHERE id = 2")
         self.krctl("undo", "1", "--kind", "e-maps")
-        self.assertEqual(self.listed(1)["unlisted"], {"added": 1, "removed": 1})
+        self.assertEqual(self.listed(1)["unlisted"], {"added": 1, "removed": 1, "changed": 0})
         out = self.krctl("runs", "1").out
         self.assertIn("not listed: 1 row added by the run: removed by another program, or expired\n",
                       out)
@@ -713,7 +714,7 @@ class RowsOfRun(LedgerTest):
         self.add_recordings(3)
         self.run_tool("-r", "1")
         self.assertEqual([run for run, *_ in self.ranges()], ["2", "3"])
-        self.assertEqual(self.listed(1)["unlisted"], {"added": 1, "removed": 0})
+        self.assertEqual(self.listed(1)["unlisted"], {"added": 1, "removed": 0, "changed": 0})
 
     def test_of_an_unknown_run_or_with_options_of_the_list_are_refused(self):
         self.assertIn("there is no run 7", self.krctl("runs", "7", status=64).err)

@@ -9,10 +9,12 @@
 #include "tools/krctl/check/checkview.h"
 #include "tools/krctl/help.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <ctime>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -28,16 +30,28 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::seconds kShowProgressEvery{1};
 constexpr long kBytesPerMegabyte = 1000000;
 
+// What --fix takes.
+constexpr const char* kMoved = "moved";
+constexpr const char* kSize = "size";
+constexpr const char* kLength = "length";
+constexpr const char* kChanged = "changed";
+
 struct CheckOptions {
     recorder::MediaSelection media;
     bool names = false; // always compared; accepted for clarity
     CheckLevels levels;
-    std::string budget; // empty: no limit
+    std::string budget;           // empty: no limit
+    std::vector<std::string> fix; // empty: no row is changed
     bool asJson = false;
     bool isQuiet = false;
 
-    [[nodiscard]] recorder::CheckLevel Level() const {
-        return levels.containers ? recorder::CheckLevel::Containers : recorder::CheckLevel::Names;
+    [[nodiscard]] bool Fixes(const std::string& what) const {
+        return std::find(fix.begin(), fix.end(), what) != fix.end();
+    }
+
+    // Fixing a length or contents needs the level that finds it.
+    [[nodiscard]] CheckLevels Levels() const {
+        return {levels.containers || Fixes(kLength), levels.contents || Fixes(kChanged)};
     }
 };
 
@@ -94,7 +108,7 @@ void CheckContents(const CheckOptions& options, const recorder::Deadline& end, l
     }
     Progress progress(options);
     std::vector<recorder::PartContents> contents = recorder::CheckContents(
-        parts, {.end = end}, examination,
+        parts, {.end = end, .acceptChanged = options.Fixes(kChanged)}, examination,
         [&](const recorder::Finding& finding) { printer.Print(finding); },
         [&](long bytes) { progress.AddFile(bytes); });
     progress.EndContents();
@@ -109,26 +123,50 @@ recorder::Deadline EndOf(const CheckOptions& options) {
                : recorder::Deadline::In(std::chrono::seconds(ParseDuration(options.budget)));
 }
 
-void Check(const CheckOptions& options) {
-    const recorder::Deadline end = EndOf(options);
-    const CameraNames names = ReadCameraNames();
-    RequireCameras(options, names);
-    const long startTm = std::time(nullptr);
-    const long examination = recorder::NewExamination();
-    CheckPrinter printer({options.levels, options.asJson, names});
+std::optional<recorder::RowFix> FixOf(const CheckOptions& options, long startTm) {
+    const recorder::FixSelection selection{options.Fixes(kMoved), options.Fixes(kSize),
+                                           options.Fixes(kLength)};
+    if (!selection.path && !selection.size && !selection.length) {
+        return std::nullopt;
+    }
+    return std::optional<recorder::RowFix>(std::in_place, selection, startTm);
+}
+
+std::vector<CheckedView> CheckRows(const CheckOptions& options, const recorder::CheckOptions& check,
+                                   const CameraNames& names, CheckPrinter& printer) {
     std::vector<CheckedView> views;
     for (const recorder::CheckedPart& part : recorder::PartsOf(options.media)) {
         Progress(options).ShowPart(names, part);
-        views.push_back(
-            {part,
-             recorder::CheckPart(part, options.Level(), startTm, examination,
-                                 [&](const recorder::Finding& finding) { printer.Print(finding); }),
-             std::nullopt});
+        views.push_back({part,
+                         recorder::CheckPart(
+                             part, check,
+                             [&](const recorder::Finding& finding, const recorder::FixResult& fix) {
+                                 printer.Print(finding, fix);
+                             }),
+                         std::nullopt});
     }
-    if (options.levels.contents) {
-        CheckContents(options, end, examination, printer, views);
+    return views;
+}
+
+void Check(const CheckOptions& options) {
+    const recorder::Deadline end = EndOf(options);
+    const CheckLevels levels = options.Levels();
+    const CameraNames names = ReadCameraNames();
+    RequireCameras(options, names);
+    const long startTm = std::time(nullptr);
+    std::optional<recorder::RowFix> fix = FixOf(options, startTm);
+    const recorder::CheckOptions check{levels.containers ? recorder::CheckLevel::Containers
+                                                         : recorder::CheckLevel::Names,
+                                       startTm, recorder::NewExamination(), fix ? &*fix : nullptr};
+    CheckPrinter printer({levels, options.asJson, names});
+    std::vector<CheckedView> views = CheckRows(options, check, names, printer);
+    if (fix) {
+        fix->End();
     }
-    printer.End(views);
+    if (levels.contents) {
+        CheckContents(options, end, check.examination, printer, views);
+    }
+    printer.End(views, fix ? fix->Run() : 0);
     if (!IsComplete(views)) {
         throw CLI::RuntimeError(kExitFailed);
     }
@@ -141,7 +179,7 @@ void Check(const CheckOptions& options) {
 
 void AddCheckCommand(CLI::App& app) {
     CLI::App* const command = app.add_subcommand(
-        "check", "compare rows with their files; records findings, changes no row and no file");
+        "check", "compare rows with their files; records findings, changes no file");
     const auto options = std::make_shared<CheckOptions>();
     AddMediaOptions(*command, options->media);
     command->add_flag("--names", options->names, "compare names and sizes; always done");
@@ -156,6 +194,13 @@ void AddCheckCommand(CLI::App& app) {
         ->type_name("TIME")
         ->check(DurationOption())
         ->needs(contents);
+    command
+        ->add_option("--fix", options->fix,
+                     "bring rows up to date: moved, size, length (with codecs); changed takes the "
+                     "present contents of files as right")
+        ->type_name("TYPE,...")
+        ->delimiter(',')
+        ->check(OneOf({kMoved, kSize, kLength, kChanged}));
     command->add_flag("--quiet", options->isQuiet, "show no progress");
     command->add_flag("--json", options->asJson, "print JSON");
     command->callback([options] { Check(*options); });

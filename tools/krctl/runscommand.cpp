@@ -15,6 +15,7 @@
 #include <cstdio>
 #include <ctime>
 #include <exception>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -42,6 +43,9 @@ std::string LostText(const recorder::RunRecord& run, const std::vector<recorder:
 
 // Shorter than OutcomeText, so that the table fits on 80 columns.
 std::string ShortOutcomeText(const recorder::RunRecord& run) {
+    if (run.isFix) {
+        return run.endTm ? "fix" : "fix, unfinished";
+    }
     const bool hasNoChanges = OutcomeOf(run) == RunOutcome::Complete && run.changes.empty();
     return hasNoChanges ? "no changes" : OutcomeText(run);
 }
@@ -53,11 +57,12 @@ void AddRows(Table& table, const recorder::RunRecord& run,
     const std::string end = !run.isOnRecord ? "-" : run.endTm ? TimeText(*run.endTm) : "unfinished";
     const std::string outcome = run.isOnRecord ? ShortOutcomeText(run) : LostText(run, runs);
     if (run.changes.empty()) {
-        table.AddRow({id, start, end, outcome, "-", "0", "0", "0"});
+        table.AddRow({id, start, end, outcome, "-", "0", "0", "0", "0"});
     }
     for (const recorder::RunChange& change : run.changes) {
         table.AddRow({id, start, end, outcome, KindText(change.kind), std::to_string(change.added),
-                      std::to_string(change.removed), std::to_string(change.undoable)});
+                      std::to_string(change.removed), std::to_string(change.changed),
+                      std::to_string(change.undoable)});
     }
 }
 
@@ -69,6 +74,7 @@ void PrintRunsForPeople(const std::vector<recorder::RunRecord>& runs) {
                  {"kind", false, 1},
                  {"added", true, 5},
                  {"removed", true, 2},
+                 {"changed", true, 8},
                  {"undoable", true, 6}});
     for (const recorder::RunRecord& run : runs) {
         AddRows(table, run, runs);
@@ -80,6 +86,7 @@ Json JsonOfRun(const recorder::RunRecord& run) {
     Json json;
     json["run"] = run.id;
     json["identity"] = recorder::IdentityText(run);
+    json["purpose"] = run.isFix ? "fix" : "run";
     json["start"] = run.isOnRecord ? JsonTime(run.startTm) : Json();
     json["end"] = run.endTm ? JsonTime(*run.endTm) : Json();
     json["failures"] = run.failures;
@@ -89,6 +96,7 @@ Json JsonOfRun(const recorder::RunRecord& run) {
         json["changes"].push_back({{"kind", KindKey(change.kind)},
                                    {"added", change.added},
                                    {"removed", change.removed},
+                                   {"changed", change.changed},
                                    {"undoable", change.undoable}});
     }
     return json;
@@ -137,7 +145,7 @@ public:
     explicit RowPrinter(bool asJson) : m_asJson(asJson) {}
 
     void Print(const recorder::RunRow& row) {
-        ++(row.isAdded ? m_added : m_removed);
+        ++m_listed[row.change];
         if (!m_asJson) {
             std::puts(LineOf(row).c_str());
             return;
@@ -148,36 +156,52 @@ public:
     }
 
     // Prints the run after its rows.
-    void End(const recorder::RunRecord& run) const {
-        const long added = Total(run, &recorder::RunChange::added) - m_added;
-        const long removed = Total(run, &recorder::RunChange::removed) - m_removed;
+    void End(const recorder::RunRecord& run) {
+        const long added = Unlisted(run, &recorder::RunChange::added, Change::Added);
+        const long removed = Unlisted(run, &recorder::RunChange::removed, Change::Removed);
+        const long changed = Unlisted(run, &recorder::RunChange::changed, Change::Changed);
         if (m_asJson) {
             Json rest;
             rest["run"] = JsonOfRun(run);
-            rest["unlisted"] = {{"added", added}, {"removed", removed}};
+            rest["unlisted"] = {{"added", added}, {"removed", removed}, {"changed", changed}};
             const std::string text = rest.dump(2);
             std::printf("%s],%s\n", m_hasPrinted ? "\n  " : Begin().c_str(), text.c_str() + 1);
             return;
         }
         PrintUnlisted(added, "added", "removed by another program, or expired");
         PrintUnlisted(removed, "removed", "restored, or expired");
+        PrintUnlisted(changed, "changed", "restored, or expired");
         PrintRunsForPeople({run});
     }
 
 private:
+    using Change = recorder::RunRow::Change;
+
+    static const char* NameOf(Change change) {
+        switch (change) {
+        case Change::Added:
+            return "added";
+        case Change::Removed:
+            return "removed";
+        case Change::Changed:
+            break;
+        }
+        return "changed";
+    }
+
     static std::string Begin() {
         return "{\n  \"schema\": \"" + SchemaName("runrows") + "\",\n  \"rows\": [";
     }
 
     static std::string LineOf(const recorder::RunRow& row) {
-        return std::string(row.isAdded ? "added" : "removed") + '\t' + KindKey(row.kind) + '\t' +
+        return std::string(NameOf(row.change)) + '\t' + KindKey(row.kind) + '\t' +
                (row.camId == 0 ? "-" : std::to_string(row.camId)) + '\t' + std::to_string(row.id) +
                '\t' + (row.file.empty() ? "-" : Printable(row.file)) +
                (row.removedBy == 0 ? "" : "\tremoved by run " + std::to_string(row.removedBy));
     }
 
     static Json JsonOf(const recorder::RunRow& row) {
-        return {{"change", row.isAdded ? "added" : "removed"},
+        return {{"change", NameOf(row.change)},
                 {"kind", KindKey(row.kind)},
                 {"camera", row.camId == 0 ? Json() : Json(row.camId)},
                 {"row", row.id},
@@ -185,12 +209,13 @@ private:
                 {"removed_by", row.removedBy == 0 ? Json() : Json(row.removedBy)}};
     }
 
-    static long Total(const recorder::RunRecord& run, long recorder::RunChange::*count) {
+    // The rows that the run changed in this way and that were not printed.
+    long Unlisted(const recorder::RunRecord& run, long recorder::RunChange::*count, Change kind) {
         long total = 0;
         for (const recorder::RunChange& change : run.changes) {
             total += change.*count;
         }
-        return total;
+        return total - m_listed[kind];
     }
 
     static void PrintUnlisted(long rows, const char* change, const char* why) {
@@ -202,8 +227,7 @@ private:
 
     bool m_asJson;
     bool m_hasPrinted = false;
-    long m_added = 0;
-    long m_removed = 0;
+    std::map<Change, long> m_listed;
 };
 
 void PrintRowsOfRun(const RunsOptions& options) {

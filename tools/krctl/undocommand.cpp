@@ -158,7 +158,8 @@ void Undo(const UndoOptions& options) {
 void AddUndoCommand(CLI::App& app) {
     const auto options = std::make_shared<UndoOptions>();
     recorder::UndoSelection& selection = options->selection;
-    CLI::App* const undo = app.add_subcommand("undo", "restore rows that a run removed");
+    CLI::App* const undo =
+        app.add_subcommand("undo", "restore rows that a run removed or a fix changed");
     undo->add_option("RUN", selection.run, "the run's number, as listed by \"krctl runs\"")
         ->required()
         ->check(PositiveInteger(LONG_MAX));

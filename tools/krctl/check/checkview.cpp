@@ -42,6 +42,7 @@ Json JsonOfContents(const std::optional<recorder::PartContents>& contents) {
     }
     return {{"same", contents->same},
             {"first", contents->taken},
+            {"accepted", contents->accepted},
             {"bytes", contents->bytes},
             {"not_read", contents->notRead},
             {"oldest", contents->oldestTm ? JsonTime(*contents->oldestTm) : Json()}};
@@ -53,6 +54,7 @@ Json JsonOfPart(const CheckedView& view) {
     json["camera"] = view.part.camId == 0 ? Json() : Json(view.part.camId);
     json["rows"] = view.result.rows;
     json["findings"] = FindingsOf(view);
+    json["fixed"] = view.result.fixed;
     json["being_written"] = view.BeingWritten();
     json["contents"] = JsonOfContents(view.contents);
     json["problems"] = Json::array();
@@ -112,6 +114,50 @@ std::optional<long> OldestOf(const std::vector<CheckedView>& parts) {
     return oldest;
 }
 
+// What a check of contents read, and what it left out.
+std::string ContentsText(const std::vector<CheckedView>& parts) {
+    const auto count = [&](long recorder::PartContents::*number) {
+        return Sum(parts, [number](const CheckedView& view) {
+            return view.contents ? (*view.contents).*number : 0;
+        });
+    };
+    std::string text =
+        "Contents: " +
+        FilesText(count(&recorder::PartContents::same), "the same as when first read") + "; " +
+        FilesText(count(&recorder::PartContents::taken), "read for the first time");
+    if (const long files = count(&recorder::PartContents::accepted); files > 0) {
+        text += "; " + FilesText(files, "changed, and accepted as right");
+    }
+    text += ".\n";
+    if (const long files = count(&recorder::PartContents::notRead); files > 0) {
+        const std::optional<long> oldest = OldestOf(parts);
+        text += FilesText(files, "not read") + "; the next check of contents begins with them" +
+                (oldest ? "; one was last read at " + TimeText(*oldest) : "") + ".\n";
+    }
+    return text;
+}
+
+std::string FixPrefix(const recorder::FixResult& fix) {
+    switch (fix.outcome) {
+    case recorder::FixResult::Outcome::Fixed:
+        return "fixed: ";
+    case recorder::FixResult::Outcome::NotFixed:
+        return "NOT FIXED: ";
+    case recorder::FixResult::Outcome::NotSelected:
+        break;
+    }
+    return "";
+}
+
+Json JsonOfDifference(const recorder::Finding& finding, const recorder::FixResult& fix) {
+    using Outcome = recorder::FixResult::Outcome;
+    Json json = JsonOf(finding);
+    json["fixed"] =
+        fix.outcome == Outcome::NotSelected ? Json() : Json(fix.outcome == Outcome::Fixed);
+    json["reason"] = fix.outcome == Outcome::NotFixed ? JsonText(fix.why) : Json();
+    return json;
+}
+
 } // namespace
 
 bool CheckedView::IsComplete() const {
@@ -126,18 +172,21 @@ bool IsComplete(const std::vector<CheckedView>& parts) {
     return std::all_of(parts.begin(), parts.end(), std::mem_fn(&CheckedView::IsComplete));
 }
 
-void CheckPrinter::Print(const recorder::Finding& finding) {
-    ++m_findings;
+void CheckPrinter::Print(const recorder::Finding& finding, const recorder::FixResult& fix) {
+    ++m_printed;
+    m_fixed += fix.outcome == recorder::FixResult::Outcome::Fixed ? 1 : 0;
     if (m_view.asJson) {
-        std::printf("%s    %s", m_findings > 1 ? ",\n" : (JsonBegin() + "\n").c_str(),
-                    JsonOf(finding).dump().c_str());
-    } else if (m_findings <= kFindingsShown) {
-        std::printf("%s\n", Printable(FindingText(finding, m_view.names)).c_str());
+        std::printf("%s    %s", m_printed > 1 ? ",\n" : (JsonBegin() + "\n").c_str(),
+                    JsonOfDifference(finding, fix).dump().c_str());
+    } else if (m_printed <= kFindingsShown) {
+        const std::string text = FixPrefix(fix) + FindingText(finding, m_view.names) +
+                                 (fix.why.empty() ? "" : "; " + fix.why);
+        std::printf("%s\n", Printable(text).c_str());
     }
 }
 
-void CheckPrinter::End(const std::vector<CheckedView>& parts) const {
-    m_view.asJson ? EndJson(parts) : EndText(parts);
+void CheckPrinter::End(const std::vector<CheckedView>& parts, long fixRun) const {
+    m_view.asJson ? EndJson(parts, fixRun) : EndText(parts, fixRun);
 }
 
 std::string CheckPrinter::JsonBegin() const {
@@ -152,16 +201,17 @@ std::string CheckPrinter::JsonBegin() const {
            ",\n  \"findings\": [";
 }
 
-void CheckPrinter::EndJson(const std::vector<CheckedView>& parts) const {
+void CheckPrinter::EndJson(const std::vector<CheckedView>& parts, long fixRun) const {
     Json json;
     json["complete"] = ::IsComplete(parts);
+    json["run"] = fixRun == 0 ? Json() : Json(fixRun);
     json["parts"] = Json::array();
     for (const CheckedView& view : parts) {
         json["parts"].push_back(JsonOfPart(view));
     }
     std::string rest = json.dump(2);
     rest.erase(0, rest.find('{') + 1);
-    std::printf("%s],%s\n", m_findings > 0 ? "\n  " : JsonBegin().c_str(), rest.c_str());
+    std::printf("%s],%s\n", m_printed > 0 ? "\n  " : JsonBegin().c_str(), rest.c_str());
 }
 
 // Claims no more than what was compared.
@@ -171,47 +221,27 @@ std::string CheckPrinter::Compared() const {
            " of files were compared";
 }
 
-// What a check of contents left out, or could not compare yet.
-std::string CheckPrinter::NotComparedText(const std::vector<CheckedView>& parts) const {
-    const auto ofContents = [](long recorder::PartContents::*number) {
-        return [number](const CheckedView& view) {
-            return view.contents ? (*view.contents).*number : 0;
-        };
-    };
-    std::string text;
-    if (const long files = Sum(parts, std::mem_fn(&CheckedView::BeingWritten)); files > 0) {
-        text += FilesText(files, "being written and not compared") + ".\n";
+void CheckPrinter::EndText(const std::vector<CheckedView>& parts, long fixRun) const {
+    if (m_printed > kFindingsShown) {
+        std::printf("and %ld more\n", m_printed - kFindingsShown);
     }
-    if (!m_view.levels.contents) {
-        return text;
-    }
-    text += "Contents: " +
-            FilesText(Sum(parts, ofContents(&recorder::PartContents::same)),
-                      "the same as when first read") +
-            "; " +
-            FilesText(Sum(parts, ofContents(&recorder::PartContents::taken)),
-                      "read for the first time") +
-            ".\n";
-    if (const long files = Sum(parts, ofContents(&recorder::PartContents::notRead)); files > 0) {
-        const std::optional<long> oldest = OldestOf(parts);
-        text += FilesText(files, "not read") + "; the next check of contents begins with them" +
-                (oldest ? "; one was last read at " + TimeText(*oldest) : "") + ".\n";
-    }
-    return text;
-}
-
-void CheckPrinter::EndText(const std::vector<CheckedView>& parts) const {
-    if (m_findings > kFindingsShown) {
-        std::printf("and %s\n", Counted(m_findings - kFindingsShown, "finding").c_str());
-    }
-    if (m_findings > 0) {
+    if (m_printed > 0) {
         std::putchar('\n');
     }
     PrintParts(m_view.names, parts, m_view.levels.contents);
     PrintProblems(m_view.names, parts);
-    std::fputs(NotComparedText(parts).c_str(), stdout);
-    const std::string found = m_findings == 0
-                                  ? "Nothing found; " + Compared()
-                                  : Counted(m_findings, "finding") + "; krctl findings lists them";
+    if (const long files = Sum(parts, std::mem_fn(&CheckedView::BeingWritten)); files > 0) {
+        std::printf("%s.\n", FilesText(files, "being written and not compared").c_str());
+    }
+    if (m_view.levels.contents) {
+        std::fputs(ContentsText(parts).c_str(), stdout);
+    }
+    if (fixRun != 0) {
+        std::printf("%s brought up to date; to reverse this: krctl undo %ld\n",
+                    Counted(m_fixed, "row").c_str(), fixRun);
+    }
+    const std::string found =
+        Findings() == 0 ? (m_fixed == 0 ? "Nothing found; " : "Nothing else found; ") + Compared()
+                        : Counted(Findings(), "finding") + "; krctl findings lists them";
     std::printf("%s%s\n", found.c_str(), ::IsComplete(parts) ? "." : "; the check is incomplete.");
 }

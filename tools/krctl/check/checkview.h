@@ -36,22 +36,24 @@ class CheckPrinter {
 public:
     explicit CheckPrinter(CheckView view) : m_view(std::move(view)) {}
 
-    void Print(const recorder::Finding& finding);
+    // Prints a difference, and what became of it.
+    void Print(const recorder::Finding& finding, const recorder::FixResult& fix = {});
 
-    // The number of findings printed.
-    [[nodiscard]] long Findings() const { return m_findings; }
+    // The differences that were not fixed.
+    [[nodiscard]] long Findings() const { return m_printed - m_fixed; }
 
-    void End(const std::vector<CheckedView>& parts) const;
+    // `fixRun` is the number of the fixes for krctl undo; 0: there are none.
+    void End(const std::vector<CheckedView>& parts, long fixRun) const;
 
 private:
     [[nodiscard]] std::string JsonBegin() const;
-    void EndJson(const std::vector<CheckedView>& parts) const;
-    void EndText(const std::vector<CheckedView>& parts) const;
+    void EndJson(const std::vector<CheckedView>& parts, long fixRun) const;
+    void EndText(const std::vector<CheckedView>& parts, long fixRun) const;
     [[nodiscard]] std::string Compared() const;
-    [[nodiscard]] std::string NotComparedText(const std::vector<CheckedView>& parts) const;
 
     CheckView m_view;
-    long m_findings = 0;
+    long m_printed = 0;
+    long m_fixed = 0;
 };
 
 // Returns true if everything could be examined. Files for which there was no time don't count.

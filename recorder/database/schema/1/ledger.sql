@@ -1,6 +1,6 @@
 -- Every database: the changes that runs made to its tables.
 
--- An exact copy of each row that a run removed, made in the transaction that removed it. The columns
+-- An exact copy of each row that a run removed or changed, made in the transaction that did so. The columns
 -- from ds_id on are NULL if the row's table doesn't have them. The id has no AUTOINCREMENT, with which
 -- SQLite would write to the disk for each deletion without effect.
 CREATE TABLE removed (
@@ -9,6 +9,7 @@ CREATE TABLE removed (
     removed_tm       INTEGER NOT NULL,            -- seconds since the epoch
     kind             TEXT NOT NULL,               -- the row's table
     row_id           INTEGER NOT NULL,            -- the row's id
+    changed          INTEGER NOT NULL DEFAULT 0,  -- 1 = the row was changed; 0 = it was removed
     ds_id            INTEGER,
     camera_id        INTEGER,
     path             TEXT,
@@ -25,8 +26,9 @@ CREATE TABLE removed (
 );
 
 CREATE INDEX removed_by_run ON removed (run);
+CREATE INDEX changed_by_row ON removed (kind, row_id) WHERE changed = 1;
 
--- The number of rows that a run added to a table and removed from it, by the camera of the rows. A
+-- The number of rows of a table that a run added, removed and changed, by the camera of the rows. A
 -- database has rows of only one run of each number, and this table has that run's token.
 CREATE TABLE run_count (
     run       INTEGER NOT NULL,                   -- run.id in database instance 0
@@ -35,6 +37,7 @@ CREATE TABLE run_count (
     camera_id INTEGER NOT NULL,                   -- camera_id of the rows; 0 = no cameras
     added     INTEGER NOT NULL,
     removed   INTEGER NOT NULL,
+    changed   INTEGER NOT NULL DEFAULT 0,
     PRIMARY KEY (run, token, kind, camera_id)
 );
 

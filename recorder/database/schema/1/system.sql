@@ -35,10 +35,11 @@ CREATE TABLE task (
     done            INTEGER NOT NULL DEFAULT 0    -- 1 = the run has ended
 );
 
--- The runs of the re-index tool.
+-- The runs of the re-index tool, and of krctl check --fix.
 CREATE TABLE run (
     id       INTEGER PRIMARY KEY AUTOINCREMENT,
     token    INTEGER NOT NULL DEFAULT 0,          -- random; with the id it is the run's identity
+    is_fix   INTEGER NOT NULL DEFAULT 0,          -- 1 = krctl check --fix
     pid      INTEGER NOT NULL,                    -- process that does the work
     start_tm INTEGER NOT NULL,                    -- seconds since the epoch
     end_tm   INTEGER,                             -- NULL = in progress, or killed
