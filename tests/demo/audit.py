@@ -7,6 +7,9 @@ audit.py planned WORK PLAN     fails unless PLAN, printed by krctl plan --json, 
                                to remove as there are files without row and rows without file
 audit.py save WORK STATE       saves all rows and the state of all files to the file STATE
 audit.py agree WORK            fails unless every file has a row and every row a file
+audit.py found FINDINGS TYPE...
+                               fails unless FINDINGS, printed by krctl findings --json, has one
+                               finding of each of these types and no other
 audit.py same STATE STATE      fails unless nothing changed between the two
 audit.py report WORK STATE STATE
                                fails unless files, rows and their contents are correct, and no file
@@ -239,6 +242,11 @@ def plan_faults(recorder, plan):
             for name, expected in found.items() if planned.get(name) != expected]
 
 
+def finding_faults(document, expected):
+    found = sorted(finding["finding"] for finding in document["findings"])
+    return [] if found == sorted(expected) else [f"findings: {found}, expected {sorted(expected)}"]
+
+
 def report_line(kind, before, after):
     old, new = set(kind.rows(before["tables"])), set(kind.rows(after["tables"]))
     line = f"demo: {kind.label} files={len(kind.files)} rows={len(new)}"
@@ -275,6 +283,8 @@ def main():
         if not faults:
             print(f"  {sum(map(len, after['tables'].values()))} rows and {len(after['files'])} "
                   "files compared: unchanged")
+    elif command == "found":
+        faults = finding_faults(load(arguments[0]), arguments[1:])
     else:
         recorder = Recorder(arguments[0])
         if command == "count":
