@@ -182,18 +182,25 @@ struct RunOptions {
     bool isQuiet = false;
 };
 
-// Prints the result of the ended run, and waits for the end of the publication.
+// What the process of a run does after the run; empty if the settings ask for nothing.
+std::string TextOfWorkAfterRun() {
+    const recorder::Settings& settings = recorder::GetSettings();
+    std::string text = settings.notifications.broker ? "publishing notifications" : "";
+    if (settings.backup.afterRun) {
+        text += std::string(text.empty() ? "" : " and ") + "taking a backup";
+    }
+    return text;
+}
+
+// Prints the result of the ended run, and waits for the end of its process.
 void AwaitPublication(ChildProcess& child, std::optional<long> newestBefore,
                       const RunOptions& options) {
     if (const std::optional<RunView> run = RunOf(child, newestBefore)) {
         PrintResult(*run, options.asJson);
     }
     std::fflush(stdout);
-    if (!options.isQuiet) {
-        std::fputs(recorder::GetSettings().backup.afterRun
-                       ? "krctl: the run has ended; publishing notifications and taking a backup\n"
-                       : "krctl: the run has ended; publishing notifications\n",
-                   stderr);
+    if (const std::string after = TextOfWorkAfterRun(); !options.isQuiet && !after.empty()) {
+        std::fprintf(stderr, "krctl: the run has ended; %s\n", after.c_str());
     }
     while (!child.EndsWithin(kPollInterval)) {
     }
