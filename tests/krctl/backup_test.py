@@ -8,6 +8,7 @@ import sqlite3
 import subprocess
 import threading
 
+from support import process
 from support.case import KrctlTest
 from support.postgresql import ServedDatabase
 from support.recorder import PACKAGE_ROOT, Recorder
@@ -207,9 +208,8 @@ class AfterRun(BackupTest):
 
     def test_a_killed_backup_is_reported(self):
         command = self.recorder.command("krctl", "backup")
-        subprocess.run(["strace", "-f", "-o", "/dev/null", "-e", "trace=fdatasync,fsync", "-e",
-                        "inject=fdatasync,fsync:signal=KILL:when=4", *command],
-                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=False)
+        process.run_traced(command, "-o", "/dev/null", "-e", "trace=fdatasync,fsync", "-e",
+                           "inject=fdatasync,fsync:signal=KILL:when=4")
         self.assertIn("The last backup failed: the last backup was killed",
                       self.krctl("status").out)
 
@@ -350,9 +350,8 @@ class Restore(BackupTest):
 
     def killed_restore(self, made, call, count):
         command = self.recorder.command("krctl", "restore", made)
-        subprocess.run(["strace", "-f", "-o", "/dev/null", "-e", f"trace={call}", "-e",
-                        f"inject={call}:signal=KILL:when={count}", *command],
-                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=False)
+        process.run_traced(command, "-o", "/dev/null", "-e", f"trace={call}", "-e",
+                           f"inject={call}:signal=KILL:when={count}")
 
 
 class OnPostgresql(KrctlTest):

@@ -6,6 +6,7 @@ import re
 import sqlite3
 import subprocess
 
+from support import process
 from support.case import KrctlTest
 from support.recorder import PACKAGE_ROOT, Recorder
 
@@ -35,9 +36,9 @@ class Killed(KrctlTest):
     def points(self, *arguments):
         """Traces the command; yields the calls and the numbers at which to kill it."""
         trace = self.recorder.path("trace")
-        subprocess.run(["strace", "-f", "-o", trace, "-e", "trace=" + ",".join(CALLS),
-                        *self.recorder.command("krctl", *arguments)],
-                       stdout=subprocess.DEVNULL, check=True)
+        traced = process.run_traced(self.recorder.command("krctl", *arguments), "-o", trace, "-e",
+                                    "trace=" + ",".join(CALLS))
+        self.assertEqual(traced.status, 0, traced)
         with open(trace, encoding="utf-8", errors="replace") as file:
             counts = collections.Counter(re.findall(r"^\d+ +(\w+)\(", file.read(), re.M))
         os.remove(trace)
@@ -47,11 +48,10 @@ class Killed(KrctlTest):
                 yield call, number
 
     def kill_at(self, call, number, *arguments):
-        killed = subprocess.run(
-            ["strace", "-f", "-o", "/dev/null", "-e", f"trace={call}", "-e",
-             f"inject={call}:signal=KILL:when={number}", *self.recorder.command("krctl", *arguments)],
-            stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=False)
-        return killed.returncode != 0
+        killed = process.run_traced(self.recorder.command("krctl", *arguments), "-o", "/dev/null",
+                                    "-e", f"trace={call}",
+                                    "-e", f"inject={call}:signal=KILL:when={number}")
+        return killed.status != 0
 
     def require_whole_sets(self):
         folder = self.recorder.path("backups")

@@ -118,9 +118,9 @@ class Contents(CheckTest):
 
     def with_failing_read(self, error, status):
         command = self.recorder.command("krctl", "check", "--contents", "--json")
-        outcome = process.run(["strace", "-f", "-o", "/dev/null", "-P",
-                               f"{PACKAGE_ROOT}/{self.names[0]}", "-e", "trace=pread64",
-                               "-e", f"inject=pread64:error={error}", *command])
+        outcome = process.run_traced(command, "-o", "/dev/null", "-P",
+                                     f"{PACKAGE_ROOT}/{self.names[0]}", "-e", "trace=pread64",
+                                     "-e", f"inject=pread64:error={error}")
         self.assertEqual(outcome.status, status, outcome)
         return outcome.json()
 

@@ -2,8 +2,8 @@
 
 import fcntl
 import os
-import subprocess
 
+from support import process
 from support.checkcase import FINDINGS, OTHER_HALF_DAY, CheckTest, OnPostgresql
 from support.recorder import START_TM
 
@@ -243,9 +243,8 @@ class Fix(CheckTest):
 
     def kill_fix(self, call, count):
         command = self.recorder.command("krctl", "check", "--fix", "moved")
-        subprocess.run(["strace", "-f", "-o", "/dev/null", "-e", f"trace={call}", "-e",
-                        f"inject={call}:signal=KILL:when={count}", *command],
-                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=False)
+        process.run_traced(command, "-o", "/dev/null", "-e", f"trace={call}", "-e",
+                           f"inject={call}:signal=KILL:when={count}")
 
     def test_wrong_type_is_refused(self):
         self.krctl("check", "--fix", "missing", status=64)

@@ -54,7 +54,7 @@ class Usage(KrctlTest):
 
     def test_help_lists_arguments_and_options_with_their_values(self):
         self.assertEqual(self.krctl("undo", "--help").out, """\
-krctl undo - restore rows that a run removed
+krctl undo - restore rows that a run removed or a fix changed
 
 Usage: krctl undo RUN [OPTIONS]
 

@@ -1,6 +1,7 @@
 """Programs that end when the test ends, even if it is killed."""
 
 import json
+import os
 import subprocess
 import time
 from dataclasses import dataclass
@@ -35,6 +36,12 @@ def run(command, **options):
                           check=False, timeout=DEADLINE_S, **options)
     return Outcome(done.returncode, done.stdout.decode(errors="surrogateescape"),
                    done.stderr.decode(errors="surrogateescape"))
+
+
+def run_traced(command, *options):
+    """Runs a program under strace with these options."""
+    return run(["strace", "-f", *options, *command],
+               env={**os.environ, "ASAN_OPTIONS": "detect_leaks=0"})  # LeakSanitizer traces, too
 
 
 def end(process):

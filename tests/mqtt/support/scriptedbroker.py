@@ -29,7 +29,9 @@ class Connection:
         self.raw = b""  # the packet that was read last
 
     def accept(self):
-        if self._next_packet()[0] != CONNECT:
+        if not (packet := self._next_packet()):
+            raise ConnectionResetError  # the other side ran out of time before it sent anything
+        if packet[0] != CONNECT:
             raise AssertionError("the first packet is not a CONNECT")
         self.stream.sendall(b"\x20\x02\x00\x00")
 
