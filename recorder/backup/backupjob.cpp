@@ -87,6 +87,7 @@ std::vector<FolderBackup> BackUp(const std::vector<std::string>& folders, std::s
         WriteNote(kNotFinished);
     }
     std::vector<FolderBackup> backups;
+    backups.reserve(folders.size());
     for (const std::string& folder : folders) {
         backups.push_back(BackUpTo(folder, keep, when));
     }

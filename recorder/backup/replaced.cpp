@@ -44,7 +44,7 @@ State StateOf(KRDB::DB_INSTANCE instance) {
 
 std::string MakeNewFolder() {
     for (int number = 1;; ++number) {
-        const std::string path = Format("%s/files-%06d", kReplacedDir, number);
+        std::string path = Format("%s/files-%06d", kReplacedDir, number);
         if (mkdir(path.c_str(), kFolderMode) == 0) {
             return path;
         }

@@ -84,6 +84,7 @@ BackupSet ReadDescription(const UniqueFd& folder, const std::string& path) {
     set.folder = path;
     std::array<char, 37> recorder{};
     const int fields =
+        // NOLINTNEXTLINE(cert-err34-c): a number out of range is noticed below.
         std::sscanf(text.c_str(),
                     "kestora backup 1\nrecorder %36s\nnumber %ld\ntaken %" SCNd64
                     "\nschema %ld\nrun %ld\noutbox %ld\n",

@@ -17,7 +17,7 @@ std::string UsableStoragePath(int id) {
     if (!row) {
         throw Error("can't load " + name + ": no such camera");
     }
-    const std::string path = WithoutTrailingSlashes(row->storagePath);
+    std::string path = WithoutTrailingSlashes(row->storagePath);
     if (!path.starts_with('/')) {
         throw Error("can't load " + name + ": its storage folder is \"" + path +
                     "\"; expected an absolute path");

@@ -76,6 +76,7 @@ std::vector<FileToRead> NextUnreadFiles(const CheckedPart& part, const FileToRea
             path + ", id LIMIT " + std::to_string(kRowsPerTransaction) + ";",
         {.readOnly = true});
     std::vector<FileToRead> files;
+    files.reserve(static_cast<std::size_t>(rows.RowCount()));
     for (int row = 0; row < rows.RowCount(); ++row) {
         files.push_back({rows.Long(row, "id"), rows.Text(row, "path"), {}, 0});
     }

@@ -103,6 +103,7 @@ void RequireCameras(const CheckOptions& options, const CameraNames& names) {
 void CheckContents(const CheckOptions& options, const recorder::Deadline& end, long examination,
                    CheckPrinter& printer, std::vector<CheckedView>& views) {
     std::vector<recorder::CheckedPart> parts;
+    parts.reserve(views.size());
     for (const CheckedView& view : views) {
         parts.push_back(view.part);
     }

@@ -183,7 +183,7 @@ std::string OutcomeText(const recorder::RunRecord& record) {
 }
 
 std::string OutcomeText(const RunView& run) {
-    const std::string text = OutcomeText(run.record);
+    std::string text = OutcomeText(run.record);
     if (run.knownFindings == 0) {
         return text;
     }
