@@ -4,6 +4,7 @@
 #include "recorder/check/partfolder.h"
 #include "recorder/database/mediaselection.h"
 #include "recorder/support/error.h"
+#include "recorder/support/filetype.h"
 #include "recorder/support/format.h"
 #include "recorder/support/medianames.h"
 #include "recorder/support/openfolder.h"
@@ -28,21 +29,6 @@ constexpr long kClockDifferenceS = 60;
 
 std::string BytesText(long bytes) {
     return std::to_string(bytes) + (bytes == 1 ? " byte" : " bytes");
-}
-
-const char* TypeText(mode_t mode) {
-    switch (mode & S_IFMT) {
-    case S_IFDIR:
-        return "a folder";
-    case S_IFLNK:
-        return "a symbolic link";
-    case S_IFIFO:
-        return "a FIFO";
-    case S_IFSOCK:
-        return "a socket";
-    default:
-        return "a device";
-    }
 }
 
 class NameCheck {
@@ -112,7 +98,7 @@ private:
 
     void Compare(const MediaRow& row, const std::string& name, const struct stat64& status) {
         if (!S_ISREG(status.st_mode)) {
-            Report({FindingType::NotAFile, row, {}, 0, TypeText(status.st_mode)});
+            Report({FindingType::NotAFile, row, {}, 0, FileTypeText(status.st_mode)});
             return;
         }
         if (HasOtherSize(row, status)) {

@@ -1,6 +1,7 @@
 #include "recorder/support/trust.h"
 
 #include "recorder/support/error.h"
+#include "recorder/support/filetype.h"
 #include "recorder/support/format.h"
 #include "recorder/support/uninterrupted.h"
 
@@ -49,26 +50,9 @@ void RequireClosed(const struct stat64& st, const std::string& path) {
     }
 }
 
-const char* KindOf(const struct stat64& st) {
-    switch (st.st_mode & S_IFMT) {
-    case S_IFDIR:
-        return "a folder";
-    case S_IFLNK:
-        return "a symbolic link";
-    case S_IFIFO:
-        return "a FIFO";
-    case S_IFSOCK:
-        return "a socket";
-    case S_IFREG:
-        return "a regular file";
-    default:
-        return "a device";
-    }
-}
-
 void RequireRegular(const struct stat64& st, const std::string& path) {
     if (!S_ISREG(st.st_mode)) {
-        throw Error(path + " is " + KindOf(st) + "; expected a regular file");
+        throw Error(path + " is " + FileTypeText(st.st_mode) + "; expected a regular file");
     }
 }
 
@@ -174,7 +158,7 @@ private:
             return true;
         }
         if (!m_names.empty()) {
-            throw Error(path + " is " + KindOf(st) + "; expected a folder");
+            throw Error(path + " is " + FileTypeText(st.st_mode) + "; expected a folder");
         }
         RequireRegular(st, path == m_path ? path : path + ", to which " + m_path + " leads,");
         RequireOwner(st, m_path);
