@@ -198,9 +198,21 @@ class Record(CheckTest):
     def test_check_changes_no_row_and_no_file(self):
         self.move(self.names[0], OTHER_HALF_DAY)
         self.truncate(self.names[1])
-        before = self.recorder.query("recording.db", "SELECT * FROM event")
+        before = self.rows_and_files()
         self.krctl("check", "--containers", status=FINDINGS)
-        self.assertEqual(self.recorder.query("recording.db", "SELECT * FROM event"), before)
+        self.assertEqual(self.rows_and_files(), before)
+
+    def rows_and_files(self):
+        rows = [self.recorder.query(database, f"SELECT * FROM {table}") for database, table in (
+            ("recording.db", "event"), ("recording.db", "alert_event"), ("snapshot.db", "snapshot"))]
+        files = {}
+        for root in ("volume1", "var/snapshot"):
+            for folder, folders, names in os.walk(self.path(root)):
+                for name in folders + names:
+                    status = os.lstat(os.path.join(folder, name))
+                    files[os.path.join(folder, name)] = (status.st_ino, status.st_size,
+                                                         status.st_mtime_ns, status.st_ctime_ns)
+        return rows, files
 
 
 class FindingsCommand(CheckTest):
