@@ -1,5 +1,7 @@
 """The cases: the contents of the recorder, the programs to run, and the expected results of both."""
 
+import json
+import os
 import tempfile
 from dataclasses import dataclass
 from pathlib import Path
@@ -65,6 +67,56 @@ def prepare_plan(recorder, bench, files):
     run = pair.ours
     return Pair([str(recorder.programs / "krctl"), "plan", "-r", "-1"], run,
                 check_floor=pair.check_ours)
+
+
+def prepare_check(recorder, bench, files):
+    """On a tree of its own: a check ends with 1 if another recorder has taken over the cameras."""
+    tree = trees.Tree(bench.folder("tree"), bench.media, "empty", 1, files)
+    recorder.add_cameras(tree.stores)
+    recorder.insert_recordings(trees.rows_of(tree.cameras, tree.per_camera, tree.size_of_a_file()))
+    krctl = str(recorder.programs / "krctl")
+
+    def check_ours(out):
+        document = json.loads(out)
+        require(document["complete"] and not document["findings"], True, "a complete check that finds nothing")
+        require(sum(part["rows"] for part in document["parts"]), files, "checked rows")
+
+    def check_floor(out):
+        require(out.strip() != "", True, "the plan is printed")
+        require(sum(part["files"] for part in json.loads(out)["parts"]), files, "files of the plan")
+
+    return Pair([krctl, "check", "--kind", "recordings", "--json"],
+                [krctl, "plan", "--kind", "recordings", "--json"],
+                check_ours=check_ours, check_floor=check_floor)
+
+
+def prepare_contents(recorder, _bench, files):
+    """Snapshots, because their folder needs no camera. Every run reads them from the disk."""
+    folder = recorder.package / "var/snapshot"
+    names = [trees.snapshot_name(number) for number in range(files)]
+    for name in names:
+        (folder / name).write_bytes(os.urandom(CONTENTS_BYTES))
+        os.utime(folder / name, (trees.FIRST_START, trees.FIRST_START))
+    recorder.store.insert("snapshot", "snapshot", "filename, size",
+                          ((name, CONTENTS_BYTES) for name in names))
+    krctl = str(recorder.programs / "krctl")
+    recorder.run("krctl", "check", "--contents")
+
+    def drop():
+        os.sync()
+        for name in names:
+            with open(folder / name, "rb") as file:
+                os.posix_fadvise(file.fileno(), 0, 0, os.POSIX_FADV_DONTNEED)
+
+    def check_ours(out):
+        contents = [part["contents"]["same"] for part in json.loads(out)["parts"]]
+        require(sum(contents), files, "files with the same contents")
+
+    def check_floor(out):
+        require(len(out.splitlines()), files, "checksums of the floor")
+
+    return Pair([krctl, "check", "--contents", "--kind", "snapshots", "--json"],
+                ["sha256sum", *(str(folder / name) for name in names)], drop, check_ours, check_floor)
 
 
 def _prepare_new(kind):
@@ -179,6 +231,7 @@ def _prepare_empty(arguments, databases):
 
 
 BOTH = ("sqlite", "postgresql")
+CONTENTS_BYTES = 4 << 20
 MILLION = 1_000_000
 
 CASES = {
@@ -200,6 +253,10 @@ CASES = {
                                dict.fromkeys(BOTH, 1.2), engines=("sqlite",)),
     "plan": Case(prepare_plan, "nothing to do: krctl plan, with krindexer as its floor", 100_000, 0,
                  {}),
+    "check": Case(prepare_check, "nothing to find: krctl check --names, with krctl plan as its floor", 100_000, 0,
+                  dict.fromkeys(BOTH, 1.3)),
+    "contents": Case(prepare_contents, "nothing to find: krctl check --contents, with sha256sum as its floor; files "
+                     "of 4 MiB", 256, 0, {}, engines=("sqlite",)),
     "empty-emaps": Case(_prepare_empty(("-e",), ["system"]), "krindexer -e on an empty recorder", 0,
                         0, dict.fromkeys(BOTH, 5.0), "ms"),
     "empty-camera": Case(_prepare_empty(("-r", "-1"), ["system", "recording"]), "krindexer -r -1 "

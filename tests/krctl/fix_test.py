@@ -174,6 +174,8 @@ class Fix(CheckTest):
         self.assertEqual((fix["purpose"], run["purpose"]), ("fix", "run"))
         self.assertEqual(fix["changes"], [{"kind": "recordings", "added": 0, "removed": 0,
                                            "changed": 1, "undoable": 1}])
+        self.assertRegex(self.krctl("runs").out, r"(?m)removed  changed  undoable$")
+        self.assertRegex(self.krctl("runs").out, r"(?m)^  2 .*  fix  +recordings +0 +0 +1 +1$")
         self.assertEqual(self.krctl("status", "--json").json()["last"]["run"], 1)
         rows = self.krctl("runs", "2", "--json").json()
         self.assert_matches_schema(rows, "runrows")

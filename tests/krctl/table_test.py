@@ -28,7 +28,6 @@ HEADINGS = {
         80: "run|start|outcome|kind|added|removed",
         100: "run|start|outcome|kind|added|removed|undoable",
         120: "run|start|end|outcome|kind|added|removed|undoable",
-        160: "run|start|end|outcome|kind|added|removed|changed|undoable",
     },
     "camera list": {
         20: "id|name",

@@ -50,32 +50,48 @@ std::string ShortOutcomeText(const recorder::RunRecord& run) {
     return hasNoChanges ? "no changes" : OutcomeText(run);
 }
 
+bool HasFix(const std::vector<recorder::RunRecord>& runs) {
+    return std::any_of(runs.begin(), runs.end(),
+                       [](const recorder::RunRecord& run) { return run.isFix; });
+}
+
+// The columns "added" to "undoable".
+std::vector<std::string> CountsOf(const recorder::RunChange& change, bool withChanged) {
+    std::vector<std::string> counts{std::to_string(change.added), std::to_string(change.removed)};
+    if (withChanged) {
+        counts.push_back(std::to_string(change.changed));
+    }
+    counts.push_back(std::to_string(change.undoable));
+    return counts;
+}
+
 void AddRows(Table& table, const recorder::RunRecord& run,
              const std::vector<recorder::RunRecord>& runs) {
-    const std::string id = std::to_string(run.id);
     const std::string start = run.isOnRecord ? TimeText(run.startTm) : "-";
     const std::string end = !run.isOnRecord ? "-" : run.endTm ? TimeText(*run.endTm) : "unfinished";
     const std::string outcome = run.isOnRecord ? ShortOutcomeText(run) : LostText(run, runs);
-    if (run.changes.empty()) {
-        table.AddRow({id, start, end, outcome, "-", "0", "0", "0", "0"});
+    std::vector<recorder::RunChange> changes = run.changes;
+    if (changes.empty()) {
+        changes.emplace_back();
     }
-    for (const recorder::RunChange& change : run.changes) {
-        table.AddRow({id, start, end, outcome, KindText(change.kind), std::to_string(change.added),
-                      std::to_string(change.removed), std::to_string(change.changed),
-                      std::to_string(change.undoable)});
+    for (const recorder::RunChange& change : changes) {
+        std::vector<std::string> cells{std::to_string(run.id), start, end, outcome,
+                                       change.kind.empty() ? "-" : KindText(change.kind)};
+        const std::vector<std::string> counts = CountsOf(change, HasFix(runs));
+        cells.insert(cells.end(), counts.begin(), counts.end());
+        table.AddRow(cells);
     }
 }
 
+// Only fixes change rows, so the column for them is shown if there are any.
 void PrintRunsForPeople(const std::vector<recorder::RunRecord>& runs) {
-    Table table({{"run", true},
-                 {"start", false, 3},
-                 {"end", false, 7},
-                 {"outcome", false, 4},
-                 {"kind", false, 1},
-                 {"added", true, 5},
-                 {"removed", true, 2},
-                 {"changed", true, 8},
-                 {"undoable", true, 6}});
+    std::vector<Table::Column> columns{
+        {"run", true},      {"start", false, 3}, {"end", false, 7},    {"outcome", false, 4},
+        {"kind", false, 1}, {"added", true, 5},  {"removed", true, 2}, {"undoable", true, 6}};
+    if (HasFix(runs)) {
+        columns.insert(columns.end() - 1, {"changed", true, 2});
+    }
+    Table table(columns);
     for (const recorder::RunRecord& run : runs) {
         AddRows(table, run, runs);
     }
