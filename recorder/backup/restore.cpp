@@ -25,7 +25,6 @@ namespace recorder {
 namespace {
 
 constexpr ExecuteOptions kNoTransaction{.transaction = false};
-const std::string kStagedDatabase = std::string(kDatabaseDir) + "/restoring.tmp.db";
 
 int LockTimeoutMs() {
     return GetSettings().database.lockTimeoutMs;
@@ -94,8 +93,9 @@ std::string RaiseIdsOf(SqliteDatabase& database) {
 
 void RemoveStaged() {
     for (const char* const suffix : kDatabaseFileSuffixes) {
-        if (unlink((kStagedDatabase + suffix).c_str()) != 0 && errno != ENOENT) {
-            throw SystemError("remove " + kStagedDatabase + suffix);
+        const std::string path = std::string(kStagedDatabaseFile) + suffix;
+        if (unlink(path.c_str()) != 0 && errno != ENOENT) {
+            throw SystemError("remove " + path);
         }
     }
 }
@@ -103,7 +103,7 @@ void RemoveStaged() {
 void RestoreDatabase(const std::string& copy, const std::string& path) {
     RemoveStaged();
     SqliteDatabase database = SqliteDatabase::Create(path, LockTimeoutMs());
-    SqliteDatabase staged = SqliteDatabase::Create(kStagedDatabase, LockTimeoutMs());
+    SqliteDatabase staged = SqliteDatabase::Create(kStagedDatabaseFile, LockTimeoutMs());
     SqliteDatabase::OpenReadOnly(copy, SqliteReadMode::Immutable, LockTimeoutMs()).CopyInto(staged);
     if (database.SchemaVersion() == kSchemaVersion) {
         staged.Execute(RaiseIdsOf(database));
