@@ -122,7 +122,7 @@ BackupSet CheckedBackupSet(const std::string& setFolder) {
     if (!folder.IsOpen()) {
         throw SystemError("open the backup set " + setFolder);
     }
-    const BackupSet set = ReadDescription(folder, setFolder);
+    BackupSet set = ReadDescription(folder, setFolder);
     RequireChecksums(folder, setFolder);
     return set;
 }

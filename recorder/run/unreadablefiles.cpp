@@ -24,6 +24,7 @@ std::vector<int> ExistingCameras() {
     const DBResult_tag rows =
         Execute(KRDB::DB_SYSTEM, "SELECT id FROM camera;", {.readOnly = true});
     std::vector<int> ids;
+    ids.reserve(static_cast<std::size_t>(rows.RowCount()));
     for (int row = 0; row < rows.RowCount(); ++row) {
         ids.push_back(rows.Int(row, "id"));
     }
