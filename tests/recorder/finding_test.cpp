@@ -119,15 +119,18 @@ TEST_F(Findings, AreResolvedIfAnExaminationDidNotFindThemAgain) {
     const Finding size = OfRecording(1, "20140312AM/one.mp4", FindingType::Size);
     const Finding length = OfRecording(1, "20140312AM/one.mp4", FindingType::Length);
     const Finding other = OfRecording(2, "20140312AM/two.mp4", FindingType::Size);
-    recorder::RecordFindings({size, length, other}, recorder::NewExamination());
+    const Finding moved = OfRecording(1, "20140312AM/one.mp4", FindingType::Moved);
+    recorder::RecordFindings({size, length, moved, other}, recorder::NewExamination());
     const long examination = recorder::NewExamination();
     recorder::RecordFindings({length}, examination);
     recorder::ResolveFindings(gszTableEvent, 1, {FindingType::Size, FindingType::Length},
                               examination);
     EXPECT_THAT(Listed(), ElementsAre("event 1 20140312AM/one.mp4 length: why",
+                                      "event 1 20140312AM/one.mp4 moved: why",
                                       "event 2 20140312AM/two.mp4 size: why"));
     recorder::ResolveFindingsOf(gszTableEvent, 2, "20140312AM/two.mp4", {FindingType::Size});
-    EXPECT_THAT(Listed(), ElementsAre("event 1 20140312AM/one.mp4 length: why"));
+    EXPECT_THAT(Listed(), ElementsAre("event 1 20140312AM/one.mp4 length: why",
+                                      "event 1 20140312AM/one.mp4 moved: why"));
 }
 
 TEST_F(Findings, AreCountedByKindCameraAndType) {
