@@ -6,6 +6,7 @@
 #include "recorder/support/error.h"
 #include "recorder/support/format.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
@@ -31,12 +32,24 @@ long RowsBefore(KRDB::DB_INSTANCE instance, const std::string& table, const std:
     return rows.Long(0, "rows");
 }
 
+// The options that select these rows. Rows of a deleted camera can't be selected by their camera.
+std::string OptionsFor(const std::string& table, const std::string& camera) {
+    std::string kind = MediaTableOf(table).media;
+    std::replace(kind.begin(), kind.end(), ' ', '-');
+    const bool isCamera =
+        !camera.empty() &&
+        Execute(KRDB::DB_SYSTEM, "SELECT 1 FROM camera WHERE id = " + camera + ";",
+                {.readOnly = true})
+                .RowCount() > 0;
+    return "--kind " + kind + (isCamera ? " --camera " + camera : "");
+}
+
 std::string Reason(const RemovalLimit& limit, const std::string& table, const std::string& camera,
                    long removed, long rows) {
     return Format("%ld of %ld ", removed, rows) + MediaTableOf(table).media +
            (camera.empty() ? "" : " of camera " + camera) + " would be removed, more than " +
-           limit.Text() + ": none is removed; to remove them, run krctl run --max-removed " +
-           limit.TextToAllow(removed, rows);
+           limit.Text() + ": none is removed; to remove them, run krctl run " +
+           OptionsFor(table, camera) + " --max-removed " + limit.TextToAllow(removed, rows);
 }
 
 } // namespace

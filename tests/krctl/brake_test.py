@@ -58,7 +58,7 @@ class Brake(BrakeTest):
         self.assertEqual(self.part(document, "recordings", 2)["removed"], 1)
         self.assertIn("2 of 5 recordings of camera 1 would be removed, more than 20%",
                       held["refusal"])
-        self.assertIn("--max-removed 40%", held["refusal"])
+        self.assertIn("krctl run --kind recordings --camera 1 --max-removed 40%", held["refusal"])
 
     def test_says_before_the_run_what_stays(self):
         self.remove(self.indexed_recordings()[:3])
@@ -123,6 +123,7 @@ class Brake(BrakeTest):
         self.assertEqual(document["total"]["removed"], 1)
         self.assertIn(f"{ROWS} of {ROWS} recordings of camera 2 would be removed",
                       gone["refusal"])
+        self.assertIn(f"krctl run --kind recordings --max-removed {ROWS}", gone["refusal"])
         document = self.run_json("--max-removed", "100%")
         self.assertEqual(document["total"]["removed"], ROWS)
         for name in (few, *many):

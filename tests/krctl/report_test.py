@@ -44,6 +44,8 @@ class Run(ReportTest):
         self.recorder.reindex("-r", "-1")
         page = self.report()
         self.assertEqual(page.texts("h1"), ["In line, 1 known finding"])
+        self.assertIn("Known findings", page.texts("h2"))
+        self.assertIn("recordings of camera 1 Front: 1 unreadable", page.texts("li"))
 
     def test_names_what_could_not_be_read(self):
         name = self.recorder.recording(self.recorder.camera(1, "Front"), medium="cut.mp4")

@@ -105,6 +105,23 @@ void AddNotices(const RunView& run, const CameraNames& names, Report& report) {
     }
 }
 
+// Counts only: there may be millions.
+void AddFindings(const recorder::MediaSelection& selection, const CameraNames& names,
+                 Report& report) {
+    std::vector<std::string> counts;
+    for (const recorder::FindingCount& count : recorder::CountFindings(selection)) {
+        const std::string camera = count.camId == 0 ? "" : CameraText(names, count.camId);
+        counts.push_back(PartText(count.kind, camera) + ": " + Grouped(count.count) + " " +
+                         NameOf(count.type));
+    }
+    if (!counts.empty()) {
+        report.notices.push_back({"Known findings",
+                                  "What runs and checks found wrong with files, until it is seen "
+                                  "to be right. \"krctl findings\" lists the files.",
+                                  counts});
+    }
+}
+
 ReportRow RowOf(const std::string& kind, const std::string& camera, const recorder::RunPart& part) {
     return {kind,
             camera,
@@ -196,6 +213,7 @@ Report LastRunReport(const recorder::MediaSelection& selection) {
         report.title = "No run yet";
         report.sentence = "\"krctl run\" adds and removes rows until they match the files.";
     }
+    AddFindings(selection, names, report);
     report.calendars = CalendarsOf(names, DaysOf(last));
     std::erase_if(report.calendars, [&](const CameraCalendar& calendar) {
         return !selection.Includes(gszTableEvent, calendar.camId);
