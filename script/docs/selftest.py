@@ -34,7 +34,7 @@ FAULTS = [
     (KRCTL, ".Ss krctl init\n", "", "init of krctl is missing"),
     (KRCTL, ".Ss krctl init\n", ".Ss krctl init\n.Bl -tag\n.It Fl -force\n.El\n", "krctl init has no --force"),
     (KRCTL, ".It Fl -kind Ar KIND\n", "", "--kind of krctl plan is missing"),
-    (KRCTL, ".It Ar RUN\n", "", "RUN of krctl undo is missing"),
+    (KRCTL, ".It Ar RUN\n", "", "RUN of krctl runs is missing"),
     (KRCTL, ".Ss krctl volume list\n", ".Ss krctl volume lizt\n", "krctl has no volume lizt"),
     (KRCTL, ".Xr kestora.toml 5", ".Xr kestora.conf 5", "no such manual page: kestora.conf.5"),
     (KRINDEXER, ".It Fl o\n", "", "-o of krindexer is missing"),
