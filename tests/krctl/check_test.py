@@ -27,6 +27,12 @@ class Names(CheckTest):
         self.assertIn(f"recordings of camera 1 Front: {self.row_path(self.names[0])}: moved: "
                       f"now at {self.row_path(moved)}", outcome.out)
 
+    def test_file_of_another_row_is_not_the_moved_one(self):
+        other = self.recorder.recording(self.storage, START_TM, OTHER_HALF_DAY)
+        self.add_row(self.row_path(other), 1)
+        os.remove(self.path(self.names[0]))
+        self.assertIn(f"recordings 1 {self.row_path(self.names[0])} missing", self.found())
+
     def test_other_size(self):
         size = os.path.getsize(self.path(self.names[0]))
         self.truncate(self.names[0])
