@@ -6,13 +6,14 @@ is reported and is never a failure."""
 
 import argparse
 import json
+import os
 import shlex
 import signal
 import sys
 import tempfile
 from pathlib import Path
 
-from benchlib import containers, counts, machine, measure, page, peers, plot, report, writer
+from benchlib import containers, counts, machine, measure, page, peers, plot, report, slow, writer
 from benchlib.cases import CASES
 from benchlib.suite import SIZES, Suite
 from benchlib.workshop import Workshop
@@ -35,8 +36,8 @@ def make_parser():
     parser.add_argument("--files", type=int, metavar="N", help="the number of files, instead of each case's own")
     parser.add_argument("--cameras", type=int, metavar="N", default=1,
                         help="the number of cameras over which the known files are spread")
-    parser.add_argument("--runs", type=int, metavar="N", default=5,
-                        help="counted runs of each program (5); a difference in ms needs at least 21")
+    parser.add_argument("--runs", type=int, metavar="N",
+                        help="counted runs of each program (5; with --slow, 1 beside each floor); a difference in ms needs at least 21")
     parser.add_argument("--cold", action="store_true",
                         help="also with a cold page cache; requires root")
     parser.add_argument("--counts", action="store_true",
@@ -53,6 +54,13 @@ def make_parser():
                         help="also minidlna and plocate's updatedb on the same tree; installs them")
     parser.add_argument("--containers", action="store_true",
                         help="also which recordings are read without krcontainers; installs GStreamer")
+    parser.add_argument("--slow", action="store_true",
+                        help="only the cases on slow disks, imitated by a file system, with SQLite: " +
+                             ", ".join(slow.CASE_NAMES) + "; requires root and " + slow.DEVICE)
+    parser.add_argument("--disks", metavar="DISK,...", default=",".join(slow.PROFILES),
+                        help="the disks of --slow (%(default)s)")
+    parser.add_argument("--cores", type=int, metavar="N",
+                        help="run everything on the first N cores, with taskset; thumbnails need cores")
     parser.add_argument("--only", action="store_true",
                         help="only the measurements of options that begin with 'also'")
     parser.add_argument("--work", type=Path, metavar="DIR",
@@ -74,6 +82,17 @@ def parse_arguments():
     if unknown:
         parser.error(f"no such case: {', '.join(sorted(unknown))}")
     options.engines = ENGINES if options.engine == "both" else (options.engine,)
+    if options.runs is None:
+        options.runs = 1 if options.slow else 5
+    options.disks = options.disks.split(",")
+    unknown = set(options.disks) - set(slow.PROFILES)
+    if unknown:
+        parser.error(f"no such disk: {', '.join(sorted(unknown))}")
+    if options.slow and set(options.cases) - set(slow.CASE_NAMES):
+        parser.error(f"slow disks have the cases {', '.join(slow.CASE_NAMES)}")
+    cores = sorted(os.sched_getaffinity(0))
+    if options.cores is not None and not 1 <= options.cores <= len(cores):
+        parser.error(f"--cores: expected 1 to {len(cores)}")
     options.sizes = [int(size) for size in options.sizes.split(",")]
     if options.document:
         options.cold = options.counts = options.curve = True
@@ -83,9 +102,7 @@ def parse_arguments():
 def measure_all(workshop, options):
     suite = Suite(workshop, options.engines, options.runs)
     names = options.cases or list(CASES)
-    run = {"command": shlex.join(["script/bench", *_words_of_interest()]),
-           "machine": machine.described(workshop.work), "figures": [], "curve": [], "counts": [],
-           "peers": [], "containers": []}
+    run = _new_run(workshop.work)
     if not options.only:
         run["figures"] += suite.cases(names, options.files)
     if options.cold:
@@ -108,6 +125,16 @@ def measure_all(workshop, options):
     return run
 
 
+def measure_slow(work, options):
+    return {**_new_run(work), "slow": slow.measure_all(
+        work, options.bin.resolve(), options.disks, options.cases or slow.CASE_NAMES, options.runs, options.files)}
+
+
+def _new_run(work):
+    return {"command": shlex.join(["script/bench", *_words_of_interest()]), "machine": machine.described(work),
+            "figures": [], "curve": [], "counts": [], "peers": [], "containers": [], "slow": []}
+
+
 def _words_of_interest():
     """The command line without the options that name files and folders."""
     words = iter(sys.argv[1:])
@@ -121,6 +148,9 @@ def _words_of_interest():
 def measured(options):
     if options.earlier:
         return [json.loads(path.read_text(encoding="utf-8")) for path in options.earlier]
+    if options.slow:
+        with tempfile.TemporaryDirectory(prefix="kestora-bench-", dir=options.work) as folder:
+            return [measure_slow(Path(folder), options)]
     with (tempfile.TemporaryDirectory(prefix="kestora-bench-", dir=options.work) as folder,
           Workshop(Path(folder), options.bin.resolve(), options.cameras) as workshop):
         return [measure_all(workshop, options)]
@@ -128,6 +158,8 @@ def measured(options):
 
 def main():
     options = parse_arguments()
+    if options.cores:
+        machine.use_cores(options.cores)
     runs = measured(options)
     for run in runs:
         print(report.text(run))

@@ -187,7 +187,7 @@ def prepare_known_snapshots(recorder, bench, files):
 def _prepare_new_snapshots(writes):
     def prepare(recorder, bench, files):
         folder = _snapshots(recorder, bench, files)
-        thumbnails, theirs = folder / "@Thumbnail", recorder.folder / "thumbnails"
+        thumbnails, theirs = folder / "@Thumbnail", folder / "@Floor"  # on the same disk
         recorder.store.save()
 
         def forget():

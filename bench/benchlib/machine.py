@@ -15,6 +15,13 @@ def _memory_gib():
     return os.sysconf("SC_PAGE_SIZE") * os.sysconf("SC_PHYS_PAGES") / 1024 ** 3
 
 
+def use_cores(count):
+    """Restricts this process, and all that it starts, to the first cores that it may use."""
+    cores = sorted(os.sched_getaffinity(0))[:count]
+    subprocess.run(["taskset", "-apc", ",".join(map(str, cores)), str(os.getpid())], check=True,
+                   stdout=subprocess.DEVNULL)
+
+
 def described(work):
     """One line: processor, memory, kernel, and the file system of the working folder."""
     file_system = subprocess.run(["findmnt", "-n", "--first-only", "-o", "FSTYPE", "--target", work],

@@ -11,7 +11,7 @@ def cells(result):
     unit, files = UNITS[result["unit"]], result["files"]
     aim = result["aim"]
     return (result["case"], result["engine"], result["cache"], f"{files:,}" if files else "",
-            _seconds(result.get("ours_s")), _seconds(result.get("floor_s")),
+            seconds(result.get("ours_s")), seconds(result.get("floor_s")),
             unit.format(result["figure"]),
             "" if aim is None else "≤ " + unit.replace("+", "").replace(".2f", "g")
             .replace(".1f", "g").format(aim).split(" ")[0],
@@ -20,7 +20,7 @@ def cells(result):
             f"{result['peak_kib'] / 1024:.1f} MiB" if "peak_kib" in result else "")
 
 
-def _seconds(value):
+def seconds(value):
     if value is None:
         return ""
     return f"{value:.3f} s" if value >= 0.1 else f"{value * 1000:.1f} ms"
@@ -56,7 +56,7 @@ def _calls(calls):
 
 def peers_table(peers):
     return table(("program", "what it does", "files", "time", "per file", "peak"),
-                 [(peer["program"], peer["state"], f"{peer['files']:,}", _seconds(peer["seconds"]),
+                 [(peer["program"], peer["state"], f"{peer['files']:,}", seconds(peer["seconds"]),
                    f"{peer['seconds'] / peer['files'] * 1e6:.2f} µs",
                    f"{peer['peak_kib'] / 1024:.1f} MiB") for peer in peers])
 
@@ -67,6 +67,25 @@ def containers_table(results):
                  [(result["program"], result["layout"], ", ".join(result["video"]), ", ".join(result["audio"]),
                    str(result["files"]), str(result["krindexer"]), str(result["files"] - result["krindexer"]),
                    f"{result['own_us']:.0f} µs", f"{result['library_us']:.0f} µs") for result in results])
+
+
+SLOW_HEAD = ("disk", "case", "files", "tool", "serial floor", "floor in flight", "of serial", "of in flight",
+             "per file", "look-ups", "reads", "flushes", "most at once: tool", "floor in flight")
+
+
+def slow_cells(result):
+    """The tool's time, the floors', and the accesses of the tool to the disk for each file."""
+    ours, files = result["ours"], result["files"]
+    return (result["disk"], result["case"], f"{files:,}",
+            *(seconds(result[key]) for key in ("ours_s", "serial_s", "in_flight_s")),
+            f"{result['ours_s'] / result['serial_s']:.2f}", f"{result['ours_s'] / result['in_flight_s']:.2f}",
+            f"{result['ours_s'] / files * 1000:.2f} ms",
+            *(f"{ours[kind] / files:.2f}" for kind in ("lookups", "reads", "flushes")),
+            str(ours["deepest"]), str(result["in_flight"]["deepest"]))
+
+
+def slow_table(results):
+    return table(SLOW_HEAD, map(slow_cells, results))
 
 
 def text(run):
@@ -82,4 +101,6 @@ def text(run):
         parts.append("Other programs on the same tree:\n\n" + peers_table(run["peers"]))
     if run.get("containers"):
         parts.append("Recordings by the program that reads their headers:\n\n" + containers_table(run["containers"]))
+    if run.get("slow"):
+        parts.append("On slow disks:\n\n" + slow_table(run["slow"]))
     return "\n\n".join(parts)

@@ -2,6 +2,7 @@
 // properties of each mp4 that its row holds, and sends the same statements as the tool, 1000 to a
 // transaction.
 
+#include "bench/floors/ahead.h"
 #include "bench/floors/engine.h"
 #include "bench/floors/floor.h"
 #include "bench/floors/mp4.h"
@@ -38,6 +39,8 @@ std::string Statement(const char* camera, const std::string& path, const std::st
 
 void Insert(std::span<char*> args) {
     floors::Engine engine(args[0]);
+    const floors::Ahead ahead(
+        args[2], [](const std::string& path) { static_cast<void>(floors::ReadMp4(path)); });
     std::string batch;
     int count = 0;
     floors::WalkFolder(args[2], [&](const std::string& path, const char* name) {

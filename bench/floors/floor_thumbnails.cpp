@@ -3,6 +3,7 @@
 // result. Writes the thumbnails to the folder INTO, if it is given, so that no crash can leave a
 // partial one: under another name, flushed, renamed.
 
+#include "bench/floors/ahead.h"
 #include "bench/floors/floor.h"
 #include "bench/floors/walk.h"
 
@@ -105,6 +106,8 @@ void Write(const Codec& codec, const std::string& path) {
 }
 
 void MakeThumbnails(std::span<char*> args) {
+    const floors::Ahead ahead(args[0],
+                              [](const std::string& path) { static_cast<void>(Read(path)); });
     Codec codec;
     int count = 0;
     floors::WalkFolder(args[0], [&](const std::string& path, const char* name) {

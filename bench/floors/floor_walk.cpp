@@ -2,6 +2,7 @@
 // For each camera, reads id and path by one SELECT into a hash map by file name, then each entry of
 // the folder and its status.
 
+#include "bench/floors/ahead.h"
 #include "bench/floors/engine.h"
 #include "bench/floors/floor.h"
 #include "bench/floors/walk.h"
@@ -13,6 +14,7 @@ void FindNothingToDo(std::span<char*> args) {
     std::size_t rows = 0;
     std::size_t gone = 0;
     for (args = args.subspan(1); args.size() >= 2; args = args.subspan(2)) {
+        const floors::Ahead ahead(args[1], floors::TouchStatus);
         floors::FileIds ids;
         engine.ReadRows(args[0], ids);
         rows += ids.size();
