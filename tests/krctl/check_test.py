@@ -14,6 +14,10 @@ class Names(CheckTest):
         self.assertIn("Nothing found; the names and sizes of files were compared.", outcome.out)
         self.assertEqual(self.found(status=0), [])
 
+    def test_camera_without_a_folder_of_alert_recordings_is_complete(self):
+        self.recorder.camera(2, "Back")
+        self.assertEqual(self.found(status=0), [])
+
     def test_missing_file(self):
         os.remove(self.path(self.names[0]))
         self.assertEqual(self.found(), [f"recordings 1 {self.row_path(self.names[0])} missing"])

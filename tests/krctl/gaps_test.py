@@ -79,6 +79,13 @@ class Gaps(GapsTest):
         os.utime(self.path(name), (START_TM, START_TM))
         self.assertIn(("damaged", 50, 50 + self.length), self.gaps())
 
+    def test_recording_that_a_check_could_not_read_is_damaged(self):
+        with open(self.path(self.names[1]), "r+b") as file:
+            file.write(b"\xff" * 64)
+        self.assertNotIn("damaged", [what for what, _, _ in self.gaps()])
+        self.krctl("check", "--containers", status=2)
+        self.assertIn(("damaged", SPACING, SPACING + self.length), self.gaps())
+
     def test_row_without_length_is_damaged(self):
         self.do(f"UPDATE event SET end_tm = start_tm WHERE start_tm = {START_TM + SPACING}")
         self.assertIn(("damaged", SPACING, SPACING + self.length), self.gaps())
