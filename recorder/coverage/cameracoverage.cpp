@@ -166,9 +166,8 @@ private:
     void ReadFolder(const std::string& folder) {
         try {
             ListFolder(m_root + "/" + folder, [&](const FolderEntry& entry) {
-                if (entry.isRegularFile) {
-                    TakeFile(folder + "/" + entry.name);
-                }
+                const std::string path = folder + "/" + entry.name;
+                entry.isRegularFile ? TakeFile(path) : TakeOther(path);
                 return true;
             });
         } catch (const std::exception& error) {
@@ -190,9 +189,34 @@ private:
         if (row == m_rows.end() || row->path != path) {
             m_withoutRow.push_back(path);
         } else {
-            const bool hasLength = row->interval.endTm > row->interval.beginTm;
-            row->interval.coverage = hasLength ? Coverage::Recorded : Coverage::Damaged;
+            TakeFileOf(*row, path);
         }
+    }
+
+    // A row gets its length at the end of the recording.
+    void TakeFileOf(Row& row, const std::string& path) {
+        Interval& time = row.interval;
+        const bool hasLength = time.endTm > time.beginTm;
+        struct stat64 status = {};
+        const std::string file = m_root + "/" + path;
+        if (!hasLength && Uninterrupted([&] { return lstat64(file.c_str(), &status); }) == 0 &&
+            IsInProgress(status, time.beginTm)) {
+            time = {time.beginTm, std::max(m_nowTm, time.beginTm), Coverage::Recorded};
+        } else {
+            time.coverage = hasLength ? Coverage::Recorded : Coverage::Damaged;
+        }
+    }
+
+    // A link or a folder instead of a row's file is not a recording that was removed.
+    void TakeOther(const std::string& path) {
+        const auto row = FirstFrom(path);
+        if (row != m_rows.end() && row->path == path) {
+            row->interval.coverage = Coverage::Damaged;
+        }
+    }
+
+    [[nodiscard]] bool IsInProgress(const struct stat64& status, long startTm) const {
+        return status.st_mtim.tv_sec >= m_nowTm - kInProgressSec && startTm >= m_nowTm - kDaySec;
     }
 
     // A recording is known by its name: in another folder it is still the one of its row.
@@ -206,9 +230,7 @@ private:
         for (const std::string& path : m_withoutRow) {
             const auto row = missing.find(NameIn(path));
             if (row != missing.end()) {
-                const Interval& time = row->second->interval;
-                const bool hasLength = time.endTm > time.beginTm;
-                row->second->interval.coverage = hasLength ? Coverage::Recorded : Coverage::Damaged;
+                TakeFileOf(*row->second, path);
             } else {
                 TakeFileWithoutRow(path);
             }
@@ -234,8 +256,7 @@ private:
             m_others.push_back(Within(row->startTm, row->endTm));
             m_others.back().coverage =
                 row->endTm > row->startTm ? Coverage::Recorded : Coverage::Damaged;
-        } else if (status.st_mtim.tv_sec >= m_nowTm - kInProgressSec &&
-                   *startTm >= m_nowTm - kDaySec) {
+        } else if (IsInProgress(status, *startTm)) {
             m_others.push_back({*startTm, std::max<long>(m_nowTm, *startTm), Coverage::Recorded});
         } else {
             ReadLength(file, *kind, *startTm);

@@ -67,6 +67,9 @@ std::string KeyOf(recorder::Coverage coverage) {
     return CLI::detail::find_and_replace(TextOf(coverage), " ", "-");
 }
 
+constexpr long kLongestDaySec = 25 * 3600L;
+
+// Nothing is known about the future. The date of tomorrow is accepted: the end of today.
 Times TimesOf(const GapsOptions& options) {
     Times times;
     times.nowTm = std::time(nullptr);
@@ -74,6 +77,13 @@ Times TimesOf(const GapsOptions& options) {
     times.untilTm =
         options.until.empty() ? times.nowTm : ParseMoment(options.until, Bound::Until, times.nowTm);
     times.minSec = ParseDuration(options.min);
+    if (times.sinceTm >= times.nowTm) {
+        throw CLI::ValidationError("--since", "expected a time before now");
+    }
+    if (times.untilTm > times.nowTm + kLongestDaySec) {
+        throw CLI::ValidationError("--until", "expected a time that is not in the future");
+    }
+    times.untilTm = std::min(times.untilTm, times.nowTm);
     if (times.sinceTm >= times.untilTm) {
         throw CLI::ValidationError("--since", "expected a time before --until");
     }
