@@ -303,6 +303,8 @@ bool Serve(const char* folder, const Options& options, Disk& disk) {
     char name[] = "slowdisk";
     char* words[] = {name, nullptr};
     struct fuse_args args = FUSE_ARGS_INIT(1, words);
+    const std::unique_ptr<struct fuse_args, decltype(&fuse_opt_free_args)> argsOwner(
+        &args, fuse_opt_free_args);
     const std::unique_ptr<struct fuse, decltype(&fuse_destroy)> fuse(
         fuse_new(&args, &operations, sizeof operations, &disk), fuse_destroy);
     struct fuse_custom_io io = {};
