@@ -183,7 +183,7 @@ class Recorder:
         """Adds cameras, on folders that may hold the identities of a previous recorder's cameras."""
         for number, store in enumerate(stores, 1):
             (store / ".kestora-camera").unlink(missing_ok=True)
-            self.run("krctl", "camera", "add", "--id", number, "--name", "FrontDoor",
+            self.run("krctl", "camera", "add", "--id", number, "--name", f"FrontDoor{number}",
                      "--storage", store)
 
     def insert_recordings(self, rows):
