@@ -20,6 +20,7 @@ USAGE_STATUS = 64
 DEPTH = 64
 ACCESS_US = {4: 20_000, DEPTH: 500_000}  # by depth: so long that all readers of a busy machine meet
 FILES = 4 * DEPTH
+ATTEMPTS = 4
 
 
 class SlowDisk(unittest.TestCase):
@@ -35,11 +36,14 @@ class SlowDisk(unittest.TestCase):
             self.contents[path] = os.urandom(3 * number + 1)
             path.write_bytes(self.contents[path])
 
-    @contextlib.contextmanager
-    def mounted(self, access_us=0, depth=DEPTH):
+    def require_disk(self):
         problem = slow.why_not(self.bin_dir)
         if problem:
             self.skipTest(problem)
+
+    @contextlib.contextmanager
+    def mounted(self, access_us=0, depth=DEPTH):
+        self.require_disk()
         options = slow.options_of(slow.Profile(access_us, depth, {}))
         disk = slow.Disk(self.bin_dir, self.folder, options, self.work / "statistics")
         with disk.mounted():
@@ -71,17 +75,27 @@ class SlowDisk(unittest.TestCase):
         self.assertEqual((self.folder / "@Thumbnail/a.jpg").read_bytes(), b"picture")
         self.assertFalse(next(iter(self.contents)).exists())
 
+    def counts_of_reading(self, times):
+        with self.mounted() as disk:
+            for _ in range(times):
+                for path in self.contents:
+                    path.stat()
+                    path.read_bytes()
+        return disk.counts
+
     def test_a_first_access_waits_and_a_second_one_is_served_by_the_kernel(self):
+        self.require_disk()  # a skip within a subTest would not end the test
         for times in (1, 3):
-            with self.subTest(times=times), self.mounted() as disk:
-                for _ in range(times):
-                    for path in self.contents:
-                        path.stat()
-                        path.read_bytes()
-            # The mount point, the folder and each file.
-            self.assertLessEqual(FILES, disk.counts["lookups"])
-            self.assertLessEqual(disk.counts["lookups"], FILES + 3)
-            self.assertEqual(disk.counts["reads"], FILES)
+            with self.subTest(times=times):
+                # The kernel may drop its caches at any time, then other counts are right too.
+                for _ in range(ATTEMPTS):
+                    counts = self.counts_of_reading(times)
+                    self.assertGreaterEqual(counts["lookups"], FILES)
+                    self.assertGreaterEqual(counts["reads"], FILES)
+                    if counts["lookups"] <= FILES + 3 and counts["reads"] == FILES:  # with the folders
+                        break
+                else:
+                    self.fail(f"each attempt had more than one look-up and read for a file: {counts}")
 
     def test_each_request_takes_the_time_that_was_asked_for(self):
         with self.mounted(access_us=100) as disk:
@@ -92,23 +106,35 @@ class SlowDisk(unittest.TestCase):
         self.assertEqual(counts["served_us"], 100 * sum(
             counts[kind] for kind in ("lookups", "listings", "reads", "flushes")))
 
+    def deepest_of_many_readers(self, access_us, depth):
+        with self.mounted(access_us, depth) as disk:
+            start = threading.Barrier(2 * DEPTH)
+            paths = list(self.contents)
+
+            def read(first):
+                start.wait()
+                for path in paths[first::2 * DEPTH]:
+                    path.read_bytes()
+
+            readers = [threading.Thread(target=read, args=(first,)) for first in range(2 * DEPTH)]
+            for reader in readers:
+                reader.start()
+            for reader in readers:
+                reader.join()
+        return disk.counts["deepest"]
+
     def test_the_depth_is_reached_from_one_process_and_never_exceeded(self):
+        self.require_disk()
         for depth, access_us in ACCESS_US.items():
-            with self.subTest(depth=depth), self.mounted(access_us, depth) as disk:
-                start = threading.Barrier(2 * DEPTH)
-                paths = list(self.contents)
-
-                def read(first, paths=paths, start=start):
-                    start.wait()
-                    for path in paths[first::2 * DEPTH]:
-                        path.read_bytes()
-
-                readers = [threading.Thread(target=read, args=(first,)) for first in range(2 * DEPTH)]
-                for reader in readers:
-                    reader.start()
-                for reader in readers:
-                    reader.join()
-            self.assertEqual(disk.counts["deepest"], depth)
+            with self.subTest(depth=depth):
+                # A busy machine may keep readers from meeting.
+                for _ in range(ATTEMPTS):
+                    deepest = self.deepest_of_many_readers(access_us, depth)
+                    self.assertLessEqual(deepest, depth)
+                    if deepest == depth:
+                        break
+                else:
+                    self.fail(f"no attempt reached the depth; the last had {deepest} requests at once")
 
     def test_wrong_options_are_named(self):
         for option in ("--depth=0", "--depth=257", "--depth=x", "--read-us=-1", "--lookup-us=", "--speed=1"):
