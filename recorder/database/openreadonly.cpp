@@ -1,16 +1,9 @@
-#include "recorder/database/openpostgres.h"
-#include "recorder/database/readonlydatabase.h"
 #include "recorder/database/schema.h"
-#include "recorder/settings/settings.h"
 
 namespace recorder {
 
 std::unique_ptr<Database> OpenDatabaseOf(KRDB::DB_INSTANCE instance) {
-    const DatabaseSettings& settings = GetSettings().database;
-    if (settings.postgres) {
-        return OpenPostgres(*settings.postgres, settings.lockTimeoutMs, PostgresAccess::ReadOnly);
-    }
-    return std::make_unique<ReadOnlyDatabase>(DatabasePath(instance), settings.lockTimeoutMs);
+    return OpenReadOnlyDatabaseOf(instance);
 }
 
 } // namespace recorder

@@ -1,5 +1,8 @@
 #include "recorder/database/readonlydatabase.h"
 
+#include "recorder/database/openpostgres.h"
+#include "recorder/database/schema.h"
+#include "recorder/settings/settings.h"
 #include "recorder/support/error.h"
 
 #include <chrono>
@@ -120,6 +123,14 @@ DBResult_tag ReadOnlyDatabase::Execute(const std::string& sql, const ExecuteOpti
 void ReadOnlyDatabase::AttributeTo(const RunIdentity& /*run*/,
                                    const std::vector<MediaTable>& /*tables*/) {
     throw Error(m_name + " is opened read-only");
+}
+
+std::unique_ptr<Database> OpenReadOnlyDatabaseOf(KRDB::DB_INSTANCE instance) {
+    const DatabaseSettings& settings = GetSettings().database;
+    if (settings.postgres) {
+        return OpenPostgres(*settings.postgres, settings.lockTimeoutMs, PostgresAccess::ReadOnly);
+    }
+    return std::make_unique<ReadOnlyDatabase>(DatabasePath(instance), settings.lockTimeoutMs);
 }
 
 } // namespace recorder

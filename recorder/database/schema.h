@@ -28,6 +28,12 @@ constexpr long kSchemaVersion = 1;
 // decided when a program is linked (openwritable.cpp, openreadonly.cpp), so that no mistake in a
 // program that only reads can write. Throws Error.
 [[nodiscard]] std::unique_ptr<Database> OpenDatabaseOf(KRDB::DB_INSTANCE instance);
+// Like it, but always such that every write is refused, and nothing is written beside the database.
+[[nodiscard]] std::unique_ptr<Database> OpenReadOnlyDatabaseOf(KRDB::DB_INSTANCE instance);
+
+// Makes OpenDatabaseOf open databases read-only from now on, for commands that only read, in a
+// program that can write.
+void OpenDatabasesReadOnly();
 
 // Throws DatabaseUnusable, with the remedy, if a database file is missing or can't be read. Opens
 // no database: on a server, one can still turn out to be missing.

@@ -82,7 +82,7 @@ class Contents(CheckTest):
 
     def test_without_time_nothing_is_read_or_claimed(self):
         outcome = self.krctl("check", "--contents", "--budget", "0s")
-        self.assertIn("5 files were not read; the next check of contents begins with them.\n",
+        self.assertIn("5 files were not read; the next check of contents begins here.\n",
                       outcome.out)
         self.assertEqual(self.contents("--budget", "0s"), (0, 0, 5))
         self.assertEqual(self.contents("--budget", "1h"), (0, 5, 0))

@@ -3,6 +3,7 @@
 #include "recorder/backup/backupjob.h"
 #include "recorder/backup/databasecopy.h"
 #include "recorder/backup/restore.h"
+#include "recorder/database/schema.h"
 #include "recorder/settings/settings.h"
 #include "recorder/support/error.h"
 #include "recorder/support/folder.h"
@@ -103,6 +104,7 @@ void End(const std::vector<BackupSet>& sets, const std::vector<FolderBackup>& fa
 }
 
 void List(const BackupOptions& options) {
+    recorder::OpenDatabasesReadOnly();
     std::vector<BackupSet> sets;
     std::vector<FolderBackup> failures;
     for (const std::string& folder : FoldersOf(options)) {

@@ -16,6 +16,13 @@ bool WorksWithoutDatabases(const std::string& command) {
     return std::find(kCommands.begin(), kCommands.end(), command) != kCommands.end();
 }
 
+// The commands that read databases and don't change them.
+bool OnlyReads(const std::string& command) {
+    constexpr std::array kCommands{"camera list", "volume list", "plan",   "findings", "gaps",
+                                   "status",      "runs",        "report", "metrics",  "doctor"};
+    return std::find(kCommands.begin(), kCommands.end(), command) != kCommands.end();
+}
+
 } // namespace
 
 void AddCommands(CLI::App& app) {
@@ -44,7 +51,11 @@ void AddCommands(CLI::App& app) {
     app.footer("\"krctl help COMMAND\" describes a command."); // the commands would inherit it
     // Runs before the command.
     app.parse_complete_callback([&app] {
-        if (!WorksWithoutDatabases(ParsedCommand(app))) {
+        const std::string command = ParsedCommand(app);
+        if (OnlyReads(command)) {
+            recorder::OpenDatabasesReadOnly();
+        }
+        if (!WorksWithoutDatabases(command)) {
             recorder::RequireDatabases();
         }
     });

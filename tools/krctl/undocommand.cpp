@@ -1,5 +1,6 @@
 #include "tools/krctl/commands.h"
 
+#include "recorder/database/schema.h"
 #include "recorder/ledger/undo.h"
 #include "recorder/run/runlist.h"
 #include "tools/common/exitstatus.h"
@@ -134,6 +135,9 @@ bool IsComplete(const recorder::Undone& undone) {
 
 void Undo(const UndoOptions& options) {
     const auto& [selection, isDryRun, asJson] = options;
+    if (isDryRun) {
+        recorder::OpenDatabasesReadOnly();
+    }
     // Read first, so that a failure here can't hide what was restored.
     const std::vector<recorder::RunRecord> others = recorder::OtherRuns(selection);
     const recorder::Undone undone =

@@ -131,7 +131,7 @@ std::string ContentsText(const std::vector<CheckedView>& parts) {
     text += ".\n";
     if (const long files = count(&recorder::PartContents::notRead); files > 0) {
         const std::optional<long> oldest = OldestOf(parts);
-        text += FilesText(files, "not read") + "; the next check of contents begins with them" +
+        text += FilesText(files, "not read") + "; the next check of contents begins here" +
                 (oldest ? "; one was last read at " + TimeText(*oldest) : "") + ".\n";
     }
     return text;
@@ -185,8 +185,8 @@ void CheckPrinter::Print(const recorder::Finding& finding, const recorder::FixRe
     }
 }
 
-void CheckPrinter::End(const std::vector<CheckedView>& parts, long fixRun) const {
-    m_view.asJson ? EndJson(parts, fixRun) : EndText(parts, fixRun);
+void CheckPrinter::End(const std::vector<CheckedView>& parts, long fixRun, long onRecord) const {
+    m_view.asJson ? EndJson(parts, fixRun, onRecord) : EndText(parts, fixRun, onRecord);
 }
 
 std::string CheckPrinter::JsonBegin() const {
@@ -201,10 +201,12 @@ std::string CheckPrinter::JsonBegin() const {
            ",\n  \"findings\": [";
 }
 
-void CheckPrinter::EndJson(const std::vector<CheckedView>& parts, long fixRun) const {
+void CheckPrinter::EndJson(const std::vector<CheckedView>& parts, long fixRun,
+                           long onRecord) const {
     Json json;
     json["complete"] = ::IsComplete(parts);
     json["run"] = fixRun == 0 ? Json() : Json(fixRun);
+    json["findings_on_record"] = onRecord;
     json["parts"] = Json::array();
     for (const CheckedView& view : parts) {
         json["parts"].push_back(JsonOfPart(view));
@@ -221,7 +223,8 @@ std::string CheckPrinter::Compared() const {
            " of files were compared";
 }
 
-void CheckPrinter::EndText(const std::vector<CheckedView>& parts, long fixRun) const {
+void CheckPrinter::EndText(const std::vector<CheckedView>& parts, long fixRun,
+                           long onRecord) const {
     if (m_printed > kFindingsShown) {
         std::printf("and %ld more\n", m_printed - kFindingsShown);
     }
@@ -240,8 +243,11 @@ void CheckPrinter::EndText(const std::vector<CheckedView>& parts, long fixRun) c
         std::printf("%s brought up to date; to reverse this: krctl undo %ld\n",
                     Counted(m_fixed, "row").c_str(), fixRun);
     }
-    const std::string found =
+    std::string found =
         Findings() == 0 ? (m_fixed == 0 ? "Nothing found; " : "Nothing else found; ") + Compared()
                         : Counted(Findings(), "finding") + "; krctl findings lists them";
+    if (const long others = onRecord - Findings(); others > 0) {
+        found += "; " + Counted(others, "other finding") + " of earlier checks or runs on record";
+    }
     std::printf("%s%s\n", found.c_str(), ::IsComplete(parts) ? "." : "; the check is incomplete.");
 }

@@ -42,13 +42,14 @@ public:
     // The differences that were not fixed.
     [[nodiscard]] long Findings() const { return m_printed - m_fixed; }
 
-    // `fixRun` is the number of the fixes for krctl undo; 0: there are none.
-    void End(const std::vector<CheckedView>& parts, long fixRun) const;
+    // `fixRun` is the number of the fixes for krctl undo; 0: there are none. `onRecord` is the
+    // number of findings on record for what was checked, also those of other levels and of runs.
+    void End(const std::vector<CheckedView>& parts, long fixRun, long onRecord) const;
 
 private:
     [[nodiscard]] std::string JsonBegin() const;
-    void EndJson(const std::vector<CheckedView>& parts, long fixRun) const;
-    void EndText(const std::vector<CheckedView>& parts, long fixRun) const;
+    void EndJson(const std::vector<CheckedView>& parts, long fixRun, long onRecord) const;
+    void EndText(const std::vector<CheckedView>& parts, long fixRun, long onRecord) const;
     [[nodiscard]] std::string Compared() const;
 
     CheckView m_view;
