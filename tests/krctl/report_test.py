@@ -1,7 +1,9 @@
 """krctl report: a page about a run and the recordings of each day."""
 
 import os
+import re
 import stat
+import time
 
 from support import process
 from support.case import KrctlTest
@@ -46,6 +48,39 @@ class Run(ReportTest):
         self.assertEqual(page.texts("h1"), ["In line, 1 known finding"])
         self.assertIn("Known findings", page.texts("h2"))
         self.assertIn("recordings of camera 1 Front: 1 unreadable", page.texts("li"))
+
+    def test_shows_the_times_of_the_last_days_and_why_there_is_no_recording(self):
+        storage = self.recorder.camera(1, "Front")
+        now = time.time()
+        begin = int(now) - 7200
+        for start, name in ((begin, "known"), (begin + 3600, "lost")):
+            self.recording_at(storage, start)
+        self.recorder.reindex("-r", "-1")
+        os.remove(self.recorder.path(self.recording_at(storage, begin + 3600)))
+        page = self.report()
+        strips = [self.strip(page, number) for number in range(14)]
+        self.assertIn("not recorded 00:00\u201324:00", strips[0])
+        self.assertIn("removed from disk", "".join(strips[-2:]))
+        self.assertEqual(len(strips), 14)
+        self.assertIn("removed from disk", page.texts("li"))
+
+    def recording_at(self, storage, start_tm):
+        local = time.localtime(start_tm)
+        half_day = time.strftime("%Y%m%d", local) + ("AM" if local.tm_hour < 12 else "PM")
+        return self.recorder.recording(storage, start_tm, half_day)
+
+    def strip(self, page, number):
+        """The text alternative of a day's strip."""
+        return re.findall(r'<svg [^>]*role="img" aria-label="(\d+ \w+ \d{4}: [^"]*)"', page.source)[number]
+
+    def test_times_that_can_not_be_read_are_unknown(self):
+        self.recorder.volume()
+        storage = self.recorder.camera(1, "Front")
+        self.recorder.reindex("-r", "-1")
+        os.remove(self.recorder.path("volume1/.kestora-volume"))
+        page = self.report()
+        self.assertIn("unknown 00:00\u201324:00", self.strip(page, 0))
+        self.assertTrue(any(text.startswith("Unknown: ") for text in page.texts("li")), storage)
 
     def test_names_what_could_not_be_read(self):
         name = self.recorder.recording(self.recorder.camera(1, "Front"), medium="cut.mp4")
@@ -248,8 +283,10 @@ class Source(ReportTest):
         self.assertTrue(page.source.startswith("<!DOCTYPE html>\n"))
         self.assertIn(("html", {"lang": "en"}), [element[:2] for element in page.elements])
         pictures = [has for tag, has, _ in page.elements if tag == "svg" and "role" in has]
-        self.assertEqual([(has["role"], has["aria-label"]) for has in pictures],
+        self.assertEqual([(has["role"], has["aria-label"]) for has in pictures[:1]],
                          [("img", "2014: 1 recording; changes on 1 day")])
+        self.assertEqual([has["role"] for has in pictures[1:] if "recorded" in has["aria-label"]],
+                         ["img"] * 14)
         heads = [has["scope"] for tag, has, _ in page.elements if tag == "th"]
         self.assertEqual(set(heads), {"col", "row"})
 

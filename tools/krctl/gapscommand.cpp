@@ -2,6 +2,7 @@
 
 #include "recorder/camera/cameratable.h"
 #include "recorder/coverage/cameracoverage.h"
+#include "tools/common/coverageview.h"
 #include "tools/common/exitstatus.h"
 #include "tools/common/joboptions.h"
 #include "tools/common/json.h"
@@ -44,24 +45,6 @@ struct CameraGaps {
     std::vector<recorder::Interval> gaps;
     std::vector<std::string> problems;
 };
-
-const char* TextOf(recorder::Coverage coverage) {
-    switch (coverage) {
-    case recorder::Coverage::Recorded:
-        return "recorded";
-    case recorder::Coverage::NotIndexed:
-        return "not indexed";
-    case recorder::Coverage::Damaged:
-        return "damaged";
-    case recorder::Coverage::Unknown:
-        return "unknown";
-    case recorder::Coverage::Removed:
-        return "removed from disk";
-    case recorder::Coverage::NotRecorded:
-        return "not recorded";
-    }
-    return "unknown";
-}
 
 std::string KeyOf(recorder::Coverage coverage) {
     return CLI::detail::find_and_replace(TextOf(coverage), " ", "-");

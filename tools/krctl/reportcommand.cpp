@@ -30,8 +30,8 @@ Report ReportOf(const ReportOptions& options) {
 
 void MakeReport(const ReportOptions& options) {
     Report report = ReportOf(options);
-    report.footer =
-        "Created by krctl report on " + LongTimeText(std::time(nullptr)) + ". Days are in UTC.";
+    report.footer = "Created by krctl report on " + LongTimeText(std::time(nullptr)) +
+                    ". Days of the calendars are in UTC.";
     WriteOutputFile(options.file, PageOf(report), kMode);
 }
 

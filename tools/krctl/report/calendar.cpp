@@ -116,5 +116,8 @@ Html CalendarHtml(const CameraCalendar& calendar, const StripOptions& options) {
     if (!days.IsEmpty()) {
         content += HolesAndDrift(days, options.labels) + Years(days, options);
     }
+    if (calendar.times) {
+        content += RecordingTimesHtml(*calendar.times);
+    }
     return Element("article", {}, content);
 }

@@ -5,9 +5,11 @@
 #include "tools/common/texts.h"
 #include "tools/krctl/report/html.h"
 #include "tools/krctl/report/recordingdays.h"
+#include "tools/krctl/report/recordingtimes.h"
 #include "tools/krctl/report/yearstrip.h"
 
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,6 +17,7 @@ struct CameraCalendar {
     int camId = 0;
     std::string name; // empty if the camera was removed
     RecordingDays days;
+    std::optional<RecordingTimes> times = std::nullopt; // of the last days; nothing: not read
 };
 
 using DaysByCamera = std::map<int, RecordingDays>;

@@ -149,12 +149,15 @@ Html Calendars(const Report& report) {
     }
     const StripOptions options{report.labels, DaysOf(report.calendars) <= kMaxDaysWithHints};
     Html cameras;
+    bool hasTimes = false;
     for (const CameraCalendar& calendar : report.calendars) {
         cameras += CalendarHtml(calendar, options);
+        hasTimes = hasTimes || calendar.times.has_value();
     }
     return Element("section", {{"aria-labelledby", "days"}},
                    Element("h2", {{"id", "days"}}, "Recordings by day") +
-                       StripLegend(report.labels, HasBoth(report.calendars)) + cameras);
+                       StripLegend(report.labels, HasBoth(report.calendars)) +
+                       (hasTimes ? RecordingTimesLegend() : Html()) + cameras);
 }
 
 Html Head(const Report& report) {

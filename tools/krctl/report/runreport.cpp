@@ -11,6 +11,7 @@
 #include "tools/krctl/run/runview.h"
 
 #include <algorithm>
+#include <ctime>
 #include <map>
 
 namespace {
@@ -188,6 +189,18 @@ DaysByCamera DaysOf(const std::optional<recorder::RunRecord>& record) {
     return days;
 }
 
+// For the cameras that this recorder records.
+void AddTimes(std::vector<CameraCalendar>& calendars) {
+    const long nowTm = std::time(nullptr);
+    for (const recorder::CameraRow& camera : recorder::ListCameras()) {
+        for (CameraCalendar& calendar : calendars) {
+            if (calendar.camId == camera.id && camera.dsId == 0) {
+                calendar.times = ReadRecordingTimes(camera.id, nowTm);
+            }
+        }
+    }
+}
+
 } // namespace
 
 Report LastRunReport(const recorder::MediaSelection& selection) {
@@ -218,5 +231,6 @@ Report LastRunReport(const recorder::MediaSelection& selection) {
     std::erase_if(report.calendars, [&](const CameraCalendar& calendar) {
         return !selection.Includes(gszTableEvent, calendar.camId);
     });
+    AddTimes(report.calendars);
     return report;
 }
