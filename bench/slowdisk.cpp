@@ -111,7 +111,7 @@ int List(const char* path, void* buffer, fuse_fill_dir_t fill, off_t /*offset*/,
     while (const struct dirent* const entry = readdir(folder.get())) {
         struct stat status = {};
         status.st_ino = entry->d_ino;
-        status.st_mode = DTTOIF(entry->d_type);
+        status.st_mode = static_cast<mode_t>(DTTOIF(entry->d_type));
         fill(buffer, entry->d_name, &status, 0, fuse_fill_dir_flags{});
     }
     return -errno;

@@ -165,10 +165,11 @@ Html RecordingTimesHtml(const RecordingTimes& times) {
 Html RecordingTimesLegend() {
     Html items;
     for (const Look& look : kLooks) {
-        const Html sample = Element(
-            "svg",
-            {{"viewBox", Format("0 0 %d %d", 2 * kHeight, kHeight)}, {"aria-hidden", "true"}},
-            Part(look, 0, 2 * kHeight, ""));
+        const Html sample = Element("svg",
+                                    {{"class", "sample"},
+                                     {"viewBox", Format("0 0 %d %d", 2 * kHeight, kHeight)},
+                                     {"aria-hidden", "true"}},
+                                    Part(look, 0, 2 * kHeight, ""));
         items += Element("li", {}, sample + Html::Text(TextOf(look.coverage)));
     }
     return Element("p", {},
