@@ -2,7 +2,10 @@
 
 #include "recorder/camera/cameratable.h"
 #include "recorder/check/containercheck.h"
+#include "recorder/database/databases.h"
+#include "recorder/database/sqltext.h"
 
+#include <functional>
 #include <set>
 #include <string_view>
 
@@ -104,6 +107,25 @@ std::vector<CheckedPart> PartsOf(const MediaSelection& selection) {
         }
     }
     return parts;
+}
+
+long RowsWithoutPart(const MediaSelection& selection) {
+    if (!selection.cameras.empty()) {
+        return 0;
+    }
+    const std::vector<int> cameras = CamerasOf(selection);
+    const std::string others =
+        cameras.empty() ? "1 = 1" : "camera_id NOT IN (" + JoinIds(cameras, std::identity()) + ")";
+    long rows = 0;
+    for (const MediaTable& table : MediaTables()) {
+        if (HasCameras(table) && selection.IncludesKind(table)) {
+            rows += Execute(table.instance,
+                            "SELECT count(*) AS rows FROM " + table.name + " WHERE " + others + ";",
+                            {.readOnly = true})
+                        .Long(0, "rows");
+        }
+    }
+    return rows;
 }
 
 PartCheck CheckPart(const CheckedPart& part, const CheckOptions& options,

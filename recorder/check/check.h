@@ -21,6 +21,11 @@ enum class CheckLevel {
 // all cameras that this recorder records. Throws Error if the cameras can't be read.
 [[nodiscard]] std::vector<CheckedPart> PartsOf(const MediaSelection& selection);
 
+// The rows of the selection that are in none of its parts: rows of cameras that were deleted, or
+// that another recorder records, whose files can't be located. 0 if cameras are selected. Throws
+// Error.
+[[nodiscard]] long RowsWithoutPart(const MediaSelection& selection);
+
 struct PartCheck {
     long rows = 0;
     long findings = 0;

@@ -104,6 +104,14 @@ class Names(CheckTest):
         self.recorder.row("event", ds_id=0, camera_id=1, path=path, start_tm=number,
                           end_tm=number, size=1, vdo_type=0, aud_fmt="", img_w=0, img_h=0)
 
+    def test_rows_of_deleted_cameras_are_counted(self):
+        self.krctl("camera", "remove", "--id", "1")
+        outcome = self.krctl("check")
+        self.assertIn("4 rows of deleted cameras, or of cameras of other recorders: not checked.\n",
+                      outcome.out)
+        self.assertEqual(self.check(status=0)["rows_without_part"], 4)
+        self.assertEqual(self.check("--kind", "snapshots", status=0)["rows_without_part"], 0)
+
     def test_hostile_names(self):
         names = (b"\xff\n'\".mp4", b"x" * 251 + b".mp4")
         for number, name in enumerate(names):

@@ -17,7 +17,9 @@ DAY = START_TM // DAY_S  # 12 March 2014
 
 class ReportTest(KrctlTest):
     def report(self, *options):
-        self.krctl("report", "--html", self.recorder.inside("report.html"), *options)
+        path = self.recorder.inside("report.html")
+        outcome = self.krctl("report", "--html", path, *options)
+        self.assertRegex(outcome.out, rf"^wrote {re.escape(path)}, [\d,]+ bytes\n$")
         with open(self.recorder.path("report.html"), encoding="utf-8") as file:
             return Page(file.read())
 

@@ -175,7 +175,8 @@ void Check(const CheckOptions& options) {
     if (levels.contents) {
         CheckContents(options, end, check.examination, printer, views);
     }
-    printer.End(views, fix ? fix->Run() : 0, FindingsOnRecord(options.media));
+    printer.End(views, {fix ? fix->Run() : 0, FindingsOnRecord(options.media),
+                        recorder::RowsWithoutPart(options.media)});
     if (!IsComplete(views)) {
         throw CLI::RuntimeError(kExitFailed);
     }

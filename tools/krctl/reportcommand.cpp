@@ -2,10 +2,13 @@
 
 #include "tools/common/joboptions.h"
 #include "tools/common/outputfile.h"
+#include "tools/common/terminal.h"
+#include "tools/common/texts.h"
 #include "tools/krctl/report/dates.h"
 #include "tools/krctl/report/page.h"
 #include "tools/krctl/report/reports.h"
 
+#include <cstdio>
 #include <ctime>
 #include <memory>
 #include <string>
@@ -32,7 +35,10 @@ void MakeReport(const ReportOptions& options) {
     Report report = ReportOf(options);
     report.footer = "Created by krctl report on " + LongTimeText(std::time(nullptr)) +
                     ". Days of the calendars are in UTC.";
-    WriteOutputFile(options.file, PageOf(report), kMode);
+    const std::string page = PageOf(report);
+    WriteOutputFile(options.file, page, kMode);
+    std::printf("wrote %s, %s bytes\n", Printable(options.file).c_str(),
+                Grouped(static_cast<long>(page.size())).c_str());
 }
 
 } // namespace

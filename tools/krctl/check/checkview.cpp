@@ -185,8 +185,8 @@ void CheckPrinter::Print(const recorder::Finding& finding, const recorder::FixRe
     }
 }
 
-void CheckPrinter::End(const std::vector<CheckedView>& parts, long fixRun, long onRecord) const {
-    m_view.asJson ? EndJson(parts, fixRun, onRecord) : EndText(parts, fixRun, onRecord);
+void CheckPrinter::End(const std::vector<CheckedView>& parts, const CheckTotals& totals) const {
+    m_view.asJson ? EndJson(parts, totals) : EndText(parts, totals);
 }
 
 std::string CheckPrinter::JsonBegin() const {
@@ -201,12 +201,12 @@ std::string CheckPrinter::JsonBegin() const {
            ",\n  \"findings\": [";
 }
 
-void CheckPrinter::EndJson(const std::vector<CheckedView>& parts, long fixRun,
-                           long onRecord) const {
+void CheckPrinter::EndJson(const std::vector<CheckedView>& parts, const CheckTotals& totals) const {
     Json json;
     json["complete"] = ::IsComplete(parts);
-    json["run"] = fixRun == 0 ? Json() : Json(fixRun);
-    json["findings_on_record"] = onRecord;
+    json["run"] = totals.fixRun == 0 ? Json() : Json(totals.fixRun);
+    json["findings_on_record"] = totals.onRecord;
+    json["rows_without_part"] = totals.rowsWithoutPart;
     json["parts"] = Json::array();
     for (const CheckedView& view : parts) {
         json["parts"].push_back(JsonOfPart(view));
@@ -223,8 +223,7 @@ std::string CheckPrinter::Compared() const {
            " of files were compared";
 }
 
-void CheckPrinter::EndText(const std::vector<CheckedView>& parts, long fixRun,
-                           long onRecord) const {
+void CheckPrinter::EndText(const std::vector<CheckedView>& parts, const CheckTotals& totals) const {
     if (m_printed > kFindingsShown) {
         std::printf("and %ld more\n", m_printed - kFindingsShown);
     }
@@ -233,20 +232,24 @@ void CheckPrinter::EndText(const std::vector<CheckedView>& parts, long fixRun,
     }
     PrintParts(m_view.names, parts, m_view.levels.contents);
     PrintProblems(m_view.names, parts);
+    if (const long rows = totals.rowsWithoutPart; rows > 0) {
+        std::printf("%s of deleted cameras, or of cameras of other recorders: not checked.\n",
+                    Counted(rows, "row").c_str());
+    }
     if (const long files = Sum(parts, std::mem_fn(&CheckedView::BeingWritten)); files > 0) {
         std::printf("%s.\n", FilesText(files, "being written and not compared").c_str());
     }
     if (m_view.levels.contents) {
         std::fputs(ContentsText(parts).c_str(), stdout);
     }
-    if (fixRun != 0) {
+    if (totals.fixRun != 0) {
         std::printf("%s brought up to date; to reverse this: krctl undo %ld\n",
-                    Counted(m_fixed, "row").c_str(), fixRun);
+                    Counted(m_fixed, "row").c_str(), totals.fixRun);
     }
     std::string found =
         Findings() == 0 ? (m_fixed == 0 ? "Nothing found; " : "Nothing else found; ") + Compared()
                         : Counted(Findings(), "finding") + "; krctl findings lists them";
-    if (const long others = onRecord - Findings(); others > 0) {
+    if (const long others = totals.onRecord - Findings(); others > 0) {
         found += "; " + Counted(others, "other finding") + " of earlier checks or runs on record";
     }
     std::printf("%s%s\n", found.c_str(), ::IsComplete(parts) ? "." : "; the check is incomplete.");

@@ -31,6 +31,13 @@ struct CheckedView {
     [[nodiscard]] long BeingWritten() const;
 };
 
+// What is said of the check as a whole.
+struct CheckTotals {
+    long fixRun = 0;          // the number of the fixes for krctl undo; 0: there are none
+    long onRecord = 0;        // findings on record, also those of other levels and of runs
+    long rowsWithoutPart = 0; // of deleted cameras, or cameras of other recorders
+};
+
 // Prints findings when they are found, because there may be millions, and the result at the end.
 class CheckPrinter {
 public:
@@ -42,14 +49,12 @@ public:
     // The differences that were not fixed.
     [[nodiscard]] long Findings() const { return m_printed - m_fixed; }
 
-    // `fixRun` is the number of the fixes for krctl undo; 0: there are none. `onRecord` is the
-    // number of findings on record for what was checked, also those of other levels and of runs.
-    void End(const std::vector<CheckedView>& parts, long fixRun, long onRecord) const;
+    void End(const std::vector<CheckedView>& parts, const CheckTotals& totals) const;
 
 private:
     [[nodiscard]] std::string JsonBegin() const;
-    void EndJson(const std::vector<CheckedView>& parts, long fixRun, long onRecord) const;
-    void EndText(const std::vector<CheckedView>& parts, long fixRun, long onRecord) const;
+    void EndJson(const std::vector<CheckedView>& parts, const CheckTotals& totals) const;
+    void EndText(const std::vector<CheckedView>& parts, const CheckTotals& totals) const;
     [[nodiscard]] std::string Compared() const;
 
     CheckView m_view;
