@@ -48,11 +48,11 @@ public:
         if (HasCameras(part.table)) {
             selection.cameras = {part.camId};
         }
-        for (const Finding& finding : ListFindings(selection)) {
+        ForEachFinding(selection, [this](const Finding& finding) {
             if (IsOfContents(finding.type)) {
                 m_onRecord.insert(finding.path);
             }
-        }
+        });
     }
 
     // The file was read; `file` has what is to be on record of its contents.

@@ -110,21 +110,40 @@ Finding FindingIn(const DBResult_tag& rows, int row) {
             .run = rows.Long(row, "run")};
 }
 
-// The findings of the selection that fulfil the SQL condition.
-std::vector<Finding> FindingsWhere(const MediaSelection& selection, const std::string& condition) {
-    std::vector<Finding> findings;
+std::string KeyOf(const Finding& finding) {
+    return "(" + std::to_string(finding.camId) + ", " + Quote(finding.path) + ", " +
+           Quote(NameOf(finding.type)) + ")";
+}
+
+// Calls `take` with the findings of the selection that fulfil the SQL condition.
+void ForEachFindingWhere(const MediaSelection& selection, const std::string& condition,
+                         const std::function<void(const Finding&)>& take) {
     ForEachTable(selection, [&](const MediaTable& table) {
-        const DBResult_tag rows =
-            Execute(table.instance,
-                    "SELECT kind, camera_id, path, what, detail, has_row, first_tm, last_tm, run "
-                    "FROM finding WHERE " +
-                        SelectedSql(table, selection) + " AND " + condition + " AND " +
-                        IsValidSql(table) + " ORDER BY camera_id, path, what;",
-                    {.readOnly = true});
-        for (int row = 0; row < rows.RowCount(); ++row) {
-            findings.push_back(FindingIn(rows, row));
+        std::string after;
+        for (;;) {
+            const DBResult_tag rows = Execute(
+                table.instance,
+                "SELECT kind, camera_id, path, what, detail, has_row, first_tm, last_tm, run "
+                "FROM finding WHERE " +
+                    SelectedSql(table, selection) + " AND " + condition + after + " AND " +
+                    IsValidSql(table) + " ORDER BY camera_id, path, what LIMIT " +
+                    std::to_string(kRowsPerTransaction) + ";",
+                {.readOnly = true});
+            if (rows.RowCount() == 0) {
+                return;
+            }
+            for (int row = 0; row < rows.RowCount(); ++row) {
+                take(FindingIn(rows, row));
+            }
+            after = " AND (camera_id, path, what) > " + KeyOf(FindingIn(rows, rows.RowCount() - 1));
         }
     });
+}
+
+std::vector<Finding> FindingsWhere(const MediaSelection& selection, const std::string& condition) {
+    std::vector<Finding> findings;
+    ForEachFindingWhere(selection, condition,
+                        [&](const Finding& finding) { findings.push_back(finding); });
     return findings;
 }
 
@@ -223,6 +242,11 @@ void RemoveVoidFindings(const std::string& kind, const std::vector<int>& cameras
     if (rows.RowCount() > 0) {
         Execute(table.instance, "DELETE" + from + ";");
     }
+}
+
+void ForEachFinding(const MediaSelection& selection,
+                    const std::function<void(const Finding&)>& take) {
+    ForEachFindingWhere(selection, "1 = 1", take);
 }
 
 std::vector<Finding> ListFindings(const MediaSelection& selection) {

@@ -5,6 +5,7 @@
 
 #include "recorder/database/mediaselection.h"
 
+#include <functional>
 #include <optional>
 #include <set>
 #include <string>
@@ -79,7 +80,12 @@ void ResolveRetriedFindings(const std::string& kind, int camId, long examination
 // cameras, the camera table may have been lost: these stay then.
 void RemoveVoidFindings(const std::string& kind, const std::vector<int>& cameras);
 
-// The findings of the selection by kind, camera, path and type.
+// Calls `take` with the findings of the selection by kind, camera, path and type. Reads them in
+// pages, so that few are in memory at a time.
+void ForEachFinding(const MediaSelection& selection,
+                    const std::function<void(const Finding&)>& take);
+
+// The same findings, all at once.
 [[nodiscard]] std::vector<Finding> ListFindings(const MediaSelection& selection);
 
 // The findings that this run was the last to find, in the same order.

@@ -13,6 +13,7 @@
 namespace {
 
 constexpr std::size_t kGap = 2;
+constexpr std::size_t kRowsOfPage = 1000;
 
 std::string Padding(std::size_t width, std::size_t used) {
     return std::string(width > used ? width - used : 0, ' ');
@@ -21,6 +22,11 @@ std::string Padding(std::size_t width, std::size_t used) {
 std::size_t TotalWidth(const std::vector<std::size_t>& widths) {
     return std::accumulate(widths.begin(), widths.end(),
                            widths.empty() ? 0 : kGap * (widths.size() - 1));
+}
+
+// The width of standard output; unlimited if it is no terminal.
+int OutputColumns() {
+    return IsTerminal(STDOUT_FILENO) ? TerminalColumns(STDOUT_FILENO) : INT_MAX;
 }
 
 } // namespace
@@ -40,14 +46,27 @@ void Table::AddRow(const std::vector<std::string>& cells) {
 }
 
 std::string Table::Text(int columns) const {
+    const Layout layout = LayoutWithin(columns);
+    return Titles(layout) + Rows(layout) + Remarks(layout);
+}
+
+Table::Layout Table::LayoutWithin(int columns) const {
     const auto width = static_cast<std::size_t>(columns);
-    const Indexes shown = ColumnsWithin(width);
-    const std::vector<std::size_t> widths = WidthsWithin(shown, width);
-    std::string text = Line(m_titles, shown, widths);
+    Layout layout{ColumnsWithin(width), {}};
+    layout.widths = WidthsWithin(layout.shown, width);
+    return layout;
+}
+
+std::string Table::Titles(const Layout& layout) const {
+    return Line(m_titles, layout.shown, layout.widths);
+}
+
+std::string Table::Rows(const Layout& layout) const {
+    std::string text;
     for (const Row& row : m_rows) {
-        text += Line(row, shown, widths);
+        text += Line(row, layout.shown, layout.widths);
     }
-    return text + Remarks(shown);
+    return text;
 }
 
 std::string Table::TabSeparated() const {
@@ -130,11 +149,12 @@ std::string Table::Line(const Row& cells, const Indexes& shown,
     return line + '\n';
 }
 
-std::string Table::Remarks(const Indexes& shown) const {
+std::string Table::Remarks(const Layout& layout) const {
     std::string legends;
     std::string missing;
     for (std::size_t i = 0; i < m_columns.size(); ++i) {
-        const bool isShown = std::find(shown.begin(), shown.end(), i) != shown.end();
+        const bool isShown =
+            std::find(layout.shown.begin(), layout.shown.end(), i) != layout.shown.end();
         if (!isShown) {
             missing += (missing.empty() ? "" : ", ") + m_titles[i];
         } else if (!m_columns[i].legend.empty()) {
@@ -145,9 +165,32 @@ std::string Table::Remarks(const Indexes& shown) const {
 }
 
 void PrintTable(const Table& table) {
-    std::fputs(
-        table.Text(IsTerminal(STDOUT_FILENO) ? TerminalColumns(STDOUT_FILENO) : INT_MAX).c_str(),
-        stdout);
+    std::fputs(table.Text(OutputColumns()).c_str(), stdout);
+}
+
+void LongTable::AddRow(const std::vector<std::string>& cells) {
+    m_page.AddRow(cells);
+    if (m_page.RowCount() == kRowsOfPage) {
+        PrintPage();
+    }
+}
+
+void LongTable::End() {
+    if (m_page.RowCount() > 0) {
+        PrintPage();
+    }
+    if (m_layout) {
+        std::fputs(m_page.Remarks(*m_layout).c_str(), stdout);
+    }
+}
+
+void LongTable::PrintPage() {
+    if (!m_layout) {
+        m_layout = m_page.LayoutWithin(OutputColumns());
+        std::fputs(m_page.Titles(*m_layout).c_str(), stdout);
+    }
+    std::fputs(m_page.Rows(*m_layout).c_str(), stdout);
+    m_page.ForgetRows();
 }
 
 void PrintTableOrTabs(const Table& table) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -26,6 +27,19 @@ public:
     // 0 don't fit.
     [[nodiscard]] std::string Text(int columns) const;
 
+    // Which columns are shown, and how wide each of them is.
+    struct Layout {
+        std::vector<std::size_t> shown;
+        std::vector<std::size_t> widths;
+    };
+    // The parts of Text, for a table that is printed in pages.
+    [[nodiscard]] Layout LayoutWithin(int columns) const;
+    [[nodiscard]] std::string Titles(const Layout& layout) const;
+    [[nodiscard]] std::string Rows(const Layout& layout) const;
+    [[nodiscard]] std::string Remarks(const Layout& layout) const;
+    [[nodiscard]] std::size_t RowCount() const { return m_rows.size(); }
+    void ForgetRows() { m_rows.clear(); }
+
     // Returns the rows for programs: all columns, separated by tabs, without titles.
     [[nodiscard]] std::string TabSeparated() const;
 
@@ -40,11 +54,27 @@ private:
     [[nodiscard]] std::size_t NextNarrower(std::size_t column, std::size_t width) const;
     [[nodiscard]] std::string Line(const Row& cells, const Indexes& shown,
                                    const std::vector<std::size_t>& widths) const;
-    [[nodiscard]] std::string Remarks(const Indexes& shown) const;
-
     std::vector<Column> m_columns;
     Row m_titles;
     std::vector<Row> m_rows;
+};
+
+// Prints a table of any number of rows, of which few are in memory at a time. Its columns are as
+// wide as the first rows need; a wider cell moves the rest of its line.
+class LongTable {
+public:
+    explicit LongTable(std::vector<Table::Column> columns) : m_page(std::move(columns)) {}
+
+    void AddRow(const std::vector<std::string>& cells);
+
+    // Prints what is left. Prints nothing if there are no rows.
+    void End();
+
+private:
+    void PrintPage();
+
+    Table m_page;
+    std::optional<Table::Layout> m_layout; // nothing: nothing was printed
 };
 
 // Prints the table to standard output: as wide as the terminal, or in full if it is no terminal.

@@ -4,7 +4,7 @@
 #include "tools/common/exitstatus.h"
 #include "tools/common/findingview.h"
 #include "tools/common/joboptions.h"
-#include "tools/common/json.h"
+#include "tools/common/jsonlist.h"
 #include "tools/common/table.h"
 #include "tools/common/texts.h"
 
@@ -26,47 +26,54 @@ std::string SourceText(const recorder::Finding& finding) {
     return finding.run == 0 ? "check" : "run " + std::to_string(finding.run);
 }
 
-void PrintFindings(const std::vector<recorder::Finding>& findings) {
+Json JsonWithTimes(const recorder::Finding& finding) {
+    Json json = JsonOf(finding);
+    json["first_seen"] = JsonTime(finding.firstTm);
+    json["last_seen"] = JsonTime(finding.lastTm);
+    json["run"] = finding.run == 0 ? Json() : Json(finding.run);
+    return json;
+}
+
+// Returns the number of findings, like PrintFindings.
+long PrintFindingsAsJson(const recorder::MediaSelection& selection) {
+    JsonList list("findings", "findings");
+    long count = 0;
+    recorder::ForEachFinding(selection, [&](const recorder::Finding& finding) {
+        list.Add(JsonWithTimes(finding));
+        ++count;
+    });
+    list.End();
+    return count;
+}
+
+long PrintFindings(const recorder::MediaSelection& selection) {
     const CameraNames names = ReadCameraNames();
-    Table table({{.title = "kind", .rank = 2},
-                 {.title = "camera"},
-                 {.title = "path"},
-                 {.title = "finding"},
-                 {.title = "detail", .rank = 1},
-                 {.title = "first seen", .rank = 4},
-                 {.title = "last seen", .rank = 3},
-                 {.title = "source", .rank = 5}});
-    for (const recorder::Finding& finding : findings) {
+    LongTable table({{.title = "kind", .rank = 2},
+                     {.title = "camera"},
+                     {.title = "path"},
+                     {.title = "finding"},
+                     {.title = "detail", .rank = 1},
+                     {.title = "first seen", .rank = 4},
+                     {.title = "last seen", .rank = 3},
+                     {.title = "source", .rank = 5}});
+    long count = 0;
+    recorder::ForEachFinding(selection, [&](const recorder::Finding& finding) {
         table.AddRow({KindText(finding.kind), CameraText(names, finding.camId), finding.path,
                       NameOf(finding.type), finding.detail, TimeText(finding.firstTm),
                       TimeText(finding.lastTm), SourceText(finding)});
+        ++count;
+    });
+    table.End();
+    if (count == 0) {
+        std::puts("No findings on record.");
     }
-    PrintTable(table);
-}
-
-void PrintFindingsAsJson(const std::vector<recorder::Finding>& findings) {
-    Json document;
-    document["findings"] = Json::array();
-    for (const recorder::Finding& finding : findings) {
-        Json json = JsonOf(finding);
-        json["first_seen"] = JsonTime(finding.firstTm);
-        json["last_seen"] = JsonTime(finding.lastTm);
-        json["run"] = finding.run == 0 ? Json() : Json(finding.run);
-        document["findings"].push_back(json);
-    }
-    PrintJson("findings", document);
+    return count;
 }
 
 void ShowFindings(const FindingsOptions& options) {
-    const std::vector<recorder::Finding> findings = recorder::ListFindings(options.media);
-    if (options.asJson) {
-        PrintFindingsAsJson(findings);
-    } else if (findings.empty()) {
-        std::puts("No findings on record.");
-    } else {
-        PrintFindings(findings);
-    }
-    if (!findings.empty()) {
+    const long count =
+        options.asJson ? PrintFindingsAsJson(options.media) : PrintFindings(options.media);
+    if (count > 0) {
         throw CLI::RuntimeError(kExitFindings);
     }
 }

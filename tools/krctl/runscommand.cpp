@@ -2,7 +2,7 @@
 
 #include "recorder/run/runlist.h"
 #include "recorder/run/runrows.h"
-#include "tools/common/json.h"
+#include "tools/common/jsonlist.h"
 #include "tools/common/moment.h"
 #include "tools/common/table.h"
 #include "tools/common/terminal.h"
@@ -166,9 +166,7 @@ public:
             std::puts(LineOf(row).c_str());
             return;
         }
-        std::printf("%s    %s", m_hasPrinted ? ",\n" : (Begin() + "\n").c_str(),
-                    JsonOf(row).dump().c_str());
-        m_hasPrinted = true;
+        m_json.Add(JsonOf(row));
     }
 
     // Prints the run after its rows.
@@ -180,8 +178,7 @@ public:
             Json rest;
             rest["run"] = JsonOfRun(run);
             rest["unlisted"] = {{"added", added}, {"removed", removed}, {"changed", changed}};
-            const std::string text = rest.dump(2);
-            std::printf("%s],%s\n", m_hasPrinted ? "\n  " : Begin().c_str(), text.c_str() + 1);
+            m_json.End(rest);
             return;
         }
         PrintUnlisted(added, "added", "removed by another program, or expired");
@@ -203,10 +200,6 @@ private:
             break;
         }
         return "changed";
-    }
-
-    static std::string Begin() {
-        return "{\n  \"schema\": \"" + SchemaName("runrows") + "\",\n  \"rows\": [";
     }
 
     static std::string LineOf(const recorder::RunRow& row) {
@@ -242,7 +235,7 @@ private:
     }
 
     bool m_asJson;
-    bool m_hasPrinted = false;
+    JsonList m_json{"runrows", "rows"};
     std::map<Change, long> m_listed;
 };
 

@@ -158,7 +158,21 @@ Json JsonOfDifference(const recorder::Finding& finding, const recorder::FixResul
     return json;
 }
 
+Json LevelsJson(const CheckLevels& levels) {
+    Json names{"names"};
+    if (levels.containers) {
+        names.push_back("containers");
+    }
+    if (levels.contents) {
+        names.push_back("contents");
+    }
+    return {{"levels", names}};
+}
+
 } // namespace
+
+CheckPrinter::CheckPrinter(CheckView view)
+    : m_view(std::move(view)), m_json("check", "findings", LevelsJson(m_view.levels)) {}
 
 bool CheckedView::IsComplete() const {
     return result.problems.empty() && (!contents || contents->problems.empty());
@@ -176,8 +190,7 @@ void CheckPrinter::Print(const recorder::Finding& finding, const recorder::FixRe
     ++m_printed;
     m_fixed += fix.outcome == recorder::FixResult::Outcome::Fixed ? 1 : 0;
     if (m_view.asJson) {
-        std::printf("%s    %s", m_printed > 1 ? ",\n" : (JsonBegin() + "\n").c_str(),
-                    JsonOfDifference(finding, fix).dump().c_str());
+        m_json.Add(JsonOfDifference(finding, fix));
     } else if (m_printed <= kFindingsShown) {
         const std::string text = FixPrefix(fix) + FindingText(finding, m_view.names) +
                                  (fix.why.empty() ? "" : "; " + fix.why);
@@ -185,23 +198,11 @@ void CheckPrinter::Print(const recorder::Finding& finding, const recorder::FixRe
     }
 }
 
-void CheckPrinter::End(const std::vector<CheckedView>& parts, const CheckTotals& totals) const {
+void CheckPrinter::End(const std::vector<CheckedView>& parts, const CheckTotals& totals) {
     m_view.asJson ? EndJson(parts, totals) : EndText(parts, totals);
 }
 
-std::string CheckPrinter::JsonBegin() const {
-    Json levels{"names"};
-    if (m_view.levels.containers) {
-        levels.push_back("containers");
-    }
-    if (m_view.levels.contents) {
-        levels.push_back("contents");
-    }
-    return "{\n  \"schema\": \"" + SchemaName("check") + "\",\n  \"levels\": " + levels.dump() +
-           ",\n  \"findings\": [";
-}
-
-void CheckPrinter::EndJson(const std::vector<CheckedView>& parts, const CheckTotals& totals) const {
+void CheckPrinter::EndJson(const std::vector<CheckedView>& parts, const CheckTotals& totals) {
     Json json;
     json["complete"] = ::IsComplete(parts);
     json["run"] = totals.fixRun == 0 ? Json() : Json(totals.fixRun);
@@ -211,9 +212,7 @@ void CheckPrinter::EndJson(const std::vector<CheckedView>& parts, const CheckTot
     for (const CheckedView& view : parts) {
         json["parts"].push_back(JsonOfPart(view));
     }
-    std::string rest = json.dump(2);
-    rest.erase(0, rest.find('{') + 1);
-    std::printf("%s],%s\n", m_printed > 0 ? "\n  " : JsonBegin().c_str(), rest.c_str());
+    m_json.End(json);
 }
 
 // Claims no more than what was compared.

@@ -4,6 +4,7 @@
 
 #include "recorder/check/check.h"
 #include "recorder/check/contentcheck.h"
+#include "tools/common/jsonlist.h"
 #include "tools/common/texts.h"
 
 #include <optional>
@@ -41,7 +42,7 @@ struct CheckTotals {
 // Prints findings when they are found, because there may be millions, and the result at the end.
 class CheckPrinter {
 public:
-    explicit CheckPrinter(CheckView view) : m_view(std::move(view)) {}
+    explicit CheckPrinter(CheckView view);
 
     // Prints a difference, and what became of it.
     void Print(const recorder::Finding& finding, const recorder::FixResult& fix = {});
@@ -49,15 +50,15 @@ public:
     // The differences that were not fixed.
     [[nodiscard]] long Findings() const { return m_printed - m_fixed; }
 
-    void End(const std::vector<CheckedView>& parts, const CheckTotals& totals) const;
+    void End(const std::vector<CheckedView>& parts, const CheckTotals& totals);
 
 private:
-    [[nodiscard]] std::string JsonBegin() const;
-    void EndJson(const std::vector<CheckedView>& parts, const CheckTotals& totals) const;
+    void EndJson(const std::vector<CheckedView>& parts, const CheckTotals& totals);
     void EndText(const std::vector<CheckedView>& parts, const CheckTotals& totals) const;
     [[nodiscard]] std::string Compared() const;
 
     CheckView m_view;
+    JsonList m_json;
     long m_printed = 0;
     long m_fixed = 0;
 };
