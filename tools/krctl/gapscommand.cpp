@@ -5,7 +5,7 @@
 #include "tools/common/coverageview.h"
 #include "tools/common/exitstatus.h"
 #include "tools/common/joboptions.h"
-#include "tools/common/json.h"
+#include "tools/common/jsonlist.h"
 #include "tools/common/moment.h"
 #include "tools/common/table.h"
 #include "tools/common/terminal.h"
@@ -38,12 +38,6 @@ struct Times {
     long sinceTm = 0;
     long untilTm = 0;
     long minSec = 0;
-};
-
-struct CameraGaps {
-    int camId = 0;
-    std::vector<recorder::Interval> gaps;
-    std::vector<std::string> problems;
 };
 
 std::string KeyOf(recorder::Coverage coverage) {
@@ -87,93 +81,115 @@ std::vector<int> CamerasOf(const GapsOptions& options) {
     return options.media.cameras.empty() ? local : options.media.cameras;
 }
 
-Json JsonOf(const CameraGaps& camera) {
-    Json json;
-    json["camera"] = camera.camId;
-    json["gaps"] = Json::array();
-    for (const recorder::Interval& gap : camera.gaps) {
-        Json each;
-        each["what"] = KeyOf(gap.coverage);
-        each["begin"] = JsonTime(gap.beginTm);
-        each["end"] = JsonTime(gap.endTm);
-        each["begin_local"] = TimeText(gap.beginTm);
-        each["end_local"] = TimeText(gap.endTm);
-        each["seconds"] = gap.endTm - gap.beginTm;
-        json["gaps"].push_back(each);
-    }
-    json["problems"] = Json::array();
-    for (const std::string& problem : camera.problems) {
-        json["problems"].push_back(JsonText(problem));
-    }
-    return json;
+// What could not be examined of a camera, and why.
+struct CameraProblems {
+    int camId = 0;
+    std::vector<std::string> problems;
+};
+
+bool IsComplete(const std::vector<CameraProblems>& cameras) {
+    return std::all_of(cameras.begin(), cameras.end(),
+                       [](const CameraProblems& camera) { return camera.problems.empty(); });
 }
 
-void PrintGapsAsJson(const Times& times, const std::vector<CameraGaps>& cameras) {
-    Json document;
-    document["since"] = JsonTime(times.sinceTm);
-    document["until"] = JsonTime(times.untilTm);
-    document["complete"] = std::all_of(cameras.begin(), cameras.end(), [](const CameraGaps& each) {
-        return each.problems.empty();
-    });
-    document["cameras"] = Json::array();
-    for (const CameraGaps& camera : cameras) {
-        document["cameras"].push_back(JsonOf(camera));
-    }
-    PrintJson("gaps", document);
-}
+// Prints gaps when they are found, because there may be millions.
+class GapPrinter {
+public:
+    GapPrinter(bool asJson, const Times& times)
+        : m_asJson(asJson), m_times(times), m_names(ReadCameraNames()),
+          m_json("gaps", "gaps",
+                 {{"since", JsonTime(times.sinceTm)}, {"until", JsonTime(times.untilTm)}}) {}
 
-void PrintGaps(const Times& times, const std::vector<CameraGaps>& cameras) {
-    const CameraNames names = ReadCameraNames();
-    Table table({{.title = "camera"},
-                 {.title = "what"},
-                 {.title = "begin"},
-                 {.title = "end"},
-                 {.title = "length", .isNumber = true, .rank = 1},
-                 {.title = "begin, UTC", .rank = 2},
-                 {.title = "end, UTC", .rank = 3}});
-    bool isEmpty = true;
-    for (const CameraGaps& camera : cameras) {
-        for (const recorder::Interval& gap : camera.gaps) {
-            isEmpty = false;
-            table.AddRow(
-                {CameraText(names, camera.camId), TextOf(gap.coverage), TimeText(gap.beginTm),
-                 TimeText(gap.endTm), DurationText(static_cast<double>(gap.endTm - gap.beginTm)),
-                 UtcTimeText(gap.beginTm).value_or("-"), UtcTimeText(gap.endTm).value_or("-")});
+    void Print(int camId, const recorder::Interval& gap) {
+        ++m_count;
+        if (m_asJson) {
+            m_json.Add(JsonOf(camId, gap));
+            return;
+        }
+        m_table.AddRow(
+            {CameraText(m_names, camId), TextOf(gap.coverage), TimeText(gap.beginTm),
+             TimeText(gap.endTm), DurationText(static_cast<double>(gap.endTm - gap.beginTm)),
+             UtcTimeText(gap.beginTm).value_or("-"), UtcTimeText(gap.endTm).value_or("-")});
+    }
+
+    [[nodiscard]] long Count() const { return m_count; }
+
+    void End(const std::vector<CameraProblems>& cameras) {
+        m_asJson ? EndJson(cameras) : EndText(cameras);
+    }
+
+private:
+    static Json JsonOf(int camId, const recorder::Interval& gap) {
+        return {{"camera", camId},
+                {"what", KeyOf(gap.coverage)},
+                {"begin", JsonTime(gap.beginTm)},
+                {"end", JsonTime(gap.endTm)},
+                {"begin_local", TimeText(gap.beginTm)},
+                {"end_local", TimeText(gap.endTm)},
+                {"seconds", gap.endTm - gap.beginTm}};
+    }
+
+    void EndJson(const std::vector<CameraProblems>& cameras) {
+        Json rest{{"complete", IsComplete(cameras)}, {"cameras", Json::array()}};
+        for (const CameraProblems& camera : cameras) {
+            Json problems = Json::array();
+            for (const std::string& problem : camera.problems) {
+                problems.push_back(JsonText(problem));
+            }
+            rest["cameras"].push_back({{"camera", camera.camId}, {"problems", problems}});
+        }
+        m_json.End(rest);
+    }
+
+    void EndText(const std::vector<CameraProblems>& cameras) {
+        m_table.End();
+        if (cameras.empty()) {
+            std::puts("No cameras are registered, so no gaps were searched for.");
+        } else if (m_count == 0) {
+            std::printf("No gaps found from %s to %s%s.\n", TimeText(m_times.sinceTm).c_str(),
+                        TimeText(m_times.untilTm).c_str(),
+                        IsComplete(cameras) ? "" : ", but not everything could be examined");
+        }
+        for (const CameraProblems& camera : cameras) {
+            for (const std::string& problem : camera.problems) {
+                const std::string text =
+                    "UNKNOWN: camera " + CameraText(m_names, camera.camId) + ": " + problem;
+                std::printf("%s\n", Coloured(Colour::Red, Printable(text)).c_str());
+            }
         }
     }
-    if (isEmpty) {
-        std::printf("No gaps found from %s to %s.\n", TimeText(times.sinceTm).c_str(),
-                    TimeText(times.untilTm).c_str());
-    } else {
-        PrintTable(table);
-    }
-    for (const CameraGaps& camera : cameras) {
-        for (const std::string& problem : camera.problems) {
-            const std::string text =
-                "UNKNOWN: camera " + CameraText(names, camera.camId) + ": " + problem;
-            std::printf("%s\n", Coloured(Colour::Red, Printable(text)).c_str());
-        }
-    }
-}
+
+    bool m_asJson;
+    Times m_times;
+    CameraNames m_names;
+    JsonList m_json;
+    LongTable m_table{{{.title = "camera"},
+                       {.title = "what"},
+                       {.title = "begin"},
+                       {.title = "end"},
+                       {.title = "length", .isNumber = true, .rank = 1},
+                       {.title = "begin, UTC", .rank = 2},
+                       {.title = "end, UTC", .rank = 3}}};
+    long m_count = 0;
+};
 
 void ShowGaps(const GapsOptions& options) {
     const Times times = TimesOf(options);
-    std::vector<CameraGaps> cameras;
-    bool isComplete = true;
-    bool hasGaps = false;
+    GapPrinter printer(options.asJson, times);
+    std::vector<CameraProblems> cameras;
     for (const int camId : CamerasOf(options)) {
         recorder::CameraCoverage read =
             recorder::CoverageOfCamera(camId, times.sinceTm, times.untilTm, times.nowTm);
-        cameras.push_back(
-            {camId, recorder::GapsIn(read.coverage, times.minSec), std::move(read.problems)});
-        isComplete = isComplete && cameras.back().problems.empty();
-        hasGaps = hasGaps || !cameras.back().gaps.empty();
+        for (const recorder::Interval& gap : recorder::GapsIn(read.coverage, times.minSec)) {
+            printer.Print(camId, gap);
+        }
+        cameras.push_back({camId, std::move(read.problems)});
     }
-    options.asJson ? PrintGapsAsJson(times, cameras) : PrintGaps(times, cameras);
-    if (!isComplete) {
+    printer.End(cameras);
+    if (!IsComplete(cameras)) {
         throw CLI::RuntimeError(kExitFailed);
     }
-    if (hasGaps) {
+    if (printer.Count() > 0) {
         throw CLI::RuntimeError(kExitFindings);
     }
 }
