@@ -16,10 +16,11 @@
 #include <cerrno>
 #include <charconv>
 #include <ctime>
+#include <deque>
 #include <exception>
-#include <map>
 #include <optional>
 #include <set>
+#include <string_view>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -70,8 +71,8 @@ std::string FolderIn(const std::string& path) {
     return path.substr(0, path.find('/'));
 }
 
-std::string NameIn(const std::string& path) {
-    return path.substr(path.rfind('/') + 1);
+std::string_view NameIn(std::string_view path) {
+    return path.substr(path.rfind('/') + 1); // npos + 1 is 0
 }
 
 class Reading {
@@ -180,7 +181,7 @@ private:
         }
     }
 
-    std::vector<Row>::iterator FirstFrom(const std::string& path) {
+    std::deque<Row>::iterator FirstFrom(const std::string& path) {
         return std::lower_bound(m_rows.begin(), m_rows.end(), path, IsPathLess);
     }
 
@@ -221,16 +222,23 @@ private:
 
     // A recording is known by its name: in another folder it is still the one of its row.
     void RestoreMoved() {
-        std::map<std::string, Row*> missing;
+        std::vector<Row*> missing; // by name
         for (Row& row : m_rows) {
             if (row.interval.coverage == Coverage::Removed) {
-                missing.emplace(NameIn(row.path), &row);
+                missing.push_back(&row);
             }
         }
+        std::stable_sort(missing.begin(), missing.end(), [](const Row* a, const Row* b) {
+            return NameIn(a->path) < NameIn(b->path);
+        });
         for (const std::string& path : m_withoutRow) {
-            const auto row = missing.find(NameIn(path));
-            if (row != missing.end()) {
-                TakeFileOf(*row->second, path);
+            const std::string_view name = NameIn(path);
+            const auto row = std::lower_bound(missing.begin(), missing.end(), name,
+                                              [](const Row* each, std::string_view wanted) {
+                                                  return NameIn(each->path) < wanted;
+                                              });
+            if (row != missing.end() && NameIn((*row)->path) == name) {
+                TakeFileOf(**row, path);
             } else {
                 TakeFileWithoutRow(path);
             }
@@ -286,16 +294,21 @@ private:
 
     // Findings of runs and checks: a file that was seen to be unreadable.
     void MarkUnreadable() {
-        for (const Finding& finding :
-             ListFindings({.cameras = {m_part.camId}, .kinds = {m_part.table.name}})) {
-            const std::string path = finding.path.starts_with(m_root + "/")
-                                         ? finding.path.substr(m_root.size() + 1)
-                                         : finding.path;
-            const auto row = FirstFrom(path);
-            if (finding.type == FindingType::Unreadable && row != m_rows.end() &&
-                row->path == path && row->interval.coverage == Coverage::Recorded) {
-                row->interval.coverage = Coverage::Damaged;
-            }
+        ForEachFinding({.cameras = {m_part.camId}, .kinds = {m_part.table.name}},
+                       [this](const Finding& finding) { MarkUnreadable(finding); });
+    }
+
+    void MarkUnreadable(const Finding& finding) {
+        if (finding.type != FindingType::Unreadable && finding.type != FindingType::ReadError) {
+            return;
+        }
+        const std::string path = finding.path.starts_with(m_root + "/")
+                                     ? finding.path.substr(m_root.size() + 1)
+                                     : finding.path;
+        const auto row = FirstFrom(path);
+        if (row != m_rows.end() && row->path == path &&
+            row->interval.coverage == Coverage::Recorded) {
+            row->interval.coverage = Coverage::Damaged;
         }
     }
 
@@ -305,6 +318,7 @@ private:
         for (const Row& row : m_rows) {
             all.push_back(row.interval);
         }
+        m_rows.clear(); // there may be millions
         all.insert(all.end(), m_others.begin(), m_others.end());
         std::sort(all.begin(), all.end(),
                   [](const Interval& a, const Interval& b) { return a.beginTm < b.beginTm; });
@@ -317,7 +331,7 @@ private:
     long m_untilTm;
     long m_nowTm;
     std::string m_root;
-    std::vector<Row> m_rows; // by path
+    std::deque<Row> m_rows; // by path; a vector would need twice the memory while it grows
     std::vector<std::string> m_withoutRow;
     std::vector<Interval> m_others;
     std::vector<std::string> m_problems;

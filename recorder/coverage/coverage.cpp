@@ -81,8 +81,8 @@ std::vector<Interval> CoverageOf(const std::vector<Interval>& intervals, long si
     return coverage;
 }
 
-std::vector<Interval> GapsIn(const std::vector<Interval>& coverage, long minSec) {
-    std::vector<Interval> gaps;
+std::vector<Interval> GapsIn(std::vector<Interval> coverage, long minSec) {
+    auto kept = coverage.begin();
     for (auto begin = coverage.begin(); begin != coverage.end();) {
         if (begin->coverage == Coverage::Recorded) {
             ++begin;
@@ -93,11 +93,12 @@ std::vector<Interval> GapsIn(const std::vector<Interval>& coverage, long minSec)
         });
         const long lengthSec = std::prev(end)->endTm - begin->beginTm;
         if (lengthSec >= minSec && lengthSec > kToleranceSec) {
-            gaps.insert(gaps.end(), begin, end);
+            kept = std::move(begin, end, kept);
         }
         begin = end;
     }
-    return gaps;
+    coverage.erase(kept, coverage.end());
+    return coverage;
 }
 
 } // namespace recorder

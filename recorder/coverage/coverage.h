@@ -38,6 +38,6 @@ void EstimateLengths(std::vector<Interval>& intervals);
 
 // Returns the intervals without a recording. A stretch of them without a recording in between is
 // left out if it is shorter than `minSec`; at most 1 s between two recordings is never a gap.
-[[nodiscard]] std::vector<Interval> GapsIn(const std::vector<Interval>& coverage, long minSec);
+[[nodiscard]] std::vector<Interval> GapsIn(std::vector<Interval> coverage, long minSec);
 
 } // namespace recorder

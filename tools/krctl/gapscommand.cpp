@@ -180,7 +180,8 @@ void ShowGaps(const GapsOptions& options) {
     for (const int camId : CamerasOf(options)) {
         recorder::CameraCoverage read =
             recorder::CoverageOfCamera(camId, times.sinceTm, times.untilTm, times.nowTm);
-        for (const recorder::Interval& gap : recorder::GapsIn(read.coverage, times.minSec)) {
+        for (const recorder::Interval& gap :
+             recorder::GapsIn(std::move(read.coverage), times.minSec)) {
             printer.Print(camId, gap);
         }
         cameras.push_back({camId, std::move(read.problems)});
