@@ -63,6 +63,8 @@ void EstimateLengths(std::vector<Interval>& intervals) {
 std::vector<Interval> CoverageOf(const std::vector<Interval>& intervals, long sinceTm,
                                  long untilTm) {
     std::vector<Interval> coverage;
+    // Enough unless many overlap. What stays unused is never touched, and needs no memory.
+    coverage.reserve(2 * intervals.size() + 1);
     Ends ends;
     ends.fill(sinceTm);
     long reachedTm = sinceTm;

@@ -110,32 +110,43 @@ Finding FindingIn(const DBResult_tag& rows, int row) {
             .run = rows.Long(row, "run")};
 }
 
-std::string KeyOf(const Finding& finding) {
-    return "(" + std::to_string(finding.camId) + ", " + Quote(finding.path) + ", " +
-           Quote(NameOf(finding.type)) + ")";
+// Calls `take` with the findings of a kind and camera that fulfil the SQL condition.
+void ForEachFindingOf(const MediaTable& table, int camId, const std::string& condition,
+                      const std::function<void(const Finding&)>& take) {
+    std::string after;
+    for (;;) {
+        const DBResult_tag rows = Execute(
+            table.instance,
+            Format("SELECT kind, camera_id, path, what, detail, has_row, first_tm, last_tm, run "
+                   "FROM finding WHERE finding.kind = '%s' AND finding.camera_id = %d AND ",
+                   table.name.c_str(), camId) +
+                condition + after + " AND " + IsValidSql(table) + " ORDER BY path, what LIMIT " +
+                std::to_string(kRowsPerTransaction) + ";",
+            {.readOnly = true});
+        if (rows.RowCount() == 0) {
+            return;
+        }
+        for (int row = 0; row < rows.RowCount(); ++row) {
+            take(FindingIn(rows, row));
+        }
+        const int last = rows.RowCount() - 1;
+        after = " AND (path, what) > (" + Quote(rows.Text(last, "path")) + ", " +
+                Quote(rows.Text(last, "what")) + ")";
+    }
 }
 
-// Calls `take` with the findings of the selection that fulfil the SQL condition.
+// Calls `take` with the findings of the selection that fulfil the SQL condition. Goes from camera
+// to camera: only then does an index lead to the next page.
 void ForEachFindingWhere(const MediaSelection& selection, const std::string& condition,
                          const std::function<void(const Finding&)>& take) {
     ForEachTable(selection, [&](const MediaTable& table) {
-        std::string after;
-        for (;;) {
-            const DBResult_tag rows = Execute(
-                table.instance,
-                "SELECT kind, camera_id, path, what, detail, has_row, first_tm, last_tm, run "
-                "FROM finding WHERE " +
-                    SelectedSql(table, selection) + " AND " + condition + after + " AND " +
-                    IsValidSql(table) + " ORDER BY camera_id, path, what LIMIT " +
-                    std::to_string(kRowsPerTransaction) + ";",
-                {.readOnly = true});
-            if (rows.RowCount() == 0) {
-                return;
-            }
-            for (int row = 0; row < rows.RowCount(); ++row) {
-                take(FindingIn(rows, row));
-            }
-            after = " AND (camera_id, path, what) > " + KeyOf(FindingIn(rows, rows.RowCount() - 1));
+        const DBResult_tag cameras =
+            Execute(table.instance,
+                    "SELECT DISTINCT camera_id FROM finding WHERE " +
+                        SelectedSql(table, selection) + " ORDER BY camera_id;",
+                    {.readOnly = true});
+        for (int row = 0; row < cameras.RowCount(); ++row) {
+            ForEachFindingOf(table, cameras.Int(row, "camera_id"), condition, take);
         }
     });
 }
