@@ -42,6 +42,20 @@ State StateOf(KRDB::DB_INSTANCE instance) {
     }
 }
 
+using States = std::array<State, kDatabaseInstances.size()>;
+
+States StatesNow() {
+    States states{};
+    std::transform(kDatabaseInstances.begin(), kDatabaseInstances.end(), states.begin(), StateOf);
+    return states;
+}
+
+void MakeReplacedFolder() {
+    if (mkdir(kReplacedDir, kFolderMode) != 0 && errno != EEXIST) {
+        throw SystemError(std::string("create the folder ") + kReplacedDir);
+    }
+}
+
 std::string MakeNewFolder() {
     for (int number = 1;; ++number) {
         std::string path = Format("%s/files-%06d", kReplacedDir, number);
@@ -60,18 +74,30 @@ std::string NameOf(const std::string& path) {
 
 } // namespace
 
+Replaced KeepDamagedDatabases() {
+    const States states = StatesNow();
+    Replaced replaced;
+    for (std::size_t i = 0; i < states.size(); ++i) {
+        if (states.at(i) == State::Damaged) {
+            replaced.damaged.push_back(DatabasePath(kDatabaseInstances.at(i)));
+        }
+    }
+    if (!replaced.damaged.empty()) {
+        MakeReplacedFolder();
+        replaced.folder = MakeNewFolder();
+    }
+    return replaced;
+}
+
 Replaced KeepDatabases() {
-    std::array<State, kDatabaseInstances.size()> states{};
-    std::transform(kDatabaseInstances.begin(), kDatabaseInstances.end(), states.begin(), StateOf);
+    const States states = StatesNow();
     const auto areAll = [&](State state) {
         return std::all_of(states.begin(), states.end(), [&](State is) { return is == state; });
     };
     if (areAll(State::Missing)) {
         return {};
     }
-    if (mkdir(kReplacedDir, kFolderMode) != 0 && errno != EEXIST) {
-        throw SystemError(std::string("create the folder ") + kReplacedDir);
-    }
+    MakeReplacedFolder();
     if (areAll(State::Sound)) {
         const UniqueFd lock = LockBackups();
         return {TakeBackup(kReplacedDir).folder, {}};

@@ -20,4 +20,8 @@ struct Replaced {
 // Throws Error.
 void MoveDamaged(const Replaced& replaced);
 
+// Like KeepDatabases, after an interrupted restore, which has kept the databases already. What they
+// hold now is partly that and partly the set, so only damaged ones are kept.
+[[nodiscard]] Replaced KeepDamagedDatabases();
+
 } // namespace recorder

@@ -121,7 +121,7 @@ Restored RestoreBackup(const std::string& setFolder) {
     Restored restored{CheckedBackupSet(setFolder), {}};
     RequireThisVersion(restored.set);
     RequireSameRecorder(restored.set);
-    restored.replaced = KeepDatabases();
+    restored.replaced = IsRestoreInterrupted() ? KeepDamagedDatabases() : KeepDatabases();
     SetMark(setFolder);
     MoveDamaged(restored.replaced);
     for (std::size_t i = 0; i < kDatabaseInstances.size(); ++i) {

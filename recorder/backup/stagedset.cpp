@@ -2,6 +2,7 @@
 
 #include "recorder/backup/setfiles.h"
 #include "recorder/support/error.h"
+#include "recorder/support/format.h"
 #include "recorder/support/openfolder.h"
 #include "recorder/support/temporaryfile.h"
 #include "recorder/support/uninterrupted.h"
@@ -26,8 +27,25 @@ std::string LastPart(const std::string& path) {
     return path.substr(path.rfind('/') + 1);
 }
 
-// Removes the files of a set, and of a copy that was not finished, and the folder if nothing else
-// is in it.
+// Somebody's file in a folder of ours must neither be lost nor stop all
+// later backups, so the folder gets another name.
+void MoveAside(const UniqueFd& parent, const std::string& name, const std::string& path) {
+    for (int number = 1;; ++number) {
+        const std::string other = Format("kestora-backup-left-%d", number);
+        if (Uninterrupted([&] {
+                return renameat(parent.Get(), name.c_str(), parent.Get(), other.c_str());
+            }) == 0) {
+            return;
+        }
+        // The name is taken: by something else than a folder, or by a folder that isn't empty.
+        if (errno != EEXIST && errno != ENOTEMPTY && errno != ENOTDIR) {
+            throw SystemError("rename the folder " + path + " to " + other);
+        }
+    }
+}
+
+// Removes the files of a set, and of a copy that was not finished, and the folder. Moves the folder
+// aside if anything else is in it.
 void RemoveStaged(const UniqueFd& parent, const std::string& name, const std::string& path) {
     const UniqueFd folder = OpenSubFolder(parent, name, path, FolderUse::Enter);
     if (!folder.IsOpen()) {
@@ -40,9 +58,13 @@ void RemoveStaged(const UniqueFd& parent, const std::string& name, const std::st
         }
     }
     RemoveLeftTemporaries(folder.Get());
-    if (unlinkat(parent.Get(), name.c_str(), AT_REMOVEDIR) != 0) {
+    if (unlinkat(parent.Get(), name.c_str(), AT_REMOVEDIR) == 0) {
+        return;
+    }
+    if (errno != ENOTEMPTY && errno != EEXIST) {
         throw SystemError("remove the folder " + path);
     }
+    MoveAside(parent, name, path);
 }
 
 // Not over an existing set: a folder that holds anything can't be replaced.

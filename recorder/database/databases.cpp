@@ -58,12 +58,19 @@ void Attribute(OpenDatabase& open, KRDB::DB_INSTANCE instance, const RunIdentity
 
 } // namespace
 
-void RequireNoInterruptedRestore() {
+bool IsRestoreInterrupted() {
     if (access(kRestoreMarkFile, F_OK) == 0) {
-        throw DatabaseUnusable("the restore of a backup was interrupted; run krctl restore again");
+        return true;
     }
     if (errno != ENOENT) {
         throw SystemError(std::string("examine ") + kRestoreMarkFile);
+    }
+    return false;
+}
+
+void RequireNoInterruptedRestore() {
+    if (IsRestoreInterrupted()) {
+        throw DatabaseUnusable("the restore of a backup was interrupted; run krctl restore again");
     }
 }
 

@@ -23,6 +23,8 @@ DBResult_tag ExecuteFor(const RunIdentity& run, KRDB::DB_INSTANCE instance, cons
 // interrupted, they may be of different times, and Execute and ExecuteFor refuse to open them with
 // this DatabaseUnusable.
 void RequireNoInterruptedRestore();
+// Throws Error if that can't be determined.
+[[nodiscard]] bool IsRestoreInterrupted();
 
 // The number of rows in one transaction of a large change, some tens of milliseconds of work,
 // unless the time decides. LetOthersWrite is called between two transactions.

@@ -55,6 +55,19 @@ class Backup(BackupTest):
             self.assertEqual(connection.execute("PRAGMA integrity_check").fetchall(), [("ok",)])
             connection.close()
 
+    def test_a_file_of_somebody_in_a_set_is_kept_and_stops_no_backup(self):
+        self.recorder.settings("[backup]\nkeep = 1")
+        for number in range(4):
+            made = self.outside(self.back_up())
+            self.assertEqual(os.path.exists(made), True)
+            pathlib.Path(made, "notes").write_text(str(number))
+        aside = [f"kestora-backup-left-{number}" for number in (1, 2, 3)]
+        self.assertEqual(self.sets(), [os.path.basename(made), *aside])
+        self.assertEqual([pathlib.Path(self.outside(self.backups), name, "notes").read_text()
+                          for name in aside], ["0", "1", "2"])
+        listed = self.krctl("backup", "--list", "--to", self.backups, "--json").json()
+        self.assertEqual(len(listed["sets"]), 1)
+
     def test_others_cannot_read_a_set(self):
         made = self.outside(self.back_up())
         for path in (made, *(os.path.join(made, name) for name in os.listdir(made))):
@@ -334,6 +347,8 @@ class Restore(BackupTest):
         self.assertIn("run krctl restore again", self.krctl("runs", status=74).err)
         self.krctl("restore", made)
         self.assertEqual(self.krctl("runs", status=0).err, "")
+        # What an interrupted restore left is no state to go back to.
+        self.assertFalse(os.path.exists(self.recorder.path("var/db/replaced")))
 
     def test_a_restore_that_is_killed_anywhere_can_be_repeated(self):
         """Each database is as before or restored; the set and what was replaced stay."""
