@@ -13,7 +13,6 @@ import time
 
 from runner import sqlite
 from runner.postgresql import Postgresql
-from runner.systemcalls import numbers_of
 from support import process
 from support.case import KrctlTest
 from support.postgresql import ServedDatabase
@@ -180,7 +179,7 @@ class Reasons(PlanTest):
         lock = sqlite.Lock(self.recorder.root, "recording.db", exclusively=True)
         self.addCleanup(lock.connection.close)
         planning = self.started("krctl", "plan", "--list", "-r", "1", stdout=-1, text=True)
-        process.until(lambda: _waits_for(planning.pid, "recording.db"), "it doesn't wait")
+        process.until(lambda: _child_waits_for(planning.pid, "recording.db"), "it doesn't wait")
         started_ns = time.time_ns()
 
         def changes():
@@ -359,12 +358,6 @@ class Output(PlanTest):
         self.assertEqual({**plan, "items": self.plan()["items"]}, self.plan())
 
 
-def waits_for_lock(number):
-    """SQLite sleeps only while it waits for the lock of another process."""
-    with open(f"/proc/{number}/syscall", encoding="ascii") as file:
-        return file.read().split()[0] in numbers_of(sqlite.SLEEPS)
-
-
 class Untouched(PlanTest):
     def setUp(self):
         super().setUp()
@@ -473,7 +466,7 @@ class Untouched(PlanTest):
         self.addCleanup(writer.close)
         writer.execute("BEGIN IMMEDIATE")
         run = self.started("krindexer", "-r", "-1")
-        process.until(lambda: waits_for_lock(run.pid), "the run doesn't wait")
+        process.until(lambda: sqlite.waits_for_lock(run.pid, ["recording.db"]), "the run doesn't wait")
 
         outcome = self.krctl("plan", "-r", "-1")
 
@@ -778,18 +771,7 @@ def _state_of(process_id):
         return file.read().rpartition(")")[2].split()[0]
 
 
-def _waits_for(parent, database):
+def _child_waits_for(parent, database):
     """Returns true if a child of that process is waiting for a database."""
     with open(f"/proc/{parent}/task/{parent}/children", encoding="utf-8") as file:
-        return any(_sleeps_over(child, database) for child in file.read().split())
-
-
-def _sleeps_over(pid, database):
-    try:
-        with open(f"/proc/{pid}/syscall", encoding="utf-8") as file:
-            if file.read().split()[0] not in numbers_of(sqlite.SLEEPS):
-                return False
-        return any(os.readlink(f"/proc/{pid}/fd/{fd}").endswith("/" + database)
-                   for fd in os.listdir(f"/proc/{pid}/fd"))
-    except OSError:  # the process has ended, or the file was closed
-        return False
+        return any(sqlite.waits_for_lock(child, [database]) for child in file.read().split())

@@ -15,7 +15,7 @@ import time
 
 from runner.sqlite import SLEEPS
 from runner.steps import DEADLINE_S, POLL_S
-from runner.systemcalls import NUMBERS, numbers_of
+from runner.systemcalls import NUMBERS, is_in_call
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 
@@ -145,9 +145,8 @@ def sleep_is_noticed():
         try:
             deadline = time.monotonic() + DEADLINE_S
             while time.monotonic() < deadline:
-                with open(f"/proc/{sleeper.pid}/syscall", encoding="ascii") as file:
-                    if set(file.read().split()[:1]) & numbers_of(SLEEPS):
-                        return True
+                if is_in_call(sleeper.pid, SLEEPS):
+                    return True
                 time.sleep(POLL_S)
             return False
         finally:

@@ -9,7 +9,7 @@ import subprocess
 
 import server
 from runner.database import UNREADABLE, tables_of
-from runner.systemcalls import numbers_of
+from runner.systemcalls import is_in_call
 from runner.text import CaseError
 
 POLLS = ("poll", "ppoll")
@@ -122,9 +122,9 @@ class Postgresql:
     def watch(self, name):
         return CommitWatch(self, tables_of(name))
 
-    def has_waiters(self, number, system_call):
+    def waits(self, pid, number, _locked):
         """Returns true if the tool waits for the server, and at least `number` sessions for a lock."""
-        return system_call in numbers_of(POLLS) and int(self.run(
+        return is_in_call(pid, POLLS) and int(self.run(
             "SELECT count(DISTINCT pid) FROM pg_locks WHERE NOT granted;")) >= number
 
     def stop_server(self):

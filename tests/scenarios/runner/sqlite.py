@@ -5,7 +5,7 @@ import sqlite3
 import struct
 
 from runner.database import TABLES, UNREADABLE
-from runner.systemcalls import numbers_of
+from runner.systemcalls import is_in_call
 
 TIMEOUT_S = 30
 
@@ -91,13 +91,26 @@ class Sqlite:
     def watch(self, name):
         return CommitWatch(self.root, name)
 
-    def has_waiters(self, _number, system_call):
-        """Returns true if the tool sleeps: it does so only while SQLite waits for another process's lock."""
-        return system_call in numbers_of(SLEEPS)
+    def waits(self, pid, _number, locked):
+        return waits_for_lock(pid, locked)
 
     def _connection(self, table):
         """Connects to the table's database; a table that a case created is in system.db."""
         return connect(self.root, TABLES.get(table, "system.db"))
+
+
+def waits_for_lock(pid, databases):
+    """Returns true if the process waits for the lock of one of these databases.
+
+    SQLite sleeps then, with the database open. Without it, the tool may sleep for another reason: a database
+    that was written to this moment is read a moment later.
+    """
+    try:
+        opened = {os.path.basename(os.readlink(f"/proc/{pid}/fd/{fd}"))
+                  for fd in os.listdir(f"/proc/{pid}/fd")}
+    except (FileNotFoundError, ProcessLookupError):  # the process ended, or closed a file
+        return False
+    return not opened.isdisjoint(databases) and is_in_call(pid, SLEEPS)
 
 
 class Writer:

@@ -197,8 +197,7 @@ class Steps:
             raise StepFailed("the process ended before it waited for a lock")
         if _status_field(pid, "comm").strip() != "krindexer":
             return False
-        call = _status_field(pid, "syscall").split()
-        return bool(call) and self.engine.has_waiters(len(self.waiting), call[0])
+        return self.engine.waits(pid, len(self.waiting), self.locks)
 
     def until(self, condition, otherwise):
         deadline = time.monotonic() + DEADLINE_S

@@ -17,3 +17,12 @@ def numbers_of(names, machine=None):
     if machine not in NUMBERS:
         raise NotPossibleHere(f"the numbers of system calls on {machine} are not known")
     return {str(NUMBERS[machine][name]) for name in names if name in NUMBERS[machine]}
+
+
+def is_in_call(pid, names):
+    """Returns true if the process is in one of these calls, false if it isn't or has ended."""
+    try:
+        with open(f"/proc/{pid}/syscall", encoding="ascii") as file:
+            return not numbers_of(names).isdisjoint(file.read().split()[:1])
+    except (FileNotFoundError, ProcessLookupError):
+        return False
