@@ -40,6 +40,15 @@ struct Row {
     Interval interval; // Removed until its file is found
 };
 
+using Rows = std::deque<Row>; // a vector would need twice the memory while it grows
+
+struct RowRange {
+    Rows::iterator first;
+    Rows::iterator behindLast;
+};
+
+constexpr char kBehindSlash = '/' + 1; // follows the paths below a folder in their order
+
 bool IsPathLess(const Row& row, const std::string& path) {
     return row.path < path;
 }
@@ -67,8 +76,12 @@ Interval TimeOf(const std::string& folder) {
     return {std::mktime(&begin), std::mktime(&end), Coverage::Unknown};
 }
 
-std::string FolderIn(const std::string& path) {
+std::string_view FolderIn(std::string_view path) {
     return path.substr(0, path.find('/'));
+}
+
+std::string_view PathBelowFolder(std::string_view path) {
+    return path.substr(path.find('/') + 1);
 }
 
 std::string_view NameIn(std::string_view path) {
@@ -104,12 +117,12 @@ private:
                             " OR start_tm >= " + std::to_string(m_sinceTm - kDaySec) +
                             ") ORDER BY camera_id, path LIMIT " + std::to_string(kRowsOfPage) + ";",
                         {.readOnly = true});
-            if (rows.RowCount() == 0) {
-                return;
-            }
             for (int row = 0; row < rows.RowCount(); ++row) {
                 m_rows.push_back({rows.Text(row, "path"),
                                   Within(rows.Long(row, "start_tm"), rows.Long(row, "end_tm"))});
+            }
+            if (rows.RowCount() < kRowsOfPage) {
+                return;
             }
             after = " AND path > " + Quote(m_rows.back().path);
         }
@@ -142,10 +155,15 @@ private:
     // The half-day folders of the time, and those of its rows.
     std::set<std::string> Folders() {
         std::set<std::string> folders;
+        std::string last; // rows of a folder follow each other
         for (Row& row : m_rows) {
-            const std::string folder = FolderIn(row.path);
+            if (!last.empty() && FolderIn(row.path) == last) {
+                continue;
+            }
+            const std::string folder(FolderIn(row.path));
             if (IsHalfDayName(folder)) {
                 folders.insert(folder);
+                last = folder;
             } else {
                 row.interval.coverage = Coverage::Unknown;
                 m_problems.push_back("the row's path \"" + row.path +
@@ -165,54 +183,59 @@ private:
     }
 
     void ReadFolder(const std::string& folder) {
+        const RowRange rows{FirstFrom(folder + "/"), FirstFrom(folder + kBehindSlash)};
         try {
             ListFolder(m_root + "/" + folder, [&](const FolderEntry& entry) {
-                const std::string path = folder + "/" + entry.name;
-                entry.isRegularFile ? TakeFile(path) : TakeOther(path);
+                TakeEntry(folder, entry, FindName(rows, entry.name));
                 return true;
             });
         } catch (const std::exception& error) {
             m_problems.emplace_back(error.what());
             m_others.push_back(TimeOf(folder));
-            for (auto row = FirstFrom(folder + "/");
-                 row != m_rows.end() && FolderIn(row->path) == folder; ++row) {
-                row->interval.coverage = Coverage::Unknown;
-            }
+            std::for_each(rows.first, rows.behindLast,
+                          [](Row& row) { row.interval.coverage = Coverage::Unknown; });
         }
     }
 
-    std::deque<Row>::iterator FirstFrom(const std::string& path) {
+    Rows::iterator FirstFrom(const std::string& path) {
         return std::lower_bound(m_rows.begin(), m_rows.end(), path, IsPathLess);
     }
 
-    void TakeFile(const std::string& path) {
-        const auto row = FirstFrom(path);
-        if (row == m_rows.end() || row->path != path) {
-            m_withoutRow.push_back(path);
-        } else {
-            TakeFileOf(*row, path);
+    // The row of a file in the folder of the rows; null: none. There may be millions of files, so
+    // this compares with few rows, and allocates nothing.
+    static Row* FindName(const RowRange& rows, std::string_view name) {
+        const auto row = std::lower_bound(rows.first, rows.behindLast, name,
+                                          [](const Row& each, std::string_view wanted) {
+                                              return PathBelowFolder(each.path) < wanted;
+                                          });
+        return row == rows.behindLast || PathBelowFolder(row->path) != name ? nullptr : &*row;
+    }
+
+    void TakeEntry(const std::string& folder, const FolderEntry& entry, Row* row) {
+        if (entry.isRegularFile && row == nullptr) {
+            m_withoutRow.push_back(folder + "/" + entry.name);
+        } else if (entry.isRegularFile) {
+            TakeFileOf(*row, row->path);
+        } else if (row != nullptr) {
+            // A link or a folder instead of a row's file is not a recording that was removed.
+            row->interval.coverage = Coverage::Damaged;
         }
     }
 
     // A row gets its length at the end of the recording.
     void TakeFileOf(Row& row, const std::string& path) {
         Interval& time = row.interval;
-        const bool hasLength = time.endTm > time.beginTm;
+        if (time.endTm > time.beginTm) {
+            time.coverage = Coverage::Recorded;
+            return;
+        }
         struct stat64 status = {};
         const std::string file = m_root + "/" + path;
-        if (!hasLength && Uninterrupted([&] { return lstat64(file.c_str(), &status); }) == 0 &&
+        if (Uninterrupted([&] { return lstat64(file.c_str(), &status); }) == 0 &&
             IsInProgress(status, time.beginTm)) {
             time = {time.beginTm, std::max(m_nowTm, time.beginTm), Coverage::Recorded};
         } else {
-            time.coverage = hasLength ? Coverage::Recorded : Coverage::Damaged;
-        }
-    }
-
-    // A link or a folder instead of a row's file is not a recording that was removed.
-    void TakeOther(const std::string& path) {
-        const auto row = FirstFrom(path);
-        if (row != m_rows.end() && row->path == path) {
-            row->interval.coverage = Coverage::Damaged;
+            time.coverage = Coverage::Damaged;
         }
     }
 
@@ -331,7 +354,7 @@ private:
     long m_untilTm;
     long m_nowTm;
     std::string m_root;
-    std::deque<Row> m_rows; // by path; a vector would need twice the memory while it grows
+    Rows m_rows; // by path
     std::vector<std::string> m_withoutRow;
     std::vector<Interval> m_others;
     std::vector<std::string> m_problems;
