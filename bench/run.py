@@ -148,12 +148,19 @@ def _words_of_interest():
 def measured(options):
     if options.earlier:
         return [json.loads(path.read_text(encoding="utf-8")) for path in options.earlier]
+    load_before = machine.load()
+    run = _measured_now(options)
+    run["machine"] += f", load average {load_before:.1f} before and {machine.load():.1f} after"
+    return [run]
+
+
+def _measured_now(options):
     if options.slow:
         with tempfile.TemporaryDirectory(prefix="kestora-bench-", dir=options.work) as folder:
-            return [measure_slow(Path(folder), options)]
+            return measure_slow(Path(folder), options)
     with (tempfile.TemporaryDirectory(prefix="kestora-bench-", dir=options.work) as folder,
           Workshop(Path(folder), options.bin.resolve(), options.cameras) as workshop):
-        return [measure_all(workshop, options)]
+        return measure_all(workshop, options)
 
 
 def main():
@@ -162,7 +169,7 @@ def main():
         machine.use_cores(options.cores)
     runs = measured(options)
     for run in runs:
-        print(report.text(run))
+        print(f"{run['machine']}\n\n{report.text(run)}")
     if options.json:
         options.json.write_text(json.dumps(runs[0], indent=1) + "\n", encoding="utf-8")
     if options.svg:

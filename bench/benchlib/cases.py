@@ -3,6 +3,7 @@
 import json
 import os
 import tempfile
+import time
 from dataclasses import dataclass
 from pathlib import Path
 from typing import Callable
@@ -30,10 +31,10 @@ class Case:
     cold: int = 0
 
 
-def _walk_arguments(recorder, tree):
+def _walk_arguments(recorder, tree, column="id"):
     arguments = []
     for camera, store in enumerate(tree.stores, 1):
-        arguments += [f"SELECT id, path FROM {recorder.store.table('event')} "
+        arguments += [f"SELECT {column}, path FROM {recorder.store.table('event')} "
                       f"WHERE camera_id = {camera}", store]
     return arguments
 
@@ -88,6 +89,35 @@ def prepare_check(recorder, bench, files):
     return Pair([krctl, "check", "--kind", "recordings", "--json"],
                 [krctl, "plan", "--kind", "recordings", "--json"],
                 check_ours=check_ours, check_floor=check_floor)
+
+
+def prepare_gaps(recorder, bench, files):
+    """Recordings of ten minutes, one after another, on a tree of its own."""
+    per_half_day = trees.TEN_MINUTES_PER_HALF_DAY
+    cameras = min(GAPS_CAMERAS, files)
+    tree = trees.Tree(bench.folder("tree"), bench.media, "empty", cameras, files - files % cameras,
+                      per_half_day=per_half_day)
+    recorder.add_cameras(tree.stores)
+    recorder.insert_recordings(trees.rows_of(tree.cameras, tree.per_camera, 1, per_half_day, TEN_MINUTES_S))
+    until = trees.FIRST_START + tree.per_camera * TEN_MINUTES_S
+
+    def check_ours(out):
+        document = json.loads(out)
+        require((document["complete"], document["gaps"]), (True, []), "completely examined, without a gap")
+        require(len(document["cameras"]), tree.cameras, "examined cameras")
+
+    def check_floor(out):
+        require(out, f"{tree.files} rows, 0 without a file\n", "the floor")
+
+    return Pair([str(recorder.programs / "krctl"), "gaps", "--json", "--since", _utc(trees.FIRST_START),
+                 "--until", _utc(until)],
+                recorder.floor("names", recorder.store.address("recording"),
+                               *_walk_arguments(recorder, tree, "start_tm")),
+                check_ours=check_ours, check_floor=check_floor)
+
+
+def _utc(moment):
+    return time.strftime("%Y-%m-%dT%H:%M:%SZ", time.gmtime(moment))
 
 
 def prepare_contents(recorder, _bench, files):
@@ -232,6 +262,9 @@ def _prepare_empty(arguments, databases):
 
 BOTH = ("sqlite", "postgresql")
 CONTENTS_BYTES = 4 << 20
+TEN_MINUTES_S = 600
+GAPS_CAMERAS = 60
+GAPS_YEAR = GAPS_CAMERAS * 365 * 2 * trees.TEN_MINUTES_PER_HALF_DAY  # 3,153,600
 MILLION = 1_000_000
 
 CASES = {
@@ -255,6 +288,8 @@ CASES = {
                  {}),
     "check": Case(prepare_check, "nothing to find: krctl check --names, with krctl plan as its floor", 100_000, 0,
                   dict.fromkeys(BOTH, 1.3)),
+    "gaps": Case(prepare_gaps, f"no gap: krctl gaps on {GAPS_CAMERAS} cameras with recordings of ten minutes; a year "
+                 f"is --files {GAPS_YEAR}", 315_360, 0, {}),
     "contents": Case(prepare_contents, "nothing to find: krctl check --contents, with sha256sum as its floor; files "
                      "of 4 MiB", 256, 0, {}, engines=("sqlite",)),
     "empty-emaps": Case(_prepare_empty(("-e",), ["system"]), "krindexer -e on an empty recorder", 0,

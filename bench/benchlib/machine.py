@@ -22,6 +22,11 @@ def use_cores(count):
                    stdout=subprocess.DEVNULL)
 
 
+def load():
+    """The processes that were running or waiting for a disk during the last minute, on average."""
+    return os.getloadavg()[0]
+
+
 def described(work):
     """One line: processor, memory, kernel, and the file system of the working folder."""
     file_system = subprocess.run(["findmnt", "-n", "--first-only", "-o", "FSTYPE", "--target", work],

@@ -2,7 +2,7 @@
 
 HEAD = ("case", "engine", "cache", "files", "ours", "floor", "figure", "aim", "kept", "per file",
         "peak")
-UNITS = {"ratio": "{:.2f}", "ms": "{:+.1f} ms", "ms waited": "{:.0f} ms", "bytes a row": "{:.0f} bytes a row",
+UNITS = {"ratio": "{:.2f}", "ms": "{:+.1f} ms", "s": "{:.2f} s", "ms waited": "{:.0f} ms", "bytes a row": "{:.0f} bytes a row",
          "calls": "{:.2f} calls", "instructions": "{:.0f} instructions"}
 
 

@@ -7,6 +7,7 @@ import time
 
 CAMERA_NAME = "FrontDoor"  # makes names of 40 bytes
 FILES_PER_HALF_DAY = 1000
+TEN_MINUTES_PER_HALF_DAY = 72  # recordings of ten minutes, without a gap
 HALF_DAY_S = 43200
 FIRST_START = 1_699_920_000  # a midnight
 LINKED_SOURCES = 256  # a file can't have enough hard links for a whole tree
@@ -16,23 +17,23 @@ TEN_MINUTES_BYTES = 150_000_000
 KINDS = ("empty", "small", "ten-minute")
 
 
-def start_of(number):
+def start_of(number, per_half_day=FILES_PER_HALF_DAY):
     """The start of the recording with this number."""
-    half_day, place = divmod(number, FILES_PER_HALF_DAY)
-    return FIRST_START + half_day * HALF_DAY_S + place * (HALF_DAY_S // FILES_PER_HALF_DAY)
+    half_day, place = divmod(number, per_half_day)
+    return FIRST_START + half_day * HALF_DAY_S + place * (HALF_DAY_S // per_half_day)
 
 
-def half_day_of(number):
-    half_day = number // FILES_PER_HALF_DAY
+def half_day_of(number, per_half_day=FILES_PER_HALF_DAY):
+    half_day = number // per_half_day
     day = time.strftime("%Y%m%d", time.gmtime(FIRST_START + half_day * HALF_DAY_S))
     return day + ("AM" if half_day % 2 == 0 else "PM")
 
 
-def recording_path(number):
+def recording_path(number, per_half_day=FILES_PER_HALF_DAY):
     """The path as in the row of a recording."""
-    start = start_of(number)
+    start = start_of(number, per_half_day)
     moment = time.strftime("%Y%m%d-%H%M%S", time.gmtime(start))
-    return f"{half_day_of(number)}/{CAMERA_NAME}-{moment}-{start:010}.mp4"
+    return f"{half_day_of(number, per_half_day)}/{CAMERA_NAME}-{moment}-{start:010}.mp4"
 
 
 def snapshot_name(number):
@@ -110,8 +111,9 @@ class Tree:
     place on the disk, for measurements with a cold cache.
     """
 
-    def __init__(self, root, media, kind, cameras, files, distinct=False):
+    def __init__(self, root, media, kind, cameras, files, distinct=False, per_half_day=FILES_PER_HALF_DAY):
         self.root, self.kind, self.cameras, self.files = root, kind, cameras, files
+        self.per_half_day = per_half_day
         self.per_camera = files // cameras
         self.stores = [root / f"camera{camera}" for camera in range(1, cameras + 1)]
         sources = files if distinct else min(files, LINKED_SOURCES)
@@ -128,21 +130,21 @@ class Tree:
         put = os.rename if distinct else os.link
         store.mkdir()
         for number in range(self.per_camera):
-            if number % FILES_PER_HALF_DAY == 0:
-                (store / half_day_of(number)).mkdir()
+            if number % self.per_half_day == 0:
+                (store / half_day_of(number, self.per_half_day)).mkdir()
             put(f"{self.root}/sources/{(first + number) % sources}",
-                f"{store}/{recording_path(number)}")
+                f"{store}/{recording_path(number, self.per_half_day)}")
 
     def size_of_a_file(self):
         return os.stat(self.stores[0] / recording_path(0)).st_size
 
 
-def rows_of(cameras, per_camera, size=1):
+def rows_of(cameras, per_camera, size=1, per_half_day=FILES_PER_HALF_DAY, length_s=1):
     """Camera, path, start, end and size of the recordings of such a tree."""
     for camera in range(1, cameras + 1):
         for number in range(per_camera):
-            start = start_of(number)
-            yield camera, recording_path(number), start, start + 1, size
+            start = start_of(number, per_half_day)
+            yield camera, recording_path(number, per_half_day), start, start + length_s, size
 
 
 def fill_with_snapshots(folder, media, count):
