@@ -4,60 +4,12 @@ import os
 import shutil
 import time
 
-from support.case import KrctlTest
-from support.postgresql import ServedDatabase
-from support.recorder import START_TM, Recorder
-
-GAPS = 2
-SPACING = 100
-IN_BERLIN = {**os.environ, "TZ": "CET-1CEST,M3.5.0,M10.5.0/3"}
+from support.gapscase import GAPS, IN_UTC, SPACING, GapsPostgresqlTest, GapsTest
+from support.recorder import START_TM
+from support.terminal import Terminal
 
 
-class GapsTest(KrctlTest):
-    def setUp(self):
-        super().setUp()
-        self.recorder.volume()
-        self.storage = self.recorder.camera(1, "Front")
-        self.names = [self.recording(START_TM + SPACING * number) for number in range(3)]
-        self.krctl("run")
-        self.length = self.gaps(until=SPACING)[0][1]
-
-    def do(self, sql):
-        self.recorder.query("recording.db", sql)
-
-    def recording(self, start_tm, **options):
-        """A file that nothing writes any more."""
-        name = self.recorder.recording(self.storage, start_tm, **options)
-        os.utime(self.recorder.path(name), (start_tm, start_tm))
-        return name
-
-    def gaps(self, *arguments, status=GAPS, since=0, until=3 * SPACING):
-        """What, begin and end of each gap, in seconds after the first recording's beginning."""
-        document = self.krctl("gaps", "--json", "--min", "1s", "--since", self.at(since), "--until",
-                              self.at(until), *arguments, status=status).json()
-        self.assert_matches_schema(document, "gaps")
-        self.assertEqual(document["complete"], status != 1)
-        self.assertEqual(len(document["cameras"]), 1)
-        return [(gap["what"], self.offset(gap["begin"]), self.offset(gap["end"]))
-                for gap in document["gaps"]]
-
-    def at(self, offset):
-        return f"2014-03-12T{self.clock(START_TM + offset)}Z"
-
-    @staticmethod
-    def clock(moment):
-        second = moment % 86400
-        return f"{second // 3600:02}:{second // 60 % 60:02}:{second % 60:02}"
-
-    @staticmethod
-    def offset(text):
-        hour, minute, second = (int(part) for part in text[11:19].split(":"))
-        return hour * 3600 + minute * 60 + second - START_TM % 86400
-
-    def path(self, name):
-        return self.recorder.path(name)
-
-
+class Gaps(GapsTest):
     def test_without_cameras_nothing_is_claimed(self):
         self.krctl("camera", "remove", "--id", "1")
         outcome = self.krctl("gaps")
@@ -66,17 +18,6 @@ class GapsTest(KrctlTest):
         self.assert_matches_schema(document, "gaps")
         self.assertEqual((document["gaps"], document["cameras"]), ([], []))
 
-    def listed(self, since, until, *arguments, status=GAPS, **options):
-        """The gaps of a time in the notation of the command."""
-        document = self.krctl("gaps", "--json", "--min", "1s", "--since", since, "--until", until,
-                              *arguments, status=status, **options).json()
-        self.assert_matches_schema(document, "gaps")
-        self.assertEqual(document["complete"], status != 1)
-        self.assertEqual(len(document["cameras"]), 1)
-        return document["gaps"]
-
-
-class Gaps(GapsTest):
     def test_times_without_file_and_row_are_not_recorded(self):
         self.assertEqual(self.gaps(), [
             ("not-recorded", SPACING * number + self.length, SPACING * (number + 1))
@@ -124,40 +65,25 @@ class Gaps(GapsTest):
                       self.krctl("gaps", "--since", self.at(0), "--until", self.at(99),
                                  status=1).out)
 
+    def test_rows_of_a_second_page(self):
+        self.do("INSERT INTO event (camera_id, path, start_tm, end_tm) WITH RECURSIVE numbers (n) AS "
+                "(SELECT 1 UNION ALL SELECT n + 1 FROM numbers WHERE n < 20000) SELECT 1, "
+                f"'20140312AM/a-' || n || '.mp4', {START_TM}, {START_TM + 1} FROM numbers")
+        self.do("INSERT INTO event (camera_id, path, start_tm, end_tm) VALUES "
+                f"(1, '20140312AM/z.mp4', {START_TM + 50}, {START_TM + 60})")
+        self.assertIn(("removed-from-disk", 50, 60), self.gaps())
+
+    def test_row_outside_of_half_day_folders_is_unknown(self):
+        self.do("INSERT INTO event (camera_id, path, start_tm, end_tm) VALUES "
+                f"(1, 'elsewhere/x.mp4', {START_TM + 50}, {START_TM + 60})")
+        self.assertIn(("unknown", 50, 60), self.gaps(status=1))
+
     def test_rows_with_impossible_times(self):
         for number, (start, end) in enumerate([(START_TM + 60, 0), (2**62, 2**62 + 1),
                                                (-2**63 + 1, 1), (START_TM + 10**9, 5)]):
             self.do("INSERT INTO event (camera_id, path, start_tm, end_tm) VALUES "
                     f"(1, '20140312AM/x-{number}.mp4', {start}, {end})")
         self.assertIn(("removed-from-disk", 60, 60 + self.length), self.gaps())
-
-    def test_hour_of_the_change_to_summer_time_has_utc_and_local_time(self):
-        gap, = self.listed("2014-03-30T00:30:00Z", "2014-03-30T01:30:00Z", env=IN_BERLIN)
-        self.assertEqual((gap["begin"], gap["end"], gap["seconds"]),
-                         ("2014-03-30T00:30:00Z", "2014-03-30T01:30:00Z", 3600))
-        self.assertEqual((gap["begin_local"], gap["end_local"]),
-                         ("2014-03-30T01:30:00+01:00", "2014-03-30T03:30:00+02:00"))
-
-    def test_hour_of_the_change_from_summer_time_has_utc_and_local_time(self):
-        gap, = self.listed("2014-10-26T00:30:00Z", "2014-10-26T01:30:00Z", env=IN_BERLIN)
-        self.assertEqual((gap["begin_local"], gap["end_local"]),
-                         ("2014-10-26T02:30:00+02:00", "2014-10-26T02:30:00+01:00"))
-
-    def test_unreadable_half_day_folder_is_unknown_from_local_midnight_to_noon(self):
-        for day, begin, end in (("0312", "2014-03-11T23:00:00Z", "2014-03-12T11:00:00Z"),
-                                ("0330", "2014-03-29T23:00:00Z", "2014-03-30T10:00:00Z"),
-                                ("1026", "2014-10-25T22:00:00Z", "2014-10-26T11:00:00Z")):
-            folder = self.path(f"{self.storage}/2014{day}AM")
-            shutil.rmtree(folder, ignore_errors=True)
-            with open(folder, "w", encoding="ascii"):  # even root can't list a file
-                pass
-            gaps = self.listed(f"{begin[:10]}T12:00:00Z", f"{end[:10]}T22:00:00Z", status=1,
-                               env=IN_BERLIN)
-            self.assertEqual([gap["what"] for gap in gaps],
-                             ["not-recorded", "unknown", "not-recorded"])
-            self.assertEqual((gaps[1]["begin"], gaps[1]["end"]), (begin, end))
-            os.remove(folder)
-            self.do("DELETE FROM event")
 
     def test_overlapping_recordings_and_one_inside_another(self):
         self.do(f"UPDATE event SET end_tm = start_tm + 150 WHERE start_tm = {START_TM}")
@@ -178,14 +104,14 @@ class Gaps(GapsTest):
 
     def test_recording_in_progress_without_row_is_no_gap(self):
         _, start_tm = self.in_progress()
-        gap, = self.listed("1h", "0s", env={**os.environ, "TZ": "UTC0"})
+        gap, = self.listed("1h", "0s", env=IN_UTC)
         self.assertEqual(gap["end"], time.strftime("%Y-%m-%dT%H:%M:%SZ", time.gmtime(start_tm)))
 
     def test_recording_in_progress_whose_row_has_no_length_is_no_gap(self):
         name, start_tm = self.in_progress()
         self.do("INSERT INTO event (camera_id, path, start_tm, end_tm) VALUES (1, "
                 f"'{name[len(self.storage) + 1:]}', {start_tm}, {start_tm})")
-        gap, = self.listed("1h", "0s", env={**os.environ, "TZ": "UTC0"})
+        gap, = self.listed("1h", "0s", env=IN_UTC)
         self.assertEqual(gap["end"], time.strftime("%Y-%m-%dT%H:%M:%SZ", time.gmtime(start_tm)))
 
     def test_link_or_folder_instead_of_a_file_is_damaged_and_not_removed(self):
@@ -197,21 +123,90 @@ class Gaps(GapsTest):
                          [("damaged", start, start + self.length) for start in (0, SPACING)])
 
     def test_camera_without_rows_was_not_recorded(self):
+        self.recorder.camera(2, "Back")
+        gap, = self.listed(self.at(0), self.at(SPACING), "--camera", "2")
+        self.assertEqual((gap["camera"], gap["what"], gap["seconds"]), (2, "not-recorded", SPACING))
+
+    def test_recording_of_another_camera_is_not_counted(self):
+        before = self.listed(self.at(0), self.at(SPACING), "--camera", "1")
+        storage = self.recorder.camera(2, "Back")
+        self.recorder.recording(storage, START_TM + 50)
+        self.krctl("run")
+        self.assertEqual(self.listed(self.at(0), self.at(SPACING), "--camera", "1"), before)
+
+    def test_camera_without_rows_but_with_files_is_not_indexed(self):
         self.do("DELETE FROM event")
-        shutil.rmtree(self.path(self.storage + "/20140312AM"))
-        self.assertEqual(self.gaps(), [("not-recorded", 0, 3 * SPACING)])
+        self.assertEqual([gap for gap in self.gaps() if gap[0] != "not-recorded"],
+                         [("not-indexed", start, start + self.length)
+                          for start in (0, SPACING, 2 * SPACING)])
 
-    def test_alert_recording_is_not_counted(self):
-        name = self.recording(START_TM + 50)
-        os.makedirs(self.path(self.storage + "/laRec/20140312AM"))
-        os.rename(self.path(name), self.path(name.replace("/20140312AM", "/laRec/20140312AM")))
-        self.assertEqual({what for what, _, _ in self.gaps()}, {"not-recorded"})
+    def test_camera_without_rows_whose_folder_is_gone_is_unknown(self):
+        storage = self.recorder.camera(2, "Back")
+        shutil.rmtree(self.path(storage))
+        gap, = self.listed(self.at(0), self.at(SPACING), "--camera", "2", status=1)
+        self.assertEqual((gap["camera"], gap["what"]), (2, "unknown"))
 
-    def test_name_of_255_bytes(self):
+    def test_alert_recording_is_not_counted_without_and_with_its_row(self):
+        before = self.gaps()
+        self.recording(START_TM + 50, folder="laRec/20140312AM")
+        self.assertEqual(self.gaps(), before)
+        self.krctl("run")
+        self.assertEqual(self.gaps(), before)
+
+    def test_closed_half_day_folder_is_unknown_to_another_user(self):
+        os.chmod(self.path(f"{self.storage}/20140312AM"), 0)
+        gaps, problems = self.restricted(0, 2 * SPACING)
+        self.assertEqual(gaps, [("unknown", 0, 2 * SPACING)])
+        self.assertRegex(problems[0], "20140312AM: Permission denied")
+
+    def test_closed_storage_folder_is_unknown_to_another_user(self):
+        os.chmod(self.path(self.storage), 0)
+        gaps, problems = self.restricted(0, 2 * SPACING)
+        self.assertEqual(gaps, [("unknown", 0, 2 * SPACING)])
+        self.assertRegex(problems[0], "Permission denied")
+
+    def test_closed_file_without_row_is_unknown_to_another_user(self):
+        os.chmod(self.path(self.recording(START_TM + 50)), 0)
+        gaps, problems = self.restricted(self.length, SPACING)
+        self.assertEqual(gaps, [("not-recorded", self.length, 50), ("unknown", 50, 50 + self.length),
+                                ("not-recorded", 50 + self.length, SPACING)])
+        self.assertRegex(problems[0], f"{START_TM + 50}.mp4: Permission denied")
+
+    def test_closed_file_outside_of_the_time_is_not_opened(self):
+        for start in (2 * SPACING, -86400 - SPACING):
+            os.chmod(self.path(self.recording(START_TM + start + 50, folder="20140312AM")), 0)
+        self.assertEqual(self.restricted(self.length, SPACING, status=GAPS),
+                         ([("not-recorded", self.length, SPACING)], []))
+
+    def test_closed_file_with_its_row_is_recorded_for_another_user(self):
+        os.chmod(self.path(self.names[1]), 0)
+        os.chmod(self.path(self.recording(START_TM + 50)), 0)  # makes the outcome incomplete
+        gaps, _ = self.restricted(SPACING, 2 * SPACING)
+        self.assertEqual(gaps, [("not-recorded", SPACING + self.length, 2 * SPACING)])
+
+    def test_borders_of_the_time_cut_recordings_and_gaps(self):
+        self.assertEqual(self.gaps(since=self.length, until=SPACING),
+                         [("not-recorded", self.length, SPACING)])
+        self.assertEqual(self.gaps(since=self.length - 1, until=SPACING + 1),
+                         [("not-recorded", self.length, SPACING)])
+        self.assertEqual(self.gaps(since=self.length + 5, until=SPACING - 5),
+                         [("not-recorded", self.length + 5, SPACING - 5)])
+        self.assertEqual(self.gaps(since=1, until=self.length, status=0), [])
+        self.assertEqual(self.gaps(since=-3, until=self.length), [("not-recorded", -3, 0)])
+
+    def test_recording_that_began_more_than_a_day_before_the_time_counts_by_its_row(self):
+        self.do(f"UPDATE event SET end_tm = start_tm + 200000 WHERE start_tm = {START_TM}")
+        begin, end = (f"2014-03-14T{self.clock(START_TM + offset)}Z" for offset in (0, SPACING))
+        self.assertEqual(self.listed(begin, end, status=0), [])
+
+    def test_name_of_255_bytes_without_and_with_its_row(self):
         name = self.recording(START_TM + 50)
-        long_name = f"{'x' * 230}-20140312-{START_TM + 50}.mp4"[-255:]
+        end = f"-20140312-{START_TM + 50}.mp4"
+        long_name = "x" * (255 - len(end)) + end
         os.rename(self.path(name), self.path(f"{self.storage}/20140312AM/{long_name}"))
         self.assertIn(("not-indexed", 50, 50 + self.length), self.gaps())
+        self.krctl("run")
+        self.assertIn(("not-recorded", 50 + self.length, SPACING), self.gaps())
 
     def test_times_in_the_future_are_refused(self):
         self.assertIn("--since: expected a time before now",
@@ -223,7 +218,7 @@ class Gaps(GapsTest):
     def test_date_of_tomorrow_is_until_now(self):
         now = time.time()
         tomorrow = time.strftime("%Y-%m-%d", time.gmtime(now + 86400))
-        gap, = self.listed("1h", tomorrow, env={**os.environ, "TZ": "UTC0"})
+        gap, = self.listed("1h", tomorrow, env=IN_UTC)
         self.assertLess(gap["end"], time.strftime("%Y-%m-%dT%H:%M:%SZ", time.gmtime(now + 60)))
 
     def test_min_and_table(self):
@@ -237,11 +232,23 @@ class Gaps(GapsTest):
         self.krctl("gaps", "--since", "1d", "--until", "2d", status=64)
         self.krctl("gaps", "--camera", "7", status=64)
 
+    def test_no_value_is_cut_on_a_narrow_terminal(self):
+        values = ["1 Front", "not recorded", f"2014-03-12T{self.clock(START_TM + self.length)}+00:00",
+                  f"2014-03-12T{self.clock(START_TM + SPACING)}+00:00"]
+        others = ["length", "begin, UTC", "end, UTC"]
+        for columns, left_out in ((40, 3), (60, 3), (80, 3), (100, 2), (200, 0)):
+            with self.subTest(columns=columns):
+                terminal = Terminal(
+                    self.recorder.command("krctl", "gaps", "--since", self.at(self.length), "--until",
+                                          self.at(SPACING), "--min", "1s"), columns, {"TZ": "UTC0"})
+                self.addCleanup(terminal.end)
+                self.assertEqual(terminal.finish(), GAPS)
+                titles, row, *rest = terminal.lines()
+                self.assertEqual(row.split("  ")[:4], values)
+                named = ", ".join(others[3 - left_out:])
+                self.assertEqual(rest, [f"terminal too narrow for: {named}"] if left_out else [])
+                self.assertEqual([title for title in others if title in titles], others[:3 - left_out])
 
-class GapsOnPostgresql(Gaps):
-    def new_recorder(self, root):
-        self.server = ServedDatabase()
-        return Recorder(root, [f'dsn = "{self.server.dsn}"'])
 
-    def do(self, sql):
-        self.server.psql("SET search_path TO kestora", sql)
+class GapsOnPostgresql(Gaps, GapsPostgresqlTest):
+    pass

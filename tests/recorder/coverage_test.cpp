@@ -22,7 +22,7 @@ TEST(Coverage, OverlappingRecordingsAreOneStretch) {
 }
 
 TEST(Coverage, IsCutAtTheBordersOfTheTime) {
-    EXPECT_THAT(CoverageOf({{-50, 110}, {190, 900}, {950, 990}}, 100, 200),
+    EXPECT_THAT(CoverageOf({{-50, 110}, {190, 900}, {203, 210}, {950, 990}}, 100, 200),
                 ElementsAre(Interval{100, 110, Coverage::Recorded},
                             Interval{110, 190, Coverage::NotRecorded},
                             Interval{190, 200, Coverage::Recorded}));
