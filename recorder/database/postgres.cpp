@@ -30,13 +30,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// The server checks every second whether the client still exists, so that the statement of a killed
-// client ends and releases its locks. Servers before version 14 don't have the setting, and on some
-// platforms it is not supported; it is then left out.
-constexpr const char* kEndWithClientSql =
-    "DO $$ BEGIN PERFORM set_config('client_connection_check_interval', '1000', false); "
-    "EXCEPTION WHEN undefined_object OR invalid_parameter_value THEN NULL; END $$;";
-
 constexpr const char* kNoFile = "/dev/null/none"; // no file can have this name
 
 // libpq searches HOME for certificates. It must be the user's own folder, not the caller's choice.
@@ -359,8 +352,27 @@ void PostgresDatabase::SetUpSession() {
     CheckEncoding();
     m_answerTimeout = std::chrono::seconds(m_settings.connectTimeoutS);
     RunPlain(SessionSql());
+    EndStatementsWithClient();
     m_answerTimeout =
         std::chrono::milliseconds(m_settings.statementTimeoutMs + m_settings.silenceMs);
+}
+
+// The server checks every second whether the client still exists, so that the statement of a killed
+// client ends and releases its locks. Servers before version 14 don't have the setting, and on some
+// platforms it is refused; it is then left out. A block of PL/pgSQL could handle the refusal too,
+// but loading that language takes the server 1 ms.
+void PostgresDatabase::EndStatementsWithClient() {
+    constexpr int kFirstVersion = 140000;
+    if (PQserverVersion(m_connection.get()) < kFirstVersion) {
+        return;
+    }
+    try {
+        RunPlain("SET client_connection_check_interval TO 1000;");
+    } catch (const Error&) {
+        if (!m_connection) { // not a refusal
+            throw;
+        }
+    }
 }
 
 void PostgresDatabase::CheckEncoding() {
@@ -376,10 +388,9 @@ std::string PostgresDatabase::SessionSql() const {
     return Format(
         "SET search_path TO %s; SET standard_conforming_strings TO on; "
         "SET jit TO off; SET lock_timeout TO %d; SET statement_timeout TO %d; SET "
-        "kestora.run TO '%s'; SET kestora.token TO '%ld';%s%s",
+        "kestora.run TO '%s'; SET kestora.token TO '%ld';%s",
         m_settings.schema.c_str(), std::max(m_lockTimeoutMs, 1), m_settings.statementTimeoutMs,
         m_run.number == 0 ? "" : std::to_string(m_run.number).c_str(), m_run.token,
-        kEndWithClientSql,
         m_access == PostgresAccess::ReadOnly ? " SET default_transaction_read_only TO on;" : "");
 }
 

@@ -49,6 +49,7 @@ private:
     void Connect();
     void OpenConnection();
     void SetUpSession();
+    void EndStatementsWithClient();
     void CheckEncoding();
     [[nodiscard]] bool IsConnected();
     [[nodiscard]] std::string SessionSql() const;
