@@ -2,8 +2,8 @@
 
 #include "recorder/backup/backuplock.h"
 #include "recorder/backup/databasecopy.h"
+#include "recorder/backup/setcontent.h"
 #include "recorder/database/databases.h"
-#include "recorder/run/runlist.h"
 #include "recorder/settings/settings.h"
 #include "recorder/support/error.h"
 #include "recorder/support/folder.h"
@@ -46,31 +46,30 @@ void EndNote(const std::vector<FolderBackup>& backups) {
     }
 }
 
-// Returns true if the newest set of the folder lacks the changes of a run.
+// Returns true if the newest set of the folder lacks the changes of a run, or can't be read.
 bool IsOutdated(const std::string& folder) {
-    const std::vector<BackupSet> sets = ListBackupSets(folder);
+    const std::vector<BackupSet> sets = ListBackupSets(folder).sets;
     if (sets.empty()) {
         return true;
     }
-    const long newest = HighestRun();
-    for (long run = sets.front().run + 1; run <= newest; ++run) {
-        const RunTotals totals = TotalsOfRun(run);
-        if (totals.added > 0 || totals.removed > 0 || totals.changed > 0) {
-            return true;
-        }
+    try {
+        return HasOtherChanges(sets.front());
+    } catch (const DamagedDatabase&) {
+        return true;
     }
-    return false;
 }
 
 FolderBackup BackUpTo(const std::string& folder, std::size_t keep, BackupWhen when) {
     FolderBackup backup{folder, std::nullopt, ""};
     try {
         if (when == BackupWhen::Always || IsOutdated(folder)) {
-            backup.set = TakeBackup(folder);
-            RemoveOldBackupSets(folder, keep);
+            TakenBackup taken = TakeBackup(folder);
+            backup.set = std::move(taken.set);
+            backup.failure = std::move(taken.left);
+            RemoveOldBackupSets(folder, keep, *backup.set);
         }
     } catch (const Error& error) {
-        backup.failure = error.what();
+        backup.failure += (backup.failure.empty() ? "" : "; ") + std::string(error.what());
     }
     return backup;
 }

@@ -13,10 +13,11 @@ namespace recorder {
 
 enum class BackupWhen {
     Always,
-    Changed, // only if a run has added or removed rows since the newest set of the folder
+    Changed, // only if the newest set of the folder lacks changes of rows by a run
 };
 
-// The result for one folder: a set, a failure, or neither if no backup was necessary.
+// The result for one folder: a set, a failure, or neither if no backup was necessary. Both if the
+// set was taken, but something older could not be removed.
 struct FolderBackup {
     std::string folder;
     std::optional<BackupSet> set;

@@ -1,6 +1,7 @@
 #include "recorder/backup/backupset.h"
 
 #include "recorder/backup/databasecopy.h"
+#include "recorder/backup/setcontent.h"
 #include "recorder/backup/setfiles.h"
 #include "recorder/backup/stagedset.h"
 #include "recorder/database/idmarks.h"
@@ -15,13 +16,19 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <optional>
+#include <tuple>
+
+#include <fcntl.h>
+#include <sys/stat.h>
 
 namespace recorder {
 
 namespace {
 
 constexpr const char* kSetPrefix = "kestora-";
-constexpr long kMaxNumber = 1000000000;
+// Somebody may give a folder such a name, after which no numbers would be left.
+constexpr long kMaxNumberInName = 1000000000;
 
 UniqueFd OpenBackupFolder(const std::string& path) {
     RequireTrustedUnlinked(path + "/" + kSetPrefix);
@@ -32,26 +39,37 @@ UniqueFd OpenBackupFolder(const std::string& path) {
     return folder;
 }
 
-BackupSet ReadSet(const std::string& path) {
+// Nothing if the folder holds no description. Throws Error if the description can't be read.
+std::optional<BackupSet> ReadSetIfThere(const std::string& path) {
     const UniqueFd folder = OpenFolderByPath(path);
     if (!folder.IsOpen()) {
         throw SystemError("open the backup set " + path);
     }
+    struct stat64 st = {};
+    if (fstatat64(folder.Get(), kDescriptionFile, &st, AT_SYMLINK_NOFOLLOW) != 0 &&
+        errno == ENOENT) {
+        return std::nullopt;
+    }
     return ReadDescription(folder, path);
 }
 
-// A folder with the name of a set but without a readable description, and another recorder's set,
-// are left out, so they are never removed.
-std::vector<BackupSet> SetsOf(const std::string& recorder, const std::string& folder) {
-    std::vector<BackupSet> sets;
+bool MayBeSet(const FolderEntry& entry) {
+    return entry.isFolder && entry.name.starts_with(kSetPrefix) &&
+           !entry.name.starts_with(kLeftPrefix);
+}
+
+// Returns the sets of all recorders.
+BackupSets SetsIn(const std::string& folder) {
+    BackupSets found;
     const FolderListing listing = ListFolder(folder, [&](const FolderEntry& entry) {
-        if (entry.isFolder && entry.name.starts_with(kSetPrefix)) {
+        const std::string path = folder + "/" + entry.name;
+        if (MayBeSet(entry)) {
             try {
-                BackupSet set = ReadSet(folder + "/" + entry.name);
-                if (set.recorder == recorder) {
-                    sets.push_back(std::move(set));
+                if (std::optional<BackupSet> set = ReadSetIfThere(path)) {
+                    found.sets.push_back(std::move(*set));
                 }
-            } catch (const Error&) {
+            } catch (const Error& error) {
+                found.unreadable.push_back({path, error.what()});
             }
         }
         return true;
@@ -59,10 +77,7 @@ std::vector<BackupSet> SetsOf(const std::string& recorder, const std::string& fo
     if (listing == FolderListing::Absent) {
         throw Error("the backup folder " + folder + " does not exist");
     }
-    std::sort(sets.begin(), sets.end(), [](const BackupSet& one, const BackupSet& other) {
-        return one.number > other.number;
-    });
-    return sets;
+    return found;
 }
 
 std::string NameOf(const BackupSet& set) {
@@ -74,46 +89,59 @@ std::string NameOf(const BackupSet& set) {
     return Format("%s%06ld-%s", kSetPrefix, set.number, time.data());
 }
 
-// Higher than the number in any name, whether or not it is a set of this recorder.
+// Higher than the number of any set, and than the number in any name: an unreadable set may be this
+// recorder's.
 long NextNumber(const std::string& folder) {
     long highest = 0;
+    for (const BackupSet& set : SetsIn(folder).sets) {
+        highest = std::max(highest, set.number);
+    }
     (void)ListFolder(folder, [&](const FolderEntry& entry) {
         if (entry.name.starts_with(kSetPrefix)) {
             const char* const digits = entry.name.c_str() + std::strlen(kSetPrefix);
             const long number = std::strtol(digits, nullptr, 10);
-            highest = number < kMaxNumber ? std::max(highest, number) : highest;
+            highest = number < kMaxNumberInName ? std::max(highest, number) : highest;
         }
         return true;
     });
     return highest + 1;
 }
 
-BackupSet NewSet(SqliteDatabase& system, const std::string& folder) {
+BackupSet NewSet(std::vector<SqliteDatabase>& databases, const std::string& folder) {
     BackupSet set;
-    set.recorder = RecorderId(system);
+    set.recorder = RecorderId(databases.front());
     set.number = NextNumber(folder);
     set.takenTm = std::time(nullptr);
-    set.schema =
-        system.Execute("PRAGMA user_version", {.transaction = false}).Long(0, "user_version");
-    set.run = HighestNotedId(IdKind::Run).value_or(0);
-    set.outbox = HighestNotedId(IdKind::Outbox).value_or(0);
+    set.schema = SchemaVersionIn(databases.front());
+    const GivenNumbers given = GivenNumbersIn(databases);
+    set.run = std::max(given.run, HighestNotedId(IdKind::Run).value_or(0));
+    set.outbox = std::max(given.outbox, HighestNotedId(IdKind::Outbox).value_or(0));
     set.folder = folder + "/" + NameOf(set);
     return set;
 }
 
-} // namespace
-
-BackupSet TakeBackup(const std::string& folder) {
-    const UniqueFd parent = OpenBackupFolder(folder);
-    std::vector<SqliteDatabase> databases = OpenAtOneMoment();
-    const BackupSet set = NewSet(databases.front(), folder);
-    StagedSet staged(parent, folder, set.recorder);
+void Build(StagedSet& staged, std::vector<SqliteDatabase>& databases, const BackupSet& set) {
     for (std::size_t i = 0; i < databases.size(); ++i) {
         CopyDatabase(databases[i], staged.Path() + "/" + kCheckedFiles.at(i));
     }
     staged.Describe(set);
     staged.Publish(NameOf(set));
-    return CheckedBackupSet(set.folder);
+}
+
+} // namespace
+
+TakenBackup TakeBackup(const std::string& folder) {
+    const UniqueFd parent = OpenBackupFolder(folder);
+    std::vector<SqliteDatabase> databases = OpenAtOneMoment();
+    const BackupSet set = NewSet(databases, folder);
+    StagedSet staged(parent, folder, set.recorder);
+    try {
+        Build(staged, databases, set);
+    } catch (const Error& error) {
+        const std::string left = staged.Discard();
+        throw Error(error.what() + (left.empty() ? "" : "; also can't " + left));
+    }
+    return {CheckedBackupSet(set.folder), staged.Left()};
 }
 
 BackupSet CheckedBackupSet(const std::string& setFolder) {
@@ -124,19 +152,40 @@ BackupSet CheckedBackupSet(const std::string& setFolder) {
     }
     BackupSet set = ReadDescription(folder, setFolder);
     RequireChecksums(folder, setFolder);
+    RequireDescribedDatabases(set);
     return set;
 }
 
-std::vector<BackupSet> ListBackupSets(const std::string& folder) {
-    return SetsOf(RecorderId(), folder);
+BackupSets ListBackupSets(const std::string& folder) {
+    const std::string recorder = RecorderId();
+    BackupSets found = SetsIn(folder);
+    std::erase_if(found.sets, [&](const BackupSet& set) { return set.recorder != recorder; });
+    // Sets that somebody copied have the same number.
+    std::sort(found.sets.begin(), found.sets.end(),
+              [](const BackupSet& one, const BackupSet& other) {
+                  return std::tie(one.number, one.takenTm, one.folder) >
+                         std::tie(other.number, other.takenTm, other.folder);
+              });
+    return found;
 }
 
-void RemoveOldBackupSets(const std::string& folder, std::size_t keep) {
+void RemoveOldBackupSets(const std::string& folder, std::size_t keep, const BackupSet& newest) {
     const UniqueFd parent = OpenBackupFolder(folder);
-    std::vector<BackupSet> sets = ListBackupSets(folder);
-    sets.erase(sets.begin(), sets.begin() + static_cast<long>(std::min(keep, sets.size())));
-    for (const BackupSet& set : sets) {
-        RemoveSet(parent, folder, set);
+    const std::vector<BackupSet> sets = ListBackupSets(folder).sets;
+    std::string failures;
+    for (std::size_t i = keep; i < sets.size(); ++i) {
+        if (sets[i].folder == newest.folder) {
+            continue;
+        }
+        try {
+            const std::string left = RemoveSet(parent, folder, sets[i]);
+            failures += left.empty() ? "" : "; " + left;
+        } catch (const Error& error) {
+            failures += std::string("; ") + error.what();
+        }
+    }
+    if (!failures.empty()) {
+        throw Error("an old set is not removed" + failures);
     }
 }
 

@@ -28,21 +28,38 @@ struct BackupSet {
     int64_t sizeBytes = 0;
 };
 
+// A set that exists, but can't be used.
+struct UnreadableSet {
+    std::string folder; // absolute path
+    std::string reason;
+};
+
+struct BackupSets {
+    std::vector<BackupSet> sets;
+    std::vector<UnreadableSet> unreadable; // of which it is unknown whose sets they are
+};
+
+struct TakenBackup {
+    BackupSet set;
+    std::string left; // what can't be removed of an earlier, unfinished set; empty: nothing
+};
+
 // Copies the SQLite databases into a new set in `folder`, an absolute path. The caller holds the
 // backup lock (backuplock.h). Recording and runs can continue in the meantime. Throws Error: the
 // databases can't be read or are damaged, or the folder is missing, full or writable by other users
 // (trust.h). An incomplete set is removed; that of a killed process is removed by the next backup.
-[[nodiscard]] BackupSet TakeBackup(const std::string& folder);
+[[nodiscard]] TakenBackup TakeBackup(const std::string& folder);
 
 // The set in `setFolder`. Throws Error if it isn't one, or was changed or damaged since: a file is
-// missing or its checksum differs.
+// missing, its checksum differs, or the databases are not those that the description describes.
 [[nodiscard]] BackupSet CheckedBackupSet(const std::string& setFolder);
 
 // This recorder's sets in `folder`, newest first; their contents are not checked. Throws Error.
-[[nodiscard]] std::vector<BackupSet> ListBackupSets(const std::string& folder);
+[[nodiscard]] BackupSets ListBackupSets(const std::string& folder);
 
-// Removes this recorder's sets in `folder` except the newest `keep`. The caller holds the backup
-// lock. Throws Error.
-void RemoveOldBackupSets(const std::string& folder, std::size_t keep);
+// Removes this recorder's sets in `folder` except the newest `keep` and `newest`, which was just
+// taken. The caller holds the backup lock. Throws Error, after removing the others, if one can't be
+// removed completely; it is then no longer listed.
+void RemoveOldBackupSets(const std::string& folder, std::size_t keep, const BackupSet& newest);
 
 } // namespace recorder

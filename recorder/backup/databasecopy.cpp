@@ -22,6 +22,16 @@ void Flush(const std::string& path) {
     }
 }
 
+// SQLite ignores it if it can't remove such a file, but in a set it would not be expected.
+void RemoveFilesBeside(const std::string& path) {
+    for (const char* const suffix : kDatabaseFileSuffixes) {
+        const std::string file = path + suffix;
+        if (file != path && unlink(file.c_str()) != 0 && errno != ENOENT) {
+            throw SystemError("remove " + file);
+        }
+    }
+}
+
 } // namespace
 
 void RequireSqlite() {
@@ -64,9 +74,13 @@ void CopyDatabase(SqliteDatabase& source, const std::string& path) {
     {
         SqliteDatabase copy = SqliteDatabase::Create(path, GetSettings().database.lockTimeoutMs);
         source.CopyInto(copy);
-        copy.Execute("PRAGMA journal_mode = DELETE", kNoTransaction);
+        const DBResult_tag mode = copy.Execute("PRAGMA journal_mode = DELETE", kNoTransaction);
+        if (mode.Text(0, "journal_mode") != "delete") {
+            throw Error("can't put the log of " + copy.Name() + " into it");
+        }
         RequireIntegrity(copy);
     }
+    RemoveFilesBeside(path);
     Flush(path);
 }
 

@@ -1,10 +1,12 @@
 #include "recorder/backup/replaced.h"
 
-#include "recorder/backup/backuplock.h"
 #include "recorder/backup/backupset.h"
 #include "recorder/backup/databasecopy.h"
+#include "recorder/backup/setfiles.h"
+#include "recorder/backup/stagedset.h"
 #include "recorder/database/schema.h"
 #include "recorder/support/error.h"
+#include "recorder/support/folder.h"
 #include "recorder/support/format.h"
 #include "recorder/support/paths.h"
 #include "recorder/support/presence.h"
@@ -13,6 +15,7 @@
 #include <array>
 #include <cstdio>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 namespace recorder {
@@ -50,21 +53,29 @@ States StatesNow() {
     return states;
 }
 
-void MakeReplacedFolder() {
+UniqueFd OpenReplacedFolder() {
     if (mkdir(kReplacedDir, kFolderMode) != 0 && errno != EEXIST) {
         throw SystemError(std::string("create the folder ") + kReplacedDir);
     }
+    UniqueFd folder = OpenFolderByPath(kReplacedDir);
+    if (!folder.IsOpen()) {
+        throw SystemError(std::string("open the folder ") + kReplacedDir);
+    }
+    return folder;
 }
 
-std::string MakeNewFolder() {
+// A name in the open folder that nothing has. Only the holder of the backup lock gives such names.
+std::string NewName(const UniqueFd& folder) {
     for (int number = 1;; ++number) {
-        std::string path = Format("%s/files-%06d", kReplacedDir, number);
-        if (mkdir(path.c_str(), kFolderMode) == 0) {
-            return path;
+        std::string name = Format("files-%06d", number);
+        struct stat64 st = {};
+        if (fstatat64(folder.Get(), name.c_str(), &st, AT_SYMLINK_NOFOLLOW) == 0) {
+            continue;
         }
-        if (errno != EEXIST) {
-            throw SystemError("create the folder " + path);
+        if (errno != ENOENT) {
+            throw SystemError(std::string("examine ") + kReplacedDir + "/" + name);
         }
+        return name;
     }
 }
 
@@ -72,22 +83,32 @@ std::string NameOf(const std::string& path) {
     return path.substr(path.rfind('/') + 1);
 }
 
-} // namespace
-
-Replaced KeepDamagedDatabases() {
-    const States states = StatesNow();
-    Replaced replaced;
+std::vector<std::string> DamagedOf(const States& states) {
+    std::vector<std::string> damaged;
     for (std::size_t i = 0; i < states.size(); ++i) {
         if (states.at(i) == State::Damaged) {
-            replaced.damaged.push_back(DatabasePath(kDatabaseInstances.at(i)));
+            damaged.push_back(DatabasePath(kDatabaseInstances.at(i)));
         }
     }
-    if (!replaced.damaged.empty()) {
-        MakeReplacedFolder();
-        replaced.folder = MakeNewFolder();
-    }
-    return replaced;
+    return damaged;
 }
+
+// Returns a new folder with copies of the sound databases.
+std::string KeepSound(const States& states) {
+    const UniqueFd parent = OpenReplacedFolder();
+    StagedSet staged(parent, kReplacedDir, kReplacedFiles);
+    for (std::size_t i = 0; i < states.size(); ++i) {
+        if (states.at(i) == State::Sound) {
+            SqliteDatabase database = OpenExisting(kDatabaseInstances.at(i));
+            CopyDatabase(database, staged.Path() + "/" + kCheckedFiles.at(i));
+        }
+    }
+    const std::string name = NewName(parent);
+    staged.Publish(name);
+    return std::string(kReplacedDir) + "/" + name;
+}
+
+} // namespace
 
 Replaced KeepDatabases() {
     const States states = StatesNow();
@@ -97,22 +118,19 @@ Replaced KeepDatabases() {
     if (areAll(State::Missing)) {
         return {};
     }
-    MakeReplacedFolder();
     if (areAll(State::Sound)) {
-        const UniqueFd lock = LockBackups();
-        return {TakeBackup(kReplacedDir).folder, {}};
+        (void)OpenReplacedFolder();
+        return {TakeBackup(kReplacedDir).set.folder, {}, true};
     }
-    Replaced replaced{MakeNewFolder(), {}};
-    for (std::size_t i = 0; i < states.size(); ++i) {
-        const std::string path = DatabasePath(kDatabaseInstances.at(i));
-        if (states.at(i) == State::Sound) {
-            SqliteDatabase database = OpenExisting(kDatabaseInstances.at(i));
-            CopyDatabase(database, replaced.folder + "/" + NameOf(path));
-        } else if (states.at(i) == State::Damaged) {
-            replaced.damaged.push_back(path);
-        }
+    return {KeepSound(states), DamagedOf(states), false};
+}
+
+Replaced KeepDamagedDatabases(const std::string& folder) {
+    const std::vector<std::string> damaged = DamagedOf(StatesNow());
+    if (damaged.empty() || !folder.empty()) {
+        return {folder, damaged, false};
     }
-    return replaced;
+    return {KeepSound({State::Missing, State::Missing, State::Missing}), damaged, false};
 }
 
 void MoveDamaged(const Replaced& replaced) {

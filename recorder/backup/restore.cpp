@@ -1,21 +1,23 @@
 #include "recorder/backup/restore.h"
 
+#include "recorder/backup/backuplock.h"
 #include "recorder/backup/databasecopy.h"
-#include "recorder/backup/setfiles.h"
+#include "recorder/backup/replacement.h"
 #include "recorder/database/databases.h"
 #include "recorder/database/idmarks.h"
 #include "recorder/database/recorderid.h"
 #include "recorder/database/schema.h"
 #include "recorder/run/runlock.h"
 #include "recorder/run/runnumber.h"
-#include "recorder/settings/settings.h"
 #include "recorder/support/error.h"
 #include "recorder/support/folder.h"
 #include "recorder/support/paths.h"
 #include "recorder/support/presence.h"
+#include "recorder/support/textfile.h"
 #include "recorder/support/uninterrupted.h"
 #include "recorder/support/wholefile.h"
 
+#include <algorithm>
 #include <span>
 
 #include <unistd.h>
@@ -24,16 +26,15 @@ namespace recorder {
 
 namespace {
 
-constexpr ExecuteOptions kNoTransaction{.transaction = false};
-
-int LockTimeoutMs() {
-    return GetSettings().database.lockTimeoutMs;
-}
+constexpr std::size_t kMaxMarkBytes = 4096;
 
 void RequireThisVersion(const BackupSet& set) {
     if (set.schema != kSchemaVersion) {
-        throw Error(set.folder + " has tables of version " + std::to_string(set.schema) +
-                    "; expected " + std::to_string(kSchemaVersion));
+        const bool isNewer = set.schema > kSchemaVersion;
+        throw Error(set.folder + " has tables of the " + (isNewer ? "newer" : "older") +
+                    " version " + std::to_string(set.schema) + "; expected " +
+                    std::to_string(kSchemaVersion) + ": restore it with the krctl that took it" +
+                    (isNewer ? "" : ", then run krctl init with this one"));
     }
 }
 
@@ -66,12 +67,26 @@ void FlushDatabaseFolder() {
     }
 }
 
-void SetMark(const std::string& setFolder) {
+// The mark notes where the replaced databases are kept, for the restore that follows an interrupted
+// one.
+void SetMark(const std::string& replacedFolder) {
     const UniqueFd folder = OpenFolderByPath(kDatabaseDir);
-    const std::string text = setFolder + "\n";
+    if (!folder.IsOpen()) {
+        throw SystemError(std::string("open the folder ") + kDatabaseDir);
+    }
+    const std::string text = replacedFolder + "\n";
     WriteWholeFile(folder.Get(), kRestoreMark,
                    std::span(reinterpret_cast<const uint8_t*>(text.data()), text.size()));
     FlushDatabaseFolder();
+}
+
+// Returns the folder that the mark notes; empty if it notes none that exists.
+std::string FolderInMark() {
+    const UniqueFd mark = OpenTextFileIfThere(kRestoreMarkFile, Links::Refuse);
+    std::string text = mark.IsOpen() ? ReadText(mark, kRestoreMarkFile, kMaxMarkBytes) : "";
+    text.resize(std::min(text.size(), text.find('\n')));
+    const bool isBelow = text.starts_with(std::string(kReplacedDir) + "/");
+    return isBelow && FolderPresence(text) == Presence::Yes ? text : "";
 }
 
 void RemoveMark() {
@@ -81,35 +96,15 @@ void RemoveMark() {
     FlushDatabaseFolder();
 }
 
-// Ids that this database has given to rows are not given again after the restore.
-std::string RaiseIdsOf(SqliteDatabase& database) {
-    std::string sql;
-    const DBResult_tag rows = database.Execute("SELECT name, seq FROM sqlite_sequence;");
-    for (int row = 0; row < rows.RowCount(); ++row) {
-        sql += database.RaiseIdsSql(rows.Text(row, "name"), rows.Long(row, "seq"));
+void RestoreAll(const std::string& setFolder, const Replaced& replaced) {
+    StagedDatabases staged(setFolder);
+    if (!replaced.areAllSound) {
+        SetMark(replaced.folder); // they can't be used now, either
+        MoveDamaged(replaced);
     }
-    return sql;
-}
-
-void RemoveStaged() {
-    for (const char* const suffix : kDatabaseFileSuffixes) {
-        const std::string path = std::string(kStagedDatabaseFile) + suffix;
-        if (unlink(path.c_str()) != 0 && errno != ENOENT) {
-            throw SystemError("remove " + path);
-        }
-    }
-}
-
-void RestoreDatabase(const std::string& copy, const std::string& path) {
-    RemoveStaged();
-    SqliteDatabase database = SqliteDatabase::Create(path, LockTimeoutMs());
-    SqliteDatabase staged = SqliteDatabase::Create(kStagedDatabaseFile, LockTimeoutMs());
-    SqliteDatabase::OpenReadOnly(copy, SqliteReadMode::Immutable, LockTimeoutMs()).CopyInto(staged);
-    if (database.SchemaVersion() == kSchemaVersion) {
-        staged.Execute(RaiseIdsOf(database));
-    }
-    database.Execute("PRAGMA synchronous = FULL;", kNoTransaction);
-    staged.CopyInto(database);
+    Replacement replacement(staged);
+    SetMark(replaced.folder);
+    replacement.Commit();
 }
 
 } // namespace
@@ -118,17 +113,13 @@ Restored RestoreBackup(const std::string& setFolder) {
     RequireSqlite();
     MakeDatabaseFolder();
     const RunLock lock = RunLock::Take("nothing was restored");
+    const UniqueFd backupLock = LockBackups(); // a set taken now would be a mixture
     Restored restored{CheckedBackupSet(setFolder), {}};
     RequireThisVersion(restored.set);
     RequireSameRecorder(restored.set);
-    restored.replaced = IsRestoreInterrupted() ? KeepDamagedDatabases() : KeepDatabases();
-    SetMark(setFolder);
-    MoveDamaged(restored.replaced);
-    for (std::size_t i = 0; i < kDatabaseInstances.size(); ++i) {
-        RestoreDatabase(setFolder + "/" + kCheckedFiles.at(i),
-                        DatabasePath(kDatabaseInstances.at(i)));
-    }
-    RemoveStaged();
+    restored.replaced =
+        IsRestoreInterrupted() ? KeepDamagedDatabases(FolderInMark()) : KeepDatabases();
+    RestoreAll(setFolder, restored.replaced);
     NoteIdForGood(IdKind::Run, restored.set.run);
     NoteIdForGood(IdKind::Outbox, restored.set.outbox);
     RemoveMark();

@@ -18,10 +18,11 @@ struct Restored {
 // the set was taken; ids and run numbers that were given since are not given again. Takes the run
 // lock.
 //
-// Throws Error before any change: a run is in progress, the set is damaged, is another recorder's,
-// or has tables of another version, or what is replaced can't be kept. A failure later, or a kill,
-// leaves the databases closed to every program (databases.h) until a restore succeeds; each single
-// database is either as it was or restored.
+// Throws Error before any change: a run or a backup is in progress, the set is damaged, is another
+// recorder's, or has tables of another version, what is replaced can't be kept, or the disk is
+// full. A failure or a kill while the three databases are committed, or while one of them is
+// damaged or missing, leaves them closed to every program (databases.h) until a restore succeeds;
+// each single database is either as it was or restored.
 [[nodiscard]] Restored RestoreBackup(const std::string& setFolder);
 
 } // namespace recorder

@@ -4,6 +4,7 @@
 #include "recorder/support/format.h"
 #include "recorder/support/sha256.h"
 #include "recorder/support/textfile.h"
+#include "recorder/support/trust.h"
 #include "recorder/support/uninterrupted.h"
 #include "recorder/support/uuid.h"
 #include "recorder/support/wholefile.h"
@@ -21,6 +22,8 @@ namespace {
 
 constexpr const char* kFormat = "kestora backup 1\nrecorder %s\nnumber %ld\ntaken %" PRId64
                                 "\nschema %ld\nrun %ld\noutbox %ld\n";
+constexpr long kFormatVersion = 1;
+constexpr long kMaxNumber = 1000000000000;
 constexpr std::size_t kMaxTextBytes = 4096;
 
 std::span<const uint8_t> BytesOf(const std::string& text) {
@@ -63,6 +66,17 @@ int64_t SizeOf(const UniqueFd& folder, const std::string& path) {
     return sizeBytes;
 }
 
+void RequireKnownFormat(const std::string& text, const std::string& path) {
+    long version = 0;
+    // NOLINTNEXTLINE(cert-err34-c): a number out of range is refused too.
+    if (std::sscanf(text.c_str(), "kestora backup %ld\n", &version) == 1 &&
+        version > kFormatVersion) {
+        throw Error(path + " has the format " + std::to_string(version) +
+                    ", which a newer version of krctl wrote; this one reads format " +
+                    std::to_string(kFormatVersion) + ": use the newer krctl");
+    }
+}
+
 } // namespace
 
 void WriteDescription(const UniqueFd& folder, const BackupSet& set) {
@@ -80,6 +94,7 @@ void WriteChecksums(const UniqueFd& folder, const std::string& path) {
 BackupSet ReadDescription(const UniqueFd& folder, const std::string& path) {
     const std::string text = ReadText(OpenFileOf(folder, path, kDescriptionFile),
                                       path + "/" + kDescriptionFile, kMaxTextBytes);
+    RequireKnownFormat(text, path);
     BackupSet set;
     set.folder = path;
     std::array<char, 37> recorder{};
@@ -92,7 +107,8 @@ BackupSet ReadDescription(const UniqueFd& folder, const std::string& path) {
     set.recorder = recorder.data();
     constexpr int kFields = 6;
     // Written again it must be the same text: sscanf passes over what it doesn't expect.
-    if (fields != kFields || !IsUuid(set.recorder) || DescriptionOf(set) != text) {
+    if (fields != kFields || !IsUuid(set.recorder) || set.number < 1 || set.number > kMaxNumber ||
+        DescriptionOf(set) != text) {
         throw Error(path + "/" + kDescriptionFile + " is not the description of a backup set");
     }
     set.sizeBytes = SizeOf(folder, path);
@@ -100,6 +116,10 @@ BackupSet ReadDescription(const UniqueFd& folder, const std::string& path) {
 }
 
 void RequireChecksums(const UniqueFd& folder, const std::string& path) {
+    for (const char* const name : kCheckedFiles) {
+        RequireTrustedUnlinked(path + "/" + name);
+    }
+    RequireTrustedUnlinked(path + "/" + kChecksumFile);
     const std::string expected = ReadText(OpenFileOf(folder, path, kChecksumFile),
                                           path + "/" + kChecksumFile, kMaxTextBytes);
     for (const char* const name : kCheckedFiles) {

@@ -24,10 +24,11 @@ void WriteDescription(const UniqueFd& folder, const BackupSet& set);
 void WriteChecksums(const UniqueFd& folder, const std::string& path);
 
 // The description of the set in the open folder; its size is the sum of the sizes of its files.
-// Throws Error if there is no readable one.
+// Throws Error if there is no readable one, or a newer version of krctl wrote it.
 [[nodiscard]] BackupSet ReadDescription(const UniqueFd& folder, const std::string& path);
 
-// Throws Error, naming the file, if a file of the set is missing or differs from its checksum.
+// Throws Error, naming the file, if a file of the set is missing, could have been written by
+// another user (trust.h), or differs from its checksum.
 void RequireChecksums(const UniqueFd& folder, const std::string& path);
 
 } // namespace recorder

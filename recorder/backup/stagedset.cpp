@@ -1,5 +1,6 @@
 #include "recorder/backup/stagedset.h"
 
+#include "recorder/backup/databasecopy.h"
 #include "recorder/backup/setfiles.h"
 #include "recorder/support/error.h"
 #include "recorder/support/format.h"
@@ -19,52 +20,12 @@ namespace {
 
 constexpr mode_t kSetMode = 0750;
 
-std::string StagedName(const std::string& recorder) {
-    return ".kestora-backup-" + recorder + ".tmp";
+std::string StagedName(const std::string& owner) {
+    return ".kestora-backup-" + owner + ".tmp";
 }
 
 std::string LastPart(const std::string& path) {
     return path.substr(path.rfind('/') + 1);
-}
-
-// Somebody's file in a folder of ours must neither be lost nor stop all
-// later backups, so the folder gets another name.
-void MoveAside(const UniqueFd& parent, const std::string& name, const std::string& path) {
-    for (int number = 1;; ++number) {
-        const std::string other = Format("kestora-backup-left-%d", number);
-        if (Uninterrupted([&] {
-                return renameat(parent.Get(), name.c_str(), parent.Get(), other.c_str());
-            }) == 0) {
-            return;
-        }
-        // The name is taken: by something else than a folder, or by a folder that isn't empty.
-        if (errno != EEXIST && errno != ENOTEMPTY && errno != ENOTDIR) {
-            throw SystemError("rename the folder " + path + " to " + other);
-        }
-    }
-}
-
-// Removes the files of a set, and of a copy that was not finished, and the folder. Moves the folder
-// aside if anything else is in it.
-void RemoveStaged(const UniqueFd& parent, const std::string& name, const std::string& path) {
-    const UniqueFd folder = OpenSubFolder(parent, name, path, FolderUse::Enter);
-    if (!folder.IsOpen()) {
-        return;
-    }
-    unlinkat(folder.Get(), kChecksumFile, 0);
-    for (const std::string file : kCheckedFiles) {
-        for (const char* const suffix : {"", "-wal", "-shm", "-journal"}) {
-            unlinkat(folder.Get(), (file + suffix).c_str(), 0);
-        }
-    }
-    RemoveLeftTemporaries(folder.Get());
-    if (unlinkat(parent.Get(), name.c_str(), AT_REMOVEDIR) == 0) {
-        return;
-    }
-    if (errno != ENOTEMPTY && errno != EEXIST) {
-        throw SystemError("remove the folder " + path);
-    }
-    MoveAside(parent, name, path);
 }
 
 // Not over an existing set: a folder that holds anything can't be replaced.
@@ -76,6 +37,71 @@ void Rename(const UniqueFd& parent, const std::string& from, const std::string& 
     }
 }
 
+// Gives another name to what can't be removed, because it must neither be lost nor stop all later
+// backups. Returns the name.
+std::string MoveAside(const UniqueFd& parent, const std::string& name, const std::string& path) {
+    for (int number = 1;; ++number) {
+        std::string other = Format("%s%d", kLeftPrefix, number);
+        struct stat64 st = {};
+        if (fstatat64(parent.Get(), other.c_str(), &st, AT_SYMLINK_NOFOLLOW) == 0) {
+            continue;
+        }
+        if (errno != ENOENT) {
+            throw SystemError("examine " + other + " beside " + path);
+        }
+        Rename(parent, name, other, path);
+        return other;
+    }
+}
+
+// Removes the files of a set, and of a copy that was not finished. Returns why one of them could
+// not be removed; empty if all are gone.
+std::string RemoveFiles(const UniqueFd& folder, const std::string& path) {
+    std::string failure;
+    const auto remove = [&](const std::string& name) {
+        if (unlinkat(folder.Get(), name.c_str(), 0) != 0 && errno != ENOENT && failure.empty()) {
+            failure = SystemError("remove " + path + "/" + name).what();
+        }
+    };
+    remove(kChecksumFile);
+    for (const std::string file : kCheckedFiles) {
+        for (const char* const suffix : kDatabaseFileSuffixes) {
+            remove(file + suffix);
+        }
+    }
+    RemoveLeftTemporaries(folder.Get());
+    return failure;
+}
+
+// Removes the folder and its files. Moves it aside if anything else is in it. Returns what could
+// not be removed; empty if nothing is left.
+std::string RemoveStaged(const UniqueFd& parent, const std::string& name, const std::string& path) {
+    std::string failure;
+    try {
+        const UniqueFd folder = OpenSubFolder(parent, name, path, FolderUse::Enter);
+        if (!folder.IsOpen()) {
+            return "";
+        }
+        failure = RemoveFiles(folder, path);
+    } catch (const Error& error) { // for example, it is a file or a link
+        return error.what();
+    }
+    if (!failure.empty() || unlinkat(parent.Get(), name.c_str(), AT_REMOVEDIR) == 0) {
+        return failure;
+    }
+    if (errno != ENOTEMPTY && errno != EEXIST) {
+        return SystemError("remove the folder " + path).what();
+    }
+    (void)MoveAside(parent, name, path);
+    return "";
+}
+
+// Like RemoveStaged, but also moves aside what can't be removed, to make room for a new folder.
+std::string MakeRoom(const UniqueFd& parent, const std::string& name, const std::string& path) {
+    const std::string failure = RemoveStaged(parent, name, path);
+    return failure.empty() ? "" : failure + "; it is now in " + MoveAside(parent, name, path);
+}
+
 void Flush(const UniqueFd& folder, const std::string& path) {
     if (Uninterrupted([&] { return fsync(folder.Get()); }) != 0) {
         throw SystemError("flush the folder " + path);
@@ -85,9 +111,9 @@ void Flush(const UniqueFd& folder, const std::string& path) {
 } // namespace
 
 StagedSet::StagedSet(const UniqueFd& parent, const std::string& parentPath,
-                     const std::string& recorder)
-    : m_parent(parent), m_name(StagedName(recorder)), m_path(parentPath + "/" + m_name) {
-    RemoveStaged(parent, m_name, m_path);
+                     const std::string& owner)
+    : m_parent(parent), m_name(StagedName(owner)), m_path(parentPath + "/" + m_name),
+      m_left(MakeRoom(parent, m_name, m_path)) {
     if (mkdirat(parent.Get(), m_name.c_str(), kSetMode) != 0) {
         throw SystemError("create the folder " + m_path);
     }
@@ -95,31 +121,36 @@ StagedSet::StagedSet(const UniqueFd& parent, const std::string& parentPath,
 }
 
 StagedSet::~StagedSet() {
-    if (!m_isPublished) {
-        try {
-            RemoveStaged(m_parent, m_name, m_path);
-        } catch (const Error&) {
-            // The next backup tries it again.
-        }
+    if (!m_isDone) {
+        (void)Discard();
+    }
+}
+
+std::string StagedSet::Discard() noexcept {
+    m_isDone = true;
+    try {
+        return RemoveStaged(m_parent, m_name, m_path);
+    } catch (const std::exception& error) {
+        return error.what(); // the next backup tries it again
     }
 }
 
 void StagedSet::Describe(const BackupSet& set) const {
     WriteDescription(m_folder, set);
     WriteChecksums(m_folder, m_path);
-    Flush(m_folder, m_path);
 }
 
 void StagedSet::Publish(const std::string& name) {
+    Flush(m_folder, m_path);
     Rename(m_parent, m_name, name, m_path);
-    m_isPublished = true;
+    m_isDone = true;
     Flush(m_parent, m_path);
 }
 
-void RemoveSet(const UniqueFd& parent, const std::string& parentPath, const BackupSet& set) {
+std::string RemoveSet(const UniqueFd& parent, const std::string& parentPath, const BackupSet& set) {
     const std::string staged = StagedName(set.recorder);
     Rename(parent, LastPart(set.folder), staged, set.folder);
-    RemoveStaged(parent, staged, parentPath + "/" + staged);
+    return RemoveStaged(parent, staged, parentPath + "/" + staged);
 }
 
 } // namespace recorder

@@ -496,15 +496,38 @@ void SqliteDatabase::AttributeTo(const RunIdentity& run, const std::vector<Media
 }
 
 void SqliteDatabase::CopyInto(SqliteDatabase& target) {
-    constexpr int kAllPages = -1;
-    sqlite3_backup* const copy =
-        sqlite3_backup_init(target.m_handle.get(), "main", m_handle.get(), "main");
-    if (copy == nullptr) {
-        target.Fail("copy " + m_name + " into it");
+    SqliteCopy(*this, target).Commit();
+}
+
+void SqliteCopy::Finish::operator()(sqlite3_backup* copy) const {
+    sqlite3_backup_finish(copy);
+}
+
+SqliteCopy::SqliteCopy(SqliteDatabase& source, SqliteDatabase& target)
+    : m_target(target), m_attempted("copy " + source.Name() + " into it"),
+      m_copy(sqlite3_backup_init(target.m_handle.get(), "main", source.m_handle.get(), "main")) {
+    if (!m_copy) {
+        m_target.Fail(m_attempted);
     }
-    sqlite3_backup_step(copy, kAllPages);
-    if (sqlite3_backup_finish(copy) != SQLITE_OK) { // with the error of the step, if it failed
-        target.Fail("copy " + m_name + " into it");
+    Step(0);
+}
+
+void SqliteCopy::Write() {
+    if (const int remaining = sqlite3_backup_remaining(m_copy.get()); remaining > 1) {
+        Step(remaining - 1);
+    }
+}
+
+void SqliteCopy::Commit() {
+    constexpr int kAllPages = -1;
+    Step(kAllPages);
+}
+
+void SqliteCopy::Step(int pages) {
+    const int outcome = sqlite3_backup_step(m_copy.get(), pages);
+    if (outcome != SQLITE_OK && outcome != SQLITE_DONE) {
+        sqlite3_backup_finish(m_copy.release()); // gives the target the error of the step
+        m_target.Fail(m_attempted);
     }
 }
 

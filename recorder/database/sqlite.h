@@ -11,6 +11,7 @@
 #include <vector>
 
 struct sqlite3;
+struct sqlite3_backup;
 struct sqlite3_stmt;
 
 namespace recorder {
@@ -70,6 +71,8 @@ public:
     void CopyInto(SqliteDatabase& target);
 
 private:
+    friend class SqliteCopy;
+
     struct Close {
         void operator()(sqlite3* handle) const;
     };
@@ -106,6 +109,31 @@ private:
     // locks on the file.
     UniqueFd m_locks;
     std::unique_ptr<sqlite3, Close> m_handle;
+};
+
+// What CopyInto does, in steps, so that several databases can be replaced almost at once. Until
+// Commit the target is unchanged, but no other connection can write to it. Both databases must stay
+// open, and where they are in memory, until this object is destroyed, which rolls back an
+// uncommitted copy. Each function throws Error, after which nothing is copied.
+class SqliteCopy {
+public:
+    // Prevents others from writing to the target. The source can still be changed.
+    SqliteCopy(SqliteDatabase& source, SqliteDatabase& target);
+
+    // Writes all pages but the last one, so that Commit hardly needs space.
+    void Write();
+    void Commit();
+
+private:
+    struct Finish {
+        void operator()(sqlite3_backup* copy) const;
+    };
+
+    void Step(int pages);
+
+    SqliteDatabase& m_target;
+    std::string m_attempted;
+    std::unique_ptr<sqlite3_backup, Finish> m_copy;
 };
 
 } // namespace recorder

@@ -21,14 +21,10 @@ namespace recorder {
 namespace {
 
 long HighestRunIn(KRDB::DB_INSTANCE instance) {
-    const std::string highest =
-        "SELECT max(highest) AS highest FROM (SELECT max(run) AS highest FROM run_count "
-        "UNION ALL SELECT max(run) FROM removed UNION ALL SELECT max(run) FROM removal_age";
-    const DBResult_tag rows =
-        instance == KRDB::DB_SYSTEM
-            ? Execute(instance, highest + " UNION ALL SELECT max(id) FROM run) AS runs;",
-                      {.readOnly = true})
-            : ReadOnlyDatabase(DatabasePath(instance), 0).Execute(highest + ") AS runs;", {});
+    const std::string sql = HighestRunSql(instance);
+    const DBResult_tag rows = instance == KRDB::DB_SYSTEM
+                                  ? Execute(instance, sql, {.readOnly = true})
+                                  : ReadOnlyDatabase(DatabasePath(instance), 0).Execute(sql, {});
     return rows.Long(0, "highest");
 }
 
@@ -108,6 +104,14 @@ long RenumberRun(long number) {
         throw Error("the record of run " + std::to_string(number) + " is missing");
     }
     return other;
+}
+
+std::string HighestRunSql(KRDB::DB_INSTANCE instance) {
+    const std::string runs =
+        instance == KRDB::DB_SYSTEM ? " UNION ALL SELECT max(id) FROM run" : "";
+    return "SELECT max(highest) AS highest FROM (SELECT max(run) AS highest FROM run_count "
+           "UNION ALL SELECT max(run) FROM removed UNION ALL SELECT max(run) FROM removal_age" +
+           runs + ") AS runs;";
 }
 
 void NoteNumbersOfDatabases() {

@@ -10,6 +10,8 @@
 #include "platform/database.h"
 #include "recorder/database/database.h"
 
+#include <string>
+
 namespace recorder {
 
 enum class RunPurpose {
@@ -30,6 +32,9 @@ void SecureRunNumber(long number);
 
 // Gives the recorded run a new number, which no database holds, and returns it. Throws Error.
 [[nodiscard]] long RenumberRun(long number);
+
+// The query for the highest run number in the database of this instance, as the column "highest".
+[[nodiscard]] std::string HighestRunSql(KRDB::DB_INSTANCE instance);
 
 // Stores the highest run number that the databases hold in the file beside them. Throws Error.
 void NoteNumbersOfDatabases();

@@ -9,8 +9,8 @@ namespace recorder {
 
 constexpr const char* kSettingsFile = KESTORA_ROOT "/etc/kestora.toml";
 constexpr const char* kDatabaseDir = KESTORA_ROOT "/var/db";
-// A database that a restore prepares before it replaces one.
-constexpr const char* kStagedDatabaseFile = KESTORA_ROOT "/var/db/restoring.tmp.db";
+// The databases that a restore prepares before it replaces any; the names of the databases follow.
+constexpr const char* kStagedDatabasePrefix = KESTORA_ROOT "/var/db/restoring.tmp.";
 constexpr const char* kRunLockFile = KESTORA_ROOT "/var/db/reindex.lock";
 constexpr const char* kOutboxLockFile = KESTORA_ROOT "/var/db/outbox.lock";
 constexpr const char* kBackupLockFile = KESTORA_ROOT "/var/db/backup.lock";

@@ -109,8 +109,11 @@ void List(const BackupOptions& options) {
     std::vector<FolderBackup> failures;
     for (const std::string& folder : FoldersOf(options)) {
         try {
-            const std::vector<BackupSet> more = recorder::ListBackupSets(folder);
-            sets.insert(sets.end(), more.begin(), more.end());
+            const recorder::BackupSets found = recorder::ListBackupSets(folder);
+            sets.insert(sets.end(), found.sets.begin(), found.sets.end());
+            for (const recorder::UnreadableSet& set : found.unreadable) {
+                failures.push_back({set.folder, std::nullopt, set.reason});
+            }
         } catch (const recorder::Error& error) {
             failures.push_back({folder, std::nullopt, error.what()});
         }

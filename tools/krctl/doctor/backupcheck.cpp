@@ -42,15 +42,19 @@ Check CheckAge(const recorder::BackupSet& newest) {
 }
 
 Checks CheckFolder(const std::string& folder) {
-    std::vector<recorder::BackupSet> sets;
+    recorder::BackupSets found;
     try {
-        sets = recorder::ListBackupSets(folder);
+        found = recorder::ListBackupSets(folder);
     } catch (const recorder::Error& error) {
         return {Problem(kSubject, error.what(),
                         "mount its disk, or create it for the user that runs krctl")};
     }
-    Checks checks{sets.empty() ? Warning(kSubject, folder + " holds no backup", kTakeOne)
-                               : CheckAge(sets.front())};
+    Checks checks{found.sets.empty() ? Warning(kSubject, folder + " holds no backup", kTakeOne)
+                                     : CheckAge(found.sets.front())};
+    for (const recorder::UnreadableSet& set : found.unreadable) {
+        checks.push_back(Warning(kSubject, set.folder + " can't be used: " + set.reason,
+                                 "correct the cause, or remove it"));
+    }
     if (IsBesideDatabases(folder)) {
         checks.push_back(Warning(kSubject, folder + " is on the same file system as the databases",
                                  "mount its disk, or name a folder on another disk in [backup]"));
