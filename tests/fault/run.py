@@ -67,7 +67,7 @@ class Worker:
         self.process.stdout.close()
 
 
-def selected_points(options, plan):
+def selected_points(kind, options, plan):
     """Returns the points to try, by call."""
     selected = {}
     for call in plan:
@@ -79,7 +79,7 @@ def selected_points(options, plan):
         elif options.most:
             points = _spread([point for point in points if not point["startup"]], options.most)
         selected[call] = [{**point, "fault": fault} for point in points
-                          for fault in options.fault or calls.FAULTS]
+                          for fault in options.fault or RECORDERS[kind].faults]
     return selected
 
 
@@ -164,7 +164,7 @@ def run_on(kind, folder, options):
                 workers.append(Worker(os.path.join(folder, str(number)), options, kind, address))
             plan = workers[0].ask("plan")
             print(f"fault: on {RECORDERS[kind].title}", flush=True)
-            for call, points in selected_points(options, plan).items():
+            for call, points in selected_points(kind, options, plan).items():
                 if not plan[call]:
                     print(f"FAILED call={call}: the run doesn't make this call")
                     failures += 1
@@ -193,7 +193,7 @@ def parse_arguments():
     parser.add_argument("--on", action="append", choices=RECORDERS,
                         help="the kind of recorder; default: all that make such calls")
     parser.add_argument("--call", action="append", choices=calls.CALLS, help="default: all")
-    parser.add_argument("--fault", action="append", choices=calls.FAULTS, help="default: all")
+    parser.add_argument("--fault", action="append", choices=(*calls.FAULTS, calls.TERMINATED), help="default: all")
     which = parser.add_mutually_exclusive_group()
     which.add_argument("--at", type=int, help="only the Nth point of a call")
     which.add_argument("--most", type=int,

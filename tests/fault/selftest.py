@@ -140,7 +140,7 @@ class ScriptedRecorder:
     def __init__(self, folder, harm):
         self.folder = folder
         late = "".join(f"if [ -e {mark} ]; then {then}; fi; " for mark, then in LATE.items())
-        self.krindexer = [sys.executable, "-ISB", "-c", TOOL, folder, late, harm]
+        self.command = [sys.executable, "-ISB", "-c", TOOL, folder, late, harm]
 
     def restore(self):
         for name in os.listdir(self.folder):

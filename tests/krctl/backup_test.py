@@ -350,24 +350,6 @@ class Restore(BackupTest):
         # What an interrupted restore left is no state to go back to.
         self.assertFalse(os.path.exists(self.recorder.path("var/db/replaced")))
 
-    def test_a_restore_that_is_killed_anywhere_can_be_repeated(self):
-        """Each database is as before or restored; the set and what was replaced stay."""
-        self.recorder.row("event", camera_id=1, path="restored")
-        made = self.back_up()
-        for call in ("pwrite64", "renameat", "unlink", "fdatasync", "fsync", "ftruncate"):
-            for count in (1, 3, 9, 20):
-                self.recorder.query("recording.db", "UPDATE event SET path = 'replaced'")
-                self.killed_restore(made, call, count)
-                paths = [path for _, path in self.events()]
-                self.assertIn(paths, ([b"replaced"], [b"restored"]), (call, count))
-                self.krctl("restore", made)
-                self.assertEqual([path for _, path in self.events()], [b"restored"])
-
-    def killed_restore(self, made, call, count):
-        command = self.recorder.command("krctl", "restore", made)
-        process.run_traced(command, "-o", "/dev/null", "-e", f"trace={call}", "-e",
-                           f"inject={call}:signal=KILL:when={count}")
-
 
 class OnPostgresql(KrctlTest):
     def new_recorder(self, root):

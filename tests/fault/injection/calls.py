@@ -22,15 +22,29 @@ CALLS = {
     "unlink": ("unlink", "unlinkat"),
     "rmdir": ("rmdir", "unlinkat"),
     "mkdir": ("mkdir", "mkdirat"),
+    "ftruncate": ("ftruncate",),
+    "fallocate": ("fallocate",),
+    "pread64": ("pread64",),
+    "read": ("read",),
+    "fcntl": ("fcntl",),
+    "flock": ("flock",),
+    "mmap": ("mmap",),
+    "access": ("access", "faccessat", "faccessat2"),
+    "lseek": ("lseek",),
+    "close": ("close",),
+    "random": ("getrandom",),
+    "fchown": ("fchown",),
     "sendto": ("sendto",),
     "recvfrom": ("recvfrom",),
 }
 
 KILL = "SIGKILL"
+TERMINATED = "SIGTERM"
 INTERRUPTED = "EINTR"
 PERMANENT = "+"  # that call and every later one of its name fails
 ERRORS = ("EIO", "ENOSPC", INTERRUPTED, "EMFILE", "EIO" + PERMANENT)
 FAULTS = (KILL, *ERRORS)
+SIGNALS = (KILL, TERMINATED)
 
 # The deadline is reached only if the tool hangs. No duration decides a result.
 DEADLINE_S = 60
@@ -78,7 +92,7 @@ def inject(command, point, trace_file, then=None):
     status and the lines of the failed calls, only one unless the fault is permanent."""
     name, at, fault = point["name"], point["nth"], point["fault"]
     when = f"{at}{PERMANENT}" if fault.endswith(PERMANENT) else at
-    how = f"signal={fault}" if fault == KILL else f"error={fault.removesuffix(PERMANENT)}"
+    how = f"signal={fault}" if fault in SIGNALS else f"error={fault.removesuffix(PERMANENT)}"
     with open(trace_file, "wb"):
         pass  # removes the trace of the previous point
 
@@ -92,8 +106,8 @@ def inject(command, point, trace_file, then=None):
                           "-e", f"inject={name}:{how}:when={when}", *command],
                          while_running=follow if then else None)
     lines = _lines(trace_file)
-    if fault == KILL:
-        return status, lines[-1:] if status == -signal.SIGKILL and len(lines) == at else []
+    if fault in SIGNALS:
+        return status, lines[-1:] if status == -signal.Signals[fault] and len(lines) == at else []
     return status, [line for line in lines if line.endswith(INJECTED)]
 
 

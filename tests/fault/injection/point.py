@@ -20,7 +20,7 @@ class Undisturbed:
     def __init__(self, recorder):
         recorder.restore()
         before = recorder.rows()
-        status = calls.run_program(recorder.krindexer)
+        status = calls.run_program(recorder.command)
         if status != 0:
             raise RuntimeError(f"the undisturbed run ended with status {status}")
         self.rows, self.files = recorder.rows(), recorder.files()
@@ -34,7 +34,7 @@ def try_point(recorder, undisturbed, point, trace_file):
     recorder.restore()
     result = {"problems": [], "rules": []}
     try:
-        status, failed = calls.inject(recorder.krindexer, point, trace_file,
+        status, failed = calls.inject(recorder.command, point, trace_file,
                                     recorder.what_follows(point))
     except calls.Hung as hung:
         return {**result, "problems": [f"the faulty run: {hung}"]}
@@ -48,7 +48,7 @@ def try_point(recorder, undisturbed, point, trace_file):
                            for table, texts in vanished.items() for text in sorted(texts)
                            if not rules.may_vanish(excuses, table)]
     try:
-        status = calls.run_program(recorder.krindexer)
+        status = calls.run_program(recorder.command)
     except calls.Hung as hung:
         return {**result, "problems": [*result["problems"], f"the clean run: {hung}"]}
     if status != 0:

@@ -4,7 +4,7 @@ import json
 import os
 import shutil
 
-from injection import calls
+from injection import calls, point
 from runner import tree
 from runner.database import MEDIA_TABLES, TABLES
 from runner.given import PACKAGE_ROOT, Given
@@ -23,12 +23,14 @@ class Recorder:
     """The recorder's files below the package's root. A subclass adds the databases and the broker."""
 
     on_server = False
+    trial = point  # what tries a point
+    faults = calls.FAULTS
     given = os.path.join(HERE, "../given")
     options = ["-e", "-s", "-r", "-1", "-a", "-1"]
 
     def __init__(self, bin_dir, media, scratch):
         self.bin_dir, self.media = bin_dir, media
-        self.krindexer = [os.path.join(bin_dir, "krindexer"), *self.options]
+        self.command = [os.path.join(bin_dir, "krindexer"), *self.options]
         self.made = os.path.join(os.fsencode(scratch), b"made")
 
     def build(self, engine):
@@ -73,7 +75,8 @@ class SqliteRecorder(Recorder):
 
     name, title = "sqlite", "SQLite, no broker"
     # Without a server and a broker the tool makes no connections.
-    tried = tuple(call for call in calls.CALLS if call not in ("sendto", "recvfrom"))
+    tried = ("openat", "getdents64", "stat", "pwrite64", "write", "fsync", "fdatasync", "rename", "unlink",
+             "rmdir", "mkdir")
 
     def __init__(self, bin_dir, media, scratch, _address):
         super().__init__(bin_dir, media, scratch)

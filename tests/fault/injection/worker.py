@@ -9,7 +9,6 @@ import sys
 
 from injection import calls
 from injection.kinds import RECORDERS
-from injection.point import Undisturbed, try_point
 from injection.recorder import SETTINGS_FOLDER
 from runner.given import PACKAGE_ROOT
 from runner.scenario import keep_in_memory
@@ -31,7 +30,7 @@ def points_of_a_run(recorder, trace_file):
     recorder.restore()
     names = sorted({name for family in calls.CALLS.values() for name in family})
     points, counts, startup = {call: [] for call in recorder.tried}, {}, True
-    for line in calls.trace(recorder.krindexer, names, trace_file):
+    for line in calls.trace(recorder.command, names, trace_file):
         name = calls.name_of(line)
         counts[name] = counts.get(name, 0) + 1
         # The tool first examines each folder on the way to the settings.
@@ -62,8 +61,8 @@ def answer_all(recorder, trace_file):
         if asked == "plan":
             answer = plan(recorder, trace_file)
         else:
-            undisturbed = undisturbed or Undisturbed(recorder)
-            answer = try_point(recorder, undisturbed, asked, trace_file)
+            undisturbed = undisturbed or recorder.trial.Undisturbed(recorder)
+            answer = recorder.trial.try_point(recorder, undisturbed, asked, trace_file)
         print(json.dumps(answer), flush=True)
 
 
