@@ -1,5 +1,6 @@
 #include "recorder/check/check.h"
 
+#include "platform/utility.h"
 #include "recorder/camera/cameratable.h"
 #include "recorder/check/containercheck.h"
 #include "recorder/database/databases.h"
@@ -90,6 +91,16 @@ void Resolve(const CheckedPart& part, const std::vector<FindingType>& types,
     ResolveFindings(part.table.name, part.camId, types, examination);
 }
 
+// Removes the findings of runs about folders that the check listed. A folder that is gone is not
+// unreadable, either.
+void ResolveFolders(const CheckedPart& part, const CheckResult& names) {
+    ResolveFolderFindings(part.table.name, part.camId, [&](const std::string& path) {
+        const bool isBelow = HasCameras(part.table) && GetDirPath(path) == names.listed;
+        return !names.listed.empty() && (isBelow || path == names.listed) &&
+               !names.notListed.contains(path);
+    });
+}
+
 } // namespace
 
 std::vector<CheckedPart> PartsOf(const MediaSelection& selection) {
@@ -148,6 +159,7 @@ PartCheck CheckPart(const CheckedPart& part, const CheckOptions& options,
                      std::move(names.problems)};
     result.problems.insert(result.problems.end(), containers.Problems().begin(),
                            containers.Problems().end());
+    ResolveFolders(part, names);
     if (result.problems.empty()) {
         Resolve(part, NameFindings(), names.beingWritten, options.examination);
         if (OpensFiles(part, options.level)) {

@@ -49,6 +49,7 @@ template <typename Take> void FileNames::ForEachFile(const Take& take) {
             });
         } catch (const Error& error) {
             m_problems.insert(error.what());
+            m_notListed.insert(PathIn(m_root, folder));
         }
     }
 }

@@ -41,6 +41,9 @@ public:
     // The folders that could not be read to their end, and why.
     [[nodiscard]] const std::set<std::string>& Problems() const { return m_problems; }
 
+    // The same folders, absolute paths.
+    [[nodiscard]] const std::set<std::string>& NotListed() const { return m_notListed; }
+
 private:
     template <typename Take> void ForEachFile(const Take& take);
 
@@ -49,6 +52,7 @@ private:
     std::unordered_multimap<std::string_view, std::string> m_places; // folders by missing name
     std::vector<std::uint64_t> m_hashes;
     std::set<std::string> m_problems;
+    std::set<std::string> m_notListed;
 };
 
 } // namespace recorder

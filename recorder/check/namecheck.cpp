@@ -147,6 +147,8 @@ private:
             FileNames names(m_part.table, m_root);
             names.Read(m_missing);
             RequireSameDisk();
+            m_result.listed = m_rootFolder.IsOpen() ? m_root : "";
+            m_result.notListed = names.NotListed();
             ReportMissing(names);
             ReportTwoFolders(names);
             m_result.problems.insert(m_result.problems.end(), names.Problems().begin(),

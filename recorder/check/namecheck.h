@@ -6,6 +6,7 @@
 #include "recorder/finding/finding.h"
 
 #include <functional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -32,6 +33,8 @@ struct CheckResult {
     long rows = 0;
     std::vector<std::string> beingWritten; // paths of files of another size, written meanwhile
     std::vector<std::string> problems;     // what could not be examined, and why; empty: complete
+    std::string listed;                    // the folder whose folders were listed; empty: none
+    std::set<std::string> notListed;       // those that could not be read to their end
 };
 
 // Called for each row whose path is that of a regular file, with the file's absolute path and

@@ -238,6 +238,21 @@ void ResolveRetriedFindings(const std::string& kind, int camId, long examination
                 Format(" AND camera_id = %d AND examination <> %ld;", camId, examination));
 }
 
+void ResolveFolderFindings(const std::string& kind, int camId,
+                           const std::function<bool(const std::string& path)>& isListed) {
+    const DBResult_tag rows =
+        Execute(MediaTableOf(kind).instance,
+                "SELECT path FROM finding WHERE " + IsRetriedSql(kind) +
+                    Format(" AND has_row = 0 AND camera_id = %d ORDER BY path;", camId),
+                {.readOnly = true});
+    for (int row = 0; row < rows.RowCount(); ++row) {
+        const std::string path = rows.Text(row, "path");
+        if (isListed(path)) {
+            ResolveFindingsOf(kind, camId, path, {FindingType::Unreadable});
+        }
+    }
+}
+
 void RemoveVoidFindings(const std::string& kind, const std::vector<int>& cameras) {
     const MediaTable& table = MediaTableOf(kind);
     std::string condition = "NOT " + IsValidSql(table);

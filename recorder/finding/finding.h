@@ -35,7 +35,8 @@ enum class FindingType {
 struct Finding {
     std::string kind; // the table of the file's kind
     int camId = 0;    // 0: the kind has no cameras
-    // As in the row (path or filename), any bytes. The absolute path if there need not be a row.
+    // As in the row (path or filename), any bytes. The absolute path if there need not be a row, as
+    // for a folder.
     std::string path;
     FindingType type = FindingType::Unreadable;
     std::string detail; // for people: a reason, or what differs: "1,024 bytes, row 2,314"
@@ -74,6 +75,10 @@ void ResolveFindingsOf(const std::string& kind, int camId, const std::string& pa
 // those that the examination did not find.
 [[nodiscard]] std::set<int> CamerasWithRetriedFindings(const std::string& kind);
 void ResolveRetriedFindings(const std::string& kind, int camId, long examination);
+
+// Removes the findings of runs about folders for which `isListed` returns true.
+void ResolveFolderFindings(const std::string& kind, int camId,
+                           const std::function<bool(const std::string& path)>& isListed);
 
 // Removes the findings of a kind whose rows are gone, so that they don't come back with a new row
 // of the same path, and those about folders of cameras that are not among `cameras`. With no

@@ -141,6 +141,7 @@ void FinishPart() {
     ended.failures = FailuresLogged() - run.part->failuresBefore - ended.refusals;
     run.files += ended.files;
     run.finished.push_back(ended);
+    run.unreadable.EndPart(ended);
     ++run.endedParts;
     run.part.reset();
 }
@@ -305,9 +306,15 @@ void NoteRefusal(const std::string& why) {
     }
 }
 
-void NoteUnreadable(const std::string& path, const std::string& why, bool isFolder) {
+void NoteUnreadable(const std::string& path, const std::string& why, Unreadable what) {
     if (ThisRun().part) {
-        ThisRun().unreadable.Note(ThisRun().part->record, path, why, isFolder);
+        ThisRun().unreadable.Note(ThisRun().part->record, path, why, what);
+    }
+}
+
+void NoteListed(const std::string& folder) {
+    if (ThisRun().part) {
+        ThisRun().unreadable.NoteListed(folder);
     }
 }
 

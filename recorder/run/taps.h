@@ -11,7 +11,8 @@
 // - ExecuteInRun: KRDB::Execute with any other text, whose changes are the run's
 // - CountFile: readdir64_r (walk.cpp), the only call for each entry of the walk
 // - NoteRefusal: the places where the recorder refuses, which know the reason
-// - NoteUnreadable: the places where a file or folder could not be read
+// - NoteUnreadable, NoteListed: opendir, readdir64_r and stat64 (walk.cpp), and the places where a
+//   file or folder could not be read
 // - IsFailure: KRPrintf (logging/failures.h), because the tool reports failures only in the log
 //
 // Rows that a run adds and removes need no tap: triggers count each row for its own camera
@@ -57,9 +58,19 @@ void NoteKnownRows(long rows);
 // logged for the refusal is not counted as a failure.
 void NoteRefusal(const std::string& why);
 
+// What a later run has to do to find a file or folder readable again.
+enum class Unreadable {
+    File,   // a file that has a row, or gets one: only the run that adds the row opens it
+    InWalk, // a folder, or a file without a row: every run tries again
+};
+
 // A file or folder of the current part could not be read. `path` is absolute, `why` is for people.
 // The failure itself is logged by the caller.
-void NoteUnreadable(const std::string& path, const std::string& why, bool isFolder = false);
+void NoteUnreadable(const std::string& path, const std::string& why,
+                    Unreadable what = Unreadable::File);
+
+// The walk has read a folder of the current part to its end.
+void NoteListed(const std::string& folder);
 
 // The walk has visited a regular file in the folder with this descriptor.
 void CountFile(int folder);

@@ -1,6 +1,7 @@
 #include "recorder/run/unreadablefiles.h"
 
 #include "recorder/database/databases.h"
+#include "recorder/support/medianames.h"
 
 #include <map>
 #include <set>
@@ -31,20 +32,35 @@ std::vector<int> ExistingCameras() {
     return ids;
 }
 
+// The kind of a part that has none yet, because the camera's folders are listed before the rows are
+// read. `path` is the folder of its half-day folders.
+std::string KindOfStorage(const std::string& path) {
+    return path.ends_with("/" + std::string(kAlertRecordingDirName)) ? gszTableAlertEvent
+                                                                     : gszTableEvent;
+}
+
+bool HasFailed(const RunPart& part) {
+    return part.failures + part.refusals > 0;
+}
+
 } // namespace
 
 void UnreadableFiles::Note(const RunPart& part, const std::string& path, const std::string& why,
-                           bool isFolder) {
-    if (part.kind.empty()) {
-        return; // the camera was not loaded: nothing of it was read
-    }
+                           Unreadable what) {
     Finding& finding = m_noted.emplace_back();
-    finding.kind = part.kind;
+    finding.kind = part.kind.empty() ? KindOfStorage(path) : part.kind;
     finding.camId = part.camId;
-    finding.path = isFolder ? path : RowPathOf(part.kind, path);
+    finding.path = what == Unreadable::InWalk ? path : RowPathOf(finding.kind, path);
     finding.type = FindingType::Unreadable;
     finding.detail = why;
-    finding.hasRow = !isFolder;
+    finding.hasRow = what == Unreadable::File;
+}
+
+void UnreadableFiles::EndPart(const RunPart& ended) {
+    if (HasFailed(ended)) {
+        m_listed.merge(m_listedInPart);
+    }
+    m_listedInPart.clear();
 }
 
 void UnreadableFiles::Record(long run) {
@@ -64,14 +80,21 @@ void UnreadableFiles::Record(long run) {
 void UnreadableFiles::ResolveRepaired(const std::vector<RunPart>& finished) const {
     std::map<std::string, std::set<int>> retried; // cameras, by kind
     for (const RunPart& part : finished) {
-        if (part.kind.empty() || part.failures + part.refusals > 0) {
+        if (part.kind.empty()) {
             continue;
         }
         if (!retried.contains(part.kind)) {
             retried[part.kind] = CamerasWithRetriedFindings(part.kind);
             RemoveVoidFindings(part.kind, ExistingCameras());
         }
-        if (retried[part.kind].contains(part.camId)) {
+        if (!retried[part.kind].contains(part.camId)) {
+            continue;
+        }
+        if (HasFailed(part)) {
+            ResolveFolderFindings(part.kind, part.camId, [&](const std::string& folder) {
+                return m_listed.contains(folder);
+            });
+        } else {
             ResolveRetriedFindings(part.kind, part.camId, m_examination);
         }
     }

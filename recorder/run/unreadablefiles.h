@@ -5,8 +5,10 @@
 
 #include "recorder/finding/finding.h"
 #include "recorder/run/runlist.h"
+#include "recorder/run/taps.h"
 
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 namespace recorder {
@@ -14,7 +16,14 @@ namespace recorder {
 class UnreadableFiles {
 public:
     // Notes a file or folder of a part of the run. `path` is absolute.
-    void Note(const RunPart& part, const std::string& path, const std::string& why, bool isFolder);
+    void Note(const RunPart& part, const std::string& path, const std::string& why,
+              Unreadable what);
+
+    // Notes a folder of the current part that was read to its end.
+    void NoteListed(const std::string& folder) { m_listedInPart.insert(folder); }
+
+    // Ends the current part.
+    void EndPart(const RunPart& ended);
 
     // Puts what was noted on record as found by run `run`. To be called before the rows of the
     // files are added, so that a killed run leaves no such row without its finding. Throws Error;
@@ -22,12 +31,15 @@ public:
     void Record(long run);
 
     // Resolves the findings about what every run tries again, folders and thumbnails, of the
-    // finished parts without failures, and removes the void findings of their kinds. Throws Error.
+    // finished parts without failures, and removes the void findings of their kinds. Of the other
+    // parts, resolves the findings about folders that were read to their end. Throws Error.
     void ResolveRepaired(const std::vector<RunPart>& finished) const;
 
 private:
     std::vector<Finding> m_noted;
-    long m_examination = 0; // 0: nothing was recorded yet
+    long m_examination = 0;                         // 0: nothing was recorded yet
+    std::unordered_set<std::string> m_listedInPart; // folders
+    std::unordered_set<std::string> m_listed;       // the same, of ended parts with failures
 };
 
 } // namespace recorder

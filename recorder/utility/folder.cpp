@@ -1,11 +1,13 @@
 #include "recorder/support/folder.h"
 #include "platform/utility.h"
 #include "recorder/logging/logexceptions.h"
+#include "recorder/run/taps.h"
 #include "recorder/support/error.h"
 #include "recorder/support/openfolder.h"
 #include "recorder/support/presence.h"
 
 #include <algorithm>
+#include <exception>
 #include <optional>
 #include <string>
 #include <vector>
@@ -62,6 +64,19 @@ bool CollectFoldersIfThere(const std::string& dir, const FolderSearch& search,
     }
 }
 
+// Like CollectFoldersIfThere, but also notes the result for the record of the run.
+bool CollectOrNote(const std::string& dir, const FolderSearch& search,
+                   std::vector<std::string>& found) {
+    try {
+        const bool isThere = CollectFoldersIfThere(dir, search, found);
+        NoteListed(dir);
+        return isThere;
+    } catch (const std::exception& error) {
+        NoteUnreadable(dir, error.what(), Unreadable::InWalk);
+        throw;
+    }
+}
+
 } // namespace
 
 } // namespace recorder
@@ -81,7 +96,7 @@ int GetDirsInDir(const std::string& dir, std::list<std::string>& out, bool fullP
             search.pattern.emplace(pattern);
         }
         std::vector<std::string> found;
-        if (!recorder::CollectFoldersIfThere(dir, search, found)) {
+        if (!recorder::CollectOrNote(dir, search, found)) {
             return -1;
         }
         out.insert(out.end(), found.begin(), found.end());

@@ -160,7 +160,9 @@ void NoteRefusal(const std::string& why) {
 }
 
 // krplan reports failures by their messages.
-void NoteUnreadable(const std::string& /*path*/, const std::string& /*why*/, bool /*isFolder*/) {}
+void NoteUnreadable(const std::string& /*path*/, const std::string& /*why*/, Unreadable /*what*/) {}
+
+void NoteListed(const std::string& /*folder*/) {}
 
 void CountFile(int folder) {
     Notebook::OfThisProcess().CountFile(folder);

@@ -9,7 +9,7 @@
 //   messages.cpp  KRPrintf, g_pDbgLogCfg, g_DbgLogPid
 //   run.cpp       recorder::ExecuteInRun, recorder::BeginPart, recorder::TurnToCamera,
 //                 recorder::NoteKnownRows, recorder::KnownRows, recorder::NoteRefusal,
-//                 recorder::NoteUnreadable, recorder::CountFile
+//                 recorder::NoteUnreadable, recorder::NoteListed, recorder::CountFile
 //   task.cpp      KRIndex::RegTaskStart, KRIndex::RegTaskDone, KRIndex::SetTaskPid,
 //                 KRIndex::SetTaskProgress, KRIndex::GetTaskProgress,
 //                 KRIndex::RecordTaskStatusToConf
