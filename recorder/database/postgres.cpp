@@ -196,13 +196,12 @@ std::string DaysAddedSql(long run) {
     return Format("INSERT INTO run_day (run, camera_id, day, added, removed) "
                   "SELECT %ld, event.camera_id, %s, count(*), 0 "
                   "FROM unannounced JOIN event ON event.id = unannounced.id "
-                  "WHERE (SELECT added_by_camera('event')) <> '{}' "
+                  "WHERE (SELECT has_added('event')) "
                   "AND unannounced.xmin = pg_current_xact_id_if_assigned()::xid GROUP BY 2, 3 "
                   "ON CONFLICT (run, camera_id, day) "
                   "DO UPDATE SET added = run_day.added + excluded.added;",
                   run, DayOfSql("event.start_tm").c_str()) +
-           ForgetDaysSql(run,
-                         "(SELECT added_by_camera('event') <> '{}' OR removed_rows('event') > 0)");
+           ForgetDaysSql(run, "(SELECT has_added('event') OR removed_rows('event') > 0)");
 }
 
 } // namespace

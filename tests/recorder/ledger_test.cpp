@@ -164,6 +164,22 @@ TEST_F(Ledger, CountsEachRowForItsOwnCameraWhateverPartIsInProgress) {
                             world::Row{"8", "0", "1"}, world::Row{"9", "2", "0"}));
 }
 
+// The first recordings are still unannounced when the next ones are added.
+TEST_F(Ledger, CountsTheRowsOfEachTransactionOnce) {
+    recorder::BeginPart("event", 1);
+
+    for (const char* const rows : {"(7, 'a'), (8, 'a')", "(7, 'b')", "(7, 'c'), (7, 'd')"}) {
+        ASSERT_EQ(contract::Execute(KRDB::DB_RECORDING,
+                                    std::string("INSERT INTO event (camera_id, path) VALUES ") +
+                                        rows + ";"),
+                  0);
+    }
+
+    EXPECT_THAT(
+        CountedChanges(KRDB::DB_RECORDING),
+        ElementsAre(world::Row{"event", "7", "4", "0"}, world::Row{"event", "8", "1", "0"}));
+}
+
 TEST_F(Ledger, CountsRowsOfTablesWithoutCamerasForNoCamera) {
     Insert(kSnapshot, "(1, 'a', 0, 0)");
     Insert(kEmap, "(1, 'a')");
