@@ -157,17 +157,17 @@ private:
         std::set<std::string> folders;
         std::string last; // rows of a folder follow each other
         for (Row& row : m_rows) {
-            if (!last.empty() && FolderIn(row.path) == last) {
+            if (!last.empty() && FolderIn(row.path) == last &&
+                PathBelowFolder(row.path) == NameIn(row.path)) {
                 continue;
             }
-            const std::string folder(FolderIn(row.path));
-            if (IsHalfDayName(folder)) {
-                folders.insert(folder);
-                last = folder;
+            if (const std::optional<RowPlace> place = PlaceOf(m_part.table, row.path)) {
+                folders.insert(place->folder);
+                last = place->folder;
             } else {
                 row.interval.coverage = Coverage::Unknown;
                 m_problems.push_back("the row's path \"" + row.path +
-                                     "\" is not in a half-day folder");
+                                     "\" is not directly in a half-day folder");
             }
         }
         ListFolder(m_root, [&](const FolderEntry& entry) {

@@ -74,9 +74,13 @@ class Gaps(GapsTest):
         self.assertIn(("removed-from-disk", 50, 60), self.gaps())
 
     def test_row_outside_of_half_day_folders_is_unknown(self):
-        self.do("INSERT INTO event (camera_id, path, start_tm, end_tm) VALUES "
-                f"(1, 'elsewhere/x.mp4', {START_TM + 50}, {START_TM + 60})")
-        self.assertIn(("unknown", 50, 60), self.gaps(status=1))
+        os.makedirs(self.path(f"{self.storage}/20140312AM/deeper"))
+        for path in ("elsewhere/x.mp4", "20140312AM/deeper/x.mp4", "20140312AM", ""):
+            with self.subTest(path):
+                self.do("INSERT INTO event (camera_id, path, start_tm, end_tm) VALUES "
+                        f"(1, '{path}', {START_TM + 50}, {START_TM + 60})")
+                self.assertIn(("unknown", 50, 60), self.gaps(status=1))
+                self.do(f"DELETE FROM event WHERE path = '{path}'")
 
     def test_rows_with_impossible_times(self):
         for number, (start, end) in enumerate([(START_TM + 60, 0), (2**62, 2**62 + 1),
