@@ -269,7 +269,7 @@ MILLION = 1_000_000
 
 CASES = {
     "known": Case(prepare_known, "every recording has its row: nothing to do", 200_000, MILLION,
-                  {"sqlite": 1.15, "postgresql": 1.25}, cold=100_000),
+                  dict.fromkeys(BOTH, 1.15), cold=100_000),
     "new": Case(_prepare_new("ten-minute"), "no recording has a row; mp4s of ten minutes, with their "
                 "index at the end", 10_000, MILLION, dict.fromkeys(BOTH, 1.3), cold=2000),
     "new-small": Case(_prepare_new("small"), "no recording has a row; mp4s of a second", 10_000, MILLION,
