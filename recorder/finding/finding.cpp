@@ -11,6 +11,7 @@
 #include <ctime>
 #include <functional>
 #include <map>
+#include <numeric>
 #include <span>
 
 namespace recorder {
@@ -298,6 +299,12 @@ std::vector<FindingCount> CountFindings(const MediaSelection& selection) {
         }
     });
     return counts;
+}
+
+long FindingsOnRecord(const MediaSelection& selection) {
+    const std::vector<FindingCount> counts = CountFindings(selection);
+    return std::accumulate(counts.begin(), counts.end(), 0L,
+                           [](long sum, const FindingCount& count) { return sum + count.count; });
 }
 
 } // namespace recorder

@@ -105,4 +105,7 @@ struct FindingCount {
 // The number of findings of the selection, by kind, camera and type.
 [[nodiscard]] std::vector<FindingCount> CountFindings(const MediaSelection& selection);
 
+// The number of all findings of the selection.
+[[nodiscard]] long FindingsOnRecord(const MediaSelection& selection = {});
+
 } // namespace recorder

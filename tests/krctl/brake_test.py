@@ -67,6 +67,18 @@ class Brake(BrakeTest):
                       "more than 2: they stay\n", outcome.err)
         self.assertIn("REFUSED: camera 1 Front: 3 of 5 recordings", outcome.out)
         self.assertIn("--max-removed 3", outcome.out)
+        self.assertIn("run 2: 1 refusal; see the log", outcome.out)
+
+    def test_counts_what_it_holds_as_a_refusal_and_a_missing_folder_as_a_failure(self):
+        self.recorder.snapshot()
+        self.run_json()
+        folder = self.recorder.path("var/snapshot")
+        os.rename(folder, folder + ".away")
+        outcome = self.krctl("run", "-s", "--max-removed", "0", status=REFUSED)
+        self.assertIn("REFUSED: snapshots: 1 of 1 snapshots would be removed, more than 0", outcome.out)
+        self.assertIn(f"FAILED: snapshots: {self.recorder.inside('var/snapshot')}: unreadable: No such file or "
+                      "directory", outcome.out)
+        self.assertIn("run 2: 1 failure, 1 refusal, 1 known finding; see the log", outcome.out)
 
     def indexed_recordings(self):
         names = self.recordings(self.front)

@@ -11,8 +11,17 @@ class Names(CheckTest):
     def test_without_differences_is_status_0_and_claims_what_was_compared(self):
         outcome = self.krctl("check")
         self.assertRegex(outcome.out, r"(?m)^recordings +1 Front +3 +0$")
-        self.assertIn("Nothing found; the names and sizes of files were compared.", outcome.out)
+        self.assertIn("Nothing found; compared: names and sizes of recordings, alert recordings and snapshots; "
+                      "names of e-maps.\n", outcome.out)
         self.assertEqual(self.found(status=0), [])
+
+    def test_claims_only_what_the_kind_has(self):
+        for kind, what in (("e-maps", ["names"]), ("snapshots", ["names", "sizes"]),
+                           ("recordings", ["names", "sizes", "headers"])):
+            outcome = self.krctl("check", "--containers", "--kind", kind)
+            self.assertRegex(outcome.out, f"compared: {'.*'.join(what)} of {kind}[.]\n")
+            part, = self.check("--containers", "--kind", kind, status=0)["parts"]
+            self.assertEqual(part["compared"], what)
 
     def test_camera_without_a_folder_of_alert_recordings_is_complete(self):
         self.recorder.camera(2, "Back")
@@ -154,8 +163,8 @@ class Doubt(CheckTest):
 class Containers(CheckTest):
     def test_sound_recordings_are_no_finding(self):
         outcome = self.krctl("check", "--containers")
-        self.assertIn("Nothing found; the names, sizes and headers of files were compared.",
-                      outcome.out)
+        self.assertIn("Nothing found; compared: names, sizes and headers of recordings and alert recordings; "
+                      "names and sizes of snapshots; names of e-maps.\n", outcome.out)
 
     def test_damaged_recording(self):
         with open(self.path(self.names[0]), "r+b") as file:
@@ -211,8 +220,7 @@ class Record(CheckTest):
         self.age(self.names[0])
         self.krctl("check", "--containers", status=FINDINGS)
         outcome = self.krctl("check", status=0)
-        self.assertIn("Nothing found; the names and sizes of files were compared; 1 other finding of "
-                      "earlier checks or runs on record.\n", outcome.out)
+        self.assertIn("names of e-maps; 1 other finding of earlier checks or runs on record.\n", outcome.out)
         self.assertEqual([what for _, what in self.rows()], [b"unreadable"])
 
     def test_check_changes_no_row_and_no_file(self):

@@ -91,8 +91,7 @@ class Outcome(RunTest):
         self.assertIn("run 1: 3 failures, 3 known findings", outcome.out)
         self.assertIn("run 2: in line, 3 known findings\n", self.krctl("run").out)
         self.assertIn("in line, 3 known findings\n", self.krctl("status").out)
-        for command in ("runs", "plan"):
-            self.assertNotIn("in line", self.krctl(command).out.lower())
+        self.assertNotIn("in line", self.krctl("runs").out.lower())
         document = self.krctl("run", "--json").json()
         self.assertEqual((document["outcome"], document["known_findings"]), ("complete", 3))
         self.assertIn('kestora_reindex_findings{kind="recordings",finding="unreadable"} 3',
@@ -254,6 +253,28 @@ class Outcome(RunTest):
         self.assertEqual(running.returncode, 1)
         self.assertIn(b"krindexer was killed", err)
         self.assertNotIn(b"complete", out)
+
+    def test_a_refusal_before_the_kill_outranks_it(self):
+        self.recorder.volume("volume2")
+        self.recorder.recording(self.recorder.camera(ANOTHER_CAMERA, "Back", volume="volume2"))
+        self.lose_volume()  # of camera 1, which is run first
+        release = self.hold_up()
+        running = self.started("krctl", "run", "-r", "-1", stdout=subprocess.PIPE,
+                               stderr=subprocess.PIPE)
+        live = process.until(lambda: self.running_camera(ANOTHER_CAMERA), "no run began")
+        os.kill(live["pid"], signal.SIGKILL)
+        _, err = running.communicate(timeout=process.DEADLINE_S)
+        release()
+        self.assertEqual(running.returncode, 3)
+        self.assertIn(b"krindexer was killed", err)
+
+    def running_camera(self, number):
+        running = self.recorder.krctl("status", "--json").json()["running"]
+        return running if running and running["camera"] == number else None
+
+    def test_refusals_of_a_killed_run_are_on_record(self):
+        self.test_a_refusal_before_the_kill_outranks_it()
+        self.krctl("status", "--exit-code", status=3)
 
 
 class Arguments(RunTest):

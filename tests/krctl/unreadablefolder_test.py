@@ -134,6 +134,23 @@ class UnreadableFolder(KrctlTest):
         self.krctl("run", "-r", "1")
         self.assertEqual(self.paths(), [])
 
+    def test_plan_names_known_findings(self):
+        self.recorder.recording(self.storage, START_TM + 2, medium="cut.mp4")
+        self.krctl("run", "-r", "1", status=FAILED)
+        outcome = self.krctl("plan", "-r", "1")
+        self.assertIn("\nIn line, 1 known finding: a run would change nothing.\n", outcome.out)
+        self.recorder.recording(self.storage, START_TM + 3)
+        self.assertIn("\nA run would add 1 row; 1 known finding.\n", self.krctl("plan").out)
+        document = self.krctl("plan", "--json").json()
+        self.assert_matches_schema(document, "plan")
+        self.assertEqual(document["known_findings"], 1)
+
+    def test_plan_without_findings_names_none(self):
+        self.krctl("run", "-r", "1")
+        outcome = self.krctl("plan", "-r", "1")
+        self.assertNotIn("finding", outcome.out)
+        self.assertEqual(self.krctl("plan", "--json", "-r", "1").json()["known_findings"], 0)
+
 
 class UnreadableFolderOnPostgresql(OnPostgresql, UnreadableFolder):
     pass

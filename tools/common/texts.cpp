@@ -66,6 +66,15 @@ std::string KindKey(const std::string& table) {
     return kind == nullptr ? "" : kind->Key();
 }
 
+std::string Enumerated(const std::vector<std::string>& items) {
+    std::string text;
+    for (std::size_t i = 0; i < items.size(); ++i) {
+        const char* const between = i + 1 == items.size() ? " and " : ", ";
+        text += (i == 0 ? "" : between) + items[i];
+    }
+    return text;
+}
+
 std::string Counted(long number, const std::string& noun) {
     return WithNoun(std::to_string(number), number, noun);
 }

@@ -44,6 +44,9 @@ template <typename Part> [[nodiscard]] std::string FilesLegend(const std::vector
                        : "";
 }
 
+// Returns "a, b and c".
+[[nodiscard]] std::string Enumerated(const std::vector<std::string>& items);
+
 // "1 row", "2314 rows".
 [[nodiscard]] std::string Counted(long number, const std::string& noun);
 

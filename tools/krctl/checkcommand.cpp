@@ -149,14 +149,6 @@ std::vector<CheckedView> CheckRows(const CheckOptions& options, const recorder::
     return views;
 }
 
-long FindingsOnRecord(const recorder::MediaSelection& selection) {
-    long findings = 0;
-    for (const recorder::FindingCount& count : recorder::CountFindings(selection)) {
-        findings += count.count;
-    }
-    return findings;
-}
-
 void Check(const CheckOptions& options) {
     const recorder::Deadline end = EndOf(options);
     const CheckLevels levels = options.Levels();
@@ -175,7 +167,7 @@ void Check(const CheckOptions& options) {
     if (levels.contents) {
         CheckContents(options, end, check.examination, printer, views);
     }
-    printer.End(views, {fix ? fix->Run() : 0, FindingsOnRecord(options.media),
+    printer.End(views, {fix ? fix->Run() : 0, recorder::FindingsOnRecord(options.media),
                         recorder::RowsWithoutPart(options.media)});
     if (!IsComplete(views)) {
         throw CLI::RuntimeError(kExitFailed);

@@ -1,8 +1,11 @@
 #include "tools/krctl/commands.h"
 
+#include "recorder/finding/finding.h"
+#include "recorder/support/error.h"
 #include "tools/common/exitstatus.h"
 #include "tools/common/joboptions.h"
 #include "tools/common/json.h"
+#include "tools/common/terminal.h"
 #include "tools/krctl/help.h"
 #include "tools/krctl/plan/itemlist.h"
 #include "tools/krctl/plan/planreader.h"
@@ -12,6 +15,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -80,6 +84,17 @@ int StatusOf(const PlanOptions& options, const PlanSummary& plan) {
     return options.withExitCode && plan.HasChanges() ? kExitFindings : kExitOk;
 }
 
+// The findings on record; nothing, with a warning, if they can't be read.
+std::optional<long> ReadKnownFindings() {
+    try {
+        return recorder::FindingsOnRecord();
+    } catch (const recorder::Error& error) {
+        const std::string text = std::string("the known findings can't be read: ") + error.what();
+        std::fprintf(stderr, "krctl: warning: %s\n", Printable(text).c_str());
+        return std::nullopt;
+    }
+}
+
 void Plan(const PlanOptions& options) {
     PlanSummary plan;
     ItemList items;
@@ -92,6 +107,7 @@ void Plan(const PlanOptions& options) {
     if (failure != 0) {
         FailWithoutPlan(failure, plan);
     }
+    plan.SetKnownFindings(ReadKnownFindings());
     Print(options, plan, items);
     if (const int status = StatusOf(options, plan); status != kExitOk) {
         throw CLI::RuntimeError(status);

@@ -206,7 +206,16 @@ void AwaitPublication(ChildProcess& child, std::optional<long> newestBefore,
     }
 }
 
-void FailIfStopped(const ChildProcess& child, bool whileAtWork) {
+// The exit status of a run that was killed: a refusal outranks the kill. The run may have no
+// record, or not of all refusals, so that its last progress counts, too.
+int StatusOfKilled(const ChildProcess& child, const std::optional<RunView>& run) {
+    const std::optional<recorder::LiveRun> live = LiveRunOf(child);
+    const bool hasRefused = live && live->refusals > 0;
+    return WorseStatus(hasRefused ? kExitRefused : kExitFailed,
+                       run ? ExitStatusOf(run->record) : kExitFailed);
+}
+
+void FailIfStopped(const ChildProcess& child, bool whileAtWork, const std::optional<RunView>& run) {
     if (child.WasStopped()) {
         std::fprintf(
             stderr, whileAtWork
@@ -215,9 +224,10 @@ void FailIfStopped(const ChildProcess& child, bool whileAtWork) {
         throw CLI::RuntimeError(kExitInterrupted);
     }
     if (!child.Status()) {
-        throw recorder::Error(whileAtWork
-                                  ? "krindexer was killed; the next run completes its work"
-                                  : "krindexer was killed; unpublished messages stay queued");
+        std::fprintf(stderr, "krctl: krindexer was killed; %s\n",
+                     whileAtWork ? "the next run completes its work"
+                                 : "unpublished messages stay queued");
+        throw CLI::RuntimeError(StatusOfKilled(child, run));
     }
 }
 
@@ -259,7 +269,7 @@ int RunOnce(const JobOptions& jobs, const RunShares& shares, const RunOptions& o
     if (run && hasEnded) {
         PrintResult(*run, options.asJson);
     }
-    FailIfStopped(child, hasEnded);
+    FailIfStopped(child, hasEnded, run);
     if (!run) {
         throw recorder::Error(std::string("the run left no record; the log has the reason: ") +
                               recorder::kLogFile);
@@ -272,6 +282,12 @@ int RunOnce(const JobOptions& jobs, const RunShares& shares, const RunOptions& o
     return ExitStatusOf(run->record);
 }
 
+void PrintNotStarted(long runs) {
+    if (runs > 0) {
+        std::fprintf(stderr, "krctl: not started: %s\n", Counted(runs, "further run").c_str());
+    }
+}
+
 // Runs krindexer for each of these. A run that can't start or is stopped is the last one, because
 // the others would be, too. Returns the most serious exit status.
 int RunEach(const std::vector<JobOptions>& runs, const std::vector<recorder::CameraRow>& cameras,
@@ -282,11 +298,11 @@ int RunEach(const std::vector<JobOptions>& runs, const std::vector<recorder::Cam
         --left;
         try {
             status = WorseStatus(status, RunOnce(run, SharesOf(run, cameras), options));
+        } catch (const CLI::RuntimeError& error) {
+            PrintNotStarted(left);
+            return WorseStatus(status, error.get_exit_code());
         } catch (const std::exception&) {
-            if (left > 0) {
-                std::fprintf(stderr, "krctl: not started: %s\n",
-                             Counted(left, "further run").c_str());
-            }
+            PrintNotStarted(left);
             throw;
         }
     }

@@ -1,5 +1,6 @@
 #include "tools/krctl/check/checkview.h"
 
+#include "recorder/check/containercheck.h"
 #include "tools/common/findingview.h"
 #include "tools/common/json.h"
 #include "tools/common/table.h"
@@ -9,6 +10,7 @@
 #include <cstdio>
 #include <functional>
 #include <numeric>
+#include <utility>
 
 namespace {
 
@@ -48,10 +50,44 @@ Json JsonOfContents(const std::optional<recorder::PartContents>& contents) {
             {"oldest", contents->oldestTm ? JsonTime(*contents->oldestTm) : Json()}};
 }
 
-Json JsonOfPart(const CheckedView& view) {
+// What was compared of the files of a kind besides their contents.
+std::vector<std::string> Compared(const recorder::MediaTable& table, const CheckLevels& levels) {
+    std::vector<std::string> compared{"names"};
+    if (recorder::HasSize(table)) {
+        compared.emplace_back("sizes");
+    }
+    if (levels.containers && recorder::HasContainers(table)) {
+        compared.emplace_back("headers");
+    }
+    return compared;
+}
+
+// "compared: names and sizes of recordings and snapshots; names of e-maps"
+std::string ComparedText(const std::vector<CheckedView>& parts, const CheckLevels& levels) {
+    std::vector<std::pair<std::string, std::vector<std::string>>> kinds; // by what was compared
+    for (const CheckedView& view : parts) {
+        const std::string what = Enumerated(Compared(view.part.table, levels));
+        const std::string kind = KindText(view.part.table.name);
+        const auto same = std::find_if(kinds.begin(), kinds.end(),
+                                       [&](const auto& entry) { return entry.first == what; });
+        if (same == kinds.end()) {
+            kinds.push_back({what, {kind}});
+        } else if (same->second.back() != kind) {
+            same->second.push_back(kind);
+        }
+    }
+    std::string text;
+    for (const auto& [what, names] : kinds) {
+        text += (text.empty() ? "compared: " : "; ") + what + " of " + Enumerated(names);
+    }
+    return text.empty() ? "nothing was compared" : text;
+}
+
+Json JsonOfPart(const CheckedView& view, const CheckLevels& levels) {
     Json json;
     json["kind"] = KindKey(view.part.table.name);
     json["camera"] = view.part.camId == 0 ? Json() : Json(view.part.camId);
+    json["compared"] = Compared(view.part.table, levels);
     json["rows"] = view.result.rows;
     json["findings"] = FindingsOf(view);
     json["fixed"] = view.result.fixed;
@@ -210,16 +246,9 @@ void CheckPrinter::EndJson(const std::vector<CheckedView>& parts, const CheckTot
     json["rows_without_part"] = totals.rowsWithoutPart;
     json["parts"] = Json::array();
     for (const CheckedView& view : parts) {
-        json["parts"].push_back(JsonOfPart(view));
+        json["parts"].push_back(JsonOfPart(view, m_view.levels));
     }
     m_json.End(json);
-}
-
-// Claims no more than what was compared.
-std::string CheckPrinter::Compared() const {
-    return std::string("the names") +
-           (m_view.levels.containers ? ", sizes and headers" : " and sizes") +
-           " of files were compared";
 }
 
 void CheckPrinter::EndText(const std::vector<CheckedView>& parts, const CheckTotals& totals) const {
@@ -245,9 +274,10 @@ void CheckPrinter::EndText(const std::vector<CheckedView>& parts, const CheckTot
         std::printf("%s brought up to date; to reverse this: krctl undo %ld\n",
                     Counted(m_fixed, "row").c_str(), totals.fixRun);
     }
-    std::string found =
-        Findings() == 0 ? (m_fixed == 0 ? "Nothing found; " : "Nothing else found; ") + Compared()
-                        : Counted(Findings(), "finding") + "; krctl findings lists them";
+    std::string found = Findings() == 0
+                            ? (m_fixed == 0 ? "Nothing found; " : "Nothing else found; ") +
+                                  ComparedText(parts, m_view.levels)
+                            : Counted(Findings(), "finding") + "; krctl findings lists them";
     if (const long others = totals.onRecord - Findings(); others > 0) {
         found += "; " + Counted(others, "other finding") + " of earlier checks or runs on record";
     }

@@ -55,7 +55,6 @@ public:
 private:
     void EndJson(const std::vector<CheckedView>& parts, const CheckTotals& totals);
     void EndText(const std::vector<CheckedView>& parts, const CheckTotals& totals) const;
-    [[nodiscard]] std::string Compared() const;
 
     CheckView m_view;
     JsonList m_json;

@@ -45,10 +45,7 @@ Check CheckLastRun() {
 } // namespace
 
 Checks CheckFindings() {
-    long count = 0;
-    for (const recorder::FindingCount& found : recorder::CountFindings({})) {
-        count += found.count;
-    }
+    const long count = recorder::FindingsOnRecord();
     if (count == 0) {
         return {Ok(kFindings, "no findings on record")};
     }

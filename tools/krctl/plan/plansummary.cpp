@@ -6,16 +6,6 @@ using plan::Reason;
 
 namespace {
 
-// "a, b and c"
-std::string Enumerated(const std::vector<std::string>& items) {
-    std::string text;
-    for (std::size_t i = 0; i < items.size(); ++i) {
-        const char* const between = i + 1 == items.size() ? " and " : ", ";
-        text += (i == 0 ? "" : between) + items[i];
-    }
-    return text;
-}
-
 std::vector<std::string> Changes(const PlanPart& total) {
     struct Change {
         Reason reason;
@@ -100,12 +90,19 @@ bool PlanSummary::HasChanges() const {
 }
 
 std::string PlanSummary::Sentence() const {
-    if (!HasChanges()) {
-        return IsComplete() ? "Nothing to add or remove: a run would change nothing."
-                            : "A run would change nothing, but the plan is incomplete.";
+    const bool hasFindings = m_knownFindings.value_or(0) > 0;
+    const std::string findings =
+        hasFindings ? Counted(*m_knownFindings, "known finding") : std::string();
+    const std::string end = hasFindings ? "; " + findings + "." : ".";
+    if (HasChanges()) {
+        return "A run would " + Enumerated(Changes(Total())) +
+               (IsComplete() ? "" : "; the plan is incomplete") + end;
     }
-    return "A run would " + Enumerated(Changes(Total())) +
-           (IsComplete() ? "." : "; the plan is incomplete.");
+    if (!IsComplete()) {
+        return "A run would change nothing, but the plan is incomplete" + end;
+    }
+    return hasFindings ? "In line, " + findings + ": a run would change nothing."
+                       : "Nothing to add or remove: a run would change nothing.";
 }
 
 PlanPart& PlanSummary::PartOf(const plan::Note& note) {

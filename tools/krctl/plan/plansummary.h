@@ -23,6 +23,8 @@ struct PlanPart {
 class PlanSummary {
 public:
     void Add(const plan::Note& note);
+    // The findings on record; nothing if they could not be read.
+    void SetKnownFindings(std::optional<long> findings) { m_knownFindings = findings; }
 
     [[nodiscard]] const CameraNames& Cameras() const { return m_cameras; }
     // The parts in the order of the run.
@@ -42,7 +44,8 @@ public:
     [[nodiscard]] bool HasRefusals() const;
     // Returns true if a run would change something, according to the planned part.
     [[nodiscard]] bool HasChanges() const;
-    // The changes in one sentence.
+    [[nodiscard]] std::optional<long> KnownFindings() const { return m_knownFindings; }
+    // The changes and the known findings in one sentence.
     [[nodiscard]] std::string Sentence() const;
 
 private:
@@ -55,4 +58,5 @@ private:
     std::vector<plan::Note> m_problems;
     std::optional<plan::Note> m_runInProgress;
     std::string m_noPlanReason;
+    std::optional<long> m_knownFindings = 0;
 };

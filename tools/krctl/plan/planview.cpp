@@ -166,7 +166,8 @@ void PrintPlan(const PlanSummary& plan) {
     PrintRemarks(plan);
     PrintProblems(plan);
     PrintRunInProgress(plan);
-    const bool hasNothingToDo = plan.IsComplete() && !plan.HasChanges();
+    const bool hasNothingToDo =
+        plan.IsComplete() && !plan.HasChanges() && plan.KnownFindings() == 0;
     std::printf("%s\n", hasNothingToDo ? Coloured(Colour::Green, plan.Sentence()).c_str()
                                        : plan.Sentence().c_str());
 }
@@ -197,6 +198,8 @@ Json JsonOf(const PlanSummary& plan) {
     json["run_in_progress"] = IsRunInProgress(plan);
     json["complete"] = plan.IsComplete();
     json["nothing_to_change"] = plan.IsComplete() && !plan.HasChanges();
+    const std::optional<long> findings = plan.KnownFindings();
+    json["known_findings"] = findings ? Json(*findings) : Json();
     json["summary"] = plan.Sentence();
     return json;
 }

@@ -146,11 +146,22 @@ void AddUp(recorder::RunPart& sum, const recorder::RunPart& part) {
     sum.refusals += part.refusals;
 }
 
-RunView ViewOf(const recorder::RunRecord& record) {
-    RunView view{record, recorder::PartsOfRun(record.id), {}, 0};
-    for (const recorder::FindingCount& found : recorder::CountFindings({})) {
-        view.knownFindings += found.count;
+namespace {
+
+// A run that was killed has only the refusals of its parts on record.
+bool HasRefusals(const recorder::RunRecord& record) {
+    if (record.endTm) {
+        return record.refusals > 0;
     }
+    const std::vector<recorder::RunPart> parts = recorder::PartsOfRun(record.id);
+    return std::any_of(parts.begin(), parts.end(),
+                       [](const recorder::RunPart& part) { return part.refusals > 0; });
+}
+
+} // namespace
+
+RunView ViewOf(const recorder::RunRecord& record) {
+    RunView view{record, recorder::PartsOfRun(record.id), {}, recorder::FindingsOnRecord()};
     if (view.knownFindings > 0) {
         view.unreadable = recorder::FindingsOfRun(record.id);
     }
@@ -192,7 +203,7 @@ std::string OutcomeText(const RunView& run) {
 }
 
 int ExitStatusOf(const recorder::RunRecord& record) {
-    if (record.refusals > 0) {
+    if (HasRefusals(record)) {
         return kExitRefused;
     }
     return OutcomeOf(record) == RunOutcome::Complete ? kExitOk : kExitFailed;
