@@ -31,7 +31,7 @@ constexpr const char* kSetPrefix = "kestora-";
 constexpr long kMaxNumberInName = 1000000000;
 
 UniqueFd OpenBackupFolder(const std::string& path) {
-    RequireTrustedUnlinked(path + "/" + kSetPrefix);
+    RequireTrustedFolder(path);
     UniqueFd folder = OpenFolderByPath(path);
     if (!folder.IsOpen()) {
         throw SystemError("open the backup folder " + path);
@@ -104,6 +104,10 @@ long NextNumber(const std::string& folder) {
         }
         return true;
     });
+    if (highest >= kMaxSetNumber) {
+        throw Error("a set in " + folder + " has the highest possible number, " +
+                    std::to_string(highest) + ": remove it from the folder");
+    }
     return highest + 1;
 }
 

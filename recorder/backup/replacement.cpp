@@ -6,7 +6,9 @@
 #include "recorder/settings/settings.h"
 #include "recorder/support/error.h"
 #include "recorder/support/paths.h"
+#include "recorder/support/uninterrupted.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace recorder {
@@ -21,7 +23,14 @@ std::string StagedPath(std::size_t index) {
     return std::string(kStagedDatabasePrefix) + kCheckedFiles.at(index);
 }
 
+std::string ReservePath() {
+    return std::string(kStagedDatabasePrefix) + "reserve";
+}
+
 void RemoveStaged() {
+    if (unlink(ReservePath().c_str()) != 0 && errno != ENOENT) {
+        throw SystemError("remove " + ReservePath());
+    }
     for (std::size_t i = 0; i < kDatabaseInstances.size(); ++i) {
         for (const char* const suffix : kDatabaseFileSuffixes) {
             const std::string path = StagedPath(i) + suffix;
@@ -30,6 +39,29 @@ void RemoveStaged() {
             }
         }
     }
+}
+
+// Creates a file that is removed before the commits, which then have space. StagedDatabases removes
+// it otherwise.
+UniqueFd ReserveSpace() {
+    constexpr off64_t kReserveBytes = 1048576;
+    constexpr mode_t kMode = 0640;
+    const std::string path = ReservePath();
+    UniqueFd file(Uninterrupted([&] {
+        return open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, kMode);
+    }));
+    if (!file.IsOpen()) {
+        throw SystemError("create " + path);
+    }
+    int error = EINTR;
+    while (error == EINTR) {
+        error = posix_fallocate64(file.Get(), 0, kReserveBytes);
+    }
+    if (error != 0) {
+        errno = error;
+        throw SystemError("reserve space in " + path);
+    }
+    return file;
 }
 
 // Raises the ids of a staged database to those that the recorder's database has given. Another
@@ -50,7 +82,8 @@ void RaiseIds(SqliteDatabase& staged, const std::string& path) {
 
 SqliteDatabase OpenToReplace(const std::string& path) {
     SqliteDatabase database = SqliteDatabase::Create(path, LockTimeoutMs());
-    database.Execute("PRAGMA synchronous = FULL;", {.transaction = false});
+    // With a small cache all but a few pages are in the log before the commit.
+    database.Execute("PRAGMA synchronous = FULL; PRAGMA cache_size = 10;", {.transaction = false});
     return database;
 }
 
@@ -84,7 +117,7 @@ StagedDatabases::~StagedDatabases() {
 Replacement::One::One(SqliteDatabase& staged, const std::string& path)
     : database(OpenToReplace(path)), copy(staged, database) {}
 
-Replacement::Replacement(StagedDatabases& staged) {
+Replacement::Replacement(StagedDatabases& staged) : m_reserve(ReserveSpace()) {
     for (std::size_t i = 0; i < m_all.size(); ++i) {
         const std::string path = DatabasePath(kDatabaseInstances.at(i));
         m_all.at(i) = std::make_unique<One>(staged.At(i), path);
@@ -96,6 +129,10 @@ Replacement::Replacement(StagedDatabases& staged) {
 }
 
 void Replacement::Commit() {
+    if (unlink(ReservePath().c_str()) != 0) {
+        throw SystemError("remove " + ReservePath());
+    }
+    m_reserve = UniqueFd();
     for (const auto& one : m_all) {
         one->copy.Commit();
     }

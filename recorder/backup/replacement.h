@@ -5,6 +5,7 @@
 
 #include "recorder/backup/databasecopy.h"
 #include "recorder/database/sqlite.h"
+#include "recorder/support/uniquefd.h"
 
 #include <array>
 #include <memory>
@@ -49,6 +50,7 @@ private:
         SqliteCopy copy;
     };
 
+    UniqueFd m_reserve;
     std::array<std::unique_ptr<One>, kDatabaseInstances.size()> m_all;
 };
 

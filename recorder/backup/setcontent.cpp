@@ -8,6 +8,7 @@
 #include "recorder/run/runnumber.h"
 #include "recorder/settings/settings.h"
 #include "recorder/support/error.h"
+#include "recorder/support/format.h"
 
 #include <algorithm>
 #include <string>
@@ -41,6 +42,19 @@ void RequireAtMost(long actual, long described, const char* what, const BackupSe
     }
 }
 
+// The files of two databases may have been exchanged.
+void RequireTables(SqliteDatabase& database, KRDB::DB_INSTANCE instance) {
+    for (const MediaTable& table : MediaTablesBeside(instance)) {
+        const DBResult_tag rows = database.Execute(
+            Format("SELECT 1 FROM sqlite_schema WHERE type = 'table' AND name = '%s';",
+                   table.name.c_str()),
+            kReading);
+        if (rows.RowCount() == 0) {
+            throw Error(database.Name() + " has no table " + table.name);
+        }
+    }
+}
+
 } // namespace
 
 long SchemaVersionIn(SqliteDatabase& database) {
@@ -68,6 +82,9 @@ void RequireDescribedDatabases(const BackupSet& set) {
     }
     if (set.schema != kSchemaVersion) {
         return; // what its tables are is unknown here
+    }
+    for (std::size_t i = 0; i < databases.size(); ++i) {
+        RequireTables(databases[i], kDatabaseInstances.at(i));
     }
     if (const std::string recorder = RecorderId(databases.front()); recorder != set.recorder) {
         throw Error(databases.front().Name() + " is that of another recorder (" + recorder +

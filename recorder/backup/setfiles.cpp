@@ -23,7 +23,6 @@ namespace {
 constexpr const char* kFormat = "kestora backup 1\nrecorder %s\nnumber %ld\ntaken %" PRId64
                                 "\nschema %ld\nrun %ld\noutbox %ld\n";
 constexpr long kFormatVersion = 1;
-constexpr long kMaxNumber = 1000000000000;
 constexpr std::size_t kMaxTextBytes = 4096;
 
 std::span<const uint8_t> BytesOf(const std::string& text) {
@@ -107,8 +106,8 @@ BackupSet ReadDescription(const UniqueFd& folder, const std::string& path) {
     set.recorder = recorder.data();
     constexpr int kFields = 6;
     // Written again it must be the same text: sscanf passes over what it doesn't expect.
-    if (fields != kFields || !IsUuid(set.recorder) || set.number < 1 || set.number > kMaxNumber ||
-        DescriptionOf(set) != text) {
+    if (fields != kFields || !IsUuid(set.recorder) || set.number < 1 ||
+        set.number > kMaxSetNumber || DescriptionOf(set) != text) {
         throw Error(path + "/" + kDescriptionFile + " is not the description of a backup set");
     }
     set.sizeBytes = SizeOf(folder, path);

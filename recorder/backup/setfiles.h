@@ -13,6 +13,9 @@ namespace recorder {
 constexpr const char* kDescriptionFile = "set";
 constexpr const char* kChecksumFile = "SHA256SUMS";
 
+// The highest number of a set: it is that of a forged or damaged description.
+constexpr long kMaxSetNumber = 1000000000000;
+
 // The files of a set that have a checksum: all but the list of checksums itself.
 inline constexpr std::array kCheckedFiles{"system.db", "recording.db", "snapshot.db",
                                           kDescriptionFile};

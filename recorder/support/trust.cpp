@@ -58,18 +58,20 @@ void RequireRegular(const struct stat64& st, const std::string& path) {
 
 enum class Outcome { There, Absent, OutOfReach };
 enum class LastLink { Follow, Refuse };
+enum class Expected { File, Folder };
 
 // Resolves a path name by name, like the kernel, and checks every folder and link on the way.
 class Walk {
 public:
-    Walk(const std::string& path, LastLink lastLink)
-        : m_path(path), m_lastLink(lastLink), m_folder(Open(AT_FDCWD, "/", O_PATH)),
-          m_root(StatusOf(m_folder.Get(), "/")), m_status(m_root) {
+    Walk(const std::string& path, LastLink lastLink, Expected expected = Expected::File)
+        : m_path(path), m_lastLink(lastLink), m_expected(expected),
+          m_folder(Open(AT_FDCWD, "/", O_PATH)), m_root(StatusOf(m_folder.Get(), "/")),
+          m_status(m_root) {
         Push(path, false);
     }
 
-    // Throws Error if the file, or a folder or link on the way, is not trusted.
-    Outcome ToFile() {
+    // Throws Error if the file or folder, or a folder or link on the way, is not trusted.
+    Outcome ToEnd() {
         while (!m_names.empty()) {
             const Name name = m_names.back();
             m_names.pop_back();
@@ -87,10 +89,14 @@ public:
                 return Outcome::There;
             }
         }
-        throw Error(m_path + " is a folder; expected a regular file");
+        if (m_expected == Expected::File) {
+            throw Error(m_path + " is a folder; expected a regular file");
+        }
+        RequireFolderFor(nullptr);
+        return Outcome::There;
     }
 
-    // Opens the file for reading. ToFile must have returned There.
+    // Opens the file for reading. ToEnd must have returned There.
     [[nodiscard]] UniqueFd OpenFile() const {
         UniqueFd file = Open(m_folder.Get(), m_file.c_str(), O_RDONLY | O_NONBLOCK);
         if (!file.IsOpen()) {
@@ -138,7 +144,7 @@ private:
         const bool isKept =
             entry != nullptr && (m_status.st_mode & S_ISVTX) != 0 &&
             (IsOwnerTrusted(*entry) || (S_ISDIR(entry->st_mode) && entry->st_uid == m_root.st_uid));
-        if (m_names.empty() || !isKept) {
+        if ((m_names.empty() && m_expected == Expected::File) || !isKept) {
             RequireClosed(m_status, name);
         }
     }
@@ -157,7 +163,7 @@ private:
             m_status = st;
             return true;
         }
-        if (!m_names.empty()) {
+        if (!m_names.empty() || m_expected == Expected::Folder) {
             throw Error(path + " is " + FileTypeText(st.st_mode) + "; expected a folder");
         }
         RequireRegular(st, path == m_path ? path : path + ", to which " + m_path + " leads,");
@@ -208,6 +214,7 @@ private:
 
     const std::string m_path;
     const LastLink m_lastLink;
+    const Expected m_expected;
     std::vector<Name> m_names; // names that remain, the next one last
     UniqueFd m_folder;
     std::string m_folderPath = "/";
@@ -221,7 +228,7 @@ private:
 
 UniqueFd OpenTrustedFileIfThere(const std::string& path) {
     Walk walk(path, LastLink::Follow);
-    switch (walk.ToFile()) {
+    switch (walk.ToEnd()) {
     case Outcome::There:
         return walk.OpenFile();
     case Outcome::Absent:
@@ -234,7 +241,11 @@ UniqueFd OpenTrustedFileIfThere(const std::string& path) {
 }
 
 void RequireTrustedUnlinked(const std::string& path) {
-    (void)Walk(path, LastLink::Refuse).ToFile();
+    (void)Walk(path, LastLink::Refuse).ToEnd();
+}
+
+void RequireTrustedFolder(const std::string& path) {
+    (void)Walk(path, LastLink::Follow, Expected::Folder).ToEnd();
 }
 
 } // namespace recorder

@@ -29,4 +29,8 @@ namespace recorder {
 // permission to reach is accepted, because the file can't be opened either.
 void RequireTrustedUnlinked(const std::string& path);
 
+// Checks a folder in which the caller will create files, and throws like RequireTrustedUnlinked.
+// Links are followed. A path that does not exist is accepted, too.
+void RequireTrustedFolder(const std::string& path);
+
 } // namespace recorder

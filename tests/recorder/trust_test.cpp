@@ -32,6 +32,10 @@ protected:
     [[nodiscard]] static std::string ToWrite(const std::string& path) {
         return support::FailureOf([&] { recorder::RequireTrustedUnlinked(path); });
     }
+    // The failure to trust a folder in which files are to be created.
+    [[nodiscard]] static std::string ToFill(const std::string& path) {
+        return support::FailureOf([&] { recorder::RequireTrustedFolder(path); });
+    }
 
     // Creates a link in this folder of the scratch folder.
     static std::string Link(const std::string& folder, const std::string& target) {
@@ -88,6 +92,28 @@ TEST_F(Trust, IsDeniedInAStickyFolder) {
 
     EXPECT_THAT(ToRead(file), HasSubstr("(mode 1777)"));
     EXPECT_THAT(ToWrite(file), HasSubstr("(mode 1777)"));
+}
+
+TEST_F(Trust, IsGivenToAFolderIfOnlyTheOwnerCanWriteIt) {
+    const std::string folder = Scratch("folder");
+    EXPECT_EQ(ToFill(folder), kTrusted);
+    EXPECT_EQ(ToFill(Link("other", folder)), kTrusted);
+    EXPECT_EQ(ToFill(Scratch("folder/missing")), kTrusted);
+    EXPECT_THAT(ToFill(file), HasSubstr(file + " is a regular file; expected a folder"));
+    for (const mode_t mode : {0775U, 0757U, 01777U}) {
+        chmod(folder.c_str(), mode);
+
+        EXPECT_THAT(ToFill(folder), HasSubstr("folder " + folder + " may be written"));
+    }
+}
+
+TEST_F(Trust, IsGivenToAPrivateFolderBelowAStickyFolder) {
+    const std::string folder = MakeFolder("folder/private");
+    chmod(folder.c_str(), 0755);
+    chmod(Scratch("folder").c_str(), 01777);
+    EXPECT_EQ(ToFill(folder), kTrusted);
+    EXPECT_THAT(ToFill(Link("folder", folder)), kTrusted);
+    EXPECT_THAT(ToFill(Scratch("folder/missing")), HasSubstr("may be written"));
 }
 
 TEST_F(Trust, IsGivenInAPrivateFolderBelowAStickyFolder) {
