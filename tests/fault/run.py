@@ -71,7 +71,7 @@ def selected_points(kind, options, plan):
     """Returns the points to try, by call."""
     selected = {}
     for call in plan:
-        if call not in (options.call or calls.CALLS):
+        if call not in (options.call or calls.CALLS) or call in options.without:
             continue
         points = [{"call": call, "at": at, **point} for at, point in enumerate(plan[call], 1)]
         if options.at:
@@ -193,6 +193,7 @@ def parse_arguments():
     parser.add_argument("--on", action="append", choices=RECORDERS,
                         help="the kind of recorder; default: all that make such calls")
     parser.add_argument("--call", action="append", choices=calls.CALLS, help="default: all")
+    parser.add_argument("--without", action="append", choices=calls.CALLS, default=[])
     parser.add_argument("--fault", action="append", choices=(*calls.FAULTS, calls.TERMINATED), help="default: all")
     which = parser.add_mutually_exclusive_group()
     which.add_argument("--at", type=int, help="only the Nth point of a call")
