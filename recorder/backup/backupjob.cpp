@@ -2,8 +2,10 @@
 
 #include "recorder/backup/backuplock.h"
 #include "recorder/backup/databasecopy.h"
+#include "recorder/backup/replacement.h"
 #include "recorder/backup/setcontent.h"
 #include "recorder/database/databases.h"
+#include "recorder/logging/logexceptions.h"
 #include "recorder/settings/settings.h"
 #include "recorder/support/error.h"
 #include "recorder/support/folder.h"
@@ -54,7 +56,7 @@ bool IsOutdated(const std::string& folder) {
     }
     try {
         return HasOtherChanges(sets.front());
-    } catch (const DamagedDatabase&) {
+    } catch (const Error&) { // if the recorder's databases can't be read, the backup says so
         return true;
     }
 }
@@ -81,6 +83,7 @@ std::vector<FolderBackup> BackUp(const std::vector<std::string>& folders, std::s
     RequireSqlite();
     const UniqueFd lock = LockBackups();
     RequireNoInterruptedRestore();
+    LogExceptions(RemoveStagedDatabases);
     const bool hasNote = folders == GetSettings().backup.folders;
     if (hasNote) {
         WriteNote(kNotFinished);

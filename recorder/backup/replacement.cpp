@@ -27,20 +27,6 @@ std::string ReservePath() {
     return std::string(kStagedDatabasePrefix) + "reserve";
 }
 
-void RemoveStaged() {
-    if (unlink(ReservePath().c_str()) != 0 && errno != ENOENT) {
-        throw SystemError("remove " + ReservePath());
-    }
-    for (std::size_t i = 0; i < kDatabaseInstances.size(); ++i) {
-        for (const char* const suffix : kDatabaseFileSuffixes) {
-            const std::string path = StagedPath(i) + suffix;
-            if (unlink(path.c_str()) != 0 && errno != ENOENT) {
-                throw SystemError("remove " + path);
-            }
-        }
-    }
-}
-
 // Creates a file that is removed before the commits, which then have space. StagedDatabases removes
 // it otherwise.
 UniqueFd ReserveSpace() {
@@ -89,8 +75,22 @@ SqliteDatabase OpenToReplace(const std::string& path) {
 
 } // namespace
 
+void RemoveStagedDatabases() {
+    if (unlink(ReservePath().c_str()) != 0 && errno != ENOENT) {
+        throw SystemError("remove " + ReservePath());
+    }
+    for (std::size_t i = 0; i < kDatabaseInstances.size(); ++i) {
+        for (const char* const suffix : kDatabaseFileSuffixes) {
+            const std::string path = StagedPath(i) + suffix;
+            if (unlink(path.c_str()) != 0 && errno != ENOENT) {
+                throw SystemError("remove " + path);
+            }
+        }
+    }
+}
+
 StagedDatabases::StagedDatabases(const std::string& setFolder) {
-    RemoveStaged();
+    RemoveStagedDatabases();
     try {
         for (std::size_t i = 0; i < kDatabaseInstances.size(); ++i) {
             m_databases.push_back(SqliteDatabase::Create(StagedPath(i), LockTimeoutMs()));
@@ -100,7 +100,7 @@ StagedDatabases::StagedDatabases(const std::string& setFolder) {
         }
     } catch (const Error&) {
         m_databases.clear();
-        RemoveStaged();
+        RemoveStagedDatabases();
         throw;
     }
 }
@@ -108,7 +108,7 @@ StagedDatabases::StagedDatabases(const std::string& setFolder) {
 StagedDatabases::~StagedDatabases() {
     m_databases.clear();
     try {
-        RemoveStaged();
+        RemoveStagedDatabases();
     } catch (const Error&) {
         // The next restore tries it again.
     }

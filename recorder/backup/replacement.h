@@ -14,10 +14,14 @@
 
 namespace recorder {
 
+// Removes what a killed restore left of staged databases. The caller holds the backup lock. Throws
+// Error.
+void RemoveStagedDatabases();
+
 // Copies of the databases of a set, until they are destroyed.
 class StagedDatabases {
 public:
-    // Removes what a killed restore left. Throws Error.
+    // Calls RemoveStagedDatabases first. Throws Error.
     explicit StagedDatabases(const std::string& setFolder);
     ~StagedDatabases();
     StagedDatabases(const StagedDatabases&) = delete;

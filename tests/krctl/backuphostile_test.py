@@ -215,7 +215,7 @@ class Sets(BackupCase):
             self.assertTrue(any(message.startswith(f"{made} can't be used: ") for message in messages))
             self.assertTrue(os.path.exists(self.outside(made)))
 
-    def test_a_set_that_is_a_link_is_not_listed_and_not_removed(self):
+    def test_a_set_that_is_a_link_is_not_listed_or_removed_but_can_be_restored(self):
         self.recorder.settings("[backup]\nkeep = 1")
         made = self.back_up()
         os.rename(self.outside(made), self.recorder.path("elsewhere"))
@@ -223,6 +223,10 @@ class Sets(BackupCase):
         newest = [self.back_up() for _ in range(2)][-1]
         self.assertEqual(self.sets(), sorted([os.path.basename(made), os.path.basename(newest)]))
         self.assertEqual(databases.problems_of_set(self.recorder.path("elsewhere")), [])
+        before = self.contents()
+        self.recorder.row("event", camera_id=1, path="b")
+        self.krctl("restore", made)
+        self.assertEqual(self.contents(), before)
 
     def test_a_link_in_the_path_of_the_folder_is_followed_if_only_root_could_have_made_it(self):
         os.symlink(Recorder.inside("backups"), self.recorder.path("link"))
@@ -260,6 +264,20 @@ class Sets(BackupCase):
             self.assertIn(f"it is now in kestora-backup-left-{number}", outcome.err)
             self.assertTrue(os.path.lexists(self.recorder.path(f"backups/kestora-backup-left-{number}")))
             self.assertEqual(len(self.listed()[0]), number + 1)
+
+
+    def test_a_backup_removes_what_a_killed_restore_left(self):
+        for name in ("recording.db", "recording.db-wal", "reserve"):
+            pathlib.Path(self.recorder.path(f"var/db/restoring.tmp.{name}")).touch()
+        self.back_up()
+        self.assertEqual([name for name in os.listdir(self.recorder.path("var/db"))
+                          if name.startswith("restoring")], [])
+
+    def test_a_set_with_a_damaged_database_is_not_up_to_date(self):
+        for content in (b"", b"no database" * 999):
+            pathlib.Path(self.outside(self.back_up()), "recording.db").write_bytes(content)
+            self.assertIsNotNone(self.back_up("--if-changed"))
+            self.assertIsNone(self.back_up("--if-changed"))
 
 
 class EditedSet(BackupCase):
