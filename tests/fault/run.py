@@ -79,7 +79,7 @@ def selected_points(kind, options, plan):
         elif options.most:
             points = _spread([point for point in points if not point["startup"]], options.most)
         selected[call] = [{**point, "fault": fault} for point in points
-                          for fault in options.fault or RECORDERS[kind].faults]
+                          for fault in options.fault or RECORDERS[kind].faults_of(call)]
     return selected
 
 

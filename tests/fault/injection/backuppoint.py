@@ -15,7 +15,7 @@ SIGNALS = {calls.KILL: signal.SIGKILL, calls.TERMINATED: signal.SIGTERM}
 
 MARK = "var/db/restoring"
 REPLACED = "var/db/replaced"
-NUMBERED = re.compile(r"(kestora-|files-)\d{6}(-\d{8}T\d{6}Z)?")
+NUMBERED = re.compile(r"(?<=/)(kestora-|files-)\d{6}(-\d{8}T\d{6}Z)?")
 # SQLite's files beside a database, which it removes when the last connection is closed.
 BESIDE = re.compile(r"-(wal|shm)$")
 

@@ -20,6 +20,7 @@ class BackupRecorder(SqliteRecorder):
     trial = backuppoint
     folder = FOLDER
     faults = (*calls.FAULTS, calls.TERMINATED)
+    reading_faults = ("EIO", calls.INTERRUPTED, "EIO" + calls.PERMANENT)
     tried = ("openat", "getdents64", "stat", "pread64", "read", "pwrite64", "write", "fsync", "fdatasync",
              "ftruncate", "fallocate", "rename", "unlink", "rmdir", "mkdir", "fcntl", "flock", "mmap",
              "access", "lseek", "close", "random", "fchown")
@@ -28,6 +29,10 @@ class BackupRecorder(SqliteRecorder):
         super().__init__(bin_dir, media, scratch, address)
         self.krindexer, self.krctl = self.command, os.path.join(bin_dir, "krctl")
         self.command = [self.krctl, "backup"]
+
+    @classmethod
+    def faults_of(cls, call):
+        return cls.reading_faults if call in calls.READING else cls.faults
 
     def make(self):
         """All three databases differ from the sets. One of them has a log, as a killed process leaves it."""
@@ -88,6 +93,7 @@ class DamagedRecorder(RestoreRecorder):
     """krctl restores the newest set over a damaged database."""
 
     name, title = "restore-damaged", "krctl restore, over a damaged database"
+    faults, reading_faults = (calls.KILL, "EIO", "ENOSPC"), ("EIO",)
 
     def change(self):
         super().change()

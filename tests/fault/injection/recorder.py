@@ -24,7 +24,6 @@ class Recorder:
 
     on_server = False
     trial = point  # what tries a point
-    faults = calls.FAULTS
     given = os.path.join(HERE, "../given")
     options = ["-e", "-s", "-r", "-1", "-a", "-1"]
 
@@ -32,6 +31,11 @@ class Recorder:
         self.bin_dir, self.media = bin_dir, media
         self.command = [os.path.join(bin_dir, "krindexer"), *self.options]
         self.made = os.path.join(os.fsencode(scratch), b"made")
+
+    @classmethod
+    def faults_of(cls, _call):
+        """Returns the faults that are tried at the points of a call."""
+        return calls.FAULTS
 
     def build(self, engine):
         with open(self.given, encoding="utf-8") as file:
