@@ -32,6 +32,10 @@ void RemoveFilesBeside(const std::string& path) {
     }
 }
 
+std::string FirstDamage(SqliteDatabase& database) {
+    return database.Execute("PRAGMA integrity_check(1)", kNoTransaction).Text(0, "integrity_check");
+}
+
 } // namespace
 
 void RequireSqlite() {
@@ -62,12 +66,17 @@ std::vector<SqliteDatabase> OpenAtOneMoment() {
     return databases;
 }
 
+// SQLite also calls it damage if it could not read a page, but damage is found each time.
 void RequireIntegrity(SqliteDatabase& database) {
-    const DBResult_tag found = database.Execute("PRAGMA integrity_check(1)", kNoTransaction);
-    const std::string answer = found.Text(0, "integrity_check");
-    if (answer != "ok") {
-        throw DamagedDatabase(database.Name() + " is damaged: " + answer);
+    const std::string answer = FirstDamage(database);
+    if (answer == "ok") {
+        return;
     }
+    if (const std::string again = FirstDamage(database); again != answer) {
+        throw Error("can't check " + database.Name() + ": the results differ: " + answer +
+                    ", then " + again);
+    }
+    throw DamagedDatabase(database.Name() + " is damaged: " + answer);
 }
 
 void CopyDatabase(SqliteDatabase& source, const std::string& path) {
