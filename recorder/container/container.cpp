@@ -1,7 +1,6 @@
 #include "recorder/container/container.h"
 
 #include "platform/recording.h"
-#include "recorder/container/librarycontainer.h"
 
 std::string GetAudioType(int audType) {
     switch (audType) {
@@ -47,11 +46,6 @@ std::optional<ContainerInfo> ReadContainerHeader(ByteSource& source, ContainerKi
         break; // has no header
     }
     return std::nullopt;
-}
-
-ContainerInfo ReadContainer(ByteSource& source, ContainerKind kind) {
-    const std::optional<ContainerInfo> ordinary = ReadContainerHeader(source, kind);
-    return ordinary ? *ordinary : ReadContainerByLibrary(source, kind);
 }
 
 } // namespace recorder

@@ -245,6 +245,11 @@ ContainerInfo ReadContainerByLibrary(ByteSource& source, ContainerKind kind) {
     return Library().Read(source, kind);
 }
 
+ContainerInfo ReadContainer(ByteSource& source, ContainerKind kind) {
+    const std::optional<ContainerInfo> ordinary = ReadContainerHeader(source, kind);
+    return ordinary ? *ordinary : ReadContainerByLibrary(source, kind);
+}
+
 void RequireContainerLibrary() {
     Library().Start();
 }

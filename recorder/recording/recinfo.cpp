@@ -1,5 +1,6 @@
 #include "platform/recording.h"
 #include "platform/utility.h"
+#include "recorder/ahead/ahead.h"
 #include "recorder/container/container.h"
 #include "recorder/logging/logexceptions.h"
 #include "recorder/run/taps.h"
@@ -79,6 +80,7 @@ int Reidx::GetEvtRecInfo(RecInfo& info, const std::string& fullPath, bool alert)
     return recorder::LogExceptions(-1, [&] {
         info.alert = alert;
         info.path = recorder::RowPath(fullPath);
+        recorder::AheadReadsHeaders();
         try {
             recorder::Fill(info, fullPath);
         } catch (const std::exception& error) {

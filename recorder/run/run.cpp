@@ -1,5 +1,6 @@
 #include "recorder/run/run.h"
 
+#include "recorder/ahead/ahead.h"
 #include "recorder/database/age.h"
 #include "recorder/database/expiry.h"
 #include "recorder/database/schema.h"
@@ -338,6 +339,7 @@ void CountFile(int /*folder*/) {
 }
 
 void EndRun() {
+    EndWorkAhead();
     Run& run = ThisRun();
     if (run.hasBegun) {
         FinishPart();

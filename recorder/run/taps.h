@@ -10,6 +10,9 @@
 // - RequireWithinLimit (brake.h): KRDB::Execute with the DELETE of a media table
 // - ExecuteInRun: KRDB::Execute with any other text, whose changes are the run's
 // - CountFile: readdir64_r (walk.cpp), the only call for each entry of the walk
+// - AheadReachesFile, AheadLeavesFolder (ahead/ahead.h): readdir64_r (walk.cpp), too
+// - AheadReadsHeaders, AheadMadeThumbnail: Reidx::GetEvtRecInfo and CreateThumbnail, the only calls
+//   for which the tool opens a file
 // - NoteRefusal: the places where the recorder refuses, which know the reason
 // - NoteUnreadable, NoteListed: opendir, readdir64_r and stat64 (walk.cpp), and the places where a
 //   file or folder could not be read

@@ -1,8 +1,9 @@
 // The tool's walk does not report its progress, and it treats a folder that can't be read to its
 // end as one that ended. In the programs that link this file, the calls of these functions come
-// here: the recorder counts the files, logs the failures that the tool doesn't see, and learns the
-// paths and reasons of those that the tool logs.
+// here: the recorder counts the files, logs the failures that the tool doesn't see, learns the
+// paths and reasons of those that the tool logs, and works ahead of the walk.
 
+#include "recorder/ahead/ahead.h"
 #include "recorder/logging/recorderlog.h"
 #include "recorder/run/taps.h"
 
@@ -82,9 +83,12 @@ int ReadEntryOfTool(DIR* dir, struct dirent64* entry, struct dirent64** result) 
     walk.isFileNext = error == 0 && *result != nullptr && entry->d_type == DT_REG;
     if (walk.isFileNext) {
         recorder::CountFile(dirfd(dir));
+        recorder::AheadReachesFile(dirfd(dir));
     } else if (error != 0) {
+        recorder::AheadLeavesFolder();
         Observe([&] { LogUnreadable(walk.folder, error); });
     } else if (*result == nullptr) {
+        recorder::AheadLeavesFolder();
         Observe([&] { recorder::NoteListed(walk.folder); });
     }
     return error;

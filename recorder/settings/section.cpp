@@ -57,6 +57,22 @@ std::size_t Section::Size(std::string_view key, std::size_t byDefault, int64_t m
     return static_cast<std::size_t>(Integer(key, static_cast<int64_t>(byDefault), min, max));
 }
 
+std::optional<int64_t> Section::IntegerOrWord(std::string_view key, const std::string& word,
+                                              int64_t min, int64_t max) {
+    const toml::node* const node = Find(key);
+    if (node == nullptr || node->value_exact<std::string>() == word) {
+        return std::nullopt;
+    }
+    const std::optional<int64_t> value = node->value_exact<int64_t>();
+    if (!value || *value < min || *value > max) {
+        Refuse(*node, key,
+               "\"" + word + "\" or a whole number from " + std::to_string(min) + " to " +
+                   std::to_string(max));
+        return std::nullopt;
+    }
+    return value;
+}
+
 bool Section::Flag(std::string_view key, bool byDefault) {
     const toml::node* const node = Find(key);
     if (node == nullptr) {
@@ -100,6 +116,7 @@ std::vector<std::string> Section::AbsolutePaths(std::string_view key) {
         const std::optional<std::string> path = element.value_exact<std::string>();
         if (!path || !path->starts_with('/') || path->find('\0') != std::string::npos) {
             Refuse(element, key, "absolute paths");
+            continue;
         }
         paths.push_back(WithoutTrailingSlashes(*path));
     }

@@ -63,6 +63,10 @@ public:
     [[nodiscard]] std::size_t Size(std::string_view key, std::size_t byDefault, int64_t min,
                                    int64_t max);
 
+    // Nothing if the value is `word`, the key is missing, or the value is a problem.
+    [[nodiscard]] std::optional<int64_t>
+    IntegerOrWord(std::string_view key, const std::string& word, int64_t min, int64_t max);
+
     [[nodiscard]] bool Flag(std::string_view key, bool byDefault);
 
     // A text that is not empty, contains no NUL and `fits`; otherwise a problem with `expected`.

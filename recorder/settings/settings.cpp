@@ -36,6 +36,7 @@ constexpr int64_t kMaxBrokerTimeoutMs = 10L * 60 * 1000;
 constexpr int64_t kTimeoutsToPublish = 3; // the default of publish_timeout_ms, in time-outs
 constexpr int64_t kMaxPublishTimeoutMs = kTimeoutsToPublish * kMaxBrokerTimeoutMs;
 constexpr int64_t kMaxBackupSets = 10000;
+constexpr int64_t kMaxHelpers = 64;
 constexpr std::size_t kMaxTopicPrefix = 1000; // bytes; a topic has room for 65535
 
 LogSettings ReadLog(Section section) {
@@ -159,6 +160,15 @@ BackupSettings ReadBackup(Section section) {
     return backup;
 }
 
+AheadSettings ReadAhead(Section section) {
+    AheadSettings ahead;
+    if (const auto helpers = section.IntegerOrWord("helpers", "auto", 0, kMaxHelpers)) {
+        ahead.helpers = static_cast<int>(*helpers);
+    }
+    section.RefuseOtherKeys();
+    return ahead;
+}
+
 // The level of the tool's messages, for all processes and for single ones. The recorder's messages
 // are always written.
 DbgLogCfg ReadDebugLog(Section section) {
@@ -229,6 +239,7 @@ Settings ReadSettings(std::string_view text, SettingsProblems& problems) {
     settings.notifications = ReadNotifications(root.Subsection("notifications"));
     settings.snapshot = ReadSnapshot(root.Subsection("snapshot"));
     settings.backup = ReadBackup(root.Subsection("backup"));
+    settings.ahead = ReadAhead(root.Subsection("ahead"));
     if (root.Has("debug_log")) {
         settings.debugLog = ReadDebugLog(root.Subsection("debug_log"));
     }

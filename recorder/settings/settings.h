@@ -72,6 +72,13 @@ struct BackupSettings {
     bool afterRun = false;            // take a backup after each run that changed rows
 };
 
+// Helpers that work ahead of the tool (ahead/ahead.h).
+struct AheadSettings {
+    // How many files they prepare at the same time, from the first file on; 0: none. Nothing
+    // ("auto"): as many as pay off, where the tool is found to wait.
+    std::optional<int> helpers;
+};
+
 struct Settings {
     LogSettings log;
     DatabaseSettings database;
@@ -79,6 +86,7 @@ struct Settings {
     NotificationSettings notifications;
     SnapshotSettings snapshot;
     BackupSettings backup;
+    AheadSettings ahead;
     std::optional<DbgLogCfg> debugLog;
 };
 

@@ -9,6 +9,8 @@
 
 namespace recorder {
 
+constexpr int kMaxThumbnailWidth = 320; // pixels
+
 struct JpegHeader {
     int width = 0; // pixels, as stored: the orientation mark is not applied
     int height = 0;

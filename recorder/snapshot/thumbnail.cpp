@@ -1,5 +1,6 @@
 #include "platform/snapshot.h"
 #include "platform/utility.h"
+#include "recorder/ahead/ahead.h"
 #include "recorder/logging/logexceptions.h"
 #include "recorder/logging/logfile.h"
 #include "recorder/module/module.h"
@@ -21,7 +22,6 @@ namespace recorder {
 
 namespace {
 
-constexpr int kMaxThumbnailWidth = 320;
 constexpr int64_t kMaxPictureBytes = 64L * 1024 * 1024;
 constexpr mode_t kFolderMode = 0750;
 
@@ -31,18 +31,7 @@ std::vector<uint8_t> ReadPicture(const std::string& path) {
         throw Error("the file has " + std::to_string(source.Size()) + " bytes; expected at most " +
                     std::to_string(kMaxPictureBytes));
     }
-    std::vector<uint8_t> bytes(static_cast<std::size_t>(source.Size()));
-    std::size_t filled = 0;
-    while (filled < bytes.size()) {
-        const std::size_t length =
-            source.ReadAt(static_cast<int64_t>(filled), std::span(bytes).subspan(filled));
-        if (length == 0) {
-            break; // the file was truncated while being read
-        }
-        filled += length;
-    }
-    bytes.resize(filled);
-    return bytes;
+    return ReadAll(source);
 }
 
 // Opens the folder for thumbnails within a folder of pictures, never through a link. Creates it if
@@ -71,6 +60,9 @@ UniqueFd OpenThumbnailFolder(const std::string& picturesPath) {
 
 void MakeThumbnail(const std::string& fullPath) {
     RequireLog();
+    if (AheadMadeThumbnail(GetDirPath(fullPath), GetBaseName(fullPath))) {
+        return;
+    }
     static auto* const makeSmallJpeg = ModuleFunction<MakeSmallJpegFunction>(kThumbnailsModule);
     std::vector<uint8_t> thumbnail;
     makeSmallJpeg(ReadPicture(fullPath), kMaxThumbnailWidth, thumbnail);

@@ -5,15 +5,29 @@
 
 #include <algorithm>
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace recorder {
 
-FileSource::FileSource(const std::string& path)
+std::vector<uint8_t> ReadAll(ByteSource& source) {
+    std::vector<uint8_t> bytes(static_cast<std::size_t>(source.Size()));
+    std::size_t filled = 0;
+    while (filled < bytes.size()) {
+        const std::size_t length =
+            source.ReadAt(static_cast<int64_t>(filled), std::span(bytes).subspan(filled));
+        if (length == 0) {
+            break;
+        }
+        filled += length;
+    }
+    bytes.resize(filled);
+    return bytes;
+}
+
+FileSource::FileSource(const std::string& path, int folder)
     : m_path(path), m_file(Uninterrupted([&] {
-          return open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
+          return openat(folder, path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
       })) {
     if (!m_file.IsOpen()) {
         throw SystemError("open " + path);

@@ -8,6 +8,9 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <vector>
+
+#include <fcntl.h>
 
 namespace recorder {
 
@@ -30,11 +33,15 @@ protected:
     ByteSource() = default;
 };
 
+// Reads all bytes, at most Size() of them; fewer if a file was shortened in the meantime. Throws
+// Error.
+[[nodiscard]] std::vector<uint8_t> ReadAll(ByteSource& source);
+
 class FileSource : public ByteSource {
 public:
-    // Opens a regular file. Follows no link, and does not block if the path is a FIFO. Throws
-    // Error.
-    explicit FileSource(const std::string& path);
+    // Opens a regular file; a relative path is one in the open folder `folder`. Follows no link,
+    // and does not block if the path is a FIFO. Throws Error.
+    explicit FileSource(const std::string& path, int folder = AT_FDCWD);
 
     [[nodiscard]] int64_t Size() const override { return m_size; }
     [[nodiscard]] std::size_t ReadAt(int64_t offset, std::span<uint8_t> buffer) override;

@@ -57,6 +57,14 @@ HelperProcess& HelperProcess::operator=(HelperProcess&& other) noexcept {
     return *this;
 }
 
+bool HelperProcess::HasEnded() {
+    if (m_id != 0 && Uninterrupted([&] { return waitpid(m_id, nullptr, WNOHANG); }) != 0) {
+        m_id = 0;
+        m_socket.Reset();
+    }
+    return m_id == 0;
+}
+
 std::optional<int> HelperProcess::End(const Deadline& deadline) {
     m_socket.Reset();
     const pid_t id = std::exchange(m_id, 0);

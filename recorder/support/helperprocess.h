@@ -35,6 +35,9 @@ public:
     [[nodiscard]] bool IsThere() const { return m_id != 0; }
     [[nodiscard]] int Socket() const { return m_socket.Get(); }
 
+    // True once the process has ended, or if there is none.
+    [[nodiscard]] bool HasEnded();
+
     // Closes the socket, which asks the process to end, and waits for its end. Kills the process at
     // the deadline. Returns the status of waitpid; nothing if it could not be determined.
     std::optional<int> End(const Deadline& deadline);

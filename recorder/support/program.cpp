@@ -10,6 +10,7 @@
 #include <csignal>
 #include <initializer_list>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace recorder {
@@ -73,6 +74,12 @@ ProgramStart& ProgramStart::Input(int fd) {
 
 ProgramStart& ProgramStart::Output(int fd) {
     posix_spawn_file_actions_adddup2(&m_actions, fd, STDOUT_FILENO);
+    return *this;
+}
+
+ProgramStart& ProgramStart::WithoutOutput() {
+    posix_spawn_file_actions_addopen(&m_actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+    posix_spawn_file_actions_addopen(&m_actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
     return *this;
 }
 

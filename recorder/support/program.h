@@ -33,6 +33,9 @@ public:
     ProgramStart& Input(int fd);
     ProgramStart& Output(int fd);
 
+    // Discards what the program prints.
+    ProgramStart& WithoutOutput();
+
     // Blocks the signals that ask a program to end. The caller ends the program in another way.
     ProgramStart& WithoutEndingSignals();
 

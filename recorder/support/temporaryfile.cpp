@@ -134,6 +134,10 @@ bool TemporaryFile::IsLocked() const {
 }
 
 void RemoveLeftTemporaries(int folder) {
+    (void)RemoveAllLeft(folder);
+}
+
+void RemoveLeftTemporariesNowAndThen(int folder) {
     static std::map<std::pair<dev_t, ino_t>, std::size_t> writesUntilListing;
     struct stat64 st = {};
     if (fstat64(folder, &st) != 0) {

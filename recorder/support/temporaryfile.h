@@ -43,4 +43,7 @@ private:
 // Removes the temporary files that killed writers left in the open folder, as far as possible.
 void RemoveLeftTemporaries(int folder);
 
+// The same for a folder that is written to many times. A large folder is listed once in many calls.
+void RemoveLeftTemporariesNowAndThen(int folder);
+
 } // namespace recorder

@@ -15,20 +15,6 @@ namespace recorder {
 
 namespace {
 
-void WriteAndFlush(int file, std::span<const uint8_t> bytes) {
-    while (!bytes.empty()) {
-        const ssize_t length =
-            Uninterrupted([&] { return write(file, bytes.data(), bytes.size()); });
-        if (length < 0) {
-            throw SystemError("write");
-        }
-        bytes = bytes.subspan(static_cast<std::size_t>(length));
-    }
-    if (Uninterrupted([&] { return fsync(file); }) != 0) {
-        throw SystemError("flush");
-    }
-}
-
 // Renames, or fails with EEXIST if the new name exists.
 bool RenameToNewName(int folder, const std::string& from, const std::string& to) {
     if (Uninterrupted([&] {
@@ -50,7 +36,7 @@ bool RenameToNewName(int folder, const std::string& from, const std::string& to)
 // Writes a temporary file and lets `publish` give it its name.
 void WriteThen(int folder, std::span<const uint8_t> bytes,
                const std::function<void(const TemporaryFile& temporary)>& publish) {
-    RemoveLeftTemporaries(folder);
+    RemoveLeftTemporariesNowAndThen(folder);
     TemporaryFile temporary(folder);
     WriteAndFlush(temporary.Fd(), bytes);
     publish(temporary);
@@ -67,6 +53,20 @@ void LeaveToOwnerOf(int folder, int file) {
 }
 
 } // namespace
+
+void WriteAndFlush(int file, std::span<const uint8_t> bytes) {
+    while (!bytes.empty()) {
+        const ssize_t length =
+            Uninterrupted([&] { return write(file, bytes.data(), bytes.size()); });
+        if (length < 0) {
+            throw SystemError("write");
+        }
+        bytes = bytes.subspan(static_cast<std::size_t>(length));
+    }
+    if (Uninterrupted([&] { return fsync(file); }) != 0) {
+        throw SystemError("flush");
+    }
+}
 
 void WriteWholeFile(int folder, const std::string& name, std::span<const uint8_t> bytes,
                     std::optional<mode_t> mode) {

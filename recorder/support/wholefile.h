@@ -11,6 +11,9 @@
 
 namespace recorder {
 
+// Writes all bytes to the open file and flushes them to the disk. Throws Error.
+void WriteAndFlush(int file, std::span<const uint8_t> bytes);
+
 // Writes `bytes` to the file `name` in the open folder: writes a temporary file (temporaryfile.h),
 // flushes it to the disk and renames it, which replaces an existing file or link. `mode` is set
 // regardless of the umask; without it the mode is 0640 at most.

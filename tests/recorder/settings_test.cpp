@@ -60,6 +60,7 @@ TEST(Settings, HaveDefaults) {
     EXPECT_TRUE(settings.backup.folders.empty());
     EXPECT_EQ(settings.backup.keep, 7U);
     EXPECT_FALSE(settings.backup.afterRun);
+    EXPECT_FALSE(settings.ahead.helpers.has_value());
     EXPECT_FALSE(settings.debugLog.has_value());
 }
 
@@ -77,6 +78,17 @@ TEST(Settings, KeepAtLeastOneBackup) {
     EXPECT_EQ(settings.backup.keep, 1U);
     EXPECT_TRUE(settings.backup.afterRun);
     EXPECT_THAT(Refusal("[backup]\nkeep = 0\n"), HasSubstr("1 to 10000"));
+}
+
+TEST(Settings, LetHelpersBeAutomaticOrANumberOfThem) {
+    EXPECT_EQ(Parse("[ahead]\nhelpers = 'auto'\n").ahead.helpers, std::nullopt);
+    EXPECT_EQ(Parse("[ahead]\nhelpers = 0\n").ahead.helpers, 0);
+    EXPECT_EQ(Parse("[ahead]\nhelpers = 64\n").ahead.helpers, 64);
+    for (const char* const value : {"65", "-1", "'automatic'", "''", "true", "1.5", "['auto']"}) {
+        EXPECT_THAT(Refusal(std::string("[ahead]\nhelpers = ") + value + "\n"),
+                    HasSubstr("ahead.helpers: expected \"auto\" or a whole number from 0 to 64"))
+            << value;
+    }
 }
 
 TEST(Settings, AcceptEveryKey) {
@@ -381,29 +393,28 @@ INSTANTIATE_TEST_SUITE_P(
 
 INSTANTIATE_TEST_SUITE_P(
     OfTheForm, SettingsRefusal,
-    testing::Values(
-        Refused{
-            "\ncolour = 1\n", 2, "unknown key colour",
-            "expected one of backup, database, debug_log, ledger, log, notifications, snapshot"},
-        Refused{
-            "[logg]\nold_files = 3\n", 1, "unknown key logg",
-            "expected one of backup, database, debug_log, ledger, log, notifications, snapshot"},
-        Refused{"[log]\nmax_size = 1\n", 2, "unknown key log.max_size",
-                "expected one of max_size_mib, old_files"},
-        Refused{"[database]\ntimeout = 1\n", 2, "unknown key database.timeout",
-                "expected one of dsn, lock_timeout_ms"},
-        Refused{"[snapshot]\ndir = '/a'\n", 2, "unknown key snapshot.dir",
-                "expected one of folder"},
-        Refused{"[debug_log]\nunknown = 1\n", 2, "unknown key debug_log.unknown",
-                "expected one of processes, reindex"},
-        Refused{"log = 7\n", 1, "log", "a section"},
-        Refused{"database = []\n", 1, "database", "a section"},
-        Refused{"notifications = true\n", 1, "notifications", "a section"},
-        Refused{"snapshot = 'x'\n", 1, "snapshot", "a section"},
-        Refused{"debug_log = 1.5\n", 1, "debug_log", "a section"},
-        // The recorder's own lines are always written, so its category has no level.
-        Refused{"[debug_log]\nrecorder = 1\n", 2, "unknown key debug_log.recorder",
-                "expected one of processes, reindex"}));
+    testing::Values(Refused{"\ncolour = 1\n", 2, "unknown key colour",
+                            "expected one of ahead, backup, database, debug_log, ledger, log, "
+                            "notifications, snapshot"},
+                    Refused{"[logg]\nold_files = 3\n", 1, "unknown key logg",
+                            "expected one of ahead, backup, database, debug_log, ledger, log, "
+                            "notifications, snapshot"},
+                    Refused{"[log]\nmax_size = 1\n", 2, "unknown key log.max_size",
+                            "expected one of max_size_mib, old_files"},
+                    Refused{"[database]\ntimeout = 1\n", 2, "unknown key database.timeout",
+                            "expected one of dsn, lock_timeout_ms"},
+                    Refused{"[snapshot]\ndir = '/a'\n", 2, "unknown key snapshot.dir",
+                            "expected one of folder"},
+                    Refused{"[debug_log]\nunknown = 1\n", 2, "unknown key debug_log.unknown",
+                            "expected one of processes, reindex"},
+                    Refused{"log = 7\n", 1, "log", "a section"},
+                    Refused{"database = []\n", 1, "database", "a section"},
+                    Refused{"notifications = true\n", 1, "notifications", "a section"},
+                    Refused{"snapshot = 'x'\n", 1, "snapshot", "a section"},
+                    Refused{"debug_log = 1.5\n", 1, "debug_log", "a section"},
+                    // The recorder's own lines are always written, so its category has no level.
+                    Refused{"[debug_log]\nrecorder = 1\n", 2, "unknown key debug_log.recorder",
+                            "expected one of processes, reindex"}));
 
 struct SyntaxError {
     const char* text;

@@ -31,9 +31,10 @@ def make_media(folder):
 class Run:
     """How the cases are run: programs, media and options, on one engine."""
 
-    def __init__(self, bin_dir, media_dir, show, address):
+    def __init__(self, bin_dir, media_dir, options, address):
         self.bin_dir, self.media_dir = os.path.abspath(bin_dir), media_dir
-        self.options = [*(["--show"] if show else []),
+        self.options = [*(["--show"] if options.show else []),
+                        *(["--helpers", options.helpers] if options.helpers else []),
                         *(["--postgresql", address] if address else [])]
         self.engine = "postgresql" if address else "sqlite"
 
@@ -90,10 +91,10 @@ def run_cases(cases, run):
 
 def run_on_engine(options, media_dir):
     if not options.postgresql:
-        return run_cases(options.cases, Run(options.bin_dir, media_dir, options.show, None))
+        return run_cases(options.cases, Run(options.bin_dir, media_dir, options, None))
     with Server() as server:
         return run_cases(options.cases,
-                         Run(options.bin_dir, media_dir, options.show, server.dsn))
+                         Run(options.bin_dir, media_dir, options, server.dsn))
 
 
 def parse_arguments():
@@ -104,6 +105,8 @@ def parse_arguments():
     parser.add_argument("--make-media", action="store_true", help="only create the media")
     parser.add_argument("--postgresql", action="store_true",
                         help="use a PostgreSQL server started for this, instead of SQLite")
+    parser.add_argument("--helpers", metavar="N",
+                        help="let N helpers work ahead of the tool, from the first file on")
     parser.add_argument("--show", action="store_true",
                         help="print the result of the first run, in the notation of a then file")
     return parser.parse_intermixed_args()

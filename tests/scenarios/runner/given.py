@@ -20,8 +20,9 @@ PID_MARK = b"@pid@"
 class Given:
     """Builds the recorder of one case in the folder `root`."""
 
-    def __init__(self, root, media, bin_dir, engine):
+    def __init__(self, root, media, bin_dir, engine, helpers=None):
         self.root, self.media, self.bin_dir, self.engine = root, media, bin_dir, engine
+        self.ahead = f"[ahead]\nhelpers = {helpers}\n".encode() if helpers else b""
         self.settings = None  # the settings, if they contain PID_MARK
         self.directives = {
             "camera": self.camera, "dir": self.dir, "file": self.file, "link": self.link,
@@ -34,7 +35,7 @@ class Given:
         """Creates an initialised recorder with the usual folders, then executes the case's lines in order."""
         for folder in (b"target/@KREmap", b"var/snapshot", b"var/log", b"etc"):
             self._folder(self.path(folder))
-        if self.engine.settings:
+        if self.engine.settings or self.ahead:
             self._put_settings(b"")
         self._krctl("init")
         for number, line, lines in blocks(text):
@@ -207,7 +208,7 @@ class Given:
             self._put_settings(self.settings)
 
     def _put_settings(self, text):
-        self.file(b"etc/kestora.toml", text=with_engine(text, self.engine.settings))
+        self.file(b"etc/kestora.toml", text=with_engine(text, self.engine.settings) + self.ahead)
 
     def _folder(self, path):
         if not os.path.isdir(path):

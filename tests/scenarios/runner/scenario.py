@@ -50,7 +50,7 @@ class Scenario:
         self.root = PACKAGE_ROOT
         self.engine = (Postgresql(options.postgresql, schema_of(self.case)) if options.postgresql
                        else Sqlite(self.root))
-        self.given = Given(self.root, self.media, self.bin_dir, self.engine)
+        self.given = Given(self.root, self.media, self.bin_dir, self.engine, options.helpers)
 
     def carry_out(self, run):
         steps = Steps(self.given, self.bin_dir, self.scratch)
@@ -158,6 +158,7 @@ def main():
     parser.add_argument("case")
     parser.add_argument("media")
     parser.add_argument("scratch")
+    parser.add_argument("--helpers", help="how many helpers work ahead of the tool")
     parser.add_argument("--show", action="store_true")
     parser.add_argument("--postgresql", help="the address of a server")
     options = parser.parse_args()

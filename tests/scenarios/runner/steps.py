@@ -167,6 +167,7 @@ class Steps:
             os.makedirs(PROGRAMS_FOR_USERS, exist_ok=True)
             program = shutil.copy(program, PROGRAMS_FOR_USERS)
             shutil.copy(os.path.join(self.bin_dir, "krcontainers"), PROGRAMS_FOR_USERS)
+            shutil.copy(os.path.join(self.bin_dir, "krahead"), PROGRAMS_FOR_USERS)
             shutil.copytree(os.path.join(self.bin_dir, "../lib"), MODULES_FOR_USERS,
                             dirs_exist_ok=True)
             change = ["setpriv", f"--reuid={as_user[1]}", f"--regid={as_user[1]}", "--clear-groups"]
