@@ -257,7 +257,6 @@ DBResult_tag ExecuteInRun(KRDB::DB_INSTANCE instance, const std::string& sql,
         Publish(); // before waiting for other writers
     }
     RecordRun(options.waitForLock);
-    LogExceptions(RecordParts); // those that ended before the run was recorded
     PrepareToChange(instance);
     RecordUnreadable();
     return ExecuteFor(ThisRun().identity, instance, sql, options);

@@ -123,6 +123,14 @@ class Add(CameraTest):
         self.assertEqual([(row[0], row[4]) for row in self.rows()], [(7, left)])
         self.assertEqual(self.uuid("volume1/front"), left)
 
+    def test_says_that_the_folder_is_on_another_mount_than_the_identity(self):
+        folder = self.folder("volume1/front")
+        command = self.recorder.command("krctl", "camera", "add", "--id", "7", "--name", "Front", "--storage", folder)
+        outcome = process.run([*command[:2], "sh", "-c", 'mount -t tmpfs none "$0" && exec "$@"', folder, *command[2:]])
+        self.assertEqual(outcome.status, 0, outcome)
+        self.assertIn(f"krctl: {folder} is on another mount than {self.recorder.inside('volume1')}: ", outcome.err)
+        self.assertNotIn("another mount", self.add(8, self.folder("volume1/back"), "Back").err)
+
     def test_refuses_a_folder_that_carries_another_identity(self):
         folder = self.folder("volume1/front")
         self.put_identity("volume1/front", 7)

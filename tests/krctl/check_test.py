@@ -257,6 +257,14 @@ class FindingsCommand(CheckTest):
         self.assertNotIn("snapshots",
                          self.krctl("findings", "--camera", "1", status=FINDINGS).out)
 
+    def test_unknown_camera_is_refused_and_a_deleted_one_is_not(self):
+        self.truncate(self.names[0])
+        self.krctl("check", status=FINDINGS)
+        outcome = self.krctl("findings", "--camera", "7", status=64)
+        self.assertIn("there is no camera with the id 7", outcome.err)
+        self.krctl("camera", "remove", "--id", "1")
+        self.krctl("findings", "--camera", "1", status=FINDINGS)
+
     def test_finding_without_its_row_is_gone(self):
         os.remove(self.path(self.names[0]))
         self.krctl("check", status=FINDINGS)

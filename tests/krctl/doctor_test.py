@@ -724,6 +724,15 @@ class Runs(DoctorTest):
         self.assertEqual(finding, ("warning", "1 known finding on record",
                                    "run krctl findings, which lists them"))
 
+    def test_with_refusals_alone_are_a_warning(self):
+        self.recorder.volume()
+        self.recorder.camera(1, "Front")
+        os.remove(self.recorder.path("volume1/.kestora-volume"))
+        self.recorder.reindex("-r", "-1")
+        (state, message, _), = self.diagnosis(status=1)["run"]  # the volume is a problem
+        self.assertEqual(state, "warning")
+        self.assertRegex(message, r"^last run: run 1 of \S+: 0 failures, 1 refusal$")
+
     def test_that_were_killed_are_a_warning(self):
         self.recorder.reindex("-r", "-1")
         self.recorder.query("system.db", "UPDATE run SET end_tm = NULL")

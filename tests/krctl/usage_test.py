@@ -96,6 +96,17 @@ Options:
             _, err = outcome.communicate(timeout=60)
         self.assertEqual((outcome.returncode, err), (1, "krctl: can't write to standard output\n"))
 
+    def test_output_that_can_t_be_written_is_a_failure_whatever_the_command_found(self):
+        self.recorder.row("snapshot", filename="gone.jpg", start_tm=1, size=1)
+        self.krctl("check", status=2)
+        for command, expected in ((["check"], 1), (["check", "--json"], 1), (["findings"], 1), (["findings", "--json"], 1),
+                                  (["plan", "--exit-code"], 1), (["run", "-s", "--max-removed", "0"], 3)):
+            with open("/dev/full", "wb") as full:
+                running = self.started("krctl", *command, stdout=full, stderr=-1, text=True)
+                _, err = running.communicate(timeout=60)
+            self.assertEqual(running.returncode, expected, command)
+            self.assertTrue(err.endswith("krctl: can't write to standard output\n"), (command, err))
+
     def test_help_and_version_succeed(self):
         self.assertRegex(self.krctl("--version").out, r"^krctl \d+\.\d+\.\d+\n$")
         for arguments in ([], ["camera"], ["camera", "adopt"], ["doctor"]):

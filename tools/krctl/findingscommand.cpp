@@ -10,6 +10,7 @@
 
 #include <cstdio>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -32,6 +33,18 @@ Json JsonWithTimes(const recorder::Finding& finding) {
     json["last_seen"] = JsonTime(finding.lastTm);
     json["run"] = finding.run == 0 ? Json() : Json(finding.run);
     return json;
+}
+
+// Findings of a camera that was deleted are on record as long as its rows.
+void RequireCameras(const recorder::MediaSelection& selection) {
+    std::set<int> known;
+    for (const auto& [id, name] : ReadCameraNames()) {
+        known.insert(id);
+    }
+    for (const recorder::FindingCount& count : recorder::CountFindings(selection)) {
+        known.insert(count.camId);
+    }
+    RequireKnownCameras(selection, known);
 }
 
 // Returns the number of findings, like PrintFindings.
@@ -71,6 +84,7 @@ long PrintFindings(const recorder::MediaSelection& selection) {
 }
 
 void ShowFindings(const FindingsOptions& options) {
+    RequireCameras(options.media);
     const long count =
         options.asJson ? PrintFindingsAsJson(options.media) : PrintFindings(options.media);
     if (count > 0) {

@@ -64,7 +64,9 @@ int main(int argc, char** argv) {
         app.parse(argc, argv);
         return FlushOutput();
     } catch (const CLI::RuntimeError& error) {
-        return error.get_exit_code(); // the command has printed the reason
+        // The command has printed the reason. Its output may be incomplete.
+        const int status = error.get_exit_code();
+        return FlushOutput() == kExitOk ? status : WorseStatus(kExitFailed, status);
     } catch (const CLI::ParseError& error) {
         return EndParsing(app, error);
     } catch (const UsageError& error) {
