@@ -319,6 +319,17 @@ class Databases(DoctorTest):
         self.assertEqual(found[0][2],
                          "restore it from a backup, or move it away and run krctl init and krctl run")
 
+    def test_a_page_that_could_not_be_read_once_is_no_damage(self):
+        seen = ""
+        for number in range(10, 80, 7):
+            outcome = process.run_traced(
+                self.recorder.command("krctl", "doctor"), "-o", "/dev/null", "-e", "trace=pread64",
+                "-e", f"inject=pread64:error=EIO:when={number}")
+            self.assertNotIn("is damaged", outcome.out)
+            self.assertNotIn("move it away", outcome.out)
+            seen += outcome.out
+        self.assertIn("a page could not be read once", seen)
+
     def damage(self, database, index):
         """Overwrites the root page of an index."""
         (page,), = self.recorder.query(

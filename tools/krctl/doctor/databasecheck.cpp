@@ -42,12 +42,23 @@ Check CheckVersion(Database& database) {
     return Ok(kSubject, found);
 }
 
-// Returns what SQLite's quick_check reports; empty if the database is sound.
-std::string Damage(Database& database) {
+// Returns what SQLite's quick_check reports first; empty if that is nothing.
+std::string FirstReport(Database& database) {
     const DBResult_tag rows = database.Execute("PRAGMA quick_check(1);", {.readOnly = true});
     const std::string answer =
         rows.RowCount() > 0 ? rows.Field(0, 0) : "no result from quick_check";
     return answer == "ok" ? "" : answer;
+}
+
+// Returns the damage; empty if the database is sound. SQLite also reports a page that it could not
+// read, but damage is reported each time. Throws Error if that is unknown.
+std::string Damage(Database& database) {
+    std::string damage = FirstReport(database);
+    if (!damage.empty() && FirstReport(database) != damage) {
+        throw recorder::Error("can't check " + database.Name() +
+                              ": a page could not be read once: " + damage);
+    }
+    return damage;
 }
 
 bool IsMissing(const std::string& path) {
