@@ -12,7 +12,7 @@ import types
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path[:0] = [HERE, os.path.join(HERE, "../scenarios")]
 
-from injection import calls, point, rules  # noqa: E402  pylint: disable=wrong-import-position
+from injection import backuppoint, calls, databases, point, rules  # noqa: E402  pylint: disable=wrong-import-position
 
 # The tool itself makes the folder, because faults apply only to its own calls.
 TOOL = """
@@ -134,6 +134,28 @@ MESSAGES = [
 ]
 
 
+# The three databases after an interrupted restore (before, after or else), whether they are closed, the status of
+# the restore, and the expected problem.
+RESTORES = [
+    ("bbb", False, 1, None),
+    ("aaa", False, 0, None),
+    ("aab", True, 1, None),
+    ("aab", False, 1, "of different times, but open"),
+    ("axb", True, 1, "recording.db is neither as before nor restored"),
+    ("bbb", False, 0, "reported a restore that is not complete"),
+    ("aaa", True, 0, "reported a restore that is not complete"),
+]
+
+# A shell command in a set, and the expected problem.
+SETS = [
+    ("true", None),
+    ("echo >>snapshot.db", "snapshot.db differs from its checksum"),
+    ("rm system.db", "has the files"),
+    ("touch recording.db-wal", "has the files"),
+    ("sed -i '/ set$/d' SHA256SUMS", "has checksums of"),
+]
+
+
 class ScriptedRecorder:
     """A folder with a table in a file, and a tool that does the harm of a case."""
 
@@ -198,6 +220,26 @@ def verdict_on_messages(announced, messages, queued, delivered):
     return point.announcement_problems(undisturbed, rows) + point.delivery_problems(rows)
 
 
+def verdict_on_restore(now, is_closed, status):
+    with tempfile.TemporaryDirectory(prefix="fault-selftest-") as folder:
+        mark = os.path.join(folder, "mark")
+        if is_closed:
+            with open(mark, "wb"):
+                pass
+        recorder = types.SimpleNamespace(databases=lambda: dict(zip(databases.NAMES, now)),
+                                         path=lambda _: mark, krctl="false", krindexer=["false"])
+        undisturbed = types.SimpleNamespace(before=dict.fromkeys(databases.NAMES, "b"),
+                                            after=dict.fromkeys(databases.NAMES, "a"))
+        return backuppoint.problems_of_state(recorder, undisturbed, status)
+
+
+def verdict_on_set(harm):
+    with tempfile.TemporaryDirectory(prefix="fault-selftest-") as folder:
+        make = "for file in system.db recording.db snapshot.db set; do echo $file >$file; done; sha256sum *.db set >SHA256SUMS"
+        calls.run_program(["sh", "-c", f"{{ {make}; }} 2>&1; {harm}"], cwd=folder)
+        return databases.problems_of_set(folder)
+
+
 def main():
     failures, deadline = 0, calls.DEADLINE_S
     for harm, changes, expected in CASES:
@@ -218,7 +260,14 @@ def main():
                                                                     for text in problems):
             print(f"FAILED {given}: expected {expected}, found {problems}")
             failures += 1
-    judged = len(CASES) + len(EXCUSES) + len(MESSAGES)
+    for check, cases in ((verdict_on_restore, RESTORES), (verdict_on_set, SETS)):
+        for *given, expected in cases:
+            problems = check(*given)
+            if bool(problems) != bool(expected) or expected and not any(expected in text
+                                                                        for text in problems):
+                print(f"FAILED {given}: expected {expected}, found {problems}")
+                failures += 1
+    judged = len(CASES) + len(EXCUSES) + len(MESSAGES) + len(RESTORES) + len(SETS)
     print(f"{judged - failures} of {judged} judged correctly")
     return 1 if failures else 0
 

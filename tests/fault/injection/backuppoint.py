@@ -94,7 +94,7 @@ def _problems_of_sets(recorder, undisturbed):
 
 
 def _problems_of_restore(recorder, undisturbed, status):
-    problems = _problems_of_state(recorder, undisturbed, status)
+    problems = problems_of_state(recorder, undisturbed, status)
     problems += _problems_of_sets(recorder, undisturbed)
     if recorder.databases() != undisturbed.before:
         problems += _problems_of_kept(recorder, undisturbed)
@@ -105,7 +105,7 @@ def _problems_of_restore(recorder, undisturbed, status):
     return problems + _left_over(recorder, undisturbed)
 
 
-def _problems_of_state(recorder, undisturbed, status):
+def problems_of_state(recorder, undisturbed, status):
     """Checks that each database is as before or restored, and that no program uses a mixture of them. A damaged
     database is moved away, so it may be missing or empty in between."""
     now, before, after = recorder.databases(), undisturbed.before, undisturbed.after
