@@ -179,6 +179,10 @@ class Recorder:
         """The floor program for this engine."""
         return [str(self.programs / f"floor_{name}_{self.engine}"), *map(str, arguments)]
 
+    def add_settings(self, text):
+        with open(self.package / "etc/kestora.toml", "a", encoding="utf-8") as file:
+            file.write(text)
+
     def add_cameras(self, stores):
         """Adds cameras, on folders that may hold the identities of a previous recorder's cameras."""
         for number, store in enumerate(stores, 1):

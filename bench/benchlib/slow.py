@@ -30,11 +30,12 @@ class Profile:
 
 
 PROFILES = {
-    "hdd": Profile(8000, 4, {"new": 100, "known": 400, "gone": 1000, "new-snapshots": 100}),
-    "raid": Profile(8000, 32, {"new": 100, "known": 400, "gone": 1000, "new-snapshots": 100}),
-    "nas": Profile(1000, 64, {"new": 500, "known": 2000, "gone": 1000, "new-snapshots": 200}),
-    "ssd": Profile(100, 64, {"new": 2000, "known": 10_000, "gone": 1000, "new-snapshots": 200}),
+    "hdd": Profile(8000, 4, {"new": 200, "known": 1000, "gone": 1000, "new-snapshots": 100}),
+    "raid": Profile(8000, 32, {"new": 500, "known": 2000, "gone": 1000, "new-snapshots": 100}),
+    "nas": Profile(1000, 64, {"new": 2000, "known": 10_000, "gone": 1000, "new-snapshots": 200}),
+    "ssd": Profile(100, 64, {"new": 5000, "known": 30_000, "gone": 1000, "new-snapshots": 200}),
 }
+WITHOUT_HELP = "[ahead]\nhelpers = 0\n"
 CASE_NAMES = ("new", "known", "gone", "new-snapshots")
 
 
@@ -122,12 +123,12 @@ def _measure(workshop, name, case, runs, files):
         disk = Disk(workshop.programs, folder, options_of(profile), workshop.work / "statistics")
         in_flight = ["env", f"FLOOR_IN_FLIGHT={profile.depth}", *pair.floor]
         # The tool comes before each floor, because the check of a floor compares with the tool's last rows.
-        tool, serial = _alternate(recorder, disk, pair, pair.floor, runs)
-        again, parallel = _alternate(recorder, disk, pair, in_flight, runs)
-    ours = statistics.median(tool.seconds + again.seconds)
-    result = {"disk": name, "case": case, "files": files, "ours_s": ours,
-              "serial_s": statistics.median(serial.seconds), "in_flight_s": statistics.median(parallel.seconds),
-              "ours": tool.counts, "in_flight": parallel.counts}
+        tool, parallel = _alternate(recorder, disk, pair, in_flight, runs)
+        recorder.add_settings(WITHOUT_HELP)
+        alone, serial = _alternate(recorder, disk, pair, pair.floor, runs)
+    result = {"disk": name, "case": case, "files": files, "ours": tool.counts, "in_flight": parallel.counts,
+              **{f"{key}_s": statistics.median(each.seconds) for key, each in
+                 (("ours", tool), ("alone", alone), ("serial", serial), ("in_flight", parallel))}}
     line = "  ".join(f"{head} {cell}" for head, cell in zip(report.SLOW_HEAD, report.slow_cells(result)))
     print(f"bench: {line}", file=sys.stderr, flush=True)
     return result

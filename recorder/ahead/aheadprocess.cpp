@@ -78,7 +78,7 @@ AheadProcess::AheadProcess(int maxConcurrent) {
     m_process = HelperProcess(id, std::move(ends[0]));
     AheadHello hello = {.version = {}, .maxConcurrent = static_cast<uint32_t>(maxConcurrent)};
     kVersion.copy(hello.version.data(), hello.version.size() - 1);
-    if (!SendWithDescriptor(m_process.Socket(), std::as_bytes(std::span(&hello, 1)),
+    if (!SendWithDescriptor(m_process.Socket(), std::as_writable_bytes(std::span(&hello, 1)),
                             memory.Get())) {
         throw Error(std::string("can't send a message to ") + kName);
     }
@@ -90,10 +90,11 @@ AheadProcess::~AheadProcess() {
 }
 
 bool AheadProcess::TurnTo(int folder) {
-    const AheadFolder message = {.number = ++m_folders};
+    AheadFolder message = {.number = ++m_folders};
     m_page->position.store(1, std::memory_order_relaxed);
     m_page->folder.store(m_folders, std::memory_order_release);
-    return SendWithDescriptor(m_process.Socket(), std::as_bytes(std::span(&message, 1)), folder);
+    return SendWithDescriptor(m_process.Socket(), std::as_writable_bytes(std::span(&message, 1)),
+                              folder);
 }
 
 void AheadProcess::LeaveFolder() noexcept {

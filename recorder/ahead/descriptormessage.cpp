@@ -39,9 +39,9 @@ UniqueFd DescriptorIn(struct msghdr& message) {
 
 } // namespace
 
-bool SendWithDescriptor(int socket, std::span<const std::byte> message, int descriptor) {
+bool SendWithDescriptor(int socket, std::span<std::byte> message, int descriptor) {
     Control control = {};
-    struct iovec part = {const_cast<std::byte*>(message.data()), message.size()};
+    struct iovec part = {message.data(), message.size()};
     struct msghdr sent = MessageOf(part, control);
     struct cmsghdr* const header = CMSG_FIRSTHDR(&sent);
     header->cmsg_level = SOL_SOCKET;

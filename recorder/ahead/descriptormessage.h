@@ -11,8 +11,7 @@ namespace recorder {
 
 // Sends the message and a copy of the descriptor, without waiting. Returns false if the other end
 // is closed or receives nothing at the moment.
-[[nodiscard]] bool SendWithDescriptor(int socket, std::span<const std::byte> message,
-                                      int descriptor);
+[[nodiscard]] bool SendWithDescriptor(int socket, std::span<std::byte> message, int descriptor);
 
 // Waits for a message of exactly this size with a descriptor, which is returned. It is not open if
 // the other end was closed or sent something else.

@@ -296,7 +296,7 @@ TEST_F(AheadHelper, StaysWithinALeadOverTheTool) {
 
     m_process->Page().position.store(300);
 
-    EXPECT_TRUE(HasPrepared(256 + 256));
+    EXPECT_TRUE(HasPrepared(512));
 }
 
 TEST_F(AheadHelper, BeginsAgainIfMoreIsToBeDoneForEachFile) {
@@ -306,7 +306,7 @@ TEST_F(AheadHelper, BeginsAgainIfMoreIsToBeDoneForEachFile) {
 
     m_process->Page().work.store(recorder::AHEAD_HEADERS);
 
-    EXPECT_TRUE(HasPrepared(2 * 49));
+    EXPECT_TRUE(HasPrepared(98));
 }
 
 TEST_F(AheadHelper, ReadsTheHeadersOfRecordingsOnlyIfTheToolReadsThem) {
@@ -333,7 +333,7 @@ TEST_F(AheadHelper, TurnsToTheNextFolder) {
 
     ASSERT_TRUE(m_process->TurnTo(m_folder.Get()));
 
-    EXPECT_TRUE(HasPrepared(2 * 49));
+    EXPECT_TRUE(HasPrepared(98));
 }
 
 TEST_F(AheadHelper, ThatWasKilledHasEnded) {
