@@ -26,8 +26,8 @@ struct FolderBackup {
 
 // Takes a backup to each folder, an absolute path, and removes the sets of this recorder there
 // except the newest `keep`. A folder that fails does not prevent the others. Throws Error if no
-// backup can be started: the databases are not SQLite's or half restored, or another backup is in
-// progress.
+// backup can be started: the databases are not SQLite's or half restored, or another backup or
+// a restore is in progress.
 [[nodiscard]] std::vector<FolderBackup> BackUp(const std::vector<std::string>& folders,
                                                std::size_t keep, BackupWhen when);
 

@@ -30,7 +30,7 @@ UniqueFd LockBackups() {
         }
         std::this_thread::sleep_for(kPause);
     }
-    throw Busy("another backup is in progress");
+    throw Busy("another backup or a restore is in progress");
 }
 
 bool IsBackupInProgress() {

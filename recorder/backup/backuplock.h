@@ -1,4 +1,4 @@
-// The lock of the process that takes or removes backup sets.
+// The lock of the process that takes or removes backup sets, or restores one.
 
 #pragma once
 

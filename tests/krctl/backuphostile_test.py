@@ -435,7 +435,7 @@ class Beside(BackupCase):
         made = self.back_up()
         running = self.stopped("backup", "--to", BACKUPS, until="backups/.kestora-backup-*.tmp/recording.db")
         before = self.contents()
-        self.assertIn("another backup is in progress", self.krctl("restore", made, status=RUN_IN_PROGRESS).err)
+        self.assertIn("another backup or a restore is in progress", self.krctl("restore", made, status=RUN_IN_PROGRESS).err)
         self.assertEqual(self.contents(), before)
         self.ends(running)
 
