@@ -5,17 +5,23 @@
 #include "recorder/ahead/habit.h"
 #include "recorder/ahead/waitmeter.h"
 #include "recorder/settings/settings.h"
+#include "recorder/support/deadline.h"
+#include "recorder/support/error.h"
 #include "recorder/support/medianames.h"
 #include "recorder/support/processors.h"
+#include "recorder/support/program.h"
 #include "recorder/support/temporaryfile.h"
 #include "recorder/support/uninterrupted.h"
 #include "recorder/support/uniquefd.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <exception>
 #include <optional>
+#include <string>
+#include <thread>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -50,6 +56,9 @@ void RemoveUnclaimedThumbnails(int pictures) {
         RemoveLeftTemporaries(thumbnails.Get());
     }
 }
+
+constexpr std::chrono::seconds kTimeToTry{10};
+constexpr std::chrono::milliseconds kTryEvery{2};
 
 class Ahead {
 public:
@@ -275,6 +284,28 @@ bool AheadMadeThumbnail(const std::string& folderPath, const std::string& name) 
 
 void EndWorkAhead() noexcept {
     Ahead::OfThisProcess().End();
+}
+
+void RequireWorkAhead() {
+    if (GetSettings().ahead.helpers == 0) {
+        return;
+    }
+    const std::string path = ProgramFolder(); // which has several files
+    const UniqueFd folder(
+        Uninterrupted([&] { return open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
+    if (!folder.IsOpen()) {
+        throw SystemError("open folder " + path);
+    }
+    AheadProcess process(1);
+    const Deadline deadline = Deadline::In(kTimeToTry);
+    bool isWorking = process.TurnTo(folder.Get());
+    while (isWorking && process.Page().files.load(std::memory_order_relaxed) == 0) {
+        std::this_thread::sleep_for(kTryEvery);
+        isWorking = !process.HasEnded() && !deadline.IsOver();
+    }
+    if (!isWorking) {
+        throw Error("the program krahead ended or did not respond");
+    }
 }
 
 } // namespace recorder

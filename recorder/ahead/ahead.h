@@ -34,4 +34,9 @@ void AheadReadsHeaders() noexcept;
 // Ends krahead, if it runs. For the end of a run.
 void EndWorkAhead() noexcept;
 
+// Starts krahead in the folder of the programs and waits until it has examined a file. Does
+// nothing if the settings allow no helpers. Throws Error if krahead can't be started or doesn't
+// work.
+void RequireWorkAhead();
+
 } // namespace recorder

@@ -475,6 +475,22 @@ class Modules(DoctorTest):
                 ("the recorder's module thumbnails is missing",
                  f"{folder}/kestora-thumbnails.so", "snapshots without thumbnails"))])
 
+    def test_that_only_make_runs_quicker_are_a_warning(self):
+        helper = f"{self.recorder.bin_dir}/krahead"
+        ends = self.recorder.file("krahead", "#!/bin/sh\nexit 1\n", mode=0o755)
+        for mounted, message in (("/dev/null", "the program krahead is missing; expected "),
+                                 (ends, "the program krahead ended or did not respond")):
+            with self.subTest(mounted=mounted):
+                (found,) = self.diagnosis("sh", "-c", f'mount --bind "{mounted}" "{helper}" && exec "$0" "$@"')["modules"]
+                self.assertEqual((found[0], found[2]), (
+                    "warning", "reinstall the package: a run would wait longer for slow disks"))
+                self.assertIn(message, found[1])
+
+    def test_that_are_not_wanted_are_not_tried(self):
+        self.recorder.settings("[ahead]\nhelpers = 0\n")
+        found = self.diagnosis("sh", "-c", f'mount --bind /dev/null "{self.recorder.bin_dir}/krahead" && exec "$0" "$@"')
+        self.assertEqual([check[0] for check in found["modules"]], ["ok"])
+
     def test_of_another_version_are_a_problem(self):
         other = self.recorder.file("krcontainers", "#!/bin/sh\nprintf 0.0.1 >&0\n", mode=0o755)
 

@@ -1,3 +1,4 @@
+#include "recorder/ahead/ahead.h"
 #include "recorder/container/librarycontainer.h"
 #include "recorder/module/module.h"
 #include "recorder/support/error.h"
@@ -35,6 +36,12 @@ Checks CheckModules() {
                 "reinstall the package before the next run: " + std::string(module.consequence) +
                     ", and later runs would not repair these"));
         }
+    }
+    try {
+        recorder::RequireWorkAhead();
+    } catch (const recorder::Error& error) {
+        checks.push_back(Warning(kSubject, error.what(),
+                                 "reinstall the package: a run would wait longer for slow disks"));
     }
     if (checks.empty()) {
         checks.push_back(Ok(kSubject, "all modules that a run may need can be loaded"));
