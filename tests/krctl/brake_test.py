@@ -95,6 +95,17 @@ class Brake(BrakeTest):
         self.assertIn("REFUSED: snapshots: 1 of 1 snapshots would be removed, more than 0",
                       outcome.out)
 
+    def test_without_a_plan_no_run_is_started(self):
+        self.indexed_recordings()
+        planner = self.recorder.file("krplan", mode=0o755, content="#!/bin/sh\n"
+                                     "printf 'no-plan\\t\\t0\\tout of luck\\t0\\t0\\nend\\t\\t0\\t\\t1\\t0\\n'; exit 75\n")
+        sandbox, root, *command = self.recorder.command("krctl", "run", "--max-removed", "2")
+        outcome = process.run([sandbox, root, "sh", "-c", 'mount --bind "$0" "$1" && shift && exec "$@"', planner,
+                               f"{self.recorder.bin_dir}/krplan", *command])
+        self.assertEqual((outcome.status, outcome.out), (75, ""), outcome)
+        self.assertEqual(outcome.err, "krctl: no plan, so nothing was changed: out of luck\n")
+        self.assertEqual(len(self.krctl("runs", "--json").json()["runs"]), 1)
+
     def test_lets_rows_through_up_to_the_limit(self):
         self.remove(self.indexed_recordings()[:3])
         for limit in ("3", "60%"):
