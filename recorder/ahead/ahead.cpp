@@ -71,6 +71,9 @@ public:
     void LeaveFolder();
     void ReadHeaders() { m_headers.Note(); }
     [[nodiscard]] AheadThumbnail* MakeThumbnail(const std::string& name);
+    [[nodiscard]] int PreparedAtOnce() const {
+        return m_process ? static_cast<int>(m_process->Page().concurrent.load()) : 0;
+    }
     void End() { m_process.reset(); }
 
 private:
@@ -280,6 +283,10 @@ bool AheadMadeThumbnail(const std::string& folderPath, const std::string& name) 
     made->state.store(isPublished ? AheadThumbnailState::Claimed : AheadThumbnailState::Refused,
                       std::memory_order_release);
     return isPublished;
+}
+
+int FilesPreparedAtOnce() noexcept {
+    return Ahead::OfThisProcess().PreparedAtOnce();
 }
 
 void EndWorkAhead() noexcept {

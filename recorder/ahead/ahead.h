@@ -31,6 +31,9 @@ void AheadReadsHeaders() noexcept;
 // has its name then.
 [[nodiscard]] bool AheadMadeThumbnail(const std::string& folderPath, const std::string& name);
 
+// How many files krahead has prepared at the same time since it was started; 0 if it doesn't run.
+[[nodiscard]] int FilesPreparedAtOnce() noexcept;
+
 // Ends krahead, if it runs. For the end of a run.
 void EndWorkAhead() noexcept;
 

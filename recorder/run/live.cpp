@@ -38,7 +38,8 @@ std::optional<Record> Parse(const std::string& text) {
     long first = 0;
     long last = 0;
     read(first, live.run, live.pid, live.startTm, live.progress, live.kind, live.camId, live.known,
-         live.partFiles, live.files, live.failures, live.refusals, record.hasMark, last);
+         live.partFiles, live.files, live.failures, live.refusals, live.ahead, record.hasMark,
+         last);
     if (!in || first != last) {
         return std::nullopt;
     }

@@ -21,6 +21,7 @@ struct LiveRun {
     long files = 0;        // files that the whole run has visited
     long failures = 0;     // until now
     long refusals = 0;     // until now
+    int ahead = 0;         // files that helpers prepare at the same time; 0 = no helpers
 };
 
 constexpr std::size_t kMaxLiveRunBytes = 512; // within one block, so that one write stores it

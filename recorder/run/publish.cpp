@@ -17,13 +17,13 @@ long NextEdition() {
 
 std::string TextOf(const LiveRun& live, bool canShowRun) {
     const long edition = NextEdition();
-    std::string text =
-        Format("edition %ld\nrun %ld\npid %d\nstart %ld\nprogress %.17g\nkind %s\ncamera %d\n"
-               "known %ld\npart_files %ld\nfiles %ld\nfailures %ld\nrefusals %ld\nmark %d\n"
-               "edition %ld\n",
-               edition, live.run, live.pid, live.startTm, live.progress,
-               live.kind.empty() ? "-" : live.kind.c_str(), live.camId, live.known, live.partFiles,
-               live.files, live.failures, live.refusals, canShowRun ? 1 : 0, edition);
+    std::string text = Format(
+        "edition %ld\nrun %ld\npid %d\nstart %ld\nprogress %.17g\nkind %s\ncamera %d\n"
+        "known %ld\npart_files %ld\nfiles %ld\nfailures %ld\nrefusals %ld\nahead %d\nmark %d\n"
+        "edition %ld\n",
+        edition, live.run, live.pid, live.startTm, live.progress,
+        live.kind.empty() ? "-" : live.kind.c_str(), live.camId, live.known, live.partFiles,
+        live.files, live.failures, live.refusals, live.ahead, canShowRun ? 1 : 0, edition);
     text.resize(kMaxLiveRunBytes, '\n');
     return text;
 }

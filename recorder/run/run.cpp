@@ -104,6 +104,7 @@ void Publish() {
     live.files = run.files;
     live.failures = FailuresOf(run);
     live.refusals = run.refusals;
+    live.ahead = FilesPreparedAtOnce();
     if (run.part) {
         const RunPart& part = run.part->record;
         live.kind = part.kind;

@@ -32,6 +32,9 @@ FAULTS = (("recvmsg", "error=EIO", 3), ("openat", "error=EIO", 20), ("openat", "
 SLOWLY = ("strace", "-qq", "-o", "/dev/null", "-e", "trace=newfstatat", "-e", "inject=newfstatat:delay_enter=1000")
 
 
+TRACEABLE = {**os.environ, "ASAN_OPTIONS": "detect_leaks=0"}  # LeakSanitizer traces, too
+
+
 class AheadTest(KrctlTest):
     def setUp(self):
         super().setUp()
@@ -72,7 +75,7 @@ class AheadTest(KrctlTest):
 
     def run_tool(self, *wrapper):
         """Runs the tool from a folder of programs of the test's own."""
-        done = process.run(self.command(*wrapper))
+        done = process.run(self.command(*wrapper), env=TRACEABLE)
         self.assertEqual((done.status, done.out, done.err), (0, "", ""))
         return self.result()
 
@@ -203,7 +206,7 @@ class Leftovers(AheadTest):
         self.recorder.settings(HELPERS.format(8))
         self.replace_helper("exec strace -D -f -qq -o /dev/null -e trace=fsync "
                             "-e inject=fsync:signal=STOP:when=5 krahead")
-        run = process.start(self.command())
+        run = process.start(self.command(), env=TRACEABLE)
         self.addCleanup(process.end, run)
         process.until(lambda: self.temporaries(), "no thumbnail is made ahead")
         os.kill(self.tool_under(run.pid), signal.SIGKILL)
@@ -248,7 +251,7 @@ class Race(AheadTest):
         swapper = threading.Thread(target=swap)
         swapper.start()
         try:
-            done = process.run(self.command())
+            done = process.run(self.command(), env=TRACEABLE)
         finally:
             stop.set()
             swapper.join()

@@ -28,6 +28,16 @@ TEST(LiveLine, ShowsEverythingIfThereIsRoom) {
               "recordings of camera 3 Front  12345 files  +2 -1  1234/s  25%  30.0 s left");
 }
 
+TEST(LiveLine, ShowsHowManyFilesAreBeingPrepared) {
+    LiveView view = View();
+    view.live.ahead = 32;
+
+    EXPECT_EQ(
+        LiveLine(view, Names(), 200),
+        "recordings of camera 3 Front  12345 files  +2 -1  1234/s  32 ahead  25%  30.0 s left");
+    EXPECT_EQ(LiveLine(view, Names(), 80), LiveLine(View(), Names(), 80));
+}
+
 TEST(LiveLine, OmitsTheRateFirst) {
     EXPECT_EQ(LiveLine(View(), Names(), 70),
               "recordings of camera 3 Front  12345 files  +2 -1  25%  30.0 s left");

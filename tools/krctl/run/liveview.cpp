@@ -93,7 +93,10 @@ std::string LiveLine(const LiveView& view, const CameraNames& names, std::size_t
     const std::string rows = recorder::Format("+%ld -%ld", view.totals.added, view.totals.removed);
     const std::string percent = recorder::Format("%.0f%%", view.fraction * kPercent);
     const std::string left = TimeLeft(view);
-    for (const auto& texts : {std::vector{part, files, rows, Rate(view), percent, left},
+    const std::string ahead =
+        view.live.ahead == 0 ? "" : std::to_string(view.live.ahead) + " ahead";
+    for (const auto& texts : {std::vector{part, files, rows, Rate(view), ahead, percent, left},
+                              std::vector{part, files, rows, Rate(view), percent, left},
                               std::vector{part, files, rows, percent, left}}) {
         std::string line = Joined(texts);
         if (DisplayWidth(line) <= columns) {

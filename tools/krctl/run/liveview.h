@@ -35,9 +35,9 @@ struct LiveView {
     double elapsedS = 0.0;
 };
 
-// "recordings of camera 3 Front  12345 files  +2 -1  4100/s  45%  0:32 left". If that is wider than
-// `columns` characters, the least important texts are omitted. The remaining time is shown only
-// once it can be estimated.
+// "recordings of camera 3 Front  12345 files  +2 -1  4100/s  32 ahead  45%  0:32 left", where
+// helpers prepare 32 files at the same time. If that is wider than `columns` characters, the least
+// important texts are omitted. The remaining time is shown only once it can be estimated.
 [[nodiscard]] std::string LiveLine(const LiveView& view, const CameraNames& names,
                                    std::size_t columns);
 
