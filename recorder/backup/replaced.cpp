@@ -26,6 +26,16 @@ constexpr mode_t kFolderMode = 0750;
 
 enum class State { Sound, Damaged, Missing };
 
+bool SeemsDamaged(KRDB::DB_INSTANCE instance) {
+    try {
+        SqliteDatabase database = OpenExisting(instance);
+        RequireIntegrity(database);
+        return false;
+    } catch (const DamagedDatabase&) {
+        return true;
+    }
+}
+
 // Throws Error where the state could not be determined.
 State StateOf(KRDB::DB_INSTANCE instance) {
     const std::string path = DatabasePath(instance);
@@ -36,13 +46,12 @@ State StateOf(KRDB::DB_INSTANCE instance) {
     if (presence == Presence::No) {
         return State::Missing;
     }
-    try {
-        SqliteDatabase database = OpenExisting(instance);
-        RequireIntegrity(database);
-        return State::Sound;
-    } catch (const DamagedDatabase&) {
-        return State::Damaged;
+    const bool isDamaged = SeemsDamaged(instance);
+    // SQLite may report a failed read as damage, but damage is found each time.
+    if (isDamaged && !SeemsDamaged(instance)) {
+        throw Error("can't check " + path + ": it was found damaged, then sound");
     }
+    return isDamaged ? State::Damaged : State::Sound;
 }
 
 using States = std::array<State, kDatabaseInstances.size()>;
