@@ -83,7 +83,7 @@ def options_of(profile):
     return [f"--lookup-us={profile.access_us}", f"--read-us={profile.access_us}", f"--depth={profile.depth}"]
 
 
-class _Media(Workshop):
+class MediaWorkshop(Workshop):
     """A workshop that remembers the one folder with the media of a case."""
 
     media_folder = None
@@ -108,7 +108,7 @@ def measure_all(work, programs, profiles, cases, runs, files=None):
         for case in cases:
             folder = work / f"{name}-{case}"
             folder.mkdir()
-            with _Media(folder, programs, 1) as workshop:
+            with MediaWorkshop(folder, programs, 1) as workshop:
                 results.append(_measure(workshop, name, case, runs, files or PROFILES[name].files[case]))
             shutil.rmtree(folder)
     return results

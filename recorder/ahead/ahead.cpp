@@ -125,7 +125,7 @@ void Ahead::ReachFile(int folder) {
 void Ahead::EnterFolder(int folder) {
     m_folder = folder;
     m_position = 1;
-    m_meter.Restart(); // the time before the first file is not that of a file
+    m_meter.Resume(); // the time before the first file is not that of a file
     if (m_process && !m_process->TurnTo(m_folder)) {
         m_process.reset();
         ++m_unexpectedEnds;
@@ -136,6 +136,10 @@ void Ahead::EnterFolder(int folder) {
 }
 
 void Ahead::LeaveFolder() {
+    if (m_folder < 0) {
+        return; // it had no files
+    }
+    m_meter.Pause();
     if (m_mayHaveThumbnails) {
         m_process.reset();
         RemoveUnclaimedThumbnails(m_folder);

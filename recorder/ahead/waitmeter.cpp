@@ -1,6 +1,7 @@
 #include "recorder/ahead/waitmeter.h"
 
 #include <ctime>
+#include <utility>
 
 #include <sys/resource.h>
 #include <sys/time.h>
@@ -52,23 +53,26 @@ WaitMeter::Counters WaitMeter::Now() {
     return {CoarseNs(), Nanoseconds(usage.ru_utime) + Nanoseconds(usage.ru_stime), usage.ru_nvcsw};
 }
 
-std::optional<WaitSample> WaitMeter::CountFile() {
-    ++m_files;
-    if (CoarseNs() - m_start.wallNs < kSampleNs) {
-        return std::nullopt;
-    }
-    const Counters start = m_start;
-    const int64_t files = m_files;
-    Restart();
-    return WaitSample{.wallNs = m_start.wallNs - start.wallNs,
-                      .cpuNs = m_start.cpuNs - start.cpuNs,
-                      .waits = m_start.waits - start.waits,
-                      .files = files};
+void WaitMeter::Resume() {
+    m_resumed = Now();
 }
 
-void WaitMeter::Restart() {
-    m_start = Now();
-    m_files = 0;
+void WaitMeter::Pause() {
+    const Counters now = Now();
+    m_sample += {.wallNs = now.wallNs - m_resumed.wallNs,
+                 .cpuNs = now.cpuNs - m_resumed.cpuNs,
+                 .waits = now.waits - m_resumed.waits,
+                 .files = 0};
+}
+
+std::optional<WaitSample> WaitMeter::CountFile() {
+    ++m_sample.files;
+    if (m_sample.wallNs + CoarseNs() - m_resumed.wallNs < kSampleNs) {
+        return std::nullopt;
+    }
+    Pause();
+    Resume();
+    return std::exchange(m_sample, {});
 }
 
 } // namespace recorder

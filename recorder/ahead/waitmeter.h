@@ -25,13 +25,14 @@ struct WaitSample {
 
 class WaitMeter {
 public:
-    // Counts one file of the calling thread, which must be the same for all calls. Returns a sample
-    // when at least 20 ms have passed since the previous one; its cost, a system call, doesn't
-    // count then.
-    [[nodiscard]] std::optional<WaitSample> CountFile();
+    // The time between Pause and Resume is in no sample. Both, and CountFile, must be called by the
+    // same thread; a new meter is paused.
+    void Pause();
+    void Resume();
 
-    // Begins the next sample now. The time before it is in no sample.
-    void Restart();
+    // Counts one file. Returns a sample when at least 20 ms have passed since the previous one;
+    // only then does the call cost more than reading a coarse clock.
+    [[nodiscard]] std::optional<WaitSample> CountFile();
 
 private:
     struct Counters {
@@ -42,8 +43,8 @@ private:
 
     [[nodiscard]] static Counters Now();
 
-    Counters m_start;
-    int64_t m_files = 0;
+    Counters m_resumed;
+    WaitSample m_sample; // until m_resumed, with all files
 };
 
 } // namespace recorder

@@ -14,13 +14,17 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path.append(os.path.join(HERE, "../../bench"))
 
 # pylint: disable=wrong-import-position
-from benchlib import slow  # noqa: E402
+from benchlib import measure, slow  # noqa: E402
+from benchlib.cases import CASES  # noqa: E402
+from benchlib.workshop import Workshop  # noqa: E402
 
 USAGE_STATUS = 64
 DEPTH = 64
 ACCESS_US = {4: 20_000, DEPTH: 500_000}  # by depth: so long that all readers of a busy machine meet
 FILES = 4 * DEPTH
 ATTEMPTS = 4
+WARM_FILES = 20_000  # some samples of 20 ms
+TRACEABLE = {**os.environ, "ASAN_OPTIONS": "detect_leaks=0"}  # LeakSanitizer traces, too
 
 
 class SlowDisk(unittest.TestCase):
@@ -148,6 +152,50 @@ class SlowDisk(unittest.TestCase):
         done = self.run_program(str(self.work / "missing"))
         self.assertEqual(done.returncode, 1)
         self.assertIn(f"can't open the folder {self.work}/missing: No such file or directory", done.stderr)
+
+
+class WorkAhead(unittest.TestCase):
+    """Helpers work ahead of a run that waits for its disk, and of no other."""
+
+    def setUp(self):
+        self.bin_dir = SlowDisk.bin_dir
+        self.work = Path(self.enterContext(tempfile.TemporaryDirectory(prefix="slow-test-")))
+
+    def deepest_of_run(self, case, settings):
+        """Returns the number of requests that the disk had at once, at most, during a run of the tool."""
+        problem = slow.why_not(self.bin_dir)
+        if problem:
+            self.skipTest(problem)
+        work = Path(tempfile.mkdtemp(dir=self.work))
+        with slow.MediaWorkshop(work, self.bin_dir, 1) as workshop, workshop.recorder("sqlite") as recorder:
+            pair = CASES[case].prepare(recorder, workshop, FILES)
+            recorder.add_settings(settings)
+            disk = slow.Disk(self.bin_dir, workshop.media_folder, slow.options_of(slow.Profile(2000, DEPTH, {})),
+                             work / "statistics")
+            pair.before()
+            with disk.mounted():
+                _, _, out = measure.run_once(recorder, pair.ours)
+            pair.check_ours(out)
+            return disk.counts["deepest"]
+
+    def test_a_run_that_waits_gets_helpers(self):
+        for case in ("known", "new-small"):
+            with self.subTest(case):
+                self.assertEqual(self.deepest_of_run(case, slow.WITHOUT_HELP), 1)
+                self.assertGreaterEqual(self.deepest_of_run(case, ""), 4)
+
+    def test_a_run_that_does_not_wait_gets_none(self):
+        trace = self.work / "trace"
+        for case in ("known", "new-small"):
+            work = Path(tempfile.mkdtemp(dir=self.work))
+            with (self.subTest(case), Workshop(work, self.bin_dir, 1) as workshop,
+                  workshop.recorder("sqlite") as recorder):
+                pair = CASES[case].prepare(recorder, workshop, WARM_FILES)
+                pair.before()
+                subprocess.run(recorder.inside("strace", "-f", "-qq", "--seccomp-bpf", "-e", "trace=execve", "-o",
+                                               trace, *pair.ours), check=True, env=TRACEABLE)
+                self.assertIn("krindexer", trace.read_text(encoding="utf-8"))
+                self.assertNotIn("krahead", trace.read_text(encoding="utf-8"))
 
 
 if __name__ == "__main__":

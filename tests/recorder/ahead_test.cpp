@@ -109,7 +109,7 @@ TEST(WaitSample, IsWaitingIfFilesAndTimeAreMostlyWaitedFor) {
 
 TEST(WaitMeter, FindsOutThatAThreadWaits) {
     WaitMeter meter;
-    meter.Restart();
+    meter.Resume();
     std::optional<WaitSample> sample;
     while (!sample) {
         std::this_thread::sleep_for(milliseconds(2));
@@ -123,7 +123,7 @@ TEST(WaitMeter, FindsOutThatAThreadWaits) {
 
 TEST(WaitMeter, FindsOutThatAThreadComputes) {
     WaitMeter meter;
-    meter.Restart();
+    meter.Resume();
     std::optional<WaitSample> sample;
     while (!sample) {
         sample = meter.CountFile();
@@ -193,6 +193,26 @@ TEST(Concurrency, FindsOutThatNothingWaits) {
         concurrency.Note(DiskRequest::Status, milliseconds(1));
     }
     EXPECT_FALSE(concurrency.IsIdle());
+}
+
+TEST(WaitMeter, AddsUpShortSpansAndLeavesOutWhatIsBetweenThem) {
+    WaitMeter meter;
+    std::optional<WaitSample> sample;
+    int64_t spans = 0;
+    while (!sample) {
+        meter.Resume();
+        std::this_thread::sleep_for(milliseconds(5));
+        sample = meter.CountFile();
+        if (!sample) {
+            meter.Pause();
+            ++spans;
+            std::this_thread::sleep_for(milliseconds(20));
+        }
+    }
+
+    EXPECT_EQ(sample->files, spans + 1);
+    EXPECT_GT(spans, 0);
+    EXPECT_LE(sample->waits, sample->files + spans / 2) << "those between the spans are left out";
 }
 
 class AheadFolder : public contract::ContractTest {
