@@ -5,7 +5,7 @@ import tomllib
 
 SOURCE = "recorder/settings/settings.cpp"
 HEADER = "recorder/settings/settings.h"
-READERS = "Integer|Size|Flag|Text|AbsolutePaths?|RequiredInteger|Sections"
+READERS = "Integer|IntegerOrWord|Size|Flag|Text|AbsolutePaths?|RequiredInteger|Sections"
 
 
 class Key:
@@ -74,6 +74,8 @@ class _Source:
             if call[2] in ("Integer", "Size", "RequiredInteger"):
                 defaults = [] if call[2] == "RequiredInteger" else self.default(arguments[1])
                 yield Key(full, self.value(arguments[-2]), self.value(arguments[-1]), defaults)
+            elif call[2] == "IntegerOrWord":
+                yield Key(full, self.value(arguments[-2]), self.value(arguments[-1]))
             else:
                 yield Key(full)
         for other in re.findall(r"(Read\w+)\(section\)", body):
