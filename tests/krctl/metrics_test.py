@@ -3,6 +3,7 @@
 import os
 import re
 import stat
+import time
 
 from support import process
 from run_test import RunTest
@@ -40,6 +41,22 @@ class Metrics(RunTest):
         self.assertEqual(samples["part_files", front], 1)
         self.assertEqual(samples["last_run_failures", ""], 0)
         self.assertGreater(samples["last_run_end_timestamp_seconds", ""], 1.7e9)
+
+    def test_have_the_backups_of_each_folder_that_can_be_listed(self):
+        folders = [self.recorder.inside(name) for name in ("backup", "other", "missing")]
+        os.mkdir(self.recorder.path("backup"), 0o750)
+        os.mkdir(self.recorder.path("other"), 0o750)
+        self.recorder.settings(f"[backup]\nfolder = {folders}\n")
+        before = time.time()
+        self.krctl("backup", "--to", folders[0])
+
+        samples = self.samples(self.krctl("metrics").out)
+
+        self.assertEqual({key[1]: value for key, value in samples.items() if key[0] == "backup_sets"},
+                         {f'folder="{folders[0]}"': 1, f'folder="{folders[1]}"': 0})
+        taken = {key[1]: value for key, value in samples.items() if key[0] == "last_backup_timestamp_seconds"}
+        self.assertEqual(list(taken), [f'folder="{folders[0]}"'])
+        self.assertGreaterEqual(taken[f'folder="{folders[0]}"'], int(before))
 
     def test_count_refusals(self):
         self.lose_volume()

@@ -1,8 +1,11 @@
 #include "tools/krctl/commands.h"
 
+#include "recorder/backup/backupset.h"
 #include "recorder/finding/finding.h"
 #include "recorder/run/live.h"
 #include "recorder/run/runlist.h"
+#include "recorder/settings/settings.h"
+#include "recorder/support/error.h"
 #include "recorder/support/format.h"
 #include "tools/common/json.h"
 #include "tools/common/outputfile.h"
@@ -139,8 +142,33 @@ std::string FindingsText() {
     return text;
 }
 
+// A folder whose sets can't be listed has no sample.
+std::string BackupsText() {
+    const recorder::Settings& settings = recorder::GetSettings();
+    if (settings.database.postgres || settings.backup.folders.empty()) {
+        return "";
+    }
+    std::string sets = Help("backup_sets", "Backup sets of this recorder in the folder.");
+    std::string newest = Help("last_backup_timestamp_seconds", "When the newest set was taken.");
+    for (const std::string& folder : settings.backup.folders) {
+        const std::string label = "folder=\"" + Escaped(folder) + "\"";
+        try {
+            const recorder::BackupSets found = recorder::ListBackupSets(folder);
+            sets += Sample("backup_sets", label, static_cast<double>(found.sets.size()));
+            if (!found.sets.empty()) {
+                newest += Sample("last_backup_timestamp_seconds", label,
+                                 static_cast<double>(found.sets.front().takenTm));
+            }
+        } catch (const recorder::Error&) {
+            continue; // krctl doctor has the reason
+        }
+    }
+    return sets + newest;
+}
+
 std::string MetricsText() {
-    std::string text = RunningText(recorder::FindRunInProgress().answer) + FindingsText();
+    std::string text =
+        RunningText(recorder::FindRunInProgress().answer) + FindingsText() + BackupsText();
     if (const std::optional<recorder::RunRecord> run = recorder::NewestEndedRun()) {
         text += RunText(*run) + PartsText(PartsOf(ViewOf(*run)));
     }
