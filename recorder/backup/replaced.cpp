@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <filesystem>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -151,6 +152,32 @@ void MoveDamaged(const Replaced& replaced) {
             }
         }
     }
+}
+
+KeptByRestores FindKeptByRestores() {
+    namespace fs = std::filesystem;
+    KeptByRestores kept;
+    if (!fs::exists(fs::symlink_status(kReplacedDir))) {
+        return kept;
+    }
+    try {
+        for (const fs::directory_entry& entry : fs::recursive_directory_iterator(kReplacedDir)) {
+            struct stat64 st = {};
+            if (lstat64(entry.path().c_str(), &st) != 0) {
+                throw SystemError("examine " + entry.path().string());
+            }
+            const bool isFolder = S_ISDIR(st.st_mode);
+            kept.bytes += isFolder ? 0 : st.st_size;
+            if (isFolder && entry.path().parent_path() == kReplacedDir) {
+                kept.oldestTm = kept.folders == 0 ? st.st_mtim.tv_sec
+                                                  : std::min(kept.oldestTm, st.st_mtim.tv_sec);
+                ++kept.folders;
+            }
+        }
+    } catch (const fs::filesystem_error& error) {
+        throw Error(std::string("list ") + kReplacedDir + ": " + error.code().message());
+    }
+    return kept;
 }
 
 } // namespace recorder

@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -26,5 +27,15 @@ void MoveDamaged(const Replaced& replaced);
 // `folder` if that is not empty. What they hold now is partly that and partly the set, so only
 // damaged ones are kept.
 [[nodiscard]] Replaced KeepDamagedDatabases(const std::string& folder);
+
+// What restores have kept in var/db/replaced.
+struct KeptByRestores {
+    int folders = 0;
+    int64_t bytes = 0;
+    int64_t oldestTm = 0; // when the oldest folder was made or changed, seconds since the epoch
+};
+
+// Throws Error if it can't be determined.
+[[nodiscard]] KeptByRestores FindKeptByRestores();
 
 } // namespace recorder

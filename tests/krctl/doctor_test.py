@@ -458,6 +458,24 @@ class Space(DoctorTest):
         self.assertRegex(outcome.out, rf"warning +space +{log} has 0 MiB free")
 
 
+class KeptByRestores(DoctorTest):
+    def found(self):
+        return [check for check in self.diagnosis()["backup"] if "restores have kept" in check[1]]
+
+    def test_are_named_with_their_size_and_age(self):
+        self.assertEqual(self.found(), [])
+        folder = os.path.dirname(self.recorder.path("var/db/replaced/one/system.db"))
+        self.recorder.file("var/db/replaced/one/system.db", bytes(3 * 1024 * 1024))
+        ((health, message, _),) = self.found()
+        self.assertEqual(health, "ok")
+        self.assertIn("1 folder in /var/packages/Kestora/var/db/replaced, 3.0 MiB, the oldest of ", message)
+
+        os.utime(folder, (1394590500, 1394590500))
+        ((health, _, remedy),) = self.found()
+        self.assertEqual((health, remedy), (
+            "warning", "if the restored databases are in order, remove the old folders there"))
+
+
 class Modules(DoctorTest):
     def test_that_are_missing_are_problems(self):
         bin_dir = self.recorder.bin_dir

@@ -1,6 +1,8 @@
 #include "recorder/backup/backupjob.h"
+#include "recorder/backup/replaced.h"
 #include "recorder/settings/settings.h"
 #include "recorder/support/error.h"
+#include "recorder/support/format.h"
 #include "recorder/support/paths.h"
 #include "tools/common/texts.h"
 #include "tools/krctl/doctor/check.h"
@@ -17,7 +19,9 @@ namespace {
 constexpr const char* kSubject = "backup";
 constexpr const char* kTakeOne = "run krctl backup";
 constexpr int64_t kMaxAgeDays = 14;
+constexpr int64_t kMaxKeptDays = 30;
 constexpr int64_t kSecondsPerDay = 86400;
+constexpr double kBytesPerMib = 1024.0 * 1024.0;
 
 bool IsBesideDatabases(const std::string& folder) {
     struct stat64 one = {};
@@ -62,6 +66,24 @@ Checks CheckFolder(const std::string& folder) {
     return checks;
 }
 
+// Nothing removes what restores keep: only an operator knows when it is no longer needed.
+Checks CheckKeptByRestores() {
+    const recorder::KeptByRestores kept = recorder::FindKeptByRestores();
+    if (kept.folders == 0) {
+        return {};
+    }
+    const std::string message =
+        "restores have kept the databases that they replaced: " + Counted(kept.folders, "folder") +
+        " in " + recorder::kReplacedDir + ", " +
+        recorder::Format("%.1f MiB", static_cast<double>(kept.bytes) / kBytesPerMib) +
+        ", the oldest of " + TimeText(kept.oldestTm);
+    if (std::time(nullptr) - kept.oldestTm <= kMaxKeptDays * kSecondsPerDay) {
+        return {Ok(kSubject, message)};
+    }
+    return {Warning(kSubject, message,
+                    "if the restored databases are in order, remove the old folders there")};
+}
+
 } // namespace
 
 Checks CheckBackups() {
@@ -84,5 +106,7 @@ Checks CheckBackups() {
         const Checks found = CheckFolder(folder);
         checks.insert(checks.end(), found.begin(), found.end());
     }
+    const Checks kept = CheckKeptByRestores();
+    checks.insert(checks.end(), kept.begin(), kept.end());
     return checks;
 }
