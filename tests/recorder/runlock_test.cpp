@@ -210,7 +210,7 @@ TEST_F(RegisteredRun, IgnoresARecordMadeOfTwoEditions) {
     const auto record = [](long first, long last) {
         return "edition " + std::to_string(first) +
                "\nrun 3\npid 4\nstart 5\nprogress 0.5\nkind event\ncamera 1\nknown 6\n"
-               "part_files 7\nfiles 8\nfailures 0\nrefusals 0\nmark 1\nedition " +
+               "part_files 7\nfiles 8\nfailures 0\nrefusals 0\nahead 0\nmark 1\nedition " +
                std::to_string(last) + "\n";
     };
     contract::PutFile(recorder::kRunLockFile, record(7, 7));
