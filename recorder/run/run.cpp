@@ -40,6 +40,7 @@ struct Part {
     RunPart record;
     Clock::time_point start = Clock::now();
     long failuresBefore = FailuresLogged();
+    bool hasLoadedRows = false; // the database of its rows could be read
 };
 
 // The counts before this run, which include those of earlier runs of this process.
@@ -143,7 +144,7 @@ void FinishPart() {
     ended.failures = FailuresLogged() - run.part->failuresBefore - ended.refusals;
     run.files += ended.files;
     run.finished.push_back(ended);
-    run.unreadable.EndPart(ended);
+    run.unreadable.EndPart(ended, run.part->hasLoadedRows);
     ++run.endedParts;
     run.part.reset();
 }
@@ -288,6 +289,7 @@ void TurnToCamera(int camId) {
 void NoteKnownRows(long rows) {
     if (ThisRun().part) {
         ThisRun().part->record.known = rows;
+        ThisRun().part->hasLoadedRows = true;
         Publish();
     }
 }

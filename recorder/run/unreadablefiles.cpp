@@ -56,8 +56,8 @@ void UnreadableFiles::Note(const RunPart& part, const std::string& path, const s
     finding.hasRow = what == Unreadable::File;
 }
 
-void UnreadableFiles::EndPart(const RunPart& ended) {
-    if (HasFailed(ended)) {
+void UnreadableFiles::EndPart(const RunPart& ended, bool hasLoadedRows) {
+    if (HasFailed(ended) && hasLoadedRows) {
         m_listed.merge(m_listedInPart);
     }
     m_listedInPart.clear();
@@ -80,7 +80,7 @@ void UnreadableFiles::Record(long run) {
 void UnreadableFiles::ResolveRepaired(const std::vector<RunPart>& finished) const {
     std::map<std::string, std::set<int>> retried; // cameras, by kind
     for (const RunPart& part : finished) {
-        if (part.kind.empty()) {
+        if (part.kind.empty() || (HasFailed(part) && m_listed.empty())) {
             continue;
         }
         if (!retried.contains(part.kind)) {

@@ -22,8 +22,9 @@ public:
     // Notes a folder of the current part that was read to its end.
     void NoteListed(const std::string& folder) { m_listedInPart.insert(folder); }
 
-    // Ends the current part.
-    void EndPart(const RunPart& ended);
+    // Ends the current part. If its rows could not be loaded, its findings can't be resolved
+    // either, and an attempt would only fail once more.
+    void EndPart(const RunPart& ended, bool hasLoadedRows);
 
     // Puts what was noted on record as found by run `run`. To be called before the rows of the
     // files are added, so that a killed run leaves no such row without its finding. Throws Error;
